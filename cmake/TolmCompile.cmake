@@ -1,0 +1,46 @@
+# Warnings, hardening, sanitizers and coverage, gathered in one interface target that every target
+# of the system links.
+include(CheckCXXCompilerFlag)
+
+add_library(tolm_compile INTERFACE)
+target_include_directories(tolm_compile INTERFACE ${CMAKE_SOURCE_DIR})
+
+# Log records name the source path: keep it "vpn/..." wherever the build folder lies.
+target_compile_options(tolm_compile INTERFACE "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+
+target_compile_options(tolm_compile INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wno-format-y2k -Wundef -Wcast-align>)
+if(TOLM_WARNINGS_AS_ERRORS)
+  target_compile_options(tolm_compile INTERFACE -Werror)
+endif()
+
+if(TOLM_SANITIZERS)
+  string(REPLACE "," ";" sanitizer_list "${TOLM_SANITIZERS}")
+  target_compile_options(tolm_compile INTERFACE
+    -fsanitize=${TOLM_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g -O1)
+  target_link_options(tolm_compile INTERFACE -fsanitize=${TOLM_SANITIZERS})
+else()
+  # Fortify needs an optimising build; the debug presets take -Og.
+  target_compile_options(tolm_compile INTERFACE $<$<CONFIG:Debug>:-Og>)
+  target_compile_options(tolm_compile INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+endif()
+
+target_compile_options(tolm_compile INTERFACE -fstack-protector-strong)
+check_cxx_compiler_flag(-fstack-clash-protection TOLM_HAS_STACK_CLASH)
+if(TOLM_HAS_STACK_CLASH)
+  target_compile_options(tolm_compile INTERFACE -fstack-clash-protection)
+endif()
+check_cxx_compiler_flag(-fcf-protection TOLM_HAS_CF_PROTECTION)
+if(TOLM_HAS_CF_PROTECTION)
+  target_compile_options(tolm_compile INTERFACE -fcf-protection)
+endif()
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  target_link_options(tolm_compile INTERFACE
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+if(TOLM_COVERAGE)
+  target_compile_options(tolm_compile INTERFACE --coverage -O0)
+  target_link_options(tolm_compile INTERFACE --coverage)
+endif()

@@ -1,0 +1,1 @@
+# Placeholder target until the archive storey declares the real one.

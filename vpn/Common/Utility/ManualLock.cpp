@@ -1,0 +1,42 @@
+#include "vpn/Common/Utility/ManualLock.h"
+
+namespace halvo {
+
+CManualLock::CManualLock(unsigned /*ignored*/) {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutex_init(&m_mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+}
+
+CManualLock::~CManualLock() {
+  while (m_nHolds > 0) {
+    Unlock();
+  }
+  pthread_mutex_destroy(&m_mutex);
+}
+
+void CManualLock::Lock() {
+  pthread_mutex_lock(&m_mutex);
+  ++m_nHolds;
+}
+
+bool CManualLock::TryLock() {
+  if (pthread_mutex_trylock(&m_mutex) != 0) {
+    return false;
+  }
+  ++m_nHolds;
+  return true;
+}
+
+std::uint64_t CManualLock::Unlock() {
+  if (m_nHolds == 0) {
+    return 0;
+  }
+  const std::uint64_t left = --m_nHolds;
+  pthread_mutex_unlock(&m_mutex);
+  return left;
+}
+
+}  // namespace halvo
