@@ -1,0 +1,71 @@
+// TOLMEngine: performs one whole run, from the instruction documents to the bundle.
+//
+// Built for one run, on any thread, run once and destroyed; neither copied nor reused. All that the
+// caller learns of the outcome travels through reportProgress() (Progress.h). There is no cancel in
+// here: a front-end that cancels ends the process.
+//
+// The engine owns the loaders, the config documents, the collector and all path and password
+// strings. The password is an ordinary string for the engine's lifetime and isn't wiped.
+
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "vpn/Common/Diagnostics/ResultCodes.h"
+
+namespace halvo {
+
+class TOLMXmlLoader;
+class XMLObject;
+class DataComponent;
+class collector;
+
+class TOLMEngine {
+ public:
+  // `requestPath`: a request document, or empty for the default run. `bundlePath`: the bundle to
+  // write; ".zip" is put behind it where it doesn't end so. `password`: empty for no encryption.
+  // `clearLogs`: a clear run, which deletes logs and makes no bundle, instead of a collect run.
+  TOLMEngine(const std::string& requestPath, const std::string& bundlePath, const std::string& password,
+             bool clearLogs);
+  ~TOLMEngine();
+
+  TOLMEngine(const TOLMEngine&) = delete;
+  TOLMEngine& operator=(const TOLMEngine&) = delete;
+
+  // collectLogs() or clearLogs(), as the constructor was told. Returns the code that the finish
+  // notification carries.
+  ResultCode run();
+
+  // The path of the bundle, with the ".zip" that a collect run has put behind it where it was missing.
+  [[nodiscard]] const std::string& bundlePath() const { return m_strBundlePath; }
+
+ private:
+  ResultCode collectLogs();
+  ResultCode clearLogs();
+  [[nodiscard]] ResultCode writeFailedFilesToSummary(const std::string& path);
+
+  std::uint8_t m_bClearLogs;
+  std::unique_ptr<collector> m_pCollector;
+  std::unique_ptr<TOLMXmlLoader> m_pConfigMgr;
+  std::unique_ptr<TOLMXmlLoader> m_pRequestMgr;
+  // The request's items that no config has processed yet; the collector takes entries out of it.
+  std::list<DataComponent*> m_UnprocessedFiles;
+  // Names of config documents that could not be parsed or used.
+  std::list<std::string> m_FailedConfigs;
+  // The config documents in load order, owned.
+  std::list<XMLObject*> m_Configs;
+  std::string m_strRequestPath;
+  std::string m_strTempFolder;
+  std::string m_strBundlePath;
+  std::string m_strPassword;
+  std::uint32_t m_nConfigs;
+  // The request document, or the empty document of the default run.
+  XMLObject* m_pXMLRequest;
+  // The empty document of the default run; null where a real request was loaded.
+  std::unique_ptr<XMLObject> m_pOwnedRequest;
+};
+
+}  // namespace halvo
