@@ -1,0 +1,154 @@
+#include "vpn/Common/Xml/RQVSaxParser.h"
+
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstring>
+
+#include "vpn/Common/Diagnostics/Log.h"
+
+namespace halvo {
+
+namespace {
+
+void discardMessage(void* /*context*/, const char* /*format*/, ...) {}
+
+// What libxml2 can't tie to the handler of a parse (a file that won't open, a read that fails) it
+// prints on standard error, which is the program's own. The setting belongs to the thread and is put
+// back as it was found.
+class GenericErrorMute {
+ public:
+  GenericErrorMute() : m_pOldFunction(xmlGenericError), m_pOldContext(xmlGenericErrorContext) {
+    xmlSetGenericErrorFunc(nullptr, discardMessage);
+  }
+  ~GenericErrorMute() { xmlSetGenericErrorFunc(m_pOldContext, m_pOldFunction); }
+  GenericErrorMute(const GenericErrorMute&) = delete;
+  GenericErrorMute& operator=(const GenericErrorMute&) = delete;
+
+ private:
+  xmlGenericErrorFunc m_pOldFunction;
+  void* m_pOldContext;
+};
+
+XmlMgr* managerOf(void* ctx) {
+  return static_cast<XmlMgr*>(static_cast<xmlParserCtxtPtr>(ctx)->_private);
+}
+
+std::string textOf(const xmlChar* text) {
+  return reinterpret_cast<const char*>(text);
+}
+
+}  // namespace
+
+RQVSaxParser::RQVSaxParser(XmlMgr* manager) : xmlMgr(manager) {}
+
+ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
+  if (source.empty() || (mode != kFile && mode != kMemory)) {
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+
+  const GenericErrorMute mute;
+  xmlParserCtxtPtr context = nullptr;
+  if (mode == kFile) {
+    context = xmlCreateFileParserCtxt(source.c_str());
+    if (context == nullptr) {
+      LOG_RETURN_CODE(kLogError, "xmlCreateFileParserCtxt", GLOBAL_ERROR_NULL_POINTER);
+      return GLOBAL_ERROR_UNEXPECTED;
+    }
+  } else {
+    const std::size_t start = source.find_first_not_of(" \t\n\r");
+    if (start == std::string::npos) {
+      return GLOBAL_ERROR_UNEXPECTED;
+    }
+    context = xmlCreateMemoryParserCtxt(source.data() + start, static_cast<int>(source.size() - start));
+    if (context == nullptr) {
+      LOG_RETURN_CODE(kLogError, "xmlCreateMemoryParserCtxt", GLOBAL_ERROR_NULL_POINTER);
+      return GLOBAL_ERROR_UNEXPECTED;
+    }
+  }
+
+  // The user data stays the context itself: the callbacks get it and find the manager in it.
+  context->_private = xmlMgr;
+
+  // `initialized` stays 0: that is what makes libxml2 deliver an element as a name and a flat list of
+  // attributes. All other slots stay null, so nothing is fetched and no tree is built.
+  xmlSAXHandler handler = {};
+  handler.startElement = startElementCB;
+  handler.endElement = endElementCB;
+  handler.characters = elementValueCB;
+  handler.error = errorCB;
+
+  xmlSAXHandlerPtr own = context->sax;
+  context->sax = &handler;
+  const int answer = xmlParseDocument(context);
+  if (answer != 0) {
+    LOG_RETURN_CODE(kLogError, "xmlParseDocument", answer);
+  }
+
+  // xmlFreeParserCtxt() frees the handler that it finds, which must not be the one on the stack.
+  context->sax = own;
+  // A document that declares entities leaves a stub behind that holds them, events or not.
+  xmlFreeDoc(context->myDoc);
+  context->myDoc = nullptr;
+  xmlFreeParserCtxt(context);
+  return answer == 0 ? 0 : GLOBAL_ERROR_UNEXPECTED;
+}
+
+void RQVSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar** atts) {
+  XmlMgr* const manager = managerOf(ctx);
+  if (manager == nullptr) {
+    LOG_MESSAGE(kLogError, "No XML Manager provided.");
+    return;
+  }
+  manager->startElement(textOf(name));
+  if (atts == nullptr) {
+    return;
+  }
+  // Names stand at the even places, each with its value behind it.
+  for (std::size_t i = 0; atts[i] != nullptr; ++i) {
+    if (i % 2 == 1) {
+      manager->addAttribute(textOf(atts[i - 1]), textOf(atts[i]));
+    }
+  }
+}
+
+void RQVSaxParser::endElementCB(void* ctx, const xmlChar* name) {
+  XmlMgr* const manager = managerOf(ctx);
+  if (manager == nullptr) {
+    LOG_MESSAGE(kLogError, "No XML Manager provided.");
+    return;
+  }
+  manager->endElement(textOf(name));
+}
+
+void RQVSaxParser::elementValueCB(void* ctx, const xmlChar* chars, int len) {
+  XmlMgr* const manager = managerOf(ctx);
+  if (manager == nullptr) {
+    LOG_MESSAGE(kLogError, "No XML Manager provided.");
+    return;
+  }
+  // The piece has no end mark of its own; what stands behind a zero byte in it is dropped. An empty
+  // piece is handed on as well.
+  std::string text;
+  if (len > 0) {
+    const auto* const bytes = reinterpret_cast<const char*>(chars);
+    text.assign(bytes, strnlen(bytes, static_cast<std::size_t>(len)));
+  }
+  manager->elementValue(text);
+}
+
+void RQVSaxParser::errorCB(void* /*ctx*/, const char* fmt, ...) {
+  // libxml2's format is "%s" and its whole message the one argument behind it: the format is left
+  // alone, so that nothing in a document is ever taken for one.
+  std::va_list arguments;
+  va_start(arguments, fmt);
+  const char* const message = va_arg(arguments, const char*);
+  va_end(arguments);
+  LOG_MESSAGE(kLogError, "xml errorCB: %s", message);
+}
+
+}  // namespace halvo
