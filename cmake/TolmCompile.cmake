@@ -40,6 +40,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
+# The fuzzers see the branches of the libraries that they link.
+if(TOLM_BUILD_FUZZERS)
+  target_compile_options(tolm_compile INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(TOLM_COVERAGE)
   target_compile_options(tolm_compile INTERFACE --coverage -O0)
   target_link_options(tolm_compile INTERFACE --coverage)

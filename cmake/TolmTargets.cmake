@@ -43,3 +43,39 @@ function(tolm_test name)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
+
+# tolm_fuzzer(NAME SOURCES file... [LINK target...] [CORPUS folder])
+#
+# One libFuzzer program, built by the preset "fuzz" into build/fuzz/fuzzers/. CORPUS is the folder
+# below fuzz/corpus/ that holds its seeds. The target run_NAME starts from the seeds, keeps what it
+# finds in the build folder and ends after TOLM_FUZZ_SECONDS.
+set(TOLM_FUZZ_SECONDS 60 CACHE STRING "Seconds that a run_<fuzzer> target takes")
+function(tolm_fuzzer name)
+  cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE tolm_compile ${ARG_LINK})
+  target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzzers)
+  set(found ${CMAKE_BINARY_DIR}/fuzzers/${name}.corpus)
+  set(seeds)
+  if(ARG_CORPUS)
+    set(seeds ${CMAKE_SOURCE_DIR}/fuzz/corpus/${ARG_CORPUS})
+  endif()
+  add_custom_target(run_${name}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${found}
+    COMMAND ${name} -max_total_time=${TOLM_FUZZ_SECONDS} -print_final_stats=1 -verbosity=0 ${found} ${seeds}
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/fuzzers
+    USES_TERMINAL)
+endfunction()
+
+# tolm_bench(NAME SOURCES file... [LINK target...])
+#
+# One Google Benchmark program, in build/<preset>/bench/.
+function(tolm_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  find_package(benchmark REQUIRED)
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE tolm_compile ${ARG_LINK} benchmark::benchmark_main)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bench)
+endfunction()
