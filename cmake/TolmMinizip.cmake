@@ -1,1 +1,96 @@
-# Placeholder target until the archive storey declares the real one.
+# tolm_minizip: minizip of zlib's contrib folder as a static library, with the traditional encryption.
+#
+# Its sources are the distribution's (see scripts/fetch-minizip) and are kept below build/, never in
+# the source tree. What is built is tried out before anything else: packaged minizips are known that
+# set the encryption flag, report success, and write archives that no tool can open.
+find_package(ZLIB REQUIRED)
+
+set(TOLM_MINIZIP_DIR ${CMAKE_SOURCE_DIR}/build/deps/minizip CACHE PATH
+    "Folder contrib/minizip of a zlib release; fetched where it is missing")
+
+if(TOLM_MINIZIP_DIR STREQUAL "${CMAKE_SOURCE_DIR}/build/deps/minizip")
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/fetch-minizip ${TOLM_MINIZIP_DIR}
+    RESULT_VARIABLE tolm_fetch_result)
+  if(NOT tolm_fetch_result EQUAL 0)
+    message(FATAL_ERROR "scripts/fetch-minizip failed; what it printed stands above.")
+  endif()
+endif()
+
+set(tolm_minizip_files zip.c unzip.c ioapi.c)
+list(TRANSFORM tolm_minizip_files PREPEND ${TOLM_MINIZIP_DIR}/)
+foreach(tolm_file IN LISTS tolm_minizip_files)
+  if(NOT EXISTS ${tolm_file})
+    message(FATAL_ERROR "${tolm_file} is missing: TOLM_MINIZIP_DIR isn't zlib's contrib/minizip folder.")
+  endif()
+endforeach()
+
+# Encryption is on unless NOCRYPT is defined. Files are addressed with 64 bits on every host.
+set(tolm_minizip_definitions _FILE_OFFSET_BITS=64 _LARGEFILE64_SOURCE)
+
+add_library(tolm_minizip STATIC ${tolm_minizip_files})
+target_include_directories(tolm_minizip SYSTEM INTERFACE ${TOLM_MINIZIP_DIR})
+target_compile_definitions(tolm_minizip PRIVATE ${tolm_minizip_definitions})
+target_compile_options(tolm_minizip PRIVATE -w)
+target_link_libraries(tolm_minizip PUBLIC ZLIB::ZLIB)
+# Hardening and sanitizers apply to it as to the system's own code.
+target_link_libraries(tolm_minizip PRIVATE tolm_compile)
+
+# Writes an encrypted archive with these very sources and opens it with a reader that isn't minizip.
+function(tolm_probe_minizip)
+  foreach(file IN LISTS tolm_minizip_files)
+    file(SHA256 ${file} sum)
+    string(APPEND state "${sum} ")
+  endforeach()
+  if(TOLM_MINIZIP_PROBED STREQUAL state)
+    return()
+  endif()
+
+  set(folder ${CMAKE_BINARY_DIR}/minizip-probe)
+  file(REMOVE_RECURSE ${folder})
+  file(MAKE_DIRECTORY ${folder})
+  try_compile(built ${folder}/build
+    SOURCES ${CMAKE_SOURCE_DIR}/cmake/minizip-probe.c ${tolm_minizip_files}
+    COMPILE_DEFINITIONS -D_FILE_OFFSET_BITS=64 -D_LARGEFILE64_SOURCE -I${TOLM_MINIZIP_DIR} -w
+    LINK_LIBRARIES ZLIB::ZLIB
+    OUTPUT_VARIABLE output
+    COPY_FILE ${folder}/probe)
+  if(NOT built)
+    message(FATAL_ERROR "minizip from ${TOLM_MINIZIP_DIR} doesn't build with this zlib:\n${output}")
+  endif()
+
+  set(content "what was encrypted must come back")
+  set(password "a probe's password")
+  execute_process(COMMAND ${folder}/probe ${folder}/probe.zip ${password} ${content}
+    RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "minizip from ${TOLM_MINIZIP_DIR} can't write an encrypted archive (${result}).")
+  endif()
+
+  find_program(TOLM_UNZIP unzip)
+  find_program(TOLM_PYTHON3 python3)
+  mark_as_advanced(TOLM_UNZIP TOLM_PYTHON3)
+  set(readers)
+  if(TOLM_UNZIP)
+    list(APPEND readers unzip)
+    execute_process(COMMAND ${TOLM_UNZIP} -P ${password} -p ${folder}/probe.zip probe.txt
+      OUTPUT_VARIABLE unzip_read ERROR_VARIABLE unzip_error TIMEOUT 60)
+  endif()
+  if(TOLM_PYTHON3)
+    list(APPEND readers python3)
+    execute_process(COMMAND ${TOLM_PYTHON3} ${CMAKE_SOURCE_DIR}/cmake/minizip-probe.py ${folder}/probe.zip
+      ${password}
+      OUTPUT_VARIABLE python3_read ERROR_VARIABLE python3_error TIMEOUT 60)
+  endif()
+  if(NOT readers)
+    message(FATAL_ERROR "Encrypted archives can't be tried out: install unzip or python3.")
+  endif()
+  foreach(reader IN LISTS readers)
+    if(NOT ${reader}_read STREQUAL content)
+      message(FATAL_ERROR "minizip from ${TOLM_MINIZIP_DIR} encrypts wrongly: ${reader} can't open its "
+        "archive with the right password.\n${${reader}_error}")
+    endif()
+  endforeach()
+  message(STATUS "minizip's encrypted archives open with: ${readers}")
+  set(TOLM_MINIZIP_PROBED ${state} CACHE INTERNAL "Sums of the minizip sources that were tried out")
+endfunction()
+tolm_probe_minizip()
