@@ -42,10 +42,16 @@ class TOLMEngine {
   // The path of the bundle, with the ".zip" that a collect run has put behind it where it was missing.
   [[nodiscard]] const std::string& bundlePath() const { return m_strBundlePath; }
 
+  // The text of the failure that ended the run; empty before a run and after a success.
+  [[nodiscard]] const std::string& failureText() const { return m_strFailureText; }
+
  private:
   ResultCode collectLogs();
   ResultCode clearLogs();
   [[nodiscard]] ResultCode writeFailedFilesToSummary(const std::string& path);
+
+  // Ends a run: logs and reports the text, removes the temporary folder and returns the code.
+  ResultCode fail(const char* function, int line, const char* text, ResultCode code);
 
   std::uint8_t m_bClearLogs;
   std::unique_ptr<collector> m_pCollector;
@@ -66,6 +72,7 @@ class TOLMEngine {
   XMLObject* m_pXMLRequest;
   // The empty document of the default run; null where a real request was loaded.
   std::unique_ptr<XMLObject> m_pOwnedRequest;
+  std::string m_strFailureText;
 };
 
 }  // namespace halvo

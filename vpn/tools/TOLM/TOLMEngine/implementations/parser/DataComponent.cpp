@@ -1,0 +1,140 @@
+#include "vpn/tools/TOLM/TOLMEngine/implementations/parser/DataComponent.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace halvo {
+
+DataComponent::DataComponent(const DataComponent& other)
+    : m_bIsLeaf(other.m_bIsLeaf),
+      m_strName(other.m_strName),
+      m_strValue(other.m_strValue),
+      m_pParent(other.m_pParent),
+      m_nCount(other.m_nCount) {
+  copyLists(other);
+}
+
+DataComponent& DataComponent::operator=(const DataComponent& other) {
+  if (this != &other) {
+    m_strName = other.m_strName;
+    m_strValue = other.m_strValue;
+    m_bIsLeaf = other.m_bIsLeaf;
+    m_pParent = other.m_pParent;
+    m_nCount = other.m_nCount;
+    m_Attributes.clear();
+    m_Children.clear();
+    copyLists(other);
+  }
+  return *this;
+}
+
+DataComponent::~DataComponent() {
+  m_Attributes.clear();
+  m_Children.clear();
+  m_pParent = nullptr;
+}
+
+void DataComponent::copyLists(const DataComponent& other) {
+  for (const auto& child : other.m_Children) {
+    m_Children.push_back(std::make_unique<DataComponent>(*child));
+  }
+  for (const auto& attribute : other.m_Attributes) {
+    m_Attributes.push_back(std::make_unique<DataAttribute>(*attribute));
+  }
+}
+
+void DataComponent::IncreaseCount(std::uint32_t n) {
+  for (DataComponent* node = this; node != nullptr; node = node->m_pParent) {
+    node->m_nCount += n;
+  }
+}
+
+void DataComponent::DecreaseCount(std::uint32_t n) {
+  for (DataComponent* node = this; node != nullptr; node = node->m_pParent) {
+    node->m_nCount -= n;
+  }
+}
+
+DataComponent* DataComponent::AddChild(const std::string& name, const std::string& value) {
+  AddChild(std::make_unique<DataComponent>(name, value));
+  return m_Children.back().get();
+}
+
+void DataComponent::AddChild(std::unique_ptr<DataComponent>&& node) {
+  if (node == nullptr || node->m_nCount == 0) {
+    return;
+  }
+  node->m_pParent = this;
+  const std::uint32_t added = node->m_nCount;
+  m_Children.push_back(std::move(node));
+  IncreaseCount(added);
+  m_bIsLeaf = false;
+}
+
+void DataComponent::RemoveChild(const DataComponent* node) {
+  if (node == nullptr) {
+    return;
+  }
+  const auto found = std::find_if(m_Children.begin(), m_Children.end(),
+                                  [node](const auto& child) { return child.get() == node; });
+  if (found == m_Children.end()) {
+    return;
+  }
+  DecreaseCount((*found)->m_nCount);
+  m_Children.erase(found);
+}
+
+void DataComponent::RemoveChild(const std::string& name) { RemoveChild(FindChild(name)); }
+
+DataComponent* DataComponent::FindChild(const std::string& name) const {
+  for (const auto& child : m_Children) {
+    if (child->m_strName == name) {
+      return child.get();
+    }
+    if (DataComponent* deeper = child->FindChild(name); deeper != nullptr) {
+      return deeper;
+    }
+  }
+  return nullptr;
+}
+
+DataComponent::Attributes::iterator DataComponent::AddAttribute(const std::string& name,
+                                                                const std::string& value) {
+  m_Attributes.push_back(std::make_unique<DataAttribute>(name, value));
+  return std::prev(m_Attributes.end());
+}
+
+void DataComponent::AddAttribute(std::unique_ptr<DataAttribute> attribute) {
+  m_Attributes.push_back(std::move(attribute));
+}
+
+void DataComponent::RemoveAttribute(const std::string& name) { RemoveAttribute(FindAttribute(name)); }
+
+void DataComponent::RemoveAttribute(const DataAttribute* attribute) {
+  const auto found = std::find_if(m_Attributes.begin(), m_Attributes.end(),
+                                  [attribute](const auto& entry) { return entry.get() == attribute; });
+  if (found != m_Attributes.end()) {
+    m_Attributes.erase(found);
+  }
+}
+
+const DataAttribute* DataComponent::FindAttribute(const std::string& name) const {
+  for (const auto& attribute : m_Attributes) {
+    if (attribute->GetName() == name) {
+      return attribute.get();
+    }
+  }
+  return nullptr;
+}
+
+bool DataComponent::operator!=(const DataComponent& other) const {
+  const auto sameIdentity = [](const auto& left, const auto& right) { return left.get() == right.get(); };
+  return m_strName != other.m_strName || m_strValue != other.m_strValue || m_bIsLeaf != other.m_bIsLeaf ||
+         m_pParent != other.m_pParent ||
+         !std::equal(m_Children.begin(), m_Children.end(), other.m_Children.begin(), other.m_Children.end(),
+                     sameIdentity) ||
+         !std::equal(m_Attributes.begin(), m_Attributes.end(), other.m_Attributes.begin(),
+                     other.m_Attributes.end(), sameIdentity);
+}
+
+}  // namespace halvo
