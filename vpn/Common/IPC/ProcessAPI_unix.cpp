@@ -1,0 +1,254 @@
+#include "vpn/Common/IPC/ProcessAPI_unix.h"
+
+#include <signal.h>
+#include <strings.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/IPC/UnixImpersonate.h"
+#include "vpn/Common/Utility/sysutils.h"
+
+extern char** environ;
+
+namespace halvo {
+
+namespace {
+
+constexpr std::uint32_t kPollMicroseconds = 20000;
+
+// waitpid for one child. Its ids below 1 stand for groups of children, and would reap a child that
+// somebody else waits for.
+pid_t waitForChild(std::int32_t processId, int& status, int options) {
+  if (processId < 1) {
+    errno = ECHILD;
+    return -1;
+  }
+  return waitpid(processId, &status, options);
+}
+
+// As above, without end. A signal doesn't end the wait: the child would stay behind as a zombie.
+pid_t waitForChildToEnd(std::int32_t processId) {
+  int status = 0;
+  pid_t ended = -1;
+  do {
+    ended = waitForChild(processId, status, 0);
+  } while (ended < 0 && errno == EINTR);
+  return ended;
+}
+
+void emptyEnvironment() {
+  // clearenv() isn't everywhere.
+  static char* s_pNone[] = {nullptr};
+  environ = s_pNone;
+}
+
+}  // namespace
+
+CProcessApi::~CProcessApi() {
+  m_listReserved.clear();
+}
+
+ResultCode CProcessApi::Launch(LaunchInfo& info, const char* path, ...) {
+  std::vector<const char*> arguments;
+  std::va_list list;
+  va_start(list, path);
+  for (const char* argument = path; argument != nullptr; argument = va_arg(list, const char*)) {
+    arguments.push_back(argument);
+  }
+  va_end(list);
+  return Launch(info, std::move(arguments));
+}
+
+ResultCode CProcessApi::Launch(LaunchInfo& info, std::vector<const char*> arguments) {
+  info.processId = 0;
+  if (arguments.empty() || arguments.front() == nullptr) {
+    return PROCESS_API_ERROR_BAD_PARAMETER;
+  }
+  arguments.push_back(nullptr);
+  if (info.verifySignature) {
+    const ResultCode rc = testSignature(info, arguments);
+    if (rc != 0) {
+      return rc;
+    }
+  }
+
+  const pid_t child = fork();
+  if (child < 0) {
+    const int error = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogError, "fork", error, std::strerror(error));
+    return PROCESS_API_ERROR_UNKNOWN;
+  }
+  if (child > 0) {
+    if (!info.detach) {
+      info.processId = child;
+    } else if (waitForChildToEnd(child) != child) {
+      LOG_RETURN_CODE(kLogError, "waitpid", errno);
+    }
+    return 0;
+  }
+
+  if (info.detach) {
+    const pid_t grandchild = fork();
+    if (grandchild < 0) {
+      const int error = errno;
+      LOG_RETURN_CODE_DESCRIBED(kLogError, "fork", error, std::strerror(error));
+      // This is the child, and it goes on in the caller's code, a copy of the whole program. It is
+      // meant so: callers that start something detached look at the process id behind a failure.
+      return PROCESS_API_ERROR_UNKNOWN;
+    }
+    if (grandchild > 0) {
+      _exit(0);
+    }
+  }
+  runProgram(info, arguments);
+}
+
+ResultCode CProcessApi::testSignature(const LaunchInfo& info, const std::vector<const char*>& arguments) {
+  if (m_pVerifier == nullptr) {
+    return PROCESS_API_ERROR_BAD_HANDLE;
+  }
+  const char* path = arguments[0];
+  // The script is what counts, not the shell that runs it.
+  if (strcasecmp(path, "/bin/sh") == 0 || strcasecmp(path, "/bin/bash") == 0) {
+    path = arguments[1];
+  }
+  const ResultCode rc = m_pVerifier->IsValid(path, info.signatureArgument1, info.signatureArgument2,
+                                             info.signatureArgument3, info.signatureArgument4);
+  if (rc != 0) {
+    LOG_RETURN_CODE(kLogError, "VerifyFileSignature IsValid", rc);
+  }
+  return rc;
+}
+
+void CProcessApi::runProgram(const LaunchInfo& info, const std::vector<const char*>& arguments) {
+  if (info.runAsUser && info.userName != nullptr) {
+    emptyEnvironment();
+    CUnixImpersonate impersonate(info.userName);
+    const ResultCode rc = impersonate.PermanentlyBecomeUser();
+    if (rc != 0) {
+      LOG_RETURN_CODE(kLogError, "CUnixImpersonate::PermanentlyBecomeUser", rc);
+      _exit(-1);
+    }
+  }
+  if (info.workingDirectory != nullptr && chdir(info.workingDirectory) != 0) {
+    LOG_RETURN_CODE(kLogWarning, "chdir", errno);
+  }
+  for (const char* const* entry = info.environment; entry != nullptr && *entry != nullptr; ++entry) {
+    if (putenv(const_cast<char*>(*entry)) != 0) {
+      LOG_MESSAGE(kLogError, "Cannot set environment variable: %s Error: %s", *entry, std::strerror(errno));
+      _exit(-1);
+    }
+  }
+  execvp(arguments[0], const_cast<char* const*>(arguments.data()));
+  const int error = errno;
+  LOG_RETURN_CODE_DESCRIBED(kLogError, "execvp", error, std::strerror(error));
+  _exit(error == ENOENT ? kExitProgramNotFound : kExitProgramNotStarted);
+}
+
+ResultCode CProcessApi::setVerifier(VerifyFileSignature* verifier) {
+  if (verifier == nullptr) {
+    return PROCESS_API_ERROR_BAD_PARAMETER;
+  }
+  m_pVerifier = verifier;
+  return 0;
+}
+
+ResultCode CProcessApi::terminateProcess(std::int32_t processId) {
+  // kill takes 0 for our own process group, and a negative id for another or for everything.
+  if (processId < 1 || kill(processId, SIGTERM) != 0) {
+    return PROCESS_API_ERROR_UNKNOWN;
+  }
+  static_cast<void>(waitForChildToEnd(processId));
+  return 0;
+}
+
+ResultCode CProcessApi::checkProcess(std::int32_t processId) {
+  if (processId == 0) {
+    return PROCESS_API_ERROR_NOTRUNNING;
+  }
+  int status = 0;
+  const pid_t ended = waitForChild(processId, status, WNOHANG);
+  if (ended == processId) {
+    return PROCESS_API_ERROR_NOTRUNNING;
+  }
+  return ended == 0 ? 0 : PROCESS_API_ERROR_UNKNOWN;
+}
+
+std::int32_t CProcessApi::currentProcessId() const {
+  return getpid();
+}
+
+ResultCode CProcessApi::SetThreadPriority(int& priority) {
+  errno = 0;
+  const int old = getpriority(PRIO_PROCESS, 0);
+  // -1 is a real priority too. It counts as a failure all the same.
+  if (old == -1) {
+    LOG_RETURN_CODE(kLogWarning, "getpriority", errno);
+    return PROCESS_API_ERROR_GET_THREAD_PRIORITY_FAILED;
+  }
+  if (setpriority(PRIO_PROCESS, 0, priority) != 0) {
+    LOG_RETURN_CODE(kLogWarning, "setpriority", errno);
+    return PROCESS_API_ERROR_SET_THREAD_PRIORITY_FAILED;
+  }
+  priority = old;
+  return 0;
+}
+
+ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CCEvent* event,
+                                       std::uint32_t /*ignored*/, std::uint32_t limitMs) {
+  exitCode = 1;
+  int status = -1;
+  if (event != nullptr) {
+    return PROCESS_API_ERROR_NOT_IMPLEMENTED;
+  }
+  if (limitMs == kWaitForever) {
+    if (waitForChild(processId, status, 0) < 0) {
+      return PROCESS_API_ERROR_UNKNOWN;
+    }
+  } else {
+    {
+      std::lock_guard<std::mutex> hold(m_mutexWait);
+      m_nWaitStart = tickMilliseconds();
+    }
+    for (;;) {
+      {
+        std::lock_guard<std::mutex> hold(m_mutexWait);
+        // Ahead of the look at the child: with a limit of 0 nobody looks at it at all.
+        if (m_nWaitForever == 0 && tickMilliseconds() - m_nWaitStart >= limitMs) {
+          break;
+        }
+      }
+      const pid_t ended = waitForChild(processId, status, WNOHANG);
+      if (ended < 0) {
+        LOG_MESSAGE(kLogError, "waitpid failed: %s", std::strerror(errno));
+        return PROCESS_API_ERROR_UNKNOWN;
+      }
+      if (ended != 0) {
+        break;
+      }
+      usleep(kPollMicroseconds);
+    }
+  }
+  // The -1 of a wait that ran out has the low bits set, as has the status of a child that a signal
+  // ended: callers get the same answer for both, and count on it.
+  if ((status & 0x7f) != 0) {
+    return PROCESS_API_ERROR_WAIT_TIMEOUT;
+  }
+  exitCode = (status >> 8) & 0xff;
+  return 0;
+}
+
+void CProcessApi::restartWait(bool waitForever) {
+  m_nWaitForever = waitForever ? 1 : 0;
+  std::lock_guard<std::mutex> hold(m_mutexWait);
+  m_nWaitStart = tickMilliseconds();
+}
+
+}  // namespace halvo

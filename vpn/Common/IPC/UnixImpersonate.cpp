@@ -1,0 +1,125 @@
+#include "vpn/Common/IPC/UnixImpersonate.h"
+
+#include <grp.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "vpn/Common/Diagnostics/Log.h"
+
+namespace halvo {
+
+CUnixImpersonate::CUnixImpersonate(const std::string& userName) : m_strUserName(userName) {}
+
+CUnixImpersonate::~CUnixImpersonate() {
+  if (!m_bImpersonating) {
+    return;
+  }
+  const ResultCode rc = Stop();
+  if (rc != 0) {
+    LOG_RETURN_CODE(kLogError, "CUnixImpersonate::Stop", rc);
+  }
+}
+
+ResultCode CUnixImpersonate::impersonate(const passwd* entry, bool permanent) {
+  if (entry == nullptr) {
+    LOG_RETURN_CODE(kLogError, "getpwnam", errno);
+    return GLOBAL_ERROR_NULL_POINTER;
+  }
+  const char* failed = nullptr;
+  if (initgroups(entry->pw_name, entry->pw_gid) != 0) {
+    failed = "initgroups";
+  } else if (permanent) {
+    if (setgid(entry->pw_gid) != 0) {
+      failed = "setgid";
+    } else if (setuid(entry->pw_uid) != 0) {
+      failed = "setuid";
+    }
+  } else if (setegid(entry->pw_gid) != 0) {
+    failed = "setregid";  // the name that this step has in the logs, here and in Stop()
+  } else if (seteuid(entry->pw_uid) != 0) {
+    failed = "seteuid";
+  }
+  if (failed != nullptr) {
+    const int error = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogError, failed, error, std::strerror(error));
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  return 0;
+}
+
+ResultCode CUnixImpersonate::Start() {
+  errno = 0;  // an unknown name needn't set it
+  const passwd* entry = getpwnam(m_strUserName.c_str());
+  if (entry == nullptr) {
+    const int error = errno;
+    LOG_RETURN_CODE_TEXT(kLogError, "getpwnam", error, "error: %s; username: %s", std::strerror(error),
+                         m_strUserName.c_str());
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  const ResultCode rc = impersonate(entry, false);
+  if (rc != 0) {
+    LOG_RETURN_CODE(kLogError, "CUnixImpersonate::impersonate", rc);
+    return rc;
+  }
+  m_bImpersonating = true;
+  return 0;
+}
+
+ResultCode CUnixImpersonate::PermanentlyBecomeUser() {
+  errno = 0;
+  const passwd* entry = getpwnam(m_strUserName.c_str());
+  if (entry == nullptr) {
+    const int error = errno;
+    LOG_RETURN_CODE_TEXT(kLogError, "getpwnam", error, "error: %s; username: %s", std::strerror(error),
+                         m_strUserName.c_str());
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  const ResultCode rc = impersonate(entry, true);
+  if (rc != 0) {
+    LOG_RETURN_CODE(kLogError, "CUnixImpersonate::impersonate", rc);
+    return rc;
+  }
+  m_bImpersonating = false;  // there is no way back
+  return 0;
+}
+
+ResultCode CUnixImpersonate::Stop() {
+  const char* failed = nullptr;
+  errno = 0;
+  const passwd* root = getpwuid(0);
+  if (root == nullptr) {
+    failed = "getpwuid";
+  } else if (setegid(root->pw_gid) != 0) {
+    failed = "setregid";
+  } else if (seteuid(root->pw_uid) != 0) {
+    failed = "seteuid";
+  } else if (initgroups(root->pw_name, root->pw_gid) != 0) {
+    failed = "initgroups";
+  }
+  if (failed != nullptr) {
+    const int error = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogError, failed, error, std::strerror(error));
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  m_bImpersonating = false;
+  return 0;
+}
+
+bool CUnixImpersonate::isAdminUser(const std::string& userName) {
+  for (const char* groupName : {"admin", "wheel"}) {
+    const group* entry = getgrnam(groupName);
+    if (entry == nullptr) {
+      continue;
+    }
+    for (char* const* member = entry->gr_mem; *member != nullptr; ++member) {
+      if (userName == *member) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace halvo
