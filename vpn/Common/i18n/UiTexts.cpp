@@ -1,0 +1,52 @@
+#include "vpn/Common/i18n/UiTexts.h"
+
+namespace halvo {
+
+const std::string textWindowTitle = "Halvo TOLM";
+const std::string textRun = "Run";
+const std::string textCancel = "Cancel";
+const std::string textFinish = "Finish";
+const std::string textWelcome = "Welcome to the Halvo Fieldcase (TOLM).";
+const std::string textIntro =
+    "TOLM is a tool that helps to bundle the appropriate log files and diagnostic information that can be "
+    "used for analyzing and debugging the Tessarmont client connections.";
+const std::string textEnableEncryption = "Enable Bundle Encryption";
+const std::string textEncryptionPassword = "Encryption Password";
+const std::string textMaskPassword = "Mask Password";
+const std::string textBundleOnDesktop = "The bundle was created successfully on your Desktop.";
+const std::string textBundleCannotBeSaved =
+    "The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.";
+const std::string textInternalError =
+    "An internal error occurred while creating the TOLM bundle.  Please try again later.";
+const std::string textUnknownError =
+    "An unknown error occurred while creating the TOLM bundle, possibly due to restricted file permissions.  "
+    "Please try again later.";
+const std::string textAbout = "About TOLM";
+const std::string textHide = "Hide TOLM";
+const std::string textHideOthers = "Hide Others";
+const std::string textShowAll = "Show All";
+const std::string textQuit = "Quit TOLM";
+
+const std::vector<std::string>& uiTexts() {
+  static const std::vector<std::string> texts = {textWindowTitle,
+                                                 textRun,
+                                                 textCancel,
+                                                 textFinish,
+                                                 textWelcome,
+                                                 textIntro,
+                                                 textEnableEncryption,
+                                                 textEncryptionPassword,
+                                                 textMaskPassword,
+                                                 textBundleOnDesktop,
+                                                 textBundleCannotBeSaved,
+                                                 textInternalError,
+                                                 textUnknownError,
+                                                 textAbout,
+                                                 textHide,
+                                                 textHideOthers,
+                                                 textShowAll,
+                                                 textQuit};
+  return texts;
+}
+
+}  // namespace halvo
