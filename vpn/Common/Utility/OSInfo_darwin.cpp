@@ -1,0 +1,74 @@
+#include <CoreFoundation/CoreFoundation.h>
+#include <CoreServices/CoreServices.h>
+
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <type_traits>
+
+#include "vpn/Common/Utility/OSInfo.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr const char* kVersionList = "/System/Library/CoreServices/SystemVersion.plist";
+
+struct Release {
+  void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+
+template <typename Ref>
+using Held = std::unique_ptr<std::remove_pointer_t<Ref>, Release>;
+
+}  // namespace
+
+void getOSInfo(OSInfo& record) {
+  std::memset(&record, 0, sizeof(record));
+  record.family = kFamilyMac;
+  SInt32 numbers[3] = {};
+  // The results aren't looked at: a number that can't be had stays zero.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+  static_cast<void>(Gestalt(0x73797331, &numbers[0]));
+  static_cast<void>(Gestalt(0x73797332, &numbers[1]));
+  static_cast<void>(Gestalt(0x73797333, &numbers[2]));
+#pragma clang diagnostic pop
+  setOSInfo(record, "Mac OS X", numbers[0], numbers[1], numbers[2]);
+}
+
+// CoreFoundation is linked, so its functions need no look-up by name.
+std::optional<std::string> readProductVersion() {
+  std::ifstream file(kVersionList, std::ios::binary);
+  if (!file) {
+    return std::nullopt;
+  }
+  std::ostringstream content;
+  content << file.rdbuf();
+  const std::string text = content.str();
+  const Held<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                                                         static_cast<CFIndex>(text.size()),
+                                                         kCFAllocatorNull));
+  if (data == nullptr) {
+    return std::nullopt;
+  }
+  const Held<CFPropertyListRef> list(
+      CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
+  if (list == nullptr || CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
+    return std::nullopt;
+  }
+  const void* value = CFDictionaryGetValue(static_cast<CFDictionaryRef>(list.get()), CFSTR("ProductVersion"));
+  if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
+    return std::nullopt;
+  }
+  char version[32] = {};
+  if (!CFStringGetCString(static_cast<CFStringRef>(value), version, sizeof(version), kCFStringEncodingUTF8)) {
+    return std::nullopt;
+  }
+  return std::string(version);
+}
+
+}  // namespace halvo
