@@ -1,30 +1,132 @@
 #include "vpn/Common/Utility/sysutils.h"
 
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
+#include <cstring>
+#include <limits>
+
+#include "vpn/Common/Diagnostics/Log.h"
 
 namespace halvo {
+
+namespace {
+
+constexpr suseconds_t kMicrosecondsPerSecond = 1000000;
+
+// Modes are tested by one bit alone, as told in the header.
+constexpr mode_t kFileBit = 0x8000;
+constexpr mode_t kDirectoryBit = 0x4000;
+constexpr mode_t kOwnerReadsBit = 0x0100;
+
+class RealSelectHost : public SelectHost {
+ public:
+  int select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, timeval* timeout) override {
+    return ::select(count, readSet, writeSet, exceptSet, timeout);
+  }
+  timeval now() override {
+    // A wait doesn't grow or shrink when somebody sets the wall clock.
+    timespec moment = {};
+    clock_gettime(CLOCK_MONOTONIC, &moment);
+    return {moment.tv_sec, static_cast<suseconds_t>(moment.tv_nsec / 1000)};
+  }
+};
+
+bool isZero(const timeval& time) {
+  return time.tv_sec == 0 && time.tv_usec == 0;
+}
+
+}  // namespace
+
+int rqv_select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, const timeval* timeout) {
+  RealSelectHost host;
+  return rqv_select(count, readSet, writeSet, exceptSet, timeout, host);
+}
+
+int rqv_select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, const timeval* timeout,
+               SelectHost& host) {
+  timeval deadline = {};
+  // Zero where there is no timeout, and not a null pointer, which would wait without end.
+  timeval rest = {};
+  if (timeout != nullptr) {
+    deadline = deadlineAfter(host.now(), *timeout);
+    rest = *timeout;
+  }
+  for (;;) {
+    // Some hosts write to the time value.
+    timeval passed = rest;
+    const int ready = host.select(count, readSet, writeSet, exceptSet, &passed);
+    if (ready != -1) {
+      return ready;
+    }
+    if (errno != EINTR) {
+      const int failure = errno;
+      LOG_MESSAGE(kLogError, "rqv_select failed with errno: %d", failure);
+      errno = failure;
+      return -1;
+    }
+    if (timeout != nullptr) {
+      rest = timeUntil(deadline, host.now());
+      if (isZero(rest)) {
+        return 0;
+      }
+    }
+  }
+}
+
+timeval deadlineAfter(const timeval& now, const timeval& timeout) {
+  using Seconds = decltype(now.tv_sec);
+  timeval deadline = {0, static_cast<suseconds_t>(now.tv_usec + timeout.tv_usec)};
+  Seconds carry = 0;
+  if (deadline.tv_usec > kMicrosecondsPerSecond) {
+    carry = deadline.tv_usec / kMicrosecondsPerSecond;
+    deadline.tv_usec %= kMicrosecondsPerSecond;
+  }
+  if (__builtin_add_overflow(now.tv_sec, timeout.tv_sec, &deadline.tv_sec) ||
+      __builtin_add_overflow(deadline.tv_sec, carry, &deadline.tv_sec)) {
+    deadline.tv_sec = std::numeric_limits<Seconds>::max();
+  }
+  return deadline;
+}
+
+timeval timeUntil(const timeval& deadline, const timeval& now) {
+  timeval rest = {deadline.tv_sec - now.tv_sec, static_cast<suseconds_t>(deadline.tv_usec - now.tv_usec)};
+  if (rest.tv_usec < 0) {
+    --rest.tv_sec;
+    rest.tv_usec += kMicrosecondsPerSecond;
+  } else if (rest.tv_usec >= kMicrosecondsPerSecond) {
+    // A deadline may hold a whole second in its microseconds, and not every host's select takes it.
+    ++rest.tv_sec;
+    rest.tv_usec -= kMicrosecondsPerSecond;
+  }
+  return rest.tv_sec < 0 ? timeval{0, 0} : rest;
+}
 
 void sleepMilliseconds(std::uint32_t ms) {
   usleep(ms * 1000U);
 }
 
 std::uint32_t tickMilliseconds() {
-  struct timeval now;
+  timeval now = {};
   if (gettimeofday(&now, nullptr) != 0) {
     return 0;
   }
-  return static_cast<std::uint32_t>(now.tv_sec) * 1000U + static_cast<std::uint32_t>(now.tv_usec / 1000);
+  return tickMilliseconds(now);
+}
+
+std::uint32_t tickMilliseconds(const timeval& moment) {
+  return static_cast<std::uint32_t>(moment.tv_sec) * 1000U +
+         static_cast<std::uint32_t>(moment.tv_usec / 1000);
 }
 
 std::string timeText(int selector) {
-  const std::time_t now = std::time(nullptr);
-  struct tm local = {};
-  localtime_r(&now, &local);
+  return timeText(selector, currentTime());
+}
+
+std::string timeText(int selector, std::time_t moment) {
+  std::tm local = {};
+  localtime_r(&moment, &local);
   if (selector == 1) {
     char text[11];
     // Modulo 100 shows the compiler that two digits always do.
@@ -33,12 +135,42 @@ std::string timeText(int selector) {
                   static_cast<unsigned>(local.tm_min) % 100U);
     return text;
   }
+  char text[64];
   if (selector == 2) {
-    char text[64];
     return asctime_r(&local, text) != nullptr ? text : "";
   }
-  char text[64];
   return std::strftime(text, sizeof(text), "%c", &local) > 0 ? text : "";
+}
+
+std::time_t currentTime() {
+  return std::time(nullptr);
+}
+
+ResultCode localTimeNow(std::tm* out) {
+  if (out == nullptr) {
+    return GLOBAL_ERROR_BAD_PARAMETER;
+  }
+  const std::time_t now = currentTime();
+  localtime_r(&now, out);
+  return 0;
+}
+
+ResultCode TimeNowToString(const char* format, char* buffer, std::size_t size) {
+  if (format == nullptr || buffer == nullptr || size == 0) {
+    return GLOBAL_ERROR_BAD_PARAMETER;
+  }
+  std::tm local = {};
+  static_cast<void>(localTimeNow(&local));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  const std::size_t written = std::strftime(buffer, size, format, &local);
+#pragma GCC diagnostic pop
+  if (written == 0) {
+    LOG_RETURN_CODE(kLogError, "_tcsftime", 0);
+    buffer[0] = '\0';
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  return 0;
 }
 
 int unlink_file(const char* path) {
@@ -46,6 +178,79 @@ int unlink_file(const char* path) {
     return EINVAL;
   }
   return unlink(path) == 0 ? 0 : errno;
+}
+
+bool fileExists(const std::string& path) {
+  struct stat data = {};
+  if (stat(path.c_str(), &data) != 0) {
+    if (const int failure = errno; failure != ENOENT) {
+      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "File: %s\nError: %s", path.c_str(),
+                           std::strerror(failure));
+    }
+    return false;
+  }
+  return (data.st_mode & kFileBit) != 0;
+}
+
+bool directoryExists(const std::string& path) {
+  struct stat data = {};
+  if (stat(path.c_str(), &data) != 0) {
+    if (const int failure = errno; failure != ENOENT) {
+      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "Directory: %s\nError: %s", path.c_str(),
+                           std::strerror(failure));
+    }
+    return false;
+  }
+  return (data.st_mode & kDirectoryBit) != 0;
+}
+
+bool fileIsReadable(const std::string& path) {
+  struct stat data = {};
+  if (stat(path.c_str(), &data) != 0) {
+    if (const int failure = errno; failure != ENOENT) {
+      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "File: %s\nError: %s", path.c_str(),
+                           std::strerror(failure));
+    }
+    return false;
+  }
+  if (data.st_size == 0) {
+    LOG_MESSAGE(kLogWarning, "File (%s) is empty.", path.c_str());
+    return false;
+  }
+  if ((data.st_mode & kFileBit) != 0 && (data.st_mode & kOwnerReadsBit) != 0) {
+    return true;
+  }
+  LOG_MESSAGE(kLogWarning, "File (%s) is not readable or is not a regular file.", path.c_str());
+  return false;
+}
+
+bool statPath(const char* path, struct stat* buffer) {
+  return path != nullptr && stat(path, buffer) == 0;
+}
+
+bool install_sighdlr(int signal, SignalHandler handler, SignalHandler* previous) {
+  if (previous != nullptr) {
+    *previous = nullptr;
+  }
+  struct sigaction action = {};
+  struct sigaction old = {};
+  action.sa_handler = handler;
+  sigemptyset(&action.sa_mask);
+  if (sigaction(signal, &action, &old) != 0) {
+    const int failure = errno;
+    LOG_RETURN_CODE_TEXT(kLogError, "sigaction", failure,
+                         "Failed to install signal handler (%s). Signal# = %d.", std::strerror(failure),
+                         signal);
+    return false;
+  }
+  if (previous != nullptr) {
+    *previous = old.sa_handler;
+  }
+  return true;
+}
+
+bool alwaysTrue() {
+  return true;
 }
 
 }  // namespace halvo
