@@ -31,26 +31,26 @@ tolm_environment() {
   fi
 }
 
-# tolm_as_root WHAT COMMAND...   Runs COMMAND as root; WHAT stands in the line where that can't be.
-tolm_as_root() {
-  local what="$1"
-  shift
+# tolm_need_root WHAT   Fills tolm_root with what stands before a command to run it as root; stops with a
+# line that says WHAT wants it where that can't be.
+tolm_root=()
+tolm_need_root() {
   if [[ "$(id -u)" == 0 ]]; then
-    "$@"
+    tolm_root=()
   elif ! command -v sudo >/dev/null; then
-    tolm_stop "to $what this must run as root, or sudo must be installed."
+    tolm_stop "to $1 this must run as root, or sudo must be installed."
   elif sudo -n true 2>/dev/null; then
-    sudo -n "$@"
+    tolm_root=(sudo -n)
   elif [[ -t 0 ]]; then
-    sudo "$@"
+    tolm_root=(sudo)
   else
-    tolm_stop "to $what sudo wants a password, and there is no terminal to ask on. Run it on one, or as root."
+    tolm_stop "to $1 sudo wants a password, and there is no terminal to ask on. Run it on one, or as root."
   fi
 }
 
 # tolm_packages GROUP...   Installs the packages of these groups that are missing.
 tolm_packages() {
-  local package missing=() wanted=()
+  local package log missing=() wanted=()
   mapfile -t wanted < <(awk -v groups=" $* " '/^[a-z]/ && index(groups, " " $1 " ") { print $2 }' \
     "$tolm_source/scripts/packages.txt")
   if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
@@ -66,12 +66,17 @@ tolm_packages() {
   fi
 
   tolm_say "Installing ${#missing[@]} missing Debian packages: ${missing[*]}"
-  local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq
+  tolm_need_root "install packages"
+  local apt=("${tolm_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q
     -o DPkg::Lock::Timeout=300 -o Acquire::Retries=2 -o Acquire::http::Timeout=30 -o Dpkg::Use-Pty=0)
+  mkdir -p "$tolm_source/build"
+  log="$tolm_source/build/packages.log"
   # A list that can't be fetched may be one that isn't needed: the installation decides.
-  tolm_as_root "install packages" "${apt[@]}" update || true
-  tolm_as_root "install packages" "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >/dev/null ||
-    tolm_stop "apt-get couldn't install the packages (its own lines stand above). Is there a network?"
+  "${apt[@]}" update >"$log" 2>&1 || true
+  "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1 || {
+    tail -n 20 "$log" >&2
+    tolm_stop "apt-get couldn't install the packages (its last lines stand above). Is there a network?"
+  }
 }
 
 # tolm_build PRESET   Configures and builds; the output of a configuration is shown only if it fails.

@@ -56,7 +56,8 @@ std::string enterPrivateRoot() {
     return refused("to make its mounts private");
   }
 
-  std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
+  const char* given = std::getenv("HOME");
+  std::string home = given != nullptr ? given : "";
   if (home.empty() || home == "/") {
     const passwd* entry = getpwuid(user);
     home = entry != nullptr ? entry->pw_dir : "/root";

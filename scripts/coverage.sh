@@ -1,0 +1,25 @@
+#!/bin/bash
+# Line coverage of the libraries below the front-ends, by every test. Prints the figures by file and
+# fails below 95 %. The report with the lines lies in build/coverage/report/index.html.
+set -euo pipefail
+# shellcheck source=scripts/setup.sh
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+least=95
+tolm_environment
+tolm_packages build test coverage
+build="$tolm_source/build/coverage"
+find "$build" -name '*.gcda' -delete 2>/dev/null || true
+"$tolm_source/test" --preset coverage --no-install "$@" || tolm_stop "a test failed; no figure is given then."
+
+cd "$tolm_source"
+mkdir -p "$build/report"
+# A line counts that any test program reached. Branches the compiler adds for exceptions don't count.
+gcovr --root . --object-directory "$build" -j "$(nproc)" \
+  --filter 'vpn/Common/' --filter 'vpn/tools/TOLM/TOLMEngine/' --exclude '.*_test\.cpp' \
+  --exclude-throw-branches --exclude-unreachable-branches --gcov-ignore-parse-errors \
+  --html-details "$build/report/index.html" --txt "$build/report/lines.txt" --print-summary \
+  --fail-under-line "$least" | tee "$build/report/summary.txt" ||
+  { cat "$build/report/lines.txt"; tolm_stop "line coverage is below $least %."; }
+cat "$build/report/lines.txt"
+grep '^lines:' "$build/report/summary.txt"
