@@ -48,7 +48,15 @@ class TOLMEngine {
  private:
   ResultCode collectLogs();
   ResultCode clearLogs();
+  // Appends what the engine knows of failure to the summary file at `path`.
+  // TOLMENGINE_ERROR_FILE_OPEN_FAILURE, logged, where the file can't be opened.
   [[nodiscard]] ResultCode writeFailedFilesToSummary(const std::string& path);
+
+  // Steps of a collect run. loadRequest() returns 0 or the code of a run that it has failed;
+  // collectConfigs() whether the run goes on.
+  [[nodiscard]] ResultCode loadRequest();
+  void chooseTempFolder();
+  [[nodiscard]] bool collectConfigs();
 
   // Ends a run: logs and reports the text, removes the temporary folder and returns the code.
   ResultCode fail(const char* function, int line, const char* text, ResultCode code);

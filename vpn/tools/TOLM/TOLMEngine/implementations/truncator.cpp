@@ -1,0 +1,216 @@
+#include "vpn/tools/TOLM/TOLMEngine/implementations/truncator.h"
+
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr int kDecimals = 2;
+
+std::string fileName(const FileRecord& record) {
+  return helperUtil::stringAfterLast(record.path, "/");
+}
+
+// Truncates toward zero and narrows to 32 bits, as the cutting functions take it: 2 GiB and more wrap.
+// What no 64-bit integer can hold (the quotient of a group of empty files is not a number) reads as 0.
+std::int32_t keepSize(double bytes) {
+  constexpr double kLimit = 9223372036854775808.0;  // 2 to the 63rd
+  if (!(std::fabs(bytes) < kLimit)) {
+    return 0;
+  }
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int64_t>(bytes)));
+}
+
+}  // namespace
+
+truncator::truncator(const std::list<FileRecord>& records, XMLObject* summary)
+    : m_TruncAttrsList(records), m_pXMLSummary(summary) {}
+
+truncator::~truncator() {
+  m_TruncAttrsList.clear();
+}
+
+ResultCode truncator::keepAll() {
+  for (FileRecord& record : m_TruncAttrsList) {
+    record.appliedScheme = kTruncateNone;
+    static_cast<void>(fillSummaryGoodFile(record));
+  }
+  return 0;
+}
+
+ResultCode truncator::perform() {
+  if (m_TruncAttrsList.empty()) {
+    LOG_MESSAGE(kLogError, "m_TruncAttrsList is empty");
+    return TOLMENGINE_ERROR_NOT_INITIALIZED;
+  }
+  // The list's sort is stable: files of equal id and size stay in their gathered order.
+  m_TruncAttrsList.sort([](const FileRecord& left, const FileRecord& right) {
+    return left.id != right.id ? left.id < right.id : left.size > right.size;
+  });
+
+  std::string id = m_TruncAttrsList.front().id;
+  std::int32_t scheme = m_TruncAttrsList.front().requestedScheme;
+  double sum = 0.0;
+  std::list<FileRecord> group;
+  for (FileRecord& record : m_TruncAttrsList) {
+    if (record.id != id) {
+      closeGroup(scheme, group, sum);
+      group.clear();
+      id = record.id;
+      scheme = record.requestedScheme;
+      sum = 0.0;
+    }
+    if (scheme != kTruncateWhole && scheme != kTruncateData && scheme != kTruncateNone) {
+      dropLost(record);
+    } else if (record.requestedScheme != scheme) {
+      dropMismatch(record);
+    } else if (scheme == kTruncateNone) {
+      record.appliedScheme = kTruncateNone;
+      static_cast<void>(fillSummaryGoodFile(record));
+    } else if (scheme == kTruncateData) {
+      group.push_back(record);
+      sum += record.size;
+    } else {
+      selectWhole(record, sum);
+    }
+  }
+  closeGroup(scheme, group, sum);
+
+  if (m_bNote1Due) {
+    helperUtil::fillSummaryNote(
+        m_pXMLSummary,
+        "*1: When the request specifies file(whole) truncation for a file ID(group), TOLM uses greedy "
+        "algorithm\n"
+        "         based on file sizes to decide which file in the ID group to keep and which to leave out.");
+  }
+  if (m_bNote2Due) {
+    helperUtil::fillSummaryNote(m_pXMLSummary,
+                                "*2: When the request specifies data truncation for a file ID(group), TOLM "
+                                "truncates all files of that ID\n"
+                                "         proportionally according to their original sizes, and uses "
+                                "defaults from configuration xml to "
+                                "decide whether to\n"
+                                "         truncate from front or end.");
+  }
+  return 0;
+}
+
+void truncator::closeGroup(std::int32_t scheme, std::list<FileRecord>& group, double sum) {
+  if (scheme != kTruncateData) {
+    return;
+  }
+  if (const ResultCode rc = DATATruncateAll(group, sum); rc != 0) {
+    LOG_RETURN_CODE(kLogError, "truncator::DATATruncateAll", rc);
+  }
+}
+
+void truncator::selectWhole(FileRecord& record, double& sum) {
+  const double candidate = record.size + sum;
+  if (record.requestedSize >= candidate) {
+    record.appliedScheme = kTruncateNone;
+    sum = candidate;
+    record.description += "; see note *1";
+    m_bNote1Due = true;
+    if (const ResultCode rc = fillSummaryGoodFile(record); rc != 0) {
+      LOG_RETURN_CODE(kLogError, "truncator::fillSummaryGoodFile", rc);
+    }
+    return;
+  }
+  // The sum doesn't grow: a smaller file behind one that was too large is still tried.
+  static_cast<void>(helperUtil::fileDelete(record.path));
+  m_bNote1Due = true;
+  helperUtil::fillSummaryFailedFile(
+      m_pXMLSummary, record.id, fileName(record), record.description,
+      "See note *1; File/whole truncate type specified; total allowed size for this ID is " +
+          helperUtil::sizeToText(record.requestedSize, kDecimals) + "; this file is " +
+          helperUtil::sizeToText(record.size, kDecimals));
+}
+
+void truncator::dropMismatch(const FileRecord& record) {
+  static_cast<void>(helperUtil::fileDelete(record.path));
+  fillSummaryInternalFailure(record);
+  LOG_MESSAGE(kLogInformation,
+              "Two files corresponding to the same fileID have different requested truncation scheme");
+}
+
+void truncator::dropLost(const FileRecord& record) {
+  LOG_MESSAGE(kLogInformation, "Lost fileID for file: \"%s\"", record.path.c_str());
+  fillSummaryInternalFailure(record);
+  if (helperUtil::fileDelete(record.path) != 0) {
+    const std::string note = "Dead file: " + record.path + " in bundle.";
+    helperUtil::fillSummaryNote(m_pXMLSummary, note);
+    LOG_MESSAGE(kLogError, "%s", note.c_str());
+  }
+}
+
+ResultCode truncator::DATATruncateAll(std::list<FileRecord>& group, double sum) {
+  if (!group.empty()) {
+    m_bNote2Due = true;
+  }
+  for (FileRecord& record : group) {
+    const std::int32_t keep = keepSize(record.size * record.requestedSize / sum);
+    switch (record.defaultScheme) {
+      case kTruncateEnd:
+        helperUtil::fileTruncateEnd(keep, record.path);
+        record.appliedScheme = kTruncateEnd;
+        break;
+      case kTruncateFront:
+        helperUtil::fileTruncateFront(keep, record.path);
+        record.appliedScheme = kTruncateFront;
+        break;
+      default:
+        helperUtil::fileTruncateEnd(keep, record.path);
+        helperUtil::fillSummaryNote(
+            m_pXMLSummary,
+            "Warning: the file " + fileName(record) + " corresponding to ID " + record.id +
+                " has WHOLE or NONE as default truncation type, however, requested to be DATA-truncated.\n"
+                "\t TOLM will truncate end, but there could be possible loss of useful data, or corruption "
+                "of "
+                "the file.");
+        record.appliedScheme = kTruncateEnd;
+        break;
+    }
+    // The capital N is this mark's own; whole-file selection writes a small one.
+    record.description += "; see Note *2";
+    if (const ResultCode rc = fillSummaryGoodFile(record); rc != 0) {
+      LOG_RETURN_CODE(kLogError, "truncator::fillSummaryGoodFile", rc);
+    }
+  }
+  return 0;
+}
+
+ResultCode truncator::fillSummaryInternalFailure(const FileRecord& record) {
+  helperUtil::fillSummaryFailedFile(m_pXMLSummary, record.id, fileName(record), record.description,
+                                    "Internal error");
+  return 0;
+}
+
+ResultCode truncator::fillSummaryGoodFile(const FileRecord& record) {
+  if (m_pXMLSummary == nullptr) {
+    LOG_MESSAGE(kLogError, "m_pXMLSummary is uninitialized");
+    return TOLMENGINE_ERROR_NOT_INITIALIZED;
+  }
+  if (m_pXMLSummary->GetRoot() == nullptr) {
+    LOG_MESSAGE(kLogError, "pDCSummaryRoot is NULL");
+    return TOLMENGINE_ERROR_NULL_XML_ROOT;
+  }
+  DataComponent* const goodFiles = m_pXMLSummary->GetRoot()->FindChild("Manifest_Included");
+  if (goodFiles == nullptr) {
+    LOG_MESSAGE(kLogError, "pDCGoodFiles is NULL");
+    return TOLMENGINE_ERROR_NULL_XML_CHILD;
+  }
+  auto entry = std::make_unique<DataComponent>(record.id, fileName(record));
+  entry->AddAttribute("description", record.description);
+  entry->AddAttribute("file_size", helperUtil::sizeToText(record.size, kDecimals));
+  m_pXMLSummary->AddChild(goodFiles, std::move(entry));
+  return 0;
+}
+
+}  // namespace halvo
