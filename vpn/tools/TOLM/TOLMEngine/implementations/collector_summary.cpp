@@ -138,12 +138,12 @@ ResultCode collector::fillInSummaryMainInfo() {
     LOG_MESSAGE(kLogError, "pDCMainInfo is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
   }
-  // The names are the printed labels, colon and blank included. The bundle path stands as it was
+  // The names are the printed labels, colon included. The bundle path stands as it was
   // passed, before ".zip" could be put behind it.
-  m_pXMLSummary->AddChild(mainInfo, "Time: ", helperUtil::timeText(0));
-  m_pXMLSummary->AddChild(mainInfo, "OS: ", helperUtil::osDescription());
-  m_pXMLSummary->AddChild(mainInfo, "User Name: ", helperUtil::getUserName());
-  m_pXMLSummary->AddChild(mainInfo, "Bundle on client computer: ", helperUtil::absolutePath(m_strBundlePath));
+  m_pXMLSummary->AddChild(mainInfo, "Time:", helperUtil::timeText(0));
+  m_pXMLSummary->AddChild(mainInfo, "OS:", helperUtil::osDescription());
+  m_pXMLSummary->AddChild(mainInfo, "User Name:", helperUtil::getUserName());
+  m_pXMLSummary->AddChild(mainInfo, "Bundle on client computer:", helperUtil::absolutePath(m_strBundlePath));
   return 0;
 }
 
