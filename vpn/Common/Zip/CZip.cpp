@@ -60,16 +60,8 @@ void listFiles(const std::string& folder, bool recursive, std::list<std::string>
   closedir(stream);
 }
 
-// The file's modification time in local time, as minizip wants it. A path that can't be asked gets the
-// time 0; so does "-", which stands for no file.
-tm_zip modifiedTime(const std::string& path) {
-  std::time_t modified = 0;
-  struct stat status = {};
-  if (path != "-" && stat(path.c_str(), &status) == 0) {
-    modified = status.st_mtime;
-  } else {
-    LOG_MESSAGE(kLogWarning, "Failed to get file time attributes.");
-  }
+// A modification time in local time, as minizip wants it.
+tm_zip entryTime(std::time_t modified) {
   tm_zip result = {};
   std::tm local = {};
   if (localtime_r(&modified, &local) != nullptr) {
@@ -235,12 +227,20 @@ ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::s
     return GLOBAL_ERROR_BAD_PARAMETER;
   }
 
+  struct stat bundleStatus = {};
+  const bool hasBundleStatus = stat(bundlePath.c_str(), &bundleStatus) == 0;
   tzset();  // localtime_r() needn't look at TZ by itself
   char block[kBlockSize];
   auto name = names.begin();
   for (auto path = paths.begin(); path != paths.end() && name != names.end(); ++path, ++name) {
+    // "-" stands for no file: it gets the time 0 as well.
+    struct stat status = {};
+    const bool hasStatus = *path != "-" && stat(path->c_str(), &status) == 0;
+    if (!hasStatus) {
+      LOG_MESSAGE(kLogWarning, "Failed to get file time attributes.");
+    }
     zip_fileinfo information = {};
-    information.tmz_date = modifiedTime(*path);
+    information.tmz_date = entryTime(hasStatus ? status.st_mtime : 0);
 
     // The header of the encryption stands in front of the data and holds a check on the file's CRC. An
     // entry that isn't encrypted keeps the plain form, however large its file is.
@@ -262,6 +262,11 @@ ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::s
       break;
     }
 
+    // An old bundle in the folder is overwritten by now. Read while it is written it would never end.
+    if (hasStatus && hasBundleStatus && status.st_dev == bundleStatus.st_dev &&
+        status.st_ino == bundleStatus.st_ino) {
+      continue;
+    }
     std::ifstream file(*path, std::ios::binary);
     if (!file.is_open()) {
       // Meant: the entry stays empty. minizip closes it when the next one opens, or with the archive.
@@ -312,7 +317,6 @@ ResultCode CZip::Unzip(const std::string& bundlePath, const std::string& targetF
     LOG_MESSAGE(kLogError, "unzOpen64 returned NULL.");
     return GLOBAL_ERROR_BAD_PARAMETER;
   }
-  // An archive without entries has no first file, which is no failure.
   unz_global_info64 summary = {};
   static_cast<void>(unzGetGlobalInfo64(archive, &summary));
 

@@ -6,9 +6,9 @@
 // C library's shared generator.
 //
 // A bundle says little about its own gaps, and its readers count on that: a file that can't be read
-// is an empty entry, and an entry that minizip refuses ends the bundle there, with success. The
-// traditional encryption keeps a bundle from casual eyes, names of entries excepted; it is no match
-// for an attacker.
+// is an empty entry (so is the bundle's own file, where an old one lies in the folder), and an entry
+// that minizip refuses ends the bundle there, with success. The traditional encryption keeps a bundle from
+// casual eyes, names of entries excepted; it is no match for an attacker.
 
 #pragma once
 
@@ -56,8 +56,8 @@ class CZip {
   // holds a ".." component is refused and not put on the list. An entry that fails (refused, encrypted,
   // damaged, not writable) is logged as an error and passed over; a damaged file isn't kept.
   //
-  // Returns 0; GLOBAL_ERROR_BAD_PARAMETER for a file that is no ZIP file; or, after all other entries,
-  // the code of the first failed one: GLOBAL_ERROR_UNEXPECTED or minizip's negative code.
+  // Returns 0; GLOBAL_ERROR_BAD_PARAMETER for a file that is no ZIP file or has no entry; or, after all other
+  // entries, the code of the first failed one: GLOBAL_ERROR_UNEXPECTED or minizip's negative code.
   [[nodiscard]] ResultCode Unzip(const std::string& bundlePath, const std::string& targetFolder,
                                  std::list<std::string>& names, bool overwrite);
 };
