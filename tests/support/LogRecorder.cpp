@@ -16,6 +16,9 @@ class LogRecorder::Logger : public ILogger {
 
   ResultCode log(std::uint32_t severity, const char* message, const char* messageName,
                  std::uint32_t messageId, int level) override {
+    if (message == nullptr) {
+      return GLOBAL_ERROR_BAD_PARAMETER;
+    }
     std::lock_guard<std::mutex> hold(m_pState->mutex);
     m_pState->records.push_back({severity, message, messageName, messageId, level});
     return 0;
@@ -25,11 +28,11 @@ class LogRecorder::Logger : public ILogger {
   State* m_pState;
 };
 
-LogRecorder::LogRecorder() : m_pState(new State) {
+LogRecorder::LogRecorder() : m_pState(std::make_unique<State>()) {
   while (!releaseLogging()) {
   }
   ResultCode result = 0;
-  acquireLogging(result, "test", new Logger(m_pState));
+  acquireLogging(result, "test", new Logger(m_pState.get()));
 }
 
 LogRecorder::~LogRecorder() {
@@ -37,7 +40,6 @@ LogRecorder::~LogRecorder() {
   }
   ResultCode result = 0;
   acquireLogging(result, "tmtolmui", nullptr);
-  delete m_pState;
 }
 
 std::vector<LogRecord> LogRecorder::records() const {

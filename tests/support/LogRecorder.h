@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ class LogRecorder {
  private:
   class Logger;
   struct State;
-  State* m_pState;
+  std::unique_ptr<State> m_pState;  // outlives the logger, which the front-end owns
 };
 
 }  // namespace halvo::test

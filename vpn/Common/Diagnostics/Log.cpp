@@ -1,5 +1,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <iterator>
 #include <memory>
@@ -25,34 +27,65 @@ constexpr MessageRow kRange1[] = {
 
 constexpr MessageRow kFallBackRow = {"UNKNOWN", 7, ""};
 
-// Ranges 2 to 11 hold the messages of the suite's other programs; their ids find the fall-back row.
-constexpr MessageRange kRanges[] = {
-    {kRange1, 0, 4},    {nullptr, 10, 6},    {nullptr, 2000, 155}, {nullptr, 3000, 34},
-    {nullptr, 4000, 2}, {nullptr, 5000, 21}, {nullptr, 5900, 23},  {nullptr, 6100, 18},
-    {nullptr, 6200, 7}, {nullptr, 6300, 1},  {nullptr, 7000, 8},
-};
-
-// Constant-initialised: a static object of another unit may log before this unit's own have run.
-std::uint32_t s_nReferences = 0;
-ILogger* s_pLogger = nullptr;
-
-CManualLock& loggingLock() {
-  // Never destroyed: an object that dies at exit may still release its reference.
-  static CManualLock* const s_pLock = new CManualLock(kLockNumber);
-  return *s_pLock;
+// The rows of a range whose texts belong to the suite's other programs: the ids keep their place, and
+// each reads as the fall-back row.
+template <std::size_t N>
+constexpr std::array<MessageRow, N> placeHolders() {
+  std::array<MessageRow, N> rows{};
+  rows.fill(kFallBackRow);
+  return rows;
 }
 
-// Starts logging ahead of every other static object of the system, and gives it back at exit.
-class LoggingStarter {
- public:
-  LoggingStarter() {
-    ResultCode result = 0;
-    acquireLogging(result, "tmtolmui", nullptr);
-  }
-  ~LoggingStarter() { releaseLogging(); }
-};
+constexpr auto kRange2 = placeHolders<6>();
+constexpr auto kRange3 = placeHolders<155>();
+constexpr auto kRange4 = placeHolders<34>();
+constexpr auto kRange5 = placeHolders<2>();
+constexpr auto kRange6 = placeHolders<21>();
+constexpr auto kRange7 = placeHolders<23>();
+constexpr auto kRange8 = placeHolders<18>();
+constexpr auto kRange9 = placeHolders<7>();
+constexpr auto kRange10 = placeHolders<1>();
+constexpr auto kRange11 = placeHolders<8>();
 
-__attribute__((init_priority(101))) LoggingStarter s_loggingStarter;
+constexpr std::size_t kRangeCount = 11;
+
+using RowsOfRange = const MessageRow* (*)(std::uint32_t& count);
+
+MessageRange makeRange(RowsOfRange rowsOfRange, std::uint32_t baseId) {
+  MessageRange range{nullptr, baseId, 0};
+  range.rows = rowsOfRange(range.count);
+  return range;
+}
+
+std::array<MessageRange, kRangeCount> makeRanges() {
+  return {makeRange(&getMessageRange1, 0),    makeRange(&getMessageRange2, 10),
+          makeRange(&getMessageRange3, 2000), makeRange(&getMessageRange4, 3000),
+          makeRange(&getMessageRange5, 4000), makeRange(&getMessageRange6, 5000),
+          makeRange(&getMessageRange7, 5900), makeRange(&getMessageRange8, 6100),
+          makeRange(&getMessageRange9, 6200), makeRange(&getMessageRange10, 6300),
+          makeRange(&getMessageRange11, 7000)};
+}
+
+template <typename Rows>
+const MessageRow* giveRows(const Rows& rows, std::uint32_t& count) {
+  count = static_cast<std::uint32_t>(std::size(rows));
+  return std::data(rows);
+}
+
+// The state is constant-initialised: a static object may log before this unit's own have been made.
+
+// Guarded by the logging lock.
+constinit std::uint32_t s_nReferences = 0;
+
+// Owned, from acquireLogging() to the last releaseLogging(). Not a smart pointer, which would die at
+// exit ahead of objects that still log. Logging reads it without a lock.
+constinit std::atomic<ILogger*> s_pLogger{nullptr};
+
+// Never destroyed: an object that dies at exit may still give its reference back.
+CManualLock& loggingLock() {
+  static CManualLock& s_lock = *new CManualLock(kLockNumber);
+  return s_lock;
+}
 
 void formatInto(char (&buffer)[kTextSize], const char* format, std::va_list arguments)
     __attribute__((format(printf, 2, 0)));
@@ -120,8 +153,9 @@ void logMessageIdV(std::uint32_t id, int level, std::va_list arguments) {
   std::vsnprintf(message, sizeof(message), row->format, arguments);
 #pragma GCC diagnostic pop
   message[sizeof(message) - 1] = '\0';
-  if (s_pLogger != nullptr) {
-    static_cast<void>(s_pLogger->log(row->severity, message, row->name, id, level));
+  ILogger* const logger = s_pLogger.load(std::memory_order_acquire);
+  if (logger != nullptr) {
+    static_cast<void>(logger->log(row->severity, message, row->name, id, level));
   }
 }
 
@@ -129,7 +163,8 @@ const MessageRow* findMessageRow(std::uint32_t id) {
   std::uint32_t count = 0;
   const MessageRange* ranges = getMessageRanges(count);
   for (std::uint32_t i = 0; i < count; ++i) {
-    if (id >= ranges[i].baseId && id - ranges[i].baseId < ranges[i].count && ranges[i].rows != nullptr) {
+    // Below the base the difference wraps to a number past any count.
+    if (id - ranges[i].baseId < ranges[i].count) {
       return &ranges[i].rows[id - ranges[i].baseId];
     }
   }
@@ -137,16 +172,62 @@ const MessageRow* findMessageRow(std::uint32_t id) {
 }
 
 const MessageRange* getMessageRanges(std::uint32_t& count) {
-  count = static_cast<std::uint32_t>(std::size(kRanges));
-  return kRanges;
+  // Filled at first use; the language guards that against threads.
+  static const std::array<MessageRange, kRangeCount> s_ranges = makeRanges();
+  count = static_cast<std::uint32_t>(s_ranges.size());
+  return s_ranges.data();
+}
+
+const MessageRow* getMessageRange1(std::uint32_t& count) {
+  return giveRows(kRange1, count);
+}
+
+const MessageRow* getMessageRange2(std::uint32_t& count) {
+  return giveRows(kRange2, count);
+}
+
+const MessageRow* getMessageRange3(std::uint32_t& count) {
+  return giveRows(kRange3, count);
+}
+
+const MessageRow* getMessageRange4(std::uint32_t& count) {
+  return giveRows(kRange4, count);
+}
+
+const MessageRow* getMessageRange5(std::uint32_t& count) {
+  return giveRows(kRange5, count);
+}
+
+const MessageRow* getMessageRange6(std::uint32_t& count) {
+  return giveRows(kRange6, count);
+}
+
+const MessageRow* getMessageRange7(std::uint32_t& count) {
+  return giveRows(kRange7, count);
+}
+
+const MessageRow* getMessageRange8(std::uint32_t& count) {
+  return giveRows(kRange8, count);
+}
+
+const MessageRow* getMessageRange9(std::uint32_t& count) {
+  return giveRows(kRange9, count);
+}
+
+const MessageRow* getMessageRange10(std::uint32_t& count) {
+  return giveRows(kRange10, count);
+}
+
+const MessageRow* getMessageRange11(std::uint32_t& count) {
+  return giveRows(kRange11, count);
 }
 
 void acquireLogging(ResultCode& result, const char* name, ILogger* logger) {
-  CManualLockHolder hold(loggingLock());
+  const CManualLockHolder hold(loggingLock());
   ++s_nReferences;
   registerResultCodeModules(resultCodeModules(), kResultCodeModuleCount);
-  if (s_pLogger == nullptr) {
-    s_pLogger = logger != nullptr ? logger : makeHostLogger(name).release();
+  if (s_pLogger.load(std::memory_order_relaxed) == nullptr) {
+    s_pLogger.store(logger != nullptr ? logger : makeHostLogger(name).release(), std::memory_order_release);
   }
   result = 0;
 }
@@ -154,15 +235,16 @@ void acquireLogging(ResultCode& result, const char* name, ILogger* logger) {
 bool releaseLogging() {
   std::uint32_t before = 0;
   {
-    CManualLockHolder hold(loggingLock());
+    const CManualLockHolder hold(loggingLock());
     before = s_nReferences;
     if (s_nReferences > 0) {
       --s_nReferences;
     }
   }
   if (before == 1) {
-    delete s_pLogger;
-    s_pLogger = nullptr;
+    // Outside the lock. The variable is cleared first, so that a record made by the logger's own end
+    // is dropped and doesn't reach a logger half gone.
+    delete s_pLogger.exchange(nullptr);
   }
   return before <= 1;
 }

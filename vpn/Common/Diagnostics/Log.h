@@ -7,7 +7,8 @@
 // streams. The formatting calls take no lock and may be used on any thread.
 //
 // Logging starts before main() and ahead of every other static object of the system, with the
-// host's own logger.
+// host's own logger, and ends at exit behind the last of them (LoggingStart.h). Only start and stop
+// take a lock: the last releaseLogging() must not run while another thread logs.
 
 #pragma once
 
@@ -58,26 +59,40 @@ struct MessageRow {
   const char* format;      // printf format of the message
 };
 
-// One range of ids. `rows` is null for the ranges whose rows belong to the suite's other programs.
+// One range of ids: its rows are those of the ids `baseId` to `baseId` + `count` - 1.
 struct MessageRange {
   const MessageRow* rows;
   std::uint32_t baseId;
   std::uint32_t count;
 };
 
-// The row of `id`, or the fall-back row ("UNKNOWN", 7, empty format); never null.
+// The row of `id`, or the fall-back row ("UNKNOWN", 7, empty format) of an id in no range; never null.
 const MessageRow* findMessageRow(std::uint32_t id);
 
 // The eleven ranges in table order; stores 11 in `count`.
 const MessageRange* getMessageRanges(std::uint32_t& count);
+
+// The rows of one range each; `count` receives their number. Ranges 2 to 11 belong to the suite's
+// other programs, whose texts are not here: their rows hold the place and read as the fall-back row.
+const MessageRow* getMessageRange1(std::uint32_t& count);   // from id 0: the general messages
+const MessageRow* getMessageRange2(std::uint32_t& count);   // from id 10
+const MessageRow* getMessageRange3(std::uint32_t& count);   // from id 2000
+const MessageRow* getMessageRange4(std::uint32_t& count);   // from id 3000
+const MessageRow* getMessageRange5(std::uint32_t& count);   // from id 4000
+const MessageRow* getMessageRange6(std::uint32_t& count);   // from id 5000
+const MessageRow* getMessageRange7(std::uint32_t& count);   // from id 5900
+const MessageRow* getMessageRange8(std::uint32_t& count);   // from id 6100
+const MessageRow* getMessageRange9(std::uint32_t& count);   // from id 6200
+const MessageRow* getMessageRange10(std::uint32_t& count);  // from id 6300
+const MessageRow* getMessageRange11(std::uint32_t& count);  // from id 7000
 
 // Starts logging, or adds a reference to it. `result` receives 0. `name` identifies the system to
 // the host's log. If no logger is installed, `logger` is installed and owned from then on, or the
 // host's own logger where it is null. If one is installed, `logger` stays the caller's.
 void acquireLogging(ResultCode& result, const char* name, ILogger* logger);
 
-// Gives one reference back. Returns true when the count has reached zero, and then has destroyed the
-// installed logger.
+// Gives one reference back; with the last one the installed logger is destroyed. Returns true when no
+// reference is left, so also where there was none.
 bool releaseLogging();
 
 }  // namespace halvo

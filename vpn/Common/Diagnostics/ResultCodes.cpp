@@ -1,6 +1,7 @@
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 
 #include <array>
+#include <atomic>
 #include <iterator>
 
 namespace halvo {
@@ -186,9 +187,10 @@ constexpr std::array<ResultCodeBlock, kResultCodeModuleCount> makeModules() {
 
 constexpr std::array<ResultCodeBlock, kResultCodeModuleCount> kModules = makeModules();
 
-// What findResultCodeRow() reads; empty until logging starts.
-const ResultCodeBlock* s_pModules = nullptr;
-std::uint32_t s_nModules = 0;
+// What findResultCodeRow() reads without a lock; empty until logging starts, which stores the same
+// values again at every later start.
+constinit std::atomic<const ResultCodeBlock*> s_pModules{nullptr};
+constinit std::atomic<std::uint32_t> s_nModules{0};
 
 }  // namespace
 
@@ -197,19 +199,23 @@ const ResultCodeBlock* resultCodeModules() {
 }
 
 void registerResultCodeModules(const ResultCodeBlock* modules, std::uint32_t count) {
-  s_pModules = modules;
-  s_nModules = count;
+  s_pModules.store(modules, std::memory_order_relaxed);
+  s_nModules.store(count, std::memory_order_release);
 }
 
 const char* findResultCodeRow(ResultCode code) {
-  if (code < kFirstTableCode || s_nModules == 0 || s_pModules == nullptr) {
+  // The count comes first: where it is seen, the table is too.
+  const std::uint32_t modules = s_nModules.load(std::memory_order_acquire);
+  const ResultCodeBlock* const table = s_pModules.load(std::memory_order_relaxed);
+  if (code < kFirstTableCode || modules == 0 || table == nullptr) {
     return nullptr;
   }
+  // The top byte has said all it says: 0xff reads as 0xfe.
   const std::uint32_t module = (code >> 16) & 0xff;
-  if (module >= s_nModules || s_pModules[module].rows == nullptr) {
+  if (module >= modules || table[module].rows == nullptr || table[module].count == 0) {
     return nullptr;
   }
-  const ResultCodeBlock& block = s_pModules[module];
+  const ResultCodeBlock& block = table[module];
   const std::uint32_t row = code & 0xffff;
   if (row < block.count && block.rows[row] != nullptr) {
     return block.rows[row];

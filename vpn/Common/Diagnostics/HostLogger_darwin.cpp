@@ -1,0 +1,55 @@
+#include <asl.h>
+#include <os/log.h>
+#include <os/object.h>
+
+#include "vpn/Common/Diagnostics/AppleLoggerChoice.h"
+#include "vpn/Common/Diagnostics/HostLogger.h"
+
+// What the log service needs to find the format text in this image.
+extern "C" const struct mach_header __dso_handle;
+
+namespace halvo {
+
+namespace {
+
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
+
+class AppleSystemLog final : public IAppleSystemLog {
+ public:
+  Client open(const char* ident, const char* facility, std::uint32_t options) override {
+    return asl_open(ident, facility, options);
+  }
+  void write(Client client, int level, const char* format, const char* text) override {
+    asl_log(static_cast<aslclient>(client), nullptr, level, format, text);
+  }
+  void close(Client client) override { asl_close(static_cast<aslclient>(client)); }
+};
+
+class UnifiedLog final : public IUnifiedLog {
+ public:
+  Log create(const char* subsystem, const char* category) override {
+    return os_log_create(subsystem, category);
+  }
+  Log defaultLog() override { return const_cast<void*>(static_cast<const void*>(OS_LOG_DEFAULT)); }
+  void write(Log log, std::uint8_t type, const char* format, const char* text) override {
+    _os_log_internal(const_cast<mach_header*>(&__dso_handle), static_cast<os_log_t>(log),
+                     static_cast<os_log_type_t>(type), format, text);
+  }
+  void release(Log log) override { os_release(log); }
+};
+
+#pragma clang diagnostic pop
+
+}  // namespace
+
+std::unique_ptr<ILogger> makeHostLogger(const char* name) {
+  static AppleSystemLog s_systemLog;
+  static UnifiedLog s_unifiedLog;
+  OSInfo system;
+  getOSInfo(system);
+  return makeAppleLogger(system, s_systemLog, s_unifiedLog, name);
+}
+
+}  // namespace halvo

@@ -1,0 +1,24 @@
+// The logger of Linux hosts with a journal: one record per message over the journal's own protocol,
+// with the message's name and id as fields, so that
+//
+//   journalctl SYSLOG_IDENTIFIER=tmtolmui TOLM_MESSAGE_ID=2
+//
+// finds the return-code logs of the wizard. Lines of a message stay lines.
+
+#pragma once
+
+#include <memory>
+
+#include "vpn/Common/Diagnostics/ILogger.h"
+
+namespace halvo {
+
+// Where a journal listens.
+inline constexpr char kJournalSocket[] = "/run/systemd/journal/socket";
+
+// Makes a journal logger under `name`, or returns null where the journal's library wasn't there at
+// build time. Whether a journal runs is for the caller to find out: without one the library drops
+// the records and reports success.
+std::unique_ptr<ILogger> makeJournalLogger(const char* name);
+
+}  // namespace halvo

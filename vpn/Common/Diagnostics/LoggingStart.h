@@ -1,0 +1,28 @@
+// The static object that starts logging before main() and gives it back at exit.
+//
+// Each host's source defines one LoggingStarter as the first static object of the program, in the way
+// that the host's linker understands, and next to it the symbol `tolmLoggingStart`. Programs get told
+// to look for that symbol (see CMakeLists.txt), so that the linker takes the object out of the static
+// library even where nothing else of the log is called.
+
+#pragma once
+
+#include "vpn/Common/Diagnostics/Log.h"
+
+namespace halvo {
+
+class LoggingStarter {
+ public:
+  LoggingStarter() {
+    ResultCode result = 0;
+    acquireLogging(result, "tmtolmui", nullptr);
+  }
+  ~LoggingStarter() { releaseLogging(); }
+
+  LoggingStarter(const LoggingStarter&) = delete;
+  LoggingStarter& operator=(const LoggingStarter&) = delete;
+};
+
+}  // namespace halvo
+
+extern "C" const char tolmLoggingStart;
