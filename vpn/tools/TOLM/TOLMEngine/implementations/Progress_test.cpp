@@ -1,0 +1,167 @@
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace halvo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr std::uint64_t kProcessing = TOLMOFFLINE_ERROR_PROCESSING;
+
+class RecordingListener : public IProgressListener {
+ public:
+  void updateMsg(const std::string& message) override { calls.push_back("msg " + message); }
+  void updateProgress(const std::uint32_t* percent) override {
+    calls.push_back("bar " + std::to_string(*percent));
+  }
+  void tolmFinished(ResultCode code) override { calls.push_back("finished " + std::to_string(code)); }
+
+  std::vector<std::string> calls;
+};
+
+class HoldingQueue : public IMainQueue {
+ public:
+  void submit(std::function<void()> block) override { blocks.push_back(std::move(block)); }
+
+  std::vector<std::function<void()>> blocks;
+};
+
+class ProgressTest : public ::testing::Test {
+ protected:
+  ~ProgressTest() override {
+    setProgressListener(nullptr);
+    setMainQueue(nullptr);
+    setConsoleMode(0);
+  }
+
+  void listen() { setProgressListener(&m_Listener); }
+
+  static std::string printed(std::uint32_t percent, const std::string& message, std::uint64_t code) {
+    ::testing::internal::CaptureStdout();
+    reportProgress(percent, message, code);
+    std::fflush(stdout);
+    return ::testing::internal::GetCapturedStdout();
+  }
+
+  RecordingListener m_Listener;
+};
+
+TEST_F(ProgressTest, AListenerGetsTextAndThenBar) {
+  listen();
+  EXPECT_EQ(getProgressListener(), &m_Listener);
+  reportProgress(7, "Processing x...", kProcessing);
+  EXPECT_THAT(m_Listener.calls, ElementsAre("msg Processing x...", "bar 7"));
+  EXPECT_EQ(getProgressState().percent, 7U);
+  EXPECT_EQ(getProgressState().message, "Processing x...");
+}
+
+TEST_F(ProgressTest, PercentZeroLeavesTheStateButMovesTheBar) {
+  listen();
+  reportProgress(12, "a", kProcessing);
+  reportProgress(0, "Reading instructions ...", kProcessing);
+  EXPECT_EQ(getProgressState().percent, 12U);
+  EXPECT_EQ(getProgressState().message, "Reading instructions ...");
+  EXPECT_EQ(m_Listener.calls.back(), "bar 0");
+}
+
+TEST_F(ProgressTest, AnEmptyTextLeavesTheStateButEmptiesTheLabel) {
+  listen();
+  reportProgress(3, "text", kProcessing);
+  reportProgress(4, "", kProcessing);
+  EXPECT_EQ(getProgressState().message, "text");
+  EXPECT_EQ(getProgressState().percent, 4U);
+  EXPECT_THAT(m_Listener.calls, ElementsAre("msg text", "bar 3", "msg ", "bar 4"));
+}
+
+TEST_F(ProgressTest, AFinishWithoutATextOnlyTellsTheCode) {
+  listen();
+  reportProgress(5, "before", kProcessing);
+  m_Listener.calls.clear();
+  reportProgress(0, "", 0);
+  EXPECT_THAT(m_Listener.calls, ElementsAre("finished 0"));
+  EXPECT_EQ(getProgressState().percent, 5U);
+  EXPECT_EQ(getProgressState().message, "before");
+}
+
+TEST_F(ProgressTest, AFailuresTextStaysInTheStateAndDoesntGoToTheListener) {
+  listen();
+  reportProgress(0, "Internal Error: all configs failed...", TOLMENGINE_ERROR_INTERNAL);
+  EXPECT_THAT(m_Listener.calls, ElementsAre("finished " + std::to_string(TOLMENGINE_ERROR_INTERNAL)));
+  EXPECT_EQ(getProgressState().message, "Internal Error: all configs failed...");
+}
+
+TEST_F(ProgressTest, ProgressCrossesByTheQueueInOrderAndTheFinishDirectly) {
+  listen();
+  HoldingQueue queue;
+  setMainQueue(&queue);
+  {
+    std::string text = "first";
+    reportProgress(1, text, kProcessing);
+    text = "changed";
+  }
+  reportProgress(2, "second", kProcessing);
+  reportProgress(0, "", 0);
+  EXPECT_THAT(m_Listener.calls, ElementsAre("finished 0"));
+  for (const auto& block : queue.blocks) {
+    block();
+  }
+  EXPECT_THAT(m_Listener.calls, ElementsAre("finished 0", "msg first", "bar 1", "msg second", "bar 2"));
+}
+
+TEST_F(ProgressTest, WithoutAListenerAReportIsDropped) {
+  const ProgressState before = getProgressState();
+  EXPECT_EQ(printed(50, "text", kProcessing), "");
+  EXPECT_EQ(printed(0, "text", 0), "");
+  EXPECT_EQ(getProgressState().percent, before.percent);
+  EXPECT_EQ(getProgressState().message, before.message);
+}
+
+TEST_F(ProgressTest, TheConsolePadsAndCutsToFiftyColumns) {
+  setConsoleMode(1);
+  EXPECT_EQ(printed(5, "Processing x...", kProcessing),
+            "\rProcessing x...                                      5%");
+  const std::string longText(60, 'y');
+  EXPECT_EQ(printed(100, longText, kProcessing), "\r" + std::string(50, 'y') + " 100%");
+}
+
+TEST_F(ProgressTest, TheConsolePrintsNothingAtPercentZeroOrWithoutAText) {
+  setConsoleMode(1);
+  EXPECT_EQ(printed(0, "Reading instructions ...", kProcessing), "");
+  EXPECT_EQ(printed(9, "", kProcessing), "");
+}
+
+TEST_F(ProgressTest, TheConsolePrintsEveryFinishBetweenTwoLineEnds) {
+  setConsoleMode(1);
+  EXPECT_EQ(printed(0, "", 0), "\r\n\r\n");
+  EXPECT_EQ(printed(0, "Internal Error: 100% failed...", TOLMENGINE_ERROR_INTERNAL),
+            "\r\nInternal Error: 100% failed...\r\n");
+}
+
+TEST_F(ProgressTest, InConsoleModeTheListenerAndTheStateRest) {
+  listen();
+  const ProgressState before = getProgressState();
+  setConsoleMode(1);
+  static_cast<void>(printed(33, "text of the console", kProcessing));
+  EXPECT_THAT(m_Listener.calls, IsEmpty());
+  EXPECT_EQ(getProgressState().percent, before.percent);
+  EXPECT_EQ(getProgressState().message, before.message);
+}
+
+TEST_F(ProgressTest, ConsoleModeIsTwoBytesOfANumber) {
+  setConsoleMode(0xAABBCC01);
+  EXPECT_EQ(getConsoleMode().console, 0x01);
+  EXPECT_EQ(getConsoleMode().second, 0xCC);
+  setConsoleMode(0x0100);
+  EXPECT_EQ(getConsoleMode().console, 0);
+  EXPECT_EQ(getConsoleMode().second, 1);
+  getConsoleMode().console = 1;
+  EXPECT_NE(printed(1, "x", kProcessing), "");
+}
+
+}  // namespace
+}  // namespace halvo

@@ -1,0 +1,338 @@
+#include "vpn/tools/TOLM/TOLMEngine/implementations/truncator.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cmath>
+
+#include "tests/support/Files.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/ResultMatchers.h"
+#include "tests/support/TempFolder.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class TruncatorTest : public ::testing::Test {
+ protected:
+  TruncatorTest() : m_Summary("summary", "") {
+    for (const char* section : {"Main_Info", "Manifest_Included", "Manifest_Not_Included", "Other_Note"}) {
+      m_Summary.AddChild(m_Summary.GetRoot(), section, "");
+    }
+  }
+
+  // A file of `size` bytes in the folder, and its record.
+  void gather(const std::string& id, const std::string& name, std::size_t size, std::int32_t scheme,
+              double budget, std::int32_t defaultScheme = kTruncateNone) {
+    writeFile(m_Folder.file(name), std::string(size, 'x'));
+    FileRecord record;
+    record.id = id;
+    record.path = m_Folder.file(name);
+    record.description = "about " + name;
+    record.size = static_cast<double>(size);
+    record.requestedScheme = scheme;
+    record.requestedSize = budget;
+    record.defaultScheme = defaultScheme;
+    m_Records.push_back(record);
+  }
+
+  // "id|value|description|last" of every entry of a section.
+  [[nodiscard]] std::vector<std::string> section(const char* name, const char* lastAttribute) const {
+    std::vector<std::string> lines;
+    for (const auto& entry : m_Summary.GetRoot()->FindChild(name)->GetChildren()) {
+      lines.push_back(entry->GetName() + "|" + entry->GetValue() + "|" +
+                      entry->FindAttribute("description")->GetValue() + "|" +
+                      entry->FindAttribute(lastAttribute)->GetValue());
+    }
+    return lines;
+  }
+  [[nodiscard]] std::vector<std::string> included() const {
+    return section("Manifest_Included", "file_size");
+  }
+  [[nodiscard]] std::vector<std::string> omitted() const {
+    return section("Manifest_Not_Included", "reason");
+  }
+  [[nodiscard]] std::vector<std::string> notes() const {
+    std::vector<std::string> texts;
+    for (const auto& note : m_Summary.GetRoot()->FindChild("Other_Note")->GetChildren()) {
+      EXPECT_EQ(note->GetName(), " - ");
+      texts.push_back(note->GetValue());
+    }
+    return texts;
+  }
+  [[nodiscard]] bool there(const std::string& name) const { return exists(m_Folder.file(name)); }
+
+  ResultCode perform() { return truncator(m_Records, &m_Summary).perform(); }
+
+  LogRecorder m_Log;
+  TempFolder m_Folder;
+  WorkingFolder m_Here{m_Folder.path()};
+  XMLObject m_Summary;
+  std::list<FileRecord> m_Records;
+};
+
+constexpr char kNote1[] =
+    "*1: When the request specifies file(whole) truncation for a file ID(group), TOLM uses greedy algorithm\n"
+    "         based on file sizes to decide which file in the ID group to keep and which to leave out.";
+constexpr char kNote2[] =
+    "*2: When the request specifies data truncation for a file ID(group), TOLM truncates all files of that "
+    "ID\n         proportionally according to their original sizes, and uses defaults from configuration xml "
+    "to decide whether to\n         truncate from front or end.";
+
+TEST_F(TruncatorTest, KeepAllEntersEveryFileInItsOrder) {
+  gather("b", "two", 2048, kTruncateWhole, 0);
+  gather("a", "one", 3, kTruncateData, 0);
+  gather("a", "one", 3, 77, 0);
+  truncator all(m_Records, &m_Summary);
+  EXPECT_RESULT(all.keepAll(), 0);
+  EXPECT_THAT(included(),
+              ElementsAre("b|two|about two|2.00K", "a|one|about one|3 bytes", "a|one|about one|3 bytes"));
+  EXPECT_THAT(notes(), IsEmpty());
+  EXPECT_TRUE(there("two"));
+  for (const FileRecord& record : all.records()) {
+    EXPECT_EQ(record.appliedScheme, kTruncateNone);
+  }
+}
+
+TEST_F(TruncatorTest, KeepAllOfNothingIsNoError) {
+  EXPECT_RESULT(truncator(m_Records, &m_Summary).keepAll(), 0);
+  EXPECT_RESULT(truncator(m_Records, nullptr).keepAll(), 0);
+  EXPECT_THAT(m_Log.records(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, PerformOnAnEmptyListIsNotInitialized) {
+  EXPECT_RESULT(perform(), TOLMENGINE_ERROR_NOT_INITIALIZED);
+  EXPECT_TRUE(m_Log.has(kLogError, "m_TruncAttrsList is empty")) << m_Log.dump();
+}
+
+TEST_F(TruncatorTest, SortsByIdAndFallingSizeAndKeepsTheGatheredOrderOfEquals) {
+  gather("ab", "ab1", 1, kTruncateNone, 0);
+  gather("a", "small", 1, kTruncateNone, 0);
+  gather("a", "large", 5, kTruncateNone, 0);
+  gather("a", "large2", 5, kTruncateNone, 0);
+  gather("\xc3\xa4", "umlaut", 1, kTruncateNone, 0);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_THAT(included(), ElementsAre("a|large|about large|5 bytes", "a|large2|about large2|5 bytes",
+                                      "a|small|about small|1 bytes", "ab|ab1|about ab1|1 bytes",
+                                      "\xc3\xa4|umlaut|about umlaut|1 bytes"));
+  EXPECT_THAT(notes(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, WholeFileSelectionKeepsTheLargestThatFit) {
+  gather("a", "huge", 3000, kTruncateWhole, 1000);
+  gather("a", "medium", 600, kTruncateWhole, 1000);
+  gather("a", "medium2", 500, kTruncateWhole, 1000);
+  gather("a", "small", 400, kTruncateWhole, 1000);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_FALSE(there("huge"));
+  EXPECT_TRUE(there("medium"));
+  EXPECT_FALSE(there("medium2"));
+  EXPECT_TRUE(there("small"));
+  EXPECT_THAT(included(), ElementsAre("a|medium|about medium; see note *1|600 bytes",
+                                      "a|small|about small; see note *1|400 bytes"));
+  EXPECT_THAT(
+      omitted(),
+      ElementsAre("a|huge|about huge|See note *1; File/whole truncate type specified; total allowed size for "
+                  "this ID is 1000 bytes; this file is 2.93K",
+                  "a|medium2|about medium2|See note *1; File/whole truncate type specified; total allowed "
+                  "size for this ID is 1000 bytes; this file is 500 bytes"));
+  EXPECT_THAT(notes(), ElementsAre(kNote1));
+}
+
+TEST_F(TruncatorTest, ABudgetOfNothingKeepsOnlyEmptyFiles) {
+  gather("a", "some", 1, kTruncateWhole, 0);
+  gather("a", "empty", 0, kTruncateWhole, 0);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_FALSE(there("some"));
+  EXPECT_TRUE(there("empty"));
+  EXPECT_EQ(omitted().size(), 1U);
+}
+
+TEST_F(TruncatorTest, OfTwoEqualFilesTheEarlierGatheredStays) {
+  gather("a", "first", 10, kTruncateWhole, 10);
+  gather("a", "second", 10, kTruncateWhole, 10);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_TRUE(there("first"));
+  EXPECT_FALSE(there("second"));
+}
+
+TEST_F(TruncatorTest, EachRecordIsJudgedByItsOwnBudget) {
+  gather("a", "large", 10, kTruncateWhole, 5);
+  gather("a", "small", 8, kTruncateWhole, 100);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_FALSE(there("large"));
+  EXPECT_TRUE(there("small"));
+}
+
+TEST_F(TruncatorTest, TheSumStartsAnewForEachId) {
+  gather("a", "a1", 10, kTruncateWhole, 10);
+  gather("b", "b1", 10, kTruncateWhole, 10);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_TRUE(there("a1"));
+  EXPECT_TRUE(there("b1"));
+}
+
+TEST_F(TruncatorTest, DataCuttingShortensEveryFileInProportion) {
+  gather("a", "end", 600, kTruncateData, 500, kTruncateEnd);
+  gather("a", "front", 400, kTruncateData, 500, kTruncateFront);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("end")), std::string(300, 'x'));
+  EXPECT_EQ(readFile(m_Folder.file("front")), std::string(200, 'x') + "\xff");
+  // Listed at the size they were gathered with.
+  EXPECT_THAT(included(), ElementsAre("a|end|about end; see Note *2|600 bytes",
+                                      "a|front|about front; see Note *2|400 bytes"));
+  EXPECT_THAT(notes(), ElementsAre(kNote2));
+}
+
+TEST_F(TruncatorTest, AnotherDefaultSchemeIsCutAtTheEndWithAWarning) {
+  gather("a", "file", 100, kTruncateData, 10, kTruncateNone);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("file")).size(), 10U);
+  EXPECT_THAT(
+      notes(),
+      ElementsAre("Warning: the file file corresponding to ID a has WHOLE or NONE as default truncation "
+                  "type, however, requested to be DATA-truncated.\n\t TOLM will truncate end, but there "
+                  "could be possible loss of useful data, or corruption of the file.",
+                  kNote2));
+}
+
+TEST_F(TruncatorTest, DataCuttingSetsTheAppliedScheme) {
+  gather("a", "one", 10, kTruncateData, 5, kTruncateEnd);
+  gather("a", "two", 10, kTruncateData, 5, kTruncateFront);
+  gather("a", "three", 10, kTruncateData, 5, 99);
+  truncator cut(m_Records, &m_Summary);
+  EXPECT_RESULT(cut.DATATruncateAll(m_Records, 30), 0);
+  std::vector<std::int32_t> applied;
+  for (const FileRecord& record : m_Records) {
+    applied.push_back(record.appliedScheme);
+  }
+  EXPECT_THAT(applied, ElementsAre(kTruncateEnd, kTruncateFront, kTruncateEnd));
+}
+
+TEST_F(TruncatorTest, ADataBudgetOfNothingKeepsNothing) {
+  gather("a", "end", 10, kTruncateData, 0, kTruncateEnd);
+  gather("a", "front", 10, kTruncateData, 0, kTruncateFront);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("end")), "");
+  EXPECT_EQ(readFile(m_Folder.file("front")), "\xff");
+}
+
+TEST_F(TruncatorTest, AGroupOfEmptyFilesIsKeptAtNothing) {
+  // Zero by zero is not a number and narrows to 0.
+  gather("a", "end", 0, kTruncateData, 100, kTruncateEnd);
+  gather("a", "front", 0, kTruncateData, 100, kTruncateFront);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("end")), "");
+  EXPECT_EQ(readFile(m_Folder.file("front")), "\xff");
+}
+
+TEST_F(TruncatorTest, AGroupAtOrUnderItsBudgetIsCutAllTheSame) {
+  gather("a", "exact", 10, kTruncateData, 10, kTruncateFront);
+  gather("b", "under", 10, kTruncateData, 20, kTruncateEnd);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("exact")), std::string(10, 'x') + "\xff");
+  EXPECT_EQ(readFile(m_Folder.file("under")), std::string(10, 'x') + "\xff");
+}
+
+TEST_F(TruncatorTest, AKeepSizeOfTwoGibibytesAndMoreWraps) {
+  // 2^31 narrows to the smallest negative number: the end cut leaves nothing. 2^32 narrows to 0, and
+  // 2^32 + 3 to 3.
+  gather("a", "wrapped", 10, kTruncateData, 2147483648.0, kTruncateEnd);
+  gather("b", "zero", 10, kTruncateData, 4294967296.0, kTruncateEnd);
+  gather("c", "three", 10, kTruncateData, 4294967299.0, kTruncateEnd);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("wrapped")), "");
+  EXPECT_EQ(readFile(m_Folder.file("zero")), "");
+  EXPECT_EQ(readFile(m_Folder.file("three")), "xxx");
+}
+
+TEST_F(TruncatorTest, AnotherSchemeThanItsGroupsFirstIsDeletedAsInternalError) {
+  gather("a", "first", 10, kTruncateNone, 0);
+  gather("a", "second", 5, kTruncateWhole, 100);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_TRUE(there("first"));
+  EXPECT_FALSE(there("second"));
+  EXPECT_THAT(omitted(), ElementsAre("a|second|about second|Internal error"));
+  EXPECT_TRUE(
+      m_Log.has(kLogInformation,
+                "Two files corresponding to the same fileID have different requested truncation scheme"))
+      << m_Log.dump();
+  EXPECT_THAT(notes(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, AGroupHeadedByAnUnknownSchemeIsLost) {
+  gather("a", "head", 10, kTruncateEnd, 0);
+  gather("a", "tail", 5, kTruncateNone, 0);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_FALSE(there("head"));
+  EXPECT_FALSE(there("tail"));
+  EXPECT_THAT(omitted(), ElementsAre("a|head|about head|Internal error", "a|tail|about tail|Internal error"));
+  EXPECT_TRUE(m_Log.has(kLogInformation, "Lost fileID for file: \"" + m_Folder.file("head") + "\""));
+  EXPECT_THAT(notes(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, ALostFileThatCantBeDeletedIsToldAsDead) {
+  makeFolders(m_Folder.file("folder"));
+  FileRecord record;
+  record.id = "a";
+  record.path = m_Folder.file("folder");
+  record.requestedScheme = kTruncateFront;
+  m_Records.push_back(record);
+  EXPECT_RESULT(perform(), 0);
+  const std::string note = "Dead file: " + m_Folder.file("folder") + " in bundle.";
+  EXPECT_THAT(notes(), ElementsAre(note));
+  EXPECT_TRUE(m_Log.has(kLogError, note));
+}
+
+TEST_F(TruncatorTest, GroupsOfEverySchemeStandBesideEachOther) {
+  gather("a", "none", 10, kTruncateNone, 0);
+  gather("b", "data", 10, kTruncateData, 4, kTruncateEnd);
+  gather("c", "whole", 10, kTruncateWhole, 4);
+  gather("d", "data2", 10, kTruncateData, 2, kTruncateEnd);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("data")).size(), 4U);
+  EXPECT_EQ(readFile(m_Folder.file("data2")).size(), 2U);
+  EXPECT_FALSE(there("whole"));
+  EXPECT_THAT(notes(), ElementsAre(kNote1, kNote2));
+}
+
+TEST_F(TruncatorTest, TheCallersRecordsAreNeverTouched) {
+  gather("b", "b", 10, kTruncateWhole, 100);
+  gather("a", "a", 10, kTruncateWhole, 100);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(m_Records.front().id, "b");
+  EXPECT_EQ(m_Records.front().description, "about b");
+}
+
+TEST_F(TruncatorTest, FillingAnUnusableSummaryIsLoggedAndTold) {
+  const FileRecord record;
+  EXPECT_RESULT(truncator(m_Records, nullptr).fillSummaryGoodFile(record), TOLMENGINE_ERROR_NOT_INITIALIZED);
+  EXPECT_TRUE(m_Log.has(kLogError, "m_pXMLSummary is uninitialized"));
+  XMLObject empty;
+  EXPECT_RESULT(truncator(m_Records, &empty).fillSummaryGoodFile(record), TOLMENGINE_ERROR_NULL_XML_ROOT);
+  EXPECT_TRUE(m_Log.has(kLogError, "pDCSummaryRoot is NULL"));
+  XMLObject bare("summary", "");
+  EXPECT_RESULT(truncator(m_Records, &bare).fillSummaryGoodFile(record), TOLMENGINE_ERROR_NULL_XML_CHILD);
+  EXPECT_TRUE(m_Log.has(kLogError, "pDCGoodFiles is NULL"));
+  EXPECT_RESULT(truncator(m_Records, nullptr).fillSummaryInternalFailure(record), 0);
+}
+
+TEST_F(TruncatorTest, AFailureToEnterAFileIsLoggedAndTheWalkGoesOn) {
+  gather("a", "whole", 1, kTruncateWhole, 10);
+  gather("b", "data", 1, kTruncateData, 10, kTruncateEnd);
+  XMLObject bare("summary", "");
+  EXPECT_RESULT(truncator(m_Records, &bare).perform(), 0);
+  std::size_t logged = 0;
+  for (const LogRecord& log : m_Log.records()) {
+    logged += log.field("Invoked Function") == "truncator::fillSummaryGoodFile" ? 1 : 0;
+  }
+  EXPECT_EQ(logged, 2U) << m_Log.dump();
+}
+
+}  // namespace
+}  // namespace halvo
