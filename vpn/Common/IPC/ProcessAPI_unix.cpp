@@ -6,13 +6,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/UnixImpersonate.h"
+#include "vpn/Common/IPC/event.h"
 #include "vpn/Common/Utility/sysutils.h"
 
 extern char** environ;
@@ -21,7 +24,7 @@ namespace halvo {
 
 namespace {
 
-constexpr std::uint32_t kPollMicroseconds = 20000;
+constexpr std::uint32_t kPollMs = 20;
 
 // waitpid for one child. Its ids below 1 stand for groups of children, and would reap a child that
 // somebody else waits for.
@@ -48,6 +51,18 @@ void emptyEnvironment() {
   static char* s_pNone[] = {nullptr};
   environ = s_pNone;
 }
+
+class HostProcessLookup : public ProcessLookup {
+ public:
+  int find(std::int32_t processId, std::unique_ptr<BSDProcess>& record) override {
+    auto found = std::make_unique<BSDProcess>();
+    const int error = readProcess(processId, *found);
+    if (error == 0) {
+      record = std::move(found);
+    }
+    return error;
+  }
+};
 
 }  // namespace
 
@@ -205,10 +220,7 @@ ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CC
                                        std::uint32_t /*ignored*/, std::uint32_t limitMs) {
   exitCode = 1;
   int status = -1;
-  if (event != nullptr) {
-    return PROCESS_API_ERROR_NOT_IMPLEMENTED;
-  }
-  if (limitMs == kWaitForever) {
+  if (event == nullptr && limitMs == kWaitForever) {
     if (waitForChild(processId, status, 0) < 0) {
       return PROCESS_API_ERROR_UNKNOWN;
     }
@@ -233,7 +245,14 @@ ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CC
       if (ended != 0) {
         break;
       }
-      usleep(kPollMicroseconds);
+      if (event == nullptr) {
+        usleep(kPollMs * 1000);
+        continue;
+      }
+      const ResultCode rc = event->WaitEvent(kPollMs, 0, false);
+      if (rc != EVENT_ERROR_WAIT_TIMEOUT) {
+        return rc == 0 ? PROCESS_API_ERROR_WAIT_INTERRUPTED : PROCESS_API_ERROR_UNKNOWN;
+      }
     }
   }
   // The -1 of a wait that ran out has the low bits set, as has the status of a child that a signal
@@ -243,6 +262,48 @@ ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CC
   }
   exitCode = (status >> 8) & 0xff;
   return 0;
+}
+
+ResultCode CProcessApi::GetProcessPathName(std::int32_t processId, char* buffer, std::size_t size) {
+  HostProcessLookup lookup;
+  return GetProcessPathName(processId, buffer, size, lookup);
+}
+
+ResultCode CProcessApi::GetProcessPathName(std::int32_t processId, char* buffer, std::size_t size,
+                                           ProcessLookup& lookup) {
+  if (buffer == nullptr || size == 0) {
+    return PROCESS_API_ERROR_BAD_PARAMETER;
+  }
+  std::unique_ptr<BSDProcess> record;
+  if (lookup.find(processId, record) != 0) {
+    return PROCESS_API_ERROR_PROCESS_NOT_FOUND;
+  }
+  if (record == nullptr) {
+    LOG_MESSAGE(kLogError, "Missing process info");
+    return PROCESS_API_ERROR_UNEXPECTED;
+  }
+  const std::size_t length = std::min(std::strlen(record->command), size - 1);
+  std::memcpy(buffer, record->command, length);
+  std::memset(buffer + length, 0, size - length);
+  return 0;
+}
+
+bool CProcessApi::ProcessIsAlive(std::int32_t processId) {
+  HostProcessLookup lookup;
+  return ProcessIsAlive(processId, lookup);
+}
+
+bool CProcessApi::ProcessIsAlive(std::int32_t processId, ProcessLookup& lookup) {
+  std::unique_ptr<BSDProcess> record;
+  if (lookup.find(processId, record) != 0) {
+    return false;
+  }
+  if (record == nullptr) {
+    LOG_MESSAGE(kLogError, "Missing process info");
+    return false;
+  }
+  return record->state == kProcessIdle || record->state == kProcessRunning ||
+         record->state == kProcessSleeping;
 }
 
 void CProcessApi::restartWait(bool waitForever) {

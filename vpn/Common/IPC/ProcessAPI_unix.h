@@ -11,11 +11,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
 
@@ -51,6 +53,15 @@ struct LaunchInfo {
   std::uint64_t signatureArgument2 = 1337659200;
   std::int32_t processId = 0;  // out: the child's id; 0 where it isn't known
   std::uint64_t signatureArgument4 = 0;
+};
+
+// What CProcessApi asks the host about a process. The tests put their own in its place.
+class ProcessLookup {
+ public:
+  virtual ~ProcessLookup() = default;
+  // Stores the host's record of the process. Returns 0 or an errno value; a host that can't tell gives
+  // 0 and no record.
+  [[nodiscard]] virtual int find(std::int32_t processId, std::unique_ptr<BSDProcess>& record) = 0;
 };
 
 class CProcessApi {
@@ -113,8 +124,20 @@ class CProcessApi {
   // further waits of the object have no time limit; a later call with false gives the limit back.
   void restartWait(bool waitForever);
 
+  // Copies a process's short command name, which is no path, into `buffer` of `size` bytes, cut to
+  // fit. PROCESS_API_ERROR_PROCESS_NOT_FOUND; PROCESS_API_ERROR_BAD_PARAMETER: no room for even an
+  // empty name; PROCESS_API_ERROR_UNEXPECTED: the host has lost the record, logged.
+  [[nodiscard]] static ResultCode GetProcessPathName(std::int32_t processId, char* buffer, std::size_t size);
+  [[nodiscard]] static ResultCode GetProcessPathName(std::int32_t processId, char* buffer, std::size_t size,
+                                                     ProcessLookup& lookup);
+
+  // Whether there is such a process, of any parent, that is being made, runs or sleeps. A stopped one
+  // isn't alive in this sense, nor is a dead one that nobody has waited for.
+  [[nodiscard]] static bool ProcessIsAlive(std::int32_t processId);
+  [[nodiscard]] static bool ProcessIsAlive(std::int32_t processId, ProcessLookup& lookup);
+
  private:
-  // Both without a return: the child of Launch() ends in them.
+  // Where the child of Launch() goes: into the program, or to its end.
   [[noreturn]] static void runProgram(const LaunchInfo& info, const std::vector<const char*>& arguments);
   [[nodiscard]] ResultCode testSignature(const LaunchInfo& info, const std::vector<const char*>& arguments);
 

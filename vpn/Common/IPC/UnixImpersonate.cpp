@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
 
@@ -104,6 +106,32 @@ ResultCode CUnixImpersonate::Stop() {
     return GLOBAL_ERROR_UNEXPECTED;
   }
   m_bImpersonating = false;
+  return 0;
+}
+
+ResultCode CUnixImpersonate::GetUsernameOwningProcess(std::int32_t processId, std::string& name) {
+  uid_t user = static_cast<uid_t>(-1);
+  BSDProcess* list = nullptr;
+  std::size_t count = 0;
+  // A list that can't be had is an empty one, and its process one of no user.
+  static_cast<void>(GetBSDProcessList(&list, &count));
+  for (std::size_t i = 0; i < count; ++i) {
+    if (list[i].pid == processId) {
+      user = list[i].realUserId;
+      break;
+    }
+  }
+  std::free(list);
+  errno = 0;
+  const passwd* entry = getpwuid(user);
+  if (entry == nullptr) {
+    LOG_RETURN_CODE(kLogError, "getpwuid", errno);
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  if (entry->pw_name == nullptr) {
+    return GLOBAL_ERROR_NULL_POINTER;
+  }
+  name = entry->pw_name;
   return 0;
 }
 

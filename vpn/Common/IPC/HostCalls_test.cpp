@@ -1,0 +1,257 @@
+#include "vpn/Common/IPC/HostCalls_test.h"
+
+#include <pthread.h>
+#include <sys/inotify.h>
+#include <sys/select.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace halvo::test {
+
+void HostCall::fail(int error, int after, int times) {
+  std::lock_guard<std::mutex> hold(m_mutex);
+  m_way = Way::kFail;
+  m_nError = error;
+  m_nAfter = after;
+  m_nTimes = times;
+}
+
+void HostCall::pretend() {
+  std::lock_guard<std::mutex> hold(m_mutex);
+  m_way = Way::kPretend;
+}
+
+void HostCall::reset() {
+  std::lock_guard<std::mutex> hold(m_mutex);
+  m_way = Way::kHost;
+}
+
+HostCall::Way HostCall::next() {
+  std::lock_guard<std::mutex> hold(m_mutex);
+  if (m_way != Way::kFail) {
+    return m_way;
+  }
+  if (m_nAfter > 0) {
+    --m_nAfter;
+    return Way::kHost;
+  }
+  if (m_nTimes == 0) {
+    return Way::kHost;
+  }
+  m_nTimes -= m_nTimes > 0 ? 1 : 0;
+  errno = m_nError;
+  return Way::kFail;
+}
+
+void HostCalls::reset() {
+  for (HostCall* call :
+       {&forkCall, &putenvCall, &getpriorityCall, &pipeCall, &readCall, &writeCall, &selectCall,
+        &initgroupsCall, &setgidCall, &setuidCall, &setegidCall, &seteuidCall, &getpwuidCall, &watchOpenCall,
+        &watchRegisterCall, &watchAwaitCall, &pthreadCreateCall, &pthreadJoinCall}) {
+    call->reset();
+  }
+  groups.clear();
+  areUsersNameless = false;
+  identityCalls.clear();
+  descriptor = -1;
+}
+
+HostCalls& hostCalls() {
+  static HostCalls s_calls;
+  return s_calls;
+}
+
+namespace {
+
+using Way = HostCall::Way;
+
+// The result of a call whose failure is -1.
+template <class Real>
+auto through(HostCall& call, Real real) -> decltype(real()) {
+  switch (call.next()) {
+    case Way::kFail:
+      return -1;
+    case Way::kPretend:
+      return 0;
+    default:
+      return real();
+  }
+}
+
+template <class Real>
+int identity(const char* name, HostCall& call, Real real) {
+  hostCalls().identityCalls += std::string(name) + " ";
+  return through(call, real);
+}
+
+}  // namespace
+
+}  // namespace halvo::test
+
+using halvo::test::HostCall;
+using halvo::test::hostCalls;
+using halvo::test::identity;
+using halvo::test::through;
+
+extern "C" {
+
+pid_t __real_fork();
+pid_t __wrap_fork();
+pid_t __wrap_fork() {
+  return through(hostCalls().forkCall, [] { return __real_fork(); });
+}
+
+int __real_putenv(char* entry);
+int __wrap_putenv(char* entry);
+int __wrap_putenv(char* entry) {
+  return through(hostCalls().putenvCall, [entry] { return __real_putenv(entry); });
+}
+
+int __real_getpriority(int which, id_t who);
+int __wrap_getpriority(int which, id_t who);
+int __wrap_getpriority(int which, id_t who) {
+  return through(hostCalls().getpriorityCall, [which, who] { return __real_getpriority(which, who); });
+}
+
+int __real_pipe(int ends[2]);
+int __wrap_pipe(int ends[2]);
+int __wrap_pipe(int ends[2]) {
+  return through(hostCalls().pipeCall, [ends] { return __real_pipe(ends); });
+}
+
+ssize_t __real_read(int descriptor, void* buffer, size_t size);
+ssize_t __wrap_read(int descriptor, void* buffer, size_t size);
+ssize_t __wrap_read(int descriptor, void* buffer, size_t size) {
+  if (descriptor != hostCalls().descriptor) {
+    return __real_read(descriptor, buffer, size);
+  }
+  return through(hostCalls().readCall, [=] { return __real_read(descriptor, buffer, size); });
+}
+
+ssize_t __real_write(int descriptor, const void* buffer, size_t size);
+ssize_t __wrap_write(int descriptor, const void* buffer, size_t size);
+ssize_t __wrap_write(int descriptor, const void* buffer, size_t size) {
+  if (descriptor != hostCalls().descriptor) {
+    return __real_write(descriptor, buffer, size);
+  }
+  return through(hostCalls().writeCall, [=] { return __real_write(descriptor, buffer, size); });
+}
+
+int __real_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout);
+int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout);
+int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout) {
+  return through(hostCalls().selectCall,
+                 [=] { return __real_select(count, reads, writes, excepts, timeout); });
+}
+
+int __real_initgroups(const char* user, gid_t group);
+int __wrap_initgroups(const char* user, gid_t group);
+int __wrap_initgroups(const char* user, gid_t group) {
+  return identity("initgroups", hostCalls().initgroupsCall, [=] { return __real_initgroups(user, group); });
+}
+
+int __real_setgid(gid_t group);
+int __wrap_setgid(gid_t group);
+int __wrap_setgid(gid_t group) {
+  return identity("setgid", hostCalls().setgidCall, [=] { return __real_setgid(group); });
+}
+
+int __real_setuid(uid_t user);
+int __wrap_setuid(uid_t user);
+int __wrap_setuid(uid_t user) {
+  return identity("setuid", hostCalls().setuidCall, [=] { return __real_setuid(user); });
+}
+
+int __real_setegid(gid_t group);
+int __wrap_setegid(gid_t group);
+int __wrap_setegid(gid_t group) {
+  return identity("setegid", hostCalls().setegidCall, [=] { return __real_setegid(group); });
+}
+
+int __real_seteuid(uid_t user);
+int __wrap_seteuid(uid_t user);
+int __wrap_seteuid(uid_t user) {
+  return identity("seteuid", hostCalls().seteuidCall, [=] { return __real_seteuid(user); });
+}
+
+struct passwd* __real_getpwuid(uid_t user);
+struct passwd* __wrap_getpwuid(uid_t user);
+struct passwd* __wrap_getpwuid(uid_t user) {
+  hostCalls().identityCalls += "getpwuid ";
+  if (hostCalls().getpwuidCall.next() == HostCall::Way::kFail) {
+    return nullptr;
+  }
+  struct passwd* entry = __real_getpwuid(user);
+  if (entry != nullptr && hostCalls().areUsersNameless) {
+    static struct passwd s_nameless;
+    s_nameless = *entry;
+    s_nameless.pw_name = nullptr;
+    return &s_nameless;
+  }
+  return entry;
+}
+
+struct group* __real_getgrnam(const char* name);
+struct group* __wrap_getgrnam(const char* name);
+struct group* __wrap_getgrnam(const char* name) {
+  auto& groups = hostCalls().groups;
+  if (groups.empty()) {
+    return __real_getgrnam(name);
+  }
+  const auto found = groups.find(name);
+  if (found == groups.end()) {
+    return nullptr;
+  }
+  static std::vector<char*> s_members;
+  static struct group s_group;
+  s_members.clear();
+  for (std::string& member : found->second) {
+    s_members.push_back(member.data());
+  }
+  s_members.push_back(nullptr);
+  s_group = {};
+  s_group.gr_mem = s_members.data();
+  return &s_group;
+}
+
+int __real_inotify_init1(int flags);
+int __wrap_inotify_init1(int flags);
+int __wrap_inotify_init1(int flags) {
+  return through(hostCalls().watchOpenCall, [=] { return __real_inotify_init1(flags); });
+}
+
+int __real_inotify_add_watch(int watch, const char* path, std::uint32_t mask);
+int __wrap_inotify_add_watch(int watch, const char* path, std::uint32_t mask);
+int __wrap_inotify_add_watch(int watch, const char* path, std::uint32_t mask) {
+  return through(hostCalls().watchRegisterCall, [=] { return __real_inotify_add_watch(watch, path, mask); });
+}
+
+struct pollfd;
+int __real_poll(struct pollfd* ends, unsigned long count, int timeout);
+int __wrap_poll(struct pollfd* ends, unsigned long count, int timeout);
+int __wrap_poll(struct pollfd* ends, unsigned long count, int timeout) {
+  return through(hostCalls().watchAwaitCall, [=] { return __real_poll(ends, count, timeout); });
+}
+
+// These report their error as their result.
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                          void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                          void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                          void* argument) {
+  return hostCalls().pthreadCreateCall.next() == HostCall::Way::kFail
+             ? errno
+             : __real_pthread_create(thread, attributes, routine, argument);
+}
+
+int __real_pthread_join(pthread_t thread, void** value);
+int __wrap_pthread_join(pthread_t thread, void** value);
+int __wrap_pthread_join(pthread_t thread, void** value) {
+  return hostCalls().pthreadJoinCall.next() == HostCall::Way::kFail ? errno
+                                                                    : __real_pthread_join(thread, value);
+}
+
+}  // extern "C"

@@ -1,0 +1,30 @@
+#include <sys/event.h>
+#include <sys/types.h>
+#include <time.h>
+
+#include "vpn/Common/IPC/WriteWatch.h"
+
+namespace halvo {
+
+int openWriteWatch() {
+  return kqueue();
+}
+
+int registerWriteWatch(int watch, int descriptor) {
+  struct kevent change;
+  EV_SET(&change, static_cast<uintptr_t>(descriptor), EVFILT_VNODE, EV_ADD | EV_ONESHOT, NOTE_WRITE, 0,
+         nullptr);
+  return kevent(watch, &change, 1, nullptr, 0, nullptr);
+}
+
+int awaitWrite(int watch, int descriptor) {
+  const struct timespec second = {1, 0};
+  struct kevent event;
+  const int result = kevent(watch, nullptr, 0, &event, 1, &second);
+  if (result <= 0) {
+    return result;
+  }
+  return event.ident == static_cast<uintptr_t>(descriptor) ? 1 : 0;
+}
+
+}  // namespace halvo
