@@ -1,0 +1,257 @@
+#include "vpn/tools/TOLM/TOLMConsole/Password.h"
+
+#include <fcntl.h>
+#include <sys/select.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "vpn/Common/Utility/StringUtils.h"
+
+namespace halvo {
+
+namespace {
+
+volatile std::sig_atomic_t s_nSignal = 0;
+
+void noteSignal(int number) {
+  s_nSignal = number;
+}
+
+// The signals that end or stop a program which asks for a password.
+constexpr std::array<int, 6> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGTSTP};
+
+// Closes on every way out.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : m_nNumber(number) {}
+  ~Descriptor() {
+    if (m_nNumber >= 0) {
+      close(m_nNumber);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  [[nodiscard]] int get() const { return m_nNumber; }
+
+ private:
+  int m_nNumber;
+};
+
+// While it lives the terminal doesn't echo, and the signals above are noted. They are delivered only
+// while `waitMask` is in force, so none falls between a look at s_nSignal and a wait.
+class SilentTerminal {
+ public:
+  explicit SilentTerminal(int terminal) : m_nTerminal(terminal) {
+    s_nSignal = 0;
+    sigset_t block;
+    sigemptyset(&block);
+    for (const int number : kSignals) {
+      sigaddset(&block, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &block, &m_OldMask);
+    m_WaitMask = m_OldMask;
+    struct sigaction note = {};
+    note.sa_handler = noteSignal;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigdelset(&m_WaitMask, kSignals[i]);
+      sigaction(kSignals[i], &note, &m_OldActions[i]);
+    }
+    m_bSet = tcgetattr(terminal, &m_OldSettings) == 0;
+    if (m_bSet) {
+      termios silent = m_OldSettings;
+      silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+      silent.c_lflag |= ICANON;
+      m_bSet = tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
+    }
+  }
+  ~SilentTerminal() {
+    if (m_bSet) {
+      tcsetattr(m_nTerminal, TCSAFLUSH, &m_OldSettings);
+    }
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaction(kSignals[i], &m_OldActions[i], nullptr);
+    }
+    pthread_sigmask(SIG_SETMASK, &m_OldMask, nullptr);
+  }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+
+  [[nodiscard]] bool isSet() const { return m_bSet; }
+  [[nodiscard]] const sigset_t& waitMask() const { return m_WaitMask; }
+
+ private:
+  int m_nTerminal;
+  bool m_bSet = false;
+  termios m_OldSettings = {};
+  sigset_t m_OldMask = {};
+  sigset_t m_WaitMask = {};
+  std::array<struct sigaction, kSignals.size()> m_OldActions = {};
+};
+
+void writeText(int descriptor, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t put = write(descriptor, text.data() + done, text.size() - done);
+    if (put < 0 && errno != EINTR) {
+      return;
+    }
+    done += put > 0 ? static_cast<std::size_t>(put) : 0;
+  }
+}
+
+enum class LineEnd { kLine, kEndOfInput, kSignal, kFailure };
+
+// Reads up to a line feed, which isn't kept.
+LineEnd readLine(int terminal, const sigset_t& waitMask, std::string& line) {
+  for (;;) {
+    fd_set ready;
+    FD_ZERO(&ready);
+    FD_SET(terminal, &ready);
+    if (pselect(terminal + 1, &ready, nullptr, nullptr, nullptr, &waitMask) < 0) {
+      if (errno == EINTR && s_nSignal == 0) {
+        continue;
+      }
+      return errno == EINTR ? LineEnd::kSignal : LineEnd::kFailure;
+    }
+    char c = 0;
+    const ssize_t got = read(terminal, &c, 1);
+    if (got == 0) {
+      return LineEnd::kEndOfInput;
+    }
+    if (got < 0) {
+      if (errno == EINTR || errno == EAGAIN) {
+        continue;
+      }
+      return LineEnd::kFailure;
+    }
+    if (c == '\n') {
+      return LineEnd::kLine;
+    }
+    line += c;
+  }
+}
+
+// Why the password can't be used; empty if it can.
+std::string objection(const std::string& password) {
+  if (password.empty()) {
+    return "the password is empty";
+  }
+  if (password.size() > kMaxPassword) {
+    return "the password is longer than " + std::to_string(kMaxPassword) + " bytes";
+  }
+  if (password.find('\0') != std::string::npos) {
+    return "the password holds a zero byte";
+  }
+  return "";
+}
+
+// One question. Comes back after a stop (Ctrl-Z and fg) and asks again; a signal that ends the program
+// ends it, with the terminal as it was found.
+PasswordResult askOnce(int terminal, const std::string& prompt) {
+  for (;;) {
+    PasswordResult result;
+    LineEnd end = LineEnd::kFailure;
+    {
+      const SilentTerminal silent(terminal);
+      if (!silent.isSet()) {
+        return {"", "the terminal can't be told not to echo"};
+      }
+      writeText(terminal, prompt);
+      end = readLine(terminal, silent.waitMask(), result.password);
+      writeText(terminal, "\n");
+    }
+    if (end == LineEnd::kSignal) {
+      raise(s_nSignal);
+      continue;
+    }
+    if (end != LineEnd::kLine) {
+      return {"", "no password was entered"};
+    }
+    return result;
+  }
+}
+
+}  // namespace
+
+PasswordResult readPasswordFile(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) {
+    return {"", "the password file \"" + path + "\" can't be opened: " + std::strerror(errno)};
+  }
+  PasswordResult result;
+  char c = 0;
+  // One byte more than any good line has, for the carriage return.
+  while (result.password.size() <= kMaxPassword + 1) {
+    const ssize_t got = read(file.get(), &c, 1);
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got < 0) {
+      return {"", "the password file \"" + path + "\" can't be read: " + std::strerror(errno)};
+    }
+    if (got == 0) {
+      break;
+    }
+    if (c == '\n') {
+      if (!result.password.empty() && result.password.back() == '\r') {
+        result.password.pop_back();
+      }
+      break;
+    }
+    result.password += c;
+  }
+  if (const std::string why = objection(result.password); !why.empty()) {
+    return {"", "the first line of the password file \"" + path + "\" can't be used: " + why};
+  }
+  return result;
+}
+
+PasswordResult askPassword() {
+  const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (terminal.get() < 0) {
+    return {"", "there is no terminal to ask for the password on; use --password-file"};
+  }
+  PasswordResult first = askOnce(terminal.get(), "Password of the bundle: ");
+  if (!first.error.empty()) {
+    return first;
+  }
+  if (const std::string why = objection(first.password); !why.empty()) {
+    return {"", why};
+  }
+  const PasswordResult second = askOnce(terminal.get(), "The same again: ");
+  if (!second.error.empty()) {
+    return second;
+  }
+  if (second.password != first.password) {
+    return {"", "the two passwords differ"};
+  }
+  return first;
+}
+
+bool askYes(const std::string& question) {
+  const Descriptor terminal(open("/dev/tty", O_WRONLY | O_NOCTTY | O_CLOEXEC));
+  writeText(terminal.get() >= 0 ? terminal.get() : STDERR_FILENO, question);
+  std::string answer;
+  char c = 0;
+  for (;;) {
+    const ssize_t got = read(STDIN_FILENO, &c, 1);
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got <= 0 || c == '\n') {
+      break;
+    }
+    if (answer.size() < 16) {
+      answer += c;
+    }
+  }
+  answer = CStringUtils::toLower(answer);
+  return answer == "y" || answer == "yes";
+}
+
+}  // namespace halvo

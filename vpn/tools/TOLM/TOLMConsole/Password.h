@@ -1,0 +1,33 @@
+// Where the password of a bundle comes from: a file or the terminal. Never an argument, never the
+// environment; nothing of it is logged or printed.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace halvo {
+
+// Bytes; longer ones are refused.
+inline constexpr std::size_t kMaxPassword = 1024;
+
+struct PasswordResult {
+  std::string password;
+  // Why there is none, one line; empty on success. A success always has a password that isn't empty,
+  // since an empty one would make a bundle that anybody can read.
+  std::string error;
+};
+
+// The first line of a file without its line end, which is a line feed or a carriage return and one. A
+// last line without a line feed counts. Pipes may be read too.
+PasswordResult readPasswordFile(const std::string& path);
+
+// Asks twice on the controlling terminal, without echo. The terminal's settings are put back on every
+// way out, also when a signal ends or stops the program meanwhile.
+PasswordResult askPassword();
+
+// Asks a yes-or-no question where standard input is a terminal. "y" and "yes" are a yes, anything else
+// and the end of the input a no.
+bool askYes(const std::string& question);
+
+}  // namespace halvo

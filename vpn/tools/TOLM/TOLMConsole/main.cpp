@@ -1,0 +1,16 @@
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMConsole/Console.h"
+
+int main(int argc, char** argv) {
+  try {
+    return halvo::runConsole(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+  } catch (const std::exception& error) {
+    // Memory ran out; nothing else throws.
+    std::fprintf(stderr, "tmtolm: %s\n", error.what());
+    return 1;
+  }
+}
