@@ -1,0 +1,171 @@
+#include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
+
+#include <utility>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/i18n/UiTexts.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+
+namespace halvo {
+
+GUIController::GUIController(IToolkit& toolkit, WizardServices services)
+    : m_rToolkit(toolkit), m_Services(std::move(services)) {}
+
+// The storage path isn't given back here: applicationWillTerminate() does it, and the process ends there.
+GUIController::~GUIController() = default;
+
+bool GUIController::applicationShouldTerminateAfterLastWindowClosed() { return true; }
+
+void GUIController::awakeFromNib() {
+  m_pStoragePath = nullptr;
+  const ResultCode result = m_Services.createStoragePath(m_pStoragePath);
+  if (result != 0) {
+    logDebugReturnCode("-[GUIController awakeFromNib]", __FILE__, 40, kLogError,
+                       "CStoragePath::CreateSingletonInstance", result, nullptr, nullptr);
+    m_pStoragePath = nullptr;
+  }
+
+  translateMenu();
+
+  // Fixed now and not when Run is pressed: support goes by the minute in which the window was opened.
+  m_pNSStrBundleLocation = std::make_unique<std::string>(translatePath(defaultBundleFolder()) + "TOLMBundle" +
+                                                         m_Services.bundleTimeText() + ".zip");
+
+  setMainQueue(&m_rToolkit.mainQueue());
+  setProgressListener(this);
+
+  m_rToolkit.setTitle(Outlet::mainWindow, ts(textWindowTitle));
+  m_rToolkit.setTabViewType(Outlet::tabView, kNoTabsNoBorder);
+  setWelcomeWindow();
+  m_rToolkit.setDelegate(this);
+}
+
+void GUIController::applicationWillTerminate() {
+  if (m_pStoragePath != nullptr) {
+    m_Services.releaseStoragePath(m_pStoragePath);
+    m_pStoragePath = nullptr;
+  }
+  m_pNSStrBundleLocation.reset();
+  // At once, because a run may be under way on the other thread: exit handlers and static destructors
+  // would pull the ground from under it. The status is 0 also after a failed run.
+  m_Services.exitProcess(0);
+}
+
+void GUIController::enableEncrypt() {
+  const bool enabled = m_rToolkit.state(Outlet::encryptionBox) == kStateOn;
+  m_rToolkit.setEnabled(Outlet::passwordField, enabled);
+  m_rToolkit.setEnabled(Outlet::unmaskPassword, enabled);
+  m_rToolkit.setEnabled(Outlet::maskPswdBox, enabled);
+}
+
+void GUIController::maskPassword() {
+  const bool masked = m_rToolkit.state(Outlet::maskPswdBox) == kStateOn;
+  const Outlet target = masked ? Outlet::passwordField : Outlet::unmaskPassword;
+  const Outlet source = masked ? Outlet::unmaskPassword : Outlet::passwordField;
+  m_rToolkit.setStringValue(target, m_rToolkit.stringValue(source));
+  m_rToolkit.setHidden(target, false);
+  m_rToolkit.setHidden(source, true);
+}
+
+void GUIController::runButton() {
+  setProgressWindow();
+
+  // The visible field decides. Nothing is checked: an empty password with the box on is a password too.
+  std::string password;
+  if (m_rToolkit.state(Outlet::encryptionBox) == kStateOn) {
+    const bool masked = m_rToolkit.state(Outlet::maskPswdBox) == kStateOn;
+    password = m_rToolkit.stringValue(masked ? Outlet::passwordField : Outlet::unmaskPassword);
+  }
+  const std::string bundleLocation = *m_pNSStrBundleLocation;
+
+  const GlobalQueue queue =
+      m_Services.isSystemVersionAtLeast(10, 10, 0) ? GlobalQueue::utility : GlobalQueue::background;
+  m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password] {
+    // The empty request path is what makes this the default run.
+    const std::unique_ptr<IEngineRun> engine = m_Services.makeEngine("", bundleLocation, password, false);
+    engine->run();
+    // Behind every progress block of the run, and before the engine is destroyed.
+    m_rToolkit.mainQueue().submit([this] { setFinishedWindow(); });
+  });
+}
+
+void GUIController::cancelButton() {
+  // The engine isn't told and isn't waited for: the process ends with it.
+  m_rToolkit.terminate();
+}
+
+void GUIController::finishButton() { m_rToolkit.terminate(); }
+
+void GUIController::setWelcomeWindow() {
+  m_rToolkit.setStringValue(Outlet::welcomeMsg, ts(textWelcome));
+  m_rToolkit.setStringValue(Outlet::tolmIntro, ts(textIntro));
+  m_rToolkit.setTitle(Outlet::encryptionBox, ts(textEnableEncryption));
+  m_rToolkit.setStringValue(Outlet::pswdText, ts(textEncryptionPassword));
+  m_rToolkit.setTitle(Outlet::maskPswdBox, ts(textMaskPassword));
+  m_rToolkit.setTitle(Outlet::runButton, ts(textRun));
+
+  m_rToolkit.setState(Outlet::encryptionBox, kStateOff);
+
+  m_rToolkit.setEnabled(Outlet::passwordField, false);
+  m_rToolkit.setHidden(Outlet::passwordField, false);
+  m_rToolkit.setEnabled(Outlet::unmaskPassword, false);
+  m_rToolkit.setHidden(Outlet::unmaskPassword, true);
+
+  m_rToolkit.setEnabled(Outlet::maskPswdBox, false);
+  m_rToolkit.setState(Outlet::maskPswdBox, kStateOn);
+}
+
+void GUIController::setProgressWindow() {
+  m_rToolkit.selectNextTabViewItem(Outlet::tabView);
+  m_rToolkit.startAnimation(Outlet::progressBar);
+  m_rToolkit.setTitle(Outlet::cancelButton, ts(textCancel));
+  m_rToolkit.displayIfNeeded(Outlet::tabView);
+}
+
+void GUIController::setFinishedWindow() {
+  m_rToolkit.selectNextTabViewItem(Outlet::tabView);
+  m_rToolkit.setTitle(Outlet::finishButton, ts(textFinish));
+  m_rToolkit.setStringValue(Outlet::finishMsg, getFinishedMsg());
+  m_rToolkit.displayIfNeeded(Outlet::finishMsg);
+  m_rToolkit.displayIfNeeded(Outlet::tabView);
+}
+
+std::string GUIController::getFinishedMsg() {
+  if (m_StatusCode == TOLMENGINE_ERROR_WRITE_FAILURE) {
+    // Its "%s" reaches the screen as it stands; no location is put in. Meant: translators and support
+    // know the message in this form.
+    return ts(textBundleCannotBeSaved);
+  }
+  if (m_StatusCode == TOLMENGINE_ERROR_INTERNAL) {
+    return ts(textInternalError);
+  }
+  if (m_StatusCode != 0) {
+    return ts(textUnknownError);
+  }
+  // Also where a run never reported a finish.
+  return ts(textBundleOnDesktop);
+}
+
+void GUIController::updateProgress(const std::uint32_t* percent) {
+  m_rToolkit.setDoubleValue(Outlet::progressBar, static_cast<double>(*percent));
+  m_rToolkit.displayIfNeeded(Outlet::progressBar);
+}
+
+void GUIController::updateMsg(const std::string& message) {
+  m_rToolkit.setStringValue(Outlet::progressMsg, message);
+  m_rToolkit.displayIfNeeded(Outlet::progressMsg);
+}
+
+void GUIController::tolmFinished(ResultCode code) { m_StatusCode = static_cast<std::int64_t>(code); }
+
+std::string GUIController::ts(const std::string& text) { return m_Services.getMessage(text); }
+
+void GUIController::translateMenu() {
+  m_rToolkit.setTitle(Outlet::mAbout, ts(textAbout));
+  m_rToolkit.setTitle(Outlet::mHideTolm, ts(textHide));
+  m_rToolkit.setTitle(Outlet::mHideOthers, ts(textHideOthers));
+  m_rToolkit.setTitle(Outlet::mShowAll, ts(textShowAll));
+  m_rToolkit.setTitle(Outlet::mQuitTolm, ts(textQuit));
+}
+
+}  // namespace halvo

@@ -1,0 +1,117 @@
+#include "vpn/tools/TOLM/TOLMOffline/MessageLabel.h"
+
+#include <QtCore/QtMath>
+#include <QtGui/QHelpEvent>
+#include <QtGui/QPainter>
+#include <QtGui/QTextLayout>
+#include <QtWidgets/QToolTip>
+
+namespace halvo {
+
+namespace {
+
+// Letters that a label would like to show on one line, and those it must be able to.
+constexpr int kPreferredLetters = 40;
+constexpr int kSmallestLetters = 8;
+
+// Lays the text out in lines of `width` and returns the height that they take.
+qreal layOut(QTextLayout& layout, const QLabel& label, int width) {
+  // A line feed inside a text starts a new line, as it would in any label.
+  QString text = label.text();
+  text.replace(QLatin1String("\r\n"), QString(QChar::LineSeparator));
+  text.replace(QLatin1Char('\n'), QChar::LineSeparator);
+  QTextOption option;
+  option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  // The language's direction and not that of the first letter: many texts start with a name in
+  // Latin letters.
+  option.setTextDirection(label.layoutDirection());
+  option.setAlignment(QStyle::visualAlignment(label.layoutDirection(), Qt::AlignLeading));
+  layout.setText(text);
+  layout.setFont(label.font());
+  layout.setTextOption(option);
+  qreal height = 0;
+  layout.beginLayout();
+  for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+    line.setLineWidth(width);
+    line.setPosition(QPointF(0, height));
+    height += line.height();
+  }
+  layout.endLayout();
+  return height;
+}
+
+}  // namespace
+
+MessageLabel::MessageLabel(QWidget* parent) : QLabel(parent) {
+  setTextFormat(Qt::PlainText);
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
+}
+
+QSize MessageLabel::sizeHint() const {
+  const int width = kPreferredLetters * fontMetrics().averageCharWidth();
+  return {width, heightForWidth(width)};
+}
+
+QSize MessageLabel::minimumSizeHint() const {
+  return {kSmallestLetters * fontMetrics().averageCharWidth(), fontMetrics().height()};
+}
+
+int MessageLabel::heightForWidth(int width) const {
+  QTextLayout layout;
+  return qCeil(layOut(layout, *this, qMax(width, 1)));
+}
+
+void MessageLabel::paintEvent(QPaintEvent* /*event*/) {
+  QTextLayout layout;
+  const qreal height = layOut(layout, *this, width());
+  const bool centred = (alignment() & Qt::AlignVCenter) != 0 && height < this->height();
+  QPainter painter(this);
+  painter.setPen(palette().color(foregroundRole()));
+  layout.draw(&painter, QPointF(0, centred ? (this->height() - height) / 2 : 0));
+}
+
+ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
+  setTextFormat(Qt::PlainText);
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+QSize ElidedLabel::sizeHint() const {
+  return {kPreferredLetters * fontMetrics().averageCharWidth(), fontMetrics().height()};
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+  return {kSmallestLetters * fontMetrics().averageCharWidth(), fontMetrics().height()};
+}
+
+QString ElidedLabel::line() const {
+  return fontMetrics().elidedText(text().simplified(), Qt::ElideRight, width());
+}
+
+bool ElidedLabel::event(QEvent* event) {
+  if (event->type() == QEvent::ToolTip) {
+    const QHelpEvent* help = static_cast<QHelpEvent*>(event);
+    if (line() != text().simplified()) {
+      QToolTip::showText(help->globalPos(), wrappedToolTip(text()), this);
+    } else {
+      QToolTip::hideText();
+    }
+    return true;
+  }
+  return QLabel::event(event);
+}
+
+void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
+  QPainter painter(this);
+  painter.setLayoutDirection(layoutDirection());
+  painter.setPen(palette().color(foregroundRole()));
+  painter.drawText(rect(),
+                   static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading) | Qt::AlignVCenter) |
+                       Qt::TextSingleLine,
+                   line());
+}
+
+QString wrappedToolTip(const QString& text) {
+  return QLatin1String("<qt>") + text.toHtmlEscaped() + QLatin1String("</qt>");
+}
+
+}  // namespace halvo
