@@ -14,10 +14,11 @@
 namespace halvo::test {
 
 inline std::string outletName(Outlet outlet) {
-  static const char* const kNames[] = {
-      "mainWindow",    "tabView",     "welcomeMsg",     "tolmIntro",   "pswdText",    "runButton",    "encryptionBox",
-      "maskPswdBox",   "passwordField", "unmaskPassword", "progressMsg", "progressBar", "cancelButton", "finishMsg",
-      "finishButton",  "mAbout",      "mHideTolm",      "mHideOthers", "mShowAll",    "mQuitTolm"};
+  static const char* const kNames[] = {"mainWindow",    "tabView",        "welcomeMsg",    "tolmIntro",
+                                       "pswdText",      "runButton",      "encryptionBox", "maskPswdBox",
+                                       "passwordField", "unmaskPassword", "progressMsg",   "progressBar",
+                                       "cancelButton",  "finishMsg",      "finishButton",  "mAbout",
+                                       "mHideTolm",     "mHideOthers",    "mShowAll",      "mQuitTolm"};
   return kNames[static_cast<int>(outlet)];
 }
 
@@ -71,7 +72,9 @@ class FakeToolkit : public IToolkit {
     titles[outlet] = title;
     note("setTitle", outlet, title);
   }
-  void setTabViewType(Outlet outlet, int type) override { note("setTabViewType", outlet, std::to_string(type)); }
+  void setTabViewType(Outlet outlet, int type) override {
+    note("setTabViewType", outlet, std::to_string(type));
+  }
   void selectNextTabViewItem(Outlet outlet) override {
     screen = screen < 2 ? screen + 1 : screen;
     note("selectNextTabViewItem", outlet);

@@ -14,7 +14,9 @@ GUIController::GUIController(IToolkit& toolkit, WizardServices services)
 // The storage path isn't given back here: applicationWillTerminate() does it, and the process ends there.
 GUIController::~GUIController() = default;
 
-bool GUIController::applicationShouldTerminateAfterLastWindowClosed() { return true; }
+bool GUIController::applicationShouldTerminateAfterLastWindowClosed() {
+  return true;
+}
 
 void GUIController::awakeFromNib() {
   m_pStoragePath = nullptr;
@@ -94,7 +96,9 @@ void GUIController::cancelButton() {
   m_rToolkit.terminate();
 }
 
-void GUIController::finishButton() { m_rToolkit.terminate(); }
+void GUIController::finishButton() {
+  m_rToolkit.terminate();
+}
 
 void GUIController::setWelcomeWindow() {
   m_rToolkit.setStringValue(Outlet::welcomeMsg, ts(textWelcome));
@@ -156,9 +160,13 @@ void GUIController::updateMsg(const std::string& message) {
   m_rToolkit.displayIfNeeded(Outlet::progressMsg);
 }
 
-void GUIController::tolmFinished(ResultCode code) { m_StatusCode = static_cast<std::int64_t>(code); }
+void GUIController::tolmFinished(ResultCode code) {
+  m_StatusCode = static_cast<std::int64_t>(code);
+}
 
-std::string GUIController::ts(const std::string& text) { return m_Services.getMessage(text); }
+std::string GUIController::ts(const std::string& text) {
+  return m_Services.getMessage(text);
+}
 
 void GUIController::translateMenu() {
   m_rToolkit.setTitle(Outlet::mAbout, ts(textAbout));

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -92,7 +95,8 @@ class GUIControllerTest : public ::testing::Test {
     m_pController->maskPassword();
   }
   void type(const std::string& text) {
-    m_Toolkit.texts[m_Toolkit.hidden[Outlet::passwordField] ? Outlet::unmaskPassword : Outlet::passwordField] =
+    m_Toolkit
+        .texts[m_Toolkit.hidden[Outlet::passwordField] ? Outlet::unmaskPassword : Outlet::passwordField] =
         text;
   }
   // The background queue and then the main queue run dry.
@@ -133,24 +137,24 @@ TEST_F(GUIControllerTest, WindowOpensInTheToldOrder) {
 
   EXPECT_THAT(
       m_Toolkit.calls,
-      ElementsAre("setTitle mAbout <About TOLM>", "setTitle mHideTolm <Hide TOLM>",
-                  "setTitle mHideOthers <Hide Others>", "setTitle mShowAll <Show All>",
-                  "setTitle mQuitTolm <Quit TOLM>",             //
-                  "setTitle mainWindow <Halvo TOLM>",           //
-                  "setTabViewType tabView 6",                   //
-                  "setStringValue welcomeMsg <Welcome to the Halvo Fieldcase (TOLM).>",
-                  "setStringValue tolmIntro <TOLM is a tool that helps to bundle the appropriate log files and "
-                  "diagnostic information that can be used for analyzing and debugging the Tessarmont client "
-                  "connections.>",
-                  "setTitle encryptionBox <Enable Bundle Encryption>",
-                  "setStringValue pswdText <Encryption Password>",  //
-                  "setTitle maskPswdBox <Mask Password>",           //
-                  "setTitle runButton <Run>",                       //
-                  "setState encryptionBox 0",                       //
-                  "setEnabled passwordField no", "setHidden passwordField no",
-                  "setEnabled unmaskPassword no", "setHidden unmaskPassword yes",
-                  "setEnabled maskPswdBox no", "setState maskPswdBox 1",  //
-                  "setDelegate controller"));
+      ElementsAre(
+          "setTitle mAbout <About TOLM>", "setTitle mHideTolm <Hide TOLM>",
+          "setTitle mHideOthers <Hide Others>", "setTitle mShowAll <Show All>",
+          "setTitle mQuitTolm <Quit TOLM>",    //
+          "setTitle mainWindow <Halvo TOLM>",  //
+          "setTabViewType tabView 6",          //
+          "setStringValue welcomeMsg <Welcome to the Halvo Fieldcase (TOLM).>",
+          "setStringValue tolmIntro <TOLM is a tool that helps to bundle the appropriate log files and "
+          "diagnostic information that can be used for analyzing and debugging the Tessarmont client "
+          "connections.>",
+          "setTitle encryptionBox <Enable Bundle Encryption>",
+          "setStringValue pswdText <Encryption Password>",  //
+          "setTitle maskPswdBox <Mask Password>",           //
+          "setTitle runButton <Run>",                       //
+          "setState encryptionBox 0",                       //
+          "setEnabled passwordField no", "setHidden passwordField no", "setEnabled unmaskPassword no",
+          "setHidden unmaskPassword yes", "setEnabled maskPswdBox no", "setState maskPswdBox 1",  //
+          "setDelegate controller"));
   EXPECT_EQ(m_Toolkit.screen, 0);
 }
 
@@ -253,7 +257,8 @@ TEST_F(GUIControllerTest, BundleNameCarriesMonthDayHourAndMinute) {
 
   ASSERT_EQ(m_Requests.size(), 1U);
   EXPECT_THAT(m_Requests[0].bundlePath,
-              ::testing::MatchesRegex("/home/tester/Desktop/TOLMBundle_[0-1][0-9][0-3][0-9]_[0-2][0-9][0-5][0-9].zip"));
+              ::testing::MatchesRegex(
+                  "/home/tester/Desktop/TOLMBundle_[0-1][0-9][0-3][0-9]_[0-2][0-9][0-5][0-9].zip"));
 }
 
 TEST_F(GUIControllerTest, RunIsADefaultRunThatGathers) {
@@ -272,9 +277,8 @@ TEST_F(GUIControllerTest, TickedEncryptionEnablesTheThreePasswordControlsAndChan
 
   controller.enableEncrypt();
 
-  EXPECT_THAT(m_Toolkit.calls,
-              ElementsAre("state encryptionBox", "setEnabled passwordField yes", "setEnabled unmaskPassword yes",
-                          "setEnabled maskPswdBox yes"));
+  EXPECT_THAT(m_Toolkit.calls, ElementsAre("state encryptionBox", "setEnabled passwordField yes",
+                                           "setEnabled unmaskPassword yes", "setEnabled maskPswdBox yes"));
 }
 
 TEST_F(GUIControllerTest, UntickedEncryptionDisablesTheThreePasswordControlsAndChangesNothingElse) {
@@ -282,9 +286,8 @@ TEST_F(GUIControllerTest, UntickedEncryptionDisablesTheThreePasswordControlsAndC
 
   controller.enableEncrypt();
 
-  EXPECT_THAT(m_Toolkit.calls,
-              ElementsAre("state encryptionBox", "setEnabled passwordField no", "setEnabled unmaskPassword no",
-                          "setEnabled maskPswdBox no"));
+  EXPECT_THAT(m_Toolkit.calls, ElementsAre("state encryptionBox", "setEnabled passwordField no",
+                                           "setEnabled unmaskPassword no", "setEnabled maskPswdBox no"));
 }
 
 TEST_F(GUIControllerTest, UnmaskingMovesTheTextToTheFieldThatShowsIt) {
@@ -295,8 +298,8 @@ TEST_F(GUIControllerTest, UnmaskingMovesTheTextToTheFieldThatShowsIt) {
   controller.maskPassword();
 
   EXPECT_THAT(m_Toolkit.calls, ElementsAre("state maskPswdBox", "stringValue passwordField",
-                                           "setStringValue unmaskPassword secret", "setHidden unmaskPassword no",
-                                           "setHidden passwordField yes"));
+                                           "setStringValue unmaskPassword secret",
+                                           "setHidden unmaskPassword no", "setHidden passwordField yes"));
 }
 
 TEST_F(GUIControllerTest, MaskingMovesTheTextBackToTheFieldThatShowsBullets) {
@@ -307,8 +310,8 @@ TEST_F(GUIControllerTest, MaskingMovesTheTextBackToTheFieldThatShowsBullets) {
   controller.maskPassword();
 
   EXPECT_THAT(m_Toolkit.calls, ElementsAre("state maskPswdBox", "stringValue unmaskPassword",
-                                           "setStringValue passwordField secret", "setHidden passwordField no",
-                                           "setHidden unmaskPassword yes"));
+                                           "setStringValue passwordField secret",
+                                           "setHidden passwordField no", "setHidden unmaskPassword yes"));
 }
 
 TEST_F(GUIControllerTest, RunShowsTheProgressScreenBeforeAnythingElse) {
@@ -512,8 +515,9 @@ TEST_F(GUIControllerTest, FinishOfTheEngineOnlyStoresTheCode) {
 
   EXPECT_THAT(m_Toolkit.calls, IsEmpty());
   EXPECT_EQ(m_Toolkit.queue.size(), 0U);
-  EXPECT_EQ(controller.getFinishedMsg(), "<An internal error occurred while creating the TOLM bundle.  Please try "
-                                         "again later.>");
+  EXPECT_EQ(controller.getFinishedMsg(),
+            "<An internal error occurred while creating the TOLM bundle.  Please try "
+            "again later.>");
 }
 
 TEST_F(GUIControllerTest, CodeStoredOnTheEnginesThreadIsReadByTheFinishedScreen) {
@@ -525,8 +529,9 @@ TEST_F(GUIControllerTest, CodeStoredOnTheEnginesThreadIsReadByTheFinishedScreen)
   engine.join();
   m_Toolkit.queue.drain();
 
-  EXPECT_EQ(m_Toolkit.texts[Outlet::finishMsg],
-            "<The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.>");
+  EXPECT_EQ(
+      m_Toolkit.texts[Outlet::finishMsg],
+      "<The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.>");
 }
 
 TEST_F(GUIControllerTest, RunThatEndsWithWriteFailureShowsTheTextWithTheLiteralPlaceholder) {
@@ -536,8 +541,9 @@ TEST_F(GUIControllerTest, RunThatEndsWithWriteFailureShowsTheTextWithTheLiteralP
 
   controller.setFinishedWindow();
 
-  EXPECT_EQ(m_Toolkit.texts[Outlet::finishMsg],
-            "The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.");
+  EXPECT_EQ(
+      m_Toolkit.texts[Outlet::finishMsg],
+      "The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.");
 }
 
 struct CodeAndText {
@@ -555,15 +561,18 @@ TEST_P(FinishedMessageTest, TextFollowsTheCode) {
 }
 
 const char* const kUnknown =
-    "<An unknown error occurred while creating the TOLM bundle, possibly due to restricted file permissions.  Please "
+    "<An unknown error occurred while creating the TOLM bundle, possibly due to restricted file permissions. "
+    " Please "
     "try again later.>";
 
 INSTANTIATE_TEST_SUITE_P(
     Codes, FinishedMessageTest,
     ::testing::Values(
         CodeAndText{0xfeaf000b,
-                    "<The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.>"},
-        CodeAndText{0xfeaf000a, "<An internal error occurred while creating the TOLM bundle.  Please try again later.>"},
+                    "<The bundle cannot be saved in the location \"%s\".  Please specify another location "
+                    "and try again.>"},
+        CodeAndText{0xfeaf000a,
+                    "<An internal error occurred while creating the TOLM bundle.  Please try again later.>"},
         CodeAndText{0xfeaf0011, kUnknown}, CodeAndText{0xfeaf000c, kUnknown}, CodeAndText{1, kUnknown},
         CodeAndText{0xffffffff, kUnknown}, CodeAndText{0xfeb0000b, kUnknown},
         CodeAndText{0, "<The bundle was created successfully on your Desktop.>"}));
@@ -594,10 +603,9 @@ TEST_F(GUIControllerTest, TextsOfTenThousandCharactersGoThroughWhole) {
   for (const Outlet outlet : {Outlet::welcomeMsg, Outlet::tolmIntro, Outlet::pswdText, Outlet::finishMsg}) {
     EXPECT_EQ(m_Toolkit.texts[outlet], lengthy) << test::outletName(outlet);
   }
-  for (const Outlet outlet :
-       {Outlet::mainWindow, Outlet::encryptionBox, Outlet::maskPswdBox, Outlet::runButton, Outlet::cancelButton,
-        Outlet::finishButton, Outlet::mAbout, Outlet::mHideTolm, Outlet::mHideOthers, Outlet::mShowAll,
-        Outlet::mQuitTolm}) {
+  for (const Outlet outlet : {Outlet::mainWindow, Outlet::encryptionBox, Outlet::maskPswdBox,
+                              Outlet::runButton, Outlet::cancelButton, Outlet::finishButton, Outlet::mAbout,
+                              Outlet::mHideTolm, Outlet::mHideOthers, Outlet::mShowAll, Outlet::mQuitTolm}) {
     EXPECT_EQ(m_Toolkit.titles[outlet], lengthy) << test::outletName(outlet);
   }
 }
@@ -663,12 +671,11 @@ TEST_F(GUIControllerTest, EveryTextIsTranslatedBeforeItIsShown) {
   open();
   passwordOfRun();
 
-  EXPECT_THAT(keys,
-              ElementsAre("About TOLM", "Hide TOLM", "Hide Others", "Show All", "Quit TOLM", "Halvo TOLM",
-                          "Welcome to the Halvo Fieldcase (TOLM).",
-                          ::testing::StartsWith("TOLM is a tool that helps to bundle"), "Enable Bundle Encryption",
-                          "Encryption Password", "Mask Password", "Run", "Cancel", "Finish",
-                          "The bundle was created successfully on your Desktop."));
+  EXPECT_THAT(keys, ElementsAre("About TOLM", "Hide TOLM", "Hide Others", "Show All", "Quit TOLM",
+                                "Halvo TOLM", "Welcome to the Halvo Fieldcase (TOLM).",
+                                ::testing::StartsWith("TOLM is a tool that helps to bundle"),
+                                "Enable Bundle Encryption", "Encryption Password", "Mask Password", "Run",
+                                "Cancel", "Finish", "The bundle was created successfully on your Desktop."));
 }
 
 }  // namespace

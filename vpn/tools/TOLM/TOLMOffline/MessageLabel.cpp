@@ -4,6 +4,7 @@
 #include <QtGui/QHelpEvent>
 #include <QtGui/QPainter>
 #include <QtGui/QTextLayout>
+#include <QtWidgets/QStyle>
 #include <QtWidgets/QToolTip>
 
 namespace halvo {
@@ -104,10 +105,11 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
   QPainter painter(this);
   painter.setLayoutDirection(layoutDirection());
   painter.setPen(palette().color(foregroundRole()));
-  painter.drawText(rect(),
-                   static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading) | Qt::AlignVCenter) |
-                       Qt::TextSingleLine,
-                   line());
+  painter.drawText(
+      rect(),
+      static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading) | Qt::AlignVCenter) |
+          Qt::TextSingleLine,
+      line());
 }
 
 QString wrappedToolTip(const QString& text) {

@@ -27,7 +27,8 @@ void QtMainQueue::submit(std::function<void()> block) {
   // A timer may be started on its own thread only. An event by itself would not do: the loop takes all
   // posted events, also new ones, before it looks at the window system again.
   if (wake) {
-    QMetaObject::invokeMethod(&m_Timer, [this] { m_Timer.start(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &m_Timer, [this] { m_Timer.start(); }, Qt::QueuedConnection);
   }
 }
 

@@ -13,7 +13,9 @@
 #include "vpn/tools/TOLM/TOLMOffline/ui_MainWindow.h"
 
 // Outside of any namespace, as the macro asks.
-static void loadResources() { Q_INIT_RESOURCE(wizard); }
+static void loadResources() {
+  Q_INIT_RESOURCE(wizard);
+}
 
 namespace halvo {
 
@@ -30,10 +32,14 @@ constexpr int kAboutLetters = 1000;
 
 constexpr int kIconSize = 48;
 
-QString text(const std::string& utf8) { return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())); }
+QString text(const std::string& utf8) {
+  return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
 
 // For places where "&" marks a keyboard letter.
-QString withoutMnemonic(QString title) { return title.replace(QLatin1Char('&'), QLatin1String("&&")); }
+QString withoutMnemonic(QString title) {
+  return title.replace(QLatin1Char('&'), QLatin1String("&&"));
+}
 
 QString elided(const QWidget& widget, const QString& title, int letters) {
   const QFontMetrics metrics = widget.fontMetrics();
@@ -111,7 +117,8 @@ QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
   ui.setupUi(&frame);
 
   QApplication::setWindowIcon(QIcon::fromTheme(QLatin1String(kIconName), programIcon()));
-  ui.programIcon->setPixmap(frame.windowIcon().pixmap(QSize(kIconSize, kIconSize), frame.devicePixelRatioF()));
+  ui.programIcon->setPixmap(
+      frame.windowIcon().pixmap(QSize(kIconSize, kIconSize), frame.devicePixelRatioF()));
   QFont heading = ui.welcomeMsg->font();
   heading.setPointSizeF(heading.pointSizeF() * 1.25);
   ui.welcomeMsg->setFont(heading);
@@ -148,11 +155,14 @@ void QtToolkit::connectActions(GUIController& controller) {
   const Ui::MainWindow& ui = m_pWindow->ui;
   QMainWindow* frame = &m_pWindow->frame;
   // clicked and not toggled: only the user's hand sends an action.
-  QObject::connect(ui.encryptionBox, &QCheckBox::clicked, frame, [&controller] { controller.enableEncrypt(); });
+  QObject::connect(ui.encryptionBox, &QCheckBox::clicked, frame,
+                   [&controller] { controller.enableEncrypt(); });
   QObject::connect(ui.maskPswdBox, &QCheckBox::clicked, frame, [&controller] { controller.maskPassword(); });
   QObject::connect(ui.runButton, &QPushButton::clicked, frame, [&controller] { controller.runButton(); });
-  QObject::connect(ui.cancelButton, &QPushButton::clicked, frame, [&controller] { controller.cancelButton(); });
-  QObject::connect(ui.finishButton, &QPushButton::clicked, frame, [&controller] { controller.finishButton(); });
+  QObject::connect(ui.cancelButton, &QPushButton::clicked, frame,
+                   [&controller] { controller.cancelButton(); });
+  QObject::connect(ui.finishButton, &QPushButton::clicked, frame,
+                   [&controller] { controller.finishButton(); });
 }
 
 void QtToolkit::show() {
@@ -162,7 +172,9 @@ void QtToolkit::show() {
   frame.show();
 }
 
-QMainWindow& QtToolkit::window() { return m_pWindow->frame; }
+QMainWindow& QtToolkit::window() {
+  return m_pWindow->frame;
+}
 
 QWidget* QtToolkit::widget(Outlet outlet) const {
   const Ui::MainWindow& ui = m_pWindow->ui;
@@ -215,7 +227,9 @@ void QtToolkit::setDelegate(IApplicationDelegate* delegate) {
                    [this] { m_pDelegate->applicationWillTerminate(); });
 }
 
-void QtToolkit::terminate() { QCoreApplication::exit(0); }
+void QtToolkit::terminate() {
+  QCoreApplication::exit(0);
+}
 
 void QtToolkit::setTitle(Outlet outlet, const std::string& title) {
   const Ui::MainWindow& ui = m_pWindow->ui;
@@ -333,7 +347,9 @@ void QtToolkit::describe(Outlet outlet, const QString& words) {
   }
 }
 
-void QtToolkit::setEnabled(Outlet outlet, bool enabled) { widget(outlet)->setEnabled(enabled); }
+void QtToolkit::setEnabled(Outlet outlet, bool enabled) {
+  widget(outlet)->setEnabled(enabled);
+}
 
 void QtToolkit::setHidden(Outlet outlet, bool hidden) {
   QWidget* object = widget(outlet);
@@ -376,7 +392,9 @@ void QtToolkit::setDoubleValue(Outlet outlet, double value) {
                                           : static_cast<int>(value));
 }
 
-void QtToolkit::displayIfNeeded(Outlet outlet) { widget(outlet)->repaint(); }
+void QtToolkit::displayIfNeeded(Outlet outlet) {
+  widget(outlet)->repaint();
+}
 
 void QtToolkit::dispatchAsync(GlobalQueue /*queue*/, std::function<void()> block) {
   // Both classes stand for the one worker thread on this host.

@@ -29,14 +29,14 @@ class EngineRun : public IEngineRun {
 
 std::string messageOfCatalog(const std::string& key) {
   std::string text;
-  MsgCatalog::getMessage(key, text);
+  MsgCatalog::getMessage(key.c_str(), text);
   return text;
 }
 
 }  // namespace
 
 WizardServices::WizardServices()
-    : createStoragePath(&CStoragePath::CreateSingletonInstance),
+    : createStoragePath([](CStoragePath*& out) { return CStoragePath::CreateSingletonInstance(out); }),
       releaseStoragePath(&CStoragePath::releaseInstance),
       getMessage(&messageOfCatalog),
       bundleTimeText([] { return timeText(1); }),

@@ -24,13 +24,16 @@ void onQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QS
       _exit(0);
     }
   } else if (type == QtFatalMsg) {
-    std::fputs("tmtolmui: no display can be opened; the console program tmtolm gathers a bundle without one\n",
-               stderr);
+    std::fputs(
+        "tmtolmui: no display can be opened; the console program tmtolm gathers a bundle without one\n",
+        stderr);
     _exit(1);
   }
 }
 
-void endAtOnce(int /*signal*/) { _exit(0); }
+void endAtOnce(int /*signal*/) {
+  _exit(0);
+}
 
 // The end of the session and of the display end the wizard as Quit does. A signal that the caller has
 // chosen to ignore stays ignored.
