@@ -30,8 +30,9 @@ void GUIController::awakeFromNib() {
   translateMenu();
 
   // Fixed now and not when Run is pressed: support goes by the minute in which the window was opened.
-  m_pNSStrBundleLocation = std::make_unique<std::string>(translatePath(defaultBundleFolder()) + "TOLMBundle" +
-                                                         m_Services.bundleTimeText() + ".zip");
+  m_pNSStrBundleLocation =
+      std::make_unique<std::string>(helperUtil::translatePath(helperUtil::defaultBundleFolder()) +
+                                    "TOLMBundle" + m_Services.bundleTimeText() + ".zip");
 
   setMainQueue(&m_rToolkit.mainQueue());
   setProgressListener(this);

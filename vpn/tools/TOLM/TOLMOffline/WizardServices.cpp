@@ -4,9 +4,9 @@
 
 #include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/Common/Utility/StoragePath.h"
-#include "vpn/Common/Utility/sysutils.h"
 #include "vpn/Common/i18n/MsgCatalog.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 
 namespace halvo {
@@ -39,7 +39,7 @@ WizardServices::WizardServices()
     : createStoragePath([](CStoragePath*& out) { return CStoragePath::CreateSingletonInstance(out); }),
       releaseStoragePath(&CStoragePath::releaseInstance),
       getMessage(&messageOfCatalog),
-      bundleTimeText([] { return timeText(1); }),
+      bundleTimeText([] { return helperUtil::timeText(1); }),
       isSystemVersionAtLeast(&halvo::isSystemVersionAtLeast),
       makeEngine([](const std::string& requestPath, const std::string& bundlePath,
                     const std::string& password, bool clearLogs) -> std::unique_ptr<IEngineRun> {
