@@ -21,30 +21,44 @@ else
   mapfile -t candidates < <(git ls-files '*.cpp')
 fi
 
-# Files for another host, fuzzers and benchmarks aren't part of this build.
+# Files for another host, fuzzers and benchmarks aren't part of this build. A file that was clean stays
+# so until its object is built anew or the list of checks changes.
+declare -A objects
+while read -r object file; do
+  objects["${file#"$tolm_source"/}"]="$object"
+done < <(sed -n -e 's/^  "command": .* -o \([^ ]*\) -c .*$/\1/p' -e 's/^  "file": "\(.*\)",\?$/\1/p' "$database" |
+  paste -d ' ' - -)
+stamps=build/dev/tidy
 files=()
 for file in "${candidates[@]}"; do
-  if grep -qF "/$file\"" "$database"; then
+  object="build/dev/${objects[$file]:-}"
+  stamp="$stamps/$file.ok"
+  if [[ -n "${objects[$file]:-}" && ! ( -f "$object" && "$stamp" -nt "$object" && "$stamp" -nt .clang-tidy ) ]]; then
     files+=("$file")
   fi
 done
-tolm_say "clang-tidy: ${#files[@]} files"
+tolm_say "clang-tidy: ${#files[@]} files, $((${#candidates[@]} - ${#files[@]})) clean since the last time or not in this build"
 [[ ${#files[@]} == 0 ]] && exit 0
 
 # One file for one process. The tests go without the path-sensitive analyser: on the test framework's
 # macros it takes longer than everything else together and finds nothing there.
 check() {
-  local extra=() output
-  if [[ "$1" == *_test.cpp ]]; then
-    extra=('--checks=-clang-analyzer-*')
+  local extra=() output stamp="$2/$1.ok"
+  mkdir -p "$(dirname "$stamp")"
+  # The time of the stamp is that of the start: an object that is built meanwhile is newer.
+  touch "$stamp.new"
+  if [[ "$1" != *_test.cpp ]]; then
+    extra=('--checks=clang-analyzer-*,-clang-analyzer-security.insecureAPI.*,-clang-analyzer-optin.cplusplus.VirtualCall')
   fi
   # The other stream only counts what the filter of .clang-tidy leaves out, unless the tool itself fails.
   if ! output="$(clang-tidy-14 -p build/dev --quiet "${extra[@]}" "$1" 2>&1)"; then
     printf '%s\n' "$output"
+    rm -f "$stamp.new"
     return 1
   fi
+  mv "$stamp.new" "$stamp"
 }
 export -f check
 # shellcheck disable=SC2016
-printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$1"' check ||
+printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" bash -c 'check "$2" "$1"' check "$stamps" ||
   tolm_stop "clang-tidy found something (its lines stand above)."
