@@ -1,0 +1,65 @@
+// Shared by the engine's tests: documents from text, and a listener that keeps what a run reports.
+
+#pragma once
+
+#include <list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
+
+namespace halvo::test {
+
+inline std::unique_ptr<XMLObject> parseDocument(const std::string& text) {
+  TOLMXmlLoader loader;
+  std::list<XMLObject*> documents;
+  if (loader.load(text, 0, documents) == nullptr) {
+    throw std::runtime_error("not well-formed: " + text);
+  }
+  return std::make_unique<XMLObject>(*documents.front());
+}
+
+// Registers itself; reports read "PERCENT TEXT" and "finished CODE".
+class ReportKeeper : public IProgressListener {
+ public:
+  ReportKeeper() { setProgressListener(this); }
+  ~ReportKeeper() override { setProgressListener(nullptr); }
+  ReportKeeper(const ReportKeeper&) = delete;
+  ReportKeeper& operator=(const ReportKeeper&) = delete;
+
+  void updateMsg(const std::string& message) override { m_strMessage = message; }
+  void updateProgress(const std::uint32_t* percent) override {
+    reports.push_back(std::to_string(*percent) + " " + m_strMessage);
+  }
+  void tolmFinished(ResultCode code) override {
+    finished.push_back(code);
+    reports.push_back("finished " + std::to_string(code));
+  }
+
+  std::vector<std::string> reports;
+  std::vector<ResultCode> finished;
+
+ private:
+  std::string m_strMessage;
+};
+
+// One item: `<file id="..">` with a description, a default mark and instructions for Linux.
+inline std::string itemText(const std::string& id, const std::string& actions,
+                            const std::string& isDefault = "true") {
+  return "<file id=\"" + id + "\"><description>about " + id + "</description><default>" + isDefault +
+         "</default><tolm><os opsys=\"linux\">" + actions + "</os></tolm></file>";
+}
+
+inline std::string copyAction(const std::string& location, const std::string& more = "") {
+  return "<file_copy_action><action><loc>" + location + "</loc>" + more + "</action></file_copy_action>";
+}
+
+inline std::string documentText(const std::string& title, const std::string& items) {
+  return "<config>" + (title.empty() ? "" : "<configure><title>" + title + "</title></configure>") + items +
+         "</config>";
+}
+
+}  // namespace halvo::test
