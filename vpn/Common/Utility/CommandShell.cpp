@@ -1,35 +1,122 @@
 #include "vpn/Common/Utility/CommandShell.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
 
+namespace {
+
+constexpr std::size_t kBlockSize = 1024;
+
+// Text behind the last line feed is no line, meant as it stands: a last line without one is lost.
+void splitLines(const std::string& text, std::vector<std::string>& lines) {
+  std::size_t start = 0;
+  for (;;) {
+    const std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) {
+      return;
+    }
+    const std::string line = text.substr(start, end - start);
+    lines.push_back(line.substr(0, line.find('\r')));
+    start = end + 1;
+  }
+}
+
+}  // namespace
+
+CCommandShell::CCommandShell(const char* commandLine)
+    : m_strCommandLine(commandLine != nullptr ? commandLine : "") {}
+
 ResultCode CCommandShell::Execute(std::ostream& output) {
-  if (m_strCommand.empty()) {
+  if (m_strCommandLine.empty()) {
     return GLOBAL_ERROR_NOT_INITIALIZED;
   }
-  std::FILE* const stream = popen(m_strCommand.c_str(), "r");
-  if (stream == nullptr) {
-    LOG_RETURN_CODE_DESCRIBED(kLogError, "popen", errno, std::strerror(errno));
+  return run(m_strCommandLine, output);
+}
+
+ResultCode CCommandShell::Execute(std::string& output) {
+  if (m_strCommandLine.empty()) {
+    return GLOBAL_ERROR_NOT_INITIALIZED;
+  }
+  std::ostringstream gathered;
+  const ResultCode rc = run(m_strCommandLine, gathered);
+  output = gathered.str();
+  return rc;
+}
+
+ResultCode CCommandShell::Execute(std::vector<std::string>& lines) {
+  if (m_strCommandLine.empty()) {
+    return GLOBAL_ERROR_NOT_INITIALIZED;
+  }
+  return runForLines(m_strCommandLine, lines);
+}
+
+ResultCode CCommandShell::Execute(const char* commandLine, std::vector<std::string>& lines) {
+  if (commandLine == nullptr) {
+    return GLOBAL_ERROR_BAD_PARAMETER;
+  }
+  return runForLines(commandLine, lines);
+}
+
+ResultCode CCommandShell::ExecuteAndLogResults() {
+  const std::uint32_t start = tickMilliseconds();
+  std::vector<std::string> lines;
+  const ResultCode rc = Execute(lines);
+  if (rc != 0) {
+    LOG_RETURN_CODE(kLogError, "CCommandShell::Execute", rc);
+    return rc;
+  }
+  const std::uint32_t elapsed = tickMilliseconds() - start;
+  std::string joined;
+  for (const std::string& line : lines) {
+    joined += line + "\n";
+  }
+  LOG_MESSAGE(kLogInformation, "Command '%s' took %u ms. Output: %s", m_strCommandLine.c_str(), elapsed,
+              joined.c_str());
+  return 0;
+}
+
+ResultCode CCommandShell::runForLines(const std::string& commandLine, std::vector<std::string>& lines) {
+  std::ostringstream gathered;
+  const ResultCode rc = run(commandLine, gathered);
+  if (rc == 0) {
+    splitLines(gathered.str(), lines);
+  }
+  return rc;
+}
+
+ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& output) {
+  // The shell is what instruction documents write their command lines for.
+  std::FILE* pipe = popen(commandLine.c_str(), "r");
+  if (pipe == nullptr) {
+    const int failure = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogError, "popen", failure, std::strerror(failure));
     return GLOBAL_ERROR_UNEXPECTED;
   }
   ResultCode rc = 0;
-  char block[1024];
+  char block[kBlockSize];
   std::size_t got = 0;
+  int readFailure = 0;
   do {
-    got = std::fread(block, 1, sizeof(block), stream);
+    // Waits until the block is full or the output has ended, so a short one marks the end.
+    got = std::fread(block, 1, sizeof(block), pipe);
+    readFailure = errno;
     output.write(block, static_cast<std::streamsize>(got));
   } while (got == sizeof(block));
-  if (std::ferror(stream) != 0) {
-    LOG_RETURN_CODE(kLogError, "fread", errno);
+  if (std::ferror(pipe) != 0) {
+    LOG_RETURN_CODE_DESCRIBED(kLogError, "fread", readFailure, std::strerror(readFailure));
     rc = GLOBAL_ERROR_UNEXPECTED;
   }
-  if (pclose(stream) == -1) {
-    LOG_RETURN_CODE(kLogError, "pclose", errno);
+  if (pclose(pipe) == -1) {
+    const int failure = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogError, "pclose", failure, std::strerror(failure));
   }
   return rc;
 }

@@ -1,9 +1,15 @@
-// CCommandShell: runs one command line through the system shell and gives back its standard output.
+// CCommandShell: runs one command line through the system's shell and gives back its standard output.
+//
+// A call blocks its thread until the command's output ends, with no time limit. The exit status of the
+// command isn't looked at: a command that fails, or that is missing, and prints nothing is a success
+// with an empty output. Its standard error is that of this program. An object may be used on one
+// thread at a time.
 
 #pragma once
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 
@@ -11,17 +17,36 @@ namespace halvo {
 
 class CCommandShell {
  public:
+  // An empty command, which nothing runs.
   CCommandShell() = default;
-  explicit CCommandShell(const char* commandLine) : m_strCommand(commandLine != nullptr ? commandLine : "") {}
+  // A null `commandLine` is an empty command.
+  explicit CCommandShell(const char* commandLine);
   virtual ~CCommandShell() = default;
 
-  // Runs the command to its end and writes its output to `output` as it comes. The exit status isn't
-  // looked at. GLOBAL_ERROR_NOT_INITIALIZED for an empty command, GLOBAL_ERROR_UNEXPECTED where the
-  // shell can't be started or its output can't be read.
+  // The forms of Execute give 0, GLOBAL_ERROR_NOT_INITIALIZED for an empty command, or
+  // GLOBAL_ERROR_UNEXPECTED with an error log of "popen" (nothing has run) or "fread" (the output up to
+  // the failure has been delivered). A failure of "pclose" is logged and changes no result.
+
+  // Writes the output to `output` as it comes, whatever bytes it holds, in blocks of up to 1,024 bytes.
   [[nodiscard]] ResultCode Execute(std::ostream& output);
+  // Replaces `output`, also on failure, but not for an empty command.
+  [[nodiscard]] ResultCode Execute(std::string& output);
+  // Adds the lines of the output to `lines`, on success alone. Each is cut at its first carriage
+  // return, and empty ones are kept. What stands behind the last line feed is dropped.
+  [[nodiscard]] ResultCode Execute(std::vector<std::string>& lines);
+  // The same of a given command line. GLOBAL_ERROR_BAD_PARAMETER where it is null.
+  [[nodiscard]] static ResultCode Execute(const char* commandLine, std::vector<std::string>& lines);
+
+  // Runs the command and writes its lines and the time that it took to the log, as information.
+  // Returns what Execute gives; a failure is logged as an error of "CCommandShell::Execute".
+  [[nodiscard]] ResultCode ExecuteAndLogResults();
 
  private:
-  std::string m_strCommand;
+  [[nodiscard]] static ResultCode run(const std::string& commandLine, std::ostream& output);
+  [[nodiscard]] static ResultCode runForLines(const std::string& commandLine,
+                                              std::vector<std::string>& lines);
+
+  std::string m_strCommandLine;
 };
 
 }  // namespace halvo
