@@ -13,7 +13,7 @@ tolm_packages build clang
 tolm_build fuzz
 
 cd "$tolm_source"
-mapfile -t fuzzers < <(find build/fuzz/bin -maxdepth 1 -type f -executable -name 'fuzz_*' | sort)
+mapfile -t fuzzers < <(find build/fuzz/fuzzers -maxdepth 1 -type f -executable | sort)
 [[ ${#fuzzers[@]} -gt 0 ]] || tolm_stop "the fuzz preset built no fuzzer."
 for fuzzer in "${fuzzers[@]}"; do
   name="$(basename "$fuzzer")"
@@ -22,8 +22,8 @@ for fuzzer in "${fuzzers[@]}"; do
   fi
   finds="build/fuzz/finds/$name"
   folders=("$finds")
-  if [[ -d "fuzz/corpus/${name#fuzz_}" ]]; then
-    folders+=("fuzz/corpus/${name#fuzz_}")
+  if [[ -d "fuzz/corpus/${name%_fuzz}" ]]; then
+    folders+=("fuzz/corpus/${name%_fuzz}")
   fi
   mkdir -p "$finds"
   tolm_say "$name: $seconds s"

@@ -79,7 +79,7 @@ tolm_packages() {
   }
 }
 
-# tolm_build PRESET   Configures and builds; the output of a configuration is shown only if it fails.
+# tolm_build PRESET [TARGET...]   Configures and builds; the output of a configuration is shown only if it fails.
 tolm_build() {
   local preset="$1" log
   log="$tolm_source/build/$preset-configure.log"
@@ -90,5 +90,5 @@ tolm_build() {
     cat "$log" >&2
     tolm_stop "the configuration failed (output above, kept in build/$preset-configure.log)."
   fi
-  cmake --build --preset "$preset" || tolm_stop "the build failed."
+  cmake --build --preset "$preset" ${2:+--target "${@:2}"} || tolm_stop "the build failed."
 }
