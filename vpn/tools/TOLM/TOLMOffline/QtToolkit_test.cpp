@@ -1,0 +1,668 @@
+// The window on the "offscreen" platform: what the adapter makes of the flow's calls and of the user's.
+
+#include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QtGui/QAccessible>
+#include <QtGui/QClipboard>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QMainWindow>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMenuBar>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QProgressBar>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QScrollArea>
+#include <QtWidgets/QStackedWidget>
+#include <QtWidgets/QToolTip>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vpn/Common/Utility/StoragePath.h"
+#include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
+
+namespace halvo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// One for the whole program, as Qt wants it; not destroyed.
+QApplication& application() {
+  static QApplication* instance = [] {
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    static int count = 1;
+    static char name[] = "tolm_offline_qt_test";
+    static char* arguments[] = {name, nullptr};
+    return new QApplication(count, arguments);
+  }();
+  return *instance;
+}
+
+// The event loop turns until `done`; the limit only ends a test that has gone wrong.
+bool turnUntil(const std::function<bool()>& done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(4);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 20);
+  }
+  return true;
+}
+
+class ScriptedEngine : public IEngineRun {
+ public:
+  explicit ScriptedEngine(std::function<void()> work) : m_Work(std::move(work)) {}
+  void run() override {
+    if (m_Work) {
+      m_Work();
+    }
+  }
+
+ private:
+  std::function<void()> m_Work;
+};
+
+class QtToolkitTest : public ::testing::Test {
+ protected:
+  QtToolkitTest() {
+    application();
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    m_Services.getMessage = [this](const std::string& key) { return m_Translate ? m_Translate(key) : key; };
+    m_Services.makeEngine = [this](const std::string&, const std::string&, const std::string& password,
+                                   bool) {
+      m_Passwords.push_back(password);
+      return std::make_unique<ScriptedEngine>(m_Work);
+    };
+    m_Services.exitProcess = [this](int status) { m_Exits.push_back(status); };
+    m_Services.createStoragePath = [](CStoragePath*& out) {
+      out = nullptr;
+      return ResultCode{0};
+    };
+  }
+  ~QtToolkitTest() override {
+    // The worker may still hold a run; it is joined here, before the controller goes.
+    m_Release.set_value();
+    m_pToolkit.reset();
+    setProgressListener(nullptr);
+    setMainQueue(nullptr);
+  }
+
+  void open() {
+    m_pToolkit = std::make_unique<QtToolkit>();
+    m_pController = std::make_unique<GUIController>(*m_pToolkit, m_Services);
+    m_pToolkit->connectActions(*m_pController);
+    m_pController->awakeFromNib();
+    m_pToolkit->show();
+    m_pToolkit->window().activateWindow();
+    QCoreApplication::processEvents();
+  }
+  template <typename Widget>
+  Widget& find(const char* name) {
+    Widget* widget = m_pToolkit->window().findChild<Widget*>(QString::fromLatin1(name));
+    if (widget == nullptr) {
+      throw std::runtime_error(std::string("no object named ") + name);
+    }
+    return *widget;
+  }
+  QMainWindow& window() { return m_pToolkit->window(); }
+  int screen() { return find<QStackedWidget>("tabView").currentIndex(); }
+  std::string focused() {
+    const QWidget* widget = window().focusWidget();
+    return widget != nullptr ? widget->objectName().toStdString() : "none";
+  }
+  void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    QTest::keyClick(window().focusWidget() != nullptr ? window().focusWidget() : &window(), key, modifiers);
+  }
+  // Run, to the finished screen.
+  void runThrough() {
+    find<QPushButton>("runButton").click();
+    ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  }
+  // The run goes on until the test is over.
+  void holdTheEngine() {
+    m_Work = [released = m_Released] { released.wait(); };
+  }
+  bool visible(const char* name) { return find<QWidget>(name).isVisible(); }
+
+  WizardServices m_Services;
+  std::function<std::string(const std::string&)> m_Translate;
+  std::function<void()> m_Work;
+  std::promise<void> m_Release;
+  std::shared_future<void> m_Released{m_Release.get_future()};
+  std::vector<std::string> m_Passwords;
+  std::vector<int> m_Exits;
+  std::unique_ptr<GUIController> m_pController;
+  std::unique_ptr<QtToolkit> m_pToolkit;
+};
+
+TEST_F(QtToolkitTest, WelcomeScreenShowsItsTextsAndHasEncryptionOff) {
+  open();
+
+  EXPECT_EQ(screen(), 0);
+  EXPECT_EQ(window().windowTitle(), QStringLiteral("Halvo TOLM"));
+  EXPECT_EQ(find<QLabel>("welcomeMsg").text(), QStringLiteral("Welcome to the Halvo Fieldcase (TOLM)."));
+  EXPECT_TRUE(find<QLabel>("tolmIntro").text().startsWith(QStringLiteral("TOLM is a tool")));
+  EXPECT_EQ(find<QLabel>("pswdText").text(), QStringLiteral("Encryption Password"));
+  EXPECT_EQ(find<QCheckBox>("encryptionBox").text(), QStringLiteral("Enable Bundle Encryption"));
+  EXPECT_EQ(find<QPushButton>("runButton").text(), QStringLiteral("Run"));
+  EXPECT_FALSE(find<QCheckBox>("encryptionBox").isChecked());
+  EXPECT_TRUE(find<QCheckBox>("maskPswdBox").isChecked());
+  EXPECT_FALSE(find<QCheckBox>("maskPswdBox").isEnabled());
+  EXPECT_FALSE(find<QLineEdit>("passwordField").isEnabled());
+  EXPECT_TRUE(visible("passwordField"));
+  EXPECT_FALSE(visible("unmaskPassword"));
+}
+
+TEST_F(QtToolkitTest, ScreensFollowOneAnotherWithoutTabsAndWithoutAWayBack) {
+  open();
+
+  runThrough();
+  m_pToolkit->selectNextTabViewItem(Outlet::tabView);
+
+  EXPECT_EQ(screen(), 2);
+  EXPECT_EQ(find<QStackedWidget>("tabView").frameShape(), QFrame::NoFrame);
+  EXPECT_TRUE(visible("finishButton"));
+  EXPECT_FALSE(visible("runButton"));
+  EXPECT_FALSE(visible("cancelButton"));
+}
+
+TEST_F(QtToolkitTest, BothPasswordFieldsStandAtTheSamePlace) {
+  open();
+  find<QCheckBox>("encryptionBox").click();
+  const QLineEdit& masked = find<QLineEdit>("passwordField");
+  const QRect place(masked.mapToGlobal(QPoint(0, 0)), masked.size());
+
+  find<QCheckBox>("maskPswdBox").click();
+
+  const QLineEdit& shown = find<QLineEdit>("unmaskPassword");
+  EXPECT_TRUE(shown.isVisible());
+  EXPECT_FALSE(masked.isVisible());
+  EXPECT_EQ(QRect(shown.mapToGlobal(QPoint(0, 0)), shown.size()), place);
+  EXPECT_EQ(masked.echoMode(), QLineEdit::Password);
+  EXPECT_EQ(shown.echoMode(), QLineEdit::Normal);
+}
+
+TEST_F(QtToolkitTest, OnlyTheUsersHandSendsAnAction) {
+  open();
+  m_pToolkit->setState(Outlet::encryptionBox, kStateOn);
+  EXPECT_FALSE(find<QLineEdit>("passwordField").isEnabled());
+
+  m_pToolkit->setState(Outlet::encryptionBox, kStateOff);
+  find<QCheckBox>("encryptionBox").click();
+
+  EXPECT_TRUE(find<QLineEdit>("passwordField").isEnabled());
+  EXPECT_TRUE(find<QLineEdit>("unmaskPassword").isEnabled());
+  EXPECT_TRUE(find<QCheckBox>("maskPswdBox").isEnabled());
+}
+
+TEST_F(QtToolkitTest, KeyboardStaysInThePasswordWhenItIsUnmasked) {
+  open();
+  find<QCheckBox>("encryptionBox").click();
+  find<QLineEdit>("passwordField").setFocus();
+
+  m_pToolkit->setState(Outlet::maskPswdBox, kStateOff);
+  m_pController->maskPassword();
+
+  EXPECT_EQ(focused(), "unmaskPassword");
+}
+
+TEST_F(QtToolkitTest, TabGoesThroughTheWelcomeScreenInReadingOrder) {
+  open();
+  EXPECT_EQ(focused(), "encryptionBox");
+  press(Qt::Key_Space);
+  std::vector<std::string> order;
+  for (int i = 0; i < 4; ++i) {
+    press(Qt::Key_Tab);
+    order.push_back(focused());
+  }
+
+  EXPECT_THAT(order, ElementsAre("passwordField", "maskPswdBox", "runButton", "encryptionBox"));
+}
+
+TEST_F(QtToolkitTest, ReturnInThePasswordFieldRuns) {
+  open();
+  find<QCheckBox>("encryptionBox").click();
+  find<QLineEdit>("passwordField").setFocus();
+  QTest::keyClicks(window().focusWidget(), QStringLiteral("pw"));
+
+  press(Qt::Key_Return);
+
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  EXPECT_THAT(m_Passwords, ElementsAre("pw"));
+}
+
+TEST_F(QtToolkitTest, ReturnThatIsHeldDownDoesNotRun) {
+  open();
+  QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, QString(), true);
+
+  QCoreApplication::sendEvent(&window(), &repeated);
+
+  EXPECT_EQ(screen(), 0);
+}
+
+// The event loop for tests of the program's end: turns until the flow has ended the process, then
+// gives back the statuses that it ended with.
+class QtToolkitEndTest : public QtToolkitTest {
+ protected:
+  std::vector<int> endBy(const std::function<void()>& user) {
+    QTimer::singleShot(0, &window(), user);
+    // Ends a test that has gone wrong.
+    QTimer::singleShot(60000, &window(), [] { QCoreApplication::exit(99); });
+    m_nLoopResult = QApplication::exec();
+    return m_Exits;
+  }
+  int m_nLoopResult = -1;
+};
+
+TEST_F(QtToolkitEndTest, WholeWizardGoesByKeyboardAlone) {
+  open();
+  press(Qt::Key_Space);  // tick encryption
+  press(Qt::Key_Tab);
+  QTest::keyClicks(window().focusWidget(), QStringLiteral("secret"));
+  press(Qt::Key_Tab);
+  press(Qt::Key_Space);  // unmask
+  EXPECT_EQ(find<QLineEdit>("unmaskPassword").text(), QStringLiteral("secret"));
+
+  press(Qt::Key_Return);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  EXPECT_EQ(focused(), "finishButton");
+
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Return); }), ElementsAre(0));
+  EXPECT_THAT(m_Passwords, ElementsAre("secret"));
+}
+
+TEST_F(QtToolkitEndTest, EscapeOnTheWelcomeScreenCloses) {
+  open();
+
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Escape); }), ElementsAre(0));
+  EXPECT_THAT(m_Passwords, IsEmpty());
+}
+
+TEST_F(QtToolkitEndTest, EscapeDuringTheRunCancels) {
+  holdTheEngine();
+  open();
+  find<QPushButton>("runButton").click();
+  ASSERT_EQ(screen(), 1);
+
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Escape); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitEndTest, ReturnDuringTheRunDoesNotCancel) {
+  holdTheEngine();
+  open();
+  find<QPushButton>("runButton").click();
+
+  press(Qt::Key_Return);
+  press(Qt::Key_Enter);
+
+  EXPECT_EQ(screen(), 1);
+  EXPECT_EQ(focused(), "cancelButton");
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Space); }), ElementsAre(0));  // the focused Cancel
+}
+
+TEST_F(QtToolkitEndTest, EscapeOnTheFinishedScreenFinishes) {
+  open();
+  runThrough();
+
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Escape); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitEndTest, ReturnOnTheFinishedScreenFinishes) {
+  open();
+  runThrough();
+
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Return); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitEndTest, ClosingTheWindowEnds) {
+  open();
+
+  EXPECT_THAT(endBy([this] { window().close(); }), ElementsAre(0));
+  EXPECT_EQ(m_nLoopResult, 0);
+}
+
+TEST_F(QtToolkitEndTest, QuitEnds) {
+  open();
+
+  EXPECT_THAT(endBy([this] { find<QAction>("mQuitTolm").trigger(); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitEndTest, QuitEndsWhileTheAboutBoxIsOpen) {
+  open();
+  find<QAction>("mAbout").trigger();
+
+  EXPECT_THAT(endBy([this] { find<QAction>("mQuitTolm").trigger(); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitTest, MenuShowsWhatHasASenseOnThisDesktop) {
+  open();
+  std::vector<std::string> shown;
+  for (const QAction* action : find<QMenu>("applicationMenu").actions()) {
+    if (action->isVisible() && !action->isSeparator()) {
+      shown.push_back(action->text().toStdString());
+    }
+  }
+
+  EXPECT_THAT(shown, ElementsAre("About TOLM", "Quit TOLM"));
+  EXPECT_EQ(find<QAction>("mHideTolm").text(), QStringLiteral("Hide TOLM"));
+  EXPECT_EQ(find<QAction>("mHideOthers").text(), QStringLiteral("Hide Others"));
+  EXPECT_EQ(find<QAction>("mShowAll").text(), QStringLiteral("Show All"));
+  EXPECT_EQ(find<QAction>("mQuitTolm").shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Q));
+}
+
+TEST_F(QtToolkitTest, AboutBoxNamesTheProgramAndItsVersionAndOpensOnce) {
+  open();
+
+  find<QAction>("mAbout").trigger();
+  find<QAction>("mAbout").trigger();
+
+  const QList<QMessageBox*> boxes = window().findChildren<QMessageBox*>();
+  ASSERT_EQ(boxes.size(), 1);
+  EXPECT_TRUE(boxes[0]->text().startsWith(QStringLiteral("Halvo TOLM ")));
+  EXPECT_FALSE(boxes[0]->isModal());
+  EXPECT_TRUE(boxes[0]->isVisible());
+}
+
+TEST_F(QtToolkitTest, TextsAreShownAsTheyStandWithoutMarkUpOrMnemonics) {
+  m_Translate = [](const std::string&) { return "<b>a</b> &amp; && %s \"q\""; };
+  open();
+  const QString shown = QStringLiteral("<b>a</b> &amp; && %s \"q\"");
+
+  EXPECT_EQ(find<QLabel>("welcomeMsg").text(), shown);
+  EXPECT_EQ(find<QLabel>("welcomeMsg").textFormat(), Qt::PlainText);
+  EXPECT_EQ(find<QLabel>("finishMsg").textFormat(), Qt::PlainText);
+  EXPECT_EQ(find<QLabel>("progressMsg").textFormat(), Qt::PlainText);
+  // In a button "&&" draws one "&".
+  EXPECT_EQ(find<QPushButton>("runButton").text(), QStringLiteral("<b>a</b> &&amp; &&&& %s \"q\""));
+  EXPECT_EQ(m_pToolkit->stringValue(Outlet::welcomeMsg), "<b>a</b> &amp; && %s \"q\"");
+}
+
+TEST_F(QtToolkitTest, TextsOfTenThousandCharactersDoNotChangeTheWindow) {
+  open();
+  const QSize size = window().size();
+  const QSize smallest = window().minimumSizeHint();
+  std::vector<std::string> texts;
+  texts.emplace_back(10000, 'w');  // nowhere to break
+  texts.emplace_back();
+  while (texts.back().size() < 10000) {
+    texts.back() += "some words ";
+  }
+  texts.emplace_back();
+  while (texts.back().size() < 30000) {
+    texts.back() += "\xe8\xa8\xba";
+  }
+  texts.emplace_back(10000, '\n');
+  for (const std::string& lengthy : texts) {
+    for (const Outlet outlet : {Outlet::welcomeMsg, Outlet::tolmIntro, Outlet::pswdText, Outlet::progressMsg,
+                                Outlet::finishMsg, Outlet::passwordField, Outlet::unmaskPassword}) {
+      m_pToolkit->setStringValue(outlet, lengthy);
+      EXPECT_EQ(m_pToolkit->stringValue(outlet), lengthy);
+    }
+    for (const Outlet outlet :
+         {Outlet::mainWindow, Outlet::encryptionBox, Outlet::maskPswdBox, Outlet::runButton,
+          Outlet::cancelButton, Outlet::finishButton, Outlet::mAbout, Outlet::mHideTolm, Outlet::mHideOthers,
+          Outlet::mShowAll, Outlet::mQuitTolm}) {
+      m_pToolkit->setTitle(outlet, lengthy);
+    }
+    for (int i = 0; i < 3; ++i) {
+      find<QStackedWidget>("tabView").setCurrentIndex(i);
+      QCoreApplication::processEvents();
+      EXPECT_EQ(window().size(), size);
+      EXPECT_LE(window().minimumSizeHint().width(), size.width());
+      EXPECT_LE(window().minimumSizeHint().height(), smallest.height() + 50);
+    }
+  }
+}
+
+TEST_F(QtToolkitTest, LengthyMessageCanBeScrolledByKeyboard) {
+  open();
+  runThrough();
+  EXPECT_EQ(find<QScrollArea>("finishedScroll").focusPolicy(), Qt::NoFocus);
+  std::string lengthy;
+  while (lengthy.size() < 10000) {
+    lengthy += "some words ";
+  }
+
+  m_pToolkit->setStringValue(Outlet::finishMsg, lengthy);
+  ASSERT_TRUE(turnUntil([this] { return find<QScrollArea>("finishedScroll").focusPolicy() != Qt::NoFocus; }));
+
+  press(Qt::Key_Tab);
+  EXPECT_EQ(focused(), "finishedScroll");
+}
+
+TEST_F(QtToolkitTest, WindowFitsANarrowScreen) {
+  open();
+
+  window().resize(320, 240);
+  QCoreApplication::processEvents();
+
+  EXPECT_LE(window().width(), 320);
+  EXPECT_LE(window().height(), 240);
+  const QPushButton& run = find<QPushButton>("runButton");
+  EXPECT_TRUE(window().rect().contains(QRect(run.mapTo(&window(), QPoint(0, 0)), run.size())));
+  const QLabel& intro = find<QLabel>("tolmIntro");
+  EXPECT_GE(intro.height(), intro.heightForWidth(intro.width()));
+}
+
+TEST_F(QtToolkitTest, LengthyProgressTextIsElidedWithTheWholeTextAsToolTip) {
+  open();
+  runThrough();
+  find<QStackedWidget>("tabView").setCurrentIndex(1);
+  QLabel& label = find<QLabel>("progressMsg");
+  std::string whole = "Processing <events> ";
+  whole.append(300, 'x');
+  m_pToolkit->setStringValue(Outlet::progressMsg, whole);
+  QCoreApplication::processEvents();
+
+  QHelpEvent help(QEvent::ToolTip, QPoint(5, 5), label.mapToGlobal(QPoint(5, 5)));
+  QCoreApplication::sendEvent(&label, &help);
+
+  EXPECT_TRUE(QToolTip::isVisible());
+  EXPECT_EQ(QToolTip::text(),
+            QLatin1String("<qt>") + QString::fromStdString(whole).toHtmlEscaped() + QLatin1String("</qt>"));
+  EXPECT_EQ(label.text().toStdString(), whole);
+  QToolTip::hideText();
+}
+
+TEST_F(QtToolkitTest, PasswordOfAnyUnicodeAndLengthGoesThroughBothFieldsUnchanged) {
+  const std::string odd = "\xc3\xa4\xe2\x82\xac\xf0\x9f\x94\x91 \xd8\xb3\xd8\xb1 a\nb\r\nc\td \xe2\x80\xa8 " +
+                          std::string(10000, 'p');
+  open();
+  find<QCheckBox>("encryptionBox").click();
+  find<QLineEdit>("passwordField").setFocus();
+  QGuiApplication::clipboard()->setText(QString::fromStdString(odd));
+  find<QLineEdit>("passwordField").paste();
+
+  find<QCheckBox>("maskPswdBox").click();
+  EXPECT_EQ(m_pToolkit->stringValue(Outlet::unmaskPassword), odd);
+  find<QCheckBox>("maskPswdBox").click();
+  runThrough();
+
+  EXPECT_THAT(m_Passwords, ElementsAre(odd));
+}
+
+TEST_F(QtToolkitTest, ProgressBarCoversZeroToAHundredAndHoldsWhatLiesBeyond) {
+  open();
+  const QProgressBar& bar = find<QProgressBar>("progressBar");
+  EXPECT_EQ(bar.minimum(), 0);
+  EXPECT_EQ(bar.maximum(), 100);
+
+  m_pToolkit->startAnimation(Outlet::progressBar);
+  EXPECT_EQ(bar.value(), 0);
+  m_pToolkit->setDoubleValue(Outlet::progressBar, 42.0);
+  EXPECT_EQ(bar.value(), 42);
+  m_pToolkit->setDoubleValue(Outlet::progressBar, 4294967295.0);
+  EXPECT_EQ(bar.value(), 100);
+  m_pToolkit->setDoubleValue(Outlet::progressBar, 0.0);
+  EXPECT_EQ(bar.value(), 0);
+}
+
+// Keeps the order of the reports that arrive, on their way to the controller.
+class RecordingListener : public IProgressListener {
+ public:
+  explicit RecordingListener(GUIController& controller) : m_rController(controller) {}
+  void updateMsg(const std::string& message) override {
+    messages.push_back(message);
+    onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
+    m_rController.updateMsg(message);
+  }
+  void updateProgress(const std::uint32_t* percent) override {
+    percents.push_back(*percent);
+    m_rController.updateProgress(percent);
+  }
+  void tolmFinished(ResultCode code) override { m_rController.tolmFinished(code); }
+
+  std::vector<std::string> messages;
+  std::vector<std::uint32_t> percents;
+  bool onMainThread = true;
+
+ private:
+  GUIController& m_rController;
+};
+
+TEST_F(QtToolkitTest, TenThousandReportsInARowAllArriveInOrderAndTheWindowStillAnswers) {
+  constexpr std::uint32_t kReports = 10000;
+  std::atomic<bool> reported = false;
+  m_Work = [&reported] {
+    for (std::uint32_t i = 0; i < kReports; ++i) {
+      reportProgress(i % 101, "report " + std::to_string(i), TOLMOFFLINE_ERROR_PROCESSING);
+    }
+    reported = true;
+    reportProgress(0, "", 0);
+  };
+  open();
+  RecordingListener listener(*m_pController);
+  setProgressListener(&listener);
+  find<QPushButton>("runButton").click();
+  // The engine isn't held up by a main thread that takes nothing.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!reported && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  ASSERT_TRUE(reported);
+  ASSERT_THAT(listener.messages, IsEmpty());
+
+  // An event that comes behind the burst is answered before the burst is through.
+  std::size_t shownAtEvent = kReports;
+  QMetaObject::invokeMethod(
+      &window(), [&] { shownAtEvent = listener.messages.size(); }, Qt::QueuedConnection);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+
+  EXPECT_LT(shownAtEvent, kReports);
+  EXPECT_TRUE(listener.onMainThread);
+  ASSERT_EQ(listener.messages.size(), kReports);
+  for (std::uint32_t i = 0; i < kReports; ++i) {
+    ASSERT_EQ(listener.messages[i], "report " + std::to_string(i));
+    ASSERT_EQ(listener.percents[i], i % 101);
+  }
+}
+
+TEST_F(QtToolkitTest, BothClassesOfBackgroundQueueAreTheOneWorkerThread) {
+  open();
+  std::mutex lock;
+  std::set<std::thread::id> threads;
+  std::atomic<int> count = 0;
+  const auto note = [&] {
+    const std::lock_guard<std::mutex> guard(lock);
+    threads.insert(std::this_thread::get_id());
+    ++count;
+  };
+
+  m_pToolkit->dispatchAsync(GlobalQueue::utility, note);
+  m_pToolkit->dispatchAsync(GlobalQueue::background, note);
+  ASSERT_TRUE(turnUntil([&count] { return count == 2; }));
+
+  EXPECT_EQ(threads.size(), 1U);
+  EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
+}
+
+TEST_F(QtToolkitTest, EveryControlHasAnAccessibleNameAndEveryInputADescription) {
+  open();
+  runThrough();
+  m_pToolkit->setStringValue(Outlet::progressMsg, "Zipping");
+  for (const char* name : {"welcomeMsg", "tolmIntro", "pswdText", "runButton", "encryptionBox", "maskPswdBox",
+                           "passwordField", "unmaskPassword", "progressMsg", "progressBar", "cancelButton",
+                           "finishMsg", "finishButton", "programIcon"}) {
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&find<QWidget>(name));
+    ASSERT_NE(accessible, nullptr) << name;
+    EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty()) << name;
+  }
+  for (const char* name : {"runButton", "encryptionBox", "maskPswdBox", "passwordField", "unmaskPassword",
+                           "progressBar", "cancelButton", "finishButton"}) {
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&find<QWidget>(name));
+    EXPECT_FALSE(accessible->text(QAccessible::Description).isEmpty()) << name;
+  }
+}
+
+TEST_F(QtToolkitTest, MaskedPasswordIsNotTold) {
+  open();
+  m_pToolkit->setStringValue(Outlet::passwordField, "hunter-two");
+
+  QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&find<QLineEdit>("passwordField"));
+
+  ASSERT_NE(accessible, nullptr);
+  EXPECT_EQ(accessible->text(QAccessible::Value).count(QStringLiteral("hunter")), 0);
+  ASSERT_NE(accessible->textInterface(), nullptr);
+  EXPECT_EQ(accessible->textInterface()->text(0, 10).count(QStringLiteral("hunter")), 0);
+}
+
+TEST_F(QtToolkitTest, ArabicTextsTurnTheWindowRound) {
+  m_Translate = [](const std::string& key) {
+    return key == "Run" ? key
+                        : "TOLM \xd8\xa3\xd8\xaf\xd8\xa7\xd8\xa9 \xd8\xaa\xd8\xb3\xd8\xa7\xd8\xb9\xd8\xaf "
+                          "\xd8\xb9\xd9\x84\xd9\x89 \xd8\xac\xd9\x85\xd8\xb9 Tessarmont.";
+  };
+  open();
+
+  EXPECT_EQ(window().layoutDirection(), Qt::RightToLeft);
+  const QPushButton& run = find<QPushButton>("runButton");
+  EXPECT_LT(run.mapTo(&window(), run.rect().center()).x(), window().width() / 2);
+}
+
+TEST_F(QtToolkitTest, EnglishTextsRunFromLeftToRight) {
+  QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+  open();
+
+  EXPECT_EQ(window().layoutDirection(), Qt::LeftToRight);
+}
+
+TEST_F(QtToolkitTest, ColoursFollowTheDesktopsPalette) {
+  const QPalette before = QApplication::palette();
+  QPalette dark;
+  dark.setColor(QPalette::Window, Qt::black);
+  dark.setColor(QPalette::WindowText, Qt::white);
+  QApplication::setPalette(dark);
+  open();
+
+  const QImage image = find<QLabel>("tolmIntro").grab().toImage();
+  int light = 0;
+  for (int y = 0; y < image.height(); ++y) {
+    for (int x = 0; x < image.width(); ++x) {
+      light += qGray(image.pixel(x, y)) > 200 ? 1 : 0;
+    }
+  }
+  QApplication::setPalette(before);
+
+  EXPECT_GT(light, 20);                                  // letters
+  EXPECT_LT(light, image.width() * image.height() / 2);  // on a dark ground
+  EXPECT_EQ(qGray(image.pixel(image.width() - 1, image.height() - 1)), 0);
+}
+
+}  // namespace
+}  // namespace halvo
