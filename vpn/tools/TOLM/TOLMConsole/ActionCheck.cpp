@@ -45,6 +45,7 @@ void ActionCheck::checkPathText(const DocumentElement& element) {
     m_List.add(CheckRule::kTextBlanks, element,
                "blanks or line breaks around the text of " + tagOf(element) +
                    ": a run takes them as part of the path");
+    return;
   }
   checkVariables(m_List, element, element.text);
   if (!isBlankText(element.text) && element.text.front() != '/' && element.text.front() != '$' &&
