@@ -74,7 +74,7 @@ tolm_packages() {
   # A list that can't be fetched may be one that isn't needed: the installation decides.
   "${apt[@]}" update >"$log" 2>&1 || true
   "${apt[@]}" install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1 || {
-    tail -n 20 "$log" >&2
+    tail -n 6 "$log" >&2
     tolm_stop "apt-get couldn't install the packages (its last lines stand above). Is there a network?"
   }
 }
