@@ -124,8 +124,21 @@ TEST(LinuxProcessTest, ProcessWhoseFirstThreadHasEndedIsNoZombie) {
   EXPECT_EQ(look(child.id()).state, kProcessSleeping);
 }
 
+// One look at the process list while there are descriptors: the undefined-behaviour sanitizer takes one
+// to look at an object for the first time.
+bool canList() {
+  BSDProcess* list = nullptr;
+  std::size_t count = 0;
+  const bool could = GetBSDProcessList(&list, &count) == 0;
+  std::free(list);
+  return could;
+}
+
 TEST(LinuxProcessTest, ListWithoutAFreeDescriptorIsThatFailure) {
   const test::ForkedResult result = test::runForked([] {
+    if (!canList()) {
+      return 5;
+    }
     const rlimit none = {0, 0};
     BSDProcess* list = nullptr;
     std::size_t count = 7;
@@ -147,6 +160,9 @@ TEST(LinuxProcessTest, ListWithoutAFreeDescriptorIsThatFailure) {
 // The folder can be listed and no file in it opened: the list is what it was able to read, or fails.
 TEST(LinuxProcessTest, ListWithOneFreeDescriptorFailsAndFreesWhatItHad) {
   const test::ForkedResult result = test::runForked([] {
+    if (!canList()) {
+      return 3;
+    }
     const int next = dup(0);
     close(next);
     const rlimit one = {static_cast<rlim_t>(next) + 1, static_cast<rlim_t>(next) + 1};
