@@ -6,7 +6,10 @@ add_library(tolm_compile INTERFACE)
 target_include_directories(tolm_compile INTERFACE ${CMAKE_SOURCE_DIR})
 
 # Log records name the source path: keep it "vpn/..." wherever the build folder lies.
-target_compile_options(tolm_compile INTERFACE "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+# Compiler launchers may hand the compiler relative paths.
+file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}/")
+target_compile_options(tolm_compile INTERFACE
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${source_from_build}=")
 
 target_compile_options(tolm_compile INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast

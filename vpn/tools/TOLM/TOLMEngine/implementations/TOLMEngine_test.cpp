@@ -1,34 +1,489 @@
+// Whole runs of the engine, in a private root.
+
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <sstream>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
+#include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/Subprocess.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {
 namespace {
 
 using namespace test;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
 
-TEST(TOLMEngineTest, DefaultRunMakesABundleAndRemovesItsFolder) {
-  LogRecorder log;
-  writeFile("/opt/halvo/tessarmont/tolm/xml/config/a.xml",
-            "<c><configure><title>Alpha</title></configure><file id=\"a\"><description>A log</description>"
-            "<default>true</default><tolm><os opsys=\"linux\"><file_copy_action><action>"
-            "<loc>/tmp/src/*.log</loc></action></file_copy_action><use_extern_action><action>"
-            "<args>echo hello</args><stdout/></action></use_extern_action></os></tolm></file></c>");
-  writeFile("/tmp/src/one.log", "one\n");
-  writeFile("/tmp/src/TWO.LOG", "two\n");
-  TOLMEngine engine("", "/tmp/out", "", false);
-  EXPECT_RESULT(engine.run(), 0) << log.dump();
-  EXPECT_EQ(engine.bundlePath(), "/tmp/out.zip");
-  const RunResult listed = runProgram({"unzip", "-p", "/tmp/out.zip", "summary.txt"});
-  EXPECT_NE(listed.out.find("TWO.LOG"), std::string::npos) << listed.out;
-  EXPECT_EQ(listFolder("/tmp"), (std::vector<std::string>{"out.zip", "src"}));
+constexpr char kConfigFolder[] = "/opt/halvo/tessarmont/tolm/xml/config/";
+constexpr char kPlainTempFolder[] = "/tmp/TOLM_Temp_Bundle";
+constexpr char kHeading[] =
+    "\n\nNo instruction found in any config for the following file ID's from request:\n";
+
+class TOLMEngineTest : public ::testing::Test {
+ protected:
+  TOLMEngineTest() {
+    // Tests may share a process, and so a private root. Other things below /tmp aren't ours.
+    for (const char* name :
+         {"/opt/halvo", "/tmp/src", "/tmp/out.zip", "/tmp/summary.txt", "/tmp/taken", "/tmp/home"}) {
+      std::filesystem::remove_all(name);
+    }
+    for (const std::string& name : leftovers()) {
+      std::filesystem::remove_all("/tmp/" + name);
+    }
+    makeFolders("/tmp/src");
+    writeFile("/tmp/src/one.log", "one\n");
+    writeFile("/tmp/src/TWO.LOG", "two\n");
+  }
+
+  static void config(const std::string& name, const std::string& text) {
+    writeFile(kConfigFolder + name, text);
+  }
+  static std::string logsItem(const std::string& id = "logs", const std::string& isDefault = "true") {
+    return itemText(id, copyAction("/tmp/src/*.log"), isDefault);
+  }
+
+  ResultCode run(const std::string& request = "", const std::string& bundle = "/tmp/out.zip",
+                 const std::string& password = "") {
+    TOLMEngine engine(request, bundle, password, false);
+    const ResultCode rc = engine.run();
+    m_strBundle = engine.bundlePath();
+    m_strFailure = engine.failureText();
+    return rc;
+  }
+  ResultCode clear() { return TOLMEngine("ignored", "", "", true).run(); }
+
+  [[nodiscard]] std::vector<std::string> entries() const {
+    std::vector<std::string> names;
+    std::istringstream lines(runProgram({"bsdtar", "-tf", m_strBundle}).out);
+    for (std::string line; std::getline(lines, line);) {
+      names.push_back(line);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  [[nodiscard]] std::string summary() const {
+    return runProgram({"unzip", "-p", m_strBundle, "summary.txt"}).out;
+  }
+
+  static std::vector<std::string> leftovers() {
+    std::vector<std::string> names;
+    for (const std::string& name : listFolder("/tmp")) {
+      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
+        names.push_back(name);
+      }
+    }
+    return names;
+  }
+  // The work folder's name, as a run's log tells it.
+  void expectFailure(ResultCode rc, ResultCode expected, const std::string& text) {
+    EXPECT_RESULT(rc, expected);
+    EXPECT_EQ(m_strFailure, text);
+    EXPECT_TRUE(m_Log.has(kLogError, text)) << m_Log.dump();
+    EXPECT_THAT(m_Keeper.finished, ElementsAre(expected));
+    EXPECT_EQ(getProgressState().message, text);
+    EXPECT_THAT(leftovers(), IsEmpty());
+    EXPECT_FALSE(exists("/tmp/out.zip"));
+  }
+
+  LogRecorder m_Log;
+  ReportKeeper m_Keeper;
+  std::string m_strBundle;
+  std::string m_strFailure;
+};
+
+TEST_F(TOLMEngineTest, ADefaultRunMakesABundleAndEndsAtAHundredAndZero) {
+  config("a.xml",
+         documentText("Alpha", logsItem() + itemText("cmd",
+                                                     "<use_extern_action><action><args>echo hello</args>"
+                                                     "<stdout/></action></use_extern_action>")));
+  EXPECT_RESULT(run(), 0) << m_Log.dump();
+  EXPECT_THAT(entries(),
+              ElementsAre("Alpha/TWO.LOG", "Alpha/echo_result.txt", "Alpha/one.log", "summary.txt"));
+  EXPECT_EQ(runProgram({"unzip", "-p", m_strBundle, "Alpha/one.log"}).out, "one\n");
+  EXPECT_THAT(leftovers(), IsEmpty());
+  EXPECT_EQ(m_strFailure, "");
+  ASSERT_GE(m_Keeper.reports.size(), 5U);
+  EXPECT_EQ(m_Keeper.reports[0], "1 Starting up TOLM Engine...");
+  EXPECT_EQ(m_Keeper.reports[1], "1 Parsing request and configuration XMLs...");
+  EXPECT_EQ(m_Keeper.reports[2], "0 Reading instructions ...");
+  EXPECT_EQ(*(m_Keeper.reports.end() - 3), "96 Zipping the bundle, please wait...");
+  EXPECT_EQ(*(m_Keeper.reports.end() - 2), "100 TOLM has finished... ");
+  EXPECT_EQ(m_Keeper.reports.back(), "finished 0");
+}
+
+TEST_F(TOLMEngineTest, WithoutAListenerARunGoesThroughInSilence) {
+  setProgressListener(nullptr);
+  config("a.xml", documentText("Alpha", logsItem()));
+  ::testing::internal::CaptureStdout();
+  EXPECT_RESULT(run(), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_F(TOLMEngineTest, AConfigFolderWithoutDocumentsEndsTheRunWhateverTheRequestSays) {
+  writeFile("/tmp/request.xml", "<r><file id=\"logs\"/></r>");
+  for (const char* request : {"", "/tmp/request.xml"}) {
+    m_Keeper.finished.clear();
+    expectFailure(run(request), TOLMENGINE_ERROR_INTERNAL,
+                  "Internal Error: no valid configuration XML found...");
+  }
+  config("bad.xml", "<open>");
+  m_Keeper.finished.clear();
+  expectFailure(run(), TOLMENGINE_ERROR_INTERNAL, "Internal Error: no valid configuration XML found...");
+}
+
+TEST_F(TOLMEngineTest, AnEarlyFailureRemovesALeftOverFolder) {
+  writeFile(std::string(kPlainTempFolder) + "/old/file", "x");
+  expectFailure(run(), TOLMENGINE_ERROR_INTERNAL, "Internal Error: no valid configuration XML found...");
+}
+
+TEST_F(TOLMEngineTest, OneGoodAndOneBadDocumentMakeABundleThatTellsTheBadOne) {
+  config("good.xml", documentText("Good", logsItem()));
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(summary(),
+              HasSubstr("\n\n" + std::string(100, '=') +
+                        "\nTOLMEngine failed to parse or use the following configuration files:\n" +
+                        kConfigFolder + "bad.xml\n" + kHeading));
+  EXPECT_THAT(summary(), Not(HasSubstr("\n" + std::string(101, '=') + "\nTOLMEngine")));
+}
+
+TEST_F(TOLMEngineTest, OnACleanMachineTheWorkFolderBearsASuffixWithTwoUnderscores) {
+  config("a.xml",
+         documentText("A", itemText("pwd",
+                                    "<use_extern_action><action><args>ls -d /tmp/TOLM_Temp_Bundle*</args>"
+                                    "<stdout/></action></use_extern_action>")));
+  EXPECT_RESULT(run(), 0);
+  const std::string listed = runProgram({"unzip", "-p", m_strBundle, "A/ls_result.txt"}).out;
+  EXPECT_THAT(listed, MatchesRegex("(.|\n)*/tmp/TOLM_Temp_Bundle__[0-9]{4}_[0-9]{4}_[0-9]{1,5}\n"));
+  EXPECT_TRUE(
+      m_Log.hasReturnCode(kLogWarning, "helperUtil::fileDeleteDirectory", TOLMENGINE_ERROR_ACCESS_DENIED))
+      << m_Log.dump();
+}
+
+TEST_F(TOLMEngineTest, AfterARemovedLeftOverThePlainNameIsUsed) {
+  writeFile(std::string(kPlainTempFolder) + "/old/file", "x");
+  config("a.xml",
+         documentText("A", itemText("pwd",
+                                    "<use_extern_action><action><args>ls -d /tmp/TOLM_Temp_Bundle*</args>"
+                                    "<stdout/></action></use_extern_action>")));
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(runProgram({"unzip", "-p", m_strBundle, "A/ls_result.txt"}).out,
+              HasSubstr("\n\r\n/tmp/TOLM_Temp_Bundle\n"));
+  EXPECT_FALSE(m_Log.has(kLogWarning, "helperUtil::fileDeleteDirectory"));
+  EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+TEST_F(TOLMEngineTest, ALeftOverThatCantBeRemovedStaysAndTheRunGoesOn) {
+  writeFile(std::string(kPlainTempFolder) + "/closed/file", "x");
+  chmod("/tmp/TOLM_Temp_Bundle/closed", 0555);
+  config("a.xml", documentText("A", logsItem()));
+  {
+    const WithoutFileOverride ordinary;
+    EXPECT_RESULT(run(), 0) << m_Log.dump();
+  }
+  EXPECT_THAT(leftovers(), ElementsAre("TOLM_Temp_Bundle"));
+  EXPECT_TRUE(exists("/tmp/TOLM_Temp_Bundle/closed/file"));
+  EXPECT_THAT(entries(), ElementsAre("A/TWO.LOG", "A/one.log", "summary.txt"));
+  chmod("/tmp/TOLM_Temp_Bundle/closed", 0755);
+}
+
+TEST_F(TOLMEngineTest, APlantedLinkIsNotFollowed) {
+  writeFile("/tmp/home/precious", "x");
+  ASSERT_EQ(symlink("/tmp/home", kPlainTempFolder), 0);
+  config("a.xml", documentText("A", logsItem()));
+  EXPECT_RESULT(run(), 0);
+  EXPECT_TRUE(exists("/tmp/home/precious"));
+  EXPECT_EQ(listFolder("/tmp/home").size(), 1U);
+}
+
+TEST_F(TOLMEngineTest, ATemporaryFolderThatCantBeMadeEndsTheRun) {
+  config("a.xml", documentText("A", logsItem()));
+  chmod("/tmp", 0555);
+  ResultCode rc = 0;
+  {
+    const WithoutFileOverride ordinary;
+    rc = run();
+  }
+  chmod("/tmp", 01777);
+  expectFailure(rc, TOLMENGINE_ERROR_ACCESS_DENIED,
+                "Internal Error: failed to create temporary working folder...");
+}
+
+TEST_F(TOLMEngineTest, AConfigWithoutATitleIsNamedByItsOrdinal) {
+  config("a.xml", "<c>" + logsItem() + "</c>");
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(entries(), ElementsAre("Unknown_1/TWO.LOG", "Unknown_1/one.log", "summary.txt"));
+  EXPECT_THAT(summary(), HasSubstr("=\n:\n\nFiles Included"));
+}
+
+TEST_F(TOLMEngineTest, ATitleThatIsNoFolderNameWritesStraightIntoTheWorkFolder) {
+  config("a.xml", documentText("no/such", logsItem()));
+  EXPECT_RESULT(run(), 0);
+  // The summary then lies in the work folder's parent, outside the bundle.
+  EXPECT_THAT(entries(), ElementsAre("TWO.LOG", "one.log"));
+  EXPECT_TRUE(exists("/tmp/summary.txt"));
+}
+
+TEST_F(TOLMEngineTest, TwoConfigsOfOneTitleShareTheirFolder) {
+  config("a.xml", documentText("Same", itemText("1", copyAction("/tmp/src/one.log"))));
+  config("b.xml", documentText("Same", itemText("2", copyAction("/tmp/src/TWO.LOG"))));
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(entries(), ElementsAre("Same/TWO.LOG", "Same/one.log", "summary.txt"));
+}
+
+TEST_F(TOLMEngineTest, TheZipNameRuleLooksAtTheTextBehindTheLastDot) {
+  config("a.xml", documentText("A", ""));
+  const struct {
+    const char* given;
+    const char* written;
+  } cases[] = {{"/tmp/b.zip", "/tmp/b.zip"},
+               {"/tmp/b.ZIP", "/tmp/b.ZIP.zip"},
+               {"/tmp/b", "/tmp/b.zip"},
+               {"/tmp/b.", "/tmp/b..zip"},
+               {"/tmp/b.zip.tar", "/tmp/b.zip.tar.zip"}};
+  for (const auto& one : cases) {
+    EXPECT_RESULT(run("", one.given), 0);
+    EXPECT_EQ(m_strBundle, one.written);
+    EXPECT_TRUE(exists(one.written)) << one.written;
+    // The summary shows the path as it was passed.
+    EXPECT_THAT(summary(), HasSubstr("Bundle on client computer:    " + std::string(one.given) + "\n"));
+  }
+}
+
+TEST_F(TOLMEngineTest, ABundlePathWithoutADotThatReadsZipIsTakenAsItStands) {
+  const std::string before = helperUtil::currentDirectory();
+  ASSERT_EQ(chdir("/tmp"), 0);
+  config("a.xml", documentText("A", ""));
+  EXPECT_RESULT(run("", "zip"), 0);
+  EXPECT_EQ(m_strBundle, "zip");
+  ASSERT_EQ(chdir(before.c_str()), 0);
+}
+
+TEST_F(TOLMEngineTest, AnUnwritableBundleEndsTheRunWithTheFixedCode) {
+  config("a.xml", documentText("A", logsItem()));
+  expectFailure(run("", "/tmp/missing/out.zip"), TOLMENGINE_ERROR_WRITE_FAILURE,
+                "Internal Error: failed to zip the bundle...");
+}
+
+TEST_F(TOLMEngineTest, APasswordEncryptsTheBundle) {
+  config("a.xml", documentText("A", logsItem()));
+  EXPECT_RESULT(run("", "/tmp/out.zip", "secret"), 0);
+  EXPECT_EQ(runProgram({"unzip", "-p", "-P", "secret", m_strBundle, "A/one.log"}).out, "one\n");
+  EXPECT_NE(runProgram({"unzip", "-p", "-P", "wrong", m_strBundle, "A/one.log"}).exitStatus, 0);
+  for (const LogRecord& record : m_Log.records()) {
+    EXPECT_THAT(record.message, Not(HasSubstr("secret")));
+  }
+}
+
+TEST_F(TOLMEngineTest, StartsAndStepsOfThreeConfigs) {
+  for (const char* name : {"a.xml", "b.xml", "c.xml"}) {
+    config(name, documentText(name, logsItem("1") + logsItem("2")));
+  }
+  EXPECT_RESULT(run(), 0);
+  std::vector<std::string> percents;
+  for (const std::string& report : m_Keeper.reports) {
+    percents.push_back(report.substr(0, report.find(' ')));
+  }
+  EXPECT_THAT(percents, ElementsAre("1", "1", "0", "0", "15", "30", "30", "45", "61", "61", "76", "96", "100",
+                                    "finished"));
+}
+
+TEST_F(TOLMEngineTest, MoreThanNinetyTwoConfigsReportNoAdvanceInsideOne) {
+  for (int i = 0; i < 93; ++i) {
+    config("c" + std::to_string(i) + ".xml",
+           documentText("T" + std::to_string(i), logsItem("1") + logsItem("2")));
+  }
+  EXPECT_RESULT(run(), 0);
+  EXPECT_EQ(m_Keeper.reports[2], "0 Reading instructions ...");
+  EXPECT_EQ(m_Keeper.reports[3], "0 Processing about 1...");
+  EXPECT_EQ(m_Keeper.reports[4], "0 Processing about 2...");
+  EXPECT_EQ(m_Keeper.reports[m_Keeper.reports.size() - 4].substr(0, 3), "91 ");
+}
+
+// --- Failing configs ---
+
+// Makes every Collect fail: the summary's place is taken by a folder that a request names.
+class FailingConfigsTest : public TOLMEngineTest {
+ protected:
+  void SetUp() override {
+    makeFolders("/tmp/taken");
+    writeFile("/tmp/request.xml",
+              "<r><file id=\"summary\"><name>../taken</name></file><file id=\"logs\"/></r>");
+  }
+};
+
+TEST_F(FailingConfigsTest, WhenEveryConfigFailsTheRunEnds) {
+  config("a.xml", documentText("A", logsItem()));
+  config("b.xml", documentText("B", logsItem()));
+  expectFailure(run("/tmp/request.xml"), TOLMENGINE_ERROR_INTERNAL, "Internal Error: all configs failed...");
+}
+
+TEST_F(FailingConfigsTest, CountsAreComparedOnceACollectHasFailed) {
+  // Two failed Collects and one unparsable file are three failures against two configs: the run goes
+  // on, and since the summary can't be opened, the failure report can't either.
+  config("a.xml", documentText("A", logsItem()));
+  config("b.xml", documentText("B", logsItem()));
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(run("/tmp/request.xml"), 0);
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "TOLMEngine::writeFailedFilesToSummary",
+                                  TOLMENGINE_ERROR_FILE_OPEN_FAILURE))
+      << m_Log.dump();
+  EXPECT_TRUE(m_Log.has(kLogError, "Could not open file \""));
+  EXPECT_THAT(entries(), ElementsAre("A/TWO.LOG", "A/one.log", "B/TWO.LOG", "B/one.log"));
+}
+
+TEST_F(TOLMEngineTest, AFailingConfigIsListedByItsNameAndItsFilesGoWithTheNext) {
+  // Titles that are no folder names, so that the summary lies in /tmp: whichever config is first puts a
+  // folder in its way, and the other one takes it away again.
+  const std::string toggle =
+      "<use_extern_action><action><args>test -e /tmp/out/mark &amp;&amp; rmdir /tmp/summary.txt || "
+      "mkdir -p /tmp/out/mark /tmp/summary.txt</args><stdout/></action></use_extern_action>";
+  std::filesystem::remove_all("/tmp/out");
+  for (const char* name : {"a", "b"}) {
+    config(std::string(name) + ".xml",
+           documentText(std::string("no/") + name, itemText("1", toggle + copyAction("/tmp/src/one.log"))));
+  }
+  EXPECT_RESULT(run(), 0) << m_Log.dump();
+  const std::vector<std::string> order = readdirOrder(kConfigFolder);
+  const bool aFirst =
+      std::find(order.begin(), order.end(), "a.xml") < std::find(order.begin(), order.end(), "b.xml");
+  EXPECT_THAT(
+      readFile("/tmp/summary.txt"),
+      AllOf(HasSubstr("TOLM BUNDLE SUMMARY"), HasSubstr("one.log"),
+            HasSubstr(std::string("TOLMEngine failed to parse or use the following configuration files:\n") +
+                      (aFirst ? "no/a\n" : "no/b\n"))));
+}
+
+// --- Requests ---
+
+TEST_F(TOLMEngineTest, ARequestThatIsMissingOrMalformedEndsTheRun) {
+  config("a.xml", documentText("A", logsItem()));
+  writeFile("/tmp/bad.xml", "<r>");
+  for (const char* request : {"/tmp/missing.xml", "/tmp/bad.xml", "/tmp"}) {
+    m_Keeper.finished.clear();
+    expectFailure(
+        run(request), TOLMENGINE_ERROR_INVALID_XML,
+        "Internal Error: invalid request XML, please contact your administrator, or run in default mode");
+  }
+}
+
+TEST_F(TOLMEngineTest, ARequestGathersWhatItNames) {
+  config("a.xml",
+         documentText("A", logsItem("logs", "false") + itemText("other", copyAction("/tmp/src/one.log"))));
+  writeFile("/tmp/request.xml", "<r><file id=\"logs\"/></r>");
+  EXPECT_RESULT(run("/tmp/request.xml"), 0);
+  EXPECT_THAT(entries(), ElementsAre("A/TWO.LOG", "A/one.log", "summary.txt"));
+  EXPECT_THAT(summary(), HasSubstr(kHeading));
+}
+
+TEST_F(TOLMEngineTest, AnUnknownIdKeepsTheHeadingAway) {
+  // The heading stands only where nothing is left, with nothing under it.
+  config("a.xml", documentText("A", logsItem()));
+  writeFile("/tmp/request.xml", "<r><file id=\"logs\"/><file id=\"nobody\"/></r>");
+  EXPECT_RESULT(run("/tmp/request.xml"), 0);
+  EXPECT_THAT(summary(), Not(HasSubstr("No instruction found")));
+  EXPECT_THAT(summary(), Not(HasSubstr("nobody")));
+}
+
+TEST_F(TOLMEngineTest, ARequestWithoutItemsHoldsSummaryAndCommentsAlone) {
+  config("a.xml", documentText("A", logsItem()));
+  writeFile("/tmp/request.xml", "<r><comments>It broke</comments></r>");
+  EXPECT_RESULT(run("/tmp/request.xml"), 0);
+  EXPECT_THAT(entries(), ElementsAre("comments.txt", "summary.txt"));
+}
+
+TEST_F(TOLMEngineTest, ADefaultRunsSummaryEndsWithTheHeadingAndNoRuleOfAHundred) {
+  config("a.xml", documentText("A", logsItem()));
+  EXPECT_RESULT(run(), 0);
+  const std::string text = summary();
+  EXPECT_EQ(text.substr(text.size() - std::string(kHeading).size()), kHeading);
+  EXPECT_THAT(text, Not(HasSubstr("\n" + std::string(100, '=') + "\n")));
+}
+
+TEST_F(TOLMEngineTest, TheFailedConfigsStandAheadOfTheHeadingBehindTheSections) {
+  config("a.xml", documentText("A", logsItem()));
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(run(), 0);
+  const std::string text = summary();
+  EXPECT_LT(text.find("A:\n"), text.find("TOLMEngine failed to parse"));
+  EXPECT_LT(text.find("TOLMEngine failed to parse"), text.find("No instruction found"));
+}
+
+// --- Clear runs ---
+
+TEST_F(TOLMEngineTest, AClearRunClearsDefaultItemsAndMakesNothing) {
+  config(
+      "a.xml",
+      documentText("A", itemText("1", copyAction("/tmp/src/*.log", "<clear_log apply=\"true\"/>")) +
+                            itemText("2", copyAction("/tmp/keep*", "<clear_log apply=\"true\"/>"), "false")));
+  writeFile("/tmp/keep", "x");
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(clear(), 0);
+  EXPECT_THAT(leftovers(), IsEmpty());
+  EXPECT_FALSE(exists("/tmp/out.zip"));
+  EXPECT_TRUE(exists("/tmp/keep"));
+  EXPECT_THAT(listFolder("/tmp/src"), IsEmpty());
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("1 Starting up TOLM Engine...", "0 Clearing about 1...",
+                                            "100 TOLM has finished... ", "finished 0"));
+}
+
+TEST_F(TOLMEngineTest, AClearRunInWhichNothingIsClearedEndsAtAHundred) {
+  config("a.xml", documentText("A", logsItem()));
+  config("b.xml", "<unrelated/>");
+  EXPECT_RESULT(clear(), 0);
+  EXPECT_EQ(m_Keeper.reports.back(), "finished 0");
+  EXPECT_EQ(listFolder("/tmp/src").size(), 2U);
+}
+
+TEST_F(TOLMEngineTest, StartsOfAClearRunOverThreeConfigs) {
+  for (const char* name : {"a.xml", "b.xml", "c.xml"}) {
+    config(name, documentText(name, logsItem("x")));
+  }
+  EXPECT_RESULT(clear(), 0);
+  EXPECT_THAT(m_Keeper.reports,
+              ElementsAre("1 Starting up TOLM Engine...", "0 Clearing about x...", "30 Clearing about x...",
+                          "61 Clearing about x...", "100 TOLM has finished... ", "finished 0"));
+}
+
+TEST_F(TOLMEngineTest, AClearRunWithoutDocumentsFailsAndRemovesALeftOver) {
+  writeFile(std::string(kPlainTempFolder) + "/file", "x");
+  EXPECT_RESULT(clear(), TOLMENGINE_ERROR_INTERNAL);
+  EXPECT_THAT(m_Keeper.finished, ElementsAre(TOLMENGINE_ERROR_INTERNAL));
+  EXPECT_TRUE(m_Log.has(kLogError, "Internal Error: no valid configuration XML found..."));
+  EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+TEST_F(TOLMEngineTest, APropertyListIsCopiedToTheRootFolderInAClearRun) {
+  // The kind has no clearing form. The copy's place is the root folder itself; here that is refused.
+  writeFile("/tmp/l", "<p><dict><key>UILogLocation</key><a><s>/tmp/src/one.log</s></a></dict></p>");
+  config("a.xml", documentText("A", itemText("1",
+                                             "<get_file_to_copy_action><action><path>/tmp/l</path></action>"
+                                             "</get_file_to_copy_action>")));
+  if (geteuid() == 0) {
+    EXPECT_RESULT(clear(), 0);
+    EXPECT_TRUE(exists("/one.log"));
+    unlink("/one.log");
+  } else {
+    EXPECT_RESULT(clear(), 0);
+    EXPECT_TRUE(m_Log.has(kLogError, "Failed to open file \"/tmp/src/one.log\""));
+  }
 }
 
 }  // namespace
