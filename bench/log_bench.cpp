@@ -4,46 +4,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <string>
 
+#include "tests/support/AllocationCounter.h"
 #include "vpn/Common/Diagnostics/Log.h"
-
-namespace {
-
-std::atomic<long> s_nAllocations{0};
-
-void* countedAllocation(std::size_t size) {
-  s_nAllocations.fetch_add(1, std::memory_order_relaxed);
-  void* const memory = std::malloc(size != 0 ? size : 1);
-  if (memory == nullptr) {
-    std::abort();
-  }
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return countedAllocation(size);
-}
-void* operator new[](std::size_t size) {
-  return countedAllocation(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace halvo {
 namespace {
@@ -72,9 +36,9 @@ class LogBench : public benchmark::Fixture {
   }
 
  protected:
-  static void start() { s_nAllocations = 0; }
-  static void finish(benchmark::State& state) {
-    state.counters["allocations"] = static_cast<double>(s_nAllocations.load());
+  void start() { m_nBefore = test::allocationCount(); }
+  void finish(benchmark::State& state) const {
+    state.counters["allocations"] = static_cast<double>(test::allocationCount() - m_nBefore);
     state.SetItemsProcessed(state.iterations());
   }
 
@@ -85,6 +49,8 @@ class LogBench : public benchmark::Fixture {
     ResultCode result = 0;
     acquireLogging(result, "tmtolmui", logger);
   }
+
+  long m_nBefore = 0;
 };
 
 BENCHMARK_DEFINE_F(LogBench, Message)(benchmark::State& state) {

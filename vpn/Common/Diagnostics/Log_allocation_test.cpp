@@ -1,47 +1,11 @@
-// The logging path must not allocate: this program counts what every operator new gives out.
+// The logging path must not allocate.
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <string>
 
+#include "tests/support/AllocationCounter.h"
 #include "vpn/Common/Diagnostics/Log.h"
-
-namespace {
-
-std::atomic<long> s_nAllocations{0};
-
-void* countedAllocation(std::size_t size) {
-  ++s_nAllocations;
-  void* const memory = std::malloc(size != 0 ? size : 1);
-  if (memory == nullptr) {
-    std::abort();
-  }
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return countedAllocation(size);
-}
-void* operator new[](std::size_t size) {
-  return countedAllocation(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace halvo {
 namespace {
@@ -78,13 +42,13 @@ class LogAllocationTest : public ::testing::Test {
 };
 
 TEST_F(LogAllocationTest, CounterSeesAnAllocation) {
-  const long before = s_nAllocations;
+  const long before = test::allocationCount();
   const std::string text(100, 'x');
-  EXPECT_GT(s_nAllocations, before) << text;
+  EXPECT_GT(test::allocationCount(), before) << text;
 }
 
 TEST_F(LogAllocationTest, LoggingAllocatesNothing) {
-  const long before = s_nAllocations;
+  const long before = test::allocationCount();
   for (int i = 0; i < 100; ++i) {
     LOG_MESSAGE(kLogError, "message %d of %s", i, "a text");
     LOG_MESSAGE(kLogError, "%3000d", i);
@@ -94,18 +58,18 @@ TEST_F(LogAllocationTest, LoggingAllocatesNothing) {
     logMessageId(7008, kLogError, "x");
     logMessageIdTrace(MID_UNKNOWN, "x");
   }
-  const long after = s_nAllocations;
+  const long after = test::allocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_EQ(m_nMessages, 700);
 }
 
 TEST_F(LogAllocationTest, LookingUpARowAllocatesNothing) {
-  const long before = s_nAllocations;
+  const long before = test::allocationCount();
   const char* row = nullptr;
   for (ResultCode code = 0xfe000000; code < 0xfe000100; ++code) {
     row = findResultCodeRow(code);
   }
-  const long after = s_nAllocations;
+  const long after = test::allocationCount();
   EXPECT_EQ(after - before, 0);
   EXPECT_NE(row, nullptr);
 }
