@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <clocale>
 #include <filesystem>
 #include <list>
 #include <string>
+#include <thread>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
@@ -387,6 +389,24 @@ TEST_F(MsgCatalogTest, MessageWithArgumentsTakesItsOwnCatalog) {
   message.setCatalog(nullptr);
   message.format(out, true);
   EXPECT_EQ(out, "Los");
+}
+
+TEST_F(MsgCatalogTest, RequestsOfSeveralThreadsDontDisturbEachOther) {
+  install("de", german());
+  install("de", MoBuilder().add("Run", "Los"), "Other");
+  std::atomic<int> wrong = 0;
+  const auto requests = [&wrong](const char* catalog, const char* expected) {
+    for (int i = 0; i < 200; ++i) {
+      std::string out;
+      MsgCatalog::getMessage("Run", catalog, out);
+      wrong += out != expected ? 1 : 0;
+    }
+  };
+  std::thread one(requests, "Tessarmont", "Starten");
+  std::thread other(requests, "Other", "Los");
+  one.join();
+  other.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 class SupportedLanguagesTest : public MsgCatalogTest {
