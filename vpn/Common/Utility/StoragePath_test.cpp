@@ -10,6 +10,7 @@
 #include <fstream>
 #include <memory>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/LogRecorder.h"
@@ -71,6 +72,11 @@ class StoragePathTest : public ::testing::Test {
 
   test::LogRecorder m_log;
 };
+
+TEST_F(StoragePathTest, ClassHasNoVirtualOperationsAndItsSmartPointerAVirtualDestructor) {
+  EXPECT_FALSE(std::is_polymorphic_v<CStoragePath>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<CInstanceSmartPtr<CStoragePath>>);
+}
 
 TEST_F(StoragePathTest, PathsBelowTheInstallationFolder) {
   CStoragePath* paths = create();

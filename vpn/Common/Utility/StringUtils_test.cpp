@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
 #include <type_traits>
 
 namespace halvo {
@@ -94,6 +95,42 @@ TEST(StringUtilsTest, WildcardLastPieceStandsAtTheEndAndNotOnWhatIsMatched) {
   EXPECT_FALSE(CStringUtils::wildcardMatch("aba", "ab*ba"));
   EXPECT_FALSE(CStringUtils::wildcardMatch("c", "a*bc"));
   EXPECT_FALSE(CStringUtils::wildcardMatch("ab", "ab*b"));
+}
+
+// What a pattern means, by its definition alone: slow, and plain to see through.
+bool matchesByDefinition(std::string_view text, std::string_view pattern) {
+  if (pattern.empty()) {
+    return text.empty();
+  }
+  if (pattern.front() == '*') {
+    return matchesByDefinition(text, pattern.substr(1)) ||
+           (!text.empty() && matchesByDefinition(text.substr(1), pattern));
+  }
+  return !text.empty() && text.front() == pattern.front() &&
+         matchesByDefinition(text.substr(1), pattern.substr(1));
+}
+
+// All texts over `letters` of up to `length` characters.
+std::vector<std::string> allTexts(const std::string& letters, std::size_t length) {
+  std::vector<std::string> texts = {""};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i].size() < length) {
+      for (const char letter : letters) {
+        texts.push_back(texts[i] + letter);
+      }
+    }
+  }
+  return texts;
+}
+
+TEST(StringUtilsTest, WildcardMatchAgreesWithItsDefinitionOnEveryShortPattern) {
+  const std::vector<std::string> texts = allTexts("ab", 6);
+  for (const std::string& pattern : allTexts("ab*", 5)) {
+    for (const std::string& text : texts) {
+      ASSERT_EQ(CStringUtils::wildcardMatch(text, pattern), matchesByDefinition(text, pattern))
+          << "text " << text << ", pattern " << pattern;
+    }
+  }
 }
 
 TEST(StringUtilsTest, FormatTextIsCutTo1023Characters) {
