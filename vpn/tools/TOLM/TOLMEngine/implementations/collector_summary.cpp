@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
@@ -188,8 +189,10 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
 }
 
 ResultCode collector::writeSummary(const std::string& folder, XMLObject* config) {
-  truncator manifest(m_FileRecords, m_pXMLSummary.get());
+  // The records go in and come back: a copy of a hundred thousand would count. keepAll() marks none.
+  truncator manifest(std::move(m_FileRecords), m_pXMLSummary.get());
   manifest.keepAll();
+  m_FileRecords = manifest.takeRecords();
   if (m_bFirstConfig) {
     if (const ResultCode rc = fillInSummaryMainInfo(); rc != 0) {
       LOG_RETURN_CODE(kLogError, "collector::fillInSummaryMainInfo", rc);

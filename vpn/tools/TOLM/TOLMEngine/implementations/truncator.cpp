@@ -30,8 +30,8 @@ std::int32_t keepSize(double bytes) {
 
 }  // namespace
 
-truncator::truncator(const std::list<FileRecord>& records, XMLObject* summary)
-    : m_TruncAttrsList(records), m_pXMLSummary(summary) {}
+truncator::truncator(std::list<FileRecord> records, XMLObject* summary)
+    : m_TruncAttrsList(std::move(records)), m_pXMLSummary(summary) {}
 
 truncator::~truncator() {
   m_TruncAttrsList.clear();

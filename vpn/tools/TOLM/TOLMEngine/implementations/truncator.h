@@ -1,8 +1,8 @@
 // truncator: enters the gathered files of a config in its summary, and can hold groups of files to a
 // size budget.
 //
-// Lives on the stack of collector::writeSummary, works on its own copy of the records, and borrows the
-// summary. A run calls keepAll() alone, which cuts nothing; perform() is the budgets' whole logic and
+// Lives on the stack of collector::writeSummary, works on a list of records of its own, and borrows
+// the summary. A run calls keepAll() alone, which cuts nothing; perform() is the budgets' whole logic and
 // has no caller in the present flows. Used on the engine's thread. Not meant to run twice: marks and
 // entries would be added again.
 
@@ -10,6 +10,7 @@
 
 #include <list>
 #include <string>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileRecord.h"
@@ -18,7 +19,8 @@ namespace halvo {
 
 class truncator {
  public:
-  truncator(const std::list<FileRecord>& records, XMLObject* summary);
+  // Takes its own list: hand over a copy where the caller's records are still wanted.
+  truncator(std::list<FileRecord> records, XMLObject* summary);
   virtual ~truncator();
 
   truncator(const truncator&) = delete;
@@ -45,8 +47,9 @@ class truncator {
   // TOLMENGINE_ERROR_NULL_XML_CHILD for one without its parts; each is logged.
   [[nodiscard]] virtual ResultCode fillSummaryGoodFile(const FileRecord& record);
 
-  // The copy of the records, as cut and marked so far.
+  // The records, as cut and marked so far; takeRecords() hands them out.
   [[nodiscard]] const std::list<FileRecord>& records() const { return m_TruncAttrsList; }
+  [[nodiscard]] std::list<FileRecord> takeRecords() { return std::move(m_TruncAttrsList); }
 
  private:
   void closeGroup(std::int32_t scheme, std::list<FileRecord>& group, double sum);

@@ -38,9 +38,7 @@ void DataComponent::copyLists(const DataComponent& other) {
   for (const auto& child : other.m_Children) {
     m_Children.push_back(std::make_unique<DataComponent>(*child));
   }
-  for (const auto& attribute : other.m_Attributes) {
-    m_Attributes.push_back(std::make_unique<DataAttribute>(*attribute));
-  }
+  m_Attributes = other.m_Attributes;
 }
 
 void DataComponent::IncreaseCount(std::uint32_t n) {
@@ -84,7 +82,9 @@ void DataComponent::RemoveChild(const DataComponent* node) {
   m_Children.erase(found);
 }
 
-void DataComponent::RemoveChild(const std::string& name) { RemoveChild(FindChild(name)); }
+void DataComponent::RemoveChild(const std::string& name) {
+  RemoveChild(FindChild(name));
+}
 
 DataComponent* DataComponent::FindChild(const std::string& name) const {
   for (const auto& child : m_Children) {
@@ -100,41 +100,46 @@ DataComponent* DataComponent::FindChild(const std::string& name) const {
 
 DataComponent::Attributes::iterator DataComponent::AddAttribute(const std::string& name,
                                                                 const std::string& value) {
-  m_Attributes.push_back(std::make_unique<DataAttribute>(name, value));
+  m_Attributes.emplace_back(name, value);
   return std::prev(m_Attributes.end());
 }
 
 void DataComponent::AddAttribute(std::unique_ptr<DataAttribute> attribute) {
-  m_Attributes.push_back(std::move(attribute));
+  if (attribute != nullptr) {
+    m_Attributes.push_back(std::move(*attribute));
+  }
 }
 
-void DataComponent::RemoveAttribute(const std::string& name) { RemoveAttribute(FindAttribute(name)); }
+void DataComponent::RemoveAttribute(const std::string& name) {
+  RemoveAttribute(FindAttribute(name));
+}
 
 void DataComponent::RemoveAttribute(const DataAttribute* attribute) {
   const auto found = std::find_if(m_Attributes.begin(), m_Attributes.end(),
-                                  [attribute](const auto& entry) { return entry.get() == attribute; });
+                                  [attribute](const DataAttribute& entry) { return &entry == attribute; });
   if (found != m_Attributes.end()) {
     m_Attributes.erase(found);
   }
 }
 
 const DataAttribute* DataComponent::FindAttribute(const std::string& name) const {
-  for (const auto& attribute : m_Attributes) {
-    if (attribute->GetName() == name) {
-      return attribute.get();
+  for (const DataAttribute& attribute : m_Attributes) {
+    if (attribute.GetName() == name) {
+      return &attribute;
     }
   }
   return nullptr;
 }
 
 bool DataComponent::operator!=(const DataComponent& other) const {
-  const auto sameIdentity = [](const auto& left, const auto& right) { return left.get() == right.get(); };
+  const auto sameChild = [](const auto& left, const auto& right) { return left.get() == right.get(); };
+  const auto sameAttribute = [](const auto& left, const auto& right) { return &left == &right; };
   return m_strName != other.m_strName || m_strValue != other.m_strValue || m_bIsLeaf != other.m_bIsLeaf ||
          m_pParent != other.m_pParent ||
          !std::equal(m_Children.begin(), m_Children.end(), other.m_Children.begin(), other.m_Children.end(),
-                     sameIdentity) ||
+                     sameChild) ||
          !std::equal(m_Attributes.begin(), m_Attributes.end(), other.m_Attributes.begin(),
-                     other.m_Attributes.end(), sameIdentity);
+                     other.m_Attributes.end(), sameAttribute);
 }
 
 }  // namespace halvo
