@@ -1,0 +1,411 @@
+// The wizard as a user meets it: its window on a real X server with a window manager, worked by keys and
+// through accessibility, with its bundle opened by other makers' programs.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+#include "tests/system/wizard_desktop.h"
+
+namespace halvo {
+namespace {
+
+using test::BackgroundProgram;
+using test::WizardDesktop;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+std::vector<std::string> lines(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> result;
+  for (std::string line; std::getline(stream, line);) {
+    result.push_back(line);
+  }
+  return result;
+}
+
+// A config document of items; each is a description and the actions' XML.
+std::string configDocument(const std::vector<std::pair<std::string, std::string>>& items) {
+  std::string text = "<instructions><configure><title>Client</title></configure>";
+  int number = 0;
+  for (const auto& [description, action] : items) {
+    text += "<file id=\"item-" + std::to_string(++number) + "\"><description>" + description +
+            "</description><default>true</default><tolm><os opsys=\"linux\">" + action +
+            "</os></tolm></file>";
+  }
+  return text + "</instructions>";
+}
+
+std::string copyOf(const std::string& path) {
+  return "<file_copy_action><action><loc>" + path + "</loc></action></file_copy_action>";
+}
+
+// A command, run by a shell, whose standard output is gathered.
+std::string outputOf(const std::string& command) {
+  return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
+}
+
+class WizardTest : public ::testing::Test {
+ protected:
+  WizardTest() {
+    unsetenv("DISPLAY");
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
+      unsetenv(name);
+    }
+    test::makeFolders(m_strDesktopFolder);
+    test::writeFile("/opt/halvo/tessarmont/log/client.log", "the client's log\n");
+    setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")}}));
+  }
+
+  void setConfig(const std::string& document) {
+    test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", document);
+  }
+  WizardDesktop& desktop() {
+    if (m_pDesktop == nullptr) {
+      m_pDesktop = std::make_unique<WizardDesktop>();
+    }
+    return *m_pDesktop;
+  }
+  // The bundles on the Desktop.
+  std::vector<std::string> bundles() { return test::listFolder(m_strDesktopFolder); }
+  std::vector<std::string> temporaryFolders() {
+    std::vector<std::string> found;
+    for (const std::string& name : test::listFolder("/tmp")) {
+      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
+        found.push_back(name);
+      }
+    }
+    return found;
+  }
+  // A wizard in the middle of a command that takes longer than the test.
+  std::unique_ptr<BackgroundProgram> wizardInASlowCommand() {
+    setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")},
+                              {"A slow command", outputOf("sleep 100")}}));
+    std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+    desktop().press("Return");
+    // What the command says of itself, or its item's own line.
+    desktop().accessibility({"wait-text", "Processing A slow command"});
+    return wizard;
+  }
+  void expectACutOffRun(BackgroundProgram& wizard) {
+    EXPECT_EQ(wizard.waitForEnd(), "exit 0");
+    EXPECT_THAT(bundles(), IsEmpty());
+    EXPECT_THAT(temporaryFolders(), SizeIs(1));
+    EXPECT_EQ(wizard.err(), "");
+  }
+  // Presses Run and gives back the closing message.
+  std::string closingMessage(const std::string& start = "") {
+    desktop().press("Return");
+    desktop().accessibility({"wait-text", start});
+    std::string message;
+    for (const std::string& line : lines(desktop().accessibility({"tree"}))) {
+      if (line.rfind("label\t", 0) == 0) {
+        message = line.substr(6, line.find('\t', 6) - 6);
+      }
+    }
+    return message;
+  }
+
+  const std::string m_strDesktopFolder = std::string(std::getenv("HOME")) + "/Desktop";
+  std::unique_ptr<WizardDesktop> m_pDesktop;
+};
+
+TEST_F(WizardTest, EncryptedRunByKeyboardGivesABundleThatOpensWithThePasswordTyped) {
+  setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")},
+                            {"First", outputOf("sleep 1")},
+                            {"Second", outputOf("sleep 1")},
+                            {"Third", outputOf("sleep 1")},
+                            {"Fourth", outputOf("sleep 1")},
+                            {"Greeting", outputOf("echo greetings")}}));
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  desktop().press("space");  // tick encryption
+  desktop().press("Tab");
+  desktop().type("Se cret-42%s");
+  EXPECT_THAT(desktop().accessibility({"tree"}), ::testing::Not(HasSubstr("Se cret")));
+  desktop().press("Tab");
+  desktop().press("space");  // unmask
+  EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Se cret-42%s"));
+
+  desktop().press("Return");
+  const std::vector<std::string> values = lines(desktop().accessibility({"follow-bar"}));
+
+  EXPECT_EQ(lines(desktop().accessibility({"wait-text", "The bundle was"})).front(),
+            "The bundle was created successfully on your Desktop.");
+  EXPECT_GE(values.size(), 3U) << "the bar stood still: " << ::testing::PrintToString(values);
+  for (std::size_t i = 1; i < values.size(); ++i) {
+    EXPECT_GE(std::stoi(values[i]), std::stoi(values[i - 1]));
+  }
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_EQ(wizard->err(), "");
+  EXPECT_EQ(wizard->out(), "");
+  ASSERT_THAT(bundles(), SizeIs(1));
+  EXPECT_THAT(bundles()[0], ::testing::MatchesRegex("TOLMBundle_[0-9]{4}_[0-9]{4}[.]zip"));
+  const std::string bundle = m_strDesktopFolder + "/" + bundles()[0];
+  for (const test::Reader reader : test::allReaders()) {
+    const std::map<std::string, std::string> content = test::bundleContent(reader, bundle, "Se cret-42%s");
+    EXPECT_EQ(content.count("summary.txt"), 1U) << test::readerName(reader);
+    std::string all;
+    for (const auto& [name, text] : content) {
+      all += name + "\n" + text + "\n";
+    }
+    EXPECT_THAT(all, HasSubstr("the client's log")) << test::readerName(reader);
+    EXPECT_THAT(all, HasSubstr("greetings")) << test::readerName(reader);
+    EXPECT_NE(test::checkBundle(reader, bundle, "Se cret-42").exitStatus, 0) << test::readerName(reader);
+  }
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
+}
+
+TEST_F(WizardTest, RunByAccessibilityAloneGivesAnOpenBundle) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  desktop().accessibility({"press", "Run"});
+  desktop().accessibility({"wait-text", "The bundle was created"});
+  desktop().accessibility({"press", "Finish"});
+
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  ASSERT_THAT(bundles(), SizeIs(1));
+  EXPECT_EQ(
+      test::bundleContent(test::Reader::Python, m_strDesktopFolder + "/" + bundles()[0]).count("summary.txt"),
+      1U);
+}
+
+TEST_F(WizardTest, TickedBoxAndEmptyPasswordRunsAllTheSame) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  desktop().press("space");
+
+  EXPECT_EQ(closingMessage("The bundle was"), "The bundle was created successfully on your Desktop.");
+
+  ASSERT_THAT(bundles(), SizeIs(1));
+  EXPECT_EQ(test::checkBundle(test::Reader::Unzip, m_strDesktopFolder + "/" + bundles()[0], "").exitStatus,
+            0);
+}
+
+TEST_F(WizardTest, EscapeInTheMiddleOfACommandEndsWithStatusZeroAndLeavesTheTemporaryFolder) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().press("Escape");
+
+  expectACutOffRun(*wizard);
+}
+
+TEST_F(WizardTest, CancelInTheMiddleOfACommandEndsWithStatusZeroAndLeavesTheTemporaryFolder) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().accessibility({"press", "Cancel"});
+
+  expectACutOffRun(*wizard);
+}
+
+TEST_F(WizardTest, ClosingTheWindowInTheMiddleOfACommandEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().press("alt+F4");
+
+  expectACutOffRun(*wizard);
+}
+
+TEST_F(WizardTest, QuitInTheMiddleOfACommandEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().press("ctrl+q");
+
+  expectACutOffRun(*wizard);
+}
+
+TEST_F(WizardTest, EndOfTheSessionInTheMiddleOfACommandEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  kill(wizard->id(), SIGTERM);
+
+  expectACutOffRun(*wizard);
+}
+
+TEST_F(WizardTest, DisplayThatBreaksInTheMiddleOfACommandEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().breakDisplay();
+
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(temporaryFolders(), SizeIs(1));
+}
+
+TEST_F(WizardTest, ReturnInTheMiddleOfACommandDoesNotCancel) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  desktop().press("Return");
+
+  EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("progress bar\t"));
+  EXPECT_EQ(wizard->waitForEnd(1), "running");
+}
+
+TEST_F(WizardTest, EscapeOnTheWelcomeScreenEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  desktop().press("Escape");
+
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), IsEmpty());
+}
+
+TEST_F(WizardTest, ClosingTheFinishedWindowEndsWithStatusZero) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  closingMessage("The bundle was");
+
+  desktop().press("alt+F4");
+
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), SizeIs(1));
+}
+
+TEST_F(WizardTest, AccessibilityNamesEveryControlOfEveryScreen) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  const std::string welcome = desktop().accessibility({"tree"});
+  for (const char* control :
+       {"frame\tHalvo TOLM\t", "label\tWelcome to the Halvo Fieldcase (TOLM).\t",
+        "label\tTOLM is a tool that helps", "check box\tEnable Bundle Encryption\tEncryption Password\toff",
+        "label\tEncryption Password\t", "password text\tEncryption Password\tEnable Bundle Encryption\t",
+        "check box\tMask Password\tEncryption Password\ton", "push button\tRun\tTOLM is a tool that helps",
+        "menu item\tHalvo TOLM\t"}) {
+    EXPECT_THAT(welcome, HasSubstr(control));
+  }
+  const std::string everything = desktop().accessibility({"all"});
+  EXPECT_THAT(everything, HasSubstr("About TOLM"));
+  EXPECT_THAT(everything, HasSubstr("Quit TOLM"));
+
+  desktop().press("Return");
+  desktop().accessibility({"wait-text", "The bundle was"});
+  const std::string finished = desktop().accessibility({"tree"});
+  EXPECT_THAT(finished, HasSubstr("label\tThe bundle was created successfully on your Desktop.\t"));
+  EXPECT_THAT(finished,
+              HasSubstr("push button\tFinish\tThe bundle was created successfully on your Desktop."));
+  EXPECT_THAT(finished, ::testing::Not(HasSubstr("push button\tRun")));
+}
+
+TEST_F(WizardTest, AccessibilityNamesTheControlsOfTheProgressScreen) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+
+  const std::string progress = desktop().accessibility({"tree"});
+
+  EXPECT_THAT(progress, HasSubstr("label\tProcessing A slow command"));
+  EXPECT_THAT(progress, HasSubstr("progress bar\tHalvo TOLM\tProcessing A slow command"));
+  EXPECT_THAT(progress, HasSubstr("push button\tCancel\tProcessing A slow command"));
+}
+
+const char* const kCannotBeSaved =
+    "The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.";
+
+TEST_F(WizardTest, MissingDesktopFolderShowsThatTheBundleCannotBeSaved) {
+  rmdir(m_strDesktopFolder.c_str());
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  EXPECT_EQ(closingMessage("The bundle cannot"), kCannotBeSaved);
+
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
+}
+
+TEST_F(WizardTest, ReadOnlyDesktopFolderShowsThatTheBundleCannotBeSaved) {
+  ASSERT_EQ(mount("tmpfs", m_strDesktopFolder.c_str(), "tmpfs", MS_RDONLY, ""), 0);
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  EXPECT_EQ(closingMessage("The bundle cannot"), kCannotBeSaved);
+
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
+}
+
+TEST_F(WizardTest, FullDesktopFolderShowsThatTheBundleCannotBeSaved) {
+  ASSERT_EQ(mount("tmpfs", m_strDesktopFolder.c_str(), "tmpfs", 0, "size=64k"), 0);
+  // Doesn't deflate to what would fit.
+  std::string noise;
+  for (std::uint32_t i = 0, x = 1; i < 400000; ++i) {
+    x = x * 1664525 + 1013904223;
+    noise += static_cast<char>(x >> 24);
+  }
+  test::writeFile("/opt/halvo/tessarmont/log/noise.log", noise);
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  EXPECT_EQ(closingMessage("The bundle cannot"), kCannotBeSaved);
+
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+}
+
+TEST_F(WizardTest, GermanUserReadsGerman) {
+  test::makeFolders("/opt/halvo/tessarmont/l10n/de/LC_MESSAGES");
+  test::writeFile("/opt/halvo/tessarmont/l10n/de/LC_MESSAGES/Tessarmont.mo",
+                  test::readFile(std::string(TOLM_TEST_BUILD_DIR) + "/l10n/de/LC_MESSAGES/Tessarmont.mo"));
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "de_AT.UTF-8"}});
+
+  const std::string tree = desktop().accessibility({"tree"});
+
+  EXPECT_THAT(tree, HasSubstr("Willkommen"));
+  EXPECT_THAT(tree, ::testing::Not(HasSubstr("Welcome")));
+}
+
+TEST_F(WizardTest, LanguageFileThatIsGarbageLeavesTheWizardInEnglish) {
+  test::makeFolders("/opt/halvo/tessarmont/l10n/de/LC_MESSAGES");
+  test::writeFile("/opt/halvo/tessarmont/l10n/de/LC_MESSAGES/Tessarmont.mo",
+                  std::string("\xde\x12\x04\x95\0\0\0\0\xff\xff\xff\x7f", 12) + std::string(1000, '\xff'));
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "de_AT.UTF-8"}});
+
+  EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Welcome to the Halvo Fieldcase (TOLM)."));
+}
+
+TEST_F(WizardTest, LocaleOfTwoThousandCharactersLeavesTheWizardInEnglish) {
+  const std::unique_ptr<BackgroundProgram> wizard =
+      desktop().startWizard({{"LANG", std::string(2000, 'x') + "_DE.UTF-8"}});
+
+  EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Welcome to the Halvo Fieldcase (TOLM)."));
+}
+
+// Runs the wizard where it can't open a window.
+void expectOneLineThatNamesTheConsoleProgram(const std::map<std::string, std::string>& environment) {
+  test::RunOptions options;
+  options.environment = environment;
+  options.unset = {"WAYLAND_DISPLAY"};
+  if (environment.count("QT_QPA_PLATFORM") == 0) {
+    options.unset.emplace_back("QT_QPA_PLATFORM");
+  }
+
+  const test::RunResult result = test::runProgram({test::builtProgram("tmtolmui")}, options);
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(lines(result.err), ElementsAre(HasSubstr(" tmtolm ")));
+}
+
+TEST_F(WizardTest, WithoutADisplayOneLineNamesTheConsoleProgram) {
+  expectOneLineThatNamesTheConsoleProgram({});
+}
+
+TEST_F(WizardTest, DisplayThatIsNotThereAnyMoreIsToldInTheSameLine) {
+  expectOneLineThatNamesTheConsoleProgram({{"DISPLAY", ":9871"}});
+}
+
+TEST_F(WizardTest, PlatformThatQtDoesNotHaveIsToldInTheSameLine) {
+  expectOneLineThatNamesTheConsoleProgram({{"QT_QPA_PLATFORM", "nowhere"}});
+}
+
+}  // namespace
+}  // namespace halvo
