@@ -144,7 +144,7 @@ TEST(DataComponentTest, TwoAttributesOfOneNameAreKeptAndTheFirstIsFound) {
   DataComponent node("n", "");
   node.AddAttribute("id", "first");
   const auto position = node.AddAttribute("id", "second");
-  EXPECT_EQ((*position)->GetValue(), "second");
+  EXPECT_EQ(position->GetValue(), "second");
   EXPECT_EQ(node.GetAttributes().size(), 2U);
   EXPECT_EQ(node.FindAttribute("id")->GetValue(), "first");
   node.RemoveAttribute("id");
