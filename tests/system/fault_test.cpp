@@ -1,0 +1,202 @@
+// Whole runs on a machine that refuses: failing system calls, full disks, no descriptors, a kill.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr char kConfig[] =
+    "<c><configure><title>Faults</title></configure>"
+    "<file id='a'><description>Files</description><default>true</default><tolm><os opsys='linux'>"
+    "<file_copy_action><action><loc>/tmp/faults/*</loc></action></file_copy_action>"
+    "<use_extern_action><action><args>echo captured</args><stdout/></action>"
+    "<action><args>true</args></action></use_extern_action></os></tolm></file></c>";
+
+class FaultTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::remove_all("/tmp/faults");
+    std::filesystem::remove_all("/tmp/bundles");
+    removeLeftovers();
+    writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kConfig);
+    writeFile("/tmp/faults/a.log", "one\n");
+    writeFile("/tmp/faults/sub/b.log", "two\n");
+    makeFolders("/tmp/bundles");
+  }
+
+  static std::vector<std::string> command() {
+    return {builtProgram("tmtolm"), "collect", "--quiet", "--bundle", "/tmp/bundles/out.zip"};
+  }
+
+  static RunResult runWith(const std::vector<std::string>& before) {
+    std::vector<std::string> all = before;
+    for (const std::string& word : command()) {
+      all.push_back(word);
+    }
+    RunOptions options;
+    options.timeoutSeconds = 30;
+    return runProgram(all, options);
+  }
+
+  static std::vector<std::string> leftovers() {
+    std::vector<std::string> names;
+    for (const std::string& name : listFolder("/tmp")) {
+      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
+        names.push_back(name);
+      }
+    }
+    return names;
+  }
+  static void removeLeftovers() {
+    for (const std::string& name : leftovers()) {
+      std::filesystem::remove_all("/tmp/" + name);
+    }
+  }
+};
+
+// How often the run's own process calls each system call.
+std::map<std::string, int> countCalls(const std::string& trace) {
+  std::map<std::string, int> calls;
+  std::istringstream lines(trace);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t name = line.find('(');
+    if (name != std::string::npos && line.compare(0, 3, "---") != 0 && line.compare(0, 3, "+++") != 0) {
+      ++calls[line.substr(0, name)];
+    }
+  }
+  return calls;
+}
+
+TEST_F(FaultTest, EverySystemCallThatFailsInItsTurnLeavesARunThatEnds) {
+  const RunResult whole = runWith({"strace", "-o", "/tmp/trace"});
+  ASSERT_EQ(whole.exitStatus, 0) << whole.err;
+  const std::map<std::string, int> calls = countCalls(readFile("/tmp/trace"));
+  ASSERT_GT(calls.size(), 15U);
+
+  // A close() that fails has closed all the same on this host, which an injected failure can't show: it
+  // leaves the descriptor open, and a pipe whose end never closes is waited for without end.
+  // Memory and the start and end of the process itself are not the run's: a failed allocation ends a
+  // program, and a failed execve never starts it.
+  const std::set<std::string> aside = {
+      "brk",       "mmap", "munmap",    "mprotect", "execve",          "exit_group",      "arch_prctl",
+      "prlimit64", "rseq", "getrandom", "futex",    "set_robust_list", "restart_syscall", "rt_sigreturn",
+      "vfork"};
+  // A work folder can't go where the calls that take it away fail.
+  const std::set<std::string> removal = {"unlink",   "rmdir", "openat", "getdents64", "newfstatat", "access",
+                                         "unlinkat", "stat",  "lstat",  "fstat",      "fcntl"};
+  constexpr int kMost = 60;  // of one call; the rest repeats itself
+  int runs = 0;
+  for (const auto& [name, count] : calls) {
+    if (aside.count(name) != 0) {
+      continue;
+    }
+    for (int occurrence = 1; occurrence <= std::min(count, kMost); ++occurrence) {
+      const std::string inject = "inject=" + name + ":error=" + (name == "write" ? "ENOSPC" : "EIO") +
+                                 ":when=" + std::to_string(occurrence);
+      const RunResult result = runWith({"strace", "-o", "/dev/null", "-e", inject});
+      ++runs;
+      const std::string what = inject + "\n" + result.err;
+      EXPECT_FALSE(result.timedOut) << what;
+      EXPECT_EQ(result.signal, 0) << what;
+      // 127 is the loader's word where a library can't be opened.
+      EXPECT_TRUE(result.exitStatus == 0 || result.exitStatus == 1 || result.exitStatus == 127) << what;
+      if (result.exitStatus == 1) {
+        EXPECT_THAT(result.err, HasSubstr("0xFE")) << what;
+      }
+      if (removal.count(name) == 0 && result.exitStatus != 127) {
+        EXPECT_THAT(leftovers(), IsEmpty()) << what;
+      }
+      removeLeftovers();
+    }
+  }
+  EXPECT_GT(runs, 50);
+}
+
+TEST_F(FaultTest, AFullDiskUnderTheBundleIsAWriteFailure) {
+  std::string noise(4 << 20, '\0');
+  std::mt19937 generator(1);
+  for (char& byte : noise) {
+    byte = static_cast<char>(generator());
+  }
+  writeFile("/tmp/faults/noise", noise);
+  ASSERT_EQ(mount("tmpfs", "/tmp/bundles", "tmpfs", 0, "size=1m"), 0);
+  const RunResult result = runWith({});
+  umount("/tmp/bundles");
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("Internal Error: failed to zip the bundle..."));
+  EXPECT_THAT(result.err, HasSubstr("0xFEAF000B"));
+  EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+TEST_F(FaultTest, AFullTemporaryFolderShortensCopiesAndTheRunEnds) {
+  // Errors of a copy's writes aren't looked at; the bundle is made of what fitted.
+  writeFile("/opt/faults/noise", std::string(8 << 20, 'n'));
+  writeFile(
+      "/opt/halvo/tessarmont/tolm/xml/config/config.xml",
+      "<c><configure><title>Full</title></configure><file id='a'><default>true</default><tolm>"
+      "<os opsys='linux'><file_copy_action><action><loc>/opt/faults/noise</loc></action></file_copy_action>"
+      "</os></tolm></file></c>");
+  makeFolders("/opt/bundles");
+  ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "size=2m"), 0);
+  const RunResult result =
+      runProgram({builtProgram("tmtolm"), "collect", "--quiet", "--bundle", "/opt/bundles/out.zip"});
+  const std::vector<std::string> left = leftovers();
+  umount("/tmp");
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(left, IsEmpty());
+  EXPECT_EQ(runProgram({"unzip", "-tq", "/opt/bundles/out.zip"}).exitStatus, 0);
+  EXPECT_LT(runProgram({"unzip", "-p", "/opt/bundles/out.zip", "Full/noise"}).out.size(),
+            std::size_t{8} << 20);
+}
+
+TEST_F(FaultTest, WithFewDescriptorsARunEnds) {
+  for (int limit = 4; limit <= 12; ++limit) {
+    const RunResult result =
+        runWith({"sh", "-c", "ulimit -n " + std::to_string(limit) + "; exec \"$@\"", "sh"});
+    EXPECT_FALSE(result.timedOut) << limit;
+    EXPECT_EQ(result.signal, 0) << limit << result.err;
+    EXPECT_TRUE(result.exitStatus == 0 || result.exitStatus == 1 || result.exitStatus == 127)
+        << limit << result.err;
+    removeLeftovers();
+  }
+}
+
+TEST_F(FaultTest, AKilledRunLeavesItsFolderAndTheNextOneIsWhole) {
+  // A left-over folder makes the killed run use the plain name, which the next run then removes.
+  makeFolders("/tmp/TOLM_Temp_Bundle");
+  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml",
+            "<c><configure><title>Slow</title></configure><file id='a'><default>true</default><tolm>"
+            "<os opsys='linux'><use_extern_action><action><args>sleep 20</args><stdout/></action>"
+            "</use_extern_action></os></tolm></file></c>");
+  const RunResult killed = runProgram({"timeout", "-s", "KILL", "2", builtProgram("tmtolm"), "collect",
+                                       "--quiet", "--bundle", "/tmp/bundles/out.zip"});
+  EXPECT_NE(killed.exitStatus, 0);
+  EXPECT_TRUE(exists("/tmp/TOLM_Temp_Bundle/Slow"));
+  EXPECT_FALSE(exists("/tmp/bundles/out.zip"));
+  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kConfig);
+  const RunResult next = runWith({});
+  EXPECT_EQ(next.exitStatus, 0) << next.err;
+  EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace halvo
