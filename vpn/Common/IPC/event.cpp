@@ -47,6 +47,9 @@ CKevent::~CKevent() {
     }
     m_nRunning = 0;
   }
+  if (!isStarted()) {
+    closeWriteWatch(m_nWatch);
+  }
 }
 
 std::uint64_t CKevent::Run() {
