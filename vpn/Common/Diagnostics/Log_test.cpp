@@ -58,6 +58,13 @@ TEST_F(LogTest, DebugMessageWithNullFormatHasFourLinesTheLastOneEmpty) {
   EXPECT_EQ(only().message, "Function: Clear\nFile: vpn/a.cpp\nLine: 7\n");
 }
 
+TEST_F(LogTest, TextThatCannotBeFormattedStillMakesARecord) {
+  // No character of any locale has this number, so the formatter fails behind "begun ".
+  const wchar_t broken[] = {static_cast<wchar_t>(0x7fffffff), 0};
+  logDebugMessage("f", "a.cpp", 1, kLogError, "begun %ls", broken);
+  EXPECT_EQ(only().message.rfind("Function: f\nFile: a.cpp\nLine: 1\n", 0), 0U);
+}
+
 TEST_F(LogTest, ReturnCodeWithoutDescriptionShowsItsTableRow) {
   logDebugReturnCode("fileCopy", "vpn/a.cpp", 396, kLogError, "helperUtil::fileCopy",
                      TOLMENGINE_ERROR_WRITE_FAILURE, nullptr, nullptr);
