@@ -498,6 +498,28 @@ TEST_F(LogStartTest, FailingLoggerIsCalledAgainForTheNextMessage) {
   EXPECT_EQ(m_nMessages, 2);
 }
 
+// A logger whose calls of the host leave their mark.
+class ErrnoLogger : public ILogger {
+ public:
+  ResultCode log(std::uint32_t /*severity*/, const char* /*message*/, const char* /*messageName*/,
+                 std::uint32_t /*messageId*/, int /*level*/) override {
+    errno = EBUSY;
+    return 0;
+  }
+};
+
+TEST_F(LogStartTest, LoggingLeavesErrnoAlone) {
+  acquire(new ErrnoLogger);
+  const wchar_t broken[] = {static_cast<wchar_t>(0x7fffffff), 0};
+  errno = ENOENT;
+  LOG_MESSAGE(kLogError, "%ls", broken);
+  EXPECT_EQ(errno, ENOENT);
+  LOG_RETURN_CODE_TEXT(kLogError, "open", errno, "%ls", broken);
+  EXPECT_EQ(errno, ENOENT);
+  logMessageId(MID_UNKNOWN, kLogError, "x");
+  EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(LogStartTest, TableStaysRegisteredAfterTheLastRelease) {
   acquire(makeLogger());
   releaseLogging();
