@@ -6,6 +6,7 @@
 #include <QtGui/QTextLayout>
 #include <QtWidgets/QStyle>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 
 namespace halvo {
 
@@ -15,6 +16,17 @@ namespace {
 constexpr int kPreferredLetters = 40;
 constexpr int kSmallestLetters = 8;
 
+// A text without a letter that runs from right to left stays as it is in a window that does: progress
+// texts aren't translated.
+Qt::LayoutDirection paragraphDirection(const QLabel& label) {
+  const QString text = label.text();
+  const bool turned =
+      label.layoutDirection() == Qt::RightToLeft && std::any_of(text.begin(), text.end(), [](QChar letter) {
+        return letter.direction() == QChar::DirR || letter.direction() == QChar::DirAL;
+      });
+  return turned ? Qt::RightToLeft : Qt::LeftToRight;
+}
+
 // Lays the text out in lines of `width` and returns the height that they take.
 qreal layOut(QTextLayout& layout, const QLabel& label, int width) {
   // A line feed inside a text starts a new line, as it would in any label.
@@ -23,10 +35,8 @@ qreal layOut(QTextLayout& layout, const QLabel& label, int width) {
   text.replace(QLatin1Char('\n'), QChar::LineSeparator);
   QTextOption option;
   option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  // The language's direction and not that of the first letter: many texts start with a name in
-  // Latin letters.
-  option.setTextDirection(label.layoutDirection());
-  option.setAlignment(QStyle::visualAlignment(label.layoutDirection(), Qt::AlignLeading));
+  option.setTextDirection(paragraphDirection(label));
+  option.setAlignment(QStyle::visualAlignment(label.layoutDirection(), Qt::AlignLeading) | Qt::AlignAbsolute);
   layout.setText(text);
   layout.setFont(label.font());
   layout.setTextOption(option);
@@ -103,13 +113,11 @@ bool ElidedLabel::event(QEvent* event) {
 
 void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
   QPainter painter(this);
-  painter.setLayoutDirection(layoutDirection());
+  painter.setLayoutDirection(paragraphDirection(*this));
   painter.setPen(palette().color(foregroundRole()));
-  painter.drawText(
-      rect(),
-      static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading) | Qt::AlignVCenter) |
-          Qt::TextSingleLine,
-      line());
+  const Qt::Alignment side = QStyle::visualAlignment(layoutDirection(), Qt::AlignLeading);
+  painter.drawText(rect(), static_cast<int>(side | Qt::AlignAbsolute | Qt::AlignVCenter) | Qt::TextSingleLine,
+                   line());
 }
 
 QString wrappedToolTip(const QString& text) {

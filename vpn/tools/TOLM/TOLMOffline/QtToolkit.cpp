@@ -46,10 +46,10 @@ QString elided(const QWidget& widget, const QString& title, int letters) {
   return metrics.elidedText(title.simplified(), Qt::ElideRight, letters * metrics.averageCharWidth());
 }
 
-// Whether most of the letters are of a script that runs from right to left. The first letter alone
-// wouldn't tell: texts start with the product's Latin name.
-bool readsRightToLeft(const QString& words) {
-  int balance = 0;
+// The direction of the script that most of the letters are of. The first letter alone wouldn't tell:
+// texts start with the product's Latin name.
+Qt::LayoutDirection readingDirection(const QString& words) {
+  qsizetype balance = 0;
   for (const QChar letter : words) {
     const QChar::Direction direction = letter.direction();
     if (direction == QChar::DirR || direction == QChar::DirAL) {
@@ -58,7 +58,7 @@ bool readsRightToLeft(const QString& words) {
       --balance;
     }
   }
-  return balance > 0;
+  return balance > 0 ? Qt::RightToLeft : Qt::LeftToRight;
 }
 
 QIcon programIcon() {
@@ -319,7 +319,9 @@ void QtToolkit::describe(Outlet outlet, const QString& words) {
       ui.welcomeMsg->setAccessibleName(words);
       break;
     case Outlet::tolmIntro:
-      QGuiApplication::setLayoutDirection(readsRightToLeft(words) ? Qt::RightToLeft : Qt::LeftToRight);
+      QGuiApplication::setLayoutDirection(readingDirection(words));
+      // Qt's own style draws the percentage white on white where the bar runs from right to left.
+      ui.progressBar->setTextVisible(readingDirection(words) == Qt::LeftToRight);
       ui.tolmIntro->setAccessibleName(words);
       ui.runButton->setAccessibleDescription(words);
       m_pWindow->aboutText = words;

@@ -21,6 +21,7 @@
 #include <QtWidgets/QScrollArea>
 #include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -30,6 +31,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "vpn/Common/Utility/StoragePath.h"
@@ -633,6 +635,71 @@ TEST_F(QtToolkitTest, ArabicTextsTurnTheWindowRound) {
   EXPECT_EQ(window().layoutDirection(), Qt::RightToLeft);
   const QPushButton& run = find<QPushButton>("runButton");
   EXPECT_LT(run.mapTo(&window(), run.rect().center()).x(), window().width() / 2);
+}
+
+// Where on the label something is drawn: the leftmost and the rightmost dark column.
+std::pair<int, int> inkOf(QLabel& label) {
+  const QImage image = label.grab().toImage();
+  std::pair<int, int> ink = {image.width(), -1};
+  for (int x = 0; x < image.width(); ++x) {
+    for (int y = 0; y < image.height(); ++y) {
+      if (qGray(image.pixel(x, y)) < 128) {
+        ink = {std::min(ink.first, x), x};
+      }
+    }
+  }
+  return ink;
+}
+
+TEST_F(QtToolkitTest, EnglishProgressTextInAnArabicWindowStandsAtTheRightWithItsDotsBehind) {
+  open();
+  QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+  find<QStackedWidget>("tabView").setCurrentIndex(1);
+  QLabel& label = find<QLabel>("progressMsg");
+  m_pToolkit->setStringValue(Outlet::progressMsg, "I");
+  QCoreApplication::processEvents();
+  const std::pair<int, int> alone = inkOf(label);
+
+  m_pToolkit->setStringValue(Outlet::progressMsg, "I........");
+
+  const std::pair<int, int> dotted = inkOf(label);
+  EXPECT_GT(alone.first, label.width() / 2);
+  EXPECT_GT(dotted.second, label.width() - 20);
+  // The letter has moved to the left, since the dots come behind it.
+  const QImage image = label.grab().toImage();
+  int tallest = -1;
+  int heightOfTallest = 0;
+  for (int x = 0; x < image.width(); ++x) {
+    int dark = 0;
+    for (int y = 0; y < image.height(); ++y) {
+      dark += qGray(image.pixel(x, y)) < 128 ? 1 : 0;
+    }
+    if (dark > heightOfTallest) {
+      tallest = x;
+      heightOfTallest = dark;
+    }
+  }
+  EXPECT_LT(tallest, alone.first);
+}
+
+TEST_F(QtToolkitTest, ArabicHeadingWithALatinNameKeepsItsFullStopAtTheLeft) {
+  m_Translate = [](const std::string& key) {
+    return key == "Run" ? key
+                        : "\xd9\x85\xd8\xb1\xd8\xad\xd8\xa8\xd8\xa7 \xd8\xa8\xd9\x83 \xd9\x81\xd9\x8a "
+                          "\xd8\xa7\xd9\x84\xd8\xaa\xd8\xb4\xd8\xae\xd9\x8a\xd8\xb5";
+  };
+  open();
+  ASSERT_EQ(window().layoutDirection(), Qt::RightToLeft);
+  QLabel& label = find<QLabel>("tolmIntro");
+  const int before = inkOf(label).second;
+  // Mostly Latin letters, but an Arabic sentence all the same: it starts at the right.
+  label.setText(QString::fromUtf8("\xd9\x85\xd8\xb1\xd8\xad\xd8\xa8\xd8\xa7 IIIIIIIIIIIIIIIIIII"));
+  label.resize(label.width(), label.heightForWidth(label.width()));
+
+  EXPECT_NEAR(inkOf(label).second, before, 6);
+  const int withoutStop = inkOf(label).first;
+  label.setText(label.text() + QStringLiteral("........"));
+  EXPECT_LT(inkOf(label).first, withoutStop - 5);
 }
 
 TEST_F(QtToolkitTest, EnglishTextsRunFromLeftToRight) {
