@@ -4,6 +4,7 @@
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
+#include <sys/stat.h>
 
 #include <cstdarg>
 #include <cstddef>
@@ -42,6 +43,13 @@ std::string textOf(const xmlChar* text) {
   return reinterpret_cast<const char*>(text);
 }
 
+// A pipe, a socket or a device would be waited for, perhaps for ever, and libxml2 takes "-" for standard
+// input. A folder passes: libxml2 refuses it by itself.
+bool isFileOrFolder(const std::string& path) {
+  struct stat data;
+  return stat(path.c_str(), &data) == 0 && (S_ISREG(data.st_mode) || S_ISDIR(data.st_mode));
+}
+
 }  // namespace
 
 RQVSaxParser::RQVSaxParser(XmlMgr* manager) : xmlMgr(manager) {}
@@ -54,7 +62,7 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   const GenericErrorMute mute;
   xmlParserCtxtPtr context = nullptr;
   if (mode == kFile) {
-    context = xmlCreateFileParserCtxt(source.c_str());
+    context = isFileOrFolder(source) ? xmlCreateFileParserCtxt(source.c_str()) : nullptr;
     if (context == nullptr) {
       LOG_RETURN_CODE(kLogError, "xmlCreateFileParserCtxt", GLOBAL_ERROR_NULL_POINTER);
       return GLOBAL_ERROR_UNEXPECTED;

@@ -33,7 +33,8 @@ class RQVSaxParser {
   RQVSaxParser& operator=(const RQVSaxParser&) = delete;
 
   // Parses the file at the path `source` (kFile) or the text `source` itself (kMemory). White space
-  // in front of a text in memory is skipped; a file is read as it stands.
+  // in front of a text in memory is skipped; a file is read as it stands. A path that leads to no file
+  // (a pipe, a socket, a device) is refused as a missing file is, and never waited for.
   //
   // Returns 0 when all of the document was well-formed and its events have been delivered, and
   // GLOBAL_ERROR_UNEXPECTED for every failure. The events in front of a fault have been delivered

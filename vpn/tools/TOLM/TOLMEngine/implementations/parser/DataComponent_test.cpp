@@ -170,6 +170,18 @@ TEST(DataComponentTest, SeparatelyBuiltTreesDifferUnlessBothAreBare) {
   parentRight.AddChild("c", "");
   EXPECT_TRUE(parentLeft != parentRight);
   EXPECT_TRUE(DataComponent("n", "v") != DataComponent("n", "w"));
+  EXPECT_TRUE(DataComponent("n", "v") != DataComponent("m", "v"));
+}
+
+TEST(DataComponentTest, NodesDifferByTheirParentAndByHavingHadAChild) {
+  DataComponent parent("p", "");
+  const DataComponent* const child = parent.AddChild("n", "v");
+  EXPECT_TRUE(*child != DataComponent("n", "v"));
+  EXPECT_FALSE(*child != DataComponent(*child));
+  DataComponent bare("p", "");
+  DataComponent once("p", "");
+  once.RemoveChild(once.AddChild("n", "v"));
+  EXPECT_TRUE(bare != once);
 }
 
 TEST(XMLObjectTest, AnEmptyObjectHasNoNameAndNoGroups) {
@@ -182,6 +194,17 @@ TEST(XMLObjectTest, AnEmptyObjectHasNoNameAndNoGroups) {
   empty.SetRootValue("y");
   EXPECT_EQ(empty.GetRoot(), nullptr);
   EXPECT_EQ(XMLObject(static_cast<const DataComponent*>(nullptr)).GetCount(), 0U);
+}
+
+TEST(XMLObjectTest, AnObjectOfANodeIsACopyWithTheNodesCount) {
+  DataComponent node("n", "v");
+  node.AddChild("c", "1")->AddAttribute("a", "2");
+  const XMLObject object(&node);
+  node.FindChild("c")->SetValue("changed");
+  EXPECT_EQ(object.GetCount(), 2U);
+  EXPECT_EQ(object.GetRootName(), "n");
+  EXPECT_EQ(object.GetRoot()->FindChild("c")->GetValue(), "1");
+  EXPECT_EQ(object.GetRoot()->FindChild("c")->FindAttribute("a")->GetValue(), "2");
 }
 
 TEST(XMLObjectTest, KeepsItsOwnCount) {

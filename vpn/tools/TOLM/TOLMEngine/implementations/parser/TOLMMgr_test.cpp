@@ -2,11 +2,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
+#include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMXmlParser.h"
@@ -17,6 +23,7 @@ namespace {
 using namespace test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 class TOLMMgrTest : public ::testing::Test {
  protected:
@@ -82,6 +89,46 @@ TEST_F(TOLMMgrTest, ASubFolderWithAGoodNameFailsToParse) {
   makeFolders(m_Folder.file("conf.xml"));
   const TOLMMgr mgr(m_Documents, folder());
   EXPECT_THAT(mgr.GetFailedFiles(), ElementsAre(m_Folder.file("conf.xml")));
+}
+
+TEST_F(TOLMMgrTest, APipeASocketOrADeviceWithAGoodNameFailsAndIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo(m_Folder.file("pipe.xml").c_str(), 0666), 0);
+  // Never ends, and is no file either.
+  ASSERT_EQ(symlink("/dev/zero", m_Folder.file("device.xml").c_str()), 0);
+  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, m_Folder.file("socket.xml").c_str(), sizeof(address.sun_path) - 1);
+  ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  put("good.xml", "<r/>");
+  const TOLMMgr mgr(m_Documents, folder());
+  close(descriptor);
+  EXPECT_EQ(m_Documents.size(), 1U);
+  EXPECT_THAT(mgr.GetFailedFiles(),
+              UnorderedElementsAre(m_Folder.file("pipe.xml"), m_Folder.file("device.xml"),
+                                   m_Folder.file("socket.xml")));
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "xmlCreateFileParserCtxt", GLOBAL_ERROR_NULL_POINTER))
+      << m_Log.dump();
+}
+
+TEST_F(TOLMMgrTest, ALinkToADocumentIsADocumentAndOneToNowhereFails) {
+  put("elsewhere", "<r/>");
+  ASSERT_EQ(symlink("elsewhere", m_Folder.file("good.xml").c_str()), 0);
+  ASSERT_EQ(symlink("nowhere", m_Folder.file("gone.xml").c_str()), 0);
+  ASSERT_EQ(symlink("loop.xml", m_Folder.file("loop.xml").c_str()), 0);
+  const TOLMMgr mgr(m_Documents, folder());
+  EXPECT_EQ(m_Documents.size(), 1U);
+  EXPECT_THAT(mgr.GetFailedFiles(),
+              UnorderedElementsAre(m_Folder.file("gone.xml"), m_Folder.file("loop.xml")));
+}
+
+TEST_F(TOLMMgrTest, AnUnreadableFileFails) {
+  put("a.xml", "<r/>");
+  chmod(m_Folder.file("a.xml").c_str(), 0);
+  const WithoutFileOverride ordinary;
+  const TOLMMgr mgr(m_Documents, folder());
+  EXPECT_THAT(m_Documents, IsEmpty());
+  EXPECT_THAT(mgr.GetFailedFiles(), ElementsAre(m_Folder.file("a.xml")));
 }
 
 TEST_F(TOLMMgrTest, DocumentNamesOfFewerThanFourBytesAreDropped) {
@@ -160,6 +207,19 @@ TEST_F(TOLMXmlLoaderTest, AnEmptyRequestPathIsRefusedWithoutALogLine) {
   TOLMXmlLoader loader;
   EXPECT_EQ(loader.load("", 1, borrowed), nullptr);
   EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
+}
+
+TEST_F(TOLMXmlLoaderTest, APipeIsRefusedAndAHyphenIsNotStandardInput) {
+  ASSERT_EQ(mkfifo(m_Folder.file("pipe").c_str(), 0666), 0);
+  for (const std::string& path : {m_Folder.file("pipe"), std::string("-")}) {
+    m_Log.clear();
+    std::list<XMLObject*> borrowed;
+    TOLMXmlLoader loader;
+    EXPECT_EQ(loader.load(path, 1, borrowed), nullptr);
+    EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "xmlCreateFileParserCtxt", GLOBAL_ERROR_NULL_POINTER))
+        << m_Log.dump();
+    EXPECT_EQ(m_Log.records().size(), 1U);
+  }
 }
 
 TEST_F(TOLMXmlLoaderTest, AnUnknownModeGivesNull) {
