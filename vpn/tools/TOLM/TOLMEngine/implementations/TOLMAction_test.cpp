@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
@@ -123,6 +125,27 @@ TEST_F(ActionWalkTest, ThePropertyListKindIsNoSlot) {
   EXPECT_TRUE(m_Log.has(kLogError, "No file location specified"));
   EXPECT_TRUE(
       m_Log.hasReturnCode(kLogError, "TOLMAction::performPListCopyAction", TOLMENGINE_ERROR_BAD_PARAMETER));
+}
+
+TEST_F(ActionWalkTest, TheEndOfAnActionEndsItsChild) {
+  // No road through a run leaves a child behind; this one is handed to the action.
+  class ActionWithChild : public RecordingAction {
+   public:
+    ActionWithChild(const DataComponent* osElement, pid_t child) : RecordingAction(osElement) {
+      m_pProcessApi = std::make_unique<CProcessApi>();
+      m_pid = child;
+    }
+  };
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    sleep(300);
+    _exit(0);
+  }
+  const DataComponent os("os", "");
+  { const ActionWithChild action(&os, child); }
+  // Ended and reaped: nobody of that id is left to signal.
+  EXPECT_NE(kill(child, 0), 0);
 }
 
 class ActionReaderTest : public ::testing::Test {

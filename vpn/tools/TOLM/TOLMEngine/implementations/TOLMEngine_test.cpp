@@ -25,6 +25,7 @@ namespace {
 
 using namespace test;
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -233,6 +234,30 @@ TEST_F(TOLMEngineTest, AConfigWithoutATitleIsNamedByItsOrdinal) {
   EXPECT_THAT(summary(), HasSubstr("=\n:\n\nFiles Included"));
 }
 
+TEST_F(TOLMEngineTest, TheOrdinalCountsConfigsWithATitleToo) {
+  for (const char* name : {"a.xml", "b.xml", "c.xml"}) {
+    config(name, documentText(std::string("T_") + name, logsItem()));
+  }
+  // The last one in the order of loading loses its title.
+  std::string last;
+  for (const std::string& name : readdirOrder(kConfigFolder)) {
+    last = name.size() == 5 ? name : last;
+  }
+  config(last, "<c>" + logsItem() + "</c>");
+  EXPECT_RESULT(run(), 0);
+  const std::vector<std::string> order = readdirOrder(kConfigFolder);
+  const auto place = std::count_if(order.begin(), std::find(order.begin(), order.end(), last),
+                                   [](const std::string& name) { return name.size() == 5; });
+  EXPECT_THAT(entries(), Contains("Unknown_" + std::to_string(place + 1) + "/one.log"));
+}
+
+TEST_F(TOLMEngineTest, ATitleThatIsEmptyWritesStraightIntoTheWorkFolder) {
+  config("a.xml", "<c><configure><title/></configure>" + logsItem() + "</c>");
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(entries(), ElementsAre("TWO.LOG", "one.log"));
+  EXPECT_TRUE(exists("/tmp/summary.txt"));
+}
+
 TEST_F(TOLMEngineTest, ATitleThatIsNoFolderNameWritesStraightIntoTheWorkFolder) {
   config("a.xml", documentText("no/such", logsItem()));
   EXPECT_RESULT(run(), 0);
@@ -369,6 +394,42 @@ TEST_F(TOLMEngineTest, AFailingConfigIsListedByItsNameAndItsFilesGoWithTheNext) 
       AllOf(HasSubstr("TOLM BUNDLE SUMMARY"), HasSubstr("one.log"),
             HasSubstr(std::string("TOLMEngine failed to parse or use the following configuration files:\n") +
                       (aFirst ? "no/a\n" : "no/b\n"))));
+}
+
+// A command for configs whose folders lie in the work folder: whichever config is first puts a folder in
+// the summary's way, and the next one takes it away again.
+std::string blockFirstSummary() {
+  std::filesystem::remove_all("/tmp/out");
+  return "<use_extern_action><action><args>cd /tmp/TOLM_Temp_Bundle*; test -e /tmp/out/mark &amp;&amp; "
+         "rmdir summary.txt || mkdir -p /tmp/out/mark "
+         "summary.txt</args><stdout/></action></use_extern_action>";
+}
+
+TEST_F(TOLMEngineTest, AFailingConfigWithoutATitleIsListedByItsOrdinal) {
+  const std::string block = blockFirstSummary();
+  config("a.xml", "<c>" + itemText("1", block) + "</c>");
+  config("b.xml", "<c>" + itemText("1", block) + "</c>");
+  EXPECT_RESULT(run(), 0) << m_Log.dump();
+  EXPECT_THAT(summary(),
+              HasSubstr("TOLMEngine failed to parse or use the following configuration files:\nUnknown_1\n" +
+                        std::string(kHeading)));
+}
+
+TEST_F(TOLMEngineTest, AFailedConfigAndAnUnparsableFileEndARunOfTwoThoughOneSucceeded) {
+  const std::string block = blockFirstSummary();
+  config("a.xml", documentText("A", itemText("1", block)));
+  config("b.xml", documentText("B", itemText("1", block)));
+  config("bad.xml", "<open>");
+  expectFailure(run(), TOLMENGINE_ERROR_INTERNAL, "Internal Error: all configs failed...");
+}
+
+TEST_F(TOLMEngineTest, UnparsableFilesByThemselvesNeverEndARun) {
+  config("a.xml", documentText("A", logsItem()));
+  config("b.xml", documentText("B", logsItem()));
+  config("bad.xml", "<open>");
+  config("worse.xml", "");
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(summary(), HasSubstr(std::string(kConfigFolder) + "worse.xml\n"));
 }
 
 // --- Requests ---

@@ -230,6 +230,43 @@ TEST_F(FileActionTest, ADestinationInTheWayIsAnUnexpectedError) {
   EXPECT_THAT(failures(), ElementsAre("a.log: " + src("a.log") + " Unexpected error occurred"));
 }
 
+TEST_F(FileActionTest, AWorkFolderThatRefusesIsToldWithoutTheSystemsWords) {
+  writeFile(src("a.log"), "1");
+  chmod(work().c_str(), 0555);
+  {
+    const WithoutFileOverride ordinary;
+    gather(copyAction(src("a.log")));
+  }
+  chmod(work().c_str(), 0755);
+  EXPECT_THAT(failures(), ElementsAre("a.log: " + src("a.log") + " Error occurred opening the file"));
+}
+
+TEST_F(FileActionTest, TheNewestFileThatCantBeCopiedIsOneEntryAndNoFailureOfTheAction) {
+  writeFile(src("old.log"), "1");
+  setModifiedTime(src("old.log"), 1000);
+  writeFile(src("new.log"), "2");
+  chmod(src("new.log").c_str(), 0);
+  {
+    const WithoutFileOverride ordinary;
+    gather("<file_copy_action><action><loc gather_newest=\"true\">" + src("*.log") +
+           "</loc></action></file_copy_action>");
+  }
+  EXPECT_THAT(failures(), ElementsAre("new.log: " + src("*.log") +
+                                      " Error occurred opening the file: Permission denied"));
+  EXPECT_THAT(m_Records, IsEmpty());
+  EXPECT_FALSE(m_Log.has(kLogError, "TOLMAction::performFileAction"));
+}
+
+TEST_F(FileActionTest, APipeIsNotWaitedFor) {
+  makeFolders(src());
+  ASSERT_EQ(mkfifo(src("pipe").c_str(), 0666), 0);
+  writeFile(src("plain"), "1");
+  gather(copyAction(src("p*")));
+  // What is no plain file is taken for a folder, and an empty one is made.
+  EXPECT_THAT(listFolder(work()), ElementsAre("pipe", "plain"));
+  EXPECT_THAT(listFolder(work() + "/pipe"), IsEmpty());
+}
+
 TEST_F(FileActionTest, TheReasonHoldsTheLocationAsWritten) {
   const ScopedEnv folder("TOLM_SRC", m_Folder.path().c_str());
   makeFolders(src());
@@ -298,8 +335,38 @@ TEST_F(CommandActionTest, ABaseNameStandsForAnItemWithoutAName) {
 
 TEST_F(CommandActionTest, AnItemsNameNamesTheResult) {
   m_Context.name = "report.txt";
-  gather(command("<args>echo hi</args><stdout/>"));
+  gather(command("<args>ls '" + work() + "'</args><stdout/>"));
   EXPECT_THAT(listFolder(work()), ElementsAre("report.txt"));
+  EXPECT_EQ(readFile(work() + "/report.txt"), banner("ls '" + work() + "'") + "report.txt.tmp\n");
+}
+
+TEST_F(CommandActionTest, VariablesInTheCommandLineAndInTheOutputsPathAreTranslated) {
+  const ScopedEnv folder("TOLM_SRC", m_Folder.path().c_str());
+  gather(command("<args>echo $TOLM_SRC/x</args><stdout/>"));
+  EXPECT_EQ(readFile(work() + "/echo_result.txt"),
+            banner("echo " + m_Folder.file("x")) + m_Folder.file("x") + "\n");
+  writeFile(m_Folder.file("out"), "1");
+  gather(command("<args>true</args><temp_out>$TOLM_SRC/out</temp_out>"));
+  EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt", "out"));
+  EXPECT_FALSE(exists(m_Folder.file("out")));
+}
+
+TEST_F(CommandActionTest, StdoutReplacesTheOutputsPath) {
+  gather(command("<args>echo hi</args><temp_out>" + m_Folder.file("out") + "</temp_out><stdout/>"));
+  EXPECT_FALSE(exists(m_Folder.file("out")));
+  EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
+}
+
+TEST_F(CommandActionTest, ACaptureThatCantBeStoredStaysUnderItsTemporaryName) {
+  makeFolders(work() + "/echo_result.txt");
+  gather(command("<args>echo hi</args><stdout/>"));
+  EXPECT_EQ(readFile(work() + "/echo_tmp.txt"), banner("echo hi") + "hi\n");
+  EXPECT_THAT(failures(), ElementsAre("echo_tmp.txt: TOLM cannot access temporary output at: " + work() +
+                                      "/echo_tmp.txt as specified by Config"));
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "helperUtil::fileCopy", TOLMENGINE_ERROR_UNEXPECTED));
+  EXPECT_TRUE(
+      m_Log.hasReturnCode(kLogError, "TOLMAction::performExternalAction", TOLMENGINE_ERROR_UNEXPECTED));
+  EXPECT_THAT(m_Records, IsEmpty());
 }
 
 TEST_F(CommandActionTest, TwoCommandsOfOneProgramInOneKindShareTheFile) {
@@ -504,6 +571,30 @@ TEST_F(PListActionTest, AMissingLogIsToldUnderThePropertyListsName) {
   EXPECT_THAT(m_Records, IsEmpty());
 }
 
+TEST_F(PListActionTest, ALogThatCantBeOpenedIsToldWithTheSystemsWords) {
+  writeFile(src("closed.log"), "1");
+  chmod(src("closed.log").c_str(), 0);
+  writeFile(m_Folder.file("l"),
+            "<p><dict><key>UILogLocation</key><a><s>" + src("closed.log") + "</s></a></dict></p>");
+  {
+    const WithoutFileOverride ordinary;
+    gather(plist(m_Folder.file("l")));
+  }
+  EXPECT_THAT(failures(), ElementsAre("closed.log: " + m_Folder.file("l") +
+                                      " Error occurred opening the file: Permission denied"));
+}
+
+TEST_F(PListActionTest, LocationsHaveNoWildcardsAndNoVariables) {
+  const ScopedEnv folder("TOLM_SRC", m_Folder.path().c_str());
+  writeFile(src("one.log"), "1");
+  writeFile(m_Folder.file("l"), "<p><dict><key>UILogLocation</key><a><s>" + src("*.log") +
+                                    "</s><s>$TOLM_SRC/src/one.log</s></a></dict></p>");
+  gather(plist("$TOLM_SRC/l"));
+  EXPECT_THAT(m_Records, IsEmpty());
+  EXPECT_THAT(failures(), ElementsAre("*.log: " + m_Folder.file("l") + " File not found",
+                                      "one.log: " + m_Folder.file("l") + " File not found"));
+}
+
 TEST_F(PListActionTest, AKeyThatIsTheLastChildIsLogged) {
   writeFile(m_Folder.file("l"), "<p><dict><key>UILogLocation</key></dict></p>");
   gather(plist(m_Folder.file("l")));
@@ -529,7 +620,8 @@ TEST_F(PListActionTest, AnAbsentKeyGathersNothingInSilence) {
 TEST_F(PListActionTest, AMissingBinaryOrMalformedListIsLoggedTwiceAndTellsTheUserNothing) {
   writeFile(m_Folder.file("binary"), std::string("bplist00\xd1\x01\x02\x00", 12));
   writeFile(m_Folder.file("malformed"), "<plist><dict>");
-  for (const char* name : {"missing", "binary", "malformed"}) {
+  ASSERT_EQ(mkfifo(m_Folder.file("pipe").c_str(), 0666), 0);
+  for (const char* name : {"missing", "binary", "malformed", "pipe"}) {
     m_Log.clear();
     gather(plist(m_Folder.file(name)));
     EXPECT_TRUE(m_Log.has(kLogError, "Unable to process XML parsing request")) << name;
@@ -596,6 +688,21 @@ TEST_F(ClearActionTest, ACommandIsStartedDirectlyAndItsOutputIsntCaptured) {
   // Variables aren't expanded, and there is no shell.
   EXPECT_EQ(readFile(m_Folder.file("proof")), "$HOME/x; y");
   EXPECT_THAT(listFolder(work()), IsEmpty());
+}
+
+TEST_F(ClearActionTest, ACommandReportsItsProgressAsInAGatheringRun) {
+  reportProgress(40, "base", TOLMOFFLINE_ERROR_PROCESSING);
+  m_Context.percentStep = 50;
+  clear(command("<clear_log apply=\"true\">sleep 0.5</clear_log>"));
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("40 base", "42 Processing what..."));
+}
+
+TEST_F(ClearActionTest, WithoutASummaryAFailureIsLoggedAlone) {
+  writeFile(m_Folder.file("l"),
+            "<p><dict><key>UILogLocation</key><a><s>/nowhere/gone.log</s></a></dict></p>");
+  clear(plist(m_Folder.file("l")));
+  EXPECT_TRUE(m_Log.has(kLogError, "pXMLSummary is NULL")) << m_Log.dump();
+  EXPECT_THAT(m_Records, IsEmpty());
 }
 
 TEST_F(ClearActionTest, AnUnknownChildStopsTheClearStepToo) {

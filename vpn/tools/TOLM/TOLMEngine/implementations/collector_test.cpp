@@ -155,10 +155,27 @@ TEST_F(CollectorTest, AnItemWithoutInstructionsFindsNoOs) {
   EXPECT_EQ(m_Log.count("Correct OS not found"), 2U);
 }
 
-TEST_F(CollectorTest, OneItemGetsTheWholeShareAndNoneGetsNoStep) {
-  // The step shows in the reports of a config with a launched command; here by the next start of two.
-  EXPECT_RESULT(collect(documentText("T", item("a")), 10), 0);
-  EXPECT_THAT(m_Keeper.reports, ElementsAre("10 Processing about a..."));
+TEST_F(CollectorTest, OneItemGetsTheWholeShareAndEachOfTwoHalfOfIt) {
+  // The step shows in what a command reports behind its first wait: 4.8 percent of it.
+  const std::string slow = "<use_extern_action><action><args>sleep 0.5</args></action></use_extern_action>";
+  EXPECT_RESULT(collect(documentText("T", itemText("a", slow)), 10), 0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("10 Processing about a...", "14 Processing about a..."));
+  m_Keeper.reports.clear();
+  EXPECT_RESULT(collect(documentText("T", itemText("a", slow) + item("b")), 20), 0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("20 Processing about a...", "22 Processing about a...",
+                                            "65 Processing about b..."));
+}
+
+TEST_F(CollectorTest, AnItemWithoutAnIdIsGatheredAndNotedUnderTheEmptyText) {
+  const auto nameless = [this](const char* isDefault) {
+    return "<file><description>no id</description><default>" + std::string(isDefault) +
+           "</default><tolm><os opsys=\"linux\">" + copyAction(m_Folder.file("src/a.log")) +
+           "</os></tolm></file>";
+  };
+  EXPECT_RESULT(collect(documentText("T", nameless("true") + nameless("false"))), 0);
+  EXPECT_THAT(gathered(), ElementsAre("a.log"));
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("0 Processing no id..."));
+  EXPECT_THAT(summary(), HasSubstr(" - The file(s) of ID  is/are not included by default by this config.\n"));
 }
 
 TEST_F(CollectorTest, ItemsOfOneIdKeepTheirDocumentOrder) {
