@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <iterator>
 #include <memory>
@@ -87,6 +88,18 @@ CManualLock& loggingLock() {
   return s_lock;
 }
 
+// Logging never changes the flow, and callers go on to look at errno.
+class ErrnoKeeper {
+ public:
+  ErrnoKeeper() : m_nErrno(errno) {}
+  ~ErrnoKeeper() { errno = m_nErrno; }
+  ErrnoKeeper(const ErrnoKeeper&) = delete;
+  ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+ private:
+  int m_nErrno;
+};
+
 void formatInto(char (&buffer)[kTextSize], const char* format, std::va_list arguments)
     __attribute__((format(printf, 2, 0)));
 
@@ -100,6 +113,7 @@ void formatInto(char (&buffer)[kTextSize], const char* format, std::va_list argu
 }  // namespace
 
 void logDebugMessage(const char* function, const char* file, int line, int level, const char* format, ...) {
+  const ErrnoKeeper keeper;
   char buffer[kTextSize] = {};
   std::va_list arguments;
   va_start(arguments, format);
@@ -111,6 +125,7 @@ void logDebugMessage(const char* function, const char* file, int line, int level
 void logDebugReturnCode(const char* function, const char* file, int line, int level,
                         const char* invokedFunction, ResultCode returnCode, const char* description,
                         const char* format, ...) {
+  const ErrnoKeeper keeper;
   char buffer[kTextSize] = {};
   std::va_list arguments;
   va_start(arguments, format);
@@ -146,6 +161,7 @@ void logMessageIdTrace(std::uint32_t id, ...) {
 }
 
 void logMessageIdV(std::uint32_t id, int level, std::va_list arguments) {
+  const ErrnoKeeper keeper;
   const MessageRow* row = findMessageRow(id);
   char message[kMessageSize] = {};
 #pragma GCC diagnostic push

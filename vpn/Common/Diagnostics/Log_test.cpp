@@ -58,6 +58,13 @@ TEST_F(LogTest, DebugMessageWithNullFormatHasFourLinesTheLastOneEmpty) {
   EXPECT_EQ(only().message, "Function: Clear\nFile: vpn/a.cpp\nLine: 7\n");
 }
 
+TEST_F(LogTest, TextThatCannotBeFormattedStillMakesARecord) {
+  // No character of any locale has this number, so the formatter fails behind "begun ".
+  const wchar_t broken[] = {static_cast<wchar_t>(0x7fffffff), 0};
+  logDebugMessage("f", "a.cpp", 1, kLogError, "begun %ls", broken);
+  EXPECT_EQ(only().message.rfind("Function: f\nFile: a.cpp\nLine: 1\n", 0), 0U);
+}
+
 TEST_F(LogTest, ReturnCodeWithoutDescriptionShowsItsTableRow) {
   logDebugReturnCode("fileCopy", "vpn/a.cpp", 396, kLogError, "helperUtil::fileCopy",
                      TOLMENGINE_ERROR_WRITE_FAILURE, nullptr, nullptr);
@@ -489,6 +496,28 @@ TEST_F(LogStartTest, FailingLoggerIsCalledAgainForTheNextMessage) {
   LOG_MESSAGE(kLogError, "one");
   LOG_MESSAGE(kLogError, "two");
   EXPECT_EQ(m_nMessages, 2);
+}
+
+// A logger whose calls of the host leave their mark.
+class ErrnoLogger : public ILogger {
+ public:
+  ResultCode log(std::uint32_t /*severity*/, const char* /*message*/, const char* /*messageName*/,
+                 std::uint32_t /*messageId*/, int /*level*/) override {
+    errno = EBUSY;
+    return 0;
+  }
+};
+
+TEST_F(LogStartTest, LoggingLeavesErrnoAlone) {
+  acquire(new ErrnoLogger);
+  const wchar_t broken[] = {static_cast<wchar_t>(0x7fffffff), 0};
+  errno = ENOENT;
+  LOG_MESSAGE(kLogError, "%ls", broken);
+  EXPECT_EQ(errno, ENOENT);
+  LOG_RETURN_CODE_TEXT(kLogError, "open", errno, "%ls", broken);
+  EXPECT_EQ(errno, ENOENT);
+  logMessageId(MID_UNKNOWN, kLogError, "x");
+  EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(LogStartTest, TableStaysRegisteredAfterTheLastRelease) {

@@ -6,8 +6,11 @@
 
 namespace halvo {
 
-// A new watch, closed on exec; -1 on failure.
+// A new watch; -1 on failure.
 int openWriteWatch();
+
+// Gives a watch back that nobody waits on any more. Negative ones are none.
+void closeWriteWatch(int watch);
 
 // Asks for the next write to the file behind `descriptor`, through whatever descriptor it comes. To be
 // repeated before each wait. -1 on failure.

@@ -10,6 +10,10 @@ int openWriteWatch() {
   return kqueue();
 }
 
+void closeWriteWatch(int /*watch*/) {
+  // A queue is left to the end of the process, as ever on this host.
+}
+
 int registerWriteWatch(int watch, int descriptor) {
   struct kevent change;
   EV_SET(&change, static_cast<uintptr_t>(descriptor), EVFILT_VNODE, EV_ADD | EV_ONESHOT, NOTE_WRITE, 0,

@@ -19,6 +19,13 @@ int openWriteWatch() {
   return inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
 }
 
+void closeWriteWatch(int watch) {
+  // A user has 128 of them at most, by the system's setting.
+  if (watch >= 0) {
+    close(watch);
+  }
+}
+
 int registerWriteWatch(int watch, int descriptor) {
   // The link in /proc leads to the open file itself, whatever has become of its name. A second
   // registration of the same file is the first one again.

@@ -8,6 +8,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/DescriptorSet.h"
 #include "vpn/Common/IPC/EventList.h"
+#include "vpn/Common/IPC/EventPipe.h"
 #include "vpn/Common/IPC/WriteWatch.h"
 #include "vpn/Common/Utility/sysutils.h"
 
@@ -46,6 +47,9 @@ CKevent::~CKevent() {
       LOG_RETURN_CODE_TEXT(kLogError, "CKevent::WaitForCompletion", rc, "Return code: %u", rc);
     }
     m_nRunning = 0;
+  }
+  if (!isStarted()) {
+    closeWriteWatch(m_nWatch);
   }
 }
 
@@ -116,7 +120,7 @@ ResultCode CCEvent::basicConstructor(CEventList* list, int externalHandle, std::
   m_nExternalHandle = externalHandle;
   m_nExternalHandleKind = kind;
   int ends[2];
-  if (pipe(ends) != 0) {
+  if (openEventPipe(ends) != 0) {
     LOG_RETURN_CODE(kLogError, "::pipe", errno);
     return EVENT_ERROR_CREATE_FAILED;
   }

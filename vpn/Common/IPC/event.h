@@ -73,7 +73,7 @@ class CKevent : public CThread {
   std::atomic<bool> m_bStopRequested = false;
   int m_nWatchedDescriptor;
   std::uint32_t m_nExternalKind;
-  int m_nWatch = -1;  // inotify or kqueue
+  int m_nWatch = -1;  // inotify's or kqueue's descriptor
   int m_nPipeWriteDescriptor;
   std::atomic<std::uint32_t> m_nRunning = 0;
 };
@@ -132,6 +132,9 @@ class CCEvent : public ISignalable {
   [[nodiscard]] bool isArmed() const { return m_bArmed; }
 
   [[nodiscard]] std::uint32_t eventType() const { return m_nEventType; }
+  // The pipe's ends, -1 where there is no pipe. They stay the event's.
+  [[nodiscard]] int readDescriptor() const { return m_nReadDescriptor; }
+  [[nodiscard]] int writeDescriptor() const { return m_nWriteDescriptor; }
 
   // Raises the event without logging.
   ResultCode Signal() override;

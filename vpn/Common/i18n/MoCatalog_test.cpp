@@ -28,12 +28,19 @@ bool allocationFails() {
 
 }  // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocationFails() ? nullptr : ::operator new(size);
+// The linker puts these in place of the allocations that may fail, by their mangled names: a definition
+// of the operators themselves would collide with the one of a sanitizer.
+extern "C" {
+void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+  return allocationFails() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocationFails() ? nullptr : ::operator new[](size);
+void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+  return allocationFails() ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+}
 }
 
 namespace halvo::mocatalog {
