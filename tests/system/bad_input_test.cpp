@@ -43,6 +43,15 @@ std::string capture(const std::string& command) {
   return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
 }
 
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  all.reserve(text.size() * times);
+  for (std::size_t i = 0; i < times; ++i) {
+    all += text;
+  }
+  return all;
+}
+
 // `attributes` as they stand behind the element's name.
 std::string item(const std::string& attributes, const std::string& kinds) {
   return "<file " + attributes + "><description>D</description><default>true</default>" +
@@ -295,13 +304,7 @@ TEST_F(BadInputTest, AnUnreadableConfigFolderHoldsNoDocuments) {
 
 TEST_F(BadInputTest, TenThousandNestedElementsAreRefused) {
   goodConfig();
-  std::string deep;
-  std::string ends;
-  for (int i = 0; i < 10'000; ++i) {
-    deep += "<a>";
-    ends += "</a>";
-  }
-  config("deep.xml", deep + ends);
+  config("deep.xml", repeated("<a>", 10'000) + repeated("</a>", 10'000));
   expectBundle();
   EXPECT_THAT(failedDocuments(), ElementsAre(kConfig + "deep.xml"));
 }
@@ -362,12 +365,7 @@ TEST_F(BadInputTest, BytesThatXmlDoesNotHaveAreRefused) {
 }
 
 TEST_F(BadInputTest, ADocumentOfAHundredMegabytesIsCarriedOut) {
-  const std::string text = "<x>" + std::string(1000, 'x') + "</x>";
-  std::string filling;
-  filling.reserve(text.size() * 100'000);
-  for (int i = 0; i < 100'000; ++i) {
-    filling += text;
-  }
+  const std::string filling = repeated("<x>" + std::string(1000, 'x') + "</x>", 100'000);
   config("huge.xml", document("Huge", filling + item("id='h'", copyOf("/opt/logs/*.log"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("Huge/one.log", "summary.txt"));
@@ -375,7 +373,7 @@ TEST_F(BadInputTest, ADocumentOfAHundredMegabytesIsCarriedOut) {
 
 TEST_F(BadInputTest, ADocumentOfAHundredMegabytesWithoutItsEndIsRefused) {
   goodConfig();
-  config("huge.xml", "<a>" + std::string(100'000'000, ' '));
+  config("huge.xml", "<a>" + repeated(std::string(1000, ' '), 100'000));
   expectBundle();
   EXPECT_THAT(failedDocuments(), ElementsAre(kConfig + "huge.xml"));
 }
@@ -443,7 +441,9 @@ TEST_F(BadInputTest, IdsThatAreMissingEmptyOrEqualAllGather) {
 TEST_F(BadInputTest, IdsOfTenThousandBytesAndOfReservedWordsGather) {
   config("a.xml", document("A", item("id='" + std::string(10'000, 'i') + "'", copyOf("/opt/logs/one.log")) +
                                     item("id='comments'", copyOf("/opt/logs/one.log")) +
-                                    item("id='../../x'", copyOf("/opt/logs/one.log"))));
+                                    item("id='../../x'", copyOf("/opt/logs/one.log")) +
+                                    item("id='Manifest_Not_Included'", copyOf("/opt/logs/one.log")) +
+                                    item("id='Other_Note'", copyOf("/opt/logs/one.log"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("A/one.log", "summary.txt"));
 }
@@ -472,10 +472,7 @@ TEST_F(BadInputTest, PatternsThatAreOddMatchWhatTheyShould) {
 TEST_F(BadInputTest, APatternMadeToBacktrackEnds) {
   const std::string name(200, 'a');
   writeFile("/opt/logs/" + name, "x");
-  std::string pattern;
-  for (int i = 0; i < 5'000; ++i) {
-    pattern += "*a";
-  }
+  const std::string pattern = repeated("*a", 5'000);
   config("a.xml", document("A", item("id='a'", copyOf("/opt/logs/" + pattern + "b"))));
   config("b.xml", document("B", item("id='b'", copyOf("/opt/logs/" + std::string(20'000, '*') + name))));
   expectBundle();
