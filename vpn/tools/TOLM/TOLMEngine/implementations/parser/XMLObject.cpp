@@ -70,7 +70,9 @@ void XMLObject::SetRootElement(const std::string& name, const std::string& value
   m_pRoot->SetValue(value);
 }
 
-std::string XMLObject::GetRootName() const { return m_pRoot != nullptr ? m_pRoot->GetName() : std::string(); }
+std::string XMLObject::GetRootName() const {
+  return m_pRoot != nullptr ? m_pRoot->GetName() : std::string();
+}
 
 void XMLObject::SetRootName(const std::string& name) {
   if (m_pRoot == nullptr) {
@@ -82,7 +84,9 @@ void XMLObject::SetRootName(const std::string& name) {
   }
 }
 
-std::string XMLObject::GetRootValue() const { return m_pRoot->GetValue(); }
+std::string XMLObject::GetRootValue() const {
+  return m_pRoot->GetValue();
+}
 
 void XMLObject::SetRootValue(const std::string& value) {
   if (m_pRoot != nullptr) {
