@@ -723,8 +723,12 @@ TEST_F(ConsoleTest, BadDocumentsBesideAGoodOneHarmNothing) {
 
 TEST_F(ConsoleTest, ADocumentOfAHundredMegabytesIsToldByCheckAndBoreByARun) {
   writeSimpleConfig();
-  writeFile(kConfig + "huge.xml",
-            document("Huge", "<!--" + std::string(9'000'000, 'x') + "-->" + std::string(91'000'000, '\n')));
+  const std::string line(999, 'x');
+  std::string text = "<c><configure><title>Huge</title></configure>";
+  while (text.size() < 100'000'000) {
+    text += "<!--" + line + "-->\n";
+  }
+  writeFile(kConfig + "huge.xml", text + "</c>");
   const RunResult checked = tmtolm({"check", kConfig});
   EXPECT_EQ(checked.exitStatus, 1);
   EXPECT_THAT(checked.out, HasSubstr("[too-large]\n"));
