@@ -266,6 +266,13 @@ TEST_F(ConsoleTest, ABundlePathThatMayNotBeWrittenFailsTheZip) {
   EXPECT_THAT(listFolder("/opt/locked"), IsEmpty());
 }
 
+TEST_F(ConsoleTest, ALineFeedInABundlePathLeavesTheFailureOnOneLine) {
+  writeSimpleConfig();
+  expectFailure({"collect", "--bundle", "/none/a\nb.zip"},
+                "Internal Error: failed to zip the bundle... (0xFEAF000B); is there a folder for "
+                "\"/none/a\\x0ab.zip\", and may you write there?");
+}
+
 // --- collect: other failures ----------------------------------------------------------------------
 
 TEST_F(ConsoleTest, WithoutDocumentsARunFails) {

@@ -11,6 +11,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMConsole/Arguments.h"
+#include "vpn/tools/TOLM/TOLMConsole/CheckRules.h"
 #include "vpn/tools/TOLM/TOLMConsole/CheckRun.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMConsole/Plan.h"
@@ -46,9 +47,10 @@ class SilentLog {
   }
 };
 
+// One line, whatever the paths in it hold.
 void printError(const std::string& line) {
   std::fflush(stdout);
-  std::fprintf(stderr, "tmtolm: %s\n", line.c_str());
+  std::fprintf(stderr, "tmtolm: %s\n", withoutControls(line).c_str());
 }
 
 // Standard output may be a full disk or a closed pipe: what was to be read there is lost then, and the
