@@ -120,6 +120,8 @@ TEST_F(TOLMEngineTest, ADefaultRunMakesABundleAndEndsAtAHundredAndZero) {
   EXPECT_EQ(runProgram({"unzip", "-p", m_strBundle, "Alpha/one.log"}).out, "one\n");
   EXPECT_THAT(leftovers(), IsEmpty());
   EXPECT_EQ(m_strFailure, "");
+  EXPECT_EQ(getProgressState().message, "TOLM has finished... ");
+  EXPECT_EQ(getProgressState().percent, 100U);
   ASSERT_GE(m_Keeper.reports.size(), 5U);
   EXPECT_EQ(m_Keeper.reports[0], "1 Starting up TOLM Engine...");
   EXPECT_EQ(m_Keeper.reports[1], "1 Parsing request and configuration XMLs...");

@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/support/ChildProgram.h"
 #include "tests/support/Files.h"
+#include "tests/support/ForkedCase.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
@@ -513,6 +515,58 @@ TEST_F(CommandActionTest, AParseFailureRunsNothingAndLeavesNoEntry) {
   EXPECT_THAT(failures(), IsEmpty());
   EXPECT_TRUE(
       m_Log.hasReturnCode(kLogError, "TOLMAction::performExternalAction", TOLMENGINE_ERROR_UNKNOWN_XML_TAG));
+}
+
+// Performs a command where no process may be started. Exits with 0 where the summary tells just that.
+int performWithoutProcesses(bool clearing, const std::string& command) {
+  dropToNobody();
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_NPROC, &none);
+  XMLObject summary("summary", "");
+  summary.AddChild(summary.GetRoot(), "Manifest_Not_Included", "");
+  ActionContext context;
+  context.id = "id";
+  context.folder = "/no/such/folder";
+  context.summary = clearing ? nullptr : &summary;
+  const auto document =
+      parseDocument("<os><use_extern_action><action>" + command + "</action></use_extern_action></os>");
+  std::list<FileRecord> records;
+  if (clearing) {
+    TOLMClearLogsAction(context, document->GetRoot()).Perform(records);
+    return records.empty() ? 0 : 1;
+  }
+  TOLMCollectLogsAction(context, document->GetRoot()).Perform(records);
+  const DataComponent* const failed = summary.GetRoot()->FindChild("id");
+  return records.empty() && failed != nullptr && failed->GetValue() == "N/A" &&
+                 failed->FindAttribute("reason")->GetValue() == "Failed to execute tool"
+             ? 0
+             : 1;
+}
+
+TEST(ActionWithoutProcessesTest, ACommandThatCantBeLaunchedIsToldAsNotExecuted) {
+  const ForkedResult result = runForked(
+      [] { return performWithoutProcesses(false, "<args>tool -x</args><temp_out>/no/out</temp_out>"); });
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
+  EXPECT_EQ(result.invokedFunctions(),
+            "fork CProcessApi::Launch TOLMAction::callExtern TOLMAction::performExternalAction");
+  EXPECT_TRUE(result.hasReturnCode(kLogError, "TOLMAction::callExtern", PROCESS_API_ERROR_UNKNOWN));
+}
+
+TEST(ActionWithoutProcessesTest, AShellThatCantBeStartedIsToldAsNotExecuted) {
+  const ForkedResult result =
+      runForked([] { return performWithoutProcesses(false, "<args>tool -x</args><stdout/>"); });
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
+  EXPECT_EQ(result.invokedFunctions(),
+            "popen CCommandShell::Execute TOLMAction::callExtern TOLMAction::performExternalAction");
+  EXPECT_TRUE(result.hasReturnCode(kLogError, "CCommandShell::Execute", GLOBAL_ERROR_UNEXPECTED));
+}
+
+TEST(ActionWithoutProcessesTest, AClearCommandThatCantBeLaunchedIsLoggedAlone) {
+  const ForkedResult result =
+      runForked([] { return performWithoutProcesses(true, "<clear_log apply=\"true\">tool</clear_log>"); });
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
+  EXPECT_EQ(result.invokedFunctions(), "fork CProcessApi::Launch");
+  EXPECT_NE(result.dump().find("pXMLSummary is NULL"), std::string::npos) << result.dump();
 }
 
 // --- get_file_to_copy_action ---
