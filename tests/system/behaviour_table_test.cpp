@@ -1,0 +1,86 @@
+// The table of behaviours in docs/behaviours.md names tests that exist.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+// "Suite.Name" of every test in the sources.
+std::set<std::string> testNames() {
+  std::set<std::string> names;
+  const std::regex declaration(R"(TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\))");
+  for (const char* folder : {"vpn", "tests"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(sourcePath(folder))) {
+      const std::string path = entry.path().string();
+      if (path.size() < 9 || path.compare(path.size() - 9, 9, "_test.cpp") != 0) {
+        continue;
+      }
+      const std::string text = readFile(path);
+      for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end; ++match) {
+        names.insert((*match)[1].str() + "." + (*match)[2].str());
+      }
+    }
+  }
+  return names;
+}
+
+// Rows of a table: "behaviour" and "test", headings and rules left out.
+struct Row {
+  std::string behaviour;
+  std::string test;
+};
+
+std::vector<Row> rowsOf(const std::string& text) {
+  std::vector<Row> rows;
+  const std::regex form(R"(^\| (.*?) \| (.*?) \|$)");
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (!line.empty() && line.front() == '|' && line != "| behaviour | test |" && line != "|---|---|") {
+      const bool fits = std::regex_match(line, match, form);
+      rows.push_back(fits ? Row{match[1].str(), match[2].str()} : Row{line, ""});
+    }
+  }
+  return rows;
+}
+
+TEST(BehaviourTableTest, EveryRowNamesATestThatExists) {
+  const std::set<std::string> names = testNames();
+  const std::vector<Row> rows = rowsOf(readFile(sourcePath("docs/behaviours.md")));
+  EXPECT_GT(rows.size(), 200U);
+  std::vector<std::string> wrong;
+  for (const Row& row : rows) {
+    const bool quoted = row.test.size() > 2 && row.test.front() == '`' && row.test.back() == '`';
+    if (row.behaviour.empty() || !quoted || names.count(row.test.substr(1, row.test.size() - 2)) == 0) {
+      wrong.push_back(row.behaviour + ": " + row.test);
+    }
+  }
+  EXPECT_THAT(wrong, IsEmpty());
+}
+
+TEST(BehaviourTableTest, ARowWithoutATestIsSeen) {
+  const std::vector<Row> rows =
+      rowsOf("| behaviour | test |\n|---|---|\n| something | `A.B` |\n| nothing |\n");
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].test, "`A.B`");
+  EXPECT_EQ(rows[1].test, "");
+}
+
+}  // namespace
+}  // namespace halvo
