@@ -6,6 +6,7 @@ usage: wizard_accessibility.py COMMAND [ARGUMENT...]
   tree                one line a visible object: role, name, description, text or value, by tabs
   all                 the same with the objects that aren't visible, a "hidden" before their role
   press NAME          the action of the button, check box or menu item of that name
+  set NAME FILE       the text of the visible input of that name to the file's (UTF-8)
   wait-text TEXT      until a visible label starts with TEXT; prints the whole label
   follow-bar          the values of the progress bar, until it is gone; one line each
 """
@@ -97,6 +98,14 @@ def press(name):
     until(lambda: first(has_name)).queryAction().doAction(0)
 
 
+def set_text(name, path):
+    def has_name(item):
+        return item.name == name and item.getRole() in (pyatspi.ROLE_TEXT, pyatspi.ROLE_PASSWORD_TEXT)
+
+    with open(path, encoding="utf-8", newline="") as file:
+        until(lambda: first(has_name)).queryEditableText().setTextContents(file.read())
+
+
 def follow_bar():
     values = []
     until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_PROGRESS_BAR))
@@ -126,6 +135,8 @@ def main(arguments):
         print_tree(False)
     elif command == "press":
         press(arguments[1])
+    elif command == "set":
+        set_text(arguments[1], arguments[2])
     elif command == "wait-text":
         label = until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_LABEL
                                     and item.name.startswith(arguments[1])))

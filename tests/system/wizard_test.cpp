@@ -186,6 +186,43 @@ TEST_F(WizardTest, RunByAccessibilityAloneGivesAnOpenBundle) {
       1U);
 }
 
+TEST_F(WizardTest, PasswordOfTenThousandCharactersOfAnyScriptAndLineEndsOpensTheBundle) {
+  std::string password =
+      "p\xc3\xa4ss \xe5\xaf\x86\xe7\xa0\x81 \xd8\xb3\xd8\xb1 \xf0\x9f\x94\x91\r\nsecond\tline\n";
+  password += std::string(10000, 'x');
+  test::writeFile("/run/password", password);
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  desktop().accessibility({"press", "Enable Bundle Encryption"});
+  desktop().accessibility({"set", "Encryption Password", "/run/password"});
+
+  desktop().accessibility({"press", "Run"});
+  desktop().accessibility({"wait-text", "The bundle was created"});
+
+  ASSERT_THAT(bundles(), SizeIs(1));
+  const std::string bundle = m_strDesktopFolder + "/" + bundles()[0];
+  EXPECT_EQ(test::checkBundle(test::Reader::Python, bundle, password).exitStatus, 0);
+  EXPECT_NE(test::checkBundle(test::Reader::Python, bundle, password + "x").exitStatus, 0);
+}
+
+TEST_F(WizardTest, UsersDecimalCommaStaysOutOfTheReport) {
+  test::makeFolders("/run/locales");
+  const test::RunResult made =
+      test::runProgram({"localedef", "-i", "de_DE", "-f", "UTF-8", "/run/locales/de_DE.UTF-8"});
+  ASSERT_EQ(made.exitStatus, 0) << made.err;
+  test::writeFile("/opt/halvo/tessarmont/log/client.log", std::string(1536, 'x'));
+  const std::unique_ptr<BackgroundProgram> wizard =
+      desktop().startWizard({{"LC_ALL", "de_DE.UTF-8"}, {"LOCPATH", "/run/locales"}});
+
+  closingMessage("The bundle was");
+
+  ASSERT_THAT(bundles(), SizeIs(1));
+  const std::string summary =
+      test::bundleContent(test::Reader::Python, m_strDesktopFolder + "/" + bundles()[0])["summary.txt"];
+  EXPECT_THAT(summary, HasSubstr("1.50K"));
+  // The clock's text is the one that follows the user's locale.
+  EXPECT_THAT(summary, ::testing::ContainsRegex("Time: +(Mo|Di|Mi|Do|Fr|Sa|So) "));
+}
+
 TEST_F(WizardTest, TickedBoxAndEmptyPasswordRunsAllTheSame) {
   const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
   desktop().press("space");
