@@ -13,6 +13,7 @@
 #include <string>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/XMLObject.h"
 
 namespace halvo::helperUtil {
@@ -63,6 +64,8 @@ namespace halvo::helperUtil {
 
 // One line that names the operating system, such as "Debian GNU/Linux: 12.0.0".
 [[nodiscard]] std::string osDescription();
+// The same for a given record.
+[[nodiscard]] std::string osDescription(const OSInfo& record);
 
 // The present local time as text, by sysutils' selector.
 [[nodiscard]] std::string timeText(int selector);

@@ -146,6 +146,10 @@ int randomFiveDigits() {
 std::string osDescription() {
   OSInfo record;
   getOSInfo(record);
+  return osDescription(record);
+}
+
+std::string osDescription(const OSInfo& record) {
   std::string text = "Unknown:";
   if (record.family == kFamilyMac) {
     text = "macOS";

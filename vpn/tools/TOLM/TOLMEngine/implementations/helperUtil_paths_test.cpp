@@ -34,6 +34,7 @@ TEST_F(TranslatePathTest, TheValueGetsASlashOnlyWhereItHasNone) {
   EXPECT_EQ(translatePath("$X/"), "v/");
   EXPECT_EQ(translatePath("$Y/z"), "w/z");
   EXPECT_EQ(translatePath("$X/$Y/$X/"), "v/w/v/");
+  EXPECT_EQ(translatePath("$$X/b"), "v/b");
 }
 
 TEST_F(TranslatePathTest, ADollarWithoutASlashBehindItStays) {
@@ -242,6 +243,19 @@ TEST(OsDescriptionTest, NamesTheSystemAndItsVersion) {
   OSInfo record;
   getOSInfo(record);
   EXPECT_EQ(osDescription(), std::string(record.name) + ": " + record.versionText);
+}
+
+TEST(OsDescriptionTest, DependsOnTheFamily) {
+  OSInfo record = {};
+  setOSInfo(record, "Some System", 12, 3, 4);
+  record.family = kFamilyMac;
+  EXPECT_EQ(osDescription(record), "macOS 12.3.4");
+  record.family = kFamilyLinux;
+  EXPECT_EQ(osDescription(record), "Some System: 12.3.4");
+  for (const std::int32_t family : {0, 4, 7, -1}) {
+    record.family = family;
+    EXPECT_EQ(osDescription(record), "Unknown: 12.3.4") << family;
+  }
 }
 
 TEST(FoldersTest, AreConstants) {
