@@ -144,6 +144,7 @@ TEST_F(CuttingTest, AMissingFileIsAnOpenFailure) {
   EXPECT_RESULT(fileTruncateEnd(1, "missing"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
   EXPECT_RESULT(fileTruncateFront(1, "missing"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
   EXPECT_EQ(m_Log.count("Failed to open \"missing\""), 2U);
+  EXPECT_TRUE(m_Log.has(kLogError, "Failed to open \"missing\"")) << m_Log.dump();
   EXPECT_FALSE(exists("temp_out.txt"));
 }
 
@@ -157,6 +158,7 @@ TEST_F(CuttingTest, AnUnwritableWorkingFolderFailsBeforeTheFileIsTouched) {
   }
   chmod(m_Folder.path().c_str(), 0755);
   EXPECT_EQ(m_Log.count("Failed to open \"temp_out.txt\""), 2U);
+  EXPECT_TRUE(m_Log.has(kLogError, "Failed to open \"temp_out.txt\"")) << m_Log.dump();
   EXPECT_EQ(readFile("file"), "abcdef");
 }
 
@@ -171,6 +173,23 @@ TEST_F(CuttingTest, AFailureOnTheWayBackIsAWarningAndTheResultIsZero) {
   chmod("closed", 0755);
   EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_UNEXPECTED))
       << m_Log.dump();
+}
+
+TEST_F(CuttingTest, AScratchFileThatCantBeReadBackLosesTheFileWithAWarning) {
+  writeFile("file", "abcdef");
+  writeFile("temp_out.txt", "");
+  chmod("temp_out.txt", 0200);
+  {
+    const WithoutFileOverride ordinary;
+    EXPECT_RESULT(fileTruncateEnd(2, "file"), 0);
+  }
+  chmod("temp_out.txt", 0600);
+  EXPECT_FALSE(exists("file"));
+  EXPECT_EQ(readFile("temp_out.txt"), "ab");
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_FILE_OPEN_FAILURE));
+  ASSERT_EQ(m_Log.records().size(), 1U) << m_Log.dump();
+  EXPECT_EQ(m_Log.records().front().field("Function"), "fileTruncateEnd");
+  EXPECT_THAT(m_Log.records().front().text(), ::testing::HasSubstr("Permission denied"));
 }
 
 TEST_F(CuttingTest, AFolderInThePlaceOfTheFileEnds) {

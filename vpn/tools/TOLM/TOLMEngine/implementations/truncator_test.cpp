@@ -10,6 +10,7 @@
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {
 namespace {
@@ -17,6 +18,8 @@ namespace {
 using namespace test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+
+constexpr std::int32_t kNotSetYet = -1;
 
 class TruncatorTest : public ::testing::Test {
  protected:
@@ -38,6 +41,7 @@ class TruncatorTest : public ::testing::Test {
     record.requestedScheme = scheme;
     record.requestedSize = budget;
     record.defaultScheme = defaultScheme;
+    record.appliedScheme = kNotSetYet;
     m_Records.push_back(record);
   }
 
@@ -103,6 +107,13 @@ TEST_F(TruncatorTest, KeepAllOfNothingIsNoError) {
   EXPECT_RESULT(truncator(m_Records, &m_Summary).keepAll(), 0);
   EXPECT_RESULT(truncator(m_Records, nullptr).keepAll(), 0);
   EXPECT_THAT(m_Log.records(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, KeepAllIgnoresThatAFileCantBeEntered) {
+  gather("a", "one", 1, kTruncateNone, 0);
+  gather("b", "two", 1, kTruncateNone, 0);
+  EXPECT_RESULT(truncator(m_Records, nullptr).keepAll(), 0);
+  EXPECT_EQ(m_Log.count("m_pXMLSummary is uninitialized"), 2U) << m_Log.dump();
 }
 
 TEST_F(TruncatorTest, PerformOnAnEmptyListIsNotInitialized) {
@@ -177,6 +188,41 @@ TEST_F(TruncatorTest, TheSumStartsAnewForEachId) {
   EXPECT_TRUE(there("b1"));
 }
 
+TEST_F(TruncatorTest, FilesThatStayWholeAreMarkedAsNotCut) {
+  gather("a", "none", 10, kTruncateNone, 0);
+  gather("b", "kept", 10, kTruncateWhole, 10);
+  gather("b", "gone", 5, kTruncateWhole, 10);
+  truncator some(m_Records, &m_Summary);
+  EXPECT_RESULT(some.perform(), 0);
+  std::vector<std::int32_t> applied;
+  for (const FileRecord& record : some.records()) {
+    applied.push_back(record.appliedScheme);
+  }
+  EXPECT_THAT(applied, ElementsAre(kTruncateNone, kTruncateNone, kNotSetYet));
+}
+
+TEST_F(TruncatorTest, AFileThatDoesntFitAndCantBeDeletedIsListedAsOutAllTheSame) {
+  for (const char* id : {"mismatch", "whole"}) {
+    makeFolders(m_Folder.file(id));
+    FileRecord record;
+    record.id = id;
+    record.path = m_Folder.file(id);
+    record.size = 5;
+    record.requestedScheme = kTruncateWhole;
+    m_Records.push_back(record);
+  }
+  gather("mismatch", "head", 10, kTruncateNone, 0);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_TRUE(there("mismatch"));
+  EXPECT_TRUE(there("whole"));
+  EXPECT_THAT(omitted(),
+              ElementsAre("mismatch|mismatch||Internal error",
+                          "whole|whole||See note *1; File/whole truncate type specified; total allowed size "
+                          "for this ID is 0 bytes; this file is 5 bytes"));
+  // Only a lost file is told as dead.
+  EXPECT_THAT(notes(), ElementsAre(kNote1));
+}
+
 TEST_F(TruncatorTest, DataCuttingShortensEveryFileInProportion) {
   gather("a", "end", 600, kTruncateData, 500, kTruncateEnd);
   gather("a", "front", 400, kTruncateData, 500, kTruncateFront);
@@ -199,6 +245,60 @@ TEST_F(TruncatorTest, AnotherDefaultSchemeIsCutAtTheEndWithAWarning) {
                   "type, however, requested to be DATA-truncated.\n\t TOLM will truncate end, but there "
                   "could be possible loss of useful data, or corruption of the file.",
                   kNote2));
+}
+
+TEST_F(TruncatorTest, FractionsOfAByteAreNotKept) {
+  // 3.67 and 7.33 bytes.
+  gather("a", "small", 10, kTruncateData, 11, kTruncateEnd);
+  gather("a", "large", 20, kTruncateData, 11, kTruncateEnd);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("small")).size(), 3U);
+  EXPECT_EQ(readFile(m_Folder.file("large")).size(), 7U);
+}
+
+TEST_F(TruncatorTest, AFileThatCantBeCutIsListedAsIncludedAllTheSame) {
+  gather("a", "vanished", 10, kTruncateData, 5, kTruncateEnd);
+  ASSERT_RESULT(helperUtil::fileDelete(m_Folder.file("vanished")), 0);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_TRUE(m_Log.has(kLogError, "Failed to open \"" + m_Folder.file("vanished") + "\"")) << m_Log.dump();
+  EXPECT_THAT(included(), ElementsAre("a|vanished|about vanished; see Note *2|10 bytes"));
+}
+
+TEST_F(TruncatorTest, OnlyAGroupWithFilesMakesTheDataNoteDue) {
+  gather("a", "file", 10, kTruncateNone, 0);
+  std::list<FileRecord> group;
+  truncator empty(m_Records, &m_Summary);
+  EXPECT_RESULT(empty.DATATruncateAll(group, 0), 0);
+  EXPECT_RESULT(empty.perform(), 0);
+  EXPECT_THAT(notes(), IsEmpty());
+  group = m_Records;
+  truncator full(m_Records, &m_Summary);
+  EXPECT_RESULT(full.DATATruncateAll(group, 10), 0);
+  EXPECT_RESULT(full.perform(), 0);
+  EXPECT_THAT(notes(), ::testing::Contains(kNote2));
+}
+
+TEST_F(TruncatorTest, AGroupThatCantBeCutIsLoggedAndTheWalkGoesOn) {
+  class Failing : public truncator {
+   public:
+    using truncator::truncator;
+    ResultCode DATATruncateAll(std::list<FileRecord>& group, double sum) override {
+      calls.push_back(group.front().id + " " + std::to_string(group.size()) + " " +
+                      helperUtil::sizeToText(sum, 0));
+      return TOLMENGINE_ERROR_UNEXPECTED;
+    }
+    std::vector<std::string> calls;
+  };
+  gather("a", "a1", 10, kTruncateData, 5);
+  gather("a", "a2", 20, kTruncateData, 5);
+  gather("b", "b", 1, kTruncateNone, 0);
+  gather("c", "c", 7, kTruncateData, 5);
+  Failing failing(m_Records, &m_Summary);
+  EXPECT_RESULT(failing.perform(), 0);
+  EXPECT_THAT(failing.calls, ElementsAre("a 2 30 bytes", "c 1 7 bytes"));
+  EXPECT_THAT(included(), ElementsAre("b|b|about b|1 bytes"));
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "truncator::DATATruncateAll", TOLMENGINE_ERROR_UNEXPECTED));
+  EXPECT_EQ(m_Log.count("truncator::DATATruncateAll"), 2U) << m_Log.dump();
 }
 
 TEST_F(TruncatorTest, DataCuttingSetsTheAppliedScheme) {
@@ -263,6 +363,22 @@ TEST_F(TruncatorTest, AnotherSchemeThanItsGroupsFirstIsDeletedAsInternalError) {
                 "Two files corresponding to the same fileID have different requested truncation scheme"))
       << m_Log.dump();
   EXPECT_THAT(notes(), IsEmpty());
+}
+
+TEST_F(TruncatorTest, AFileOfAnotherSchemeDoesntCountInItsGroupsSum) {
+  gather("data", "cut", 10, kTruncateData, 5, kTruncateEnd);
+  gather("data", "stray", 8, kTruncateNone, 0);
+  gather("whole", "first", 10, kTruncateWhole, 15);
+  gather("whole", "alien", 8, kTruncateData, 15);
+  gather("whole", "last", 5, kTruncateWhole, 15);
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_EQ(readFile(m_Folder.file("cut")).size(), 5U);
+  EXPECT_TRUE(there("first"));
+  EXPECT_TRUE(there("last"));
+  EXPECT_FALSE(there("stray"));
+  EXPECT_FALSE(there("alien"));
+  EXPECT_THAT(omitted(),
+              ElementsAre("data|stray|about stray|Internal error", "whole|alien|about alien|Internal error"));
 }
 
 TEST_F(TruncatorTest, AGroupHeadedByAnUnknownSchemeIsLost) {
@@ -332,6 +448,8 @@ TEST_F(TruncatorTest, AFailureToEnterAFileIsLoggedAndTheWalkGoesOn) {
     logged += log.field("Invoked Function") == "truncator::fillSummaryGoodFile" ? 1 : 0;
   }
   EXPECT_EQ(logged, 2U) << m_Log.dump();
+  EXPECT_TRUE(
+      m_Log.hasReturnCode(kLogError, "truncator::fillSummaryGoodFile", TOLMENGINE_ERROR_NULL_XML_CHILD));
 }
 
 }  // namespace
