@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <ctime>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
@@ -59,6 +62,20 @@ TEST(WrapTextTest, LeadingWhiteSpaceGoesAndBytesAboveTheAsciiStay) {
   EXPECT_THAT(wrapped("\xa0\x85x", 5), ElementsAre("\xa0\x85x"));
 }
 
+TEST(WrapTextTest, BytesAboveTheAsciiAreNoBreak) {
+  EXPECT_THAT(wrapped("aaaa\xa0"
+                      "bbbb",
+                      8),
+              ElementsAre("aaaa\xa0"
+                          "bb",
+                          "bb"));
+}
+
+TEST(WrapTextTest, ABreakMayBeAnyWhiteSpaceAndTheRestOfARunGoesToo) {
+  EXPECT_THAT(wrapped("one\ntwo \t three", 9), ElementsAre("one\ntwo ", "three"));
+  EXPECT_THAT(wrapped("one\nthree", 5), ElementsAre("one", "three"));
+}
+
 TEST(WrapTextTest, ATextThatEndsInABlankBehindTheBreakHasOneLineMore) {
   // What is left is a blank: text, as far as the caller is told, which the next line shows as empty.
   EXPECT_THAT(wrapped("aaaa bbbb  ", 10), ElementsAre("aaaa bbbb", ""));
@@ -106,6 +123,24 @@ TEST_F(SummaryTextTest, TheFirstSectionHasTheHeadingAndTheMainInformation) {
                                    "/bundle\n\n" + std::string(141, '=') + "\nTitle:\n\n"));
 }
 
+TEST_F(SummaryTextTest, TheTimeIsThatOfTheFirstConfigsEndInTheHostsWords) {
+  const std::time_t before = std::time(nullptr);
+  collect(documentText("Title", ""));
+  const std::time_t after = std::time(nullptr);
+  const std::string text = summary();
+  std::tm printed = {};
+  std::tm local = {};
+  localtime_r(&after, &local);
+  const char* const rest =
+      strptime(text.c_str() + text.find("\nTime:") + 31, "%c", &printed);  // the label is 30 wide
+  ASSERT_NE(rest, nullptr) << text;
+  EXPECT_EQ(std::string(rest).rfind("\nOS:", 0), 0U) << text;
+  printed.tm_isdst = local.tm_isdst;
+  const std::time_t time = std::mktime(&printed);
+  EXPECT_GE(time, before);
+  EXPECT_LE(time, after);
+}
+
 TEST_F(SummaryTextTest, AConfigWithoutFilesPrintsTwoRulesWithNothingBetween) {
   collect(documentText("Title", ""));
   EXPECT_EQ(section(), "Title:\n\n" + kHeading + std::string(101, '-') + "\n");
@@ -127,6 +162,9 @@ TEST_F(SummaryTextTest, SeveralConfigsHaveOneHeadingAndARuleEach) {
     ++rules;
   }
   EXPECT_EQ(rules, 2U);
+  for (const char* label : {"\nTime:", "\nOS:", "\nUser Name:", "\nBundle on client computer:"}) {
+    EXPECT_EQ(text.find(label), text.rfind(label)) << label;
+  }
   EXPECT_THAT(text, HasSubstr(std::string(101, '-') + "\n\n" + std::string(141, '=') + "\nTwo:\n\n"));
 }
 
@@ -141,6 +179,39 @@ TEST_F(SummaryTextTest, RowsAreWrappedCellByCellAndPaddedToTheLastColumn) {
                            padded(std::string(39, 'd'), 40) + "  " + padded("1.50K", 10) + "\n" +           //
                            std::string(17, ' ') + "  " + padded("nnn.log", 28) + "  " + padded("dd", 40) +  //
                            "  " + std::string(10, ' ') + "\n" + std::string(101, '-') + "\n");
+}
+
+TEST_F(SummaryTextTest, ACellThatHoldsABlankBehindItsBreakHasOneRowMore) {
+  writeFile(m_Folder.file("src/" + std::string(27, 'n') + "  "), "");
+  collect(documentText("T", itemText("a", copyAction(m_Folder.file("src/*")))));
+  EXPECT_EQ(section(), "T:\n\n" + kHeading +                                                   //
+                           padded("a", 17) + "  " + padded(std::string(27, 'n'), 28) + "  " +  //
+                           padded("about a", 40) + "  " + padded("0 bytes", 10) + "\n" +       //
+                           std::string(101, ' ') + "\n" + std::string(101, '-') + "\n");
+}
+
+TEST_F(SummaryTextTest, TheUsersCommentsAreListedLikeAGatheredFile) {
+  const auto request = parseDocument("<r><comments>It broke</comments></r>");
+  collector some(request.get(), m_Unprocessed, 92, "bundle");
+  std::string folder = m_Folder.file("work/config");
+  EXPECT_RESULT(some.Collect(folder, parseDocument(documentText("T", "")).get(), 0), 0);
+  EXPECT_EQ(readFile(m_Folder.file("work/comments.txt")), "Comments from Tessarmont user:\nIt broke");
+  EXPECT_EQ(section(), "T:\n\n" + kHeading +                                                         //
+                           padded("comments", 17) + "  " + padded("comments.txt", 28) + "  " +       //
+                           padded("Tessarmont user comments", 40) + "  " + padded("39 bytes", 10) +  //
+                           "\n" + std::string(101, '-') + "\n");
+}
+
+TEST_F(SummaryTextTest, AFullDiskIsNotLookedAt) {
+  ASSERT_EQ(symlink("/dev/full", m_Folder.file("work/summary.txt").c_str()), 0);
+  collect(documentText("T", ""));
+  EXPECT_EQ(m_Log.records().size(), 0U) << m_Log.dump();
+}
+
+TEST_F(SummaryTextTest, WhatStandsInTheFileAlreadyIsKept) {
+  writeFile(m_Folder.file("work/summary.txt"), "earlier\n");
+  collect(documentText("T", ""));
+  EXPECT_THAT(summary(), StartsWith("earlier\nTOLM BUNDLE SUMMARY\n"));
 }
 
 TEST_F(SummaryTextTest, OmittedFilesAndNotesHaveTheirTables) {
@@ -176,6 +247,30 @@ TEST_F(SummaryTextTest, FormatsAreNotAppliedToTexts) {
   collect(documentText("50%d", itemText("%n", copyAction(m_Folder.file("src/*")))));
   EXPECT_THAT(section(), StartsWith("50%d:\n"));
   EXPECT_THAT(section(), HasSubstr("\n%n                 100%s%n  "));
+}
+
+TEST(SummaryFillersTest, EntriesStandInTheOrderOfTheCallsWithTheirAttributes) {
+  const LogRecorder log;
+  XMLObject summary("summary", "");
+  summary.AddChild(summary.GetRoot(), "Manifest_Not_Included", "");
+  summary.AddChild(summary.GetRoot(), "Other_Note", "");
+  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(&summary, "z", "name", "what", "why"), 0);
+  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(&summary, "a", "", "", ""), 0);
+  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(&summary, "z", "name", "what", "why"), 0);
+  EXPECT_RESULT(helperUtil::fillSummaryNote(&summary, "one\ntwo"), 0);
+  std::vector<std::string> entries;
+  for (const auto& section : summary.GetRoot()->GetChildren()) {
+    for (const auto& entry : section->GetChildren()) {
+      std::string text = entry->GetName() + "=" + entry->GetValue();
+      for (const DataAttribute& attribute : entry->GetAttributes()) {
+        text += "," + attribute.GetName() + "=" + attribute.GetValue();
+      }
+      entries.push_back(text);
+    }
+  }
+  EXPECT_THAT(entries, ElementsAre("z=name,description=what,reason=why", "a=,description=,reason=",
+                                   "z=name,description=what,reason=why", " - =one\ntwo"));
+  EXPECT_EQ(log.records().size(), 0U) << log.dump();
 }
 
 TEST(SummaryFillersTest, TellAnUnusableSummary) {
