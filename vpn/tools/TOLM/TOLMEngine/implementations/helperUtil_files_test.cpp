@@ -66,6 +66,12 @@ TEST_F(FileCopyTest, AMissingSourceIsNotFoundAndNotLogged) {
   EXPECT_THAT(m_Log.records(), IsEmpty());
 }
 
+TEST_F(FileCopyTest, AMissingFileOntoItselfIsNotFound) {
+  std::string errorText;
+  EXPECT_RESULT(fileCopy(at("missing"), at("missing"), errorText), TOLMENGINE_ERROR_FILE_NOT_FOUND);
+  EXPECT_RESULT(fileCopy("", "", errorText), TOLMENGINE_ERROR_FILE_NOT_FOUND);
+}
+
 TEST_F(FileCopyTest, AFileOntoItselfByTheSameTextIsLeftAlone) {
   writeFile(at("a"), "content");
   std::string errorText;
@@ -91,6 +97,14 @@ TEST_F(FileCopyTest, ADestinationThatIsAFolderStopsTheCopy) {
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "helperUtil::fileDelete", TOLMENGINE_ERROR_UNEXPECTED))
       << m_Log.dump();
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "unlink_file", EISDIR));
+}
+
+TEST_F(FileCopyTest, AFolderIsNotCopiedIntoOneThatExists) {
+  writeFile(at("src/a"), "1");
+  makeFolders(at("dst"));
+  std::string errorText;
+  EXPECT_RESULT(fileCopy(at("src"), at("dst"), errorText), TOLMENGINE_ERROR_UNEXPECTED);
+  EXPECT_THAT(listFolder(at("dst")), IsEmpty());
 }
 
 TEST_F(FileCopyTest, ARefusedSourceHasLostTheDestinationAlready) {
@@ -297,6 +311,30 @@ TEST_F(FileFindAllTest, AnEntryThatCantBeLookedAtIsListedAsAFile) {
   EXPECT_THAT(find("dangling"), ElementsAre("dangling"));
 }
 
+TEST_F(FileFindAllTest, AnEntryThatCantBeLookedAtHasTheTimeOfTheLastReading) {
+  std::int64_t time = 1000;
+  for (const char* name : {"a.log", "b.log", "c.log"}) {
+    writeFile(at(name), "");
+    setModifiedTime(at(name), ++time);
+  }
+  for (const char* name : {"d.log", "e.log", "f.log", "g.log"}) {
+    ASSERT_EQ(symlink("/nowhere/at/all", at(name).c_str()), 0);
+  }
+  std::string folder = m_Folder.path();
+  std::string pattern = "*.log";
+  std::list<FileFindEntry> entries;
+  ASSERT_RESULT(fileFindAll(folder, pattern, entries), 0);
+  ASSERT_EQ(entries.size(), 7U);
+  std::int64_t last = 0;
+  for (const FileFindEntry& entry : entries) {
+    EXPECT_FALSE(entry.isDirectory) << entry.name;
+    if (entry.name >= "d.log") {
+      EXPECT_EQ(entry.modifiedTime, last) << entry.name;
+    }
+    last = entry.modifiedTime;
+  }
+}
+
 TEST_F(FileFindAllTest, AnEmptyFolderNameIsABadParameter) {
   std::string folder;
   std::string pattern = "*";
@@ -307,9 +345,10 @@ TEST_F(FileFindAllTest, AnEmptyFolderNameIsABadParameter) {
 
 TEST_F(FileFindAllTest, AMissingFolderIsNotFoundWithALineOfInformation) {
   std::string folder = at("missing");
-  std::string pattern = "*";
+  std::string pattern = "*.LOG";
   std::list<FileFindEntry> entries;
   EXPECT_RESULT(fileFindAll(folder, pattern, entries), TOLMENGINE_ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(pattern, "*.LOG");
   EXPECT_TRUE(m_Log.has(kLogInformation, "\"" + at("missing") + "/\" is not a directory")) << m_Log.dump();
 }
 
@@ -405,6 +444,15 @@ TEST_F(NewestFileTest, AnEmptyFolderAnswersWithDotOrDotDot) {
   EXPECT_EQ(newest.name, readdirOrder(at("parent/empty")).back());
 }
 
+TEST_F(NewestFileTest, AFileFromBeforeTheYear1970IsNeverTheNewest) {
+  writeFile(at("old.log"), "");
+  setModifiedTime(at("old.log"), -5);
+  NewestFile newest{"stale", 1};
+  EXPECT_RESULT(fileGetNewestMatchingFile(m_Folder.path(), "*.log", newest), 0);
+  EXPECT_EQ(newest.name, "");
+  EXPECT_EQ(newest.modifiedTime, 0);
+}
+
 TEST_F(NewestFileTest, AMissIsSilentAndAnotherFailureIsLogged) {
   NewestFile newest;
   EXPECT_RESULT(fileGetNewestMatchingFile(m_Folder.path(), "none", newest), TOLMENGINE_ERROR_FILE_NOT_FOUND);
@@ -482,7 +530,8 @@ TEST_F(DeleteDirectoryTest, AFailureInsideShowsThroughTheFolderThatStays) {
 
 TEST_F(DeleteDirectoryTest, APlainFileIsNoFolder) {
   writeFile(at("file"), "x");
-  EXPECT_NE(fileDeleteDirectory(at("file")), 0U);
+  EXPECT_RESULT(fileDeleteDirectory(at("file")), TOLMENGINE_ERROR_ACCESS_DENIED);
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "access", ENOTDIR)) << m_Log.dump();
   EXPECT_TRUE(exists(at("file")));
 }
 
@@ -497,6 +546,8 @@ TEST_F(FilesTest, DeleteAllDeletesTheFilesAndReturnsTheLastFailure) {
   std::string empty;
   EXPECT_RESULT(fileDeleteAll(empty), TOLMENGINE_ERROR_BAD_PARAMETER);
   EXPECT_TRUE(m_Log.has(kLogInformation, "tstrDirectory is an empty string")) << m_Log.dump();
+  std::string missing = at("missing");
+  EXPECT_RESULT(fileDeleteAll(missing), TOLMENGINE_ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(FilesTest, SizeIsInBytesAfterTranslationAndMinusOneForAMissingFile) {
