@@ -37,6 +37,12 @@
 #include "vpn/Common/Utility/StoragePath.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 
+// The font library keeps its caches to the end of the process, which the leak checker takes for leaks.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:libfontconfig\n";
+}
+
 namespace halvo {
 namespace {
 
