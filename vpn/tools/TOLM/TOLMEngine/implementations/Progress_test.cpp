@@ -114,7 +114,8 @@ TEST_F(ProgressTest, ProgressCrossesByTheQueueInOrderAndTheFinishDirectly) {
 }
 
 TEST_F(ProgressTest, WithoutAListenerAReportIsDropped) {
-  const ProgressState before = getProgressState();
+  ProgressState before;
+  before = getProgressState();
   EXPECT_EQ(printed(50, "text", kProcessing), "");
   EXPECT_EQ(printed(0, "text", 0), "");
   EXPECT_EQ(getProgressState().percent, before.percent);
@@ -144,7 +145,8 @@ TEST_F(ProgressTest, TheConsolePrintsEveryFinishBetweenTwoLineEnds) {
 
 TEST_F(ProgressTest, InConsoleModeTheListenerAndTheStateRest) {
   listen();
-  const ProgressState before = getProgressState();
+  ProgressState before;
+  before = getProgressState();
   setConsoleMode(1);
   static_cast<void>(printed(33, "text of the console", kProcessing));
   EXPECT_THAT(m_Listener.calls, IsEmpty());
