@@ -10,14 +10,17 @@ tolm_environment
 tolm_packages build test coverage
 build="$tolm_source/build/coverage"
 find "$build" -name '*.gcda' -delete 2>/dev/null || true
-"$tolm_source/test" --preset coverage --no-install "$@" || tolm_stop "a test failed; no figure is given then."
+# Left out: runs whose system calls are made to fail one by one, which spoils the counters' own files, and a
+# run whose standard error is compared while its working folder goes away, where the counters complain.
+"$tolm_source/test" --preset coverage --no-install -- \
+  -E '^FaultTest\.|^BadInputTest\.ATitleOfTwoDots' "$@" || tolm_stop "a test failed; no figure is given then."
 
 cd "$tolm_source"
 mkdir -p "$build/report"
 # A line counts that any test program reached. Branches the compiler adds for exceptions don't count.
 gcovr --root . --object-directory "$build" -j "$(nproc)" \
   --filter 'vpn/Common/' --filter 'vpn/tools/TOLM/TOLMEngine/' --exclude '.*_test\.cpp' \
-  --exclude-throw-branches --exclude-unreachable-branches --gcov-ignore-parse-errors \
+  --exclude-throw-branches --exclude-unreachable-branches --exclude-directories '.*tolm_offline_qt.*' \
   --html-details "$build/report/index.html" --txt "$build/report/lines.txt" --print-summary \
   --fail-under-line "$least" | tee "$build/report/summary.txt" ||
   { cat "$build/report/lines.txt"; tolm_stop "line coverage is below $least %."; }
