@@ -108,8 +108,8 @@ def collect(tmtolm):
     return figures
 
 
-def measure_speed(tmtolm, floor, runs):
-    fill(2000, 100 * 1024)
+def measure_speed(tmtolm, floor, runs, files):
+    fill(files, 100 * 1024)
     write_document([SOURCE_FOLDER + "/*.log"])
     walls = {"collect": [], "floor": [], "zip -9 -r": []}
     for number in range(runs + 1):
@@ -121,7 +121,7 @@ def measure_speed(tmtolm, floor, runs):
         if number > 0:  # the first round warms up
             for name, (wall, _, _) in figures.items():
                 walls[name].append(wall)
-    print(f"speed: 2,000 files, {2000 * 100 / 1024:.0f} MiB, {runs} rounds in turns")
+    print(f"speed: {files} files, {files * 100 / 1024:.0f} MiB, {runs} rounds in turns")
     for name in ("floor", "zip -9 -r"):
         ratios = [ours / other for ours, other in zip(walls["collect"], walls[name])]
         print(
@@ -161,13 +161,14 @@ def main():
     parser.add_argument("tmtolm")
     parser.add_argument("floor")
     parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--files", type=int, default=2000, help="how many files of 100 KiB for speed")
     parser.add_argument("--only", choices=("speed", "memory", "scale"))
     arguments = parser.parse_args()
     enter_private_root(sys.argv[1:])
     tmtolm, floor = hide_folders([arguments.tmtolm, arguments.floor])
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     if arguments.only in (None, "speed"):
-        measure_speed(tmtolm, floor, arguments.runs)
+        measure_speed(tmtolm, floor, arguments.runs, arguments.files)
     if arguments.only in (None, "memory"):
         measure_memory(tmtolm)
     if arguments.only in (None, "scale"):
