@@ -22,7 +22,7 @@ std::list<FileRecord> makeRecords(std::int64_t count) {
   for (std::int64_t i = 0; i < count; ++i) {
     FileRecord record;
     record.id = "id" + std::to_string(i / 100);
-    record.path = "/nonexistent/work/" + std::to_string(i) + ".log";
+    record.path = "/nonexistent/bundle/" + std::to_string(i) + ".log";
     record.description = "A log";
     record.size = static_cast<double>((i * 7919) % 100000);
     record.requestedScheme = kTruncateWhole;
