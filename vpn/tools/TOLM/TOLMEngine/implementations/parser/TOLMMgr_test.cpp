@@ -68,6 +68,14 @@ TEST_F(TOLMMgrTest, TakesNamesWhoseFirstExtensionIsTheirEndInReaddirOrder) {
   EXPECT_EQ(logged, expected);
 }
 
+TEST_F(TOLMMgrTest, RecordsNameTheSourceFromTheTreesTopWhereverTheBuildLies) {
+  put("a.xml", "<r/>");
+  const TOLMMgr mgr(m_Documents, folder());
+  ASSERT_EQ(m_Log.records().size(), 1U);
+  EXPECT_EQ(m_Log.records().front().field("File"),
+            "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.cpp");
+}
+
 TEST_F(TOLMMgrTest, AWellFormedFileWithOnlyARootIsADocument) {
   put("a.xml", "<anything/>");
   const TOLMMgr mgr(m_Documents, folder());
