@@ -247,6 +247,20 @@ TEST_F(ConsoleTest, ABundlePathThatIsAFolderFailsTheZip) {
   EXPECT_THAT(listFolder("/opt/out.zip"), IsEmpty());
 }
 
+TEST_F(ConsoleTest, ABundlePathThatIsAPipeOrADeviceRunsNothing) {
+  writeSimpleConfig();
+  ASSERT_EQ(mkfifo("/opt/pipe.zip", 0600), 0);
+  ASSERT_EQ(symlink("/dev/null", "/opt/device.zip"), 0);
+  for (const std::string name : {"/opt/pipe", "/opt/pipe.zip", "/opt/device"}) {
+    const std::string zip = name == "/opt/device" ? "/opt/device.zip" : "/opt/pipe.zip";
+    const RunResult result = tmtolm({"collect", "--bundle", name});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "tmtolm: \"" + zip + "\" is no file; a bundle can't be written there\n");
+  }
+  EXPECT_THAT(newInTmp(), IsEmpty());
+}
+
 TEST_F(ConsoleTest, ABundlePathThatMayNotBeWrittenFailsTheZip) {
   writeSimpleConfig();
   makeFolders("/opt/locked");

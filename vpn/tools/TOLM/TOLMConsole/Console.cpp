@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/Console.h"
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -68,6 +69,13 @@ int usageFailure(const std::string& line) {
   return kExitUsage;
 }
 
+// A bundle is written forwards and backwards, and opening a pipe would wait for its reader, perhaps for
+// ever. A folder is left to the run, which fails with the code for it.
+bool isPipeOrDevice(const std::string& path) {
+  struct stat data;
+  return stat(path.c_str(), &data) == 0 && !S_ISREG(data.st_mode) && !S_ISDIR(data.st_mode);
+}
+
 int runCollect(const Arguments& arguments) {
   std::string password;
   if (arguments.askPassword || !arguments.passwordFile.empty()) {
@@ -79,6 +87,9 @@ int runCollect(const Arguments& arguments) {
     password = result.password;
   }
   const std::string bundlePath = arguments.bundlePath.empty() ? defaultBundlePath() : arguments.bundlePath;
+  if (const std::string zip = TOLMEngine::zipPath(bundlePath); isPipeOrDevice(zip)) {
+    return usageFailure("\"" + zip + "\" is no file; a bundle can't be written there");
+  }
   setConsoleMode(arguments.quiet ? 0 : 1);
   TOLMEngine engine(arguments.requestPath, bundlePath, password, false);
   if (const ResultCode rc = engine.run(); rc != 0) {

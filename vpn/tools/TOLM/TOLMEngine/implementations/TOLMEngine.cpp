@@ -105,9 +105,7 @@ ResultCode TOLMEngine::collectLogs() {
   }
 
   reportProgress(kZipPercent, "Zipping the bundle, please wait...", kProcessing);
-  if (helperUtil::stringAfterLast(m_strBundlePath, ".") != "zip") {
-    m_strBundlePath += ".zip";
-  }
+  m_strBundlePath = zipPath(m_strBundlePath);
   if (CZip().Zip(m_strTempFolder, m_strBundlePath, m_strPassword, true) != 0) {
     // The code is fixed; the archive's own isn't passed on.
     return FAIL_RUN("Internal Error: failed to zip the bundle...", TOLMENGINE_ERROR_WRITE_FAILURE);
@@ -116,6 +114,10 @@ ResultCode TOLMEngine::collectLogs() {
   reportProgress(kEndPercent, "TOLM has finished... ", kProcessing);
   reportProgress(0, "", 0);
   return 0;
+}
+
+std::string TOLMEngine::zipPath(const std::string& path) {
+  return helperUtil::stringAfterLast(path, ".") == "zip" ? path : path + ".zip";
 }
 
 ResultCode TOLMEngine::loadRequest() {

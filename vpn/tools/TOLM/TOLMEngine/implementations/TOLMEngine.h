@@ -42,6 +42,9 @@ class TOLMEngine {
   // The path of the bundle, with the ".zip" that a collect run has put behind it where it was missing.
   [[nodiscard]] const std::string& bundlePath() const { return m_strBundlePath; }
 
+  // Where a run writes the bundle that `path` names: there, or with ".zip" behind it.
+  [[nodiscard]] static std::string zipPath(const std::string& path);
+
   // The text of the failure that ended the run; empty before a run and after a success.
   [[nodiscard]] const std::string& failureText() const { return m_strFailureText; }
 
