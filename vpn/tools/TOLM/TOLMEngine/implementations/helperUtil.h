@@ -10,6 +10,8 @@
 
 #include <cstdint>
 #include <list>
+#include <map>
+#include <memory>
 #include <string>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
@@ -164,12 +166,37 @@ ResultCode fileTruncateFront(std::int32_t keepSize, const std::string& path);
 
 // --- Summary document (helperUtil_summary.cpp) ----------------------------------------------------
 
+// Where a summary's sections are, for entering many files in a row: each look-up by itself walks all the
+// entries of the sections before it. Borrows the summary, which nobody else changes meanwhile.
+class SummarySections {
+ public:
+  explicit SummarySections(XMLObject* summary) : m_pSummary(summary) {}
+
+  [[nodiscard]] XMLObject* summary() const { return m_pSummary; }
+
+  // What FindChild() of the root finds, null for nothing; the summary must have a root.
+  [[nodiscard]] DataComponent* find(const std::string& name);
+
+  // Puts an entry without children into a section. One that is named like a section may be found in its
+  // stead from now on.
+  void add(DataComponent* section, std::unique_ptr<DataComponent> entry);
+
+ private:
+  XMLObject* m_pSummary;
+  std::map<std::string, DataComponent*> m_Found;
+};
+
 // Enters a file that is not in the bundle. TOLMENGINE_ERROR_BAD_PARAMETER for a null summary,
-// TOLMENGINE_ERROR_NULL_XML_ROOT and TOLMENGINE_ERROR_NULL_XML_CHILD for one without its parts.
+// TOLMENGINE_ERROR_NULL_XML_ROOT and TOLMENGINE_ERROR_NULL_XML_CHILD for one without its parts; each is
+// logged.
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,
                                  const std::string& description, const std::string& reason);
+ResultCode fillSummaryFailedFile(SummarySections& sections, const std::string& id,
+                                 const std::string& fileName, const std::string& description,
+                                 const std::string& reason);
 
 // Adds a note; the same codes.
 ResultCode fillSummaryNote(XMLObject* summary, const std::string& text);
+ResultCode fillSummaryNote(SummarySections& sections, const std::string& text);
 
 }  // namespace halvo::helperUtil

@@ -7,17 +7,39 @@
 
 namespace halvo::helperUtil {
 
+DataComponent* SummarySections::find(const std::string& name) {
+  const auto known = m_Found.find(name);
+  if (known != m_Found.end()) {
+    return known->second;
+  }
+  DataComponent* const found = m_pSummary->GetRoot()->FindChild(name);
+  m_Found.emplace(name, found);
+  return found;
+}
+
+void SummarySections::add(DataComponent* section, std::unique_ptr<DataComponent> entry) {
+  m_Found.erase(entry->GetName());
+  m_pSummary->AddChild(section, std::move(entry));
+}
+
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,
                                  const std::string& description, const std::string& reason) {
-  if (summary == nullptr) {
+  SummarySections sections(summary);
+  return fillSummaryFailedFile(sections, id, fileName, description, reason);
+}
+
+ResultCode fillSummaryFailedFile(SummarySections& sections, const std::string& id,
+                                 const std::string& fileName, const std::string& description,
+                                 const std::string& reason) {
+  if (sections.summary() == nullptr) {
     LOG_MESSAGE(kLogError, "pXMLSummary is NULL");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
-  if (summary->GetRoot() == nullptr) {
+  if (sections.summary()->GetRoot() == nullptr) {
     LOG_MESSAGE(kLogError, "pXMLSummary->GetRoot() is NULL");
     return TOLMENGINE_ERROR_NULL_XML_ROOT;
   }
-  DataComponent* const failedFiles = summary->GetRoot()->FindChild("Manifest_Not_Included");
+  DataComponent* const failedFiles = sections.find("Manifest_Not_Included");
   if (failedFiles == nullptr) {
     LOG_MESSAGE(kLogError, "pDCFailedFiles is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
@@ -25,25 +47,30 @@ ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, cons
   auto entry = std::make_unique<DataComponent>(id, fileName);
   entry->AddAttribute("description", description);
   entry->AddAttribute("reason", reason);
-  summary->AddChild(failedFiles, std::move(entry));
+  sections.add(failedFiles, std::move(entry));
   return 0;
 }
 
 ResultCode fillSummaryNote(XMLObject* summary, const std::string& text) {
-  if (summary == nullptr) {
+  SummarySections sections(summary);
+  return fillSummaryNote(sections, text);
+}
+
+ResultCode fillSummaryNote(SummarySections& sections, const std::string& text) {
+  if (sections.summary() == nullptr) {
     LOG_MESSAGE(kLogError, "pXMLSummary is NULL");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
-  if (summary->GetRoot() == nullptr) {
+  if (sections.summary()->GetRoot() == nullptr) {
     LOG_MESSAGE(kLogError, "pXMLSummary->GetRoot() is NULL");
     return TOLMENGINE_ERROR_NULL_XML_ROOT;
   }
-  DataComponent* const notes = summary->GetRoot()->FindChild("Other_Note");
+  DataComponent* const notes = sections.find("Other_Note");
   if (notes == nullptr) {
     LOG_MESSAGE(kLogError, "pDCNoteComponent is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
   }
-  summary->AddChild(notes, " - ", text);
+  sections.add(notes, std::make_unique<DataComponent>(" - ", text));
   return 0;
 }
 

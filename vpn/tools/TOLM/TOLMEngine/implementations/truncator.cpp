@@ -31,7 +31,7 @@ std::int32_t keepSize(double bytes) {
 }  // namespace
 
 truncator::truncator(std::list<FileRecord> records, XMLObject* summary)
-    : m_TruncAttrsList(std::move(records)), m_pXMLSummary(summary) {}
+    : m_TruncAttrsList(std::move(records)), m_pXMLSummary(summary), m_Sections(summary) {}
 
 truncator::~truncator() {
   m_TruncAttrsList.clear();
@@ -85,13 +85,13 @@ ResultCode truncator::perform() {
 
   if (m_bNote1Due) {
     helperUtil::fillSummaryNote(
-        m_pXMLSummary,
+        m_Sections,
         "*1: When the request specifies file(whole) truncation for a file ID(group), TOLM uses greedy "
         "algorithm\n"
         "         based on file sizes to decide which file in the ID group to keep and which to leave out.");
   }
   if (m_bNote2Due) {
-    helperUtil::fillSummaryNote(m_pXMLSummary,
+    helperUtil::fillSummaryNote(m_Sections,
                                 "*2: When the request specifies data truncation for a file ID(group), TOLM "
                                 "truncates all files of that ID\n"
                                 "         proportionally according to their original sizes, and uses "
@@ -127,7 +127,7 @@ void truncator::selectWhole(FileRecord& record, double& sum) {
   static_cast<void>(helperUtil::fileDelete(record.path));
   m_bNote1Due = true;
   helperUtil::fillSummaryFailedFile(
-      m_pXMLSummary, record.id, fileName(record), record.description,
+      m_Sections, record.id, fileName(record), record.description,
       "See note *1; File/whole truncate type specified; total allowed size for this ID is " +
           helperUtil::sizeToText(record.requestedSize, kDecimals) + "; this file is " +
           helperUtil::sizeToText(record.size, kDecimals));
@@ -145,7 +145,7 @@ void truncator::dropLost(const FileRecord& record) {
   fillSummaryInternalFailure(record);
   if (helperUtil::fileDelete(record.path) != 0) {
     const std::string note = "Dead file: " + record.path + " in bundle.";
-    helperUtil::fillSummaryNote(m_pXMLSummary, note);
+    helperUtil::fillSummaryNote(m_Sections, note);
     LOG_MESSAGE(kLogError, "%s", note.c_str());
   }
 }
@@ -168,7 +168,7 @@ ResultCode truncator::DATATruncateAll(std::list<FileRecord>& group, double sum) 
       default:
         helperUtil::fileTruncateEnd(keep, record.path);
         helperUtil::fillSummaryNote(
-            m_pXMLSummary,
+            m_Sections,
             "Warning: the file " + fileName(record) + " corresponding to ID " + record.id +
                 " has WHOLE or NONE as default truncation type, however, requested to be DATA-truncated.\n"
                 "\t TOLM will truncate end, but there could be possible loss of useful data, or corruption "
@@ -187,7 +187,7 @@ ResultCode truncator::DATATruncateAll(std::list<FileRecord>& group, double sum) 
 }
 
 ResultCode truncator::fillSummaryInternalFailure(const FileRecord& record) {
-  helperUtil::fillSummaryFailedFile(m_pXMLSummary, record.id, fileName(record), record.description,
+  helperUtil::fillSummaryFailedFile(m_Sections, record.id, fileName(record), record.description,
                                     "Internal error");
   return 0;
 }
@@ -201,7 +201,7 @@ ResultCode truncator::fillSummaryGoodFile(const FileRecord& record) {
     LOG_MESSAGE(kLogError, "pDCSummaryRoot is NULL");
     return TOLMENGINE_ERROR_NULL_XML_ROOT;
   }
-  DataComponent* const goodFiles = m_pXMLSummary->GetRoot()->FindChild("Manifest_Included");
+  DataComponent* const goodFiles = m_Sections.find("Manifest_Included");
   if (goodFiles == nullptr) {
     LOG_MESSAGE(kLogError, "pDCGoodFiles is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
@@ -209,7 +209,7 @@ ResultCode truncator::fillSummaryGoodFile(const FileRecord& record) {
   auto entry = std::make_unique<DataComponent>(record.id, fileName(record));
   entry->AddAttribute("description", record.description);
   entry->AddAttribute("file_size", helperUtil::sizeToText(record.size, kDecimals));
-  m_pXMLSummary->AddChild(goodFiles, std::move(entry));
+  m_Sections.add(goodFiles, std::move(entry));
   return 0;
 }
 

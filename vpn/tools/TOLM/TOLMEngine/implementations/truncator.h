@@ -2,9 +2,9 @@
 // size budget.
 //
 // Lives on the stack of collector::writeSummary, works on a list of records of its own, and borrows
-// the summary. A run calls keepAll() alone, which cuts nothing; perform() is the budgets' whole logic and
-// has no caller in the present flows. Used on the engine's thread. Not meant to run twice: marks and
-// entries would be added again.
+// the summary, which nobody else changes meanwhile. A run calls keepAll() alone, which cuts nothing;
+// perform() is the budgets' whole logic and has no caller in the present flows. Used on the engine's
+// thread. Not meant to run twice: marks and entries would be added again.
 
 #pragma once
 
@@ -14,6 +14,7 @@
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileRecord.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {
 
@@ -61,6 +62,7 @@ class truncator {
   bool m_bNote1Due = false;
   std::list<FileRecord> m_TruncAttrsList;
   XMLObject* m_pXMLSummary;
+  helperUtil::SummarySections m_Sections;  // of m_pXMLSummary
 };
 
 }  // namespace halvo

@@ -405,6 +405,31 @@ TEST_F(TruncatorTest, ALostFileThatCantBeDeletedIsToldAsDead) {
   EXPECT_TRUE(m_Log.has(kLogError, note));
 }
 
+TEST_F(TruncatorTest, AnIdNamedLikeASectionTakesWhatComesBehindIt) {
+  gather("A", "a_gone", 2, kTruncateWhole, 1);
+  gather("Manifest_Not_Included", "m_kept", 5, kTruncateWhole, 5);
+  gather("Manifest_Not_Included", "m_gone", 4, kTruncateWhole, 5);
+  gather("Other_Note", "o_kept", 3, kTruncateWhole, 5);
+  EXPECT_RESULT(perform(), 0);
+  const DataComponent* const root = m_Summary.GetRoot();
+  const auto valuesBelow = [](const DataComponent& node) {
+    std::vector<std::string> values;
+    for (const auto& child : node.GetChildren()) {
+      values.push_back(child->GetValue());
+    }
+    return values;
+  };
+  // The section itself takes the first; then the entry of that name stands before it in the tree.
+  const DataComponent& good = *root->FindChild("Manifest_Included");
+  ASSERT_THAT(valuesBelow(good), ElementsAre("m_kept", "o_kept"));
+  EXPECT_THAT(valuesBelow(*good.GetChildren().front()), ElementsAre("m_gone"));
+  EXPECT_THAT(valuesBelow(*good.GetChildren().back()), ElementsAre(kNote1));
+  const auto section = std::next(root->GetChildren().begin(), 2);
+  EXPECT_EQ((*section)->GetName(), "Manifest_Not_Included");
+  EXPECT_THAT(valuesBelow(**section), ElementsAre("a_gone"));
+  EXPECT_THAT(valuesBelow(*root->GetChildren().back()), IsEmpty());
+}
+
 TEST_F(TruncatorTest, GroupsOfEverySchemeStandBesideEachOther) {
   gather("a", "none", 10, kTruncateNone, 0);
   gather("b", "data", 10, kTruncateData, 4, kTruncateEnd);
