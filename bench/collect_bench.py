@@ -9,7 +9,7 @@ root, or with unprivileged user namespaces). Prints ratios of runs that take tur
 bare seconds say little.
 
   speed   some 200 MB of log text in 2,000 files: collect against the floor and against `zip -9 -r`
-  memory  peak memory with one file of 2 GiB, and with 100,000 small files
+  memory  peak memory with one file of 2 GiB, with 4 GiB of a command's output, and with 100,000 small files
   scale   cost per file with 1,000, 10,000 and 100,000 files
 """
 
@@ -64,14 +64,15 @@ def run(command, folder="/"):
     return wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024
 
 
-def write_document(locations):
+def write_document(kind, actions):
+    """A document of one item with one kind of actions, each the text between its tags."""
     os.makedirs(CONFIG_FOLDER, exist_ok=True)
-    actions = "".join(f"<action><loc>{location}</loc></action>" for location in locations)
+    tags = "".join(f"<action>{action}</action>" for action in actions)
     with open(CONFIG_FOLDER + "/bench.xml", "w", encoding="utf-8") as document:
         document.write(
             "<config><configure><title>Bench</title></configure><file id='logs'><description>Logs"
-            "</description><default>true</default><tolm><os opsys='linux'><file_copy_action>"
-            f"{actions}</file_copy_action></os></tolm></file></config>"
+            f"</description><default>true</default><tolm><os opsys='linux'><{kind}>{tags}</{kind}></os></tolm>"
+            "</file></config>"
         )
 
 
@@ -110,7 +111,7 @@ def collect(tmtolm):
 
 def measure_speed(tmtolm, floor, runs, files):
     fill(files, 100 * 1024)
-    write_document([SOURCE_FOLDER + "/*.log"])
+    write_document("file_copy_action", [f"<loc>{SOURCE_FOLDER}/*.log</loc>"])
     walls = {"collect": [], "floor": [], "zip -9 -r": []}
     for number in range(runs + 1):
         figures = {"collect": collect(tmtolm)}
@@ -137,9 +138,14 @@ def measure_memory(tmtolm):
     for size in (2 << 20, 2 << 30):
         with open(SOURCE_FOLDER + "/big.log", "wb") as file:
             file.truncate(size)
-        write_document([SOURCE_FOLDER + "/*.log"])
+        write_document("file_copy_action", [f"<loc>{SOURCE_FOLDER}/*.log</loc>"])
         print(f"memory: one file of {size >> 20} MiB: peak {collect(tmtolm)[2]:.1f} MiB")
+    # The most that an unencrypted bundle takes is a byte less than 4 GiB, with the banner before the output.
+    for size in (2 << 20, (4 << 30) - 1024):
+        write_document("use_extern_action", [f"<args>head -c {size} /dev/zero</args><stdout/>"])
+        print(f"memory: output of {size} bytes captured from a command: peak {collect(tmtolm)[2]:.1f} MiB")
     fill(100000, 100)
+    write_document("file_copy_action", [f"<loc>{SOURCE_FOLDER}/*.log</loc>"])
     print(f"memory: 100,000 files of 100 bytes: peak {collect(tmtolm)[2]:.1f} MiB")
 
 
@@ -148,7 +154,7 @@ def measure_scale(tmtolm, runs):
     first = None
     for count in (1000, 10000, 100000):
         fill(count, 1024)
-        write_document([SOURCE_FOLDER + "/*.log"])
+        write_document("file_copy_action", [f"<loc>{SOURCE_FOLDER}/*.log</loc>"])
         collect(tmtolm)
         wall = statistics.median(collect(tmtolm)[0] for _ in range(max(1, runs * 1000 // count + 1)))
         cost = wall / count * 1e6
