@@ -1,7 +1,9 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <vector>
 
@@ -128,6 +130,24 @@ TEST_F(ProgressTest, TheConsolePadsAndCutsToFiftyColumns) {
             "\rProcessing x...                                      5%");
   const std::string longText(60, 'y');
   EXPECT_EQ(printed(100, longText, kProcessing), "\r" + std::string(50, 'y') + " 100%");
+}
+
+TEST_F(ProgressTest, AConsoleLineIsSeenAtOnceThoughItHasNoEnd) {
+  setConsoleMode(1);
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  std::fflush(stdout);
+  const int terminal = dup(STDOUT_FILENO);
+  dup2(ends[1], STDOUT_FILENO);
+  reportProgress(5, "x", kProcessing);
+  char line[80];
+  const ssize_t seen = read(ends[0], line, sizeof(line));
+  std::fflush(stdout);
+  dup2(terminal, STDOUT_FILENO);
+  for (const int descriptor : {terminal, ends[0], ends[1]}) {
+    close(descriptor);
+  }
+  EXPECT_EQ(seen, 56);
 }
 
 TEST_F(ProgressTest, TheConsolePrintsNothingAtPercentZeroOrWithoutAText) {

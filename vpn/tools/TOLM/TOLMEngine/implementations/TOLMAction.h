@@ -67,14 +67,24 @@ class TOLMAction {
                                                          std::list<std::string>& tempFiles) = 0;
 
   // Gathers the files that a property list names. Not a slot: this kind has no clearing form, and a
-  // clear run copies just as a gathering run does.
+  // clear run copies just as a gathering run does. A record of each copy goes to `records`; a copy that
+  // fails is told in the context's summary and changes no result.
+  //
+  // TOLMENGINE_ERROR_BAD_PARAMETER without a root or a location, else getLogLocationArray()'s code; both
+  // are logged and leave no summary entry.
   [[nodiscard]] ResultCode performPListCopyAction(const XMLObject& actionXml, const ActionContext& context,
                                                   std::list<FileRecord>& records);
 
-  // Runs a command and waits for its end, without a time limit. With `useStdout` and a `tempOut` the
-  // shell runs `commandLine` and its output is appended to the file `tempOut` below a banner; otherwise
-  // the program ahead of the first blank is started with all the text behind it as its one argument.
-  // `path` has no effect on how a program is found. Returns 0 whatever the program's exit status.
+  // Runs a command and waits for its end, without a time limit; the command before is ended first. With
+  // `useStdout` and a `tempOut` the shell runs `commandLine` and its output is appended to the file
+  // `tempOut` below a banner; otherwise the program ahead of the first blank is started with all the text
+  // behind it as its one argument, and progress is reported once a second. `path` has no effect on how a
+  // program is found.
+  //
+  // Returns 0 whatever the program's exit status, and also where a launched program can't be found:
+  // PROCESS_API_ERROR_WAIT_TIMEOUT where a signal ended the program, or where it ended between a wait that
+  // ran out and the next look; the code of CCommandShell::Execute() or CProcessApi::Launch() where nothing
+  // could be started, logged and told in the context's summary as "Failed to execute".
   [[nodiscard]] ResultCode callExtern(const std::string& path, const std::string& commandLine, bool useStdout,
                                       const std::string& tempOut);
 
@@ -86,14 +96,22 @@ class TOLMAction {
 
   // The path that a `path` or `plugin` element stands for; empty for any other (logged).
   [[nodiscard]] static std::string getPath(const DataComponent* pDC);
+  // Unknown children are passed over. TOLMENGINE_ERROR_BAD_PARAMETER without a root, logged.
   [[nodiscard]] static ResultCode parseFileActionAttributes(const XMLObject& rXMLActionSubtree,
                                                             FileActionAttributes& attributes);
-  // Strict: an unknown child fails the action, and so does a leaf with children.
+  // Strict: an unknown child fails the action with TOLMENGINE_ERROR_UNKNOWN_XML_TAG, and elements inside a
+  // leaf fail it with TOLMENGINE_ERROR_INVALID_XML. TOLMENGINE_ERROR_BAD_PARAMETER without a root. All are
+  // logged.
   [[nodiscard]] static ResultCode parseExternalActionAttributes(const XMLObject& rXMLActionSubtree,
                                                                 ExternalActionAttributes& attributes);
-  // The translated text of the first `path` child, or empty.
+  // The translated text of the first `path` child, or empty; elements inside it are logged.
   [[nodiscard]] static std::string getFileNameFromXML(const XMLObject& rXMLActionSubtree);
-  // The log files that the property list at `file` names under "UILogLocation", in document order.
+  // The log files that the property list at `file`, in XML form, names under "UILogLocation", in document
+  // order, appended to `locations`. 0 also where it names none.
+  //
+  // TOLMENGINE_ERROR_BAD_PARAMETER for an empty `file`, TOLMENGINE_ERROR_FILE_OPEN_FAILURE for one that is
+  // missing or not well-formed, TOLMENGINE_ERROR_NULL_POINTER without a root. All are logged, and so is a
+  // key without an element behind it, which is no failure.
   [[nodiscard]] static ResultCode getLogLocationArray(const std::string& file,
                                                       std::vector<std::string>& locations);
   // The words for a failed copy; each begins with a blank, since it is written behind a path.

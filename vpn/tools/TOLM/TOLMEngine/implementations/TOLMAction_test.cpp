@@ -148,6 +148,44 @@ TEST_F(ActionWalkTest, TheEndOfAnActionEndsItsChild) {
   EXPECT_NE(kill(child, 0), 0);
 }
 
+// Its commands are run by the test.
+class CommandingAction : public RecordingAction {
+ public:
+  using RecordingAction::RecordingAction;
+  using TOLMAction::callExtern;
+  using TOLMAction::m_pid;
+  using TOLMAction::performPListCopyAction;
+};
+
+TEST_F(ActionWalkTest, ACommandEndsTheOneBeforeWhoseIdIsKeptBeyondItsEnd) {
+  const DataComponent os("os", "");
+  CommandingAction action(&os);
+  EXPECT_RESULT(action.callExtern("", "true", false, ""), 0);
+  // That child has ended, and the signal of the next command goes to its id all the same.
+  EXPECT_GT(action.m_pid, 0);
+  EXPECT_NE(kill(action.m_pid, 0), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    sleep(300);
+    _exit(0);
+  }
+  action.m_pid = child;
+  const TempFolder folder;
+  EXPECT_RESULT(action.callExtern("", "true", true, folder.file("out")), 0);
+  EXPECT_NE(kill(child, 0), 0);
+  // A captured command has no id.
+  EXPECT_EQ(action.m_pid, 0);
+}
+
+TEST_F(ActionWalkTest, APropertyListActionWithoutARootIsABadParameter) {
+  const DataComponent os("os", "");
+  CommandingAction action(&os);
+  EXPECT_RESULT(action.performPListCopyAction(XMLObject(), ActionContext(), m_Records),
+                TOLMENGINE_ERROR_BAD_PARAMETER);
+  EXPECT_TRUE(m_Log.has(kLogError, "rXMLActionSubtree.GetRoot() is NULL"));
+}
+
 class ActionReaderTest : public ::testing::Test {
  protected:
   ExternalActionAttributes readExternal(const std::string& children, ResultCode expected = 0) {

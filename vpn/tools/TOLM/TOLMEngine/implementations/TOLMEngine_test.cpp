@@ -4,12 +4,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <sstream>
 
 #include "tests/support/Files.h"
@@ -17,6 +20,7 @@
 #include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/Subprocess.h"
+#include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -41,8 +45,8 @@ class TOLMEngineTest : public ::testing::Test {
  protected:
   TOLMEngineTest() {
     // Tests may share a process, and so a private root. Other things below /tmp aren't ours.
-    for (const char* name :
-         {"/opt/halvo", "/tmp/src", "/tmp/out.zip", "/tmp/summary.txt", "/tmp/taken", "/tmp/home"}) {
+    for (const char* name : {"/opt/halvo", "/opt/commands", "/opt/out", "/tmp/src", "/tmp/out",
+                             "/tmp/out.zip", "/tmp/summary.txt", "/tmp/taken", "/tmp/home"}) {
       std::filesystem::remove_all(name);
     }
     for (const std::string& name : leftovers()) {
@@ -229,6 +233,29 @@ TEST_F(TOLMEngineTest, ATemporaryFolderThatCantBeMadeEndsTheRun) {
                 "Internal Error: failed to create temporary working folder...");
 }
 
+// A file system of its own over a folder, for a scope.
+class SmallDisk {
+ public:
+  SmallDisk(std::string path, const char* options) : m_strPath(std::move(path)) {
+    makeFolders(m_strPath);
+    EXPECT_EQ(mount("tmpfs", m_strPath.c_str(), "tmpfs", 0, options), 0);
+  }
+  ~SmallDisk() { EXPECT_EQ(umount(m_strPath.c_str()), 0); }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+ private:
+  std::string m_strPath;
+};
+
+TEST_F(TOLMEngineTest, ATemporaryFolderThatADiskHasNoRoomForEndsTheRunAsUnexpected) {
+  config("a.xml", documentText("A", logsItem()));
+  // The disk's own root is the one file that it has room for.
+  const SmallDisk disk("/tmp", "nr_inodes=1");
+  expectFailure(run(), TOLMENGINE_ERROR_UNEXPECTED,
+                "Internal Error: failed to create temporary working folder...");
+}
+
 TEST_F(TOLMEngineTest, AConfigWithoutATitleIsNamedByItsOrdinal) {
   config("a.xml", "<c>" + logsItem() + "</c>");
   EXPECT_RESULT(run(), 0);
@@ -402,7 +429,8 @@ TEST_F(TOLMEngineTest, AFailingConfigIsListedByItsNameAndItsFilesGoWithTheNext) 
 // the summary's way, and the next one takes it away again.
 std::string blockFirstSummary() {
   std::filesystem::remove_all("/tmp/out");
-  return "<use_extern_action><action><args>cd /tmp/TOLM_Temp_Bundle*; test -e /tmp/out/mark &amp;&amp; "
+  return "<use_extern_action><action><args>exec 2&gt;/dev/null; cd /tmp/TOLM_Temp_Bundle*; test -e "
+         "/tmp/out/mark &amp;&amp; "
          "rmdir summary.txt || mkdir -p /tmp/out/mark "
          "summary.txt</args><stdout/></action></use_extern_action>";
 }
@@ -425,6 +453,17 @@ TEST_F(TOLMEngineTest, AFailedConfigAndAnUnparsableFileEndARunOfTwoThoughOneSucc
   expectFailure(run(), TOLMENGINE_ERROR_INTERNAL, "Internal Error: all configs failed...");
 }
 
+TEST_F(TOLMEngineTest, UnparsableFilesAreListedAheadOfFailingConfigs) {
+  const std::string block = blockFirstSummary();
+  for (const char* name : {"a.xml", "b.xml", "c.xml"}) {
+    config(name, "<c>" + itemText("1", block) + "</c>");
+  }
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(run(), 0) << m_Log.dump();
+  EXPECT_THAT(summary(), HasSubstr("TOLMEngine failed to parse or use the following configuration files:\n" +
+                                   std::string(kConfigFolder) + "bad.xml\nUnknown_1\n" + kHeading));
+}
+
 TEST_F(TOLMEngineTest, UnparsableFilesByThemselvesNeverEndARun) {
   config("a.xml", documentText("A", logsItem()));
   config("b.xml", documentText("B", logsItem()));
@@ -432,6 +471,130 @@ TEST_F(TOLMEngineTest, UnparsableFilesByThemselvesNeverEndARun) {
   config("worse.xml", "");
   EXPECT_RESULT(run(), 0);
   EXPECT_THAT(summary(), HasSubstr(std::string(kConfigFolder) + "worse.xml\n"));
+}
+
+// --- Commands ---
+
+std::string action(const std::string& args, const std::string& more) {
+  return "<action><args>" + args + "</args>" + more + "</action>";
+}
+std::string commandKind(const std::string& actions) {
+  return "<use_extern_action>" + actions + "</use_extern_action>";
+}
+
+// What a program may leave behind: the files of the folders that it writes to, its open descriptors with
+// what is behind them, and its children, ended or not.
+struct Traces {
+  std::vector<std::string> files;
+  std::map<std::string, std::string> descriptors;
+  int children = 0;
+};
+
+Traces tracesNow() {
+  Traces traces;
+  for (const std::string& folder : {std::string("/tmp"), helperUtil::currentDirectory()}) {
+    for (auto entry = std::filesystem::recursive_directory_iterator(folder);
+         entry != std::filesystem::recursive_directory_iterator(); ++entry) {
+      const std::string path = entry->path().string();
+      // The source and build folders may lie here, with whatever else is going on in them.
+      if (path == TOLM_TEST_SOURCE_DIR || path == TOLM_TEST_BUILD_DIR) {
+        entry.disable_recursion_pending();
+      }
+      traces.files.push_back(path);
+    }
+  }
+  std::sort(traces.files.begin(), traces.files.end());
+  for (const std::string& number : listFolder("/proc/self/fd")) {
+    std::error_code gone;  // the listing's own
+    const std::filesystem::path target = std::filesystem::read_symlink("/proc/self/fd/" + number, gone);
+    if (!gone) {
+      traces.descriptors[number] = target.string();
+    }
+  }
+  pid_t child = 0;
+  while ((child = waitpid(-1, nullptr, WNOHANG)) >= 0) {
+    ++traces.children;
+    if (child == 0) {
+      break;  // one that still runs
+    }
+  }
+  return traces;
+}
+
+TEST_F(TOLMEngineTest, AThousandCommandsLeaveNoFilesDescriptorsOrChildrenBehind) {
+  constexpr int kKinds = 125;
+  const std::string made = "/tmp/src/made";
+  makeFolders(made);
+  makeFolders("/opt/out");
+  writeFile("/opt/commands/own", "");
+  const WorkingFolder own("/opt/commands");
+  std::string kinds;
+  for (int i = 0; i < kKinds; ++i) {
+    const std::string number = std::to_string(i);
+    const auto output = [](const std::string& path) { return "<temp_out>" + path + "</temp_out>"; };
+    kinds += commandKind(action("echo " + number, "<stdout/>") + action("echo again " + number, "<stdout/>") +
+                         action("printf '%s' " + number + "; exit 3", "<stdout/>") +
+                         action("no_such_program 2&gt;/dev/null", "<stdout/>") +
+                         action("touch " + made + "/a" + number, output(made + "/a" + number)) +
+                         action("touch " + made + "/b" + number, output(made + "/b" + number)) +
+                         action("false", output(made + "/none")) +
+                         action("no_such_program", output(made + "/none")));
+  }
+  config("a.xml", documentText("A", itemText("1", kinds)));
+  const Traces before = tracesNow();
+  ASSERT_EQ(before.children, 0);
+  ASSERT_EQ(std::count(before.files.begin(), before.files.end(), "/opt/commands/own"), 1);
+
+  EXPECT_RESULT(run("", "/opt/out/out.zip"), 0);
+
+  const Traces after = tracesNow();
+  EXPECT_EQ(after.files, before.files);
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.children, 0);
+  // All of them ran: two files of each kind, and what the captured ones share.
+  const std::vector<std::string> stored = entries();
+  EXPECT_EQ(stored.size(), 2U * kKinds + 4U);
+  EXPECT_THAT(stored, AllOf(Contains("A/a124"), Contains("A/b124"), Contains("A/echo_result.txt"),
+                            Contains("A/no_such_program_result.txt"), Contains("A/printf_result.txt")));
+  EXPECT_THAT(runProgram({"unzip", "-p", m_strBundle, "A/echo_result.txt"}).out,
+              AllOf(HasSubstr("\n\r\n124\n"), HasSubstr("\n\r\nagain 124\n"), Not(HasSubstr("123"))));
+}
+
+TEST_F(TOLMEngineTest, AnOutputFileOnAFullDiskIsGatheredAsFarAsItGoesAndTheNextActionRuns) {
+  writeFile("/tmp/src/tool", "#!/bin/sh\nexec 2>/dev/null\nhead -c 1000000 /dev/zero >\"$1\"\n");
+  chmod("/tmp/src/tool", 0755);
+  const SmallDisk disk("/tmp/src/disk", "size=64k,nr_inodes=2");
+  config("a.xml",
+         documentText("A", itemText("1", commandKind(action("/tmp/src/tool /tmp/src/disk/cut",
+                                                            "<temp_out>/tmp/src/disk/cut</temp_out>") +
+                                                     action("/tmp/src/tool /tmp/src/disk/none",
+                                                            "<temp_out>/tmp/src/disk/none</temp_out>") +
+                                                     action("echo next", "<stdout/>")))));
+  EXPECT_RESULT(run(), 0);
+  EXPECT_THAT(entries(), ElementsAre("A/cut", "A/echo_result.txt", "summary.txt"));
+  const std::size_t size = runProgram({"unzip", "-p", m_strBundle, "A/cut"}).out.size();
+  EXPECT_GT(size, 0U);
+  EXPECT_LE(size, 65536U);
+  // The disk has room for one file at a time, and the first one goes when its kind ends.
+  EXPECT_THAT(summary(), AllOf(HasSubstr("none"), HasSubstr("TOLM cannot access")));
+  EXPECT_THAT(listFolder("/tmp/src/disk"), IsEmpty());
+}
+
+TEST_F(TOLMEngineTest, CapturedOutputThatFillsTheDiskIsCutAndTheNextActionRuns) {
+  makeFolders("/opt/out");
+  config(
+      "a.xml",
+      documentText(
+          "A", itemText("1", commandKind(action("yes | head -c 4000000; touch /opt/out/ran", "<stdout/>"))) +
+                   itemText("2", commandKind(action("echo next", "<stdout/>")))));
+  {
+    const SmallDisk disk("/tmp", "size=1m");
+    EXPECT_RESULT(run("", "/opt/out/out.zip"), 0);
+    EXPECT_THAT(listFolder("/tmp"), IsEmpty());
+  }
+  // The command isn't told: it runs to its end.
+  EXPECT_TRUE(exists("/opt/out/ran"));
+  EXPECT_THAT(entries(), AllOf(Contains("A/yes_result.txt"), Contains("A/echo_result.txt")));
 }
 
 // --- Requests ---
@@ -515,14 +678,23 @@ TEST_F(TOLMEngineTest, AClearRunInWhichNothingIsClearedEndsAtAHundred) {
   EXPECT_EQ(listFolder("/tmp/src").size(), 2U);
 }
 
-TEST_F(TOLMEngineTest, StartsOfAClearRunOverThreeConfigs) {
+TEST_F(TOLMEngineTest, StartsAndStepsOfAClearRunOverThreeConfigs) {
   for (const char* name : {"a.xml", "b.xml", "c.xml"}) {
-    config(name, documentText(name, logsItem("x")));
+    config(name, documentText(name, logsItem("x") + logsItem("y")));
   }
   EXPECT_RESULT(clear(), 0);
   EXPECT_THAT(m_Keeper.reports,
-              ElementsAre("1 Starting up TOLM Engine...", "0 Clearing about x...", "30 Clearing about x...",
-                          "61 Clearing about x...", "100 TOLM has finished... ", "finished 0"));
+              ElementsAre("1 Starting up TOLM Engine...", "0 Clearing about x...", "15 Clearing about y...",
+                          "30 Clearing about x...", "45 Clearing about y...", "61 Clearing about x...",
+                          "76 Clearing about y...", "100 TOLM has finished... ", "finished 0"));
+}
+
+TEST_F(TOLMEngineTest, AClearRunOverDocumentsLeavesALeftOverFolderAlone) {
+  writeFile(std::string(kPlainTempFolder) + "/file", "x");
+  config("a.xml", documentText("A", logsItem()));
+  EXPECT_RESULT(clear(), 0);
+  EXPECT_TRUE(exists(std::string(kPlainTempFolder) + "/file"));
+  EXPECT_THAT(leftovers(), ElementsAre("TOLM_Temp_Bundle"));
 }
 
 TEST_F(TOLMEngineTest, AClearRunWithoutDocumentsFailsAndRemovesALeftOver) {

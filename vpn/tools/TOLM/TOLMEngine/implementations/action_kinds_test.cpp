@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/ChildProgram.h"
@@ -15,6 +16,7 @@
 #include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {
 namespace {
@@ -445,9 +447,105 @@ TEST_F(CommandActionTest, AProgramThatCantBeFoundIsToldByItsMissingOutput) {
 }
 
 TEST_F(CommandActionTest, ALeadingBlankLaunchesNothing) {
-  gather(command("<args> true</args><temp_out>" + m_Folder.file("out") + "</temp_out>"));
-  EXPECT_EQ(failures().size(), 1U);
+  const std::string out = m_Folder.file("out");
+  gather(command("<args> touch " + out + "</args><temp_out>" + out + "</temp_out>"));
+  EXPECT_THAT(failures(),
+              ElementsAre("out: TOLM cannot access temporary output at: " + out + " as specified by Config"));
   EXPECT_THAT(m_Records, IsEmpty());
+}
+
+TEST_F(CommandActionTest, ALeadingBlankOfACapturedCommandGoesIntoItsName) {
+  gather(command("<args> echo hi</args><stdout/>"));
+  EXPECT_EQ(readFile(work() + "/ echo hi_result.txt"), banner(" echo hi") + "hi\n");
+  EXPECT_THAT(recordPaths(), ElementsAre(" echo hi_result.txt"));
+}
+
+// Makes a file of each kind that no program can be started from.
+std::vector<std::string> makeUnstartable(const std::string& folder) {
+  writeFile(folder + "/plain", "no program");
+  writeFile(folder + "/badLine", "#!/nowhere/at/all\n");
+  chmod((folder + "/badLine").c_str(), 0755);
+  makeFolders(folder + "/folder");
+  return {"missing", "plain", "badLine", "folder"};
+}
+
+TEST_F(CommandActionTest, AProgramThatCantBeStartedIsToldByItsMissingOutputAndTheNextActionRuns) {
+  std::vector<std::string> commandLines = {"", " "};
+  for (const std::string& name : makeUnstartable(m_Folder.file("bin"))) {
+    commandLines.push_back(m_Folder.file("bin/" + name) + " x");
+  }
+  const std::string out = m_Folder.file("out");
+  std::vector<std::string> expected;
+  for (const std::string& commandLine : commandLines) {
+    SCOPED_TRACE("\"" + commandLine + "\"");
+    m_Records.clear();
+    gather("<use_extern_action><action><args>" + commandLine + "</args><temp_out>" + out +
+           "</temp_out></action><action><args>echo next</args><stdout/></action></use_extern_action>");
+    expected.push_back("out: TOLM cannot access temporary output at: " + out + " as specified by Config");
+    EXPECT_EQ(failures(), expected);
+    EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
+  }
+}
+
+TEST_F(CommandActionTest, ACapturedProgramThatCantBeStartedLeavesItsBannerAndTheNextActionRuns) {
+  const std::vector<std::string> names = makeUnstartable(m_Folder.file("bin"));
+  const std::string path = m_Folder.file("bin") + ":" + getenv("PATH");
+  const ScopedEnv search("PATH", path.c_str());
+  for (const std::string& name : names) {
+    SCOPED_TRACE(name);
+    m_Records.clear();
+    gather("<use_extern_action><action><args>" + name +
+           " 2&gt;/dev/null</args><stdout/></action>"
+           "<action><args>echo next</args><stdout/></action></use_extern_action>");
+    EXPECT_EQ(readFile(work() + "/" + name + "_result.txt"), banner(name + " 2>/dev/null"));
+    EXPECT_THAT(recordPaths(), ElementsAre(name + "_result.txt", "echo_result.txt"));
+  }
+  EXPECT_THAT(failures(), IsEmpty());
+}
+
+TEST_F(CommandActionTest, ACapturedCommandThatClosesItsOutputAndGoesOnIsWaitedFor) {
+  const std::string proof = m_Folder.file("proof");
+  gather(command("<args>exec &gt;&amp;-; sleep 0.3; touch '" + proof + "'</args><stdout/>"));
+  EXPECT_TRUE(exists(proof));
+  EXPECT_EQ(readFile(work() + "/exec_result.txt"), banner("exec >&-; sleep 0.3; touch '" + proof + "'"));
+}
+
+TEST_F(CommandActionTest, ALaunchedProgramsExitStatusIsntLookedAt) {
+  const std::string out = m_Folder.file("out");
+  gather(command("<args>" + childProgram() + " touch=" + out + ",exit=3</args><temp_out>" + out +
+                 "</temp_out>"));
+  EXPECT_THAT(recordPaths(), ElementsAre("out"));
+  EXPECT_FALSE(m_Log.has(kLogError, "TOLMAction::callExtern")) << m_Log.dump();
+}
+
+TEST_F(CommandActionTest, AnOutputFileInAMissingFolderIsToldAndTheNextActionRuns) {
+  const std::string out = m_Folder.file("missing/out");
+  gather("<use_extern_action><action><args>" + childProgram() + " append=" + out +
+         ",echo=x</args><temp_out>" + out +
+         "</temp_out></action><action><args>echo next</args><stdout/></action></use_extern_action>");
+  EXPECT_THAT(failures(),
+              ElementsAre("out: TOLM cannot access temporary output at: " + out + " as specified by Config"));
+  EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
+}
+
+TEST_F(CommandActionTest, AnOutputFileThatIsAFolderIsCopiedAsATreeAndStays) {
+  writeFile(m_Folder.file("out/a"), "1");
+  gather("<use_extern_action><action><args>true</args><temp_out>" + m_Folder.file("out") +
+         "</temp_out></action><action><args>echo next</args><stdout/></action></use_extern_action>");
+  EXPECT_THAT(recordPaths(), ElementsAre("out", "echo_result.txt"));
+  EXPECT_EQ(readFile(work() + "/out/a"), "1");
+  EXPECT_TRUE(exists(m_Folder.file("out/a")));
+  EXPECT_TRUE(m_Log.has(kLogError, "unlink_file")) << m_Log.dump();
+}
+
+TEST_F(CommandActionTest, AnOutputFileThatIsAPipeIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo(m_Folder.file("out").c_str(), 0666), 0);
+  gather("<use_extern_action><action><args>true</args><temp_out>" + m_Folder.file("out") +
+         "</temp_out></action><action><args>echo next</args><stdout/></action></use_extern_action>");
+  // Taken for an empty folder; the pipe itself goes like any output file.
+  EXPECT_THAT(recordPaths(), ElementsAre("out", "echo_result.txt"));
+  EXPECT_THAT(listFolder(work() + "/out"), IsEmpty());
+  EXPECT_FALSE(exists(m_Folder.file("out")));
 }
 
 TEST_F(CommandActionTest, AnUnreadableOutputFileIsToldWithTheSystemsWords) {
@@ -463,12 +561,19 @@ TEST_F(CommandActionTest, AnUnreadableOutputFileIsToldWithTheSystemsWords) {
                                   TOLMENGINE_ERROR_FILE_OPEN_FAILURE));
 }
 
-TEST_F(CommandActionTest, ThePathHasNoEffectOnHowACommandIsFound) {
-  gather(command("<path>/no/such/folder/sh</path><args>sh</args><temp_out>" + m_Folder.file("out") +
-                 "</temp_out>"));
-  EXPECT_EQ(failures().size(), 1U);
-  gather(command("<path>/no/such/folder</path><args>echo x</args><stdout/>"));
-  EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
+TEST_F(CommandActionTest, ThePathHasNoEffectOnHowACommandIsFoundOrWhereItRuns) {
+  writeFile(m_Folder.file("bin/touch"), "#!/bin/sh\n");
+  chmod(m_Folder.file("bin/touch").c_str(), 0755);
+  for (const std::string& path : {m_Folder.file("bin/touch"), m_Folder.file("bin"), m_Folder.file("none")}) {
+    SCOPED_TRACE(path);
+    m_Records.clear();
+    const std::string out = m_Folder.file("out");
+    gather(
+        command("<path>" + path + "</path><args>touch " + out + "</args><temp_out>" + out + "</temp_out>"));
+    gather(command("<path>" + path + "</path><args>pwd</args><stdout/>"));
+    EXPECT_THAT(recordPaths(), ElementsAre("out", "pwd_result.txt"));
+    EXPECT_EQ(readFile(work() + "/pwd_result.txt"), banner("pwd") + helperUtil::currentDirectory() + "\n");
+  }
 }
 
 TEST_F(CommandActionTest, ACommandDoneWithinASecondReportsItsFirstShare) {
@@ -503,6 +608,51 @@ TEST_F(CommandActionTest, AChildEndedByASignalCountsAsATimeOutAndTheNextActionRu
   EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
 }
 
+// Lets the child go at the first report, which comes behind a wait that has run out, and returns when the
+// child has ended and nobody has looked at it yet.
+class EndingListener : public IProgressListener {
+ public:
+  explicit EndingListener(std::string go) : m_strGo(std::move(go)) { setProgressListener(this); }
+  ~EndingListener() override { setProgressListener(nullptr); }
+  EndingListener(const EndingListener&) = delete;
+  EndingListener& operator=(const EndingListener&) = delete;
+
+  void updateMsg(const std::string& /*message*/) override {
+    writeFile(m_strGo, "");
+    siginfo_t ended = {};
+    EXPECT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(ended.si_code, CLD_EXITED);
+    ++reports;
+  }
+  void updateProgress(const std::uint32_t* /*percent*/) override {}
+  void tolmFinished(ResultCode /*code*/) override {}
+
+  int reports = 0;
+
+ private:
+  std::string m_strGo;
+};
+
+TEST_F(CommandActionTest, AChildThatEndsBetweenAWaitAndTheNextLookCountsAsATimeOut) {
+  const std::string out = m_Folder.file("out");
+  writeFile(out, "x");
+  writeFile(m_Folder.file("tool"),
+            "#!/bin/sh\nfor i in $(seq 1000); do test -e \"$1\" && exit 0; sleep 0.05; done\n");
+  chmod(m_Folder.file("tool").c_str(), 0755);
+  {
+    const EndingListener listener(m_Folder.file("go"));
+    gather(command("<args>" + m_Folder.file("tool") + " " + m_Folder.file("go") + "</args><temp_out>" + out +
+                   "</temp_out>"));
+    EXPECT_EQ(listener.reports, 1);
+  }
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "TOLMAction::callExtern", PROCESS_API_ERROR_WAIT_TIMEOUT))
+      << m_Log.dump();
+  // As with every failed command its output stays where it is and is neither gathered nor told.
+  EXPECT_THAT(m_Records, IsEmpty());
+  EXPECT_THAT(failures(), IsEmpty());
+  EXPECT_TRUE(exists(out));
+}
+
 TEST_F(CommandActionTest, ATemporaryFileThatCantBeOpenedLosesTheOutputAndRunsTheCommand) {
   makeFolders(work() + "/touch_tmp.txt");
   gather(command("<args>touch '" + m_Folder.file("proof") + "'</args><stdout/>"));
@@ -518,7 +668,8 @@ TEST_F(CommandActionTest, AParseFailureRunsNothingAndLeavesNoEntry) {
 }
 
 // Performs a command where no process may be started. Exits with 0 where the summary tells just that.
-int performWithoutProcesses(bool clearing, const std::string& command) {
+int performWithoutProcesses(bool clearing, const std::string& command,
+                            const std::string& reason = "Failed to execute tool") {
   dropToNobody();
   const rlimit none = {0, 0};
   setrlimit(RLIMIT_NPROC, &none);
@@ -538,7 +689,7 @@ int performWithoutProcesses(bool clearing, const std::string& command) {
   TOLMCollectLogsAction(context, document->GetRoot()).Perform(records);
   const DataComponent* const failed = summary.GetRoot()->FindChild("id");
   return records.empty() && failed != nullptr && failed->GetValue() == "N/A" &&
-                 failed->FindAttribute("reason")->GetValue() == "Failed to execute tool"
+                 failed->FindAttribute("reason")->GetValue() == reason
              ? 0
              : 1;
 }
@@ -550,6 +701,14 @@ TEST(ActionWithoutProcessesTest, ACommandThatCantBeLaunchedIsToldAsNotExecuted) 
   EXPECT_EQ(result.invokedFunctions(),
             "fork CProcessApi::Launch TOLMAction::callExtern TOLMAction::performExternalAction");
   EXPECT_TRUE(result.hasReturnCode(kLogError, "TOLMAction::callExtern", PROCESS_API_ERROR_UNKNOWN));
+}
+
+TEST(ActionWithoutProcessesTest, ACommandWithALeadingBlankIsToldWhole) {
+  const ForkedResult result = runForked([] {
+    return performWithoutProcesses(false, "<args> tool -x</args><temp_out>/no/out</temp_out>",
+                                   "Failed to execute  tool -x");
+  });
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
 }
 
 TEST(ActionWithoutProcessesTest, AShellThatCantBeStartedIsToldAsNotExecuted) {
@@ -649,11 +808,24 @@ TEST_F(PListActionTest, LocationsHaveNoWildcardsAndNoVariables) {
                                       "one.log: " + m_Folder.file("l") + " File not found"));
 }
 
-TEST_F(PListActionTest, AKeyThatIsTheLastChildIsLogged) {
-  writeFile(m_Folder.file("l"), "<p><dict><key>UILogLocation</key></dict></p>");
+TEST_F(PListActionTest, AKeyThatIsTheLastChildIsLoggedAndTheNextDictIsRead) {
+  writeFile(src("one.log"), "1");
+  writeFile(m_Folder.file("l"),
+            "<p><dict><key>UILogLocation</key></dict><dict><key>UILogLocation</key><a><s>" + src("one.log") +
+                "</s></a></dict></p>");
   gather(plist(m_Folder.file("l")));
   EXPECT_TRUE(m_Log.has(kLogError, "Invalid pList file, no UI log locations found.")) << m_Log.dump();
   EXPECT_EQ(m_Log.records().size(), 1U);
+  EXPECT_THAT(recordPaths(), ElementsAre("one.log"));
+}
+
+TEST_F(PListActionTest, TheElementBehindAKeyIsItsValueEvenWhereItIsAKeyItself) {
+  writeFile(src("one.log"), "1");
+  writeFile(m_Folder.file("l"), "<p><dict><key>UILogLocation</key><key>UILogLocation</key><a><s>" +
+                                    src("one.log") + "</s></a></dict></p>");
+  gather(plist(m_Folder.file("l")));
+  EXPECT_THAT(m_Records, IsEmpty());
+  EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
 }
 
 TEST_F(PListActionTest, EmptyLocationsArePassedOverWithoutAMessage) {
@@ -664,10 +836,21 @@ TEST_F(PListActionTest, EmptyLocationsArePassedOverWithoutAMessage) {
 }
 
 TEST_F(PListActionTest, AnAbsentKeyGathersNothingInSilence) {
-  writeFile(
-      m_Folder.file("l"),
-      "<p><dict><key>uiloglocation</key><a><s>/x</s></a></dict><key>UILogLocation</key><a><s>/x</s></a></p>");
-  gather(plist(m_Folder.file("l")));
+  const std::string value = "<a><s>" + src("one.log") + "</s></a>";
+  const std::string key = "<key>UILogLocation</key>" + value;
+  writeFile(src("one.log"), "1");
+  for (const std::string& content : {"<dict><key>uiloglocation</key>" + value + "</dict>",
+                                     "<dict><key>UILogLocation2</key>" + value + "</dict>",
+                                     "<dict><key> UILogLocation</key>" + value + "</dict>",
+                                     "<dict><Key>UILogLocation</Key>" + value + "</dict>",
+                                     "<Dict>" + key + "</Dict>", "<array><dict>" + key + "</dict></array>",
+                                     "<dict><dict>" + key + "</dict></dict>", key, std::string("<dict/>")}) {
+    SCOPED_TRACE(content);
+    writeFile(m_Folder.file("l"), "<plist>" + content + "</plist>");
+    gather(plist(m_Folder.file("l")));
+    EXPECT_THAT(m_Records, IsEmpty());
+  }
+  EXPECT_THAT(failures(), IsEmpty());
   EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
 }
 
@@ -675,22 +858,62 @@ TEST_F(PListActionTest, AMissingBinaryOrMalformedListIsLoggedTwiceAndTellsTheUse
   writeFile(m_Folder.file("binary"), std::string("bplist00\xd1\x01\x02\x00", 12));
   writeFile(m_Folder.file("malformed"), "<plist><dict>");
   ASSERT_EQ(mkfifo(m_Folder.file("pipe").c_str(), 0666), 0);
-  for (const char* name : {"missing", "binary", "malformed", "pipe"}) {
+  std::string entities = "<!DOCTYPE p [<!ENTITY e0 \"lollollollollollol\">";
+  for (int i = 1; i < 20; ++i) {
+    entities += "<!ENTITY e" + std::to_string(i) + " \"";
+    for (int j = 0; j < 10; ++j) {
+      entities += "&e" + std::to_string(i - 1) + ";";
+    }
+    entities += "\">";
+  }
+  writeFile(m_Folder.file("entities"),
+            entities + "]><p><dict><key>UILogLocation</key><a><s>&e19;</s></a></dict></p>");
+  for (const char* name : {"missing", "binary", "malformed", "pipe", "entities"}) {
+    SCOPED_TRACE(name);
     m_Log.clear();
-    gather(plist(m_Folder.file(name)));
-    EXPECT_TRUE(m_Log.has(kLogError, "Unable to process XML parsing request")) << name;
+    m_Records.clear();
+    gather(plist(m_Folder.file(name)) + command("<args>echo next</args><stdout/>"));
+    EXPECT_TRUE(m_Log.has(kLogError, "Unable to process XML parsing request"));
+    EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "TOLMAction::performPListCopyAction",
+                                    TOLMENGINE_ERROR_FILE_OPEN_FAILURE));
     std::size_t told = 0;
     for (const LogRecord& record : m_Log.records()) {
       told += record.field("Invoked Function") == "TOLMAction::performPListCopyAction" ? 1 : 0;
     }
-    EXPECT_EQ(told, 2U) << name;
+    EXPECT_EQ(told, 2U);
+    EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
   }
   EXPECT_THAT(failures(), IsEmpty());
+}
+
+TEST_F(PListActionTest, AHugeListIsReadToItsEnd) {
+  writeFile(src("one.log"), "1");
+  std::string text = "<plist><dict>";
+  while (text.size() < 16'000'000) {
+    text += "<key>Other</key><string>" + std::string(1000, 'x') + "</string>\n";
+  }
+  writeFile(m_Folder.file("l"), text + "<key>UILogLocation</key><array><string>" + src("one.log") +
+                                    "</string></array></dict></plist>");
+  gather(plist(m_Folder.file("l")));
+  EXPECT_THAT(recordPaths(), ElementsAre("one.log"));
 }
 
 TEST_F(PListActionTest, APluginInPlaceOfThePathIsNoLocation) {
   gather("<get_file_to_copy_action><action><plugin>x</plugin></action></get_file_to_copy_action>");
   EXPECT_TRUE(m_Log.has(kLogError, "No file location specified"));
+}
+
+TEST_F(PListActionTest, APathWithElementsInsideIsLoggedAheadOfTheMissingLocation) {
+  gather(plist("<x/>"));
+  const std::vector<LogRecord> records = m_Log.records();
+  ASSERT_EQ(records.size(), 3U) << m_Log.dump();
+  EXPECT_EQ(records[0].text(),
+            "Internal Error: unexpected further nested tags inside the <path></path> tag pairs in "
+            "<action></action>.");
+  EXPECT_EQ(records[1].text(), "No file location specified");
+  EXPECT_TRUE(
+      m_Log.hasReturnCode(kLogError, "TOLMAction::performPListCopyAction", TOLMENGINE_ERROR_BAD_PARAMETER));
+  EXPECT_THAT(failures(), IsEmpty());
 }
 
 TEST_F(PListActionTest, AnEmptyFileNameIsABadParameter) {
@@ -734,14 +957,39 @@ TEST_F(ClearActionTest, AMatchingFolderStaysAndShowsInTheLogAlone) {
   EXPECT_TRUE(m_Log.has(kLogError, "unlink_file"));
 }
 
+TEST_F(ClearActionTest, ThePatternOfAllClearsTheFilesWithoutAComplaintAboutTheFolderItself) {
+  writeFile(src("a.log"), "1");
+  writeFile(src(".hidden"), "1");
+  clear(copyAction(src("*"), "<clear_log apply=\"true\"/>"));
+  EXPECT_THAT(listFolder(src()), IsEmpty());
+  EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
+}
+
 TEST_F(ClearActionTest, ACommandIsStartedDirectlyAndItsOutputIsntCaptured) {
   writeFile(m_Folder.file("tool"), "#!/bin/sh\nprintf '%s' \"$1\" >'" + m_Folder.file("proof") + "'\n");
   chmod(m_Folder.file("tool").c_str(), 0755);
-  clear(command("<args>echo never</args><stdout/><clear_log apply=\"true\">" + m_Folder.file("tool") +
+  writeFile(m_Folder.file("out"), "kept");
+  clear(command("<args>touch " + m_Folder.file("gathered") + "</args><temp_out>" + m_Folder.file("out") +
+                "</temp_out><stdout/><clear_log apply=\"true\">" + m_Folder.file("tool") +
                 " $HOME/x; y</clear_log>"));
   // Variables aren't expanded, and there is no shell.
   EXPECT_EQ(readFile(m_Folder.file("proof")), "$HOME/x; y");
-  EXPECT_THAT(listFolder(work()), IsEmpty());
+  // The command that gathers isn't run, and its output file stays.
+  EXPECT_FALSE(exists(m_Folder.file("gathered")));
+  EXPECT_TRUE(exists(m_Folder.file("out")));
+  EXPECT_THAT(m_Records, IsEmpty());
+  EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
+}
+
+TEST_F(ClearActionTest, ACommandThatCantBeStartedEndsQuietlyAndTheNextActionRuns) {
+  for (const std::string& commandLine : {std::string(), std::string(" "), m_Folder.file("missing") + " x"}) {
+    SCOPED_TRACE("\"" + commandLine + "\"");
+    writeFile(src("a.log"), "1");
+    clear(command("<args>true</args><clear_log apply=\"true\">" + commandLine + "</clear_log>") +
+          copyAction(src("*.log"), "<clear_log apply=\"true\"/>"));
+    EXPECT_FALSE(exists(src("a.log")));
+  }
+  EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
 }
 
 TEST_F(ClearActionTest, ACommandReportsItsProgressAsInAGatheringRun) {
