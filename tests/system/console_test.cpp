@@ -182,6 +182,27 @@ TEST_F(ConsoleTest, OutputThatCannotBeWrittenIsAFailure) {
   }
 }
 
+// A shell's words for a run of `command` whose standard output is a pipe that nobody reads any more.
+std::vector<std::string> withoutReader(const std::string& command) {
+  return {"sh", "-c",
+          "mkfifo /opt/pipe; exec 4<>/opt/pipe 3>/opt/pipe 4<&-; exec " + builtProgram("tmtolm") + " " +
+              command + " >&3"};
+}
+
+TEST_F(ConsoleTest, AReaderThatGoesAwayDoesNotEndTheRun) {
+  writeFile(kConfig + "a.xml",
+            document("Alpha", item("a", "D",
+                                   "<use_extern_action><action><args>yes 2&gt;/opt/complaint | head -n 1"
+                                   "</args><stdout/></action></use_extern_action>")));
+  const RunResult result = runProgram(withoutReader("collect --bundle /tmp/out.zip"));
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.err, "tmtolm: standard output can't be written: Broken pipe\n");
+  EXPECT_THAT(newInTmp(), ElementsAre("out.zip"));
+  EXPECT_THAT(contentOf("/tmp/out.zip").at("Alpha/yes_result.txt"), ::testing::EndsWith("\n\r\ny\n"));
+  // The run's commands end at a pipe without a reader as they always do, and without a word.
+  EXPECT_EQ(readFile("/opt/complaint"), "");
+}
+
 // --- collect: where the bundle goes ---------------------------------------------------------------
 
 TEST_F(ConsoleTest, TheDefaultBundleLiesOnTheDesktopUnderATimedName) {
@@ -567,6 +588,42 @@ TEST_F(ConsoleClearTest, OnATerminalAnythingElseClearsNothing) {
     EXPECT_EQ(result.run.exitStatus, 1);
     EXPECT_THAT(result.run.out, HasSubstr("tmtolm: Nothing was cleared. (0xFEAF0013)\n"));
     EXPECT_FALSE(isCleared());
+  }
+}
+
+TEST_F(ConsoleClearTest, AReaderThatGoesAwayDoesNotEndTheRun) {
+  const RunResult result = runProgram(withoutReader("clear --yes"));
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.err, "tmtolm: standard output can't be written: Broken pipe\n");
+  EXPECT_TRUE(isCleared());
+}
+
+TEST_F(ConsoleClearTest, TheSamplesClearTheClientsOwnLogsAlone) {
+  std::filesystem::remove(kConfig + "a.xml");
+  for (const std::string& name : listFolder(sourcePath("samples"))) {
+    if (name.find(".xml") != std::string::npos) {
+      writeFile(kConfig + name, readFile(sourcePath("samples/" + name)));
+    }
+  }
+  const std::vector<std::string> logs = {"/opt/halvo/tessarmont/log/agent.log",
+                                         m_strHome + "/.halvo/vpn/log/client.log"};
+  const std::vector<std::string> others = {
+      "/opt/halvo/tessarmont/log/agent.crash", "/opt/halvo/tessarmont/profile/a.xml",
+      m_strHome + "/.halvo/vpn/log/client.txt", m_strHome + "/.halvo/vpn/preferences.xml"};
+  for (const std::vector<std::string>& paths : {logs, others}) {
+    for (const std::string& path : paths) {
+      writeFile(path, "x");
+    }
+  }
+  EXPECT_EQ(tmtolm({"clear", "--yes"}).exitStatus, 0);
+  for (const std::string& path : logs) {
+    EXPECT_FALSE(exists(path)) << path;
+  }
+  for (const std::string& path : others) {
+    EXPECT_TRUE(exists(path)) << path;
+  }
+  for (const std::string& name : listFolder(sourcePath("samples"))) {
+    EXPECT_TRUE(name.find(".xml") == std::string::npos || exists(kConfig + name)) << name;
   }
 }
 

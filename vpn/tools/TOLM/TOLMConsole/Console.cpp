@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <list>
 #include <memory>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/sysutils.h"
 #include "vpn/tools/TOLM/TOLMConsole/Arguments.h"
 #include "vpn/tools/TOLM/TOLMConsole/CheckRules.h"
 #include "vpn/tools/TOLM/TOLMConsole/CheckRun.h"
@@ -64,6 +66,14 @@ int finishOutput(int status) {
   return status == kExitSuccess ? kExitFailure : status;
 }
 
+// A reader of the progress that goes away must not end a run in the middle, with its folder left behind or
+// half of the logs cleared. Unlike an ignored signal, one with a handler is back to its default in the
+// commands that a run starts.
+void outliveReader() {
+  static_cast<void>(install_sighdlr(
+      SIGPIPE, [](int) {}, nullptr));
+}
+
 int usageFailure(const std::string& line) {
   printError(line);
   return kExitUsage;
@@ -91,6 +101,7 @@ int runCollect(const Arguments& arguments) {
     return usageFailure("\"" + zip + "\" is no file; a bundle can't be written there");
   }
   setConsoleMode(arguments.quiet ? 0 : 1);
+  outliveReader();
   TOLMEngine engine(arguments.requestPath, bundlePath, password, false);
   if (const ResultCode rc = engine.run(); rc != 0) {
     printError(failureLine(engine.failureText(), rc, engine.bundlePath()));
@@ -114,6 +125,7 @@ int runClear(const Arguments& arguments) {
     }
   }
   setConsoleMode(arguments.quiet ? 0 : 1);
+  outliveReader();
   TOLMEngine engine("", "", "", true);
   if (const ResultCode rc = engine.run(); rc != 0) {
     printError(failureLine(engine.failureText(), rc, ""));
