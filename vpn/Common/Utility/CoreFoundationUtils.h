@@ -24,7 +24,7 @@ HostLocale readHostLocale();
 
 // Stores language, "-" and country of the host's locale in `out`, in lower case, such as "de-at" or
 // "en-us". A locale that lacks one of both is an error, although the other is known: `out` is empty
-// then, the reason is logged and the result is GLOBAL_ERROR_UNEXPECTED.
+// then, the reason is logged as an error and the result is GLOBAL_ERROR_UNEXPECTED.
 [[nodiscard]] ResultCode GetLangCode(std::string& out);
 
 // The same for a locale that has been read.

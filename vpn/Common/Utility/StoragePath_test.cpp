@@ -102,6 +102,7 @@ TEST_F(StoragePathTest, ProfilePathOfKindOneIsTheManagementTunnelAndAnyOtherIsPl
 TEST_F(StoragePathTest, DataPathIsTheInstallationFolderUnlessUserSpecific) {
   EXPECT_EQ(CStoragePath::getDataPath(false, "root"), "/opt/halvo/tessarmont/");
   EXPECT_EQ(CStoragePath::getDataPath(true, "root"), CStoragePath::GetUserProgramDataPath("root"));
+  EXPECT_EQ(CStoragePath::getDataPath(true, "no-such-user-here"), ".");
 }
 
 TEST_F(StoragePathTest, UserProgramDataPathIsTheHomeFolderWithASlash) {

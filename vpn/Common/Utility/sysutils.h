@@ -26,7 +26,8 @@ namespace halvo {
 
 // select(2) that goes on after a signal with what is left of its time. Returns the number of ready
 // descriptors, 0 at the end of the time, -1 on failure, which is logged as an error; errno is then
-// that of select.
+// that of select. `count` is one more than the highest descriptor; a set may be null. Where a signal
+// comes at the end of the time the result is 0 and the sets are as they were given.
 //
 // A null `timeout` looks at the descriptors and returns at once: no wait without end happens here.
 // The sets are handed through unread, so a set may be a larger bitmap than an fd_set holds, as long as
@@ -176,9 +177,9 @@ bool statPath(const char* path, struct stat* buffer);
 
 using SignalHandler = void (*)(int);
 
-// Installs `handler` for `signal`, with an empty mask and no flags. `previous`, where it isn't null,
-// receives the handler before, and null on failure. Returns false on failure, with an error log of
-// "sigaction".
+// Installs `handler` for `signal` in the whole process, with an empty mask and no flags. `previous`,
+// where it isn't null, receives the handler before, and null on failure. Returns false on failure, with
+// an error log of "sigaction".
 [[nodiscard]] bool install_sighdlr(int signal, SignalHandler handler, SignalHandler* previous);
 
 // True: the answer of this system to a question that only other builds of the suite ask.

@@ -124,6 +124,19 @@ TEST(LinuxProcessTest, ProcessWhoseFirstThreadHasEndedIsNoZombie) {
   EXPECT_EQ(look(child.id()).state, kProcessSleeping);
 }
 
+TEST(LinuxProcessTest, TableThatHasOutgrownItsRecordsIsOutOfMemoryAndNothingIsPutBehindThem) {
+  const Child another([](int ready) {
+    tellReady(ready);
+    pause();
+  });
+  BSDProcess records[2] = {};
+  records[1].pid = -7;
+  std::size_t bytes = sizeof(BSDProcess);
+  EXPECT_EQ(hostProcessTable().read(records, bytes), ENOMEM);
+  EXPECT_EQ(bytes, sizeof(BSDProcess));
+  EXPECT_EQ(records[1].pid, -7);
+}
+
 // One look at the process list while there are descriptors: the undefined-behaviour sanitizer takes one
 // to look at an object for the first time.
 bool canList() {
