@@ -35,18 +35,25 @@ inline constexpr std::uint32_t MID_DEBUG_MESSAGE = 1;
 inline constexpr std::uint32_t MID_DEBUG_RETURN_CODE = 2;
 inline constexpr std::uint32_t MID_VERBOSE_MESSAGE = 3;
 
-// The ordinary call. `format` may be null, which leaves the message empty.
+// The ordinary call, by row MID_DEBUG_MESSAGE. `function`, `file` and `line` are the place of the
+// call, `level` a LogLevel. `format` is printf's; it may be null, which leaves the message empty.
 void logDebugMessage(const char* function, const char* file, int line, int level, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
-// Reports that a call failed. `invokedFunction` names what was called. `description` is text already
-// in hand (mostly strerror) and wins over the result code table; it and `format` may be null.
+// Reports that a call failed, by row MID_DEBUG_RETURN_CODE. `invokedFunction` names what was called,
+// `returnCode` is a code of the table or a number of the operating system. `description` is text
+// already in hand (mostly strerror), `format` makes further text; either may be null.
+//
+// The record's description is the one in hand, else the code's row, else the word "unknown", and the
+// further text stands in the last line. One case differs: a code of 0 without a description shows the
+// further text as its description, and the last line is empty.
 void logDebugReturnCode(const char* function, const char* file, int line, int level,
                         const char* invokedFunction, ResultCode returnCode, const char* description,
                         const char* format, ...) __attribute__((format(printf, 8, 9)));
 
-// Formats the row of `id` with the arguments and hands it to the installed logger. An id without a
-// row writes the empty text under the name "UNKNOWN".
+// Formats the row of `id` with the arguments, which have to be those that its format names, and hands
+// it to the installed logger; without one the text is dropped. An id without a row writes the empty
+// text under the name "UNKNOWN".
 void logMessageId(std::uint32_t id, int level, ...);
 void logMessageIdV(std::uint32_t id, int level, std::va_list arguments);
 // The form with the id alone, at level kLogTrace.

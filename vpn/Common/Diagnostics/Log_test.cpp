@@ -491,6 +491,15 @@ TEST_F(LogStartTest, WithoutLoggerTheTextIsDroppedSilently) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
+TEST_F(LogStartTest, TextIsFormattedAlsoWhereNobodyTakesIt) {
+  int written = 0;
+  LOG_MESSAGE(kLogError, "four%n", &written);
+  EXPECT_EQ(written, 4);
+  written = 0;
+  LOG_RETURN_CODE_TEXT(kLogError, "open", 0, "five.%n", &written);
+  EXPECT_EQ(written, 5);
+}
+
 TEST_F(LogStartTest, FailingLoggerIsCalledAgainForTheNextMessage) {
   acquire(makeLogger());
   LOG_MESSAGE(kLogError, "one");

@@ -274,19 +274,34 @@ TEST(SummaryFillersTest, EntriesStandInTheOrderOfTheCallsWithTheirAttributes) {
 }
 
 TEST(SummaryFillersTest, TellAnUnusableSummary) {
-  const LogRecorder log;
-  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(nullptr, "", "", "", ""), TOLMENGINE_ERROR_BAD_PARAMETER);
-  EXPECT_RESULT(helperUtil::fillSummaryNote(nullptr, ""), TOLMENGINE_ERROR_BAD_PARAMETER);
-  EXPECT_EQ(log.count("pXMLSummary is NULL"), 2U);
   XMLObject empty;
-  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(&empty, "", "", "", ""), TOLMENGINE_ERROR_NULL_XML_ROOT);
-  EXPECT_RESULT(helperUtil::fillSummaryNote(&empty, ""), TOLMENGINE_ERROR_NULL_XML_ROOT);
-  EXPECT_EQ(log.count("pXMLSummary->GetRoot() is NULL"), 2U);
   XMLObject bare("summary", "");
-  EXPECT_RESULT(helperUtil::fillSummaryFailedFile(&bare, "", "", "", ""), TOLMENGINE_ERROR_NULL_XML_CHILD);
-  EXPECT_TRUE(log.has(kLogError, "pDCFailedFiles is NULL"));
-  EXPECT_RESULT(helperUtil::fillSummaryNote(&bare, ""), TOLMENGINE_ERROR_NULL_XML_CHILD);
-  EXPECT_TRUE(log.has(kLogError, "pDCNoteComponent is NULL"));
+  struct Case {
+    XMLObject* summary;
+    ResultCode code;
+    const char* fileText;
+    const char* noteText;
+  };
+  for (const Case& one :
+       {Case{nullptr, TOLMENGINE_ERROR_BAD_PARAMETER, "pXMLSummary is NULL", "pXMLSummary is NULL"},
+        Case{&empty, TOLMENGINE_ERROR_NULL_XML_ROOT, "pXMLSummary->GetRoot() is NULL",
+             "pXMLSummary->GetRoot() is NULL"},
+        Case{&bare, TOLMENGINE_ERROR_NULL_XML_CHILD, "pDCFailedFiles is NULL", "pDCNoteComponent is NULL"}}) {
+    const LogRecorder log;
+    EXPECT_RESULT(helperUtil::fillSummaryFailedFile(one.summary, "a", "b", "c", "d"), one.code);
+    EXPECT_RESULT(helperUtil::fillSummaryNote(one.summary, "e"), one.code);
+    const std::vector<LogRecord> records = log.records();
+    ASSERT_EQ(records.size(), 2U) << log.dump();
+    EXPECT_EQ(records[0].field("Function"), "fillSummaryFailedFile");
+    EXPECT_EQ(records[0].text(), one.fileText);
+    EXPECT_EQ(records[1].field("Function"), "fillSummaryNote");
+    EXPECT_EQ(records[1].text(), one.noteText);
+    for (const LogRecord& record : records) {
+      EXPECT_EQ(record.level, kLogError) << record.message;
+      EXPECT_EQ(record.messageId, MID_DEBUG_MESSAGE) << record.message;
+    }
+  }
+  EXPECT_TRUE(bare.GetRoot()->GetChildren().empty());
 }
 
 }  // namespace

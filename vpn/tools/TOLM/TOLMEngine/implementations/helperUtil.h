@@ -154,11 +154,14 @@ ResultCode fileDeleteDirectory(const std::string& folder);
 // stays behind. A cut is by bytes and may split a line or a character.
 //
 // fileTruncateEnd keeps the first `keepSize` bytes; a larger keep size than the file leaves the whole
-// file and one byte 0xFF. fileTruncateFront keeps the last `keepSize` bytes and always leaves one byte
-// 0xFF behind them; a larger keep size than the file leaves an empty file.
+// file and one byte 0xFF, a negative one leaves an empty file. fileTruncateFront keeps the last
+// `keepSize` bytes and leaves one byte 0xFF behind them; a larger keep size than the file leaves an
+// empty file, a negative one the byte 0xFF alone.
 //
 // TOLMENGINE_ERROR_BAD_PARAMETER for a null path, TOLMENGINE_ERROR_FILE_OPEN_FAILURE where the file or
-// the scratch file can't be opened. Anything later is only logged: the result is 0.
+// the scratch file can't be opened; both are logged as errors, and the file is as it was. From then on
+// the result is 0: a failed copy back, which can lose the file, is a warning in the log, and a scratch
+// file that could not be written whole isn't told at all.
 ResultCode fileTruncateEnd(std::int32_t keepSize, const char* path);
 ResultCode fileTruncateEnd(std::int32_t keepSize, const std::string& path);
 ResultCode fileTruncateFront(std::int32_t keepSize, const char* path);
@@ -186,16 +189,17 @@ class SummarySections {
   std::map<std::string, DataComponent*> m_Found;
 };
 
-// Enters a file that is not in the bundle. TOLMENGINE_ERROR_BAD_PARAMETER for a null summary,
-// TOLMENGINE_ERROR_NULL_XML_ROOT and TOLMENGINE_ERROR_NULL_XML_CHILD for one without its parts; each is
-// logged.
+// Enters a file that was wanted and is not in the bundle: its item's id, the name to print, the item's
+// description and the reason. Entries stand in the order of the calls. TOLMENGINE_ERROR_BAD_PARAMETER
+// for a null summary, TOLMENGINE_ERROR_NULL_XML_ROOT for one without a root and
+// TOLMENGINE_ERROR_NULL_XML_CHILD for one without the section; each is logged as an error.
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,
                                  const std::string& description, const std::string& reason);
 ResultCode fillSummaryFailedFile(SummarySections& sections, const std::string& id,
                                  const std::string& fileName, const std::string& description,
                                  const std::string& reason);
 
-// Adds a note; the same codes.
+// Adds a note for the report's last section; the same codes, logged in the same way.
 ResultCode fillSummaryNote(XMLObject* summary, const std::string& text);
 ResultCode fillSummaryNote(SummarySections& sections, const std::string& text);
 

@@ -1,13 +1,20 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <vector>
 
 #include "tests/support/Files.h"
+#include "tests/support/ForkedCase.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
@@ -22,6 +29,20 @@ using ::testing::IsEmpty;
 
 constexpr char kMark[] = "\xff";
 
+struct Cut {
+  const char* name;
+  ResultCode (*function)(std::int32_t keepSize, const char* path);
+};
+constexpr Cut kCuts[] = {{"fileTruncateEnd", fileTruncateEnd}, {"fileTruncateFront", fileTruncateFront}};
+
+std::string bytes(std::size_t size) {
+  std::string content(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) {
+    content[i] = static_cast<char>(i % 251);
+  }
+  return content;
+}
+
 class CuttingTest : public ::testing::Test {
  protected:
   [[nodiscard]] std::string endCut(const std::string& content, std::int32_t keep) {
@@ -35,12 +56,15 @@ class CuttingTest : public ::testing::Test {
     return readFile("file");
   }
 
-  static std::string bytes(std::size_t size) {
-    std::string content(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) {
-      content[i] = static_cast<char>(i % 251);
+  // The one record that a cut has left, as level, function and text; the next cut begins anew.
+  [[nodiscard]] std::string onlyRecord() {
+    const std::vector<LogRecord> records = m_Log.records();
+    if (records.size() != 1) {
+      return m_Log.dump();
     }
-    return content;
+    m_Log.clear();
+    return std::string(1, static_cast<char>(records.front().level)) + " " +
+           records.front().field("Function") + ": " + records.front().text();
   }
 
   LogRecorder m_Log;
@@ -132,33 +156,30 @@ TEST_F(CuttingTest, TheScratchFileStaysBehindAndIsOverwrittenByTheNextCut) {
 }
 
 TEST_F(CuttingTest, ANullPathIsABadParameter) {
-  EXPECT_RESULT(fileTruncateEnd(1, nullptr), TOLMENGINE_ERROR_BAD_PARAMETER);
-  EXPECT_RESULT(fileTruncateFront(1, nullptr), TOLMENGINE_ERROR_BAD_PARAMETER);
-  ASSERT_EQ(m_Log.count("pszFilename is NULL"), 2U);
-  EXPECT_EQ(m_Log.records().front().field("Function"), "fileTruncateEnd");
-  EXPECT_EQ(m_Log.records().back().field("Function"), "fileTruncateFront");
-  EXPECT_EQ(m_Log.records().front().level, kLogError);
+  for (const Cut& cut : kCuts) {
+    EXPECT_RESULT(cut.function(1, nullptr), TOLMENGINE_ERROR_BAD_PARAMETER);
+    EXPECT_EQ(onlyRecord(), std::string("E ") + cut.name + ": pszFilename is NULL");
+  }
+  EXPECT_FALSE(exists("temp_out.txt"));
 }
 
 TEST_F(CuttingTest, AMissingFileIsAnOpenFailure) {
-  EXPECT_RESULT(fileTruncateEnd(1, "missing"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
-  EXPECT_RESULT(fileTruncateFront(1, "missing"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
-  EXPECT_EQ(m_Log.count("Failed to open \"missing\""), 2U);
-  EXPECT_TRUE(m_Log.has(kLogError, "Failed to open \"missing\"")) << m_Log.dump();
+  for (const Cut& cut : kCuts) {
+    EXPECT_RESULT(cut.function(1, "missing"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+    EXPECT_EQ(onlyRecord(), std::string("E ") + cut.name + ": Failed to open \"missing\"");
+  }
   EXPECT_FALSE(exists("temp_out.txt"));
 }
 
 TEST_F(CuttingTest, AnUnwritableWorkingFolderFailsBeforeTheFileIsTouched) {
   writeFile("file", "abcdef");
   chmod(m_Folder.path().c_str(), 0555);
-  {
+  for (const Cut& cut : kCuts) {
     const WithoutFileOverride ordinary;
-    EXPECT_RESULT(fileTruncateEnd(1, "file"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
-    EXPECT_RESULT(fileTruncateFront(1, "file"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+    EXPECT_RESULT(cut.function(1, "file"), TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+    EXPECT_EQ(onlyRecord(), std::string("E ") + cut.name + ": Failed to open \"temp_out.txt\"");
   }
   chmod(m_Folder.path().c_str(), 0755);
-  EXPECT_EQ(m_Log.count("Failed to open \"temp_out.txt\""), 2U);
-  EXPECT_TRUE(m_Log.has(kLogError, "Failed to open \"temp_out.txt\"")) << m_Log.dump();
   EXPECT_EQ(readFile("file"), "abcdef");
 }
 
@@ -166,30 +187,57 @@ TEST_F(CuttingTest, AFailureOnTheWayBackIsAWarningAndTheResultIsZero) {
   makeFolders("closed");
   writeFile("closed/file", "abcdef");
   chmod("closed", 0555);
-  {
-    const WithoutFileOverride ordinary;
-    EXPECT_RESULT(fileTruncateEnd(1, "closed/file"), 0);
+  for (const Cut& cut : kCuts) {
+    {
+      const WithoutFileOverride ordinary;
+      EXPECT_RESULT(cut.function(1, "closed/file"), 0);
+    }
+    EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_UNEXPECTED))
+        << m_Log.dump();
+    m_Log.clear();
   }
   chmod("closed", 0755);
-  EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_UNEXPECTED))
-      << m_Log.dump();
+  EXPECT_EQ(readFile("closed/file"), "abcdef");
 }
 
 TEST_F(CuttingTest, AScratchFileThatCantBeReadBackLosesTheFileWithAWarning) {
-  writeFile("file", "abcdef");
-  writeFile("temp_out.txt", "");
-  chmod("temp_out.txt", 0200);
-  {
-    const WithoutFileOverride ordinary;
-    EXPECT_RESULT(fileTruncateEnd(2, "file"), 0);
+  for (const Cut& cut : kCuts) {
+    writeFile("file", "abab");
+    writeFile("temp_out.txt", "");
+    chmod("temp_out.txt", 0200);
+    {
+      const WithoutFileOverride ordinary;
+      EXPECT_RESULT(cut.function(2, "file"), 0);
+    }
+    chmod("temp_out.txt", 0600);
+    EXPECT_FALSE(exists("file"));
+    EXPECT_EQ(readFile("temp_out.txt").substr(0, 2), "ab");
+    EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_FILE_OPEN_FAILURE));
+    EXPECT_EQ(onlyRecord(), std::string("W ") + cut.name + ": " + std::strerror(EACCES));
   }
-  chmod("temp_out.txt", 0600);
-  EXPECT_FALSE(exists("file"));
-  EXPECT_EQ(readFile("temp_out.txt"), "ab");
-  EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "helperUtil::fileCopy", TOLMENGINE_ERROR_FILE_OPEN_FAILURE));
-  ASSERT_EQ(m_Log.records().size(), 1U) << m_Log.dump();
-  EXPECT_EQ(m_Log.records().front().field("Function"), "fileTruncateEnd");
-  EXPECT_THAT(m_Log.records().front().text(), ::testing::HasSubstr("Permission denied"));
+}
+
+// A disk that fills up is not told: what the scratch file got to hold is what the file becomes.
+TEST(CuttingOnAFullDiskTest, AScratchFileThatCantBeWrittenWholeBecomesTheFileInSilence) {
+  const TempFolder folder;
+  const WorkingFolder here(folder.path());
+  constexpr rlim_t kRoom = 4096;
+  const std::string content = bytes(10000);
+  const std::string kept[] = {content.substr(0, kRoom), content.substr(4000, kRoom)};
+  for (std::size_t i = 0; i < std::size(kCuts); ++i) {
+    writeFile("file", content);
+    const ForkedResult result = runForked([i] {
+      std::signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit = {kRoom, kRoom};
+      if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        return 2;
+      }
+      return kCuts[i].function(6000, "file") == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(result.exitStatus, 0) << kCuts[i].name;
+    EXPECT_TRUE(result.records.empty()) << result.dump();
+    EXPECT_EQ(readFile("file"), kept[i]) << kCuts[i].name;
+  }
 }
 
 TEST_F(CuttingTest, AFolderInThePlaceOfTheFileEnds) {
