@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 #include "vpn/Common/i18n/MsgCatalog.h"
 
@@ -32,15 +33,20 @@ void makeTextPlaceholders(std::string& text) {
   }
 }
 
-// Gives the placeholders without a position one, in their order.
+// Gives the placeholders without a position one, in their order. One pass: a text may be as long as a
+// language file, with a placeholder at every other byte.
 void numberPlaceholders(std::string& text) {
+  std::string numbered;
   unsigned number = 1;
-  std::size_t found = text.find("%s");
-  while (found != std::string::npos) {
-    text.insert(found + 1, std::to_string(number) + "$");
+  std::size_t copied = 0;
+  for (std::size_t found = text.find("%s"); found != std::string::npos; found = text.find("%s", copied)) {
+    numbered.append(text, copied, found + 1 - copied);
+    numbered += std::to_string(number) + "$";
     ++number;
-    found = text.find("%s");
+    copied = found + 1;
   }
+  numbered.append(text, copied);
+  text = std::move(numbered);
 }
 
 bool isDigit(char character) {
@@ -133,24 +139,32 @@ bool readReference(std::string_view digits, char& character) {
 // Decodes numeric character references. One bad reference leaves the whole text as it was. What a
 // reference yields can be part of the next one: "&#38;#38;" decodes to "&" in two steps.
 void decodeEntities(std::string& text) {
-  std::string copy = text;
-  std::size_t position = 0;
+  std::string done;
+  std::string rest = text;
+  std::size_t position = 0;  // what stands before it in `rest` is in `done`
   while (true) {
-    const std::size_t start = copy.find("&#", position);
-    const std::size_t end = start == std::string::npos || copy.size() - start - 2 < 2
+    const std::size_t start = rest.find("&#", position);
+    const std::size_t end = start == std::string::npos || rest.size() - start - 2 < 2
                                 ? std::string::npos
-                                : copy.find(';', start + 2);
+                                : rest.find(';', start + 2);
     if (end == std::string::npos) {
-      text = copy;
+      text = done.append(rest, position);
       return;
     }
     char character = '\0';
-    if (!readReference(std::string_view(copy).substr(start + 2, end - start - 2), character)) {
+    if (!readReference(std::string_view(rest).substr(start + 2, end - start - 2), character)) {
       return;
     }
-    copy.replace(start, end - start + 1, 1, character);
-    // Only the character before the new one can begin a reference that wasn't there before.
-    position = start > 0 ? start - 1 : 0;
+    done.append(rest, position, start - position);
+    // The new character takes the place of the semicolon and is looked at again. Only the one before
+    // it can begin a reference that wasn't there before.
+    rest[end] = character;
+    position = end;
+    if (!done.empty()) {
+      --position;
+      rest[position] = done.back();
+      done.pop_back();
+    }
   }
 }
 

@@ -154,6 +154,31 @@ TEST(MsgWithArgTest, WhatAReferenceYieldsCanBePartOfTheNextOne) {
   EXPECT_EQ(formatted("&&#35;65;"), "A");
 }
 
+// A text as long as a language file: a pass over the whole of it for each of its parts would take
+// minutes, which ends the test.
+TEST(MsgWithArgTest, TextOfAMebibyteOfPlaceholdersEnds) {
+  std::string key;
+  for (int i = 0; i < 0x80000; ++i) {
+    key += "%s";
+  }
+  EXPECT_EQ(formatted(key, {"a", "b"}), "ab");
+}
+
+TEST(MsgWithArgTest, TextOfAMebibyteOfReferencesIsDecoded) {
+  constexpr int kReferences = 0x100000 / 5;
+  std::string key;
+  for (int i = 0; i < kReferences; ++i) {
+    key += "&#65;";
+  }
+  EXPECT_EQ(formatted(key), std::string(kReferences, 'A'));
+  // Each reference yields the beginning of the next one.
+  std::string chain = "&";
+  for (int i = 0; i < kReferences; ++i) {
+    chain += "#38;";
+  }
+  EXPECT_EQ(formatted(chain), "&");
+}
+
 TEST(MsgWithArgTest, EmptyKeyGivesTheEmptyText) {
   EXPECT_EQ(formatted("", {"a"}), "");
   EXPECT_TRUE(MsgWithArg("").isEmpty());
