@@ -19,6 +19,9 @@
 
 namespace {
 
+// The domain that is current before anybody chose one.
+const std::string g_domainAtStart = halvo::mocatalog::textdomain(nullptr);
+
 // Allocations that may fail count this down; the one that brings it to zero fails. Zero: none does.
 int g_failingAllocation = 0;
 
@@ -227,6 +230,30 @@ TEST_F(MoCatalogTest, LoadedLocaleIsNotLookedForAgain) {
   EXPECT_EQ(lookUp("Run", "de"), "Start");
 }
 
+TEST_F(MoCatalogTest, LastLoadOfAnotherDomainDoesntCount) {
+  const std::string other = m_domain + "other";
+  install("de", sample().build());
+  writeFile(m_folder.file("de/LC_MESSAGES/" + other + ".mo"), MoBuilder().add("Run", "Los").build());
+  ASSERT_NE(bindtextdomain(other.c_str(), m_folder.path().c_str()), nullptr);
+  EXPECT_EQ(lookUp("Run"), "Start");
+  EXPECT_STREQ(translate(other.c_str(), "Run", nullptr, 1, kCategoryMessages, "de"), "Los");
+
+  std::filesystem::remove(filePath("de"));
+
+  // Looked for again, and not there any more, although it is mapped still.
+  EXPECT_EQ(lookUp("Run"), "Run");
+  EXPECT_NE(record().magic, 0U);
+}
+
+TEST_F(MoCatalogTest, LastLoadOfAnotherCategoryDoesntCount) {
+  install("de", sample().build());
+  EXPECT_EQ(lookUp("Run"), "Start");
+  EXPECT_STREQ(translate(nullptr, "Run", nullptr, 1, 5, "de"), "Run");
+  writeFile(m_folder.file("de/LC_TIME/" + m_domain + ".mo"), MoBuilder().add("Run", "Los").build());
+  // The file in use is still the first one.
+  EXPECT_STREQ(translate(nullptr, "Run", nullptr, 1, 5, "de"), "Start");
+}
+
 TEST_F(MoCatalogTest, LocaleThatWasCutIsLookedForAgainAtEachCall) {
   install("de", sample().build());
   EXPECT_EQ(lookUp("Run", "de-at"), "Start");
@@ -255,7 +282,6 @@ TEST_F(MoCatalogTest, LoadedFileStaysInUseEvenForALocaleWhoseFileIsBroken) {
 
 TEST_F(MoCatalogTest, BindingAgainLoadsAgain) {
   install("de", sample().build());
-  install("other/de", MoBuilder().add("Run", "Los").build());
   writeFile(m_folder.file("other/de/LC_MESSAGES/" + m_domain + ".mo"), MoBuilder().add("Run", "Los").build());
   EXPECT_EQ(lookUp("Run"), "Start");
   EXPECT_EQ(bindtextdomain(m_domain.c_str(), m_folder.file("other").c_str()), m_domain.c_str());
@@ -263,6 +289,19 @@ TEST_F(MoCatalogTest, BindingAgainLoadsAgain) {
   EXPECT_NE(record().mappedFile, nullptr);
   EXPECT_STREQ(gettextCharset(), "");
   EXPECT_EQ(lookUp("Run"), "Los");
+}
+
+TEST_F(MoCatalogTest, FileThatIsRefusedAfterBindingAgainTakesTheOldOneWithIt) {
+  install("de", sample().build());
+  EXPECT_EQ(lookUp("Run"), "Start");
+  bindtextdomain(m_domain.c_str(), m_folder.file("nothing here").c_str());
+  EXPECT_EQ(lookUp("Run"), "Run");
+  EXPECT_NE(record().mappedFile, nullptr);
+  const std::string tooLarge = sample().build() + std::string(0x100000, '\0');
+  writeFile(m_folder.file("other/de/LC_MESSAGES/" + m_domain + ".mo"), tooLarge);
+  bindtextdomain(m_domain.c_str(), m_folder.file("other").c_str());
+  EXPECT_EQ(lookUp("Run"), "Run");
+  EXPECT_TRUE(isUnloaded());
 }
 
 TEST_F(MoCatalogTest, CAndPosixGiveNoTranslation) {
@@ -277,6 +316,11 @@ TEST_F(MoCatalogTest, CEndsTheWholeLocaleList) {
   EXPECT_EQ(lookUp("Run", "C:de"), "Run");
   EXPECT_EQ(lookUp("Run", "fr:POSIX:de"), "Run");
   EXPECT_EQ(lookUp("Run", "de:C"), "Start");
+}
+
+TEST_F(MoCatalogTest, NamesThatOnlyBeginLikeCDontEndTheLocaleList) {
+  install("de", sample().build());
+  EXPECT_EQ(lookUp("Run", "c:C.utf8:POSIX.utf8:posix:de"), "Start");
 }
 
 TEST_F(MoCatalogTest, LocaleListIsTriedInOrderAndEmptyItemsAreSkipped) {
@@ -657,6 +701,10 @@ TEST_F(MoCatalogTest, NewestRecordStandsAtTheHead) {
   const std::string newer = m_domain + "newer";
   ASSERT_NE(bindtextdomain(newer.c_str(), "/x"), nullptr);
   EXPECT_EQ(findDomain(newer.c_str())->next, &record());
+}
+
+TEST_F(MoCatalogTest, CurrentDomainIsMessagesAtFirst) {
+  EXPECT_EQ(g_domainAtStart, "messages");
 }
 
 TEST_F(MoCatalogTest, CurrentDomainIsCutAndResetByTheEmptyName) {

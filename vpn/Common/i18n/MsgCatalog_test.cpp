@@ -446,6 +446,11 @@ TEST_F(SupportedLanguagesTest, ChineseIsChosenByItsScript) {
   }
 }
 
+TEST_F(SupportedLanguagesTest, FurtherPartIsCutOffALocaleOfEightCharactersAndMore) {
+  EXPECT_EQ(choose({"zh-x"}, "zh-tw-x"), "zh-cn");
+  EXPECT_EQ(choose({"zh-x"}, "zh-tw-xy"), "zh-tw");
+}
+
 TEST_F(SupportedLanguagesTest, ChineseStopsAtTheFirstEntryOfItsLanguage) {
   EXPECT_EQ(choose({"zh", "zh-sg"}, "zh-sg"), "zh-cn");
   EXPECT_EQ(choose({"zh-sg"}, "zh-sg"), "zh-sg");
