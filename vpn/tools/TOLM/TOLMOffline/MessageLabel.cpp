@@ -16,6 +16,15 @@ namespace {
 constexpr int kPreferredLetters = 40;
 constexpr int kSmallestLetters = 8;
 
+// What is looked at of a text on one line and in a tool tip. A progress text holds a description out of
+// an instruction document and may be as long as that: to lay out the whole of it would stop the window.
+constexpr qsizetype kLongestText = 10000;
+
+// The text's front, with an ellipsis where something was cut off.
+QString cut(const QString& text) {
+  return text.size() <= kLongestText ? text : text.left(kLongestText) + QChar(0x2026);
+}
+
 // A text without a letter that runs from right to left stays as it is in a window that does: progress
 // texts aren't translated.
 Qt::LayoutDirection paragraphDirection(const QLabel& label) {
@@ -95,7 +104,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 }
 
 QString ElidedLabel::line() const {
-  return fontMetrics().elidedText(text().simplified(), Qt::ElideRight, width());
+  return fontMetrics().elidedText(cut(text().simplified()), Qt::ElideRight, width());
 }
 
 bool ElidedLabel::event(QEvent* event) {
@@ -121,7 +130,7 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
 }
 
 QString wrappedToolTip(const QString& text) {
-  return QLatin1String("<qt>") + text.toHtmlEscaped() + QLatin1String("</qt>");
+  return QLatin1String("<qt>") + cut(text).toHtmlEscaped() + QLatin1String("</qt>");
 }
 
 }  // namespace halvo

@@ -40,7 +40,7 @@ class ElidedLabel : public QLabel {
   [[nodiscard]] QString line() const;
 };
 
-// A plain text as the content of a tool tip that wraps.
+// A plain text as the content of a tool tip that wraps. What is longer than 10,000 characters is cut.
 QString wrappedToolTip(const QString& text);
 
 }  // namespace halvo

@@ -77,6 +77,10 @@ void stopAtScrolling(QScrollArea& area) {
   });
 }
 
+bool isReturn(const QKeyEvent& event) {
+  return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+}
+
 // The window's two keys: Return for what the screen is there for, Escape to leave.
 class WizardWindow : public QMainWindow {
  public:
@@ -91,13 +95,25 @@ class WizardWindow : public QMainWindow {
       if (!repeated) {
         onEscape();
       }
-    } else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+    } else if (isReturn(*event)) {
       if (!repeated) {
         onReturn();
       }
     } else {
       QMainWindow::keyPressEvent(event);
     }
+  }
+
+  // For the default buttons, which take Return by themselves while they have the keyboard, held down or
+  // not.
+  bool eventFilter(QObject* object, QEvent* event) override {
+    if (event->type() == QEvent::KeyPress) {
+      const QKeyEvent& key = *static_cast<QKeyEvent*>(event);
+      if (isReturn(key) && key.isAutoRepeat()) {
+        return true;
+      }
+    }
+    return QMainWindow::eventFilter(object, event);
   }
 };
 
@@ -127,6 +143,8 @@ QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
   stopAtScrolling(*ui.finishedScroll);
   ui.encryptionBox->setFocus();
 
+  ui.runButton->installEventFilter(&frame);
+  ui.finishButton->installEventFilter(&frame);
   // Return never cancels: whoever presses it twice on Run would end the program.
   frame.onReturn = [&ui] {
     if (ui.tabView->currentWidget() == ui.welcomeScreen) {

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QtCore/QPointer>
 #include <QtGui/QAccessible>
 #include <QtGui/QClipboard>
 #include <QtTest/QTest>
@@ -338,6 +339,47 @@ TEST_F(QtToolkitEndTest, ReturnOnTheFinishedScreenFinishes) {
   EXPECT_THAT(endBy([this] { press(Qt::Key_Return); }), ElementsAre(0));
 }
 
+// The Finish button has the keyboard, and takes Return before the window does.
+TEST_F(QtToolkitEndTest, ReturnThatIsHeldDownOverTheRunDoesNotFinish) {
+  open();
+  find<QPushButton>("runButton").setFocus();
+  press(Qt::Key_Return);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  bool finished = false;
+  QObject::connect(&find<QPushButton>("finishButton"), &QPushButton::clicked, &window(),
+                   [&finished] { finished = true; });
+
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+    QKeyEvent repeated(QEvent::KeyPress, key, Qt::NoModifier, QString(), true);
+    QCoreApplication::sendEvent(window().focusWidget(), &repeated);
+  }
+
+  EXPECT_EQ(focused(), "finishButton");
+  EXPECT_FALSE(finished);
+  EXPECT_THAT(endBy([this] { press(Qt::Key_Return); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitEndTest, ClosingTheWindowEndsWhileTheAboutBoxIsOpen) {
+  open();
+  find<QAction>("mAbout").trigger();
+
+  EXPECT_THAT(endBy([this] { window().close(); }), ElementsAre(0));
+}
+
+TEST_F(QtToolkitTest, EscapeInTheAboutBoxClosesTheBoxAlone) {
+  open();
+  find<QAction>("mAbout").trigger();
+  QMessageBox* about = window().findChild<QMessageBox*>();
+  ASSERT_NE(about, nullptr);
+  QPointer<QMessageBox> box(about);
+
+  QTest::keyClick(about, Qt::Key_Escape);
+
+  ASSERT_TRUE(turnUntil([&box] { return box == nullptr; }));
+  EXPECT_TRUE(window().isVisible());
+  EXPECT_THAT(m_Exits, IsEmpty());
+}
+
 TEST_F(QtToolkitEndTest, ClosingTheWindowEnds) {
   open();
 
@@ -372,6 +414,17 @@ TEST_F(QtToolkitTest, MenuShowsWhatHasASenseOnThisDesktop) {
   EXPECT_EQ(find<QAction>("mHideOthers").text(), QStringLiteral("Hide Others"));
   EXPECT_EQ(find<QAction>("mShowAll").text(), QStringLiteral("Show All"));
   EXPECT_EQ(find<QAction>("mQuitTolm").shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Q));
+}
+
+TEST_F(QtToolkitTest, MenuIsOpenedByTheKeyboardAlone) {
+  open();
+
+  press(Qt::Key_Alt);
+  press(Qt::Key_Down);
+
+  EXPECT_TRUE(turnUntil([this] { return find<QMenu>("applicationMenu").isVisible(); }));
+  EXPECT_EQ(find<QMenu>("applicationMenu").activeAction(), &find<QAction>("mAbout"));
+  find<QMenu>("applicationMenu").close();
 }
 
 TEST_F(QtToolkitTest, AboutBoxNamesTheProgramAndItsVersionAndOpensOnce) {
@@ -485,6 +538,26 @@ TEST_F(QtToolkitTest, LengthyProgressTextIsElidedWithTheWholeTextAsToolTip) {
   EXPECT_EQ(QToolTip::text(),
             QLatin1String("<qt>") + QString::fromStdString(whole).toHtmlEscaped() + QLatin1String("</qt>"));
   EXPECT_EQ(label.text().toStdString(), whole);
+  QToolTip::hideText();
+}
+
+// A description in an instruction document may be as long as the document. To lay all of it out would
+// take minutes and the machine's memory, which ends the test.
+TEST_F(QtToolkitTest, ProgressTextOfFiftyMegabytesIsShownByItsFront) {
+  open();
+  find<QStackedWidget>("tabView").setCurrentIndex(1);
+  QLabel& label = find<QLabel>("progressMsg");
+  const std::string whole = "Processing " + std::string(50000000, 'x');
+
+  m_pController->updateMsg(whole);
+  QCoreApplication::processEvents();
+  QHelpEvent help(QEvent::ToolTip, QPoint(5, 5), label.mapToGlobal(QPoint(5, 5)));
+  QCoreApplication::sendEvent(&label, &help);
+
+  EXPECT_EQ(m_pToolkit->stringValue(Outlet::progressMsg), whole);
+  EXPECT_TRUE(QToolTip::text().startsWith(QStringLiteral("<qt>Processing xxx")));
+  EXPECT_TRUE(QToolTip::text().endsWith(QStringLiteral("xxx\u2026</qt>")));
+  EXPECT_LT(QToolTip::text().size(), 11000);
   QToolTip::hideText();
 }
 
