@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 std::set<std::string> testNames() {
   std::set<std::string> names;
   const std::regex declaration(R"(TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\))");
-  for (const char* folder : {"vpn", "tests"}) {
+  for (const char* folder : {"vpn", "l10n", "tests"}) {
     for (const auto& entry : fs::recursive_directory_iterator(sourcePath(folder))) {
       const std::string path = entry.path().string();
       if (path.size() < 9 || path.compare(path.size() - 9, 9, "_test.cpp") != 0) {
