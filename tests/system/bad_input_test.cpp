@@ -547,5 +547,45 @@ TEST_F(BadInputTest, ALinkThatACommandLeavesInTheWorkFolderIsNotFollowedWhenItGo
   EXPECT_THAT(content("A/cd_result.txt"), HasSubstr("\nlink\n"));
 }
 
+// --- What the caller hands down -------------------------------------------------------------------
+
+// One document with a captured command that also complains, a launched program and files.
+void configOfEveryKind() {
+  writeFile("/opt/program", "#!/bin/sh\nsleep 0.1\necho launched >/tmp/launched.txt\n");
+  ASSERT_EQ(chmod("/opt/program", 0755), 0);
+  writeFile(kConfig + "a.xml",
+            document("A", item("id='1'", capture("echo out; missing-program") +
+                                             "<use_extern_action><action><args>/opt/program</args>"
+                                             "<temp_out>/tmp/launched.txt</temp_out></action>"
+                                             "</use_extern_action>" +
+                                             copyOf("/opt/logs/*.log"))));
+}
+
+TEST_F(BadInputTest, ACallerThatIgnoresTheEndOfChildrenLosesNoCommandsOutput) {
+  configOfEveryKind();
+  EXPECT_EQ(run({}, {"env", "--ignore-signal=CHLD"}).exitStatus, 0);
+  EXPECT_THAT(differences(), ElementsAre(kBundle));
+  EXPECT_THAT(names(),
+              UnorderedElementsAre("A/echo_result.txt", "A/launched.txt", "A/one.log", "summary.txt"));
+  EXPECT_EQ(content("A/launched.txt"), "launched\n");
+}
+
+TEST_F(BadInputTest, ACallerThatClosesStandardStreamsGetsTheSameFiles) {
+  configOfEveryKind();
+  EXPECT_EQ(run().exitStatus, 0);
+  const std::string captured = content("A/echo_result.txt");
+  EXPECT_THAT(captured, ::testing::EndsWith("\r\nout\n"));
+  for (const char* closed : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+    SCOPED_TRACE(closed);
+    std::filesystem::remove(kBundle);
+    EXPECT_EQ(run({}, {"sh", "-c", std::string("exec \"$@\" ") + closed, "sh"}).exitStatus, 0);
+    EXPECT_THAT(differences(), ElementsAre(kBundle));
+    EXPECT_THAT(names(),
+                UnorderedElementsAre("A/echo_result.txt", "A/launched.txt", "A/one.log", "summary.txt"));
+    EXPECT_EQ(content("A/echo_result.txt"), captured);
+    EXPECT_EQ(content("A/one.log"), "one\n");
+  }
+}
+
 }  // namespace
 }  // namespace halvo

@@ -180,6 +180,10 @@ TEST_F(ConsoleTest, OutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(result.exitStatus, 1) << command;
     EXPECT_THAT(result.err, HasSubstr("tmtolm: standard output can't be written: ")) << command;
   }
+  // Where the caller has closed it, too.
+  const RunResult result = runProgram({"sh", "-c", builtProgram("tmtolm") + " --help >&-"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("tmtolm: standard output can't be written: "));
 }
 
 // A shell's words for a run of `command` whose standard output is a pipe that nobody reads any more.

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "vpn/Common/Utility/ProgramStart.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
 
@@ -53,6 +54,7 @@ void endWithTheSession() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  halvo::prepareProgram();
   qInstallMessageHandler(onQtMessage);
   QApplication application(argc, argv);
   QGuiApplication::setDesktopFileName(QStringLiteral("com.halvo.tessarmont.tolm"));
