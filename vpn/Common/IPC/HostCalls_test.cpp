@@ -48,13 +48,16 @@ HostCall::Way HostCall::next() {
 void HostCalls::reset() {
   for (HostCall* call :
        {&forkCall, &putenvCall, &getpriorityCall, &pipeCall, &readCall, &writeCall, &selectCall,
-        &initgroupsCall, &setgidCall, &setuidCall, &setegidCall, &seteuidCall, &getpwuidCall, &watchOpenCall,
-        &watchRegisterCall, &watchAwaitCall, &pthreadCreateCall, &pthreadJoinCall}) {
+        &initgroupsCall, &setgidCall, &setuidCall, &setegidCall, &seteuidCall, &getpwnamCall, &getpwuidCall,
+        &watchOpenCall, &watchRegisterCall, &watchAwaitCall, &pthreadCreateCall, &pthreadJoinCall}) {
     call->reset();
   }
   groups.clear();
   areUsersNameless = false;
   identityCalls.clear();
+  identityArguments.clear();
+  lastSleep = -1;
+  lastSelect = -1;
   descriptor = -1;
 }
 
@@ -80,9 +83,14 @@ auto through(HostCall& call, Real real) -> decltype(real()) {
   }
 }
 
+void note(const std::string& name, const std::string& arguments) {
+  hostCalls().identityCalls += name + " ";
+  hostCalls().identityArguments += name + " " + arguments + "; ";
+}
+
 template <class Real>
-int identity(const char* name, HostCall& call, Real real) {
-  hostCalls().identityCalls += std::string(name) + " ";
+int identity(const char* name, const std::string& arguments, HostCall& call, Real real) {
+  note(name, arguments);
   return through(call, real);
 }
 
@@ -93,6 +101,7 @@ int identity(const char* name, HostCall& call, Real real) {
 using halvo::test::HostCall;
 using halvo::test::hostCalls;
 using halvo::test::identity;
+using halvo::test::note;
 using halvo::test::through;
 
 extern "C" {
@@ -143,44 +152,63 @@ ssize_t __wrap_write(int descriptor, const void* buffer, size_t size) {
 int __real_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout);
 int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout);
 int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout) {
+  hostCalls().lastSelect = timeout != nullptr ? timeout->tv_sec * 1000000 + timeout->tv_usec : -1;
   return through(hostCalls().selectCall,
                  [=] { return __real_select(count, reads, writes, excepts, timeout); });
+}
+
+int __real_usleep(useconds_t duration);
+int __wrap_usleep(useconds_t duration);
+int __wrap_usleep(useconds_t duration) {
+  hostCalls().lastSleep = static_cast<long>(duration);
+  return __real_usleep(duration);
 }
 
 int __real_initgroups(const char* user, gid_t group);
 int __wrap_initgroups(const char* user, gid_t group);
 int __wrap_initgroups(const char* user, gid_t group) {
-  return identity("initgroups", hostCalls().initgroupsCall, [=] { return __real_initgroups(user, group); });
+  return identity("initgroups", std::string(user) + " " + std::to_string(group), hostCalls().initgroupsCall,
+                  [=] { return __real_initgroups(user, group); });
 }
 
 int __real_setgid(gid_t group);
 int __wrap_setgid(gid_t group);
 int __wrap_setgid(gid_t group) {
-  return identity("setgid", hostCalls().setgidCall, [=] { return __real_setgid(group); });
+  return identity("setgid", std::to_string(group), hostCalls().setgidCall,
+                  [=] { return __real_setgid(group); });
 }
 
 int __real_setuid(uid_t user);
 int __wrap_setuid(uid_t user);
 int __wrap_setuid(uid_t user) {
-  return identity("setuid", hostCalls().setuidCall, [=] { return __real_setuid(user); });
+  return identity("setuid", std::to_string(user), hostCalls().setuidCall,
+                  [=] { return __real_setuid(user); });
 }
 
 int __real_setegid(gid_t group);
 int __wrap_setegid(gid_t group);
 int __wrap_setegid(gid_t group) {
-  return identity("setegid", hostCalls().setegidCall, [=] { return __real_setegid(group); });
+  return identity("setegid", std::to_string(group), hostCalls().setegidCall,
+                  [=] { return __real_setegid(group); });
 }
 
 int __real_seteuid(uid_t user);
 int __wrap_seteuid(uid_t user);
 int __wrap_seteuid(uid_t user) {
-  return identity("seteuid", hostCalls().seteuidCall, [=] { return __real_seteuid(user); });
+  return identity("seteuid", std::to_string(user), hostCalls().seteuidCall,
+                  [=] { return __real_seteuid(user); });
+}
+
+struct passwd* __real_getpwnam(const char* name);
+struct passwd* __wrap_getpwnam(const char* name);
+struct passwd* __wrap_getpwnam(const char* name) {
+  return hostCalls().getpwnamCall.next() == HostCall::Way::kFail ? nullptr : __real_getpwnam(name);
 }
 
 struct passwd* __real_getpwuid(uid_t user);
 struct passwd* __wrap_getpwuid(uid_t user);
 struct passwd* __wrap_getpwuid(uid_t user) {
-  hostCalls().identityCalls += "getpwuid ";
+  note("getpwuid", std::to_string(user));
   if (hostCalls().getpwuidCall.next() == HostCall::Way::kFail) {
     return nullptr;
   }

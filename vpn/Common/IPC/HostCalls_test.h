@@ -40,7 +40,7 @@ class HostCall {
 // The switches, by the calls' names.
 struct HostCalls {
   HostCall forkCall, putenvCall, getpriorityCall, pipeCall, readCall, writeCall, selectCall;
-  HostCall initgroupsCall, setgidCall, setuidCall, setegidCall, seteuidCall, getpwuidCall;
+  HostCall initgroupsCall, setgidCall, setuidCall, setegidCall, seteuidCall, getpwnamCall, getpwuidCall;
   HostCall watchOpenCall, watchRegisterCall, watchAwaitCall, pthreadCreateCall, pthreadJoinCall;
 
   // What getgrnam finds instead of the machine's groups, while it isn't empty.
@@ -49,6 +49,11 @@ struct HostCalls {
   std::atomic<bool> areUsersNameless = false;
   // The identity calls made, in order, with a blank behind each.
   std::string identityCalls;
+  // The same calls with their arguments: "setgid 7; setuid 8; ".
+  std::string identityArguments;
+  // The microseconds that the last usleep and the last select were to last; -1 without one.
+  std::atomic<long> lastSleep = -1;
+  std::atomic<long> lastSelect = -1;
   // The switches of read and write count for this descriptor only.
   std::atomic<int> descriptor = -1;
 

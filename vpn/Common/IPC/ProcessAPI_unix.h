@@ -116,7 +116,9 @@ class CProcessApi {
   // an event waits without end and without looking. 0: the child exited, and `exitCode` is its exit
   // status; in all other cases that is 1. PROCESS_API_ERROR_WAIT_TIMEOUT: the time is over, or a signal
   // ended the child: the two can't be told apart. PROCESS_API_ERROR_WAIT_INTERRUPTED: `event` (may be
-  // null) was raised. PROCESS_API_ERROR_UNKNOWN: no such child, or the event can't be waited on.
+  // null) was raised, and the raise is consumed; its callback isn't run. PROCESS_API_ERROR_UNKNOWN: no
+  // such child, which is logged as an error except by the wait without looking, or the event can't be
+  // waited on. `ignored` isn't read.
   [[nodiscard]] ResultCode WaitForProcess(std::int32_t processId, int& exitCode, CCEvent* event,
                                           std::uint32_t ignored, std::uint32_t limitMs);
 

@@ -12,9 +12,12 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <thread>
+#include <type_traits>
 
 #include "tests/support/ChildProgram.h"
 #include "tests/support/Files.h"
@@ -125,6 +128,29 @@ TEST_F(ProcessApiTest, StringsUpToTheNullPointerBecomeTheArgumentsOneByOne) {
                                                       "]\n[arguments]\n[two words]\n[]\n[a\"b'c $HOME;*]\n");
 }
 
+// Keeps what it is to launch.
+class RecordingProcessApi : public CProcessApi {
+ public:
+  using CProcessApi::Launch;
+  ResultCode Launch(LaunchInfo& info, std::vector<const char*> arguments) override {
+    info.processId = 4711;
+    m_arguments.assign(arguments.begin(), arguments.end());
+    return PROCESS_API_ERROR_NOT_IMPLEMENTED;
+  }
+  std::vector<std::string> m_arguments;
+};
+
+TEST_F(ProcessApiTest, GatheredStringsGoToTheLaunchWithAListThatADerivedClassMayReplace) {
+  EXPECT_TRUE(std::has_virtual_destructor_v<CProcessApi>);
+  RecordingProcessApi recording;
+  CProcessApi& api = recording;
+  LaunchInfo info;
+  EXPECT_RESULT(api.Launch(info, "/a/program", "one", "", "three", nullptr),
+                PROCESS_API_ERROR_NOT_IMPLEMENTED);
+  EXPECT_EQ(info.processId, 4711);
+  EXPECT_EQ(recording.m_arguments, (std::vector<std::string>{"/a/program", "one", "", "three"}));
+}
+
 TEST_F(ProcessApiTest, ListOfArgumentsIsTakenAsItIs) {
   LaunchInfo info;
   const std::string append = "append=" + m_folder.file("out");
@@ -221,17 +247,22 @@ TEST(ProcessApiChildTest, ProgramThatIsNotExecutableExitsWith239) {
 
 TEST(ProcessApiChildTest, ChildInheritsEveryDescriptorAndItsOutputGoesWhereTheParentsGoes) {
   TempFolder folder;
+  test::writeFile(folder.file("in"), "hello\n");
   const ForkedResult result = runForked([&folder] {
     const int out = open(folder.file("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     const int other = open(folder.file("other").c_str(), O_WRONLY | O_CREAT, 0644);
+    const int in = open(folder.file("in").c_str(), O_RDONLY | O_CLOEXEC);
+    const int error = open(folder.file("error").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
-    const std::string append = "append=/proc/self/fd/" + std::to_string(other);
-    const std::string program = childProgram();
+    dup2(error, STDERR_FILENO);
+    const std::string command = "cat; echo complaint >&2; echo there >&" + std::to_string(other);
     LaunchInfo info;
-    return launchAndWait(info, {program.c_str(), "echo=hello", append.c_str(), "echo=there"});
+    return launchAndWait(info, {"/bin/bash", "-c", command.c_str()});
   });
   EXPECT_EQ(result.exitStatus, 0) << result.dump();
   EXPECT_EQ(test::readFile(folder.file("out")), "hello\n");
+  EXPECT_EQ(test::readFile(folder.file("error")), "complaint\n");
   EXPECT_EQ(test::readFile(folder.file("other")), "there\n");
 }
 
@@ -268,6 +299,7 @@ TEST_F(ProcessApiTest, SignatureTestWithoutAVerifierIsABadHandle) {
   EXPECT_RESULT(m_api.Launch(info, childProgram().c_str(), nullptr), PROCESS_API_ERROR_BAD_HANDLE);
   EXPECT_EQ(info.processId, 0);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
 }
 
 TEST_F(ProcessApiTest, RefusedSignatureIsLoggedAndReturnedAndNothingIsStarted) {
@@ -373,6 +405,48 @@ TEST(ProcessApiChildTest, DetachedLaunchWhoseSecondForkFailsReturnsInTheChild) {
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
   EXPECT_TRUE(test::exists(folder.file("unknown")));
   EXPECT_TRUE(result.hasReturnCode(kLogError, "fork", EAGAIN)) << result.dump();
+  ASSERT_EQ(result.records.size(), 1U) << result.dump();
+  EXPECT_EQ(result.records[0].field("Description"), std::strerror(EAGAIN));
+}
+
+// A child is a copy of the whole program: its exit handlers would delete the parent's temporary files
+// and write out once more what the parent hasn't flushed yet.
+TEST(ProcessApiChildTest, NoChildThatEndsBeforeItsProgramRunsExitHandlersOrFlushesStreams) {
+  test::HostCallsReset reset;
+  TempFolder folder;
+  test::writeFile(folder.file("data"), "no program");
+  const ForkedResult result = runForked([&folder] {
+    static std::string s_handled;
+    s_handled = folder.file("handled");
+    if (std::atexit([] { test::writeFile(s_handled, ""); }) != 0) {
+      return 1;
+    }
+    std::FILE* unflushed = std::fopen(folder.file("unflushed").c_str(), "w");
+    std::fputs("once\n", unflushed);
+    LaunchInfo missing;
+    LaunchInfo notExecutable;
+    LaunchInfo unknownUser;
+    unknownUser.runAsUser = true;
+    unknownUser.userName = "no-such-user-here";
+    const char* const environment[] = {"FIRST=1", nullptr};
+    LaunchInfo badEnvironment;
+    badEnvironment.environment = environment;
+    std::string exits = std::to_string(launchAndWait(missing, {"/nowhere/at/all"})) + " " +
+                        std::to_string(launchAndWait(notExecutable, {folder.file("data").c_str()})) + " " +
+                        std::to_string(launchAndWait(unknownUser, {"true"})) + " ";
+    hostCalls().putenvCall.fail(ENOMEM);
+    exits += std::to_string(launchAndWait(badEnvironment, {"true"}));
+    CProcessApi api;
+    LaunchInfo detached;
+    detached.detach = true;
+    if (exits != "238 239 255 255" || api.Launch(detached, "true", nullptr) != 0) {
+      return 2;
+    }
+    return std::fclose(unflushed) == 0 ? 7 : 3;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+  EXPECT_EQ(test::readFile(folder.file("unflushed")), "once\n");
+  EXPECT_FALSE(test::exists(folder.file("handled")));
 }
 
 // ---- Working folder, environment, user ----
@@ -423,7 +497,7 @@ TEST_F(ProcessApiTest, EnvironmentEntriesAreAddedToTheChildsEnvironmentOnly) {
   EXPECT_STREQ(std::getenv("TOLM_TEST_CHANGED"), "old");
 }
 
-TEST(ProcessApiChildTest, EnvironmentEntryThatCannotBeSetEndsTheChildWith255) {
+TEST(ProcessApiChildTest, EnvironmentEntryThatCannotBeSetEndsTheChildWith255BehindTheChangeOfFolder) {
   test::HostCallsReset reset;
   TempFolder folder;
   const ForkedResult result = runForked([&folder] {
@@ -431,21 +505,24 @@ TEST(ProcessApiChildTest, EnvironmentEntryThatCannotBeSetEndsTheChildWith255) {
     LaunchInfo info;
     const char* const environment[] = {"FIRST=1", "SECOND=2", nullptr};
     info.environment = environment;
+    info.workingDirectory = "/nowhere/at/all";
     const std::string program = childProgram();
     const std::string touch = "touch=" + folder.file("trace");
     return launchAndWait(info, {program.c_str(), touch.c_str()});
   });
   EXPECT_EQ(result.exitStatus, 255) << result.dump();
   EXPECT_FALSE(test::exists(folder.file("trace")));
-  ASSERT_EQ(result.records.size(), 1U) << result.dump();
-  EXPECT_EQ(result.records[0].level, kLogError);
-  EXPECT_EQ(result.records[0].text(),
+  ASSERT_EQ(result.records.size(), 2U) << result.dump();
+  EXPECT_EQ(result.records[0].field("Invoked Function"), "chdir");
+  EXPECT_EQ(result.records[1].level, kLogError);
+  EXPECT_EQ(result.records[1].text(),
             std::string("Cannot set environment variable: SECOND=2 Error: ") + std::strerror(ENOMEM));
 }
 
-TEST(ProcessApiChildTest, UnknownUserEndsTheChildWith255) {
+TEST(ProcessApiChildTest, UnknownUserEndsTheChildWith255AheadOfTheChangeOfFolder) {
   const ForkedResult result = runForked([] {
     LaunchInfo info;
+    info.workingDirectory = "/nowhere/at/all";
     info.runAsUser = true;
     info.userName = "no-such-user-here";
     return launchAndWait(info, {"true"});
@@ -478,6 +555,22 @@ TEST(ProcessApiChildTest, RootStartsAProgramAsAnotherUserAndOthersAreRefused) {
   ASSERT_NE(nobody, nullptr);
   EXPECT_EQ(test::readFile(folder.file("who")),
             std::to_string(nobody->pw_uid) + "\n" + std::to_string(nobody->pw_gid) + "\n");
+}
+
+TEST(ProcessApiChildTest, WorkingFolderIsEnteredWithTheOtherUsersRights) {
+  TempFolder folder;
+  ASSERT_EQ(chmod(folder.path().c_str(), 0700), 0);
+  const ForkedResult result = runForked([&folder] {
+    test::WorkingFolder here("/");
+    LaunchInfo info;
+    info.runAsUser = true;
+    info.userName = "nobody";
+    info.workingDirectory = folder.path().c_str();
+    return launchAndWait(info, {"/bin/sh", "-c", "test \"$(pwd)\" = / && exit 5"});
+  });
+  // An ordinary user isn't let change to another and never gets as far as the folder.
+  EXPECT_EQ(result.exitStatus, geteuid() == 0 ? 5 : 255) << result.dump();
+  EXPECT_EQ(result.hasReturnCode(kLogWarning, "chdir", EACCES), geteuid() == 0) << result.dump();
 }
 
 TEST(ProcessApiChildTest, AnotherUsersProgramGetsNoEnvironmentButTheEntries) {
@@ -723,6 +816,23 @@ TEST_F(ProcessApiTest, EventWithoutAPipeEndsTheWaitAsUnknown) {
   const std::int32_t child = launch("sleep=60000");
   int exitCode = 0;
   EXPECT_RESULT(m_api.WaitForProcess(child, exitCode, &event, 0, kLong), PROCESS_API_ERROR_UNKNOWN);
+  killAndReap(child);
+}
+
+TEST_F(ProcessApiTest, WaitLooksAtTheChildEveryTwentyMillisecondsAndTheOneWithoutEndNever) {
+  int exitCode = 0;
+  EXPECT_RESULT(wait(launch("sleep=30"), exitCode, kForever), 0);
+  EXPECT_EQ(hostCalls().lastSleep, -1);
+  const std::int32_t child = launch("sleep=60000");
+  EXPECT_RESULT(wait(child, exitCode, 50), PROCESS_API_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSleep, 20000);
+  EXPECT_EQ(hostCalls().lastSelect, -1);
+  hostCalls().lastSleep = -1;
+  ResultCode result = 0;
+  CCEvent event(result);
+  EXPECT_RESULT(m_api.WaitForProcess(child, exitCode, &event, 0, 50), PROCESS_API_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSelect, 20000);
+  EXPECT_EQ(hostCalls().lastSleep, -1);
   killAndReap(child);
 }
 

@@ -4,6 +4,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -68,12 +69,32 @@ TEST_F(UnixImpersonateTest, UnknownUserFailsAtGetpwnamAndNothingHasChanged) {
   }
 }
 
+TEST_F(UnixImpersonateTest, FailureToLookTheUserUpIsLoggedWithTheSystemsTextAndTheName) {
+  CUnixImpersonate user("nobody");
+  hostCalls().getpwnamCall.fail(EIO);
+  EXPECT_RESULT(user.Start(), GLOBAL_ERROR_UNEXPECTED);
+  EXPECT_RESULT(user.PermanentlyBecomeUser(), GLOBAL_ERROR_UNEXPECTED);
+  EXPECT_EQ(takeCalls(), "");
+  ASSERT_EQ(m_log.records().size(), 2U) << m_log.dump();
+  const char* const functions[] = {"Start", "PermanentlyBecomeUser"};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const test::LogRecord record = m_log.records()[i];
+    EXPECT_EQ(record.level, kLogError);
+    EXPECT_EQ(record.field("Function"), functions[i]);
+    EXPECT_EQ(record.field("Invoked Function"), "getpwnam");
+    EXPECT_EQ(record.field("Return Code"), "5 (0x00000005)");
+    EXPECT_EQ(record.text(), std::string("error: ") + std::strerror(EIO) + "; username: nobody");
+  }
+}
+
 TEST_F(UnixImpersonateTest, NullEntryIsANullPointerLoggedAsGetpwnam) {
-  EXPECT_RESULT(OpenImpersonate::impersonate(nullptr, true), GLOBAL_ERROR_NULL_POINTER);
-  EXPECT_RESULT(OpenImpersonate::impersonate(nullptr, false), GLOBAL_ERROR_NULL_POINTER);
-  ASSERT_EQ(m_log.records().size(), 2U);
-  EXPECT_EQ(m_log.records()[1].field("Invoked Function"), "getpwnam");
-  EXPECT_EQ(m_log.records()[1].level, kLogError);
+  for (const bool permanent : {true, false}) {
+    m_log.clear();
+    errno = EIO;
+    EXPECT_RESULT(OpenImpersonate::impersonate(nullptr, permanent), GLOBAL_ERROR_NULL_POINTER);
+    ASSERT_EQ(m_log.records().size(), 1U) << m_log.dump();
+    EXPECT_TRUE(m_log.hasReturnCode(kLogError, "getpwnam", EIO)) << m_log.dump();
+  }
   EXPECT_EQ(takeCalls(), "");
 }
 
@@ -180,6 +201,30 @@ TEST_F(UnixImpersonateTest, PermanentChangeSetsGroupsGroupAndUserInThisOrder) {
   EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
 }
 
+TEST_F(UnixImpersonateTest, EachStepGetsTheNameAndTheIdsOfTheEntry) {
+  pretendIdentityCalls();
+  char name[] = "someone";
+  passwd entry = {};
+  entry.pw_name = name;
+  entry.pw_uid = 4001;
+  entry.pw_gid = 4002;
+  EXPECT_RESULT(OpenImpersonate::impersonate(&entry, true), 0);
+  EXPECT_EQ(std::exchange(hostCalls().identityArguments, ""),
+            "initgroups someone 4002; setgid 4002; setuid 4001; ");
+  EXPECT_RESULT(OpenImpersonate::impersonate(&entry, false), 0);
+  EXPECT_EQ(std::exchange(hostCalls().identityArguments, ""),
+            "initgroups someone 4002; setegid 4002; seteuid 4001; ");
+}
+
+TEST_F(UnixImpersonateTest, WayBackIsToRootsNameAndIds) {
+  pretendIdentityCalls();
+  CUnixImpersonate user("nobody");
+  ASSERT_RESULT(user.Start(), 0);
+  hostCalls().identityArguments.clear();
+  EXPECT_RESULT(user.Stop(), 0);
+  EXPECT_EQ(hostCalls().identityArguments, "getpwuid 0; setegid 0; seteuid 0; initgroups root 0; ");
+}
+
 TEST_F(UnixImpersonateTest, TemporaryChangeSetsTheEffectiveIdsAndTheDestructorGoesBack) {
   pretendIdentityCalls();
   {
@@ -283,7 +328,7 @@ TEST_F(UnixImpersonateTest, EachFailingStepOfStopIsLoggedAndTheDestructorTriesAg
   }
 }
 
-TEST_F(UnixImpersonateTest, OwnerOfAProcessIsTheUserOfItsRealId) {
+TEST_F(UnixImpersonateTest, OwnerOfThisProcessIsItsUser) {
   const passwd* entry = getpwuid(getuid());
   ASSERT_NE(entry, nullptr);
   const std::string own = entry->pw_name;
@@ -292,31 +337,51 @@ TEST_F(UnixImpersonateTest, OwnerOfAProcessIsTheUserOfItsRealId) {
   EXPECT_EQ(name, own);
 }
 
+// For a forked case: whether the owner of a child that has called `change` has this name. 7 if so.
+int ownerOfAChild(const std::string& expected, void (*change)()) {
+  int ends[2];
+  if (pipe(ends) != 0) {
+    return 1;
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    change();
+    alarm(60);
+    if (write(ends[1], "r", 1) == 1) {
+      pause();
+    }
+    _exit(0);
+  }
+  close(ends[1]);
+  char ready = 0;
+  if (read(ends[0], &ready, 1) != 1) {
+    return 3;
+  }
+  std::string name;
+  const ResultCode rc = CUnixImpersonate::GetUsernameOwningProcess(child, name);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  return rc == 0 && name == expected ? 7 : 2;
+}
+
 TEST(UnixImpersonateChildTest, OwnerOfAnotherUsersProcessIsThatUser) {
   const ForkedResult result = runForked([] {
     const std::string expected = getuid() == 0 ? "nobody" : getpwuid(getuid())->pw_name;
-    int ends[2];
-    if (pipe(ends) != 0) {
-      return 1;
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-      test::dropToNobody();
-      alarm(60);
-      if (write(ends[1], "r", 1) == 1) {
-        pause();
+    return ownerOfAChild(expected, &test::dropToNobody);
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+}
+
+TEST(UnixImpersonateChildTest, OwnerOfAProcessIsTheUserOfItsRealIdWhateverTheEffectiveOne) {
+  const ForkedResult result = runForked([] {
+    const std::string expected = getpwuid(getuid())->pw_name;
+    return ownerOfAChild(expected, [] {
+      // An ordinary user has no other effective id to take.
+      const passwd* nobody = getpwnam("nobody");
+      if (getuid() == 0 && (nobody == nullptr || seteuid(nobody->pw_uid) != 0)) {
+        _exit(1);
       }
-      _exit(0);
-    }
-    char ready = 0;
-    if (read(ends[0], &ready, 1) != 1) {
-      return 3;
-    }
-    std::string name;
-    const ResultCode rc = CUnixImpersonate::GetUsernameOwningProcess(child, name);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return rc == 0 && name == expected ? 7 : 2;
+    });
   });
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
@@ -325,9 +390,38 @@ TEST_F(UnixImpersonateTest, ProcessThatIsNotThereHasNoOwner) {
   std::string name = "kept";
   EXPECT_RESULT(CUnixImpersonate::GetUsernameOwningProcess(-5, name), GLOBAL_ERROR_UNEXPECTED);
   EXPECT_EQ(name, "kept");
+  EXPECT_EQ(hostCalls().identityArguments, "getpwuid " + std::to_string(static_cast<uid_t>(-1)) + "; ");
   ASSERT_EQ(m_log.records().size(), 1U) << m_log.dump();
   EXPECT_EQ(m_log.records()[0].field("Invoked Function"), "getpwuid");
   EXPECT_EQ(m_log.records()[0].level, kLogError);
+}
+
+TEST_F(UnixImpersonateTest, FailureToLookTheOwnerUpIsLoggedWithItsCode) {
+  hostCalls().getpwuidCall.fail(EIO);
+  std::string name = "kept";
+  EXPECT_RESULT(CUnixImpersonate::GetUsernameOwningProcess(getpid(), name), GLOBAL_ERROR_UNEXPECTED);
+  EXPECT_EQ(name, "kept");
+  ASSERT_EQ(m_log.records().size(), 1U) << m_log.dump();
+  EXPECT_TRUE(m_log.hasReturnCode(kLogError, "getpwuid", EIO)) << m_log.dump();
+}
+
+TEST(UnixImpersonateChildTest, WithoutAProcessListTheOwnerIsLookedUpAsUserMinusOne) {
+  test::HostCallsReset reset;
+  const ForkedResult result = runForked([] {
+    // The undefined-behaviour sanitizer takes a descriptor to look at the logger for the first time.
+    logDebugMessage("before", __FILE__, __LINE__, kLogInformation, nullptr);
+    const rlimit none = {0, 0};
+    if (setrlimit(RLIMIT_NOFILE, &none) != 0) {
+      return 1;
+    }
+    std::string name = "kept";
+    if (CUnixImpersonate::GetUsernameOwningProcess(getpid(), name) != GLOBAL_ERROR_UNEXPECTED) {
+      return 2;
+    }
+    const std::string expected = "getpwuid " + std::to_string(static_cast<uid_t>(-1)) + "; ";
+    return name == "kept" && hostCalls().identityArguments == expected ? 7 : 3;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
 
 TEST_F(UnixImpersonateTest, OwnerWithoutANameIsANullPointer) {

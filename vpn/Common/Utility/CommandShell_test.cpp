@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <deque>
 #include <memory>
 #include <sstream>
 #include <streambuf>
@@ -20,6 +22,24 @@
 #include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
+
+namespace {
+
+// What the millisecond clock says, call by call, and behind that the host's time.
+std::deque<std::uint32_t> s_ticks;
+
+}  // namespace
+
+std::uint32_t realTick() __asm__("__real__ZN5halvo16tickMillisecondsEv");
+std::uint32_t wrapTick() __asm__("__wrap__ZN5halvo16tickMillisecondsEv");
+std::uint32_t wrapTick() {
+  if (s_ticks.empty()) {
+    return realTick();
+  }
+  const std::uint32_t tick = s_ticks.front();
+  s_ticks.pop_front();
+  return tick;
+}
 
 namespace {
 
@@ -221,6 +241,17 @@ TEST_F(CommandShellTest, ResultsAreLoggedWithTheCommandAndTheTime) {
   EXPECT_EQ(text.substr(head.size(), text.size() - head.size() - tail.size()).find_first_not_of("0123456789"),
             std::string::npos)
       << text;
+}
+
+TEST_F(CommandShellTest, LoggedTimeIsTheDifferenceOfTheTicksAlsoWhereTheyWrap) {
+  CCommandShell shell("echo a");
+  s_ticks = {5000, 6234, 0xfffffff0, 0x10};
+  EXPECT_RESULT(shell.ExecuteAndLogResults(), 0);
+  EXPECT_RESULT(shell.ExecuteAndLogResults(), 0);
+  EXPECT_TRUE(s_ticks.empty());
+  ASSERT_EQ(m_log.records().size(), 2U) << m_log.dump();
+  EXPECT_EQ(m_log.records()[0].text(), "Command 'echo a' took 1234 ms. Output: a\n");
+  EXPECT_EQ(m_log.records()[1].text(), "Command 'echo a' took 32 ms. Output: a\n");
 }
 
 TEST_F(CommandShellTest, FailureToLogResultsIsLoggedAndReturned) {
