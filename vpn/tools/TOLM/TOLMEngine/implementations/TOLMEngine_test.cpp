@@ -72,7 +72,8 @@ class TOLMEngineTest : public ::testing::Test {
     m_strFailure = engine.failureText();
     return rc;
   }
-  ResultCode clear() { return TOLMEngine("ignored", "", "", true).run(); }
+  // With a request and a bundle, which a clear run has no use for.
+  ResultCode clear() { return TOLMEngine("ignored", "/tmp/out.zip", "", true).run(); }
 
   [[nodiscard]] std::vector<std::string> entries() const {
     std::vector<std::string> names;
@@ -622,10 +623,10 @@ TEST_F(TOLMEngineTest, ARequestGathersWhatItNames) {
 TEST_F(TOLMEngineTest, AnUnknownIdKeepsTheHeadingAway) {
   // The heading stands only where nothing is left, with nothing under it.
   config("a.xml", documentText("A", logsItem()));
-  writeFile("/tmp/request.xml", "<r><file id=\"logs\"/><file id=\"nobody\"/></r>");
+  writeFile("/tmp/request.xml", "<r><file id=\"logs\"/><file id=\"unheard-of\"/></r>");
   EXPECT_RESULT(run("/tmp/request.xml"), 0);
   EXPECT_THAT(summary(), Not(HasSubstr("No instruction found")));
-  EXPECT_THAT(summary(), Not(HasSubstr("nobody")));
+  EXPECT_THAT(summary(), Not(HasSubstr("unheard-of")));
 }
 
 TEST_F(TOLMEngineTest, ARequestWithoutItemsHoldsSummaryAndCommentsAlone) {
@@ -664,10 +665,20 @@ TEST_F(TOLMEngineTest, AClearRunClearsDefaultItemsAndMakesNothing) {
   EXPECT_RESULT(clear(), 0);
   EXPECT_THAT(leftovers(), IsEmpty());
   EXPECT_FALSE(exists("/tmp/out.zip"));
+  EXPECT_FALSE(exists("/tmp/summary.txt"));
   EXPECT_TRUE(exists("/tmp/keep"));
   EXPECT_THAT(listFolder("/tmp/src"), IsEmpty());
   EXPECT_THAT(m_Keeper.reports, ElementsAre("1 Starting up TOLM Engine...", "0 Clearing about 1...",
                                             "100 TOLM has finished... ", "finished 0"));
+}
+
+TEST_F(TOLMEngineTest, AClearRunHasNoWorkFolderWhileItsCommandsRun) {
+  writeFile("/tmp/src/tool", "#!/bin/sh\nls /tmp >\"$1\"\n");
+  chmod("/tmp/src/tool", 0755);
+  const std::string tool = "<clear_log apply=\"true\">/tmp/src/tool /tmp/src/listing</clear_log>";
+  config("a.xml", documentText("A", itemText("1", commandKind(action("true", tool)))));
+  EXPECT_RESULT(clear(), 0);
+  EXPECT_THAT(readFile("/tmp/src/listing"), AllOf(HasSubstr("src\n"), Not(HasSubstr("TOLM_Temp_Bundle"))));
 }
 
 TEST_F(TOLMEngineTest, AClearRunInWhichNothingIsClearedEndsAtAHundred) {
