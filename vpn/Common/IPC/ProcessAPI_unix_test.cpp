@@ -497,6 +497,24 @@ TEST_F(ProcessApiTest, EnvironmentEntriesAreAddedToTheChildsEnvironmentOnly) {
   EXPECT_STREQ(std::getenv("TOLM_TEST_CHANGED"), "old");
 }
 
+// What the host's putenv makes of it: the variable goes, and nothing fails.
+TEST_F(ProcessApiTest, EnvironmentEntryWithoutAnEqualsSignTakesItsVariableAwayAndTheNextOnesCount) {
+  test::ScopedEnv taken("TOLM_TEST_TAKEN", "old");
+  test::ScopedEnv kept("TOLM_TEST_KEPT", "old");
+  test::ScopedEnv added("TOLM_TEST_ADDED", nullptr);
+  LaunchInfo info;
+  const char* const environment[] = {"TOLM_TEST_TAKEN", "", "TOLM_TEST_UNKNOWN", "TOLM_TEST_ADDED=a",
+                                     nullptr};
+  info.environment = environment;
+  const std::string modes =
+      "append=" + m_folder.file("out") + ",env=TOLM_TEST_TAKEN,env=TOLM_TEST_KEPT,env=TOLM_TEST_ADDED";
+  ASSERT_RESULT(m_api.Launch(info, childProgram().c_str(), modes.c_str(), nullptr), 0);
+  EXPECT_EQ(exitCodeOf(info.processId), 0);
+  EXPECT_EQ(test::readFile(m_folder.file("out")),
+            "TOLM_TEST_TAKEN unset\nTOLM_TEST_KEPT=old\nTOLM_TEST_ADDED=a\n");
+  EXPECT_STREQ(std::getenv("TOLM_TEST_TAKEN"), "old");
+}
+
 TEST(ProcessApiChildTest, EnvironmentEntryThatCannotBeSetEndsTheChildWith255BehindTheChangeOfFolder) {
   test::HostCallsReset reset;
   TempFolder folder;
