@@ -49,7 +49,7 @@ void CThread::Destroy() {
 
 std::uint64_t CThread::invokeRun(IRunnable* runnable) {
   if (runnable == nullptr) {
-    return THREAD_ERROR_NULL_POINTER;  // the constructor has told of it
+    return THREAD_ERROR_UNEXPECTED;  // the constructor has told of it
   }
   const std::uint64_t result = runnable->Run();
   if (result != 0) {

@@ -19,7 +19,8 @@ class CThread;
 // What a thread runs.
 class IRunnable {
  public:
-  // The thread's work. The result becomes the thread's exit value: 0 for success, another is logged.
+  // The thread's work. The result becomes the thread's exit value: 0 for success, another is logged as an
+  // error.
   virtual std::uint64_t Run() = 0;
   virtual ~IRunnable() = default;
   // A new object that startClone() runs in place of this one, or null. It ends by its own Destroy().
@@ -52,7 +53,8 @@ class CThread : public IRunnable {
   // Logs that there is nothing to be done.
   void Destroy() override;
 
-  // Runs the runnable on a new thread. Results as for createThread().
+  // Runs the runnable on a new thread. Results as for createThread(). Without a runnable the thread ends at
+  // once, with the exit value THREAD_ERROR_UNEXPECTED.
   [[nodiscard]] ResultCode start();
 
   // Runs a clone of this object on a new thread that nobody joins; the clone then destroys itself.
@@ -82,8 +84,8 @@ class CThread : public IRunnable {
   // Whether a thread has been made and not been joined yet.
   [[nodiscard]] bool isStarted() const { return m_bStarted; }
 
-  // What the destructor does: cancels a thread that runs still, unless it is a clone's, and lets go
-  // of it.
+  // What the destructor does to a started thread: cancels it, unless it is a clone's, with a warning in the
+  // log where that worked, and lets go of it. The object is not started from then on.
   void StaticKill();
 
  private:

@@ -18,6 +18,10 @@ namespace {
 // What the calls answer in the place of the real ones; 0 lets the real one through.
 std::atomic<int> s_createError = 0;
 std::atomic<int> s_joinError = 0;
+std::atomic<int> s_cancelError = 0;
+// How often threads were cancelled and let go of.
+std::atomic<int> s_cancels = 0;
+std::atomic<int> s_detaches = 0;
 }  // namespace
 
 extern "C" {
@@ -34,6 +38,18 @@ int __real_pthread_join(pthread_t thread, void** value);
 int __wrap_pthread_join(pthread_t thread, void** value);
 int __wrap_pthread_join(pthread_t thread, void** value) {
   return s_joinError != 0 ? s_joinError.load() : __real_pthread_join(thread, value);
+}
+int __real_pthread_cancel(pthread_t thread);
+int __wrap_pthread_cancel(pthread_t thread);
+int __wrap_pthread_cancel(pthread_t thread) {
+  ++s_cancels;
+  return s_cancelError != 0 ? s_cancelError.load() : __real_pthread_cancel(thread);
+}
+int __real_pthread_detach(pthread_t thread);
+int __wrap_pthread_detach(pthread_t thread);
+int __wrap_pthread_detach(pthread_t thread) {
+  ++s_detaches;
+  return __real_pthread_detach(thread);
 }
 }
 
@@ -87,9 +103,12 @@ class GatedThread : public CThread {
 
 class ThreadTest : public testing::Test {
  protected:
-  ~ThreadTest() override {
-    s_createError = 0;
-    s_joinError = 0;
+  ThreadTest() { reset(); }
+  ~ThreadTest() override { reset(); }
+  static void reset() {
+    for (std::atomic<int>* value : {&s_createError, &s_joinError, &s_cancelError, &s_cancels, &s_detaches}) {
+      *value = 0;
+    }
   }
 
   LogRecorder m_log;
@@ -193,6 +212,7 @@ class CloningThread : public CThread {
   struct Counts {
     std::atomic<int> runs = 0;
     std::atomic<int> ends = 0;
+    std::atomic<const CThread*> runner = nullptr;  // the object that ran last
   };
   explicit CloningThread(Counts& counts, std::uint32_t stackSize = 0)
       : CThread(stackSize), m_counts(counts) {}
@@ -200,6 +220,7 @@ class CloningThread : public CThread {
   ~CloningThread() override { ++m_counts.ends; }
   std::uint64_t Run() override {
     ++m_counts.runs;
+    m_counts.runner = this;
     return 3;
   }
   CThread* Clone() override { return new CloningThread(*this); }
@@ -216,6 +237,9 @@ TEST_F(ThreadTest, CloneRunsOnceAndDestroysItselfUnjoined) {
     ASSERT_RESULT(thread.startClone(), 0);
     ASSERT_TRUE(waitUntil([&counts] { return counts.ends == 1; }));
     EXPECT_EQ(counts.runs, 1);
+    EXPECT_NE(counts.runner, &thread);
+    EXPECT_TRUE(waitUntil([] { return s_detaches == 1; }));
+    EXPECT_EQ(s_cancels, 0);
     // The original was not started by it.
     std::uint32_t exitCode = 0;
     EXPECT_RESULT(thread.WaitForCompletion(exitCode), THREAD_ERROR_INVALID_STATE);
@@ -223,6 +247,44 @@ TEST_F(ThreadTest, CloneRunsOnceAndDestroysItselfUnjoined) {
   EXPECT_EQ(counts.ends, 2);
   EXPECT_TRUE(m_log.hasReturnCode(kLogError, "IRunnable::Run", 3)) << m_log.dump();
   EXPECT_EQ(m_log.count("Terminated thread"), 0U) << m_log.dump();
+}
+
+// Lets go of its own thread while it runs.
+class LettingGoThread : public CThread {
+ public:
+  struct State {
+    std::atomic<bool> isStarted = true;
+    std::atomic<bool> isOwn = true;
+    std::atomic<bool> hasEnded = false;
+  };
+  explicit LettingGoThread(State& state) : m_state(state) {}
+  LettingGoThread(const LettingGoThread&) = default;
+  std::uint64_t Run() override {
+    StaticKill();
+    m_state.isStarted = isStarted();
+    m_state.isOwn = isOwnThread();
+    return 0;
+  }
+  CThread* Clone() override { return new LettingGoThread(*this); }
+  void Destroy() override {
+    State& state = m_state;
+    delete this;
+    state.hasEnded = true;
+  }
+
+ private:
+  State& m_state;
+};
+
+TEST_F(ThreadTest, ThreadThatIsLetGoIsNeitherStartedNorKnownAnyMore) {
+  LettingGoThread::State state;
+  LettingGoThread thread(state);
+  ASSERT_RESULT(thread.startClone(), 0);
+  ASSERT_TRUE(waitUntil([&state] { return state.hasEnded.load(); }));
+  EXPECT_FALSE(state.isStarted);
+  EXPECT_FALSE(state.isOwn);
+  // By the run itself, and not again by the clone's end.
+  EXPECT_EQ(s_detaches, 1);
 }
 
 TEST_F(ThreadTest, CloneThatGetsNoThreadIsDestroyed) {
@@ -252,7 +314,7 @@ TEST_F(ThreadTest, StartWithoutARunnableEndsWithAnErrorInsteadOfACrash) {
   ASSERT_RESULT(thread.start(), 0);
   std::uint32_t exitCode = 0;
   EXPECT_RESULT(thread.WaitForCompletion(exitCode), 0);
-  EXPECT_EQ(exitCode, THREAD_ERROR_NULL_POINTER);
+  EXPECT_EQ(exitCode, THREAD_ERROR_UNEXPECTED);
 }
 
 TEST_F(ThreadTest, CopyTakesTheRunnableAndStartsUnstarted) {
@@ -385,6 +447,32 @@ TEST_F(ThreadTest, DestroyedBeforeItIsJoinedTheThreadIsCancelled) {
   EXPECT_TRUE(m_log.has(kLogWarning, "Terminated thread that was still running unexpectedly."))
       << m_log.dump();
   EXPECT_TRUE(waitUntil([&] { return hasEnded.load(); }));
+  EXPECT_EQ(s_cancels, 1);
+  EXPECT_EQ(s_detaches, 1);
+}
+
+TEST_F(ThreadTest, ThreadThatCannotBeCancelledIsLetGoWithoutALog) {
+  std::atomic<bool> isRunning = false;
+  std::atomic<bool> mayEnd = false;
+  std::atomic<bool> hasEnded = false;
+  Work work([&]() -> std::uint64_t {
+    EndFlag end(hasEnded);
+    isRunning = true;
+    while (!mayEnd) {
+      sched_yield();
+    }
+    return 0;
+  });
+  s_cancelError = ESRCH;
+  {
+    CThread thread(&work);
+    ASSERT_RESULT(thread.start(), 0);
+    ASSERT_TRUE(waitUntil([&] { return isRunning.load(); }));
+  }
+  EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
+  EXPECT_EQ(s_detaches, 1);
+  mayEnd = true;
+  EXPECT_TRUE(waitUntil([&] { return hasEnded.load(); }));
 }
 
 TEST_F(ThreadTest, DestroyedAfterTheJoinNothingIsCancelled) {
@@ -395,6 +483,8 @@ TEST_F(ThreadTest, DestroyedAfterTheJoinNothingIsCancelled) {
     ASSERT_RESULT(thread.WaitForCompletion(exitCode), 0);
   }
   EXPECT_FALSE(m_log.has(kLogWarning, "Terminated")) << m_log.dump();
+  EXPECT_EQ(s_cancels, 0);
+  EXPECT_EQ(s_detaches, 0);
 }
 
 }  // namespace
