@@ -1,7 +1,11 @@
-// The end of a lock, seen through the mutex calls that it makes: the linker routes them through here.
+// A lock seen through the mutex calls that it makes: the linker routes them through here.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
 
 #include "vpn/Common/Utility/ManualLock.h"
 
@@ -12,6 +16,11 @@ bool s_bWatching = false;
 int s_nUnlocks = 0;
 int s_nDestroys = 0;
 int s_nFailures = 0;
+// Whether unlocking is refused, as the host does on a thread that holds nothing. Doing without the host
+// keeps the sanitizers from reporting what the test does on purpose.
+std::atomic<bool> s_bRefusing = false;
+std::atomic<int> s_nRefusals = 0;
+std::atomic<pthread_mutex_t*> s_pLastUnlocked = nullptr;
 
 void note(int& counter, int answer) {
   if (s_bWatching) {
@@ -36,6 +45,11 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+  if (s_bRefusing) {
+    s_pLastUnlocked = mutex;
+    ++s_nRefusals;
+    return EPERM;
+  }
   const int answer = __real_pthread_mutex_unlock(mutex);
   note(s_nUnlocks, answer);
   return answer;
@@ -75,6 +89,29 @@ TEST_F(ManualLockEndTest, LockDestroyedWithoutHoldIsOnlyDestroyed) {
   EXPECT_EQ(s_nUnlocks, 0);
   EXPECT_EQ(s_nDestroys, 1);
   EXPECT_EQ(s_nFailures, 0);
+}
+
+TEST(ManualLockForeignUnlockTest, UnlockOnAThreadThatHoldsNothingTakesAHoldOffTheCountAlone) {
+  s_nRefusals = 0;
+  CManualLock lock;
+  lock.Lock();
+  lock.Lock();
+  std::uint64_t left = 99;
+  std::thread other([&lock, &left] {
+    s_bRefusing = true;
+    left = lock.Unlock();
+    s_bRefusing = false;
+  });
+  other.join();
+  EXPECT_EQ(left, 1U);
+  EXPECT_EQ(s_nRefusals, 1);
+  // The holder has one hold left to give back, and the mutex is locked once more than that.
+  EXPECT_EQ(lock.Unlock(), 0U);
+  EXPECT_EQ(lock.Unlock(), 0U);
+  bool got = true;
+  std::thread([&lock, &got] { got = lock.TryLock(); }).join();
+  EXPECT_FALSE(got);
+  EXPECT_EQ(__real_pthread_mutex_unlock(s_pLastUnlocked), 0);
 }
 
 }  // namespace
