@@ -200,10 +200,27 @@ TEST_F(EventListTest, EndOfAnEmptyListIsNotLogged) {
 
 // ---- Waiting ----
 
-TEST_F(EventListTest, EmptyListWaitsItsTimeAndSucceeds) {
+TEST_F(EventListTest, EmptyListSleepsForTheLimitAndSucceeds) {
   EXPECT_RESULT(m_list.WaitOnEvents(0), 0);
-  EXPECT_RESULT(m_list.WaitOnEvents(10), 0);
+  hostCalls().usleepCall.pretend();
+  EXPECT_RESULT(m_list.WaitOnEvents(70000), 0);
+  EXPECT_EQ(hostCalls().lastSleep, 70000000);
+  EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
+}
+
+TEST_F(EventListTest, EmptyListIsNotWaitedOnWithoutEnd) {
+  hostCalls().usleepCall.pretend();
   EXPECT_RESULT(m_list.WaitOnEvents(0xFFFFFFFF), EVENTLIST_ERROR_UNEXPECTED);
+  EXPECT_EQ(hostCalls().lastSleep, -1);
+}
+
+TEST_F(EventListTest, WaitIsLimitedByWholeMilliseconds) {
+  auto event = makeListed(kEventListed, 1);
+  hostCalls().selectCall.pretend();
+  EXPECT_RESULT(m_list.WaitOnEvents(61999), EVENT_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSelect, 61999000);
+  EXPECT_RESULT(m_list.WaitOnEvents(0xFFFFFFFF), EVENT_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSelect, 4294967295000);
 }
 
 TEST_F(EventListTest, NothingRaisedTimesOut) {
@@ -262,6 +279,14 @@ TEST_F(EventListTest, FailedSelectFailsTheWait) {
   EXPECT_RESULT(m_list.WaitOnEvents(kLong), EVENT_ERROR_WAIT_FAILED);
 }
 
+TEST_F(EventListTest, WaitThatPointsAtNoEventServesNone) {
+  auto event = makeListed(kEventListed, 1);
+  ASSERT_RESULT(event->SetEvent(), 0);
+  hostCalls().doesSelectPointAtNone = true;
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(takeServed(), "");
+}
+
 TEST_F(EventListTest, ExternalHandlesServeTheirEvents) {
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
@@ -286,6 +311,11 @@ TEST_F(EventListTest, HandleSharedByTwoEventsIsServedOnce) {
   ASSERT_RESULT(m_list.AddEvent(first.get()), 0);
   ASSERT_RESULT(m_list.AddEvent(second.get()), 0);
   ASSERT_EQ(::write(ends[1], "a", 1), 1);
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(takeServed(), "1 ");
+  // The same for writing.
+  ASSERT_RESULT(first->setExternalHandle(ends[1], kHandleWrite), 0);
+  ASSERT_RESULT(second->setExternalHandle(ends[1], kHandleWrite), 0);
   EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
   EXPECT_EQ(takeServed(), "1 ");
   close(ends[0]);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace halvo::test {
 
@@ -16,6 +17,13 @@ void HostCall::fail(int error, int after, int times) {
   m_nError = error;
   m_nAfter = after;
   m_nTimes = times;
+  m_bEveryOther = false;
+}
+
+void HostCall::failEveryOther(int error) {
+  fail(error, 0, 1);
+  std::lock_guard<std::mutex> hold(m_mutex);
+  m_bEveryOther = true;
 }
 
 void HostCall::pretend() {
@@ -38,6 +46,7 @@ HostCall::Way HostCall::next() {
     return Way::kHost;
   }
   if (m_nTimes == 0) {
+    m_nTimes = m_bEveryOther ? 1 : 0;
     return Way::kHost;
   }
   m_nTimes -= m_nTimes > 0 ? 1 : 0;
@@ -47,13 +56,15 @@ HostCall::Way HostCall::next() {
 
 void HostCalls::reset() {
   for (HostCall* call :
-       {&forkCall, &putenvCall, &getpriorityCall, &pipeCall, &readCall, &writeCall, &selectCall,
-        &initgroupsCall, &setgidCall, &setuidCall, &setegidCall, &seteuidCall, &getpwnamCall, &getpwuidCall,
-        &watchOpenCall, &watchRegisterCall, &watchAwaitCall, &pthreadCreateCall, &pthreadJoinCall}) {
+       {&forkCall,          &putenvCall,     &getpriorityCall,   &pipeCall,        &readCall,
+        &writeCall,         &selectCall,     &initgroupsCall,    &setgidCall,      &setuidCall,
+        &setegidCall,       &seteuidCall,    &getpwnamCall,      &getpwuidCall,    &watchOpenCall,
+        &watchRegisterCall, &watchAwaitCall, &pthreadCreateCall, &pthreadJoinCall, &usleepCall}) {
     call->reset();
   }
   groups.clear();
   areUsersNameless = false;
+  doesSelectPointAtNone = false;
   identityCalls.clear();
   identityArguments.clear();
   lastSleep = -1;
@@ -94,10 +105,19 @@ int identity(const char* name, const std::string& arguments, HostCall& call, Rea
   return through(call, real);
 }
 
+// Empties a select() set of `count` descriptors.
+void emptySet(fd_set* set, int count) {
+  if (set != nullptr) {
+    const std::size_t words = (static_cast<std::size_t>(count) + NFDBITS - 1) / NFDBITS;
+    std::memset(set, 0, words * sizeof(fd_mask));
+  }
+}
+
 }  // namespace
 
 }  // namespace halvo::test
 
+using halvo::test::emptySet;
 using halvo::test::HostCall;
 using halvo::test::hostCalls;
 using halvo::test::identity;
@@ -153,6 +173,12 @@ int __real_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, str
 int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout);
 int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, struct timeval* timeout) {
   hostCalls().lastSelect = timeout != nullptr ? timeout->tv_sec * 1000000 + timeout->tv_usec : -1;
+  if (hostCalls().doesSelectPointAtNone.exchange(false)) {
+    for (fd_set* set : {reads, writes, excepts}) {
+      emptySet(set, count);
+    }
+    return 1;
+  }
   return through(hostCalls().selectCall,
                  [=] { return __real_select(count, reads, writes, excepts, timeout); });
 }
@@ -161,7 +187,7 @@ int __real_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t duration) {
   hostCalls().lastSleep = static_cast<long>(duration);
-  return __real_usleep(duration);
+  return through(hostCalls().usleepCall, [duration] { return __real_usleep(duration); });
 }
 
 int __real_initgroups(const char* user, gid_t group);

@@ -21,6 +21,8 @@ class HostCall {
  public:
   // The calls behind the next `after` fail with `error`: all, or as many as `times` says.
   void fail(int error, int after = 0, int times = -1);
+  // The first call, the third and so on fail with `error`; those between reach the host.
+  void failEveryOther(int error);
   // The calls do nothing and report success.
   void pretend();
   void reset();
@@ -35,6 +37,7 @@ class HostCall {
   int m_nError = 0;
   int m_nAfter = 0;
   int m_nTimes = -1;
+  bool m_bEveryOther = false;
 };
 
 // The switches, by the calls' names.
@@ -42,6 +45,7 @@ struct HostCalls {
   HostCall forkCall, putenvCall, getpriorityCall, pipeCall, readCall, writeCall, selectCall;
   HostCall initgroupsCall, setgidCall, setuidCall, setegidCall, seteuidCall, getpwnamCall, getpwuidCall;
   HostCall watchOpenCall, watchRegisterCall, watchAwaitCall, pthreadCreateCall, pthreadJoinCall;
+  HostCall usleepCall;
 
   // What getgrnam finds instead of the machine's groups, while it isn't empty.
   std::map<std::string, std::vector<std::string>> groups;
@@ -54,6 +58,8 @@ struct HostCalls {
   // The microseconds that the last usleep and the last select were to last; -1 without one.
   std::atomic<long> lastSleep = -1;
   std::atomic<long> lastSelect = -1;
+  // Whether the next select reports one ready descriptor and points at none.
+  std::atomic<bool> doesSelectPointAtNone = false;
   // The switches of read and write count for this descriptor only.
   std::atomic<int> descriptor = -1;
 

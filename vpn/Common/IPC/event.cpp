@@ -21,6 +21,17 @@ constexpr int kResetTries = 100;
 constexpr char kRaise[] = "x";
 static_assert(sizeof(kRaise) == 2);
 
+// Whether a raise has room in the pipe. A pipe that can't be looked at has: the write then tells why.
+bool hasRoom(int pipeWriteDescriptor) {
+  if (pipeWriteDescriptor < 0) {
+    return true;
+  }
+  WaitSets sets;
+  sets.addWrite(pipeWriteDescriptor);
+  const timeval now = {0, 0};
+  return rqv_select(sets.count, nullptr, sets.write.get(), nullptr, &now) != 0;
+}
+
 }  // namespace
 
 CKevent::CKevent(ResultCode& result, int watchedDescriptor, std::uint32_t kind, int pipeWriteDescriptor)
@@ -68,7 +79,10 @@ std::uint64_t CKevent::Run() {
     if (result < 0 && (errno == EINTR || errno == EAGAIN)) {
       break;
     }
-    if (result > 0 && write(m_nPipeWriteDescriptor, kRaise, sizeof(kRaise)) < 1) {
+    // A file that is written to on and on, with nobody waiting, fills the pipe. The event is raised then, and
+    // waiting for a reader here would keep the stop request from being seen.
+    if (result > 0 && hasRoom(m_nPipeWriteDescriptor) &&
+        write(m_nPipeWriteDescriptor, kRaise, sizeof(kRaise)) < 1) {
       LOG_RETURN_CODE(kLogError, "::write", errno);
     }
   }

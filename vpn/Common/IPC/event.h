@@ -60,7 +60,9 @@ class CKevent : public CThread {
   CKevent(const CKevent&) = delete;
   CKevent& operator=(const CKevent&) = delete;
 
-  // The watch, until a stop is requested or the host doesn't support it. Always 0.
+  // The watch, until a stop is requested, the host doesn't support it, or the wait is interrupted. Each
+  // write to the file, or burst of them, raises the event, unless its pipe is full of raises. A failed
+  // registration ("::kevent") and a failed raise ("::write") are logged as errors. Always 0.
   std::uint64_t Run() override;
 
   // Whether the thread is in its loop.

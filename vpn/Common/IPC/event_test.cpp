@@ -161,11 +161,19 @@ TEST_F(EventTest, RefusalOfTheListIsLoggedAndReturned) {
       << m_log.dump();
 }
 
-TEST_F(EventTest, EventsLeaveNoDescriptorsOrThreadsBehind) {
-  TempFolder folder;
-  test::writeFile(folder.file("watched"), "");
+TEST_F(EventTest, EventThatItsListDoesNotHoldLogsThatAtItsEnd) {
+  CEventList list;
+  {
+    CCEvent event(m_result, nullptr, kEventListed, &m_callback, 0, 0);
+    ASSERT_RESULT(event.setEventList(&list), 0);
+  }
+  EXPECT_EQ(m_log.records().size(), 1U) << m_log.dump();
+  EXPECT_TRUE(m_log.hasReturnCode(kLogError, "CEventList::RemoveEvent", EVENTLIST_ERROR_EVENT_NOT_FOUND))
+      << m_log.dump();
+}
+
+TEST_F(EventTest, EventsLeaveNoDescriptorsBehind) {
   const auto descriptors = test::listFolder("/proc/self/fd").size();
-  const auto threads = test::listFolder("/proc/self/task").size();
   {
     CEventList list;
     CCEvent plain(m_result);
@@ -173,7 +181,6 @@ TEST_F(EventTest, EventsLeaveNoDescriptorsOrThreadsBehind) {
     EXPECT_EQ(test::listFolder("/proc/self/fd").size(), descriptors + 4);
   }
   EXPECT_EQ(test::listFolder("/proc/self/fd").size(), descriptors);
-  EXPECT_EQ(test::listFolder("/proc/self/task").size(), threads);
 }
 
 // ---- Raising and resetting ----
@@ -222,6 +229,16 @@ TEST_F(EventTest, WaitWithLimitZeroOnAnUnsetEventTimesOut) {
   EXPECT_RESULT(event.WaitEvent(0), EVENT_ERROR_WAIT_TIMEOUT);
   EXPECT_RESULT(event.WaitEvent(15), EVENT_ERROR_WAIT_TIMEOUT);
   EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
+}
+
+TEST_F(EventTest, WaitIsLimitedByWholeMilliseconds) {
+  CCEvent event(m_result);
+  hostCalls().selectCall.pretend();
+  EXPECT_RESULT(event.WaitEvent(61999), EVENT_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSelect, 61999000);
+  // Some 49 days, and not without end.
+  EXPECT_RESULT(event.WaitEvent(0xFFFFFFFF), EVENT_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().lastSelect, 4294967295000);
 }
 
 TEST_F(EventTest, WaitWithTheGreatestLimitEndsWithTheRaise) {
@@ -310,6 +327,30 @@ TEST_F(EventTest, OneInterruptedReadMoreFailsTheReset) {
   EXPECT_EQ(m_log.records().size(), 1U);
 }
 
+TEST_F(EventTest, InterruptedReadsCountThoughOthersSucceedBetweenThem) {
+  CCEvent event(m_result);
+  for (int i = 0; i < 150; ++i) {
+    ASSERT_RESULT(event.SetEvent(), 0);
+  }
+  hostCalls().descriptor = event.readDescriptor();
+  hostCalls().readCall.failEveryOther(EINTR);
+  EXPECT_RESULT(event.ResetEvent(), EVENT_ERROR_RESET_FAILED);
+  EXPECT_TRUE(m_log.hasReturnCode(kLogError, "::read", EINTR)) << m_log.dump();
+  // A hundred raises are gone, and fifty are still there.
+  hostCalls().readCall.reset();
+  ASSERT_TRUE(event.isEventSet());
+  char rest[200];
+  EXPECT_EQ(::read(event.readDescriptor(), rest, sizeof(rest)), 100);
+}
+
+TEST_F(EventTest, HalfARaiseFailsTheReset) {
+  CCEvent event(m_result);
+  ASSERT_EQ(::write(event.writeDescriptor(), "x", 1), 1);
+  EXPECT_RESULT(event.ResetEvent(), EVENT_ERROR_RESET_FAILED);
+  EXPECT_EQ(m_log.records().size(), 1U) << m_log.dump();
+  EXPECT_TRUE(m_log.hasReturnCode(kLogError, "::read", 0)) << m_log.dump();
+}
+
 TEST_F(EventTest, AnyOtherReadErrorFailsTheResetAtOnceAndTheWaitWithIt) {
   CCEvent event(m_result, nullptr, kEventPlain, &m_callback, 0, 0);
   ASSERT_RESULT(event.SetEvent(), 0);
@@ -334,6 +375,17 @@ TEST_F(EventTest, FailedSelectFailsTheWaitAndReadsAsUnset) {
   m_log.clear();
   EXPECT_FALSE(event.isEventSet());
   EXPECT_TRUE(m_log.hasReturnCode(kLogError, "rqv_select", EINVAL)) << m_log.dump();
+}
+
+TEST_F(EventTest, WaitThatPointsAtNeitherPipeNorHandleFails) {
+  OwnPipe external;
+  external.put();
+  CCEvent event(m_result, external.ends[0], kHandleRead);
+  ASSERT_RESULT(event.SetEvent(), 0);
+  hostCalls().doesSelectPointAtNone = true;
+  EXPECT_RESULT(event.WaitEvent(kLong, 0, false), EVENT_ERROR_WAIT_FAILED);
+  EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
+  EXPECT_TRUE(event.isEventSet());
 }
 
 // ---- External handles ----
@@ -425,6 +477,19 @@ TEST_F(WatchTest, WatchedHandleIsTakenOverAndNotWaitedOnItself) {
   EXPECT_RESULT(event.WaitEvent(50, 0, false), EVENT_ERROR_WAIT_TIMEOUT);
 }
 
+TEST_F(WatchTest, ListServesAnEventWhoseFileIsWritten) {
+  CEventList list;
+  CCEvent event(m_result, &list, kEventListed, &m_callback, 0, 0, m_file, kHandleFileWrites);
+  ASSERT_RESULT(m_result, 0);
+  // The handle is the watcher's by now: the list would refuse its kind.
+  EXPECT_RESULT(list.WaitOnEvents(0), EVENT_ERROR_WAIT_TIMEOUT);
+  EXPECT_TRUE(waitUntil([&] {
+    EXPECT_EQ(::write(m_file, "a", 1), 1);
+    return list.WaitOnEvents(20) == 0;
+  }));
+  EXPECT_EQ(m_callback.m_calls.size(), 1U);
+}
+
 TEST_F(WatchTest, EndOfTheEventEndsItsWatcherWithNothingLeft) {
   // A sanitizer's runtime may start a thread of its own with the first one of the program.
   std::thread([] {}).join();
@@ -491,7 +556,7 @@ TEST_F(WatcherTest, InterruptedWaitEndsTheLoop) {
 }
 
 TEST_F(WatcherTest, WriteIsPassedOnAsOneRaiseOfTwoBytes) {
-  // The first wait fails in a way that goes on; the write has been made by then.
+  hostCalls().watchAwaitCall.fail(EIO, 0, 1);  // neither EINTR nor EAGAIN: the loop goes on
   CKevent watcher(m_result, m_file, kHandleFileWrites, m_pipe.ends[1]);
   ASSERT_RESULT(watcher.start(), 0);
   ASSERT_TRUE(waitUntil([&] { return watcher.isRunning(); }));
@@ -514,6 +579,23 @@ TEST_F(WatcherTest, RaiseThatCannotBeWrittenIsLogged) {
     EXPECT_EQ(::write(m_file, "a", 1), 1);
     return m_log.hasReturnCode(kLogError, "::write", EIO);
   }));
+}
+
+TEST_F(WatcherTest, PipeFullOfRaisesDoesNotHoldTheWatcherUp) {
+  // A file was written to for days with nobody waiting. The watcher stood in write() from some point on,
+  // and the end of the event waited for it without end.
+  m_pipe.fill();
+  ASSERT_EQ(fcntl(m_pipe.ends[1], F_SETFL, 0), 0);  // a write waits for room again
+  CKevent watcher(m_result, m_file, kHandleFileWrites, m_pipe.ends[1]);
+  ASSERT_RESULT(watcher.start(), 0);
+  ASSERT_TRUE(waitUntil([&] { return watcher.isRunning(); }));
+  // It goes from write to write: its fourth registration from here tells.
+  hostCalls().watchRegisterCall.fail(EBADF, 3, 1);
+  EXPECT_TRUE(waitUntil([&] {
+    EXPECT_EQ(::write(m_file, "a", 1), 1);
+    return m_log.hasReturnCode(kLogError, "::kevent", EBADF);
+  }));
+  m_pipe.empty();  // a watcher that stands in write() gets away
 }
 
 TEST_F(WatcherTest, FailedJoinOfTheWatcherIsLogged) {
