@@ -179,10 +179,22 @@ std::unique_ptr<BackgroundProgram> WizardDesktop::startWizard(
   return wizard;
 }
 
-void WizardDesktop::press(const std::string& key) {
-  if (run({"xdotool", "key", key}, 30).exitStatus != 0) {
-    throw std::runtime_error("xdotool can't press " + key);
+void WizardDesktop::sendKey(const std::string& command, const std::string& key) {
+  if (run({"xdotool", command, key}, 30).exitStatus != 0) {
+    throw std::runtime_error("xdotool " + command + " fails for " + key);
   }
+}
+
+void WizardDesktop::press(const std::string& key) {
+  sendKey("key", key);
+}
+
+void WizardDesktop::hold(const std::string& key) {
+  sendKey("keydown", key);
+}
+
+void WizardDesktop::release(const std::string& key) {
+  sendKey("keyup", key);
 }
 
 void WizardDesktop::type(const std::string& text) {

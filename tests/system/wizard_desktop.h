@@ -52,6 +52,9 @@ class WizardDesktop {
 
   // Keys as xdotool names them ("space", "Tab", "alt+F4"), and text, to the window with the keyboard.
   void press(const std::string& key);
+  // Keeps a key down, which the server repeats, until it is released.
+  void hold(const std::string& key);
+  void release(const std::string& key);
   void type(const std::string& text);
 
   // Runs wizard_accessibility.py; throws where it fails. The result is what it printed.
@@ -62,6 +65,7 @@ class WizardDesktop {
 
  private:
   RunResult run(const std::vector<std::string>& arguments, int timeoutSeconds);
+  void sendKey(const std::string& command, const std::string& key);
 
   std::map<std::string, std::string> m_Environment;
   std::unique_ptr<BackgroundProgram> m_pServer;

@@ -301,6 +301,35 @@ TEST_F(WizardTest, EscapeOnTheWelcomeScreenEndsWithStatusZero) {
   EXPECT_THAT(bundles(), IsEmpty());
 }
 
+TEST_F(WizardTest, AboutBoxIsOpenedAndClosedByKeyboardAlone) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  desktop().press("alt");
+  desktop().press("Down");
+  desktop().press("Return");
+
+  EXPECT_THAT(desktop().accessibility({"wait-text", "Halvo TOLM "}), HasSubstr("Halvo TOLM 1."));
+  desktop().press("Escape");
+  desktop().accessibility({"wait-active"});
+  EXPECT_EQ(wizard->waitForEnd(1), "running");
+  desktop().press("Escape");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+}
+
+TEST_F(WizardTest, ReturnThatIsHeldDownRunsAndLeavesTheClosingMessage) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  desktop().press("Tab");  // Run has the keyboard
+
+  desktop().hold("Return");
+  EXPECT_THAT(desktop().accessibility({"wait-text", "The bundle was"}), HasSubstr("on your Desktop."));
+
+  EXPECT_EQ(wizard->waitForEnd(3), "running");
+  desktop().release("Return");
+  EXPECT_EQ(wizard->waitForEnd(1), "running");
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+}
+
 TEST_F(WizardTest, ClosingTheFinishedWindowEndsWithStatusZero) {
   const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
   closingMessage("The bundle was");

@@ -89,32 +89,47 @@ class WizardWindow : public QMainWindow {
 
  protected:
   void keyPressEvent(QKeyEvent* event) override {
-    // A key that is held down must not run through the screens.
-    const bool repeated = event->isAutoRepeat();
     if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
-      if (!repeated) {
+      if (!event->isAutoRepeat()) {
         onEscape();
       }
     } else if (isReturn(*event)) {
-      if (!repeated) {
-        onReturn();
-      }
+      onReturn();
     } else {
       QMainWindow::keyPressEvent(event);
     }
   }
 
-  // For the default buttons, which take Return by themselves while they have the keyboard, held down or
-  // not.
+  // Sees every event of the application. A key that is held down must not run through the screens,
+  // neither here nor in the button that has the keyboard and takes Return and Space by itself. X repeats
+  // a key by a release and a press of the same moment, and Qt doesn't tell each such press from a new one.
   bool eventFilter(QObject* object, QEvent* event) override {
-    if (event->type() == QEvent::KeyPress) {
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
       const QKeyEvent& key = *static_cast<QKeyEvent*>(event);
-      if (isReturn(key) && key.isAutoRepeat()) {
+      if (event->type() == QEvent::KeyRelease) {
+        m_nReleasedKey = key.key();
+        m_nReleaseTime = key.timestamp();
+      } else if (pressesButton(*object, key) && isRepeated(key)) {
         return true;
       }
     }
     return QMainWindow::eventFilter(object, event);
   }
+
+ private:
+  // In an input a blank that is held down is typed again and again.
+  static bool pressesButton(const QObject& object, const QKeyEvent& key) {
+    return isReturn(key) ||
+           (key.key() == Qt::Key_Space && qobject_cast<const QAbstractButton*>(&object) != nullptr);
+  }
+  [[nodiscard]] bool isRepeated(const QKeyEvent& key) const {
+    return key.isAutoRepeat() ||
+           (key.timestamp() != 0 && key.timestamp() == m_nReleaseTime && key.key() == m_nReleasedKey);
+  }
+
+  // The key that was released last, and when: in the window system's milliseconds, 0 where it tells none.
+  int m_nReleasedKey = 0;
+  quint64 m_nReleaseTime = 0;
 };
 
 }  // namespace
@@ -143,8 +158,7 @@ QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
   stopAtScrolling(*ui.finishedScroll);
   ui.encryptionBox->setFocus();
 
-  ui.runButton->installEventFilter(&frame);
-  ui.finishButton->installEventFilter(&frame);
+  qApp->installEventFilter(&frame);
   // Return never cancels: whoever presses it twice on Run would end the program.
   frame.onReturn = [&ui] {
     if (ui.tabView->currentWidget() == ui.welcomeScreen) {

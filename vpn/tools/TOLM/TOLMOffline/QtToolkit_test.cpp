@@ -265,6 +265,61 @@ TEST_F(QtToolkitTest, ReturnThatIsHeldDownDoesNotRun) {
   EXPECT_EQ(screen(), 0);
 }
 
+// X repeats a key by a release and a press with one time, and Qt lets some of those presses pass for new
+// ones.
+TEST_F(QtToolkitTest, ReturnOfTheMomentOfItsReleaseIsARepeatedOne) {
+  open();
+  QKeyEvent release(QEvent::KeyRelease, Qt::Key_Return, Qt::NoModifier);
+  release.setTimestamp(500);
+  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+  press.setTimestamp(500);
+
+  QCoreApplication::sendEvent(window().focusWidget(), &release);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  EXPECT_EQ(screen(), 0);
+
+  press.setTimestamp(501);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  EXPECT_EQ(screen(), 1);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+}
+
+// The release presses Run and gives the keyboard to Cancel, which the press would then get.
+TEST_F(QtToolkitTest, SpaceThatIsHeldDownOnRunDoesNotCancel) {
+  holdTheEngine();
+  open();
+  find<QPushButton>("runButton").setFocus();
+  QKeyEvent press(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
+  QKeyEvent release(QEvent::KeyRelease, Qt::Key_Space, Qt::NoModifier);
+  bool cancelled = false;
+  QObject::connect(&find<QPushButton>("cancelButton"), &QPushButton::clicked, &window(),
+                   [&cancelled] { cancelled = true; });
+
+  for (const int time : {500, 540, 580}) {
+    press.setTimestamp(static_cast<quint64>(time));
+    QCoreApplication::sendEvent(window().focusWidget(), &press);
+    release.setTimestamp(static_cast<quint64>(time) + 40);
+    QCoreApplication::sendEvent(window().focusWidget(), &release);
+  }
+
+  EXPECT_EQ(screen(), 1);
+  EXPECT_EQ(focused(), "cancelButton");
+  EXPECT_FALSE(cancelled);
+}
+
+TEST_F(QtToolkitTest, SpaceThatIsHeldDownInThePasswordIsTypedAgain) {
+  open();
+  find<QCheckBox>("encryptionBox").click();
+  find<QLineEdit>("passwordField").setFocus();
+
+  for (const bool repeated : {false, true, true}) {
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, QStringLiteral(" "), repeated);
+    QCoreApplication::sendEvent(window().focusWidget(), &press);
+  }
+
+  EXPECT_EQ(m_pToolkit->stringValue(Outlet::passwordField), "   ");
+}
+
 // The event loop for tests of the program's end: turns until the flow has ended the process, then
 // gives back the statuses that it ended with.
 class QtToolkitEndTest : public QtToolkitTest {
