@@ -598,11 +598,12 @@ TEST_F(QtToolkitTest, LengthyProgressTextIsElidedWithTheWholeTextAsToolTip) {
 
 // A description in an instruction document may be as long as the document. To lay all of it out would
 // take minutes and the machine's memory, which ends the test.
-TEST_F(QtToolkitTest, ProgressTextOfFiftyMegabytesIsShownByItsFront) {
+TEST_F(QtToolkitTest, ProgressTextOfFiftyMebibytesIsShownByItsFront) {
   open();
   find<QStackedWidget>("tabView").setCurrentIndex(1);
   QLabel& label = find<QLabel>("progressMsg");
-  const std::string whole = "Processing " + std::string(50000000, 'x');
+  const std::size_t size = std::size_t{50} << 20;
+  const std::string whole = "Processing " + std::string(size, 'x');
 
   m_pController->updateMsg(whole);
   QCoreApplication::processEvents();
