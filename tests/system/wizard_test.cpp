@@ -16,6 +16,7 @@
 
 #include "tests/support/BundleReader.h"
 #include "tests/support/Files.h"
+#include "tests/support/MoBuilder.h"
 #include "tests/support/Subprocess.h"
 #include "tests/system/wizard_desktop.h"
 
@@ -435,6 +436,17 @@ TEST_F(WizardTest, LanguageFileThatIsGarbageLeavesTheWizardInEnglish) {
   const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "de_AT.UTF-8"}});
 
   EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Welcome to the Halvo Fieldcase (TOLM)."));
+}
+
+TEST_F(WizardTest, LanguageFileThatOneTextFillsOpensTheWizard) {
+  test::MoBuilder file;
+  file.add("Halvo TOLM", "Titel " + std::string(300000, 't'));
+  file.add("Welcome to the Halvo Fieldcase (TOLM).", "Willkommen " + std::string(700000, 'w'));
+  test::writeFile("/opt/halvo/tessarmont/l10n/de/LC_MESSAGES/Tessarmont.mo", file.build());
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "de_AT.UTF-8"}});
+
+  EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Willkommen wwww"));
+  EXPECT_EQ(closingMessage("The bundle was"), "The bundle was created successfully on your Desktop.");
 }
 
 TEST_F(WizardTest, LocaleOfTwoThousandCharactersLeavesTheWizardInEnglish) {

@@ -16,14 +16,7 @@ namespace {
 constexpr int kPreferredLetters = 40;
 constexpr int kSmallestLetters = 8;
 
-// What is looked at of a text on one line and in a tool tip. A progress text holds a description out of
-// an instruction document and may be as long as that: to lay out the whole of it would stop the window.
 constexpr qsizetype kLongestText = 10000;
-
-// The text's front, with an ellipsis where something was cut off.
-QString cut(const QString& text) {
-  return text.size() <= kLongestText ? text : text.left(kLongestText) + QChar(0x2026);
-}
 
 // A text without a letter that runs from right to left stays as it is in a window that does: progress
 // texts aren't translated.
@@ -39,7 +32,7 @@ Qt::LayoutDirection paragraphDirection(const QLabel& label) {
 // Lays the text out in lines of `width` and returns the height that they take.
 qreal layOut(QTextLayout& layout, const QLabel& label, int width) {
   // A line feed inside a text starts a new line, as it would in any label.
-  QString text = label.text();
+  QString text = frontOf(label.text());
   text.replace(QLatin1String("\r\n"), QString(QChar::LineSeparator));
   text.replace(QLatin1Char('\n'), QChar::LineSeparator);
   QTextOption option;
@@ -104,7 +97,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 }
 
 QString ElidedLabel::line() const {
-  return fontMetrics().elidedText(cut(text().simplified()), Qt::ElideRight, width());
+  return fontMetrics().elidedText(frontOf(text().simplified()), Qt::ElideRight, width());
 }
 
 bool ElidedLabel::event(QEvent* event) {
@@ -129,8 +122,12 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
                    line());
 }
 
+QString frontOf(const QString& text) {
+  return text.size() <= kLongestText ? text : text.left(kLongestText) + QChar(0x2026);
+}
+
 QString wrappedToolTip(const QString& text) {
-  return QLatin1String("<qt>") + cut(text).toHtmlEscaped() + QLatin1String("</qt>");
+  return QLatin1String("<qt>") + frontOf(text).toHtmlEscaped() + QLatin1String("</qt>");
 }
 
 }  // namespace halvo

@@ -40,7 +40,12 @@ class ElidedLabel : public QLabel {
   [[nodiscard]] QString line() const;
 };
 
-// A plain text as the content of a tool tip that wraps. What is longer than 10,000 characters is cut.
+// What is drawn of a text: its first 10,000 characters, with an ellipsis where more was there. A progress
+// text is as long as the description in a document, and a translation as the language file: to lay all of
+// that out would stop the window for minutes.
+QString frontOf(const QString& text);
+
+// The front of a plain text as the content of a tool tip that wraps.
 QString wrappedToolTip(const QString& text);
 
 }  // namespace halvo

@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
+#include "vpn/tools/TOLM/TOLMOffline/MessageLabel.h"
 #include "vpn/tools/TOLM/TOLMOffline/ui_MainWindow.h"
 
 // Outside of any namespace, as the macro asks.
@@ -43,7 +44,8 @@ QString withoutMnemonic(QString title) {
 
 QString elided(const QWidget& widget, const QString& title, int letters) {
   const QFontMetrics metrics = widget.fontMetrics();
-  return metrics.elidedText(title.simplified(), Qt::ElideRight, letters * metrics.averageCharWidth());
+  return metrics.elidedText(frontOf(title.simplified()), Qt::ElideRight,
+                            letters * metrics.averageCharWidth());
 }
 
 // The direction of the script that most of the letters are of. The first letter alone wouldn't tell:
@@ -269,7 +271,7 @@ void QtToolkit::setTitle(Outlet outlet, const std::string& title) {
   switch (outlet) {
     case Outlet::mainWindow: {
       // "[*]" is Qt's mark for unsaved changes; doubled it stands for itself.
-      m_pWindow->frame.setWindowTitle(QString(whole).replace(QLatin1String("[*]"), QLatin1String("[*][*]")));
+      m_pWindow->frame.setWindowTitle(frontOf(whole).replace(QLatin1String("[*]"), QLatin1String("[*][*]")));
       m_pWindow->frame.setAccessibleName(whole);
       ui.programIcon->setAccessibleName(whole);
       ui.progressBar->setAccessibleName(whole);

@@ -617,6 +617,24 @@ TEST_F(QtToolkitTest, ProgressTextOfFiftyMebibytesIsShownByItsFront) {
   QToolTip::hideText();
 }
 
+// A language file holds a mebibyte at most, and one text may fill it. To lay all of it out would take
+// minutes, which ends the test.
+TEST_F(QtToolkitTest, TranslationsOfAMebibyteLeaveTheWizardWorking) {
+  std::string words;
+  while (words.size() < 0x100000) {
+    words += "some words ";
+  }
+  for (const std::string& lengthy : {words, std::string(0x100000, 'w')}) {
+    m_Translate = [&lengthy](const std::string&) { return lengthy; };
+    open();
+
+    runThrough();
+    QCoreApplication::processEvents();
+
+    EXPECT_EQ(m_pToolkit->stringValue(Outlet::finishMsg), lengthy);
+  }
+}
+
 TEST_F(QtToolkitTest, PasswordOfAnyUnicodeAndLengthGoesThroughBothFieldsUnchanged) {
   const std::string odd = "\xc3\xa4\xe2\x82\xac\xf0\x9f\x94\x91 \xd8\xb3\xd8\xb1 a\nb\r\nc\td \xe2\x80\xa8 " +
                           std::string(10000, 'p');
