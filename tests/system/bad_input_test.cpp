@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
 
@@ -35,14 +36,6 @@ const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 const std::string kBundle = "/opt/out/out.zip";
 const std::string kFailedHeading = "TOLMEngine failed to parse or use the following configuration files:\n";
 
-std::string copyOf(const std::string& loc) {
-  return "<file_copy_action><action><loc>" + loc + "</loc></action></file_copy_action>";
-}
-
-std::string capture(const std::string& command) {
-  return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
-}
-
 std::string repeated(const std::string& text, std::size_t times) {
   std::string all;
   all.reserve(text.size() * times);
@@ -56,10 +49,6 @@ std::string repeated(const std::string& text, std::size_t times) {
 std::string item(const std::string& attributes, const std::string& kinds) {
   return "<file " + attributes + "><description>D</description><default>true</default>" +
          "<tolm><os opsys=\"linux\">" + kinds + "</os></tolm></file>";
-}
-
-std::string document(const std::string& title, const std::string& items) {
-  return "<c><configure><title>" + title + "</title></configure>" + items + "</c>";
 }
 
 // Every path that a run could reach in the private root, with what it holds.
@@ -105,7 +94,7 @@ class BadInputTest : public ::testing::Test {
 
   static void config(const std::string& name, const std::string& text) { writeFile(kConfig + name, text); }
   static void goodConfig() {
-    config("good.xml", document("Good", item("id='g'", copyOf("/opt/logs/*.log"))));
+    config("good.xml", documentText("Good", item("id='g'", copyAction("/opt/logs/*.log"))));
   }
 
   [[nodiscard]] Tree reachable() const {
@@ -270,9 +259,9 @@ TEST_F(BadInputTest, ARequestThatIsNoFileEndsTheRunAtOnce) {
 
 TEST_F(BadInputTest, APropertyListThatIsAPipeGathersNothing) {
   ASSERT_EQ(mkfifo("/opt/pipe", 0666), 0);
-  config("a.xml", document("A", item("id='a'",
-                                     "<get_file_to_copy_action><action><path>/opt/pipe</path>"
-                                     "</action></get_file_to_copy_action>")));
+  config("a.xml", documentText("A", item("id='a'",
+                                         "<get_file_to_copy_action><action><path>/opt/pipe</path>"
+                                         "</action></get_file_to_copy_action>")));
   expectBundle();
   EXPECT_THAT(names(), ElementsAre("summary.txt"));
 }
@@ -285,7 +274,7 @@ TEST_F(BadInputTest, AConfigFolderThatIsAPipeHoldsNoDocuments) {
 
 TEST_F(BadInputTest, AnUnreadableDocumentIsListed) {
   goodConfig();
-  config("closed.xml", document("Closed", ""));
+  config("closed.xml", documentText("Closed", ""));
   chmod((kConfig + "closed.xml").c_str(), 0);
   expectBundle({}, withoutOverride());
   EXPECT_THAT(failedDocuments(), ElementsAre(kConfig + "closed.xml"));
@@ -334,9 +323,9 @@ TEST_F(BadInputTest, ExternalEntitiesBringNothingIntoTheBundle) {
   for (const char* from : {"/opt/secret", "file:///opt/secret", "/opt/pipe", "http://127.0.0.1:9/x"}) {
     SCOPED_TRACE(from);
     config("outer.xml", "<!DOCTYPE c [<!ENTITY e SYSTEM \"" + std::string(from) + "\">]>" +
-                            document("T&e;", item("id='a'", copyOf("/opt/logs/&e;*.log"))));
+                            documentText("T&e;", item("id='a'", copyAction("/opt/logs/&e;*.log"))));
     config("subset.xml", "<!DOCTYPE c SYSTEM \"" + std::string(from) + "\">" +
-                             document("Subset", item("id='b'", copyOf("/opt/logs/*.log"))));
+                             documentText("Subset", item("id='b'", copyAction("/opt/logs/*.log"))));
     unlink(kBundle.c_str());
     expectBundle();
     for (const std::string& name : names()) {
@@ -348,13 +337,13 @@ TEST_F(BadInputTest, ExternalEntitiesBringNothingIntoTheBundle) {
 
 TEST_F(BadInputTest, BytesThatXmlDoesNotHaveAreRefused) {
   goodConfig();
-  config("id.xml", document("T", item("id='\xff\xfe'", copyOf("/opt/logs/*.log"))));
-  config("text.xml", document("\xc3\x28", item("id='a'", copyOf("/opt/logs/*.log"))));
-  config("control.xml", document("&#1;", item("id='a'", copyOf("/opt/logs/*.log"))));
-  config("zero.xml", document(std::string("T\0", 2), item("id='&#0;'", copyOf("/opt/logs/*.log"))));
+  config("id.xml", documentText("T", item("id='\xff\xfe'", copyAction("/opt/logs/*.log"))));
+  config("text.xml", documentText("\xc3\x28", item("id='a'", copyAction("/opt/logs/*.log"))));
+  config("control.xml", documentText("&#1;", item("id='a'", copyAction("/opt/logs/*.log"))));
+  config("zero.xml", documentText(std::string("T\0", 2), item("id='&#0;'", copyAction("/opt/logs/*.log"))));
   config("empty.xml", "");
   config("blank.xml", " \r\n\t");
-  config("cut.xml", document("T", item("id='a'", "")).substr(0, 60));
+  config("cut.xml", documentText("T", item("id='a'", "")).substr(0, 60));
   config("two.xml", "<a/><b/>");
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("Good/one.log", "summary.txt"));
@@ -366,7 +355,7 @@ TEST_F(BadInputTest, BytesThatXmlDoesNotHaveAreRefused) {
 
 TEST_F(BadInputTest, ADocumentOfAHundredMegabytesIsCarriedOut) {
   const std::string filling = repeated("<x>" + std::string(1000, 'x') + "</x>", 100'000);
-  config("huge.xml", document("Huge", filling + item("id='h'", copyOf("/opt/logs/*.log"))));
+  config("huge.xml", documentText("Huge", filling + item("id='h'", copyAction("/opt/logs/*.log"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("Huge/one.log", "summary.txt"));
 }
@@ -381,7 +370,8 @@ TEST_F(BadInputTest, ADocumentOfAHundredMegabytesWithoutItsEndIsRefused) {
 // --- Titles ---------------------------------------------------------------------------------------
 
 TEST_F(BadInputTest, AnEmptyTitleGathersIntoTheWorkFolderItself) {
-  config("a.xml", document("", item("id='a'", copyOf("/opt/logs/*.log"))));
+  config("a.xml", "<config><configure><title></title></configure>" +
+                      item("id='a'", copyAction("/opt/logs/*.log")) + "</config>");
   EXPECT_EQ(run().exitStatus, 0);
   EXPECT_THAT(names(), ElementsAre("one.log"));
   // The summary lies one level above the config's folder: beside the work folder. This is meant.
@@ -389,7 +379,7 @@ TEST_F(BadInputTest, AnEmptyTitleGathersIntoTheWorkFolderItself) {
 }
 
 TEST_F(BadInputTest, ATitleTooLongForAFolderGathersIntoTheWorkFolderItself) {
-  config("a.xml", document(std::string(300, 't'), item("id='a'", copyOf("/opt/logs/*.log"))));
+  config("a.xml", documentText(std::string(300, 't'), item("id='a'", copyAction("/opt/logs/*.log"))));
   EXPECT_EQ(run().exitStatus, 0);
   EXPECT_THAT(names(), ElementsAre("one.log"));
   EXPECT_THAT(differences(), UnorderedElementsAre(kBundle, "/tmp/summary.txt"));
@@ -399,7 +389,7 @@ TEST_F(BadInputTest, ATitleTooLongForAFolderGathersIntoTheWorkFolderItself) {
 TEST_F(BadInputTest, ATitleOfTwoDotsIsTakenAsItStandsAndFailsWhereItsSummaryCantBeWritten) {
   // Titles aren't cleaned. This one's folder is the work folder's parent, and its summary would lie in
   // the root folder, where an ordinary user can't write.
-  config("a.xml", document("..", item("id='a'", copyOf("/opt/logs/*.log"))));
+  config("a.xml", documentText("..", item("id='a'", copyAction("/opt/logs/*.log"))));
   const RunResult result = run({}, asNobody());
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_EQ(result.err, "tmtolm: Internal Error: all configs failed... (0xFEAF000A)\n");
@@ -408,13 +398,13 @@ TEST_F(BadInputTest, ATitleOfTwoDotsIsTakenAsItStandsAndFailsWhereItsSummaryCant
 
 TEST_F(BadInputTest, ATitleOfOddBytesIsAFolderName) {
   const std::string title = " \t\"'*?[$(touch x)`\xc3\xa4;&amp;&lt;\n";
-  config("a.xml", document(title, item("id='a'", copyOf("/opt/logs/*"))));
+  config("a.xml", documentText(title, item("id='a'", copyAction("/opt/logs/*"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre(" \t\"'*?[$(touch x)`\xc3\xa4;&<\n/one.log", "summary.txt"));
 }
 
 TEST_F(BadInputTest, ATitleOfOneDotGathersIntoTheWorkFolderItself) {
-  config("a.xml", document(".", item("id='a'", copyOf("/opt/logs/*.log"))));
+  config("a.xml", documentText(".", item("id='a'", copyAction("/opt/logs/*.log"))));
   EXPECT_EQ(run().exitStatus, 0);
   EXPECT_THAT(names(), ElementsAre("one.log"));
   EXPECT_THAT(differences(), UnorderedElementsAre(kBundle, "/tmp/summary.txt"));
@@ -426,11 +416,11 @@ TEST_F(BadInputTest, IdsThatAreMissingEmptyOrEqualAllGather) {
   writeFile("/opt/logs/two.log", "two\n");
   writeFile("/opt/logs/three.log", "three\n");
   writeFile("/opt/logs/four.log", "four\n");
-  config("a.xml",
-         document("A", item("", copyOf("/opt/logs/one.log")) + item("id=''", copyOf("/opt/logs/two.log")) +
-                           item("id='same'", copyOf("/opt/logs/three.log")) +
-                           item("id='same'", copyOf("/opt/logs/four.log"))));
-  config("b.xml", document("B", item("id='same'", copyOf("/opt/logs/four.log"))));
+  config("a.xml", documentText("A", item("", copyAction("/opt/logs/one.log")) +
+                                        item("id=''", copyAction("/opt/logs/two.log")) +
+                                        item("id='same'", copyAction("/opt/logs/three.log")) +
+                                        item("id='same'", copyAction("/opt/logs/four.log"))));
+  config("b.xml", documentText("B", item("id='same'", copyAction("/opt/logs/four.log"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("A/one.log", "A/two.log", "A/three.log", "A/four.log",
                                             "B/four.log", "summary.txt"));
@@ -439,11 +429,12 @@ TEST_F(BadInputTest, IdsThatAreMissingEmptyOrEqualAllGather) {
 }
 
 TEST_F(BadInputTest, IdsOfTenThousandBytesAndOfReservedWordsGather) {
-  config("a.xml", document("A", item("id='" + std::string(10'000, 'i') + "'", copyOf("/opt/logs/one.log")) +
-                                    item("id='comments'", copyOf("/opt/logs/one.log")) +
-                                    item("id='../../x'", copyOf("/opt/logs/one.log")) +
-                                    item("id='Manifest_Not_Included'", copyOf("/opt/logs/one.log")) +
-                                    item("id='Other_Note'", copyOf("/opt/logs/one.log"))));
+  config("a.xml",
+         documentText("A", item("id='" + std::string(10'000, 'i') + "'", copyAction("/opt/logs/one.log")) +
+                               item("id='comments'", copyAction("/opt/logs/one.log")) +
+                               item("id='../../x'", copyAction("/opt/logs/one.log")) +
+                               item("id='Manifest_Not_Included'", copyAction("/opt/logs/one.log")) +
+                               item("id='Other_Note'", copyAction("/opt/logs/one.log"))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("A/one.log", "summary.txt"));
 }
@@ -461,7 +452,7 @@ TEST_F(BadInputTest, PatternsThatAreOddMatchWhatTheyShould) {
   } cases[] = {{"Bracket", "["}, {"Class", "[ab]"}, {"Stars", "**"}, {"Empty", ""}, {"One", "?"}};
   for (const auto& one : cases) {
     config(std::string(one.title) + ".xml",
-           document(one.title, item("id='a'", copyOf("/opt/logs/" + std::string(one.pattern)))));
+           documentText(one.title, item("id='a'", copyAction("/opt/logs/" + std::string(one.pattern)))));
   }
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("Bracket/[", "Stars/[", "Stars/a]", "Stars/b", "One/[", "One/b",
@@ -473,17 +464,18 @@ TEST_F(BadInputTest, APatternMadeToBacktrackEnds) {
   const std::string name(200, 'a');
   writeFile("/opt/logs/" + name, "x");
   const std::string pattern = repeated("*a", 5'000);
-  config("a.xml", document("A", item("id='a'", copyOf("/opt/logs/" + pattern + "b"))));
-  config("b.xml", document("B", item("id='b'", copyOf("/opt/logs/" + std::string(20'000, '*') + name))));
+  config("a.xml", documentText("A", item("id='a'", copyAction("/opt/logs/" + pattern + "b"))));
+  config("b.xml",
+         documentText("B", item("id='b'", copyAction("/opt/logs/" + std::string(20'000, '*') + name))));
   expectBundle();
   EXPECT_THAT(names(), UnorderedElementsAre("B/" + name, "summary.txt"));
 }
 
 TEST_F(BadInputTest, LocationsWithoutAFolderOrWithATooLongOneFindNothing) {
-  config("a.xml", document("A", item("id='a'", copyOf("") + copyOf("no") + copyOf("/") +
-                                                   copyOf("/opt/" + std::string(300, 'x') + "/*") +
-                                                   copyOf(std::string(10'000, '/') + "*nothing") +
-                                                   "<file_copy_action><action/></file_copy_action>")));
+  config("a.xml", documentText("A", item("id='a'", copyAction("") + copyAction("no") + copyAction("/") +
+                                                       copyAction("/opt/" + std::string(300, 'x') + "/*") +
+                                                       copyAction(std::string(10'000, '/') + "*nothing") +
+                                                       "<file_copy_action><action/></file_copy_action>")));
   expectBundle();
   EXPECT_THAT(names(), ElementsAre("summary.txt"));
 }
@@ -500,7 +492,7 @@ TEST_F(BadInputTest, FilesThatCantBeCopiedAreToldAndTheOthersGo) {
   ASSERT_EQ(symlink("/dev/zero", "/opt/logs/zero.log"), 0);
   makeFolders("/opt/logs/folder.log/sub");
   ASSERT_EQ(symlink("..", "/opt/logs/folder.log/sub/up"), 0);
-  config("a.xml", document("A", item("id='a'", copyOf("/opt/logs/*.log"))));
+  config("a.xml", documentText("A", item("id='a'", copyAction("/opt/logs/*.log"))));
   expectBundle({}, withoutOverride());
   EXPECT_THAT(names(), UnorderedElementsAre("A/one.log", "summary.txt"));
   const std::string summary = content("summary.txt");
@@ -511,9 +503,9 @@ TEST_F(BadInputTest, FilesThatCantBeCopiedAreToldAndTheOthersGo) {
 
 TEST_F(BadInputTest, FilesThatVanishDuringTheRunAreToldAsMissing) {
   writeFile("/tmp/others/vanishing.log", "x");
-  config("a.xml", document("A", item("id='1'", capture("rm /tmp/others/vanishing.log")) +
-                                    item("id='2'", copyOf("/tmp/others/vanishing.log")) +
-                                    item("id='3'", copyOf("/opt/logs/one.log"))));
+  config("a.xml", documentText("A", item("id='1'", captureAction("rm /tmp/others/vanishing.log")) +
+                                        item("id='2'", copyAction("/tmp/others/vanishing.log")) +
+                                        item("id='3'", copyAction("/opt/logs/one.log"))));
   EXPECT_EQ(run().exitStatus, 0);
   EXPECT_THAT(differences(), UnorderedElementsAre(kBundle, "-/tmp/others/vanishing.log"));
   EXPECT_THAT(names(), UnorderedElementsAre("A/rm_result.txt", "A/one.log", "summary.txt"));
@@ -522,13 +514,13 @@ TEST_F(BadInputTest, FilesThatVanishDuringTheRunAreToldAsMissing) {
 
 TEST_F(BadInputTest, DocumentsThatVanishDuringTheRunHaveBeenRead) {
   goodConfig();
-  config("a.xml", document("A", item("id='1'", capture("rm -r " + kConfig))));
+  config("a.xml", documentText("A", item("id='1'", captureAction("rm -r " + kConfig))));
   EXPECT_EQ(run().exitStatus, 0);
   EXPECT_THAT(names(), UnorderedElementsAre("A/rm_result.txt", "Good/one.log", "summary.txt"));
 }
 
 TEST_F(BadInputTest, ACommandThatRemovesTheWorkFolderEndsTheRun) {
-  config("a.xml", document("A", item("id='1'", capture("rm -r /tmp/TOLM_Temp_Bundle*"))));
+  config("a.xml", documentText("A", item("id='1'", captureAction("rm -r /tmp/TOLM_Temp_Bundle*"))));
   expectFailure("Internal Error: all configs failed... (0xFEAF000A)");
 }
 
@@ -542,7 +534,7 @@ TEST_F(BadInputTest, ALinkPlantedUnderTheWorkFoldersNameIsLeftAlone) {
 TEST_F(BadInputTest, ALinkThatACommandLeavesInTheWorkFolderIsNotFollowedWhenItGoes) {
   const std::string makeLink =
       "cd /tmp/TOLM_Temp_Bundle*/A &amp;&amp; ln -s /opt/precious link &amp;&amp; ls";
-  config("a.xml", document("A", item("id='1'", capture(makeLink))));
+  config("a.xml", documentText("A", item("id='1'", captureAction(makeLink))));
   expectBundle();
   EXPECT_THAT(content("A/cd_result.txt"), HasSubstr("\nlink\n"));
 }
@@ -554,11 +546,11 @@ void configOfEveryKind() {
   writeFile("/opt/program", "#!/bin/sh\nsleep 0.1\necho launched >/tmp/launched.txt\n");
   ASSERT_EQ(chmod("/opt/program", 0755), 0);
   writeFile(kConfig + "a.xml",
-            document("A", item("id='1'", capture("echo out; missing-program") +
-                                             "<use_extern_action><action><args>/opt/program</args>"
-                                             "<temp_out>/tmp/launched.txt</temp_out></action>"
-                                             "</use_extern_action>" +
-                                             copyOf("/opt/logs/*.log"))));
+            documentText("A", item("id='1'", captureAction("echo out; missing-program") +
+                                                 "<use_extern_action><action><args>/opt/program</args>"
+                                                 "<temp_out>/tmp/launched.txt</temp_out></action>"
+                                                 "</use_extern_action>" +
+                                                 copyAction("/opt/logs/*.log"))));
 }
 
 TEST_F(BadInputTest, ACallerThatIgnoresTheEndOfChildrenLosesNoCommandsOutput) {

@@ -15,6 +15,7 @@
 
 #include "tests/support/BundleReader.h"
 #include "tests/support/DatagramReceiver.h"
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TempFolder.h"
@@ -57,14 +58,6 @@ std::string item(const std::string& id, const std::string& description, const st
          "<tolm><os opsys=\"linux\">" + kinds + "</os></tolm></file>";
 }
 
-std::string copyOf(const std::string& loc, const std::string& more = "") {
-  return "<file_copy_action><action><loc>" + loc + "</loc>" + more + "</action></file_copy_action>";
-}
-
-std::string document(const std::string& title, const std::string& items) {
-  return "<c><configure><title>" + title + "</title></configure>" + items + "</c>";
-}
-
 // CTest runs each test in a process and a private root of its own, so nothing is cleaned up here.
 class ConsoleTest : public ::testing::Test {
  protected:
@@ -95,7 +88,7 @@ class ConsoleTest : public ::testing::Test {
 
   // A document with one item that gathers /opt/logs/*.log.
   static void writeSimpleConfig() {
-    writeFile(kConfig + "a.xml", document("Alpha", item("a", "D", copyOf("/opt/logs/*.log"))));
+    writeFile(kConfig + "a.xml", documentText("Alpha", item("a", "D", copyAction("/opt/logs/*.log"))));
   }
 
   static std::map<std::string, std::string> contentOf(const std::string& bundle) {
@@ -128,9 +121,9 @@ class ConsoleTest : public ::testing::Test {
 
 TEST_F(ConsoleTest, ADefaultRunPrintsItsProgressToTheByteAndTheBundleLast) {
   writeFile(kConfig + "a.xml",
-            document("Alpha", item("a", "Logs of the client", copyOf("/opt/logs/one.log"))));
+            documentText("Alpha", item("a", "Logs of the client", copyAction("/opt/logs/one.log"))));
   writeFile(kConfig + "b.xml",
-            document("Beta", item("b", "Logs of the client", copyOf("/opt/logs/two.log"))));
+            documentText("Beta", item("b", "Logs of the client", copyAction("/opt/logs/two.log"))));
   const RunResult result = tmtolm({"collect", "--bundle", "/tmp/out.zip"});
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.err, "");
@@ -143,8 +136,8 @@ TEST_F(ConsoleTest, ADefaultRunPrintsItsProgressToTheByteAndTheBundleLast) {
 }
 
 TEST_F(ConsoleTest, ALongDescriptionIsCutAtFiftyColumns) {
-  writeFile(kConfig + "a.xml",
-            document("A", item("a", "x", "") + item("b", std::string(60, 'y'), copyOf("/opt/logs/*.log"))));
+  writeFile(kConfig + "a.xml", documentText("A", item("a", "x", "") + item("b", std::string(60, 'y'),
+                                                                           copyAction("/opt/logs/*.log"))));
   const RunResult result = tmtolm({"collect", "--bundle", "/tmp/out.zip"});
   EXPECT_EQ(result.out, started() + progress("Processing " + std::string(60, 'y') + "...", 46) + finished() +
                             "Bundle: /tmp/out.zip\n");
@@ -195,9 +188,9 @@ std::vector<std::string> withoutReader(const std::string& command) {
 
 TEST_F(ConsoleTest, AReaderThatGoesAwayDoesNotEndTheRun) {
   writeFile(kConfig + "a.xml",
-            document("Alpha", item("a", "D",
-                                   "<use_extern_action><action><args>yes 2&gt;/opt/complaint | head -n 1"
-                                   "</args><stdout/></action></use_extern_action>")));
+            documentText("Alpha", item("a", "D",
+                                       "<use_extern_action><action><args>yes 2&gt;/opt/complaint | head -n 1"
+                                       "</args><stdout/></action></use_extern_action>")));
   const RunResult result = runProgram(withoutReader("collect --bundle /tmp/out.zip"));
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_EQ(result.err, "tmtolm: standard output can't be written: Broken pipe\n");
@@ -317,7 +310,7 @@ TEST_F(ConsoleTest, ALineFeedInABundlePathLeavesTheFailureOnOneLine) {
 TEST_F(ConsoleTest, WithoutDocumentsARunFails) {
   const std::string line = "Internal Error: no valid configuration XML found... (0xFEAF000A)";
   expectFailure({"collect"}, line);
-  writeFile(kConfig + "a.XML", document("A", ""));
+  writeFile(kConfig + "a.XML", documentText("A", ""));
   writeFile(kConfig + "broken.xml", "<a>");
   expectFailure({"collect"}, line);
   std::filesystem::remove_all(kConfig);
@@ -338,7 +331,7 @@ TEST_F(ConsoleTest, ARequestThatIsMissingOrBrokenFails) {
 }
 
 TEST_F(ConsoleTest, DocumentsThatAllFailEndTheRun) {
-  writeFile(kConfig + "a.xml", document("summary.txt", item("a", "D", copyOf("/opt/logs/*.log"))));
+  writeFile(kConfig + "a.xml", documentText("summary.txt", item("a", "D", copyAction("/opt/logs/*.log"))));
   expectFailure({"collect", "--bundle", "/tmp/out.zip"},
                 "Internal Error: all configs failed... (0xFEAF000A)");
 }
@@ -374,8 +367,9 @@ TEST_F(ConsoleTest, WrongUsageRunsNothing) {
 // --- collect: request, commands, password ---------------------------------------------------------
 
 TEST_F(ConsoleTest, ARequestGathersWhatItNamesAndItsComments) {
-  writeFile(kConfig + "a.xml", document("Alpha", item("a", "D", copyOf("/opt/logs/one.log")) +
-                                                     item("b", "D", copyOf("/opt/logs/two.log"), "")));
+  writeFile(kConfig + "a.xml",
+            documentText("Alpha", item("a", "D", copyAction("/opt/logs/one.log")) +
+                                      item("b", "D", copyAction("/opt/logs/two.log"), "")));
   writeFile("/opt/request.xml", "<r><comments>It breaks.</comments><file id=\"b\"/><file id=\"zz\"/></r>");
   const RunResult result = tmtolm({"collect", "--request", "/opt/request.xml", "--bundle", "/tmp/out.zip"});
   EXPECT_EQ(result.exitStatus, 0);
@@ -387,10 +381,11 @@ TEST_F(ConsoleTest, ARequestGathersWhatItNamesAndItsComments) {
 }
 
 TEST_F(ConsoleTest, CommandsAreCapturedIntoTheBundle) {
-  writeFile(kConfig + "a.xml",
-            document("Alpha", item("a", "D",
-                                   "<use_extern_action><action><args>echo hello; missing-program 2&gt;&amp;1"
-                                   "</args><stdout/></action></use_extern_action>")));
+  writeFile(
+      kConfig + "a.xml",
+      documentText("Alpha", item("a", "D",
+                                 "<use_extern_action><action><args>echo hello; missing-program 2&gt;&amp;1"
+                                 "</args><stdout/></action></use_extern_action>")));
   const RunResult result = tmtolm({"collect", "--bundle", "/tmp/out.zip"});
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.err, "");
@@ -538,10 +533,10 @@ class ConsoleClearTest : public ConsoleTest {
  protected:
   void SetUp() override {
     ConsoleTest::SetUp();
-    writeFile(
-        kConfig + "a.xml",
-        document("Alpha", item("a", "First", copyOf("/opt/logs/one.log", "<clear_log apply=\"true\"/>")) +
-                              item("b", "Second", copyOf("/opt/logs/two.log"))));
+    writeFile(kConfig + "a.xml",
+              documentText("Alpha", item("a", "First",
+                                         copyAction("/opt/logs/one.log", "<clear_log apply=\"true\"/>")) +
+                                        item("b", "Second", copyAction("/opt/logs/two.log"))));
   }
   static bool isCleared() { return !exists("/opt/logs/one.log"); }
 };
@@ -651,12 +646,13 @@ TEST_F(ConsoleTest, CheckTellsErrorsByItsStatusAndOneLineEach) {
 }
 
 TEST_F(ConsoleTest, PlanRunsAndWritesNothing) {
-  writeFile(kConfig + "a.xml",
-            document("Alpha", item("a", "D",
-                                   copyOf("/opt/logs/*.log") +
-                                       "<use_extern_action><action><args>touch /tmp/touched</args><stdout/>"
-                                       "</action><action><args>touch /tmp/launched</args><temp_out>/tmp/x"
-                                       "</temp_out></action></use_extern_action>")));
+  writeFile(
+      kConfig + "a.xml",
+      documentText("Alpha", item("a", "D",
+                                 copyAction("/opt/logs/*.log") +
+                                     "<use_extern_action><action><args>touch /tmp/touched</args><stdout/>"
+                                     "</action><action><args>touch /tmp/launched</args><temp_out>/tmp/x"
+                                     "</temp_out></action></use_extern_action>")));
   Receiver journal("/run/systemd/journal/socket");
   const RunResult result = tmtolm({"plan"});
   EXPECT_EQ(result.exitStatus, 0);
@@ -671,16 +667,16 @@ TEST_F(ConsoleTest, PlanRunsAndWritesNothing) {
 }
 
 TEST_F(ConsoleTest, PlanAgreesWithTheRun) {
-  writeFile(kConfig + "a.xml",
-            document("Alpha", item("b", "D", copyOf("/opt/logs/O*")) +
-                                  item("a", "D", copyOf("/opt/logs/two.log"), "<default>no</default>")));
+  writeFile(kConfig + "a.xml", documentText("Alpha", item("b", "D", copyAction("/opt/logs/O*")) +
+                                                         item("a", "D", copyAction("/opt/logs/two.log"),
+                                                              "<default>no</default>")));
   EXPECT_THAT(tmtolm({"plan"}).out, HasSubstr("1 file (4 bytes) and 0 commands"));
   EXPECT_EQ(tmtolm({"collect", "--bundle", "/tmp/out.zip"}).exitStatus, 0);
   EXPECT_THAT(namesOf("/tmp/out.zip"), UnorderedElementsAre("Alpha/one.log", "summary.txt"));
 }
 
 TEST_F(ConsoleTest, PlanPrintsValidJsonWhateverTheNames) {
-  writeFile("/opt/docs/a.xml", document("A", item("a", "D \"quoted\"", copyOf("/opt/logs/*"))));
+  writeFile("/opt/docs/a.xml", documentText("A", item("a", "D \"quoted\"", copyAction("/opt/logs/*"))));
   writeFile("/opt/docs/broken.xml", "<");
   writeFile("/opt/logs/\xff\x01\"\n.log", "x");
   for (const char* folder : {"/opt/docs", "/opt/docs/"}) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/MoBuilder.h"
 #include "tests/support/Subprocess.h"
@@ -52,15 +53,6 @@ std::string configDocument(const std::vector<std::pair<std::string, std::string>
   return text + "</instructions>";
 }
 
-std::string copyOf(const std::string& path) {
-  return "<file_copy_action><action><loc>" + path + "</loc></action></file_copy_action>";
-}
-
-// A command, run by a shell, whose standard output is gathered.
-std::string outputOf(const std::string& command) {
-  return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
-}
-
 class WizardTest : public ::testing::Test {
  protected:
   WizardTest() {
@@ -71,7 +63,7 @@ class WizardTest : public ::testing::Test {
     }
     test::makeFolders(m_strDesktopFolder);
     test::writeFile("/opt/halvo/tessarmont/log/client.log", "the client's log\n");
-    setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")}}));
+    setConfig(configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")}}));
   }
 
   void setConfig(const std::string& document) {
@@ -96,8 +88,8 @@ class WizardTest : public ::testing::Test {
   }
   // A wizard in the middle of a command that takes longer than the test.
   std::unique_ptr<BackgroundProgram> wizardInASlowCommand() {
-    setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")},
-                              {"A slow command", outputOf("sleep 100")}}));
+    setConfig(configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")},
+                              {"A slow command", test::captureAction("sleep 100")}}));
     std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
     desktop().press("Return");
     // What the command says of itself, or its item's own line.
@@ -128,12 +120,12 @@ class WizardTest : public ::testing::Test {
 };
 
 TEST_F(WizardTest, EncryptedRunByKeyboardGivesABundleThatOpensWithThePasswordTyped) {
-  setConfig(configDocument({{"Client log", copyOf("/opt/halvo/tessarmont/log/*.log")},
-                            {"First", outputOf("sleep 1")},
-                            {"Second", outputOf("sleep 1")},
-                            {"Third", outputOf("sleep 1")},
-                            {"Fourth", outputOf("sleep 1")},
-                            {"Greeting", outputOf("echo greetings")}}));
+  setConfig(configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")},
+                            {"First", test::captureAction("sleep 1")},
+                            {"Second", test::captureAction("sleep 1")},
+                            {"Third", test::captureAction("sleep 1")},
+                            {"Fourth", test::captureAction("sleep 1")},
+                            {"Greeting", test::captureAction("echo greetings")}}));
   const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
   desktop().press("space");  // tick encryption
   desktop().press("Tab");

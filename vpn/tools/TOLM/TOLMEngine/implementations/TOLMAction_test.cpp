@@ -12,7 +12,7 @@
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/Common/IPC/ProcessAPI_unix.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineSupport_test.h"
 
 namespace halvo {
 namespace {

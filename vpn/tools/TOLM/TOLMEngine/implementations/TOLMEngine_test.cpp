@@ -21,7 +21,7 @@
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TempFolder.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineSupport_test.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {

@@ -10,8 +10,8 @@
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineSupport_test.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {

@@ -10,7 +10,7 @@
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/engine_test_support.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineSupport_test.h"
 
 namespace halvo {
 namespace {

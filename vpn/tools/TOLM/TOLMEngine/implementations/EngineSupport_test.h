@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Documents.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -51,15 +52,6 @@ inline std::string itemText(const std::string& id, const std::string& actions,
                             const std::string& isDefault = "true") {
   return "<file id=\"" + id + "\"><description>about " + id + "</description><default>" + isDefault +
          "</default><tolm><os opsys=\"linux\">" + actions + "</os></tolm></file>";
-}
-
-inline std::string copyAction(const std::string& location, const std::string& more = "") {
-  return "<file_copy_action><action><loc>" + location + "</loc>" + more + "</action></file_copy_action>";
-}
-
-inline std::string documentText(const std::string& title, const std::string& items) {
-  return "<config>" + (title.empty() ? "" : "<configure><title>" + title + "</title></configure>") + items +
-         "</config>";
 }
 
 }  // namespace halvo::test

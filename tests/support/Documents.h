@@ -1,0 +1,25 @@
+// Parts of instruction documents as text.
+
+#pragma once
+
+#include <string>
+
+namespace halvo::test {
+
+// Copies the files that `location` matches; `more` stands behind it in the action.
+inline std::string copyAction(const std::string& location, const std::string& more = "") {
+  return "<file_copy_action><action><loc>" + location + "</loc>" + more + "</action></file_copy_action>";
+}
+
+// Runs a command by the shell and gathers its standard output.
+inline std::string captureAction(const std::string& command) {
+  return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
+}
+
+// A whole document; without an element for the title where that is empty.
+inline std::string documentText(const std::string& title, const std::string& items) {
+  return "<config>" + (title.empty() ? "" : "<configure><title>" + title + "</title></configure>") + items +
+         "</config>";
+}
+
+}  // namespace halvo::test
