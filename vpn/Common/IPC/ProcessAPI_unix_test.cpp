@@ -1022,7 +1022,6 @@ TEST_F(ProcessApiTest, FailedLookupIsNotFoundWithoutALog) {
 TEST_F(ProcessApiTest, ThousandLaunchesLeaveNoDescriptorThreadOrZombie) {
   const auto descriptors = test::listFolder("/proc/self/fd").size();
   const auto threads = test::listFolder("/proc/self/task").size();
-  const std::string program = childProgram();
   for (int i = 0; i < 1000; ++i) {
     CProcessApi api;
     LaunchInfo info;
