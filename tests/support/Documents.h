@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace halvo::test {
@@ -20,6 +21,16 @@ inline std::string captureAction(const std::string& command) {
 inline std::string documentText(const std::string& title, const std::string& items) {
   return "<config>" + (title.empty() ? "" : "<configure><title>" + title + "</title></configure>") + items +
          "</config>";
+}
+
+// `text`, `times` times in a row.
+inline std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  all.reserve(text.size() * times);
+  for (std::size_t i = 0; i < times; ++i) {
+    all += text;
+  }
+  return all;
 }
 
 }  // namespace halvo::test

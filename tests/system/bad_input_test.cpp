@@ -36,15 +36,6 @@ const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 const std::string kBundle = "/opt/out/out.zip";
 const std::string kFailedHeading = "TOLMEngine failed to parse or use the following configuration files:\n";
 
-std::string repeated(const std::string& text, std::size_t times) {
-  std::string all;
-  all.reserve(text.size() * times);
-  for (std::size_t i = 0; i < times; ++i) {
-    all += text;
-  }
-  return all;
-}
-
 // `attributes` as they stand behind the element's name.
 std::string item(const std::string& attributes, const std::string& kinds) {
   return "<file " + attributes + "><description>D</description><default>true</default>" +

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
@@ -16,6 +17,7 @@ namespace halvo {
 namespace {
 
 using test::LogRecorder;
+using test::repeated;
 using test::TempFolder;
 using test::writeFile;
 using ::testing::AllOf;
@@ -80,15 +82,6 @@ class RQVSaxParserTest : public ::testing::Test {
   RecordingMgr m_manager;
   CountingMgr m_counter;
 };
-
-std::string repeated(const std::string& text, std::size_t times) {
-  std::string all;
-  all.reserve(text.size() * times);
-  for (std::size_t i = 0; i < times; ++i) {
-    all += text;
-  }
-  return all;
-}
 
 TEST_F(RQVSaxParserTest, EventsArriveInDocumentOrder) {
   EXPECT_RESULT(

@@ -101,6 +101,13 @@ class MoCatalogTest : public ::testing::Test {
   void install(const std::string& locale, const std::string& content) const {
     writeFile(filePath(locale), content);
   }
+  // A file for a second domain, which is bound too; returns its name.
+  [[nodiscard]] std::string installOther(const std::string& locale, const std::string& content) const {
+    const std::string other = m_domain + "other";
+    writeFile(m_folder.file(locale + "/LC_MESSAGES/" + other + ".mo"), content);
+    EXPECT_NE(bindtextdomain(other.c_str(), m_folder.path().c_str()), nullptr);
+    return other;
+  }
   // Makes a file by the format's own tool.
   void installByMsgfmt(const std::string& locale, const std::vector<std::string>& options) const {
     const std::string po = m_folder.file("source.po");
@@ -231,10 +238,8 @@ TEST_F(MoCatalogTest, LoadedLocaleIsNotLookedForAgain) {
 }
 
 TEST_F(MoCatalogTest, LastLoadOfAnotherDomainDoesntCount) {
-  const std::string other = m_domain + "other";
   install("de", sample().build());
-  writeFile(m_folder.file("de/LC_MESSAGES/" + other + ".mo"), MoBuilder().add("Run", "Los").build());
-  ASSERT_NE(bindtextdomain(other.c_str(), m_folder.path().c_str()), nullptr);
+  const std::string other = installOther("de", MoBuilder().add("Run", "Los").build());
   EXPECT_EQ(lookUp("Run"), "Start");
   EXPECT_STREQ(translate(other.c_str(), "Run", nullptr, 1, kCategoryMessages, "de"), "Los");
 
@@ -671,10 +676,8 @@ TEST_F(MoCatalogTest, UnknownDomainGivesTheKeyAndIsNotBound) {
 }
 
 TEST_F(MoCatalogTest, EachDomainHasItsOwnFile) {
-  const std::string other = m_domain + "other";
   install("de", sample().build());
-  writeFile(m_folder.file("de/LC_MESSAGES/" + other + ".mo"), MoBuilder().add("Run", "Los").build());
-  ASSERT_NE(bindtextdomain(other.c_str(), m_folder.path().c_str()), nullptr);
+  const std::string other = installOther("de", MoBuilder().add("Run", "Los").build());
   EXPECT_EQ(lookUp("Run"), "Start");
   EXPECT_STREQ(translate(other.c_str(), "Run", nullptr, 1, kCategoryMessages, "de"), "Los");
   EXPECT_EQ(lookUp("Run"), "Start");

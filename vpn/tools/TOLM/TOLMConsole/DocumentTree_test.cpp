@@ -3,24 +3,19 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 
 namespace halvo {
 namespace {
 
+using test::repeated;
+
 std::string placeOf(const DocumentElement* element) {
   return element == nullptr
              ? "none"
              : std::to_string(element->position.line) + ":" + std::to_string(element->position.column);
-}
-
-std::string repeated(const std::string& text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) {
-    all += text;
-  }
-  return all;
 }
 
 TEST(DocumentTreeTest, ElementsStandWhereTheirStartTagsBegin) {
