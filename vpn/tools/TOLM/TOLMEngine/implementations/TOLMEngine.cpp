@@ -51,7 +51,11 @@ TOLMEngine::TOLMEngine(const std::string& requestPath, const std::string& bundle
       m_strBundlePath(bundlePath),
       m_strPassword(password),
       m_nConfigs(0),
-      m_pXMLRequest(nullptr) {}
+      m_pXMLRequest(nullptr),
+      m_strConfigFolder(helperUtil::defaultConfigFolder()),
+      m_ArchiveStep([](const std::string& folder, const std::string& bundle, const std::string& secret) {
+        return CZip().Zip(folder, bundle, secret, true);
+      }) {}
 
 TOLMEngine::~TOLMEngine() {
   for (XMLObject* const document : m_Configs) {
@@ -64,6 +68,21 @@ TOLMEngine::~TOLMEngine() {
   m_pCollector.reset();
 }
 
+void TOLMEngine::setConfigFolder(const std::string& folder) {
+  // The loader joins the folder and a file's name with nothing in between.
+  m_strConfigFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
+}
+
+std::string TOLMEngine::tempFolder() const {
+  const std::lock_guard<std::mutex> guard(m_HeldFolderMutex);
+  return m_strHeldFolder;
+}
+
+void TOLMEngine::setHeldFolder(const std::string& folder) {
+  const std::lock_guard<std::mutex> guard(m_HeldFolderMutex);
+  m_strHeldFolder = folder;
+}
+
 ResultCode TOLMEngine::run() {
   return m_bClearLogs == 0 ? collectLogs() : clearLogs();
 }
@@ -72,8 +91,21 @@ ResultCode TOLMEngine::fail(const char* function, int line, const char* text, Re
   m_strFailureText = text;
   logDebugMessage(function, __FILE__, line, kLogError, "%s", text);
   reportProgress(0, text, code);
-  helperUtil::fileDeleteDirectory(m_strTempFolder);
+  removeTempFolder();
   return code;
+}
+
+ResultCode TOLMEngine::makeTempFolder() {
+  const ResultCode rc = helperUtil::MakeDirectory(m_strTempFolder);
+  if (rc == 0) {
+    setHeldFolder(m_strTempFolder);
+  }
+  return rc;
+}
+
+void TOLMEngine::removeTempFolder() {
+  helperUtil::fileDeleteDirectory(m_strTempFolder);
+  setHeldFolder("");
 }
 
 ResultCode TOLMEngine::collectLogs() {
@@ -85,7 +117,7 @@ ResultCode TOLMEngine::collectLogs() {
     return rc;
   }
 
-  m_pConfigMgr->load(helperUtil::defaultConfigFolder(), kFolderMode, m_Configs);
+  m_pConfigMgr->load(m_strConfigFolder, kFolderMode, m_Configs);
   m_nConfigs = static_cast<std::uint32_t>(m_Configs.size());
   if (m_nConfigs == 0) {
     return FAIL_RUN("Internal Error: no valid configuration XML found...", TOLMENGINE_ERROR_INTERNAL);
@@ -93,7 +125,7 @@ ResultCode TOLMEngine::collectLogs() {
   m_FailedConfigs = m_pConfigMgr->GetFailedFiles();
 
   chooseTempFolder();
-  if (const ResultCode rc = helperUtil::MakeDirectory(m_strTempFolder); rc != 0) {
+  if (const ResultCode rc = makeTempFolder(); rc != 0) {
     return FAIL_RUN("Internal Error: failed to create temporary working folder...", rc);
   }
 
@@ -106,11 +138,11 @@ ResultCode TOLMEngine::collectLogs() {
 
   reportProgress(kZipPercent, "Zipping the bundle, please wait...", kProcessing);
   m_strBundlePath = zipPath(m_strBundlePath);
-  if (CZip().Zip(m_strTempFolder, m_strBundlePath, m_strPassword, true) != 0) {
+  if (m_ArchiveStep(m_strTempFolder, m_strBundlePath, m_strPassword) != 0) {
     // The code is fixed; the archive's own isn't passed on.
     return FAIL_RUN("Internal Error: failed to zip the bundle...", TOLMENGINE_ERROR_WRITE_FAILURE);
   }
-  helperUtil::fileDeleteDirectory(m_strTempFolder);
+  removeTempFolder();
   reportProgress(kEndPercent, "TOLM has finished... ", kProcessing);
   reportProgress(0, "", 0);
   return 0;
@@ -193,7 +225,7 @@ ResultCode TOLMEngine::clearLogs() {
   reportProgress(1, "Starting up TOLM Engine...", kProcessing);
   if (m_pConfigMgr == nullptr) {
     m_pConfigMgr = std::make_unique<TOLMXmlLoader>();
-    m_pConfigMgr->load(helperUtil::defaultConfigFolder(), kFolderMode, m_Configs);
+    m_pConfigMgr->load(m_strConfigFolder, kFolderMode, m_Configs);
   }
   m_nConfigs = static_cast<std::uint32_t>(m_Configs.size());
   if (m_nConfigs == 0) {

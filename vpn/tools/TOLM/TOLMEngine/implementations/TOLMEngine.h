@@ -10,9 +10,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 
@@ -25,6 +28,11 @@ class collector;
 
 class TOLMEngine {
  public:
+  // Makes one archive of everything below `folder` at `bundlePath`; an empty password means no
+  // encryption. Every result but 0 ends the run with the one code told for the archive.
+  using ArchiveStep = std::function<ResultCode(const std::string& folder, const std::string& bundlePath,
+                                               const std::string& password)>;
+
   // `requestPath`: a request document, or empty for the default run. `bundlePath`: the bundle to
   // write; ".zip" is put behind it where it doesn't end so. `password`: empty for no encryption.
   // `clearLogs`: a clear run, which deletes logs and makes no bundle, instead of a collect run.
@@ -34,6 +42,20 @@ class TOLMEngine {
 
   TOLMEngine(const TOLMEngine&) = delete;
   TOLMEngine& operator=(const TOLMEngine&) = delete;
+
+  // Replaces the step that makes the archive, which is CZip::Zip() with the recursive flag otherwise. A
+  // front-end hands in its own because it has the bundle appear under its name only once it is whole,
+  // which the archive's told calls can't do. Before run(); called on the run's thread.
+  void setArchiveStep(ArchiveStep step) { m_ArchiveStep = std::move(step); }
+
+  // Reads the config documents from another folder than helperUtil::defaultConfigFolder(). For the trial
+  // run of a document's author alone: what a run may do comes from its documents. Before run(); a
+  // missing "/" at the end is put there.
+  void setConfigFolder(const std::string& folder);
+
+  // The work folder while the run has one, empty before and afterwards: a front-end that a signal ends
+  // removes it. By value, and on any thread.
+  [[nodiscard]] std::string tempFolder() const;
 
   // collectLogs() or clearLogs(), as the constructor was told. Returns the code that the finish
   // notification carries.
@@ -60,6 +82,10 @@ class TOLMEngine {
   [[nodiscard]] ResultCode loadRequest();
   void chooseTempFolder();
   [[nodiscard]] bool collectConfigs();
+  [[nodiscard]] ResultCode makeTempFolder();
+  // Removes the work folder, whether this run has made it or not.
+  void removeTempFolder();
+  void setHeldFolder(const std::string& folder);
 
   // Ends a run: logs and reports the text, removes the temporary folder and returns the code.
   ResultCode fail(const char* function, int line, const char* text, ResultCode code);
@@ -84,6 +110,11 @@ class TOLMEngine {
   // The empty document of the default run; null where a real request was loaded.
   std::unique_ptr<XMLObject> m_pOwnedRequest;
   std::string m_strFailureText;
+  std::string m_strConfigFolder;
+  ArchiveStep m_ArchiveStep;
+  // What tempFolder() gives: the one field that another thread may read during a run.
+  mutable std::mutex m_HeldFolderMutex;
+  std::string m_strHeldFolder;
 };
 
 }  // namespace halvo

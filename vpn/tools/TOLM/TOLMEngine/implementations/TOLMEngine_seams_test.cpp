@@ -1,0 +1,76 @@
+// What a front-end may set or ask beside a run.
+
+#include <sys/stat.h>
+
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineRuns_test.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+
+class EngineSeamsTest : public TOLMEngineTest {
+ protected:
+  EngineSeamsTest() { config("a.xml", documentText("Alpha", logsItem())); }
+};
+
+TEST_F(EngineSeamsTest, AFrontEndsArchiveStepGetsFolderBundleAndPassword) {
+  std::vector<std::string> given;
+  std::vector<std::string> present;
+  TOLMEngine engine("", "/tmp/out", "secret", false);
+  engine.setArchiveStep(
+      [&](const std::string& folder, const std::string& bundle, const std::string& password) {
+        given = {folder, bundle, password};
+        present = listFolder(folder);
+        return ResultCode{0};
+      });
+  EXPECT_RESULT(engine.run(), 0);
+  ASSERT_EQ(given.size(), 3U);
+  EXPECT_THAT(given[0], MatchesRegex("/tmp/TOLM_Temp_Bundle__[0-9]{4}_[0-9]{4}_[0-9]{1,5}"));
+  EXPECT_EQ(given[1], "/tmp/out.zip");
+  EXPECT_EQ(given[2], "secret");
+  std::sort(present.begin(), present.end());
+  EXPECT_THAT(present, ElementsAre("Alpha", "summary.txt"));
+  EXPECT_FALSE(exists("/tmp/out.zip"));
+}
+
+TEST_F(EngineSeamsTest, AFailingArchiveStepEndsTheRunWithTheOneCode) {
+  TOLMEngine engine("", "/tmp/out.zip", "", false);
+  engine.setArchiveStep(
+      [](const std::string&, const std::string&, const std::string&) { return ResultCode{7}; });
+  const ResultCode rc = engine.run();
+  m_strFailure = engine.failureText();
+  expectFailure(rc, TOLMENGINE_ERROR_WRITE_FAILURE, "Internal Error: failed to zip the bundle...");
+}
+
+TEST_F(EngineSeamsTest, ATrialRunReadsTheFolderThatItWasGiven) {
+  writeFile("/opt/commands/trial/b.xml", documentText("Trial", logsItem()));
+  for (const char* folder : {"/opt/commands/trial", "/opt/commands/trial/"}) {
+    TOLMEngine engine("", "/tmp/out.zip", "", false);
+    engine.setConfigFolder(folder);
+    EXPECT_RESULT(engine.run(), 0) << folder;
+    m_strBundle = engine.bundlePath();
+    EXPECT_THAT(entries(), ElementsAre("Trial/TWO.LOG", "Trial/one.log", "summary.txt")) << folder;
+  }
+}
+
+TEST_F(EngineSeamsTest, TheWorkFolderIsToldWhileTheRunHasIt) {
+  std::string during;
+  std::string given;
+  TOLMEngine engine("", "/tmp/out.zip", "", false);
+  engine.setArchiveStep([&](const std::string& folder, const std::string&, const std::string&) {
+    given = folder;
+    during = engine.tempFolder();
+    return ResultCode{0};
+  });
+  EXPECT_EQ(engine.tempFolder(), "");
+  EXPECT_RESULT(engine.run(), 0);
+  EXPECT_EQ(during, given);
+  EXPECT_NE(during, "");
+  EXPECT_EQ(engine.tempFolder(), "");
+}
+
+}  // namespace
+}  // namespace halvo
