@@ -8,9 +8,9 @@
 #include <string>
 
 #include "vpn/Common/Diagnostics/Log.h"
-#include "vpn/tools/TOLM/TOLMConsole/CheckRules.h"
-#include "vpn/tools/TOLM/TOLMConsole/DocumentCheck.h"
-#include "vpn/tools/TOLM/TOLMConsole/Plan.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRules.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentCheck.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {

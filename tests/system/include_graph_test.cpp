@@ -43,6 +43,8 @@ const std::vector<Storey>& storeys() {
       {"vpn/Common/i18n/", "common_i18n"},
       {"vpn/tools/TOLM/TOLMEngine/implementations/parser/", "tolm_parser"},
       {"vpn/tools/TOLM/TOLMEngine/implementations/", "tolm_engine"},
+      {"vpn/tools/TOLM/TOLMAuthoring/check/", "tolm_authoring_check"},
+      {"vpn/tools/TOLM/TOLMAuthoring/plan/", "tolm_authoring_plan"},
       {"vpn/tools/TOLM/TOLMConsole/", "tolm_console"},
       {"vpn/tools/TOLM/TOLMOffline/", "tolm_offline_flow"},
   };

@@ -1,0 +1,19 @@
+// Texts from outside (names of files, titles, output of commands) made fit for one line that a person
+// reads: nothing in them can move a terminal's cursor, break the line or fill the screen.
+//
+// Plain functions over their arguments: any thread may call them. They log nothing and can't fail.
+
+#pragma once
+
+#include <string>
+
+namespace halvo {
+
+// `text` with each control character as \xNN, those of U+0080 to U+009F as two.
+std::string withoutControls(const std::string& text);
+
+// `text` between double quotes: without controls, and cut behind a whole character at a length that a
+// line can bear, with "..." for the rest.
+std::string quotedText(const std::string& text);
+
+}  // namespace halvo

@@ -1,0 +1,190 @@
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRun.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "vpn/Common/Utility/PlainText.h"
+#include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
+
+namespace halvo {
+
+namespace {
+
+bool isFolder(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+void CheckRun::addPath(const std::string& path) {
+  if (isFolder(path)) {
+    addFolder(path);
+  } else {
+    addDocument(path, false);
+  }
+}
+
+void CheckRun::addFolder(const std::string& path) {
+  DIR* const stream = opendir(path.c_str());
+  if (stream == nullptr) {
+    addFinding(path, CheckRule::kUnreadable,
+               std::string("the folder can't be read: ") + std::strerror(errno));
+    return;
+  }
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(stream)) {
+    names.emplace_back(entry->d_name);
+  }
+  closedir(stream);
+  // The order of a folder load is the file system's; findings come in an order that stays.
+  std::sort(names.begin(), names.end());
+
+  const std::string start = endsWith(path, "/") ? path : path + "/";
+  bool any = false;
+  for (const std::string& name : names) {
+    const std::string file = start + name;
+    const std::string plain = CStringUtils::toLower(name);
+    if (TOLMMgr::isDocumentName(name)) {
+      if (isFolder(file)) {
+        addFinding(
+            file, CheckRule::kFolderAsDocument,
+            "a folder with the name of a document: a run takes it for one, fails and lists it as failed in "
+            "the summary");
+      } else {
+        any = true;
+        addDocument(file, true);
+      }
+    } else if (!isFolder(file) && endsWith(plain, ".xml")) {
+      addFinding(file, CheckRule::kFileName,
+                 "the name's first \".xml\", in small letters, isn't its end: a run skips the file");
+    } else if (!isFolder(file) && plain.find(".xml") != std::string::npos) {
+      addFinding(file, CheckRule::kSkippedName, "the name doesn't end in \".xml\": a run skips the file");
+    }
+  }
+  if (!any) {
+    addFinding(
+        path, CheckRule::kNoDocuments,
+        "no document in this folder: a run over it ends with \"Internal Error: no valid configuration XML "
+        "found...\"");
+  }
+}
+
+void CheckRun::addDocument(const std::string& path, bool fromFolder) {
+  struct stat status = {};
+  if (stat(path.c_str(), &status) == 0 && !m_Seen.insert({status.st_dev, status.st_ino}).second) {
+    return;
+  }
+  const DocumentTree tree = parseDocumentFile(path);
+  Checked document{path, checkDocument(tree)};
+  std::vector<Finding>& findings = document.report.findings;
+  const bool isRequest = document.report.facts.isRequest;
+  if (isRequest && fromFolder) {
+    findings.insert(
+        findings.begin(),
+        {CheckRule::kRequestInFolder,
+         {},
+         "a request in a folder of instructions: a run reads it as a document whose items are never "
+         "gathered"});
+  }
+  if (!fromFolder && !isRequest && tree.outcome != ParseOutcome::kUnreadable &&
+      !TOLMMgr::isDocumentName(helperUtil::stringAfterLast(path, "/"))) {
+    findings.insert(findings.begin(),
+                    {CheckRule::kFileName,
+                     {},
+                     "the name's first \".xml\", in small letters, isn't its end: a run skips the file"});
+  }
+  if (tree.outcome == ParseOutcome::kParsed && !isRequest) {
+    m_bAnyConfig = true;
+    compareWithOthers(document);
+  }
+  m_Documents.push_back(std::move(document));
+}
+
+void CheckRun::compareWithOthers(Checked& document) {
+  const DocumentFacts& facts = document.report.facts;
+  std::vector<Finding>& findings = document.report.findings;
+  if (!facts.title.empty()) {
+    const auto [other, added] = m_Titles.insert({facts.title, document.path});
+    if (!added) {
+      findings.push_back(
+          {CheckRule::kTitleDuplicate, facts.titlePosition,
+           "the title " + quotedText(facts.title) + " is that of " + withoutControls(other->second) +
+               " too: a run puts both into one folder, where files of the same name replace each "
+               "other"});
+    }
+  }
+  for (const auto& [id, position] : facts.ids) {
+    const auto [other, added] = m_Ids.insert({id, document.path});
+    if (!added && findings.size() <= FindingList::kMaxFindings) {
+      findings.push_back({CheckRule::kIdDuplicateDocuments, position,
+                          "the id " + quotedText(id) + " is used in " + withoutControls(other->second) +
+                              " too: a run by request gathers both, with a warning in the summary"});
+    }
+  }
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.position < b.position; });
+}
+
+void CheckRun::finish() {
+  if (!m_bAnyConfig) {
+    return;
+  }
+  for (Checked& document : m_Documents) {
+    if (!document.report.facts.isRequest) {
+      continue;
+    }
+    std::vector<Finding>& findings = document.report.findings;
+    for (const auto& [id, position] : document.report.facts.ids) {
+      if (id != "comments" && id != "summary" && m_Ids.find(id) == m_Ids.end() &&
+          findings.size() <= FindingList::kMaxFindings) {
+        findings.push_back({CheckRule::kRequestIdUnknown, position,
+                            "the id " + quotedText(id) +
+                                " is in none of the documents given: a run gathers nothing for it"});
+      }
+    }
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.position < b.position; });
+  }
+}
+
+void CheckRun::addFinding(const std::string& path, CheckRule rule, const std::string& text) {
+  m_Documents.push_back({path, {{{rule, {}, text}}, {}}});
+}
+
+std::vector<std::string> CheckRun::lines() const {
+  std::vector<std::string> all;
+  for (const Checked& document : m_Documents) {
+    for (const Finding& finding : document.report.findings) {
+      all.push_back(findingLine(document.path, finding));
+    }
+  }
+  return all;
+}
+
+bool CheckRun::hasErrors() const {
+  return std::any_of(m_Documents.begin(), m_Documents.end(), [](const Checked& document) {
+    return std::any_of(
+        document.report.findings.begin(), document.report.findings.end(),
+        [](const Finding& finding) { return checkRuleRow(finding.rule).level == CheckLevel::kError; });
+  });
+}
+
+bool CheckRun::hasRule(CheckRule rule) const {
+  return std::any_of(m_Documents.begin(), m_Documents.end(), [rule](const Checked& document) {
+    return std::any_of(document.report.findings.begin(), document.report.findings.end(),
+                       [rule](const Finding& finding) { return finding.rule == rule; });
+  });
+}
+
+}  // namespace halvo

@@ -1,0 +1,385 @@
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRun.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TempFolder.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAreArray;
+
+std::vector<std::string> check(const std::vector<std::string>& paths) {
+  CheckRun run;
+  for (const std::string& path : paths) {
+    run.addPath(path);
+  }
+  run.finish();
+  return run.lines();
+}
+
+// The rules in brackets at the ends of the lines.
+std::vector<std::string> rulesOf(const std::vector<std::string>& lines) {
+  std::vector<std::string> rules;
+  for (const std::string& line : lines) {
+    const std::size_t open = line.rfind('[');
+    rules.push_back(line.substr(open + 1, line.size() - open - 2));
+  }
+  return rules;
+}
+
+std::string corpus(const std::string& name) {
+  return sourcePath("fuzz/corpus/document/" + name);
+}
+
+class CheckRunTest : public ::testing::Test {
+ protected:
+  std::vector<std::string> checkText(const std::string& text) {
+    writeFile(folder.file("a.xml"), text);
+    return check({folder.file("a.xml")});
+  }
+  // A document of one default item that holds these kinds.
+  std::vector<std::string> checkKinds(const std::string& kinds) {
+    return checkText(
+        "<c><configure><title>T</title></configure>\n<file id=\"a\"><description>D</description>"
+        "<default>true</default>\n<tolm><os opsys=\"linux\">\n" +
+        kinds + "\n</os></tolm></file></c>");
+  }
+  std::vector<std::string> checkCommand(const std::string& action) {
+    return checkKinds("<use_extern_action><action>" + action + "</action></use_extern_action>");
+  }
+  static std::string simple(const std::string& title, const std::string& id) {
+    return "<c><configure><title>" + title + "</title></configure><file id=\"" + id +
+           "\"><description>D</description><tolm><os opsys=\"linux\"><file_copy_action><action>"
+           "<loc>/tmp/x.log</loc></action></file_copy_action></os></tolm></file></c>";
+  }
+
+  TempFolder folder;
+};
+
+// Rules about files and folders, or about several documents: they have tests of their own below.
+const std::vector<std::string> kRulesBeyondOneDocument = {
+    "unreadable",         "too-large",          "file-name",
+    "skipped-name",       "folder-as-document", "no-documents",
+    "request-in-folder",  "title-duplicate",    "id-duplicate-documents",
+    "request-id-unknown", "too-many-findings",
+};
+
+TEST_F(CheckRunTest, EveryRuleOfOneDocumentIsBrokenByItsDocumentAndByNothingElseOfIt) {
+  // What can't be broken alone.
+  const std::map<std::string, std::vector<std::string>> companions = {
+      {"args-before-path", {"path-without-effect"}},
+      {"path-and-plugin", {"path-without-effect", "path-without-effect"}},
+      {"nested-file", {"unknown-element"}},
+  };
+  ScopedEnv unset("TOLM_NOT_SET", nullptr);
+  for (const CheckRuleRow& row : checkRuleRows()) {
+    const std::string rule = row.name;
+    if (std::find(kRulesBeyondOneDocument.begin(), kRulesBeyondOneDocument.end(), rule) !=
+        kRulesBeyondOneDocument.end()) {
+      continue;
+    }
+    std::vector<std::string> expected = {rule};
+    if (const auto more = companions.find(rule); more != companions.end()) {
+      expected.insert(expected.end(), more->second.begin(), more->second.end());
+    }
+    const std::vector<std::string> lines = check({corpus(rule + ".xml")});
+    EXPECT_THAT(rulesOf(lines), UnorderedElementsAreArray(expected)) << rule;
+    for (const std::string& line : lines) {
+      EXPECT_THAT(line, HasSubstr(corpus(rule + ".xml") + ":"));
+    }
+  }
+}
+
+TEST_F(CheckRunTest, EveryRuleIsDocumentedWithItsLevelAndNoOther) {
+  const std::string text = readFile(sourcePath("docs/check-rules.md"));
+  std::size_t rows = 0;
+  for (std::size_t at = text.find("\n| `"); at != std::string::npos; at = text.find("\n| `", at + 1)) {
+    ++rows;
+  }
+  EXPECT_EQ(rows, checkRuleRows().size());
+  for (const CheckRuleRow& row : checkRuleRows()) {
+    EXPECT_THAT(text, HasSubstr("| `" + std::string(row.name) + "` | " +
+                                (row.level == CheckLevel::kError ? "error" : "warning") + " | "));
+  }
+}
+
+TEST_F(CheckRunTest, DocumentsWithoutFaultsGiveNothing) {
+  for (const char* name :
+       {"clean.xml", "clean-request.xml", "clean-command.xml", "clean-launch.xml", "clean-list.xml"}) {
+    EXPECT_THAT(check({corpus(name)}), IsEmpty());
+  }
+}
+
+TEST_F(CheckRunTest, TheSampleDocumentsAndTheSampleRequestAreClean) {
+  ScopedEnv home("HOME", "/home/someone");
+  EXPECT_THAT(check({sourcePath("samples"), sourcePath("samples/request/network-only.xml")}), IsEmpty());
+}
+
+TEST_F(CheckRunTest, AFindingNamesFileLineColumnLevelAndRule) {
+  const std::string text =
+      "<c><configure><title>T</title></configure>\n"
+      "  <file id=\"a\"><description>D</description>\n"
+      "    <default>True</default>\n"
+      "    <tolm><os "
+      "opsys=\"linux\"><file_copy_action><action><loc>/x/*.log</loc></action></file_copy_action></os>"
+      "</tolm></file></c>";
+  EXPECT_THAT(
+      checkText(text),
+      ElementsAre(folder.file("a.xml") +
+                  ":3:5: error: <default> holds \"True\", not exactly \"true\": a default run leaves the "
+                  "item out [default-value]"));
+}
+
+TEST_F(CheckRunTest, FindingsOfADocumentComeInTheOrderOfTheirPlaces) {
+  const std::vector<std::string> lines =
+      checkText("<c>\n<x/>\n<file id=\"a\"><default>no</default></file>\n<y/></c>");
+  EXPECT_THAT(rulesOf(lines), ElementsAre("title-missing", "unknown-element", "description-missing",
+                                          "tolm-missing", "unknown-element"));
+}
+
+TEST_F(CheckRunTest, ControlCharactersNeverReachTheLine) {
+  const std::string path = folder.path() + "/a\n\x1b[31m.xml";
+  writeFile(path, "<c><configure><title>T</title></configure><file id=\"a&#10;\xc2\x9b\"/></c>");
+  const std::vector<std::string> lines = check({path});
+  ASSERT_FALSE(lines.empty());
+  for (const std::string& line : lines) {
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+    EXPECT_EQ(line.find('\x1b'), std::string::npos);
+    EXPECT_EQ(line.find("\xc2\x9b"), std::string::npos);
+    EXPECT_THAT(line, HasSubstr("a\\x0a\\x1b[31m.xml:1:"));
+  }
+}
+
+TEST_F(CheckRunTest, LongTextsAreCutInFindings) {
+  const std::vector<std::string> lines = checkText("<c>" + std::string(5000, 'x') + "</c>");
+  ASSERT_FALSE(lines.empty());
+  for (const std::string& line : lines) {
+    EXPECT_LT(line.size(), 400U);
+  }
+}
+
+TEST_F(CheckRunTest, ANearNameIsSuggested) {
+  EXPECT_THAT(checkText("<c><configure><titel>T</titel></configure></c>"),
+              ::testing::Contains(HasSubstr("<titel> is read by nothing (did you mean <title>?)")));
+  EXPECT_THAT(checkKinds("<file-copy-action/>"),
+              ::testing::Contains(HasSubstr("(did you mean <file_copy_action>?)")));
+}
+
+TEST_F(CheckRunTest, ValuesThatSayNoArePlain) {
+  for (const char* no : {"false", "False", "no", "0", "off"}) {
+    EXPECT_THAT(
+        checkText("<c><configure><title>T</title></configure><file id=\"a\"><description>D</description>"
+                  "<default>" +
+                  std::string(no) +
+                  "</default><tolm><os opsys=\"mac\"><file_copy_action><action><loc gather_newest=\"" + no +
+                  "\">/x/*.log</loc></action></file_copy_action></os></tolm></file></c>"),
+        IsEmpty())
+        << no;
+  }
+  for (const char* odd : {" true", "true\n", "TRUE", "yes", "1", ""}) {
+    EXPECT_THAT(
+        rulesOf(checkText("<c><configure><title>T</title></configure><file id=\"a\">"
+                          "<description>D</description><default>" +
+                          std::string(odd) +
+                          "</default><tolm><os opsys=\"mac\"><file_copy_action><action><loc>/x/*.log</loc>"
+                          "</action></file_copy_action></os></tolm></file></c>")),
+        ElementsAre("default-value"))
+        << odd;
+  }
+}
+
+TEST_F(CheckRunTest, ARootThatIsAnItemIsNoItem) {
+  EXPECT_THAT(rulesOf(checkText("<file id=\"a\"><configure><title>T</title></configure><tolm/></file>")),
+              ElementsAre("unread-attribute", "nested-file", "no-items", "misplaced-element"));
+}
+
+TEST_F(CheckRunTest, ATitleOutsideOfConfigureIsMisplaced) {
+  EXPECT_THAT(rulesOf(checkText("<c><title>T</title></c>")),
+              ElementsAre("title-missing", "no-items", "misplaced-element"));
+}
+
+TEST_F(CheckRunTest, ConfigureIsFoundAtAnyDepthAndAsTheRoot) {
+  EXPECT_THAT(rulesOf(checkText("<configure><title>T</title></configure>")), ElementsAre("no-items"));
+  EXPECT_THAT(rulesOf(checkText("<c><x><configure><title>T</title></configure></x></c>")),
+              ElementsAre("no-items", "unknown-element"));
+}
+
+TEST_F(CheckRunTest, ASecondTitleIsRepeated) {
+  EXPECT_THAT(rulesOf(checkText("<c><configure><title>T</title><title>U</title></configure>\n"
+                                "<configure><title>V</title></configure></c>")),
+              ElementsAre("no-items", "repeated-element", "repeated-element"));
+}
+
+TEST_F(CheckRunTest, TheLastLocOfSeveralCounts) {
+  const std::vector<std::string> lines = checkKinds(
+      "<file_copy_action><action><loc>/a/x.log</loc>\n<loc>/b/x.log</loc></action></file_copy_action>");
+  EXPECT_THAT(rulesOf(lines), ElementsAre("repeated-element"));
+  EXPECT_THAT(lines.at(0), HasSubstr("a run gathers only what the last one names"));
+}
+
+TEST_F(CheckRunTest, OneArgumentOfALaunchIsFine) {
+  EXPECT_THAT(checkCommand("<args>tool --all</args><temp_out>/tmp/x.txt</temp_out>"), IsEmpty());
+  EXPECT_THAT(rulesOf(checkCommand("<args>tool &gt;/tmp/y</args><temp_out>/tmp/x.txt</temp_out>")),
+              ElementsAre("launch-arguments"));
+}
+
+TEST_F(CheckRunTest, TheCommandOfAClearRunIsCheckedAsALaunch) {
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log apply=\"true\">rm -r /x</clear_log>")),
+              ElementsAre("launch-arguments"));
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log apply=\"true\"> tool -x</clear_log>")),
+              ElementsAre("args-leading-blank"));
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log>tool -x</clear_log>")),
+              ElementsAre("clear-log-value"));
+}
+
+TEST_F(CheckRunTest, CapturesOfOneProgramInOneKindAreAppendedAndFine) {
+  EXPECT_THAT(checkKinds("<use_extern_action><action><args>ip addr</args><stdout/></action>"
+                         "<action><args>ip route</args><stdout/></action></use_extern_action>"),
+              IsEmpty());
+}
+
+TEST_F(CheckRunTest, CapturesOfOneProgramInTwoDefaultItemsReplaceEachOther) {
+  const auto item = [](const std::string& id, const std::string& isDefault) {
+    return "<file id=\"" + id + "\"><description>D</description><default>" + isDefault +
+           "</default><tolm><os opsys=\"linux\"><use_extern_action><action><args>ip.sh "
+           "-a</args><stdout/></action>"
+           "</use_extern_action></os></tolm></file>\n";
+  };
+  const std::string head = "<c><configure><title>T</title></configure>\n";
+  EXPECT_THAT(rulesOf(checkText(head + item("a", "true") + item("b", "true") + "</c>")),
+              ElementsAre("result-replaced"));
+  EXPECT_THAT(checkText(head + item("a", "true") + item("b", "false") + "</c>"), IsEmpty());
+}
+
+TEST_F(CheckRunTest, VariablesOfCapturedCommandsAreTheShellsBusiness) {
+  EXPECT_THAT(checkCommand("<args>echo $NOT_SET_ANYWHERE</args><stdout/>"), IsEmpty());
+}
+
+TEST_F(CheckRunTest, AVariableWithoutANameIsUnclosed) {
+  EXPECT_THAT(rulesOf(checkKinds("<file_copy_action><action><loc>$/x.log</loc></action></file_copy_action>")),
+              ElementsAre("variable-unclosed"));
+}
+
+TEST_F(CheckRunTest, SwitchesOfOtherElementsAreUnreadAttributes) {
+  EXPECT_THAT(
+      rulesOf(checkKinds("<file_copy_action><action gather_newest=\"true\"><loc apply=\"true\">/x/y</loc>"
+                         "</action></file_copy_action>")),
+      ElementsAre("unread-attribute", "unread-attribute"));
+}
+
+TEST_F(CheckRunTest, NewestOfAPatternThatTheFolderItselfDoesNotMatchIsFine) {
+  for (const char* pattern : {"*.log", "a*", "??*x"}) {
+    EXPECT_THAT(checkKinds("<file_copy_action><action><loc gather_newest=\"true\">/x/" +
+                           std::string(pattern) + "</loc></action></file_copy_action>"),
+                IsEmpty())
+        << pattern;
+  }
+  for (const char* pattern : {"*", "?", "**", ".*", "*."}) {
+    EXPECT_THAT(rulesOf(checkKinds("<file_copy_action><action><loc gather_newest=\"true\">/x/" +
+                                   std::string(pattern) + "</loc></action></file_copy_action>")),
+                ElementsAre("gather-newest-dots"))
+        << pattern;
+  }
+}
+
+TEST_F(CheckRunTest, AMissingFileIsAFindingAndTheOthersAreChecked) {
+  writeFile(folder.file("b.xml"), "<c/>");
+  const std::vector<std::string> lines = check({folder.file("none.xml"), folder.file("b.xml")});
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0], folder.file("none.xml") +
+                          ":1:1: error: the file can't be read: No such file or directory [unreadable]");
+}
+
+TEST_F(CheckRunTest, TooLargeDocumentsAreTold) {
+  EXPECT_THAT(rulesOf(checkText("<c>" + std::string(std::size_t{9} << 20, ' ') + "</c>")),
+              ElementsAre("too-large"));
+}
+
+TEST_F(CheckRunTest, AThousandFindingsAreTheMostOfOneDocument) {
+  std::string text = "<c><configure><title>T</title></configure>";
+  for (int i = 0; i < 3000; ++i) {
+    text += "<x/>\n";
+  }
+  const std::vector<std::string> rules = rulesOf(checkText(text + "</c>"));
+  EXPECT_EQ(rules.size(), FindingList::kMaxFindings + 1);
+  EXPECT_EQ(std::count(rules.begin(), rules.end(), "too-many-findings"), 1);
+}
+
+TEST_F(CheckRunTest, AFolderIsCheckedByTheNameRuleOfAFolderLoad) {
+  const std::string good = simple("T", "a");
+  writeFile(folder.file("good.xml"), good);
+  writeFile(folder.file("a.XML"), good);
+  writeFile(folder.file("a.xml.xml"), good);
+  writeFile(folder.file("a.xml.bak"), good);
+  writeFile(folder.file("notes.txt"), "<");
+  writeFile(folder.file("sub/below.xml"), "<");
+  makeFolders(folder.file("x.xml"));
+  const std::vector<std::string> lines = check({folder.path() + "/"});
+  EXPECT_THAT(rulesOf(lines), ElementsAre("file-name", "skipped-name", "file-name", "folder-as-document"));
+  EXPECT_THAT(lines.at(0), HasSubstr(folder.file("a.XML") + ":1:1: error:"));
+  EXPECT_THAT(lines.at(3), HasSubstr(folder.file("x.xml") + ":1:1: error:"));
+}
+
+TEST_F(CheckRunTest, AFolderWithoutDocumentsIsAnError) {
+  makeFolders(folder.file("empty"));
+  EXPECT_THAT(rulesOf(check({folder.file("empty")})), ElementsAre("no-documents"));
+}
+
+TEST_F(CheckRunTest, ADocumentGivenByAWrongNameIsToldButARequestMayHaveAnyName) {
+  writeFile(folder.file("a.txt"), simple("T", "a"));
+  writeFile(folder.file("r.txt"), "<r><file id=\"a\"/></r>");
+  EXPECT_THAT(rulesOf(check({folder.file("a.txt")})), ElementsAre("file-name"));
+  EXPECT_THAT(check({folder.file("r.txt")}), IsEmpty());
+}
+
+TEST_F(CheckRunTest, ARequestInAFolderOfDocumentsIsTold) {
+  writeFile(folder.file("a.xml"), simple("T", "a"));
+  writeFile(folder.file("r.xml"), "<r><file id=\"a\"/></r>");
+  EXPECT_THAT(rulesOf(check({folder.path()})), ElementsAre("request-in-folder"));
+}
+
+TEST_F(CheckRunTest, TitlesAndIdsAreComparedAcrossDocuments) {
+  writeFile(folder.file("a.xml"), simple("T", "one"));
+  writeFile(folder.file("b.xml"), simple("T", "one"));
+  writeFile(folder.file("c.xml"), simple("U", "two"));
+  const std::vector<std::string> lines = check({folder.path()});
+  EXPECT_THAT(rulesOf(lines), ElementsAre("title-duplicate", "id-duplicate-documents"));
+  EXPECT_THAT(lines.at(0), HasSubstr(folder.file("b.xml") + ":1:15: warning: the title \"T\" is that of " +
+                                     folder.file("a.xml")));
+}
+
+TEST_F(CheckRunTest, TheSameFileGivenTwiceIsCheckedOnce) {
+  writeFile(folder.file("a.xml"), simple("T", "one"));
+  EXPECT_THAT(check({folder.file("a.xml"), folder.path(), folder.path() + "/./a.xml"}), IsEmpty());
+}
+
+TEST_F(CheckRunTest, ARequestForAnItemOfNoDocumentIsToldWhereDocumentsAreGivenAlong) {
+  writeFile(folder.file("r.xml"),
+            "<r>\n<file id=\"a\"/>\n <file id=\"b\"/><file id=\"comments\"/>"
+            "<comments>x</comments></r>");
+  EXPECT_THAT(check({folder.file("r.xml")}), IsEmpty());
+  writeFile(folder.file("docs/a.xml"), simple("T", "a"));
+  const std::vector<std::string> lines = check({folder.file("r.xml"), folder.file("docs")});
+  EXPECT_THAT(rulesOf(lines), ElementsAre("request-id-unknown"));
+  EXPECT_THAT(lines.at(0), HasSubstr(folder.file("r.xml") + ":3:2: warning: the id \"b\""));
+}
+
+TEST_F(CheckRunTest, WarningsAloneAreNoErrors) {
+  writeFile(folder.file("a.xml"), "<c/>");
+  CheckRun run;
+  run.addPath(folder.file("a.xml"));
+  run.finish();
+  EXPECT_EQ(run.lines().size(), 2U);
+  EXPECT_FALSE(run.hasErrors());
+}
+
+}  // namespace
+}  // namespace halvo

@@ -1,0 +1,48 @@
+#include "vpn/tools/TOLM/TOLMAuthoring/plan/DocumentFolder.h"
+
+#include <dirent.h>
+
+namespace halvo {
+
+namespace {
+
+// In the order of the file system, which is that of a run: a sorted list would tell another one of two
+// documents that use one title to be the later.
+std::vector<std::string> documentNames(const std::string& folder) {
+  std::vector<std::string> names;
+  DIR* const stream = opendir(folder.c_str());
+  if (stream == nullptr) {
+    return names;
+  }
+  while (const dirent* entry = readdir(stream)) {
+    if (TOLMMgr::isDocumentName(entry->d_name)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(stream);
+  return names;
+}
+
+}  // namespace
+
+LoadedDocument loadDocument(const std::string& path) {
+  constexpr int kFileMode = 1;
+  LoadedDocument loaded;
+  std::list<XMLObject*> documents;
+  if (loaded.loader->load(path, kFileMode, documents) != nullptr && documents.front()->GetRoot() != nullptr) {
+    loaded.document = documents.front();
+  }
+  return loaded;
+}
+
+DocumentFolder::DocumentFolder(const std::string& path) : m_strPath(path) {
+  if (m_strPath.empty() || m_strPath.back() != '/') {
+    m_strPath += '/';
+  }
+  for (const std::string& name : documentNames(m_strPath)) {
+    m_Loaded.push_back(loadDocument(m_strPath + name));
+    m_Sources.push_back({m_strPath + name, m_Loaded.back().document});
+  }
+}
+
+}  // namespace halvo

@@ -1,0 +1,62 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/Password.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+
+namespace halvo {
+
+namespace {
+
+class ClearCommand : public ICommand {
+ public:
+  [[nodiscard]] const char* name() const override { return "clear"; }
+  [[nodiscard]] const char* description() const override {
+    return "Delete the logs that the documents mark for clearing";
+  }
+  [[nodiscard]] const char* example() const override { return "tmtolm clear"; }
+
+  void addOptions(CLI::App& app) override {
+    app.add_flag("--yes", m_bYes, "Don't ask first; needed where there is no terminal to ask on");
+    app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
+  }
+
+  [[nodiscard]] int run() override {
+    if (!m_bYes) {
+      if (isatty(STDIN_FILENO) == 0) {
+        return usageFailure(
+            "clear deletes files and has no terminal to ask on; --yes goes on without asking");
+      }
+      if (!askYes("This deletes the logs that the documents in " + helperUtil::defaultConfigFolder() +
+                  " mark for clearing. Go on? [y/N] ")) {
+        printError(failureLine("Nothing was cleared.", TOLMENGINE_ERROR_ACTION_CANCELED_BY_USER, ""));
+        return kExitFailure;
+      }
+    }
+    setConsoleMode(m_bQuiet ? 0 : 1);
+    outliveReader();
+    TOLMEngine engine("", "", "", true);
+    if (const ResultCode rc = engine.run(); rc != 0) {
+      printError(failureLine(engine.failureText(), rc, ""));
+      return kExitFailure;
+    }
+    return finishOutput(kExitSuccess);
+  }
+
+ private:
+  bool m_bYes = false;
+  bool m_bQuiet = false;
+};
+
+}  // namespace
+
+std::unique_ptr<ICommand> makeClearCommand() {
+  return std::make_unique<ClearCommand>();
+}
+
+}  // namespace halvo

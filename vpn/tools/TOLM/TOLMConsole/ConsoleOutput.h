@@ -1,0 +1,25 @@
+// What the subcommands have to say, and how: results on standard output, one line a failure on standard
+// error. Used on the main thread.
+
+#pragma once
+
+#include <string>
+
+namespace halvo {
+
+// "tmtolm: LINE" on standard error: one line, whatever the paths in it hold.
+void printError(const std::string& line);
+
+// Prints the line and returns the status of wrong usage.
+[[nodiscard]] int usageFailure(const std::string& line);
+
+// At the end of a command: `status`, or a failure that is told where standard output couldn't be written.
+[[nodiscard]] int finishOutput(int status);
+
+// The line for standard error about a run that ended with `code`, without a line end.
+std::string failureLine(const std::string& text, unsigned code, const std::string& bundlePath);
+
+// From here on a reader of standard output that goes away doesn't end the program.
+void outliveReader();
+
+}  // namespace halvo
