@@ -1,40 +1,33 @@
-#include "vpn/tools/TOLM/TOLMAuthoring/plan/JsonWriter.h"
+#include <nlohmann/json.hpp>
+
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 
 namespace halvo {
 
 namespace {
 
-// Raised when a reader of the old form could misread the new one; docs/plan-json.md tells the form.
-constexpr std::int64_t kFormat = 1;
+// The members keep the order in which they are written here: people read the text too.
+using Json = nlohmann::ordered_json;
 
-void textOrNull(JsonWriter& json, const std::string& name, const std::string& text) {
-  json.key(name);
-  if (text.empty()) {
-    json.null();
-  } else {
-    json.value(text);
-  }
+// Raised when a reader of the old form could misread the new one; docs/plan-json.md tells the form.
+constexpr int kFormat = 1;
+
+Json textOrNull(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
 }
 
-void writeFiles(JsonWriter& json, const PlannedAction& action) {
-  json.key("files");
-  json.beginArray();
+Json filesJson(const PlannedAction& action) {
+  Json files = Json::array();
   for (const PlannedFile& file : action.files) {
-    json.beginObject();
-    json.member("path", file.path);
-    json.member("stored_as", file.storedAs);
-    json.member("folder", file.isFolder);
-    json.key("size");
-    if (file.size < 0) {
-      json.null();
-    } else {
-      json.value(file.size);
-    }
-    textOrNull(json, "problem", file.problem);
-    json.endObject();
+    files.push_back({
+        {"path", file.path},
+        {"stored_as", file.storedAs},
+        {"folder", file.isFolder},
+        {"size", file.size < 0 ? Json() : Json(file.size)},
+        {"problem", textOrNull(file.problem)},
+    });
   }
-  json.endArray();
+  return files;
 }
 
 const char* actionName(PlannedKind kind) {
@@ -51,94 +44,81 @@ const char* actionName(PlannedKind kind) {
   return "property-list";
 }
 
-void writeAction(JsonWriter& json, const PlannedAction& action) {
-  json.beginObject();
-  json.member("action", actionName(action.kind));
-  json.member("text", action.text);
-  json.member("expanded", action.expanded);
+Json actionJson(const PlannedAction& action) {
+  Json json = {
+      {"action", actionName(action.kind)},
+      {"text", action.text},
+      {"expanded", action.expanded},
+  };
   switch (action.kind) {
     case PlannedKind::kCopy:
-      json.member("gather_newest", action.gatherNewest);
-      writeFiles(json, action);
+      json["gather_newest"] = action.gatherNewest;
+      json["files"] = filesJson(action);
       break;
     case PlannedKind::kCapture:
-      json.member("stored_as", action.storedAs);
+      json["stored_as"] = action.storedAs;
       break;
     case PlannedKind::kLaunch:
-      json.member("program", action.program);
-      json.member("argument", action.argument);
-      textOrNull(json, "output", action.output);
-      json.member("stored_as", action.storedAs);
+      json["program"] = action.program;
+      json["argument"] = action.argument;
+      json["output"] = textOrNull(action.output);
+      json["stored_as"] = action.storedAs;
       break;
     case PlannedKind::kList:
-      writeFiles(json, action);
+      json["files"] = filesJson(action);
       break;
   }
-  textOrNull(json, "problem", action.problem);
-  json.endObject();
+  json["problem"] = textOrNull(action.problem);
+  return json;
 }
 
-void writeItem(JsonWriter& json, const PlannedItem& item) {
-  json.beginObject();
-  json.member("id", item.id);
-  json.member("description", item.description);
-  json.member("selected", isSelected(item.selection));
-  json.member("reason", selectionName(item.selection));
-  json.key("os");
-  if (item.hasOs) {
-    json.value(item.opsys);
-  } else {
-    json.null();
-  }
-  json.key("actions");
-  json.beginArray();
+Json itemJson(const PlannedItem& item) {
+  Json actions = Json::array();
   for (const PlannedAction& action : item.actions) {
-    writeAction(json, action);
+    actions.push_back(actionJson(action));
   }
-  json.endArray();
-  json.endObject();
+  return {
+      {"id", item.id},
+      {"description", item.description},
+      {"selected", isSelected(item.selection)},
+      {"reason", selectionName(item.selection)},
+      {"os", item.hasOs ? Json(item.opsys) : Json()},
+      {"actions", std::move(actions)},
+  };
+}
+
+Json documentJson(const PlannedDocument& document) {
+  Json items = Json::array();
+  for (const PlannedItem& item : document.items) {
+    items.push_back(itemJson(item));
+  }
+  return {
+      {"path", document.path},
+      {"parsed", document.parsed},
+      {"title", document.parsed ? Json(document.title) : Json()},
+      {"items", std::move(items)},
+  };
 }
 
 }  // namespace
 
 std::string planJson(const Plan& plan) {
-  JsonWriter json;
-  json.beginObject();
-  json.member("format", kFormat);
-  json.member("mode", plan.requestPath.empty() ? "default" : "request");
-  json.member("config_folder", plan.configFolder);
-  textOrNull(json, "request", plan.requestPath);
-  textOrNull(json, "comments_file", plan.commentsFile);
-  json.member("summary_file", plan.summaryFile);
-  json.key("unmatched_ids");
-  json.beginArray();
-  for (const std::string& id : plan.unmatchedIds) {
-    json.value(id);
-  }
-  json.endArray();
-  json.key("documents");
-  json.beginArray();
+  Json documents = Json::array();
   for (const PlannedDocument& document : plan.documents) {
-    json.beginObject();
-    json.member("path", document.path);
-    json.member("parsed", document.parsed);
-    json.key("title");
-    if (document.parsed) {
-      json.value(document.title);
-    } else {
-      json.null();
-    }
-    json.key("items");
-    json.beginArray();
-    for (const PlannedItem& item : document.items) {
-      writeItem(json, item);
-    }
-    json.endArray();
-    json.endObject();
+    documents.push_back(documentJson(document));
   }
-  json.endArray();
-  json.endObject();
-  return json.take();
+  const Json json = {
+      {"format", kFormat},
+      {"mode", plan.requestPath.empty() ? "default" : "request"},
+      {"config_folder", plan.configFolder},
+      {"request", textOrNull(plan.requestPath)},
+      {"comments_file", textOrNull(plan.commentsFile)},
+      {"summary_file", plan.summaryFile},
+      {"unmatched_ids", plan.unmatchedIds},
+      {"documents", std::move(documents)},
+  };
+  // File names and documents hold any bytes; JSON has to be UTF-8.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace halvo

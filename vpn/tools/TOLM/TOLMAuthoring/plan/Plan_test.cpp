@@ -8,7 +8,6 @@
 
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempFolder.h"
-#include "vpn/tools/TOLM/TOLMAuthoring/plan/JsonWriter.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {
@@ -334,37 +333,14 @@ TEST_F(PlanTest, ControlCharactersNeverReachTheTextForm) {
               HasSubstr("/x/a\\x1b[31m\\x0a.log  1 bytes\n"));
 }
 
-TEST(JsonWriterTest, StringsAreEscaped) {
-  JsonWriter json;
-  json.value(std::string("a\"b\\c\n\r\t\x01\x7f\xc3\xa4/"));
-  EXPECT_EQ(json.take(), "\"a\\\"b\\\\c\\n\\r\\t\\u0001\\u007f\xc3\xa4/\"\n");
-}
-
-TEST(JsonWriterTest, BytesThatAreNotUtf8AreReplaced) {
-  const std::string mark = "\xef\xbf\xbd";
-  EXPECT_EQ(validUtf8("a\xff"
-                      "b"),
-            "a" + mark + "b");
-  EXPECT_EQ(validUtf8("\xc3"), mark);
-  EXPECT_EQ(validUtf8("\xc0\xaf"), mark + mark);
-  EXPECT_EQ(validUtf8("\xed\xa0\x80"), mark + mark + mark);
-  EXPECT_EQ(validUtf8("\xf4\x90\x80\x80"), mark + mark + mark + mark);
-  EXPECT_EQ(validUtf8("\xf0\x9f\x98\x80\xe2\x82\xac"), "\xf0\x9f\x98\x80\xe2\x82\xac");
-  EXPECT_EQ(validUtf8(std::string("\0", 1)), std::string("\0", 1));
-}
-
-TEST(JsonWriterTest, ContainersNestAndEmptyOnesStayOnOneLine) {
-  JsonWriter json;
-  json.beginObject();
-  json.key("a");
-  json.beginArray();
-  json.endArray();
-  json.key("b");
-  json.beginObject();
-  json.endObject();
-  json.member("c", true);
-  json.endObject();
-  EXPECT_EQ(json.take(), "{\n  \"a\": [],\n  \"b\": {},\n  \"c\": true\n}\n");
+TEST_F(PlanTest, BytesThatAreNotUtf8BecomeReplacementCharactersInTheJsonForm) {
+  host.folders["/x/"] = {{"a\xff\xc0\xaf\xed\xa0\x80\"\\\n\x01\xc3\xa4.log", {1, 5, false, ""}}};
+  const std::string text = planJson(plan(config(item("a", copy("/x/*")))));
+  EXPECT_THAT(text, HasSubstr("\\\"\\\\\\n\\u0001\xc3\xa4.log\""));
+  EXPECT_THAT(text, HasSubstr("/x/a\xef\xbf\xbd"));
+  for (const char byte : {'\xff', '\xc0', '\xed'}) {
+    EXPECT_EQ(text.find(byte), std::string::npos);
+  }
 }
 
 }  // namespace
