@@ -24,11 +24,19 @@ foreach(tolm_file IN LISTS tolm_minizip_files)
   endif()
 endforeach()
 
+# unzip.c switches its decryption off, whatever is defined: it is built from a copy without these lines.
+set(tolm_unzip ${CMAKE_BINARY_DIR}/minizip/unzip.c)
+file(READ ${TOLM_MINIZIP_DIR}/unzip.c tolm_unzip_text)
+string(REGEX REPLACE "#ifndef NOUNCRYPT[ \t\r\n]+#define NOUNCRYPT[ \t\r\n]+#endif" "" tolm_unzip_text
+  "${tolm_unzip_text}")
+file(CONFIGURE OUTPUT ${tolm_unzip} CONTENT "${tolm_unzip_text}" @ONLY)
+list(TRANSFORM tolm_minizip_files REPLACE "^${TOLM_MINIZIP_DIR}/unzip\\.c$" "${tolm_unzip}")
+
 # Encryption is on unless NOCRYPT is defined. Files are addressed with 64 bits on every host.
 set(tolm_minizip_definitions _FILE_OFFSET_BITS=64 _LARGEFILE64_SOURCE)
 
 add_library(tolm_minizip STATIC ${tolm_minizip_files})
-target_include_directories(tolm_minizip SYSTEM INTERFACE ${TOLM_MINIZIP_DIR})
+target_include_directories(tolm_minizip SYSTEM PUBLIC ${TOLM_MINIZIP_DIR})
 target_compile_definitions(tolm_minizip PRIVATE ${tolm_minizip_definitions})
 target_compile_options(tolm_minizip PRIVATE -w)
 target_link_libraries(tolm_minizip PUBLIC ZLIB::ZLIB)

@@ -28,8 +28,8 @@ struct Storey {
   std::string library;  // the library that it is built into
 };
 
-// Bottom to top. The first match decides, so the three files below the log stand before their folder's
-// other files.
+// Bottom to top. The longest match decides: three files of a folder lie below the log, and rooms within a
+// folder above it.
 const std::vector<Storey>& storeys() {
   static const std::vector<Storey> list = {
       {"vpn/Common/Utility/ManualLock", "common_base"},
@@ -41,6 +41,10 @@ const std::vector<Storey>& storeys() {
       {"vpn/Common/Zip/", "common_zip"},
       {"vpn/Common/IPC/", "common_ipc"},
       {"vpn/Common/i18n/", "common_i18n"},
+      {"vpn/tools/TOLM/TOLMBundle/", "tolm_bundle"},
+      {"vpn/tools/TOLM/TOLMBundle/redact/", "tolm_redact"},
+      {"vpn/tools/TOLM/TOLMBundle/findings/", "tolm_findings"},
+      {"vpn/tools/TOLM/TOLMBundle/report/", "tolm_report"},
       {"vpn/tools/TOLM/TOLMEngine/implementations/parser/", "tolm_parser"},
       {"vpn/tools/TOLM/TOLMEngine/implementations/", "tolm_engine"},
       {"vpn/tools/TOLM/TOLMAuthoring/check/", "tolm_authoring_check"},
@@ -81,12 +85,14 @@ int rankOfLibrary(const std::string& library) {
 
 // The rank of a source path, -1 where it belongs to no storey.
 int rankOfPath(const std::string& path) {
+  const Storey* found = nullptr;
   for (const Storey& storey : storeys()) {
-    if (startsWith(path, storey.prefix)) {
-      return rankOfLibrary(storey.library);
+    if (startsWith(path, storey.prefix) &&
+        (found == nullptr || storey.prefix.size() > found->prefix.size())) {
+      found = &storey;
     }
   }
-  return -1;
+  return found != nullptr ? rankOfLibrary(found->library) : -1;
 }
 
 bool isFrontEnd(const std::string& path) {
