@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <strings.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/UnixImpersonate.h"
 #include "vpn/Common/IPC/event.h"
+#include "vpn/Common/Utility/ProgramStart.h"
 #include "vpn/Common/Utility/sysutils.h"
 
 extern char** environ;
@@ -143,6 +145,7 @@ ResultCode CProcessApi::testSignature(const LaunchInfo& info, const std::vector<
 }
 
 void CProcessApi::runProgram(const LaunchInfo& info, const std::vector<const char*>& arguments) {
+  umask(callersMask());
   if (info.runAsUser && info.userName != nullptr) {
     emptyEnvironment();
     CUnixImpersonate impersonate(info.userName);

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/ProgramStart.h"
 #include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
@@ -94,7 +95,11 @@ ResultCode CCommandShell::runForLines(const std::string& commandLine, std::vecto
 
 ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& output) {
   // The shell is what instruction documents write their command lines for.
-  std::FILE* pipe = popen(commandLine.c_str(), "r");
+  std::FILE* pipe = nullptr;
+  {
+    const CallersMask mask;
+    pipe = popen(commandLine.c_str(), "r");
+  }
   if (pipe == nullptr) {
     const int failure = errno;
     LOG_RETURN_CODE_DESCRIBED(kLogError, "popen", failure, std::strerror(failure));

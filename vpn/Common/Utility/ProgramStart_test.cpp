@@ -9,8 +9,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <sstream>
+#include <string>
 
 #include "tests/support/ForkedCase.h"
+#include "vpn/Common/Utility/CommandShell.h"
 
 namespace halvo {
 
@@ -87,6 +90,39 @@ TEST(ProgramStartTest, IgnoredEndOfChildrenIsTakenBackSoThatTheyCanBeWaitedFor) 
   });
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
   EXPECT_TRUE(result.records.empty()) << result.dump();
+}
+
+// What a shell prints for its mask.
+std::string maskOfACommand() {
+  std::ostringstream output;
+  CCommandShell shell("umask");
+  return shell.Execute(output) == 0 ? output.str() : "";
+}
+
+TEST(ProgramStartTest, WhatTheProgramWritesIsForItsUserAloneAndItsCommandsKeepTheCallersMask) {
+  const ForkedResult result = runForked([] {
+    umask(026);
+    prepareProgram();
+    const mode_t own = umask(0777);
+    umask(own);
+    if (own != 077 || callersMask() != 026) {
+      return 1;
+    }
+    if (maskOfACommand() != "0026\n") {
+      return 2;
+    }
+    const mode_t after = umask(own);
+    return after == 077 ? 7 : 3;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+}
+
+TEST(ProgramStartTest, WithoutAProgramsBeginTheMaskIsTheProcesssOwn) {
+  const ForkedResult result = runForked([] {
+    umask(031);
+    return callersMask() == 031 && maskOfACommand() == "0031\n" ? 7 : 1;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
 
 }  // namespace

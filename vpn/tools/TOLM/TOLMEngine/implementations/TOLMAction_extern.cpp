@@ -3,6 +3,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/ProcessAPI_unix.h"
 #include "vpn/Common/Utility/CommandShell.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/CommandObserver.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -54,6 +55,7 @@ ResultCode TOLMAction::callExtern(const std::string& path, const std::string& co
                                   const std::string& tempOut) {
   endPreviousCommand();
   m_pProcessApi = std::make_unique<CProcessApi>();
+  const ObservedCommand observed(commandLine);
   const ResultCode rc =
       useStdout && !tempOut.empty() ? runInShell(commandLine, tempOut) : launchProgram(path, commandLine);
   if (rc != 0) {

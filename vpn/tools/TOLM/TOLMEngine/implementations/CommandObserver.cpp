@@ -1,0 +1,27 @@
+#include "vpn/tools/TOLM/TOLMEngine/implementations/CommandObserver.h"
+
+namespace halvo {
+
+namespace {
+
+ICommandObserver* s_pObserver = nullptr;
+
+}  // namespace
+
+void setCommandObserver(ICommandObserver* observer) {
+  s_pObserver = observer;
+}
+
+ObservedCommand::ObservedCommand(const std::string& commandLine) : m_pObserver(s_pObserver) {
+  if (m_pObserver != nullptr) {
+    m_pObserver->commandStarts(commandLine);
+  }
+}
+
+ObservedCommand::~ObservedCommand() {
+  if (m_pObserver != nullptr) {
+    m_pObserver->commandEnded();
+  }
+}
+
+}  // namespace halvo

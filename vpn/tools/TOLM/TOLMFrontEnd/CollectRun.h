@@ -1,0 +1,130 @@
+// CollectRun and ClearRun: one run of the engine as a front-end makes it, with all that goes around it.
+//
+// The engine gathers; what keeps the machine and the bundle safe stands here: one run at a time, no
+// left-overs of earlier ones, documents that only trusted users can write to, a bundle that appears only
+// when it is whole, commands that end when the run does. Both front-ends make their runs by these two
+// classes and show the outcome in their own way; nothing here prints.
+//
+// Built for one run, on the thread that shall run the engine, and destroyed there. One run at a time in
+// a process.
+
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "vpn/Common/Diagnostics/ResultCodes.h"
+
+namespace halvo {
+
+// What a run needs to know that its documents don't say.
+struct RunSettings {
+  // As lock, log and messages name the program.
+  std::string program = "tmtolm";
+  // Waits for another run of this user to end; otherwise that run is told and this one isn't made.
+  bool wait = false;
+  // The run's commands print nothing: what isn't captured of their output is dropped.
+  bool quiet = false;
+  // Ends a command, with all that it has started, that runs for longer; 0 for no limit.
+  std::uint32_t commandTimeoutSeconds = 0;
+  // What a signal that ends the run does in the end: end the process by that same signal, or with
+  // status 0, as a wizard whose session ends.
+  bool endBySignal = true;
+  // Receives what is worth a line while the run goes on, without a line end: whom it waits for, a command
+  // that was ended. May be empty. Called on the run's thread or on the watcher's.
+  std::function<void(const std::string& line)> tell;
+};
+
+struct CollectSettings : RunSettings {
+  // A request document; empty for the default run.
+  std::string requestPath;
+  // Where to write the bundle, with or without ".zip".
+  std::string bundlePath;
+  // Takes a name with _2, _3 ... where there is a bundle of that name.
+  bool keepOlderBundle = false;
+  // Reads the config documents from here and not from the suite's own folder: the trial run of their
+  // author, whose trust is his own affair. Empty for the suite's folder.
+  std::string configFolder;
+  // Empty for no encryption. The run takes its own copy into locked memory and wipes this string.
+  std::string password;
+  // What a plan of the run says it will copy, in bytes; 0 for not known.
+  std::uint64_t plannedBytes = 0;
+  // The largest planned file: one of 4 GiB and more needs a password. 0 and empty for not known.
+  std::uint64_t plannedLargestBytes = 0;
+  std::string plannedLargestFile;
+
+  // Steps between the last document and the archive, in order, over the whole work folder: to leave
+  // something out of it, to make something unreadable. One that fails ends the run as a failed archive,
+  // with its reason. Called on the run's thread.
+  using FolderStep = std::function<ResultCode(const std::string& folder, std::string& reason)>;
+  std::vector<FolderStep> folderSteps;
+
+  // Writes everything below `folder` to the empty file `path`; empty for the ZIP file told. What another
+  // writer makes can't be looked at afterwards: it has to tell all by its result.
+  using ArchiveWriter = std::function<ResultCode(const std::string& folder, const std::string& path,
+                                                 const std::string& password, std::string& reason)>;
+  ArchiveWriter archiveWriter;
+};
+
+// How a run ended.
+struct RunOutcome {
+  ResultCode code = 0;
+  // Of a run with a code: what failed, and what is to be said behind the code, such as what is missing or
+  // what to do; either may be empty.
+  std::string text;
+  std::string reason;
+
+  // The first ten files that are cut short or missing, and how many there are: the bundle stands, and the
+  // run isn't a success all the same.
+  std::vector<std::string> lost;
+  std::size_t lostCount = 0;
+  // Files below gathered folders that couldn't be read, in the same form: told, no failure.
+  std::vector<std::string> unreadable;
+  std::size_t unreadableCount = 0;
+
+  // The bundle, and what is in it.
+  std::string bundlePath;
+  std::uint64_t files = 0;
+  std::uint64_t bundleBytes = 0;
+  double seconds = 0;
+
+  [[nodiscard]] bool isWhole() const { return code == 0 && lostCount == 0; }
+};
+
+class CollectRun {
+ public:
+  explicit CollectRun(CollectSettings settings);
+  ~CollectRun();
+  CollectRun(const CollectRun&) = delete;
+  CollectRun& operator=(const CollectRun&) = delete;
+
+  // Makes the run. What stands in its way is found before the engine is asked, so that nothing has been
+  // done then; the engine's progress outlet gets the finish in that case too. Memory that runs out is an
+  // outcome like any other.
+  RunOutcome run();
+
+ private:
+  RunOutcome runGuarded();
+  RunOutcome runEngine(class RunLock& lock);
+
+  CollectSettings m_Settings;
+};
+
+class ClearRun {
+ public:
+  explicit ClearRun(RunSettings settings);
+  RunOutcome run();
+
+ private:
+  RunSettings m_Settings;
+};
+
+// The line that tells a run's failure: text, code as 0xFEAF000B, and the reason behind a semicolon.
+std::string failureLine(const RunOutcome& outcome);
+
+// The lines that tell losses and unreadable files, without line ends; none where there are none.
+std::vector<std::string> lossLines(const RunOutcome& outcome);
+
+}  // namespace halvo

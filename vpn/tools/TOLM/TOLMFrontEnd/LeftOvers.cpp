@@ -1,0 +1,150 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/LeftOvers.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr char kWorkFolder[] = "TOLM_Temp_Bundle_";
+// A bundle's hidden name: a dot, the name, and this behind eight digits.
+constexpr char kUnfinished[] = ".tolm-part";
+constexpr std::size_t kMarkDigits = 8;
+constexpr std::size_t kLongestName = 255;
+
+bool startsWith(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
+}
+
+// A folder of the file system, held by its descriptor.
+class OpenFolder {
+ public:
+  explicit OpenFolder(const std::string& path)
+      : m_nFolder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  ~OpenFolder() {
+    if (m_nFolder >= 0) {
+      close(m_nFolder);
+    }
+  }
+  OpenFolder(const OpenFolder&) = delete;
+  OpenFolder& operator=(const OpenFolder&) = delete;
+  [[nodiscard]] int get() const { return m_nFolder; }
+
+  [[nodiscard]] std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    // The stream takes its descriptor over.
+    const int copy = m_nFolder >= 0 ? openat(m_nFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    DIR* const stream = copy >= 0 ? fdopendir(copy) : nullptr;
+    if (stream == nullptr) {
+      if (copy >= 0) {
+        close(copy);
+      }
+      return names;
+    }
+    while (const dirent* const entry = readdir(stream)) {
+      names.emplace_back(entry->d_name);
+    }
+    closedir(stream);
+    return names;
+  }
+
+ private:
+  int m_nFolder;
+};
+
+// Opens an entry that is this user's, of the wanted kind and locked by nobody, and locks it; -1 otherwise.
+int openAbandoned(int folder, const std::string& name, mode_t kind) {
+  // O_NONBLOCK: a pipe of that name must not be waited for.
+  const int entry = openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+  if (entry < 0) {
+    return -1;
+  }
+  struct stat data;
+  if (fstat(entry, &data) != 0 || (data.st_mode & S_IFMT) != kind || data.st_uid != geteuid() ||
+      flock(entry, LOCK_EX | LOCK_NB) != 0) {
+    close(entry);
+    return -1;
+  }
+  return entry;
+}
+
+void removeUnfinishedIn(const OpenFolder& folder, const std::string& name) {
+  const int file = openAbandoned(folder.get(), name, S_IFREG);
+  if (file < 0) {
+    return;
+  }
+  if (unlinkat(folder.get(), name.c_str(), 0) == 0) {
+    LOG_MESSAGE(kLogInformation, "Removed the half-written bundle %s of an earlier run", name.c_str());
+  } else {
+    LOG_MESSAGE(kLogWarning, "The half-written bundle %s of an earlier run can't be removed", name.c_str());
+  }
+  close(file);
+}
+
+}  // namespace
+
+void removeLeftOverFolders(const std::string& parent) {
+  const OpenFolder folder(parent);
+  for (const std::string& name : folder.names()) {
+    if (!startsWith(name, kWorkFolder)) {
+      continue;
+    }
+    const int leftOver = openAbandoned(folder.get(), name, S_IFDIR);
+    if (leftOver < 0) {
+      continue;
+    }
+    if (removeFolder(folder.get(), name.c_str())) {
+      LOG_MESSAGE(kLogInformation, "Removed the work folder %s of an earlier run", name.c_str());
+    } else {
+      LOG_MESSAGE(kLogWarning, "The work folder %s of an earlier run can't be removed", name.c_str());
+    }
+    close(leftOver);
+  }
+}
+
+void removeUnfinishedBundle(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos || !isUnfinishedName(path.substr(slash + 1))) {
+    return;
+  }
+  removeUnfinishedIn(OpenFolder(path.substr(0, slash + 1)), path.substr(slash + 1));
+}
+
+void removeUnfinishedBundles(const std::string& path) {
+  const OpenFolder folder(path);
+  for (const std::string& name : folder.names()) {
+    if (isUnfinishedName(name)) {
+      removeUnfinishedIn(folder, name);
+    }
+  }
+}
+
+std::string unfinishedName(const std::string& name, unsigned mark) {
+  char digits[kMarkDigits + 1];
+  std::snprintf(digits, sizeof(digits), "%08x", mark);
+  const std::size_t room = kLongestName - 2 - kMarkDigits - (sizeof(kUnfinished) - 1);
+  return "." + name.substr(0, room) + "." + digits + kUnfinished;
+}
+
+bool isUnfinishedName(const std::string& name) {
+  const std::string end = kUnfinished;
+  if (name.size() < 2 + kMarkDigits + end.size() || name.front() != '.' ||
+      name.compare(name.size() - end.size(), end.size(), end) != 0) {
+    return false;
+  }
+  const std::size_t digits = name.size() - end.size() - kMarkDigits;
+  return name[digits - 1] == '.' &&
+         name.find_first_not_of("0123456789abcdef", digits) == digits + kMarkDigits;
+}
+
+}  // namespace halvo
