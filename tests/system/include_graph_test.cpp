@@ -258,6 +258,25 @@ TEST(IncludeGraphTest, LinkLinesGoDownOnly) {
   EXPECT_THAT(findings, IsEmpty()) << joined(findings);
 }
 
+// What of the terminal and of the standard streams the text names, if anything.
+std::vector<std::string> terminalFindings(const std::string& text) {
+  return matches(text,
+                 R"re((<termios\.h>|<iostream>|\b(?:isatty|f?printf|f?puts|putchar|fwrite|perror)\())re");
+}
+
+TEST(IncludeGraphTest, AuthoringKnowsNoTerminal) {
+  std::vector<std::string> findings;
+  for (const auto& [path, text] : sourceTree()) {
+    if (startsWith(path, "vpn/tools/TOLM/TOLMAuthoring/") && isSource(path) && !isTest(path)) {
+      for (const std::string& name : terminalFindings(text)) {
+        findings.push_back(path + " names " + name);
+      }
+    }
+  }
+  EXPECT_THAT(findings, IsEmpty()) << joined(findings);
+  EXPECT_THAT(terminalFindings("std::fprintf(stderr, x);\n#include <termios.h>"), testing::SizeIs(2));
+}
+
 // The checks themselves: a planted arrow up is found.
 
 TEST(IncludeGraphTest, PlantedArrowUpIsFound) {

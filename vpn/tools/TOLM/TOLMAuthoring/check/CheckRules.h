@@ -1,125 +1,39 @@
-// The rules that `tmtolm check` knows: each has a stable name, which scripts and editors may rely on,
-// and one level. What each means is told in docs/check-rules.md.
+// The rules that `tmtolm check` knows, and a finding: one rule broken at one place of a document.
+//
+// Plain values; any thread may use them.
 
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRuleTable.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentTree.h"
 
 namespace halvo {
 
-enum class CheckLevel {
-  kWarning,  // a run does it, maybe otherwise than meant
-  kError,    // a run doesn't do what the document says
-};
+// A rule by its name. A name that has no row in the table doesn't compile.
+class CheckRule {
+ public:
+  // NOLINTNEXTLINE: meant to be implicit, so that a check names the rule and nothing else.
+  consteval CheckRule(const char* name) : m_nRow(indexOf(name)) {}
 
-enum class CheckRule {
-  // Files and folders.
-  kUnreadable,
-  kTooLarge,
-  kNotWellFormed,
-  kParserComplaint,
-  kFileName,
-  kSkippedName,
-  kFolderAsDocument,
-  kNoDocuments,
-  kRequestInFolder,
-  kTooManyFindings,
-  // Any element.
-  kUnknownElement,
-  kMisplacedElement,
-  kRepeatedElement,
-  kFoundDeep,
-  kIgnoredText,
-  kUnreadAttribute,
-  kNestedTags,
-  kTextBlanks,
-  kVariableUnclosed,
-  kVariableUnset,
-  // The document and its title.
-  kNoItems,
-  kNestedFile,
-  kTitleMissing,
-  kTitleEmpty,
-  kTitlePath,
-  kTitleTooLong,
-  kTitleBlanks,
-  kTitleSummary,
-  kTitleDuplicate,
-  // Items.
-  kIdMissing,
-  kIdEmpty,
-  kIdReserved,
-  kIdBlanks,
-  kIdDuplicate,
-  kIdDuplicateDocuments,
-  kDescriptionMissing,
-  kDefaultValue,
-  kNamePath,
-  kTolmMissing,
-  kOsMissing,
-  kOsEmpty,
-  kOpsysMissing,
-  kOpsysUnknown,
-  kOsUnreachable,
-  kKindUnknown,
-  kKindEmpty,
-  kActionName,
-  kActionMissing,
-  // Copies.
-  kLocMissing,
-  kLocNoSlash,
-  kLocEndsInSlash,
-  kLocDots,
-  kPathRelative,
-  kLocWildcardFolder,
-  kCopyCollision,
-  kGatherNewestValue,
-  kGatherNewestDots,
-  kTruncateType,
-  kClearLogValue,
-  // Commands.
-  kUnknownChild,
-  kArgsMissing,
-  kArgsLeadingBlank,
-  kArgsBeforePath,
-  kPathWithoutEffect,
-  kPathAndPlugin,
-  kRegis,
-  kLaunchArguments,
-  kLaunchEmptyArgument,
-  kProgramPath,
-  kResultReplaced,
-  kTempOutMissing,
-  kTempOutIgnored,
-  kTempOutDeleted,
-  kClearLogEmpty,
-  kClearLogVariable,
-  kClearLogNotDefault,
-  // Property lists.
-  kListPathMissing,
-  kListClear,
-  // Requests.
-  kRequestNoItems,
-  kRequestIdTwice,
-  kRequestIdUnknown,
-  kRequestNameIgnored,
-  kRequestNamePath,
-  kRequestCommentsMissing,
-  kCount,
-};
+  [[nodiscard]] constexpr const CheckRuleRow& row() const { return kCheckRules[m_nRow]; }
+  [[nodiscard]] constexpr bool operator==(const CheckRule& other) const = default;
 
-struct CheckRuleRow {
-  const char* name;
-  CheckLevel level;
-};
+ private:
+  static consteval std::size_t indexOf(std::string_view name) {
+    std::size_t index = 0;
+    // Past the end of the array, which no constant expression may read.
+    while (name != kCheckRules.at(index).name) {
+      ++index;
+    }
+    return index;
+  }
 
-// Indexed by CheckRule.
-const std::array<CheckRuleRow, static_cast<std::size_t>(CheckRule::kCount)>& checkRuleRows();
-const CheckRuleRow& checkRuleRow(CheckRule rule);
+  std::size_t m_nRow;
+};
 
 // One fault of one document.
 struct Finding {
@@ -132,5 +46,8 @@ struct Finding {
 // "FILE:LINE:COLUMN: error|warning: TEXT [RULE]", without a line end. Control characters of the file's
 // name are escaped, so that a finding is always one line.
 std::string findingLine(const std::string& file, const Finding& finding);
+
+// "error" or "warning".
+const char* levelName(CheckLevel level);
 
 }  // namespace halvo

@@ -38,8 +38,7 @@ void CheckRun::addPath(const std::string& path) {
 void CheckRun::addFolder(const std::string& path) {
   DIR* const stream = opendir(path.c_str());
   if (stream == nullptr) {
-    addFinding(path, CheckRule::kUnreadable,
-               std::string("the folder can't be read: ") + std::strerror(errno));
+    addFinding(path, "unreadable", std::string("the folder can't be read: ") + std::strerror(errno));
     return;
   }
   std::vector<std::string> names;
@@ -58,7 +57,7 @@ void CheckRun::addFolder(const std::string& path) {
     if (TOLMMgr::isDocumentName(name)) {
       if (isFolder(file)) {
         addFinding(
-            file, CheckRule::kFolderAsDocument,
+            file, "folder-as-document",
             "a folder with the name of a document: a run takes it for one, fails and lists it as failed in "
             "the summary");
       } else {
@@ -66,15 +65,15 @@ void CheckRun::addFolder(const std::string& path) {
         addDocument(file, true);
       }
     } else if (!isFolder(file) && endsWith(plain, ".xml")) {
-      addFinding(file, CheckRule::kFileName,
+      addFinding(file, "file-name",
                  "the name's first \".xml\", in small letters, isn't its end: a run skips the file");
     } else if (!isFolder(file) && plain.find(".xml") != std::string::npos) {
-      addFinding(file, CheckRule::kSkippedName, "the name doesn't end in \".xml\": a run skips the file");
+      addFinding(file, "skipped-name", "the name doesn't end in \".xml\": a run skips the file");
     }
   }
   if (!any) {
     addFinding(
-        path, CheckRule::kNoDocuments,
+        path, "no-documents",
         "no document in this folder: a run over it ends with \"Internal Error: no valid configuration XML "
         "found...\"");
   }
@@ -92,7 +91,7 @@ void CheckRun::addDocument(const std::string& path, bool fromFolder) {
   if (isRequest && fromFolder) {
     findings.insert(
         findings.begin(),
-        {CheckRule::kRequestInFolder,
+        {"request-in-folder",
          {},
          "a request in a folder of instructions: a run reads it as a document whose items are never "
          "gathered"});
@@ -100,7 +99,7 @@ void CheckRun::addDocument(const std::string& path, bool fromFolder) {
   if (!fromFolder && !isRequest && tree.outcome != ParseOutcome::kUnreadable &&
       !TOLMMgr::isDocumentName(helperUtil::stringAfterLast(path, "/"))) {
     findings.insert(findings.begin(),
-                    {CheckRule::kFileName,
+                    {"file-name",
                      {},
                      "the name's first \".xml\", in small letters, isn't its end: a run skips the file"});
   }
@@ -118,7 +117,7 @@ void CheckRun::compareWithOthers(Checked& document) {
     const auto [other, added] = m_Titles.insert({facts.title, document.path});
     if (!added) {
       findings.push_back(
-          {CheckRule::kTitleDuplicate, facts.titlePosition,
+          {"title-duplicate", facts.titlePosition,
            "the title " + quotedText(facts.title) + " is that of " + withoutControls(other->second) +
                " too: a run puts both into one folder, where files of the same name replace each "
                "other"});
@@ -127,7 +126,7 @@ void CheckRun::compareWithOthers(Checked& document) {
   for (const auto& [id, position] : facts.ids) {
     const auto [other, added] = m_Ids.insert({id, document.path});
     if (!added && findings.size() <= FindingList::kMaxFindings) {
-      findings.push_back({CheckRule::kIdDuplicateDocuments, position,
+      findings.push_back({"id-duplicate-documents", position,
                           "the id " + quotedText(id) + " is used in " + withoutControls(other->second) +
                               " too: a run by request gathers both, with a warning in the summary"});
     }
@@ -148,7 +147,7 @@ void CheckRun::finish() {
     for (const auto& [id, position] : document.report.facts.ids) {
       if (id != "comments" && id != "summary" && m_Ids.find(id) == m_Ids.end() &&
           findings.size() <= FindingList::kMaxFindings) {
-        findings.push_back({CheckRule::kRequestIdUnknown, position,
+        findings.push_back({"request-id-unknown", position,
                             "the id " + quotedText(id) +
                                 " is in none of the documents given: a run gathers nothing for it"});
       }
@@ -174,16 +173,8 @@ std::vector<std::string> CheckRun::lines() const {
 
 bool CheckRun::hasErrors() const {
   return std::any_of(m_Documents.begin(), m_Documents.end(), [](const Checked& document) {
-    return std::any_of(
-        document.report.findings.begin(), document.report.findings.end(),
-        [](const Finding& finding) { return checkRuleRow(finding.rule).level == CheckLevel::kError; });
-  });
-}
-
-bool CheckRun::hasRule(CheckRule rule) const {
-  return std::any_of(m_Documents.begin(), m_Documents.end(), [rule](const Checked& document) {
     return std::any_of(document.report.findings.begin(), document.report.findings.end(),
-                       [rule](const Finding& finding) { return finding.rule == rule; });
+                       [](const Finding& finding) { return finding.rule.row().level == CheckLevel::kError; });
   });
 }
 

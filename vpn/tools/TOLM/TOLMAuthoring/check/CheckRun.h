@@ -31,7 +31,6 @@ class CheckRun {
   [[nodiscard]] std::vector<std::string> lines() const;
   // Whether any finding is of level error.
   [[nodiscard]] bool hasErrors() const;
-  [[nodiscard]] bool hasRule(CheckRule rule) const;
 
  private:
   struct Checked {

@@ -46,20 +46,19 @@ void checkTitleText(FindingList& list, const DocumentElement& title) {
       ": a run puts this document's files beside the others' folders, or outside of the "
       "bundle";
   if (text.empty()) {
-    list.add(CheckRule::kTitleEmpty, title, "the title is empty" + where);
+    list.add("title-empty", title, "the title is empty" + where);
   } else if (text == "." || text == ".." || text.find('/') != std::string::npos) {
-    list.add(CheckRule::kTitlePath, title,
-             "the title " + quotedText(text) + " is no name of one folder" + where);
+    list.add("title-path", title, "the title " + quotedText(text) + " is no name of one folder" + where);
   } else if (text.size() > kMaxTitle) {
-    list.add(CheckRule::kTitleTooLong, title,
+    list.add("title-too-long", title,
              "the title has " + std::to_string(text.size()) + " bytes, a folder's name at most " +
                  std::to_string(kMaxTitle) + where);
   } else if (text == "summary.txt") {
-    list.add(CheckRule::kTitleSummary, title,
+    list.add("title-summary", title,
              "the title is the name of the summary: a run can't write the summary and counts the document as "
              "failed");
   } else if (hasOuterBlanks(text)) {
-    list.add(CheckRule::kTitleBlanks, title,
+    list.add("title-blanks", title,
              "blanks or line breaks around the title: a run takes them into the folder's name");
   }
 }
@@ -96,14 +95,14 @@ const DocumentElement* checkTitle(FindingList& list, const DocumentElement& root
       above = above->parent;
     }
     if (above != nullptr && title != nullptr) {
-      list.add(CheckRule::kRepeatedElement, *other,
+      list.add("repeated-element", *other,
                "another <title>: a run takes the one at line " + std::to_string(title->position.line));
     } else if (other->parent == &root || other == &root) {
       reportStray(list, *other);  // deeper ones are told by the checks of what they stand in
     }
   }
   if (title == nullptr) {
-    list.add(CheckRule::kTitleMissing, root,
+    list.add("title-missing", root,
              "no <title> below a <configure>: a run calls the document \"Unknown_\" and a number");
     return nullptr;
   }
@@ -114,7 +113,7 @@ const DocumentElement* checkTitle(FindingList& list, const DocumentElement& root
 // `file` elements that a run never sees, inside an element that isn't an item.
 void reportNestedItems(FindingList& list, const DocumentElement& element) {
   for (const DocumentElement* item : element.findAll("file")) {
-    list.add(CheckRule::kNestedFile, *item,
+    list.add("nested-file", *item,
              "<file> inside " + tagOf(*item->parent) +
                  ": a run sees only those directly below the root, and never this item");
   }
@@ -124,7 +123,7 @@ void checkConfig(FindingList& list, DocumentFacts& facts, const DocumentElement&
   checkAttributes(list, root);
   checkNoText(list, root);
   if (root.name == "file") {
-    list.add(CheckRule::kNestedFile, root,
+    list.add("nested-file", root,
              "the root is a <file>: a run looks for items below the root, and never takes the root for one");
   }
   if (const DocumentElement* const title = checkTitle(list, root); title != nullptr) {
@@ -146,8 +145,7 @@ void checkConfig(FindingList& list, DocumentFacts& facts, const DocumentElement&
     }
   }
   if (!anyItem) {
-    list.add(CheckRule::kNoItems, root,
-             "no <file> directly below the root: a run gathers nothing for this document");
+    list.add("no-items", root, "no <file> directly below the root: a run gathers nothing for this document");
   }
 }
 
@@ -159,22 +157,21 @@ DocumentReport checkDocument(const DocumentTree& tree) {
   const ParserMessage first = tree.messages.empty() ? ParserMessage{} : tree.messages.front();
   switch (tree.outcome) {
     case ParseOutcome::kUnreadable:
-      list.add(CheckRule::kUnreadable, first.position,
-               "the file can't be read: " + withoutControls(first.text));
+      list.add("unreadable", first.position, "the file can't be read: " + withoutControls(first.text));
       break;
     case ParseOutcome::kTooLarge:
-      list.add(CheckRule::kTooLarge, first.position,
+      list.add("too-large", first.position,
                "the document is too large to be checked: " + first.text +
                    "; a run reads it all the same, and needs the memory");
       break;
     case ParseOutcome::kNotWellFormed:
-      list.add(CheckRule::kNotWellFormed, first.position,
+      list.add("not-well-formed", first.position,
                "not well-formed XML (" + withoutControls(first.text) +
                    "): a run uses nothing of the document and lists it as failed in the summary");
       break;
     case ParseOutcome::kParsed:
       for (const ParserMessage& message : tree.messages) {
-        list.add(CheckRule::kParserComplaint, message.position,
+        list.add("parser-complaint", message.position,
                  "the parser complains (" + withoutControls(message.text) +
                      "): a run goes on, without the text that is meant");
       }

@@ -72,7 +72,7 @@ void FindingList::add(CheckRule rule, Position position, const std::string& text
     m_Findings.push_back({rule, position, text});
   } else if (m_Findings.size() == kMaxFindings) {
     m_Findings.push_back(
-        {CheckRule::kTooManyFindings, position,
+        {"too-many-findings", position,
          "more than " + std::to_string(kMaxFindings) + " findings in this document: the rest isn't listed"});
   }
 }
@@ -103,7 +103,7 @@ bool hasOuterBlanks(const std::string& text) {
 void checkNoText(FindingList& list, const DocumentElement& element) {
   if (!isBlankText(element.text)) {
     const std::size_t start = element.text.find_first_not_of(kBlanks);
-    list.add(CheckRule::kIgnoredText, element,
+    list.add("ignored-text", element,
              "the text " + quotedText(element.text.substr(start)) + " in " + tagOf(element) +
                  " is read by nothing: a run ignores it");
   }
@@ -113,7 +113,7 @@ void checkAttributes(FindingList& list, const DocumentElement& element,
                      std::initializer_list<const char*> read) {
   for (const DocumentAttribute& attribute : element.attributes) {
     if (std::none_of(read.begin(), read.end(), [&](const char* name) { return attribute.name == name; })) {
-      list.add(CheckRule::kUnreadAttribute, element,
+      list.add("unread-attribute", element,
                "the attribute " + quotedText(attribute.name) + " of " + tagOf(element) +
                    " is read by nothing: a run ignores it");
     }
@@ -122,7 +122,7 @@ void checkAttributes(FindingList& list, const DocumentElement& element,
 
 void checkTextOnly(FindingList& list, const DocumentElement& element) {
   for (const auto& child : element.children) {
-    list.add(CheckRule::kUnknownElement, *child,
+    list.add("unknown-element", *child,
              tagOf(*child) + " inside " + tagOf(element) + ": a run reads only the text that stands in " +
                  tagOf(element) + " itself, without this element's");
   }
@@ -134,12 +134,12 @@ void reportStray(FindingList& list, const DocumentElement& element) {
   }
   for (const KnownElement& known : kKnownElements) {
     if (element.name == known.name) {
-      list.add(CheckRule::kMisplacedElement, element,
+      list.add("misplaced-element", element,
                tagOf(element) + " is read only " + known.place + ": a run ignores this one");
       return;
     }
   }
-  list.add(CheckRule::kUnknownElement, element,
+  list.add("unknown-element", element,
            tagOf(element) + " is read by nothing" + suggestion(element.name) + ": a run ignores it");
 }
 
@@ -170,21 +170,21 @@ void checkVariables(FindingList& list, const DocumentElement& element, const std
     }
     const std::size_t slash = rest.find('/', dollar);
     if (slash == std::string::npos) {
-      list.add(CheckRule::kVariableUnclosed, element,
+      list.add("variable-unclosed", element,
                "no \"/\" closes the variable " + quotedText(rest.substr(dollar)) + " in " + tagOf(element) +
                    ": a run takes the \"$\" as it stands");
       return;
     }
     const std::string name = rest.substr(dollar + 1, slash - dollar - 1);
     if (name.empty()) {
-      list.add(CheckRule::kVariableUnclosed, element,
+      list.add("variable-unclosed", element,
                "no name stands between \"$\" and \"/\" in " + tagOf(element) +
                    ": a run takes the \"$\" as it stands");
       return;
     }
     const char* const value = std::getenv(name.c_str());
     if (value == nullptr || *value == '\0') {
-      list.add(CheckRule::kVariableUnset, element,
+      list.add("variable-unset", element,
                "the variable " + quotedText("$" + name + "/") + " in " + tagOf(element) +
                    " isn't set on this machine now: a run leaves it unexpanded, and what stands behind it");
       return;

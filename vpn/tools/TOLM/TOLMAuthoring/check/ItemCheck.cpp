@@ -35,12 +35,12 @@ const DocumentElement* searched(FindingList& list, const DocumentElement& item, 
     return nullptr;
   }
   if (all.front()->parent != &item) {
-    list.add(CheckRule::kFoundDeep, *all.front(),
+    list.add("found-deep", *all.front(),
              tagOf(*all.front()) + " stands inside <" + all.front()->parent->name +
                  ">: a run searches the whole item and takes it for the item's");
   }
   for (std::size_t i = 1; i < all.size(); ++i) {
-    list.add(CheckRule::kRepeatedElement, *all[i],
+    list.add("repeated-element", *all[i],
              "another " + tagOf(*all[i]) + " in this item: a run takes the one at line " +
                  std::to_string(all.front()->position.line));
   }
@@ -59,20 +59,20 @@ void checkKind(FindingList& list, ActionCheck& actions, const DocumentElement& k
   checkNoText(list, kind);
   checkAttributes(list, kind);
   if (kind.children.empty()) {
-    list.add(CheckRule::kKindEmpty, kind, tagOf(kind) + " holds no action: a run does nothing for it");
+    list.add("kind-empty", kind, tagOf(kind) + " holds no action: a run does nothing for it");
   }
   for (const auto& action : kind.children) {
     if (isSearchedInItem(action->name)) {
       continue;  // told by the search
     }
     if (isOneOf(kActionChildren, action->name)) {
-      list.add(CheckRule::kActionMissing, *action,
+      list.add("action-missing", *action,
                tagOf(*action) + " directly below " + tagOf(kind) +
                    ": a run takes it for an action, one that says nothing; put it into an <action>");
       continue;
     }
     if (action->name != "action") {
-      list.add(CheckRule::kActionName, *action,
+      list.add("action-name", *action,
                tagOf(*action) + " in the place of an <action>: a run takes it for one");
     }
     actions.check(*action, place);
@@ -88,7 +88,7 @@ void checkOs(FindingList& list, ActionCheck& actions, const DocumentElement& os,
       continue;
     }
     if (!isOneOf(kKinds, kind->name)) {
-      list.add(CheckRule::kKindUnknown, *kind,
+      list.add("kind-unknown", *kind,
                tagOf(*kind) + " is no kind of action" + suggestion(kind->name) +
                    ": a run skips it with all that it holds, without a message");
       continue;
@@ -98,7 +98,7 @@ void checkOs(FindingList& list, ActionCheck& actions, const DocumentElement& os,
     checkKind(list, actions, *kind, place);
   }
   if (!anyKind) {
-    list.add(CheckRule::kOsEmpty, os, "<os> holds no kind of action: a run does nothing on this system");
+    list.add("os-empty", os, "<os> holds no kind of action: a run does nothing on this system");
   }
 }
 
@@ -119,16 +119,16 @@ void checkTolm(FindingList& list, ActionCheck& actions, const DocumentElement& t
     const DocumentAttribute* const opsys = child->attribute("opsys");
     place.opsys = opsys == nullptr ? "" : opsys->value;
     if (opsys == nullptr) {
-      list.add(CheckRule::kOpsysMissing, *child,
+      list.add("opsys-missing", *child,
                "no opsys attribute of <os>: it matches no system, and a run never uses it");
     } else if (!isOneOf(kSystems, opsys->value)) {
       list.add(
-          CheckRule::kOpsysUnknown, *child,
+          "opsys-unknown", *child,
           "opsys=" + quotedText(opsys->value) +
               " is none of linux, mac, win2k, win2k3, winxp, vista, win7, win8: it matches no system, and a "
               "run never uses it");
     } else if (!seen.insert(opsys->value).second) {
-      list.add(CheckRule::kOsUnreachable, *child,
+      list.add("os-unreachable", *child,
                "an <os> with opsys=" + quotedText(opsys->value) +
                    " stands ahead of this one: a run uses the first that matches, and never this one");
       continue;
@@ -136,7 +136,7 @@ void checkTolm(FindingList& list, ActionCheck& actions, const DocumentElement& t
     checkOs(list, actions, *child, place);
   }
   if (!any) {
-    list.add(CheckRule::kOsMissing, tolm,
+    list.add("os-missing", tolm,
              "no <os> directly below <tolm>: a run logs \"Correct OS not found\" and gathers nothing for the "
              "item");
   }
@@ -144,7 +144,7 @@ void checkTolm(FindingList& list, ActionCheck& actions, const DocumentElement& t
 
 void checkDefault(FindingList& list, const DocumentElement* element) {
   if (element != nullptr && element->text != "true" && !saysNo(element->text)) {
-    list.add(CheckRule::kDefaultValue, *element,
+    list.add("default-value", *element,
              "<default> holds " + quotedText(element->text) +
                  ", not exactly \"true\": a default run leaves the item out");
   }
@@ -155,7 +155,7 @@ void checkItemName(FindingList& list, const DocumentElement* name) {
     return;
   }
   if (name->text.find('/') != std::string::npos) {
-    list.add(CheckRule::kNamePath, *name,
+    list.add("name-path", *name,
              "a \"/\" in <name>: a run by request can't store a file under " + quotedText(name->text));
   }
 }
@@ -165,18 +165,18 @@ void checkItemName(FindingList& list, const DocumentElement* name) {
 void checkItemId(FindingList& list, DocumentFacts& facts, const DocumentElement& item, bool request) {
   const DocumentAttribute* const id = item.attribute("id");
   if (id == nullptr || id->value.empty()) {
-    list.add(id == nullptr ? CheckRule::kIdMissing : CheckRule::kIdEmpty, item,
+    list.add(id == nullptr ? CheckRule("id-missing") : CheckRule("id-empty"), item,
              std::string(id == nullptr ? "no id attribute of <file>" : "the id of <file> is empty") +
                  (request ? ": a run can't tell which item is wanted"
                           : ": no request can ask for the item, and the summary shows it without a name"));
     return;
   }
   if (hasOuterBlanks(id->value)) {
-    list.add(CheckRule::kIdBlanks, item,
+    list.add("id-blanks", item,
              "blanks around the id " + quotedText(id->value) + ": a run compares them too");
   }
   if (!request && (id->value == "comments" || id->value == "summary")) {
-    list.add(CheckRule::kIdReserved, item,
+    list.add("id-reserved", item,
              "the id " + quotedText(id->value) +
                  " means something else in a request: a run by request never gathers this item");
   }
@@ -185,12 +185,12 @@ void checkItemId(FindingList& list, DocumentFacts& facts, const DocumentElement&
     return;
   }
   if (request) {
-    list.add(CheckRule::kRequestIdTwice, item,
+    list.add("request-id-twice", item,
              "the id " + quotedText(id->value) + " is asked for at line " +
                  std::to_string(same->second.line) +
                  " already: a run gathers the item twice, into the same files");
   } else {
-    list.add(CheckRule::kIdDuplicate, item,
+    list.add("id-duplicate", item,
              "the id " + quotedText(id->value) + " is that of the item at line " +
                  std::to_string(same->second.line) +
                  ": a run by request never gathers this one, and the summary can't tell them apart");
@@ -214,14 +214,14 @@ void checkConfigItem(FindingList& list, ActionCheck& actions, const DocumentElem
   }
   if (description == nullptr || isBlankText(description->text)) {
     list.add(
-        CheckRule::kDescriptionMissing, description == nullptr ? item : *description,
+        "description-missing", description == nullptr ? item : *description,
         "no words in <description>: a run shows nothing but \"Processing ...\", and the summary's column "
         "stays empty");
   }
   checkItemName(list, name);
   checkDefault(list, isDefault);
   if (tolm == nullptr) {
-    list.add(CheckRule::kTolmMissing, item,
+    list.add("tolm-missing", item,
              "no <tolm> in the item: a run logs \"pDC->FindChild(TOLM_CONST) is NULL\" and gathers nothing "
              "for it");
     return;
@@ -238,7 +238,7 @@ void checkRequest(FindingList& list, DocumentFacts& facts, const DocumentElement
     checkTextOnly(list, *comments[i]);
     if (i > 0) {
       list.add(
-          CheckRule::kRepeatedElement, *comments[i],
+          "repeated-element", *comments[i],
           "another <comments>: a run writes those at line " + std::to_string(comments[0]->position.line));
     }
   }
@@ -267,25 +267,25 @@ void checkRequest(FindingList& list, DocumentFacts& facts, const DocumentElement
     checkTextElement(list, name);
     if (!special) {
       if (name != nullptr) {
-        list.add(CheckRule::kRequestNameIgnored, *name,
+        list.add("request-name-ignored", *name,
                  "<name> is read only in the items \"comments\" and \"summary\": a run ignores this one");
       }
       continue;
     }
     if (name != nullptr &&
         ((name->text.empty() && id->value == "comments") || name->text.find('/') != std::string::npos)) {
-      list.add(CheckRule::kRequestNamePath, *name,
+      list.add("request-name-path", *name,
                quotedText(name->text) + " is no name of a file in the bundle: a run can't write the " +
                    id->value + " there, or writes them outside of the bundle");
     }
     if (id->value == "comments" && !hasComments) {
-      list.add(CheckRule::kRequestCommentsMissing, *child,
+      list.add("request-comments-missing", *child,
                "the item \"comments\" without a text in <comments>: a run writes no comments file");
     }
   }
   if (!anyItem) {
     list.add(
-        CheckRule::kRequestNoItems, root,
+        "request-no-items", root,
         "a request without a <file> directly below its root: a run gathers no item, and not the default ones "
         "either");
   }
