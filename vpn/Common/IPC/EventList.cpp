@@ -1,6 +1,7 @@
 #include "vpn/Common/IPC/EventList.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/DescriptorSet.h"
@@ -13,18 +14,34 @@ namespace {
 
 constexpr std::uint32_t kWithoutEnd = 0xFFFFFFFF;
 
+// Sets a variable for as long as it lives; a callback may wait on the same list, and leaves by any way.
+template <class Value>
+class ScopedValue {
+ public:
+  ScopedValue(Value& place, Value value) : m_place(place), m_before(std::exchange(place, value)) {}
+  ~ScopedValue() { m_place = m_before; }
+  ScopedValue(const ScopedValue&) = delete;
+  ScopedValue& operator=(const ScopedValue&) = delete;
+
+ private:
+  Value& m_place;
+  const Value m_before;
+};
+
 }  // namespace
 
 CEventList::~CEventList() {
   if (!m_events.empty()) {
     LOG_MESSAGE(kLogError, "Deletion of event list containing %d events", static_cast<int>(m_events.size()));
     for (CCEvent* event : m_events) {
+      // Null always succeeds. An event that kept the pointer would look for this list when it dies.
       static_cast<void>(event->setEventList(nullptr));
     }
   }
 }
 
 ResultCode CEventList::AddEvent(CCEvent* event) {
+  // Ahead of the look at the event, so that a full list answers the same to whatever it is given.
   if (m_events.size() > kMostEvents - 1) {
     return EVENTLIST_ERROR_LIMIT_EXCEEDED;
   }
@@ -71,6 +88,11 @@ ResultCode CEventList::RemoveEvent(CCEvent* event) {
     --m_nListed;
   }
   m_events.erase(place);
+  // In a callback the event may be deleted next, and a new one be given its descriptor's number: that one
+  // would pass for raised.
+  if (m_pFound != nullptr) {
+    m_pFound->read.remove(event->m_nReadDescriptor);
+  }
   static_cast<void>(event->setEventList(nullptr));
   return 0;
 }
@@ -78,6 +100,7 @@ ResultCode CEventList::RemoveEvent(CCEvent* event) {
 ResultCode CEventList::WaitOnEvents(std::uint32_t limitMs) {
   if (m_events.empty()) {
     if (limitMs == kWithoutEnd) {
+      // Nothing could ever end it: events come in on this thread only.
       return EVENTLIST_ERROR_UNEXPECTED;
     }
     sleepMilliseconds(limitMs);
@@ -108,6 +131,7 @@ ResultCode CEventList::WaitOnEvents(std::uint32_t limitMs) {
   if (ready < 0) {
     return EVENT_ERROR_WAIT_FAILED;
   }
+  const ScopedValue<WaitSets*> found(m_pFound, &sets);
   // By index, with the bounds read anew: a callback may add and remove events, its own among them. An
   // event that slides to the place of a removed one is passed over, and served by the next call.
   for (std::size_t i = 0; i < m_events.size(); ++i) {

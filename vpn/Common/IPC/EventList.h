@@ -15,6 +15,7 @@
 namespace halvo {
 
 class CCEvent;
+struct WaitSets;
 
 class CEventList {
  public:
@@ -32,7 +33,9 @@ class CEventList {
   // EVENTLIST_ERROR_BAD_PARAMETER for null; the codes of CCEvent::setEventList, logged.
   [[nodiscard]] ResultCode AddEvent(CCEvent* event);
 
-  // Takes an event off. EVENTLIST_ERROR_BAD_PARAMETER for null; EVENTLIST_ERROR_EVENT_NOT_FOUND.
+  // Takes an event off. Where a callback does so, the event isn't served in that round any more, though it
+  // was raised and be put on again: the next wait serves it. EVENTLIST_ERROR_BAD_PARAMETER for null;
+  // EVENTLIST_ERROR_EVENT_NOT_FOUND.
   [[nodiscard]] ResultCode RemoveEvent(CCEvent* event);
 
   // Waits for any of the events, at most `limitMs` milliseconds, and serves all that are raised by
@@ -50,6 +53,8 @@ class CEventList {
  private:
   std::uint32_t m_nListed = 0;
   std::vector<CCEvent*> m_events;
+  // What the wait under way found, while it serves its events; null at other times.
+  WaitSets* m_pFound = nullptr;
 };
 
 }  // namespace halvo

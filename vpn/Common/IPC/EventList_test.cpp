@@ -409,6 +409,45 @@ TEST_F(EventListTest, EventAddedByACallbackIsServedByTheNextCall) {
   EXPECT_EQ(takeServed().substr(0, 8), "100 101 ");
 }
 
+// A callback deleted a raised event and made another, which got the same descriptor and was served in the
+// same round, though nobody had raised it.
+TEST_F(EventListTest, EventMadeInPlaceOfADeletedOneIsNotServedUnraised) {
+  auto first = makeListed(kEventListed, 1);
+  auto second = makeListed(kEventListed, 2);
+  const int descriptor = second->readDescriptor();
+  m_onEvent = [&](std::uint64_t number) {
+    if (number == 1) {
+      second.reset();
+      second = makeListed(kEventListed, 3);
+    }
+  };
+  ASSERT_RESULT(first->SetEvent(), 0);
+  ASSERT_RESULT(second->SetEvent(), 0);
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(second->readDescriptor(), descriptor);
+  EXPECT_EQ(takeServed(), "1 ");
+  ASSERT_RESULT(second->SetEvent(), 0);
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(takeServed(), "3 ");
+}
+
+TEST_F(EventListTest, RaisedEventThatACallbackTakesOffAndPutsOnAgainIsServedByTheNextCall) {
+  auto first = makeListed(kEventListed, 1);
+  auto second = makeListed(kEventListed, 2);
+  m_onEvent = [&](std::uint64_t number) {
+    if (number == 1) {
+      EXPECT_RESULT(m_list.RemoveEvent(second.get()), 0);
+      EXPECT_RESULT(m_list.AddEvent(second.get()), 0);
+    }
+  };
+  ASSERT_RESULT(first->SetEvent(), 0);
+  ASSERT_RESULT(second->SetEvent(), 0);
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(takeServed(), "1 ");
+  EXPECT_RESULT(m_list.WaitOnEvents(kLong), 0);
+  EXPECT_EQ(takeServed(), "2 ");
+}
+
 TEST_F(EventListTest, EventThatAnAdditionMovesIsNotServedTwice) {
   std::unique_ptr<CCEvent> added;
   auto armed = makeListed(kEventWhenArmed, 11);

@@ -116,8 +116,9 @@ ResultCode CProcessApi::Launch(LaunchInfo& info, std::vector<const char*> argume
     if (grandchild < 0) {
       const int error = errno;
       LOG_RETURN_CODE_DESCRIBED(kLogError, "fork", error, std::strerror(error));
-      // This is the child, and it goes on in the caller's code, a copy of the whole program. It is
-      // meant so: callers that start something detached look at the process id behind a failure.
+      // This is the child, and it goes on in the caller's code, a copy of the whole program. Meant as it
+      // stands, and nothing guards against it: whoever asks for a detached start has to compare
+      // currentProcessId() with its own behind a failure. No flow of the system asks for one.
       return PROCESS_API_ERROR_UNKNOWN;
     }
     if (grandchild > 0) {

@@ -1,5 +1,7 @@
 #include "vpn/Common/IPC/event.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -21,15 +23,19 @@ constexpr int kResetTries = 100;
 constexpr char kRaise[] = "x";
 static_assert(sizeof(kRaise) == 2);
 
-// Whether a raise has room in the pipe. A pipe that can't be looked at has: the write then tells why.
-bool hasRoom(int pipeWriteDescriptor) {
-  if (pipeWriteDescriptor < 0) {
-    return true;
+// How long a raise that waits for room goes without a look at the stop request.
+constexpr int kRoomLookMs = 200;
+
+// Whether a raise would wait for room in the pipe now: it is full, and a write to it waits. A pipe that
+// can't be looked at lets the write through, which then tells why.
+bool isBlocked(int pipeWriteDescriptor, int limitMs) {
+  const int flags = fcntl(pipeWriteDescriptor, F_GETFL);
+  if (flags < 0 || (flags & O_NONBLOCK) != 0) {
+    return false;
   }
-  WaitSets sets;
-  sets.addWrite(pipeWriteDescriptor);
-  const timeval now = {0, 0};
-  return rqv_select(sets.count, nullptr, sets.write.get(), nullptr, &now) != 0;
+  struct pollfd end = {pipeWriteDescriptor, POLLOUT, 0};
+  const int ready = poll(&end, 1, limitMs);
+  return ready == 0 || (ready < 0 && errno == EINTR);
 }
 
 }  // namespace
@@ -48,24 +54,34 @@ CKevent::CKevent(ResultCode& result, int watchedDescriptor, std::uint32_t kind, 
 }
 
 CKevent::~CKevent() {
+  // The running flag decides whether there is a thread to be joined. One that has been started and hasn't
+  // come to Run() yet hasn't set it, and would find this object gone: it gets there by itself, soon.
+  while (isStarted() && !m_bHasBegun) {
+    sleepMilliseconds(1);
+  }
+  // Read ahead of the stop request, which clears it at once where the thread is quick.
+  const bool isInLoop = m_nRunning == 1;
   m_bStopRequested = true;
-  // Not only while the loop runs: a thread that has been started and hasn't come to Run() yet would
-  // find this object gone, and one that has left the loop by itself still wants to be joined.
-  if (isStarted()) {
+  bool isLeft = true;
+  if (isInLoop) {
     std::uint32_t exitCode = 0;
     const ResultCode rc = WaitForCompletion(exitCode);
     if (rc != 0) {
       LOG_RETURN_CODE_TEXT(kLogError, "CKevent::WaitForCompletion", rc, "Return code: %u", rc);
+      isLeft = false;
     }
     m_nRunning = 0;
   }
-  if (!isStarted()) {
+  // A thread that has left its loop by itself isn't joined, meant so: the base lets go of it, with a warning,
+  // and it touches nothing here any more. One that couldn't be joined may still be at its watch.
+  if (isLeft) {
     closeWriteWatch(m_nWatch);
   }
 }
 
 std::uint64_t CKevent::Run() {
   m_nRunning = 1;
+  m_bHasBegun = true;
   while (!m_bStopRequested) {
     // Anew on each pass: on a host where it is good for one event only, the last one used it up.
     if (registerWriteWatch(m_nWatch, m_nWatchedDescriptor) < 0) {
@@ -79,15 +95,29 @@ std::uint64_t CKevent::Run() {
     if (result < 0 && (errno == EINTR || errno == EAGAIN)) {
       break;
     }
-    // A file that is written to on and on, with nobody waiting, fills the pipe. The event is raised then, and
-    // waiting for a reader here would keep the stop request from being seen.
-    if (result > 0 && hasRoom(m_nPipeWriteDescriptor) &&
-        write(m_nPipeWriteDescriptor, kRaise, sizeof(kRaise)) < 1) {
-      LOG_RETURN_CODE(kLogError, "::write", errno);
+    if (result > 0) {
+      raise();
     }
   }
+  // The last thing that is done to this object: the destructor waits for nothing more.
   m_nRunning = 0;
   return 0;
+}
+
+void CKevent::raise() {
+  // A file that is written to on and on, with nobody waiting for the event, fills the pipe. A write then
+  // waits for a reader, and one that is under way can't be called back: the destructor, which waits for this
+  // thread, would wait for ever. So the wait for room is done ahead of the write, in steps between which the
+  // stop request is seen, and the write itself is a single one. A raise given up for a stop is missed by
+  // nobody, since the full pipe has the event raised.
+  while (isBlocked(m_nPipeWriteDescriptor, kRoomLookMs)) {
+    if (m_bStopRequested) {
+      return;
+    }
+  }
+  if (write(m_nPipeWriteDescriptor, kRaise, sizeof(kRaise)) < 1) {
+    LOG_RETURN_CODE(kLogError, "::write", errno);
+  }
 }
 
 CCEvent::CCEvent(ResultCode& result, CEventList* list, std::uint32_t type, EventCallbackFunction callback,
@@ -100,6 +130,7 @@ CCEvent::CCEvent(ResultCode& result, CEventList* list, std::uint32_t type, Event
   if (result != 0) {
     LOG_RETURN_CODE(kLogError, "CCEvent::basicConstructor", result);
   }
+  // Last, and over any other failure: the list has taken the event by then, or told why not.
   if (callback == nullptr) {
     result = EVENT_ERROR_BAD_PARAMETER;
   }
@@ -131,6 +162,7 @@ ResultCode CCEvent::basicConstructor(CEventList* list, int externalHandle, std::
   if (m_nEventType > kEventWhenArmed || (list != nullptr && m_nEventType == kEventPlain)) {
     return EVENT_ERROR_BAD_PARAMETER;
   }
+  // Ahead of the pipe, so that an event that gets none still tells what it was made for.
   m_nExternalHandle = externalHandle;
   m_nExternalHandleKind = kind;
   int ends[2];
@@ -148,6 +180,7 @@ ResultCode CCEvent::basicConstructor(CEventList* list, int externalHandle, std::
       m_pWatcher.reset();
       return EVENT_ERROR_CREATE_FAILED;
     }
+    // The watcher's from here: a wait on the file itself would end at once, always.
     m_nExternalHandle = 0;
     // An event without its watcher would never be raised.
     if (m_pWatcher->start() != 0) {
@@ -210,11 +243,12 @@ bool CCEvent::isEventSet() {
 }
 
 ResultCode CCEvent::ResetEvent() {
+  // Ahead of the draining: whoever arms the event meanwhile wants the next raise.
   m_bArmed = false;
   int tries = 0;
   while (isEventSet()) {
     char raise[sizeof(kRaise)];
-    errno = 0;
+    errno = 0;  // half a raise is a failure without an errno value of its own
     if (read(m_nReadDescriptor, raise, sizeof(raise)) == static_cast<ssize_t>(sizeof(raise))) {
       continue;
     }

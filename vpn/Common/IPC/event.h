@@ -54,15 +54,18 @@ class CKevent : public CThread {
  public:
   // EVENT_ERROR_CREATE_FAILED in `result` (logged) where the host gives no means to watch, else 0.
   CKevent(ResultCode& result, int watchedDescriptor, std::uint32_t kind, int pipeWriteDescriptor);
-  // Has the thread stop, which takes up to a second, and waits for it.
+  // Has the thread stop, which takes up to a second, and waits for it where it is in its loop. One that has
+  // left the loop by itself is let go of, as CThread tells it.
   ~CKevent() override;
 
   CKevent(const CKevent&) = delete;
   CKevent& operator=(const CKevent&) = delete;
 
   // The watch, until a stop is requested, the host doesn't support it, or the wait is interrupted. Each
-  // write to the file, or burst of them, raises the event, unless its pipe is full of raises. A failed
-  // registration ("::kevent") and a failed raise ("::write") are logged as errors. Always 0.
+  // write to the file, or burst of them, raises the event by one write to its pipe. A pipe that is full of
+  // raises holds the watch up, if writing to it waits, until one is consumed or a stop is requested; it never
+  // holds up the destructor. A failed registration ("::kevent") and a failed raise ("::write") are logged as
+  // errors. Always 0.
   std::uint64_t Run() override;
 
   // Whether the thread is in its loop.
@@ -72,12 +75,15 @@ class CKevent : public CThread {
   [[nodiscard]] std::uint32_t externalKind() const { return m_nExternalKind; }
 
  private:
+  void raise();
+
   std::atomic<bool> m_bStopRequested = false;
   int m_nWatchedDescriptor;
   std::uint32_t m_nExternalKind;
   int m_nWatch = -1;  // inotify's or kqueue's descriptor
   int m_nPipeWriteDescriptor;
   std::atomic<std::uint32_t> m_nRunning = 0;
+  std::atomic<bool> m_bHasBegun = false;  // the thread has come to Run()
 };
 
 class CCEvent : public ISignalable {
