@@ -1,7 +1,8 @@
-#include <sys/stat.h>
 #include <syslog.h>
 
+#include <new>
 #include <string>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/BackEnd.h"
 #include "vpn/Common/Diagnostics/HostLogger.h"
@@ -26,8 +27,15 @@ class SyslogLogger : public ILogger {
     if (message == nullptr) {
       return GLOBAL_ERROR_BAD_PARAMETER;
     }
-    // A log of lines shows a line feed as an escape, or breaks the record there.
-    syslog(systemLevel(severity, level), "%s", onOneLine(message).c_str());
+    // A log of lines shows a line feed as an escape, or breaks the record there. Without memory for the copy
+    // that is better than no record.
+    std::string line;
+    try {
+      line = onOneLine(message);
+      message = line.c_str();
+    } catch (const std::bad_alloc&) {
+    }
+    syslog(systemLevel(severity, level), "%s", message);
     return 0;
   }
 
@@ -35,21 +43,38 @@ class SyslogLogger : public ILogger {
   const std::string m_strName;
 };
 
-// The journal's library reports success and drops the record when no journal runs, so its socket is
-// looked for first.
-bool journalListens() {
-  struct stat entry {};
-  return stat(kJournalSocket, &entry) == 0 && S_ISSOCK(entry.st_mode);
-}
+// Writes to the journal, and to syslog what no journal takes: a socket may lie there with nobody listening,
+// and a journal may end and begin again while this process lives. Each record asks anew.
+class JournalOrSyslogLogger : public ILogger {
+ public:
+  JournalOrSyslogLogger(std::unique_ptr<ILogger> journal, const char* name)
+      : m_pJournal(std::move(journal)), m_syslog(name) {}
+
+  ResultCode log(std::uint32_t severity, const char* message, const char* messageName,
+                 std::uint32_t messageId, int level) override {
+    ResultCode rc = GLOBAL_ERROR_UNEXPECTED;
+    try {
+      rc = m_pJournal->log(severity, message, messageName, messageId, level);
+    } catch (const std::bad_alloc&) {
+      // The journal's fields take memory; syslog can do without.
+    }
+    return rc == GLOBAL_ERROR_UNEXPECTED ? m_syslog.log(severity, message, messageName, messageId, level)
+                                         : rc;
+  }
+
+ private:
+  const std::unique_ptr<ILogger> m_pJournal;
+  SyslogLogger m_syslog;
+};
 
 }  // namespace
 
 std::unique_ptr<ILogger> makeHostLogger(const char* name) {
-  std::unique_ptr<ILogger> logger = journalListens() ? makeJournalLogger(name) : nullptr;
-  if (logger == nullptr) {
-    logger = std::make_unique<SyslogLogger>(name);
+  std::unique_ptr<ILogger> journal = makeJournalLogger(name);
+  if (journal == nullptr) {
+    return std::make_unique<SyslogLogger>(name);
   }
-  return logger;
+  return std::make_unique<JournalOrSyslogLogger>(std::move(journal), name);
 }
 
 }  // namespace halvo

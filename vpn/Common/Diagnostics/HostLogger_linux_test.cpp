@@ -88,6 +88,30 @@ TEST_F(SyslogLoggerTest, FileAtThePlaceOfTheJournalSocketIsNoJournal) {
   std::filesystem::remove(kJournalSocket);
 }
 
+// A journal that had ended left its socket behind, and every record was lost.
+TEST_F(SyslogLoggerTest, RecordGoesToSyslogWhereTheJournalsSocketHasNoListener) {
+  {
+    const Receiver journal(kJournalSocket);
+    ASSERT_TRUE(journal.isBound()) << std::strerror(errno);
+    std::filesystem::create_hard_link(kJournalSocket, "/run/systemd/journal/kept");
+  }
+  std::filesystem::rename("/run/systemd/journal/kept", kJournalSocket);
+  const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
+  EXPECT_RESULT(logger->log(7, "one\ntwo", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
+  EXPECT_EQ(take(), tag("<11>") + "one two");
+  EXPECT_EQ(m_pSyslog->take(), std::nullopt);
+  unlink(kJournalSocket);
+}
+
+TEST_F(SyslogLoggerTest, RecordGoesToSyslogFromTheEndOfTheJournalOn) {
+  auto journal = std::make_unique<Receiver>(kJournalSocket);
+  ASSERT_TRUE(journal->isBound()) << std::strerror(errno);
+  const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
+  journal.reset();
+  EXPECT_RESULT(logger->log(7, "x", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
+  EXPECT_EQ(take(), tag("<11>") + "x");
+}
+
 TEST_F(SyslogLoggerTest, LevelFollowsSeverityAndLetter) {
   const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
   struct Case {

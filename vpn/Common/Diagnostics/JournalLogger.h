@@ -17,8 +17,8 @@ namespace halvo {
 inline constexpr char kJournalSocket[] = "/run/systemd/journal/socket";
 
 // Makes a journal logger under `name`, or returns null where the journal's library wasn't there at
-// build time. Whether a journal runs is for the caller to find out: without one the library drops
-// the records and reports success.
+// build time. Its log() returns GLOBAL_ERROR_UNEXPECTED for a record that no journal has taken: there is no
+// socket, nobody listens at it, or it was refused. The record is the caller's to write elsewhere.
 std::unique_ptr<ILogger> makeJournalLogger(const char* name);
 
 }  // namespace halvo

@@ -1,6 +1,7 @@
 // The record's place is part of its message; the library would add the place of the call below.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <systemd/sd-journal.h>
 
@@ -34,8 +35,12 @@ class JournalLogger : public ILogger {
     const std::string rowId = "TOLM_MESSAGE_ID=" + std::to_string(messageId);
     const iovec fields[] = {field(text),    field(priority), field(m_strIdentifier),
                             field(rowName), field(rowId),    field(m_strSubsystem)};
-    // A record that can't be sent is lost: there is nobody to tell.
-    static_cast<void>(sd_journal_sendv(fields, static_cast<int>(std::size(fields))));
+    // The library calls it a success when there is no socket, and fails where nobody listens at it.
+    struct stat entry = {};
+    if (stat(kJournalSocket, &entry) != 0 ||
+        sd_journal_sendv(fields, static_cast<int>(std::size(fields))) < 0) {
+      return GLOBAL_ERROR_UNEXPECTED;
+    }
     return 0;
   }
 

@@ -194,7 +194,7 @@ TEST_F(JournalLoggerTest, ProgramLogsFromBeforeMainToAfterItsStaticObjects) {
   EXPECT_EQ(m_journal.take(), std::nullopt);
 }
 
-TEST(JournalVanishingTest, RecordIsLostQuietlyWhileTheSocketIsGone) {
+TEST(JournalVanishingTest, RecordsWithoutAJournalAndSyslogAreLostQuietlyUntilAJournalComesBack) {
   auto journal = std::make_unique<Receiver>(kJournalSocket);
   ASSERT_TRUE(journal->isBound());
   const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
@@ -205,7 +205,6 @@ TEST(JournalVanishingTest, RecordIsLostQuietlyWhileTheSocketIsGone) {
   EXPECT_RESULT(logger->log(7, "lost", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
   EXPECT_RESULT(logger->log(7, "lost\ntoo", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
 
-  // A journal that comes back gets the later records.
   journal = std::make_unique<Receiver>(kJournalSocket);
   EXPECT_RESULT(logger->log(7, "later", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
   const std::optional<std::string> datagram = journal->take();
@@ -214,16 +213,19 @@ TEST(JournalVanishingTest, RecordIsLostQuietlyWhileTheSocketIsGone) {
   EXPECT_EQ(journal->take(), std::nullopt);
 }
 
-TEST(JournalVanishingTest, SocketThatNobodyListensAtLosesTheRecordQuietly) {
+TEST(JournalVanishingTest, RecordThatNoJournalTakesIsToldToTheCaller) {
+  const std::unique_ptr<ILogger> logger = makeJournalLogger("tmtolmui");
+  ASSERT_NE(logger, nullptr);
+  EXPECT_RESULT(logger->log(7, "x", "MID_DEBUG_MESSAGE", 1, kLogError), GLOBAL_ERROR_UNEXPECTED);
   {
     const Receiver journal(kJournalSocket);
     ASSERT_TRUE(journal.isBound());
+    EXPECT_RESULT(logger->log(7, "x", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
     // Keeps the entry when the receiver goes.
     std::filesystem::create_hard_link(kJournalSocket, "/run/systemd/journal/kept");
   }
   std::filesystem::rename("/run/systemd/journal/kept", kJournalSocket);
-  const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
-  EXPECT_RESULT(logger->log(7, "lost", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
+  EXPECT_RESULT(logger->log(7, "x", "MID_DEBUG_MESSAGE", 1, kLogError), GLOBAL_ERROR_UNEXPECTED);
   unlink(kJournalSocket);
 }
 

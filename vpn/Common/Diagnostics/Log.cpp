@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 #include <iterator>
 #include <memory>
 
@@ -48,29 +49,22 @@ constexpr auto kRange9 = placeHolders<7>();
 constexpr auto kRange10 = placeHolders<1>();
 constexpr auto kRange11 = placeHolders<8>();
 
-constexpr std::size_t kRangeCount = 11;
-
-using RowsOfRange = const MessageRow* (*)(std::uint32_t& count);
-
-MessageRange makeRange(RowsOfRange rowsOfRange, std::uint32_t baseId) {
-  MessageRange range{nullptr, baseId, 0};
-  range.rows = rowsOfRange(range.count);
-  return range;
-}
-
-std::array<MessageRange, kRangeCount> makeRanges() {
-  return {makeRange(&getMessageRange1, 0),    makeRange(&getMessageRange2, 10),
-          makeRange(&getMessageRange3, 2000), makeRange(&getMessageRange4, 3000),
-          makeRange(&getMessageRange5, 4000), makeRange(&getMessageRange6, 5000),
-          makeRange(&getMessageRange7, 5900), makeRange(&getMessageRange8, 6100),
-          makeRange(&getMessageRange9, 6200), makeRange(&getMessageRange10, 6300),
-          makeRange(&getMessageRange11, 7000)};
-}
-
 template <typename Rows>
-const MessageRow* giveRows(const Rows& rows, std::uint32_t& count) {
-  count = static_cast<std::uint32_t>(std::size(rows));
-  return std::data(rows);
+constexpr MessageRange range(const Rows& rows, std::uint32_t baseId) {
+  return {std::data(rows), baseId, static_cast<std::uint32_t>(std::size(rows))};
+}
+
+// In table order, which is that of a look-up: the ranges don't overlap. A constant, since a static object
+// may log before this unit's own have been made.
+constexpr MessageRange kRanges[] = {
+    range(kRange1, 0),    range(kRange2, 10),    range(kRange3, 2000),  range(kRange4, 3000),
+    range(kRange5, 4000), range(kRange6, 5000),  range(kRange7, 5900),  range(kRange8, 6100),
+    range(kRange9, 6200), range(kRange10, 6300), range(kRange11, 7000),
+};
+
+const MessageRow* giveRows(const MessageRange& rangeRecord, std::uint32_t& count) {
+  count = rangeRecord.count;
+  return rangeRecord.rows;
 }
 
 // The state is constant-initialised: a static object may log before this unit's own have been made.
@@ -138,6 +132,7 @@ void logDebugReturnCode(const char* function, const char* file, int line, int le
   }
   const char* shown = text != nullptr ? text : "unknown";
   const char* last = buffer;
+  // Meant as it stands: 0 without a description shows the further text in the description's place.
   if (text == nullptr && returnCode == 0 && format != nullptr) {
     shown = buffer;
     last = "";
@@ -170,8 +165,15 @@ void logMessageIdV(std::uint32_t id, int level, std::va_list arguments) {
 #pragma GCC diagnostic pop
   message[sizeof(message) - 1] = '\0';
   ILogger* const logger = s_pLogger.load(std::memory_order_acquire);
-  if (logger != nullptr) {
+  if (logger == nullptr) {
+    return;
+  }
+  try {
+    // Nobody could be told of a record that wasn't written.
     static_cast<void>(logger->log(row->severity, message, row->name, id, level));
+  } catch (const std::exception&) {
+    // A back-end may take memory and find none. The record is lost then, and the caller goes on: mostly it
+    // logs that very lack. Not "...": a thread that is cancelled while it writes has to unwind.
   }
 }
 
@@ -188,59 +190,32 @@ const MessageRow* findMessageRow(std::uint32_t id) {
 }
 
 const MessageRange* getMessageRanges(std::uint32_t& count) {
-  // Filled at first use; the language guards that against threads.
-  static const std::array<MessageRange, kRangeCount> s_ranges = makeRanges();
-  count = static_cast<std::uint32_t>(s_ranges.size());
-  return s_ranges.data();
+  count = static_cast<std::uint32_t>(std::size(kRanges));
+  return kRanges;
 }
 
-const MessageRow* getMessageRange1(std::uint32_t& count) {
-  return giveRows(kRange1, count);
-}
-
-const MessageRow* getMessageRange2(std::uint32_t& count) {
-  return giveRows(kRange2, count);
-}
-
-const MessageRow* getMessageRange3(std::uint32_t& count) {
-  return giveRows(kRange3, count);
-}
-
-const MessageRow* getMessageRange4(std::uint32_t& count) {
-  return giveRows(kRange4, count);
-}
-
-const MessageRow* getMessageRange5(std::uint32_t& count) {
-  return giveRows(kRange5, count);
-}
-
-const MessageRow* getMessageRange6(std::uint32_t& count) {
-  return giveRows(kRange6, count);
-}
-
-const MessageRow* getMessageRange7(std::uint32_t& count) {
-  return giveRows(kRange7, count);
-}
-
-const MessageRow* getMessageRange8(std::uint32_t& count) {
-  return giveRows(kRange8, count);
-}
-
-const MessageRow* getMessageRange9(std::uint32_t& count) {
-  return giveRows(kRange9, count);
-}
-
-const MessageRow* getMessageRange10(std::uint32_t& count) {
-  return giveRows(kRange10, count);
-}
-
-const MessageRow* getMessageRange11(std::uint32_t& count) {
-  return giveRows(kRange11, count);
-}
+// One accessor a range, all alike: `number` counts from 1.
+#define TOLM_RANGE_ACCESSOR(number)                                 \
+  const MessageRow* getMessageRange##number(std::uint32_t& count) { \
+    return giveRows(kRanges[(number)-1], count);                    \
+  }
+TOLM_RANGE_ACCESSOR(1)
+TOLM_RANGE_ACCESSOR(2)
+TOLM_RANGE_ACCESSOR(3)
+TOLM_RANGE_ACCESSOR(4)
+TOLM_RANGE_ACCESSOR(5)
+TOLM_RANGE_ACCESSOR(6)
+TOLM_RANGE_ACCESSOR(7)
+TOLM_RANGE_ACCESSOR(8)
+TOLM_RANGE_ACCESSOR(9)
+TOLM_RANGE_ACCESSOR(10)
+TOLM_RANGE_ACCESSOR(11)
+#undef TOLM_RANGE_ACCESSOR
 
 void acquireLogging(ResultCode& result, const char* name, ILogger* logger) {
   const CManualLockHolder hold(loggingLock());
   ++s_nReferences;
+  // Ahead of the logger, which may log as soon as it is there.
   registerResultCodeModules(resultCodeModules(), kResultCodeModuleCount);
   if (s_pLogger.load(std::memory_order_relaxed) == nullptr) {
     s_pLogger.store(logger != nullptr ? logger : makeHostLogger(name).release(), std::memory_order_release);

@@ -3,8 +3,9 @@
 // A logging call is made at the place of a failure, with that place's function, source path and
 // line, and never changes the flow. A message is formatted into a fixed buffer (cut at 1,023
 // characters), fitted into its numbered row (cut at 2,047) and handed to the one installed ILogger.
-// No level is filtered, nothing is queued, nothing is allocated, nothing goes to the standard streams,
-// and errno stays what it was. The formatting calls take no lock and may be used on any thread.
+// No level is filtered, nothing is queued, nothing is allocated here, nothing goes to the standard streams,
+// no exception leaves a call (a record that a logger finds no memory for is lost), and errno stays what it
+// was. The formatting calls take no lock and may be used on any thread.
 //
 // Logging starts before main() and ahead of every other static object of the system, with the
 // host's own logger, and ends at exit behind the last of them (LoggingStart.h). Only start and stop

@@ -585,5 +585,26 @@ TEST_F(LogStartTest, ReferencesOfSeveralThreadsAreCounted) {
   EXPECT_EQ(m_nEnds, 1);
 }
 
+// No memory for the copy that a back-end makes: the exception went through whoever logged.
+TEST_F(LogTest, LackOfMemoryInALoggerReachesNobodyWhoLogs) {
+  class Starved : public ILogger {
+   public:
+    ResultCode log(std::uint32_t, const char*, const char*, std::uint32_t, int) override {
+      throw std::bad_alloc();
+    }
+  };
+  while (!releaseLogging()) {
+  }
+  ResultCode result = 0;
+  acquireLogging(result, "test", new Starved);
+  errno = EPERM;
+  EXPECT_NO_THROW(LOG_MESSAGE(kLogError, "lost"));
+  EXPECT_NO_THROW(LOG_RETURN_CODE(kLogError, "malloc", ENOMEM));
+  EXPECT_EQ(errno, EPERM);
+  while (!releaseLogging()) {
+  }
+  acquireLogging(result, "tmtolmui", nullptr);
+}
+
 }  // namespace
 }  // namespace halvo

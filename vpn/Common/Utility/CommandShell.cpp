@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <sstream>
 
 #include "vpn/Common/Diagnostics/Log.h"
@@ -15,6 +16,12 @@ namespace halvo {
 namespace {
 
 constexpr std::size_t kBlockSize = 1024;
+
+struct CommandCloser {
+  void operator()(std::FILE* pipe) const { static_cast<void>(pclose(pipe)); }
+};
+// What popen() gave. It waits for the command where it has to close by itself.
+using CommandHolder = std::unique_ptr<std::FILE, CommandCloser>;
 
 // Text behind the last line feed is no line, meant as it stands: a last line without one is lost.
 void splitLines(const std::string& text, std::vector<std::string>& lines) {
@@ -95,10 +102,10 @@ ResultCode CCommandShell::runForLines(const std::string& commandLine, std::vecto
 
 ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& output) {
   // The shell is what instruction documents write their command lines for.
-  std::FILE* pipe = nullptr;
+  CommandHolder pipe;
   {
     const CallersMask mask;
-    pipe = popen(commandLine.c_str(), "r");
+    pipe.reset(popen(commandLine.c_str(), "r"));
   }
   if (pipe == nullptr) {
     const int failure = errno;
@@ -111,15 +118,16 @@ ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& outp
   int readFailure = 0;
   do {
     // Waits until the block is full or the output has ended, so a short one marks the end.
-    got = std::fread(block, 1, sizeof(block), pipe);
-    readFailure = errno;
+    got = std::fread(block, 1, sizeof(block), pipe.get());
+    readFailure = errno;  // the stream that takes the output may set its own
     output.write(block, static_cast<std::streamsize>(got));
   } while (got == sizeof(block));
-  if (std::ferror(pipe) != 0) {
+  if (std::ferror(pipe.get()) != 0) {
     LOG_RETURN_CODE_DESCRIBED(kLogError, "fread", readFailure, std::strerror(readFailure));
     rc = GLOBAL_ERROR_UNEXPECTED;
   }
-  if (pclose(pipe) == -1) {
+  // The command's own exit status is nobody's business here, meant as it stands: what it printed counts.
+  if (pclose(pipe.release()) == -1) {
     const int failure = errno;
     LOG_RETURN_CODE_DESCRIBED(kLogError, "pclose", failure, std::strerror(failure));
   }

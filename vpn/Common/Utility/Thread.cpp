@@ -49,7 +49,7 @@ void CThread::Destroy() {
 
 std::uint64_t CThread::invokeRun(IRunnable* runnable) {
   if (runnable == nullptr) {
-    return THREAD_ERROR_UNEXPECTED;  // the constructor has told of it
+    return THREAD_ERROR_UNEXPECTED;  // who joins reads it; of the constructors only one has told of it
   }
   const std::uint64_t result = runnable->Run();
   if (result != 0) {
@@ -65,6 +65,7 @@ void* CThread::runRunnable(void* runnable) {
 void* CThread::runClone(void* clone) {
   IRunnable* const runnable = static_cast<IRunnable*>(clone);
   const std::uint64_t result = invokeRun(runnable);
+  // The clone is nobody's else, and mustn't be touched from here on.
   runnable->Destroy();
   return exitValue(result);
 }
@@ -108,6 +109,7 @@ ResultCode CThread::createThread(void* (*routine)(void*), void* argument) {
   pthread_attr_destroy(&attributes);
   if (error != 0) {
     m_bStarted = false;
+    m_hThread = {};  // what a failed call leaves there is anybody's
     LOG_RETURN_CODE(kLogError, "pthread_create", error);
     return THREAD_ERROR_CREATE_FAILED;
   }
@@ -118,6 +120,7 @@ ResultCode CThread::WaitForCompletion(std::uint32_t& exitCode, std::int32_t limi
   if (!m_bStarted) {
     return THREAD_ERROR_INVALID_STATE;
   }
+  // Ahead of the limit: a thread that waits for itself is told so whatever it asks for.
   if (isOwnThread()) {
     return THREAD_ERROR_INVALID_CALLER;
   }
@@ -127,12 +130,14 @@ ResultCode CThread::WaitForCompletion(std::uint32_t& exitCode, std::int32_t limi
   void* value = nullptr;
   const int error = pthread_join(m_hThread, &value);
   if (error != 0) {
+    // It stays started, so that the destructor lets go of it.
     LOG_RETURN_CODE(kLogError, "pthread_join", error);
     return THREAD_ERROR_POSIX_JOIN_FAILED;
   }
   exitCode = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
   LOG_MESSAGE(kLogInformation, "The thread has successfully completed execution.");
   m_bStarted = false;
+  m_hThread = {};  // the system gives the handle of a joined thread to the next one
   return 0;
 }
 
@@ -155,10 +160,11 @@ void CThread::StaticKill() {
   if (!m_bStarted) {
     return;
   }
+  // A clone's run destroys its object on its own thread, which mustn't cancel itself there.
   if (!m_bIsCloneRun && pthread_cancel(m_hThread) == 0) {
     LOG_MESSAGE(kLogWarning, "Terminated thread that was still running unexpectedly.");
   }
-  pthread_detach(m_hThread);
+  pthread_detach(m_hThread);  // nobody is left to join it; a failure leaves nothing to be done
   m_bStarted = false;
   m_hThread = {};
 }

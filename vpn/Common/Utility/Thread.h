@@ -72,6 +72,7 @@ class CThread : public IRunnable {
   // THREAD_ERROR_POSIX_JOIN_FAILED: logged. The end of the thread is logged too.
   [[nodiscard]] ResultCode WaitForCompletion(std::uint32_t& exitCode, std::int32_t limit = kNoLimit);
 
+  // Whether the calling thread is the one that was started here and hasn't been joined, or that was adopted.
   [[nodiscard]] bool isOwnThread() const;
 
   // Ends the calling thread if it is this object's own; otherwise returns THREAD_ERROR_INVALID_CALLER.

@@ -406,6 +406,35 @@ TEST_F(ThreadTest, OwnThreadIsKnownAndCanEndItselfWithACode) {
   EXPECT_TRUE(isOwn);
 }
 
+// The system gives the handle of a joined thread to the next one. The object took that one for its own, and
+// would have ended it in exitThread().
+TEST_F(ThreadTest, ThreadThatGetsTheHandleOfAJoinedOneIsNotItsOwn) {
+  CThread thread;
+  pthread_t handle = {};
+  bool wasReused = false;
+  bool wasOwn = false;
+  ResultCode ended = 0;
+  for (int attempt = 0; attempt < 100 && !wasReused; ++attempt) {
+    ASSERT_RESULT(thread.createThread(
+                      [](void* place) -> void* {
+                        *static_cast<pthread_t*>(place) = pthread_self();
+                        return nullptr;
+                      },
+                      &handle),
+                  0);
+    std::uint32_t exitCode = 0;
+    ASSERT_RESULT(thread.WaitForCompletion(exitCode), 0);
+    std::thread([&] {
+      wasReused = pthread_equal(pthread_self(), handle) != 0;
+      wasOwn = thread.isOwnThread();
+      ended = wasOwn ? 0 : thread.exitThread(1);
+    }).join();
+    EXPECT_FALSE(wasOwn);
+    EXPECT_RESULT(ended, THREAD_ERROR_INVALID_CALLER);
+  }
+  EXPECT_TRUE(wasReused);
+}
+
 TEST_F(ThreadTest, AdoptedThreadIsTheCallersOwn) {
   CThread thread;
   EXPECT_FALSE(thread.isOwnThread());

@@ -37,6 +37,20 @@ bool isZero(const timeval& time) {
   return time.tv_sec == 0 && time.tv_usec == 0;
 }
 
+// stat() for the public tests below, each of which logs under its own name: `kind` is what the record calls
+// the thing. That it is missing is an answer like any other, and isn't logged.
+bool look(const std::string& path, const char* kind, struct stat& data,
+          const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  if (stat(path.c_str(), &data) == 0) {
+    return true;
+  }
+  if (const int failure = errno; failure != ENOENT) {
+    logDebugReturnCode(function, __FILE__, line, kLogError, "_tstat", static_cast<ResultCode>(failure),
+                       nullptr, "%s: %s\nError: %s", kind, path.c_str(), std::strerror(failure));
+  }
+  return false;
+}
+
 }  // namespace
 
 int rqv_select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, const timeval* timeout) {
@@ -57,13 +71,14 @@ int rqv_select(int count, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, 
     // Some hosts write to the time value.
     timeval passed = rest;
     const int ready = host.select(count, readSet, writeSet, exceptSet, &passed);
+    // Any other number is an answer, however odd; a signal's -1 alone is asked again.
     if (ready != -1) {
       return ready;
     }
     if (errno != EINTR) {
       const int failure = errno;
       LOG_MESSAGE(kLogError, "rqv_select failed with errno: %d", failure);
-      errno = failure;
+      errno = failure;  // callers log it
       return -1;
     }
     if (timeout != nullptr) {
@@ -79,6 +94,7 @@ timeval deadlineAfter(const timeval& now, const timeval& timeout) {
   using Seconds = decltype(now.tv_sec);
   timeval deadline = {0, static_cast<suseconds_t>(now.tv_usec + timeout.tv_usec)};
   Seconds carry = 0;
+  // Exactly a million isn't carried, meant as it stands: timeUntil() takes such a deadline.
   if (deadline.tv_usec > kMicrosecondsPerSecond) {
     carry = deadline.tv_usec / kMicrosecondsPerSecond;
     deadline.tv_usec %= kMicrosecondsPerSecond;
@@ -137,6 +153,7 @@ std::string timeText(int selector, std::time_t moment) {
   }
   char text[64];
   if (selector == 2) {
+    // The line feed is part of asctime's text and stays.
     return asctime_r(&local, text) != nullptr ? text : "";
   }
   return std::strftime(text, sizeof(text), "%c", &local) > 0 ? text : "";
@@ -160,7 +177,7 @@ ResultCode TimeNowToString(const char* format, char* buffer, std::size_t size) {
     return GLOBAL_ERROR_BAD_PARAMETER;
   }
   std::tm local = {};
-  static_cast<void>(localTimeNow(&local));
+  static_cast<void>(localTimeNow(&local));  // fails for a null pointer alone
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
   const std::size_t written = std::strftime(buffer, size, format, &local);
@@ -182,37 +199,20 @@ int unlink_file(const char* path) {
 
 bool fileExists(const std::string& path) {
   struct stat data = {};
-  if (stat(path.c_str(), &data) != 0) {
-    if (const int failure = errno; failure != ENOENT) {
-      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "File: %s\nError: %s", path.c_str(),
-                           std::strerror(failure));
-    }
-    return false;
-  }
-  return (data.st_mode & kFileBit) != 0;
+  return look(path, "File", data) && (data.st_mode & kFileBit) != 0;
 }
 
 bool directoryExists(const std::string& path) {
   struct stat data = {};
-  if (stat(path.c_str(), &data) != 0) {
-    if (const int failure = errno; failure != ENOENT) {
-      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "Directory: %s\nError: %s", path.c_str(),
-                           std::strerror(failure));
-    }
-    return false;
-  }
-  return (data.st_mode & kDirectoryBit) != 0;
+  return look(path, "Directory", data) && (data.st_mode & kDirectoryBit) != 0;
 }
 
 bool fileIsReadable(const std::string& path) {
   struct stat data = {};
-  if (stat(path.c_str(), &data) != 0) {
-    if (const int failure = errno; failure != ENOENT) {
-      LOG_RETURN_CODE_TEXT(kLogError, "_tstat", failure, "File: %s\nError: %s", path.c_str(),
-                           std::strerror(failure));
-    }
+  if (!look(path, "File", data)) {
     return false;
   }
+  // Ahead of the kind: a device or a pipe, whose size is 0, is told of as empty.
   if (data.st_size == 0) {
     LOG_MESSAGE(kLogWarning, "File (%s) is empty.", path.c_str());
     return false;
@@ -229,6 +229,7 @@ bool statPath(const char* path, struct stat* buffer) {
 }
 
 bool install_sighdlr(int signal, SignalHandler handler, SignalHandler* previous) {
+  // First of all: a caller that puts the old handler back mustn't find one of its own past there.
   if (previous != nullptr) {
     *previous = nullptr;
   }

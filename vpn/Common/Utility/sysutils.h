@@ -116,7 +116,8 @@ class ProcessTable {
   // The bytes that the records need now. Returns 0 or an errno value.
   virtual int size(std::size_t& bytes) = 0;
   // Fills `records`, of `bytes` bytes, and stores the bytes used in `bytes`. Returns 0, ENOMEM where
-  // the table has outgrown them, or another errno value.
+  // the table has outgrown them, which has it asked for anew, or another errno value: EAGAIN where the host
+  // itself has no memory to tell.
   virtual int read(BSDProcess* records, std::size_t& bytes) = 0;
   virtual void* allocate(std::size_t bytes);
 };

@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/sysutils.h"
 
 namespace halvo {
@@ -20,11 +20,6 @@ namespace {
 
 // Room for processes that start between the two looks at the table.
 constexpr std::size_t kSpareRecords = 16;
-
-struct FolderCloser {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-using Folder = std::unique_ptr<DIR, FolderCloser>;
 
 // The process id that a name in /proc stands for; 0 for the other names.
 pid_t processIdOf(const char* name) {
@@ -37,12 +32,12 @@ pid_t processIdOf(const char* name) {
 // Calls `visit` for each process id until it gives another result than 0, which is then the result.
 template <class Visitor>
 int forEachProcess(Visitor visit) {
-  const Folder folder(opendir("/proc"));
+  const FolderHolder folder(opendir("/proc"));
   if (folder == nullptr) {
     return errno;
   }
   for (;;) {
-    errno = 0;
+    errno = 0;  // a null answer says both "no more" and "no"
     const dirent* entry = readdir(folder.get());
     if (entry == nullptr) {
       return errno;
@@ -57,23 +52,19 @@ int forEachProcess(Visitor visit) {
 }
 
 int readWholeFile(const std::string& path, std::string& content) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+  const DescriptorHolder descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!descriptor) {
     return errno;
   }
-  int result = 0;
   char buffer[4096];
   for (;;) {
-    const ssize_t got = read(descriptor, buffer, sizeof(buffer));
+    const ssize_t got = read(descriptor.get(), buffer, sizeof(buffer));
     if (got > 0) {
       content.append(buffer, static_cast<std::size_t>(got));
     } else if (got == 0 || errno != EINTR) {
-      result = got == 0 ? 0 : errno;
-      break;
+      return got == 0 ? 0 : errno;
     }
   }
-  close(descriptor);
-  return result;
 }
 
 // What stands behind "LABEL:" and its white space, up to the line's end; empty where there is none.
@@ -145,6 +136,7 @@ class ProcFolderTable : public ProcessTable {
   int read(BSDProcess* records, std::size_t& bytes) override {
     const std::size_t room = bytes / sizeof(BSDProcess);
     std::size_t used = 0;
+    bool outgrown = false;
     const int result = forEachProcess([&](pid_t pid) {
       BSDProcess process = {};
       const int failure = readProcess(pid, process);
@@ -156,6 +148,7 @@ class ProcFolderTable : public ProcessTable {
         return failure;
       }
       if (used == room) {
+        outgrown = true;
         return ENOMEM;
       }
       records[used] = process;
@@ -163,7 +156,9 @@ class ProcFolderTable : public ProcessTable {
       return 0;
     });
     bytes = used * sizeof(BSDProcess);
-    return result;
+    // To the caller ENOMEM is a table that has grown, which it asks for anew without end. A host that has no
+    // memory for /proc answers the same, and would be asked for ever.
+    return result == ENOMEM && !outgrown ? EAGAIN : result;
   }
 };
 

@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -17,6 +18,28 @@
 #include "tests/support/Files.h"
 #include "tests/support/ForkedCase.h"
 #include "vpn/Common/Utility/sysutils.h"
+
+namespace {
+
+// Every second opendir() fails with this errno value, where it isn't 0.
+int s_nOpendirFailure = 0;
+unsigned s_nOpendirCalls = 0;
+
+}  // namespace
+
+extern "C" {
+
+DIR* __real_opendir(const char* path);
+DIR* __wrap_opendir(const char* path);
+DIR* __wrap_opendir(const char* path) {
+  if (s_nOpendirFailure != 0 && ++s_nOpendirCalls % 2 == 0) {
+    errno = s_nOpendirFailure;
+    return nullptr;
+  }
+  return __real_opendir(path);
+}
+
+}  // extern "C"
 
 namespace halvo {
 
@@ -192,6 +215,21 @@ TEST(LinuxProcessTest, ListWithOneFreeDescriptorFailsAndFreesWhatItHad) {
 TEST(LinuxProcessTest, ProcessZeroIsNone) {
   BSDProcess process = {};
   EXPECT_EQ(readProcess(0, process), ESRCH);
+}
+
+// A host short of memory answered ENOMEM for /proc itself. That was taken for a table that has grown, and
+// asked for again without end.
+TEST(ProcessListTest, HostWithoutMemoryForItsTableEndsIt) {
+  const test::ForkedResult result = test::runForked(
+      [] {
+        s_nOpendirFailure = ENOMEM;  // the look at the size passes, and the reading fails
+        BSDProcess* list = nullptr;
+        std::size_t count = 1;
+        const int failure = GetBSDProcessList(&list, &count);
+        return failure == EAGAIN && list == nullptr && count == 0 ? 0 : 1;
+      },
+      20);
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
 
@@ -33,6 +35,31 @@ class GenericErrorMute {
  private:
   xmlGenericErrorFunc m_pOldFunction;
   void* m_pOldContext;
+};
+
+struct ContextFreer {
+  void operator()(xmlParserCtxtPtr context) const {
+    // A document that declares entities leaves a stub behind that holds them, events or not.
+    xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+};
+using ContextHolder = std::unique_ptr<xmlParserCtxt, ContextFreer>;
+
+// Puts a handler into a context for as long as it lives. Freeing a context frees the handler that it finds,
+// which must not be one on the stack, whatever way the parse is left.
+class HandlerLoan {
+ public:
+  HandlerLoan(xmlParserCtxtPtr context, xmlSAXHandlerPtr handler)
+      : m_pContext(context), m_pOwn(std::exchange(context->sax, handler)) {}
+  ~HandlerLoan() { m_pContext->sax = m_pOwn; }
+  HandlerLoan(const HandlerLoan&) = delete;
+  HandlerLoan& operator=(const HandlerLoan&) = delete;
+
+ private:
+  xmlParserCtxtPtr m_pContext;
+  xmlSAXHandlerPtr m_pOwn;
 };
 
 XmlMgr* managerOf(void* ctx) {
@@ -60,9 +87,11 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   }
 
   const GenericErrorMute mute;
-  xmlParserCtxtPtr context = nullptr;
+  ContextHolder context;
   if (mode == kFile) {
-    context = isFileOrFolder(source) ? xmlCreateFileParserCtxt(source.c_str()) : nullptr;
+    if (isFileOrFolder(source)) {
+      context.reset(xmlCreateFileParserCtxt(source.c_str()));
+    }
     if (context == nullptr) {
       LOG_RETURN_CODE(kLogError, "xmlCreateFileParserCtxt", GLOBAL_ERROR_NULL_POINTER);
       return GLOBAL_ERROR_UNEXPECTED;
@@ -72,7 +101,7 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
     if (start == std::string::npos) {
       return GLOBAL_ERROR_UNEXPECTED;
     }
-    context = xmlCreateMemoryParserCtxt(source.data() + start, static_cast<int>(source.size() - start));
+    context.reset(xmlCreateMemoryParserCtxt(source.data() + start, static_cast<int>(source.size() - start)));
     if (context == nullptr) {
       LOG_RETURN_CODE(kLogError, "xmlCreateMemoryParserCtxt", GLOBAL_ERROR_NULL_POINTER);
       return GLOBAL_ERROR_UNEXPECTED;
@@ -90,19 +119,14 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   handler.characters = elementValueCB;
   handler.error = errorCB;
 
-  xmlSAXHandlerPtr own = context->sax;
-  context->sax = &handler;
-  const int answer = xmlParseDocument(context);
+  int answer = 0;
+  {
+    const HandlerLoan loan(context.get(), &handler);
+    answer = xmlParseDocument(context.get());
+  }
   if (answer != 0) {
     LOG_RETURN_CODE(kLogError, "xmlParseDocument", answer);
   }
-
-  // xmlFreeParserCtxt() frees the handler that it finds, which must not be the one on the stack.
-  context->sax = own;
-  // A document that declares entities leaves a stub behind that holds them, events or not.
-  xmlFreeDoc(context->myDoc);
-  context->myDoc = nullptr;
-  xmlFreeParserCtxt(context);
   return answer == 0 ? 0 : GLOBAL_ERROR_UNEXPECTED;
 }
 

@@ -19,6 +19,8 @@
 #include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 
 namespace halvo {
 
@@ -37,28 +39,23 @@ constexpr uLong kEncryptedFlag = 1;
 constexpr uLong kStored = 0;
 constexpr uLong kDeflated = 8;
 
-std::string withSlash(const std::string& folder) {
-  return !folder.empty() && folder.back() == '/' ? folder : folder + "/";
-}
-
 // Puts the regular files of `folder` on the list. Nothing here fails: what can't be walked becomes an
 // entry of its own, so that the bundle shows that it was there.
 void listFiles(const std::string& folder, bool recursive, std::list<std::string>& paths) {
   const std::string prefix = withSlash(folder);
-  DIR* const stream = opendir(prefix.c_str());
+  const FolderHolder stream(opendir(prefix.c_str()));
   if (stream == nullptr) {
     paths.push_back(prefix);
     return;
   }
-  while (const dirent* const entry = readdir(stream)) {
+  while (const dirent* const entry = readdir(stream.get())) {
     const std::string name = entry->d_name;
     if (entry->d_type == DT_REG) {
       paths.push_back(prefix + name);
-    } else if (entry->d_type == DT_DIR && name != "." && name != ".." && recursive) {
+    } else if (entry->d_type == DT_DIR && !isDotName(name) && recursive) {
       listFiles(prefix + name, recursive, paths);
     }
   }
-  closedir(stream);
 }
 
 // minizip takes a quarter of a megabyte for each entry and gives it back. glibc hands that much back to the
@@ -83,6 +80,18 @@ tm_zip entryTime(std::time_t modified) {
   }
   return result;
 }
+
+struct ZipCloser {
+  void operator()(void* archive) const { static_cast<void>(zipClose(archive, nullptr)); }
+};
+// What zipOpen64() gave. Closing writes the archive's directory. Its failure is nobody's, meant as it stands:
+// what is in the archive counts.
+using ZipHolder = std::unique_ptr<void, ZipCloser>;
+
+struct UnzipCloser {
+  void operator()(void* archive) const { static_cast<void>(unzClose(archive)); }
+};
+using UnzipHolder = std::unique_ptr<void, UnzipCloser>;
 
 // Whether the name stays below the folder that it is put behind.
 bool isSafeName(const std::string& name) {
@@ -142,8 +151,8 @@ ResultCode copyOpenEntry(unzFile archive, int descriptor) {
 ResultCode extractFile(unzFile archive, const std::string& path, bool overwrite) {
   // A link at the file's place isn't followed.
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | (overwrite ? O_TRUNC : O_EXCL);
-  const int descriptor = open(path.c_str(), flags, 0666);
-  if (descriptor < 0) {
+  DescriptorHolder descriptor(open(path.c_str(), flags, 0666));
+  if (!descriptor) {
     if (!overwrite && errno == EEXIST) {
       LOG_MESSAGE(kLogWarning, "Skipping file %s, because it already exists.", path.c_str());
       return 0;
@@ -151,9 +160,10 @@ ResultCode extractFile(unzFile archive, const std::string& path, bool overwrite)
     LOG_RETURN_CODE_DESCRIBED(kLogError, "open", errno, std::strerror(errno));
     return GLOBAL_ERROR_UNEXPECTED;
   }
-  const ResultCode result = copyOpenEntry(archive, descriptor);
-  close(descriptor);
+  const ResultCode result = copyOpenEntry(archive, descriptor.get());
+  descriptor.reset();
   if (result != 0) {
+    // Half a file would pass for a whole one.
     unlink(path.c_str());
   }
   return result;
@@ -230,7 +240,8 @@ ResultCode CZip::Zip(const std::string& folder, const std::string& bundlePath, c
 
 ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::string& bundlePath,
                                const std::list<std::string>& names, const std::string& password) {
-  const zipFile archive = zipOpen64(bundlePath.c_str(), APPEND_STATUS_CREATE);
+  const ZipHolder holder(zipOpen64(bundlePath.c_str(), APPEND_STATUS_CREATE));
+  const zipFile archive = holder.get();
   if (archive == nullptr) {
     LOG_RETURN_CODE(kLogError, "zipOpen64", GLOBAL_ERROR_BAD_PARAMETER);
     return GLOBAL_ERROR_BAD_PARAMETER;
@@ -293,12 +304,10 @@ ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::s
     file.close();
     const int closed = zipCloseFileInZip(archive);
     if (closed < 0) {
-      zipClose(archive, nullptr);
       LOG_RETURN_CODE(kLogError, "zipCloseFileInZip", closed);
       return static_cast<ResultCode>(closed);
     }
   }
-  zipClose(archive, nullptr);
   return 0;
 }
 
@@ -322,13 +331,14 @@ std::uint32_t CZip::getCrc(const std::string& path, bool& largeFile) {
 
 ResultCode CZip::Unzip(const std::string& bundlePath, const std::string& targetFolder,
                        std::list<std::string>& names, bool overwrite) {
-  const unzFile archive = unzOpen64(bundlePath.c_str());
+  const UnzipHolder holder(unzOpen64(bundlePath.c_str()));
+  const unzFile archive = holder.get();
   if (archive == nullptr) {
     LOG_MESSAGE(kLogError, "unzOpen64 returned NULL.");
     return GLOBAL_ERROR_BAD_PARAMETER;
   }
   unz_global_info64 summary = {};
-  static_cast<void>(unzGetGlobalInfo64(archive, &summary));
+  static_cast<void>(unzGetGlobalInfo64(archive, &summary));  // copies what the opening has read
 
   ResultCode result = 0;
   for (ZPOS64_T i = 0; i < summary.number_entry; ++i) {
@@ -339,10 +349,9 @@ ResultCode CZip::Unzip(const std::string& bundlePath, const std::string& targetF
       break;
     }
     const ResultCode extracted = extractEntry(archive, targetFolder, names, overwrite);
-    static_cast<void>(unzCloseCurrentFile(archive));
+    static_cast<void>(unzCloseCurrentFile(archive));  // closed already where all went well
     result = result != 0 ? result : extracted;
   }
-  unzClose(archive);
   return result;
 }
 

@@ -11,6 +11,8 @@
 #include <new>
 #include <string_view>
 
+#include "vpn/Common/Utility/Holders.h"
+
 namespace halvo::mocatalog {
 
 namespace {
@@ -127,8 +129,9 @@ bool fillEntries(const BoundDomain& record, std::uint64_t tableOffset, StringEnt
 // Reads magic and revision, checks them and maps the file. On success the record holds the mapping
 // and the magic; otherwise it stays unloaded.
 bool openFile(BoundDomain& record, const char* path, std::uint64_t size) {
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+  const DescriptorHolder holder(open(path, O_RDONLY | O_CLOEXEC));
+  const int descriptor = holder.get();
+  if (!holder) {
     return false;
   }
   std::uint32_t magic = 0;
@@ -142,7 +145,6 @@ bool openFile(BoundDomain& record, const char* path, std::uint64_t size) {
       inHostOrder(revision, magic) == 0) {
     record.mappedFile = mapFile(descriptor, size);
   }
-  close(descriptor);
   if (record.mappedFile == nullptr) {
     return false;
   }
