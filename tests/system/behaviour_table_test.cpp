@@ -21,9 +21,33 @@ using ::testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
+// "Class.test_name" of every test in a Python program.
+void addPythonTests(const std::string& text, std::set<std::string>& names) {
+  const std::regex line(R"(^(?:class (\w+)|    def (test_\w+)))");
+  std::string suite;
+  std::istringstream lines(text);
+  for (std::string row; std::getline(lines, row);) {
+    std::smatch match;
+    if (!std::regex_search(row, match, line)) {
+      continue;
+    }
+    if (match[1].matched) {
+      suite = match[1];
+    } else {
+      names.insert(suite + "." + match[2].str());
+    }
+  }
+}
+
 // "Suite.Name" of every test in the sources.
 std::set<std::string> testNames() {
   std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(sourcePath("tests/packaging"))) {
+    const std::string name = entry.path().filename();
+    if (name.size() > 8 && name.compare(name.size() - 8, 8, "_test.py") == 0) {
+      addPythonTests(readFile(entry.path()), names);
+    }
+  }
   const std::regex declaration(R"(TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\))");
   for (const char* folder : {"vpn", "l10n", "tests"}) {
     for (const auto& entry : fs::recursive_directory_iterator(sourcePath(folder))) {

@@ -1,0 +1,222 @@
+"""The packages in a system of their own: installed, used, upgraded, removed and purged.
+
+The system is made once by debootstrap, kept as an archive in the build folder, and unpacked for each run
+of this program. Its file list is compared at every step. Needs root and the distribution's mirror.
+"""
+
+import hashlib
+import os
+import pathlib
+import re
+import shutil
+import sys
+import time
+import unittest
+
+import support
+from packages_test import PREFIX, files, package
+from support import WORK, run
+
+BASE = WORK / "system.tar"
+BASE_AGE = 7 * 24 * 3600
+ROOT = WORK / "system"
+CONFIG = f"{PREFIX}/tolm/xml/config"
+
+# What package management itself writes, and what a system writes while it is used.
+OWN_PLACES = re.compile(
+    r"^/(proc|sys|dev|run|tmp|packages)(/|$)"
+    r"|^/var/(cache|log)/|^/var/lib/(dpkg|apt)/|^/var/tmp/"
+    r"|^/etc/ld\.so\.cache$|^/usr/share/(icons/hicolor/icon-theme\.cache|applications/mimeinfo\.cache)$")
+
+
+def in_root(command, timeout=600, check=True, user=None, display=False):
+    """Runs a shell command in the system, in namespaces that end with it."""
+    script = f"""
+        mount --make-rprivate /
+        mount -t proc proc {ROOT}/proc
+        mount --rbind /dev {ROOT}/dev
+        mount -t tmpfs -o mode=1777 tmpfs {ROOT}/tmp
+        mount -t tmpfs tmpfs {ROOT}/run
+        mkdir -p {ROOT}/packages
+        if [ -d {WORK}/offered ]; then mount --bind {WORK}/offered {ROOT}/packages; fi
+        export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root USER=root
+        exec chroot {ROOT} sh -c "$0"
+    """
+    if user:
+        command = f"exec su -s /bin/sh - {user} -c '{command}'"
+    return run(["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-ec", script, command],
+               timeout=timeout, check=check)
+
+
+def snapshot():
+    """Path to what it is, of every file in the system that isn't package management's own."""
+    found = {}
+    for folder, folders, names in os.walk(ROOT):
+        for name in folders + names:
+            full = os.path.join(folder, name)
+            path = full[len(str(ROOT)):]
+            if OWN_PLACES.search(path):
+                continue
+            if os.path.islink(full):
+                found[path] = "-> " + os.readlink(full)
+            elif os.path.isdir(full):
+                found[path] = "folder"
+            elif os.path.isfile(full):
+                with open(full, "rb") as file:
+                    found[path] = hashlib.sha256(file.read()).hexdigest()
+        folders[:] = [name for name in folders if not OWN_PLACES.search(f"{folder[len(str(ROOT)):]}/{name}")]
+    return found
+
+
+def make_base():
+    if BASE.exists() and time.time() - BASE.stat().st_mtime < BASE_AGE:
+        return
+    shutil.rmtree(ROOT, ignore_errors=True)
+    mirror = os.environ.get("TOLM_MIRROR", "http://deb.debian.org/debian")
+    run(["debootstrap", "--variant=minbase", "--include=xvfb,xdotool,unzip,ca-certificates", "bookworm", ROOT,
+         mirror], timeout=900)
+    # No service may be started by a package of the system.
+    policy = ROOT / "usr/sbin/policy-rc.d"
+    policy.write_text("#!/bin/sh\nexit 101\n", encoding="utf-8")
+    policy.chmod(0o755)
+    run(["tar", "-C", WORK, "-cf", BASE, "system"], timeout=300)
+
+
+def repacked(name, version, change):
+    """The package as one of another version, with its tree changed by `change`."""
+    tree = WORK / "repacked" / name
+    shutil.rmtree(tree, ignore_errors=True)
+    tree.mkdir(parents=True)
+    run(["dpkg-deb", "-R", package(name), tree])
+    control = tree / "DEBIAN/control"
+    text = control.read_text(encoding="utf-8")
+    old = re.search("^Version: (.*)$", text, re.M)[1]
+    control.write_text(text.replace(f"Version: {old}", f"Version: {version}").replace(f"(= {old})", f"(= {version})"),
+                       encoding="utf-8")
+    change(tree)
+    target = WORK / "offered" / f"{name}_{version}.deb"
+    run(["dpkg-deb", "--root-owner-group", "-b", tree, target], timeout=300)
+    return target.name
+
+
+class InstallationTest(unittest.TestCase):
+    """One life of an installation; the tests run in the order of their names and build on each other."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        if os.geteuid() != 0:
+            sys.exit("The tests of an installation need root, for a system of their own: sudo ./test --all")
+        WORK.mkdir(parents=True, exist_ok=True)
+        make_base()
+        shutil.rmtree(ROOT, ignore_errors=True)
+        run(["tar", "-C", WORK, "-xf", BASE], timeout=300)
+        shutil.copy("/etc/resolv.conf", ROOT / "etc/resolv.conf")
+
+        offered = WORK / "offered"
+        shutil.rmtree(offered, ignore_errors=True)
+        offered.mkdir()
+        cls.names = {}
+        for name in ("tolm-console", "tolm", "tolm-doc"):
+            shutil.copy(package(name), offered)
+            cls.names[name] = package(name).name
+
+        # The version before: one document reads otherwise, and one is there no more.
+        def older(tree):
+            for document in (tree / CONFIG[1:]).glob("network.xml"):
+                document.write_text("<config><configure><title>Older</title></configure></config>\n", encoding="utf-8")
+        cls.before = [repacked("tolm-console", "0.9.0", older)]
+        cls.before += [repacked(name, "0.9.0", lambda tree: None) for name in ("tolm", "tolm-doc")]
+
+        # What the packages stand on comes first, so that each list shows the packages alone.
+        depends = ", ".join(
+            re.sub(r"\btolm-console[^,]*,? ?", "", run(["dpkg-deb", "-f", package(name), "Depends"]).stdout.strip())
+            for name in ("tolm-console", "tolm"))
+        in_root("apt-get -q update && apt-get -qy --no-install-recommends satisfy '" + depends + "'"
+                " && useradd --create-home --shell /bin/sh tester && mkdir /home/tester/Desktop"
+                " && chown tester: /home/tester/Desktop", timeout=900)
+        cls.bare = snapshot()
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(ROOT, ignore_errors=True)
+
+    def install(self, names):
+        # As an administrator's script does it: what was changed is kept.
+        in_root("dpkg --force-confold -i " + " ".join(f"/packages/{name}" for name in names))
+
+    def added(self):
+        """What stands there that didn't before the packages came; user files left out."""
+        now = snapshot()
+        changed = {path for path, what in self.bare.items() if now.get(path) != what}
+        self.assertEqual(changed, set(), "files of other packages were changed")
+        return {path for path, what in now.items() if path not in self.bare and what != "folder"
+                and not path.startswith("/home/")}
+
+    def all_files(self):
+        return files("tolm-console") | files("tolm") | files("tolm-doc")
+
+    def test_1_the_version_before_is_installed_file_by_file(self):
+        self.install(self.before)
+        self.assertEqual(self.added(), self.all_files())
+
+    def test_2_a_user_gathers_a_bundle(self):
+        # What the samples ask for may be missing from so small a system; the bundle tells that.
+        result = in_root("tmtolm collect --bundle /home/tester/own.zip", user="tester")
+        self.assertIn("Bundle: /home/tester/own.zip", result.stdout)
+        listing = in_root("unzip -l /home/tester/own.zip").stdout
+        self.assertIn("summary.txt", listing)
+        self.assertIn("System/uname_result.txt", listing)
+        self.assertEqual(self.added(), self.all_files())
+
+    def test_3_the_program_is_found_by_its_name(self):
+        self.assertEqual(in_root("readlink -f /usr/bin/tmtolm").stdout.strip(), f"{PREFIX}/bin/tmtolm")
+
+    def test_4_the_wizard_opens_its_window_and_gathers(self):
+        # Return presses the button that has the focus, Run.
+        script = ("Xvfb :7 -screen 0 1024x768x24 -nolisten tcp >/tmp/xvfb.log 2>&1 & "
+                  "export DISPLAY=:7 LC_ALL=C.UTF-8; sleep 2; "
+                  f"{PREFIX}/bin/tmtolmui >/tmp/wizard.log 2>&1 & "
+                  "window=$(timeout 60 xdotool search --sync --onlyvisible --class tmtolmui | head -n 1); "
+                  'xdotool windowfocus "$window"; sleep 1; xdotool key --window "$window" Return; '
+                  "for i in $(seq 1 120); do ls /home/tester/Desktop/*.zip 2>/dev/null && break; sleep 1; done; "
+                  "cat /tmp/wizard.log")
+        result = in_root(script, user="tester", timeout=300)
+        self.assertRegex(result.stdout, r"/home/tester/Desktop/TOLMBundle_\d{4}_\d{4}\.zip", result.stdout)
+
+    def test_5_an_upgrade_keeps_what_was_changed_and_takes_what_was_not(self):
+        changed = pathlib.Path(f"{ROOT}{CONFIG}/client.xml")
+        changed.write_text(changed.read_text(encoding="utf-8") + "<!-- ours -->\n", encoding="utf-8")
+        own = pathlib.Path(f"{ROOT}{CONFIG}/own.xml")
+        own.write_text("<config/>", encoding="utf-8")
+        deleted = pathlib.Path(f"{ROOT}{CONFIG}/user.xml")
+        deleted.unlink()
+
+        self.install(self.names.values())
+
+        self.assertTrue(changed.read_text(encoding="utf-8").endswith("<!-- ours -->\n"))
+        self.assertEqual(own.read_text(encoding="utf-8"), "<config/>")
+        self.assertFalse(deleted.exists())
+        self.assertNotIn("Older", pathlib.Path(f"{ROOT}{CONFIG}/network.xml").read_text(encoding="utf-8"))
+        self.assertEqual(self.added(), self.all_files() - {f"{CONFIG}/user.xml"} | {f"{CONFIG}/own.xml"})
+
+    def test_6_a_removal_leaves_the_documents_alone(self):
+        in_root("dpkg --remove tolm tolm-console tolm-doc")
+        left = {path for path in self.all_files() if path.startswith(CONFIG)}
+        self.assertEqual(self.added(), left - {f"{CONFIG}/user.xml"} | {f"{CONFIG}/own.xml"})
+
+    def test_7_a_purge_leaves_nothing_but_what_is_not_ours(self):
+        in_root("dpkg --purge tolm tolm-console tolm-doc")
+        self.assertEqual(self.added(), {f"{CONFIG}/own.xml"})
+
+    def test_8_without_documents_of_others_a_purge_leaves_nothing_at_all(self):
+        shutil.rmtree(f"{ROOT}/opt/halvo")
+        self.install(self.names.values())
+        in_root("dpkg --purge tolm tolm-console tolm-doc")
+        now = {path for path in snapshot() if not path.startswith("/home/")}
+        self.assertEqual(now - set(self.bare), set())
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,229 @@
+"""The built packages: what they hold, how they were compiled, and that they come out the same again."""
+
+import hashlib
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+import support
+from support import PACKAGES, SOURCE, WORK, run
+
+PREFIX = "/opt/halvo/tessarmont"
+
+
+def package(name):
+    found = list(PACKAGES.glob(f"{name}_*.deb"))
+    assert len(found) == 1, f"{name}: {found}"
+    return found[0]
+
+
+def contents(name):
+    """The files and links of a package: path to (mode, owner, target of a link)."""
+    found = {}
+    for line in run(["dpkg-deb", "-c", package(name)]).stdout.splitlines():
+        mode, owner, _, _, _, path = line.split(None, 5)
+        path, _, target = path.partition(" -> ")
+        found[path[1:]] = (mode, owner, target)
+    return found
+
+
+def files(name):
+    return {path for path in contents(name) if not path.endswith("/")}
+
+
+class PackagesTest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.trees = {}
+        for name in ("tolm-console", "tolm", "tolm-doc"):
+            cls.trees[name] = WORK / "unpacked" / name
+            shutil.rmtree(cls.trees[name], ignore_errors=True)
+            cls.trees[name].mkdir(parents=True)
+            run(["dpkg-deb", "-R", package(name), cls.trees[name]])
+
+    def programs(self):
+        return [self.trees["tolm-console"] / "opt/halvo/tessarmont/bin/tmtolm",
+                self.trees["tolm"] / "opt/halvo/tessarmont/bin/tmtolmui"]
+
+    def test_lintian_has_nothing_to_say(self):
+        changes = list(PACKAGES.glob("*.changes"))
+        self.assertEqual(len(changes), 1)
+        command = ["lintian", "-i", "--pedantic", "--fail-on", "error,warning,info,pedantic", changes[0]]
+        if os.geteuid() == 0:
+            command.insert(1, "--allow-root")
+        result = run(command, check=False, timeout=300)
+        tags = [line for line in result.stdout.splitlines() if re.match("[EWIP]: ", line)]
+        self.assertEqual((tags, result.returncode), ([], 0), result.stdout)
+
+    def test_every_override_has_its_reason(self):
+        for file in (SOURCE / "packaging/debian").glob("*lintian-overrides"):
+            previous = ""
+            for line in file.read_text(encoding="utf-8").splitlines():
+                if line and not line.startswith("#"):
+                    self.assertTrue(previous.startswith("#") or previous.split("[")[0] == line.split("[")[0],
+                                    f"{file.name}: {line}")
+                previous = line
+
+    def test_the_program_and_the_documents_stand_below_the_suite(self):
+        self.assertIn(f"{PREFIX}/bin/tmtolm", files("tolm-console"))
+        documents = {f"{PREFIX}/tolm/xml/config/{path.name}" for path in (SOURCE / "samples").glob("*.xml")}
+        self.assertGreater(len(documents), 4)
+        self.assertLessEqual(documents, files("tolm-console"))
+        self.assertIn(f"{PREFIX}/bin/tmtolmui", files("tolm"))
+        self.assertIn(f"{PREFIX}/l10n/de/LC_MESSAGES/Tessarmont.mo", files("tolm"))
+
+    def test_what_the_system_looks_for_stands_where_it_looks(self):
+        self.assertLessEqual({
+            "/usr/bin/tmtolm", "/usr/share/man/man1/tmtolm.1.gz", "/usr/share/man/man5/tolm-document.5.gz",
+            "/usr/share/man/man5/tolm-request.5.gz", "/usr/share/bash-completion/completions/tmtolm",
+            "/usr/share/zsh/vendor-completions/_tmtolm", "/usr/share/fish/vendor_completions.d/tmtolm.fish",
+            "/usr/lib/tmpfiles.d/tolm.conf"}, files("tolm-console"))
+        self.assertEqual(contents("tolm-console")["/usr/bin/tmtolm"][2].lstrip("./"),
+                         f"{PREFIX}/bin/tmtolm".lstrip("/"))
+        self.assertLessEqual({
+            "/usr/share/man/man1/tmtolmui.1.gz", "/usr/share/applications/com.halvo.tessarmont.tolm.desktop",
+            "/usr/share/metainfo/com.halvo.tessarmont.tolm.metainfo.xml",
+            "/usr/share/icons/hicolor/scalable/apps/com.halvo.tessarmont.tolm.svg"}, files("tolm"))
+
+    def test_the_guides_are_all_there(self):
+        guides = {f"/usr/share/doc/tolm-doc/{path.name}" for path in (SOURCE / "docs").glob("*.md")}
+        self.assertGreater(len(guides), 5)
+        self.assertLessEqual(guides, files("tolm-doc"))
+
+    def test_every_file_belongs_to_root_and_nobody_else_may_write(self):
+        for name in self.trees:
+            for path, (mode, owner, _) in contents(name).items():
+                self.assertEqual(owner, "root/root", path)
+                if not mode.startswith("l"):
+                    self.assertNotIn("w", mode[4:], f"{path} {mode}")
+                    self.assertNotIn("s", mode, path)
+
+    def test_the_documents_are_conffiles(self):
+        conffiles = (self.trees["tolm-console"] / "DEBIAN/conffiles").read_text(encoding="utf-8").split()
+        documents = sorted(path for path in files("tolm-console") if path.startswith(f"{PREFIX}/tolm/xml/config/"))
+        self.assertEqual(conffiles, documents)
+
+    def test_no_script_runs_at_installation(self):
+        for name, tree in self.trees.items():
+            control = {path.name for path in (tree / "DEBIAN").iterdir()}
+            self.assertLessEqual(control, {"control", "md5sums", "conffiles"}, name)
+
+    def test_nothing_starts_by_itself(self):
+        for name in self.trees:
+            for path in files(name):
+                self.assertNotRegex(path, r"^/(etc|usr)/(lib/)?(systemd|init\.d|cron|xdg/autostart|dbus)")
+
+    def test_the_programs_are_hardened(self):
+        for program in self.programs():
+            with self.subTest(program.name):
+                header = run(["readelf", "-hW", program]).stdout
+                self.assertRegex(header, r"Type:\s+DYN \(Position-Independent Executable")
+                segments = run(["readelf", "-lW", program]).stdout
+                self.assertIn("GNU_RELRO", segments)
+                stack = [line for line in segments.splitlines() if "GNU_STACK" in line]
+                self.assertEqual(len(stack), 1)
+                self.assertNotIn("E", stack[0].split()[-2])
+                dynamic = run(["readelf", "-dW", program]).stdout
+                self.assertRegex(dynamic, r"FLAGS.*BIND_NOW|BIND_NOW")
+                self.assertNotRegex(dynamic, "RPATH|RUNPATH|TEXTREL")
+                symbols = run(["readelf", "--dyn-syms", "-W", program]).stdout
+                self.assertIn("__stack_chk_fail", symbols)
+                self.assertRegex(symbols, r"__\w+_chk@")
+                if "X86-64" in header:
+                    # A landing place at every function that may be called through a pointer.
+                    self.assertGreater(program.read_bytes().count(b"\xf3\x0f\x1e\xfa"), 200)
+
+    def test_every_file_is_compiled_with_the_flags(self):
+        log = (PACKAGES / "build.log").read_text(encoding="utf-8")
+        compiled = [line for line in log.splitlines() if re.search(r"c(\+\+|c) .* -c \S+\.(cpp|c)$", line)]
+        self.assertGreater(len(compiled), 50)
+        for line in compiled:
+            for flag in ("-O3", "-D_FORTIFY_SOURCE=3", "-fstack-protector-strong", "-fstack-clash-protection",
+                         "-fcf-protection"):
+                self.assertIn(flag, line)
+        # A checker that knows none of this tree's own flags. Position independence is seen in the programs.
+        result = run(["blhc", "--bindnow", "--ignore-flag", "-fPIE", PACKAGES / "build.log"], check=False)
+        self.assertEqual((result.stdout, result.returncode), ("", 0))
+
+    def test_no_path_of_the_build_is_left_in_the_programs(self):
+        for program in self.programs():
+            self.assertNotIn(b"/tree/vpn/", program.read_bytes(), program.name)
+
+    def test_the_versions_of_package_and_program_are_one(self):
+        version = re.search(r"project\(tolm VERSION (\S+)",
+                            (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+        head = (SOURCE / "packaging/debian/changelog").read_text(encoding="utf-8").splitlines()[0]
+        self.assertTrue(head.startswith(f"tolm ({version}) "), head)
+        self.assertIn(f"version: {version}\n",
+                      (SOURCE / "packaging/ansible/halvo/tessarmont/galaxy.yml").read_text(encoding="utf-8"))
+        self.assertEqual(run([self.programs()[0], "--version"]).stdout.split()[-1], version)
+
+    def test_packages_built_elsewhere_are_the_same_bytes(self):
+        # Another folder, clock zone, language and umask, other rights of a file that is read, no compiler
+        # cache, one processor less.
+        with tempfile.TemporaryDirectory(prefix="elsewhere", dir=WORK) as folder:
+            environment = dict(os.environ, TZ="Asia/Kathmandu", LC_ALL="C", CCACHE_DISABLE="1",
+                               DEB_BUILD_OPTIONS="parallel=2")
+            run(["bash", "-c", f'umask 077; exec "{SOURCE}/package" --no-install --output "{folder}/output" '
+                 f'--work "{folder}/a-longer-name-than-before"'], env=environment, timeout=1500)
+            built = {path.name: hashlib.sha256(path.read_bytes()).hexdigest()
+                     for path in PACKAGES.glob("*.deb")}
+            again = {path.name: hashlib.sha256(path.read_bytes()).hexdigest()
+                     for path in (SOURCE / folder / "output").glob("*.deb")}
+        self.assertGreaterEqual(len(built), 3)
+        self.assertEqual(again, built)
+
+
+class TmpfilesTest(unittest.TestCase):
+    """The lines for left-over work folders, carried out by systemd's own program."""
+
+    def setUp(self):
+        WORK.mkdir(parents=True, exist_ok=True)
+        self.root = tempfile.mkdtemp(prefix="tmpfiles", dir=WORK)
+        self.addCleanup(shutil.rmtree, self.root, ignore_errors=True)
+        self.folder = f"{self.root}/tmp/TOLM_Temp_Bundle__1_2"
+        for path in (f"{self.folder}/Client", f"{self.root}/tmp/other", f"{self.root}/etc"):
+            os.makedirs(path)
+        for path in (f"{self.folder}/Client/client.log", f"{self.root}/tmp/other/file"):
+            with open(path, "w", encoding="utf-8") as file:
+                file.write("x")
+
+    def clean(self, *options, later):
+        # A file's times can't all be set back, so the clock is put forward.
+        lines = SOURCE / "packaging/tmpfiles.d/tolm.conf"
+        result = run(["faketime", "-f", later, "systemd-tmpfiles", *options, f"--root={self.root}", lines],
+                     env=dict(os.environ, LC_ALL="C"), check=False)
+        self.assertNotRegex(result.stdout, "(?i)syntax|unknown|invalid")
+
+    def test_a_folder_of_today_is_kept(self):
+        self.clean("--clean", later="+2h")
+        self.assertTrue(os.path.exists(f"{self.folder}/Client/client.log"))
+
+    def test_what_a_folder_holds_is_removed_after_a_day(self):
+        self.clean("--clean", later="+26h")
+        self.assertFalse(os.path.exists(f"{self.folder}/Client"))
+        self.assertTrue(os.path.exists(f"{self.root}/tmp/other/file"))
+
+    def test_the_folder_is_removed_at_the_start_of_the_machine(self):
+        self.clean("--remove", "--boot", later="+1s")
+        self.assertFalse(os.path.exists(self.folder))
+        self.assertTrue(os.path.exists(f"{self.root}/tmp/other/file"))
+
+    def test_the_folder_of_a_run_stays_outside_of_a_start(self):
+        self.clean("--remove", later="+1s")
+        self.assertTrue(os.path.exists(f"{self.folder}/Client/client.log"))
+
+    def test_a_link_in_a_left_over_folder_is_not_followed(self):
+        os.symlink(f"{self.root}/tmp/other", f"{self.folder}/link")
+        self.clean("--clean", later="+26h")
+        self.assertTrue(os.path.exists(f"{self.root}/tmp/other/file"))
+
+
+if __name__ == "__main__":
+    support.main()
