@@ -49,12 +49,6 @@ struct CollectSettings : RunSettings {
   std::string configFolder;
   // Empty for no encryption. The run takes its own copy into locked memory and wipes this string.
   std::string password;
-  // What a plan of the run says it will copy, in bytes; 0 for not known.
-  std::uint64_t plannedBytes = 0;
-  // The largest planned file: one of 4 GiB and more needs a password. 0 and empty for not known.
-  std::uint64_t plannedLargestBytes = 0;
-  std::string plannedLargestFile;
-
   // Steps between the last document and the archive, in order, over the whole work folder: to leave
   // something out of it, to make something unreadable. One that fails ends the run as a failed archive,
   // with its reason. Called on the run's thread.
@@ -93,6 +87,8 @@ struct RunOutcome {
   [[nodiscard]] bool isWhole() const { return code == 0 && lostCount == 0; }
 };
 
+class RunLock;
+
 class CollectRun {
  public:
   explicit CollectRun(CollectSettings settings);
@@ -106,8 +102,12 @@ class CollectRun {
   RunOutcome run();
 
  private:
-  RunOutcome runGuarded();
-  RunOutcome runEngine(class RunLock& lock);
+  RunOutcome makeRun();
+  // What stands in the way of the run, found without doing anything.
+  RunOutcome lookAhead();
+  RunOutcome lookAtSizes();
+  RunOutcome runEngine(RunLock& lock);
+  [[nodiscard]] std::string configFolder() const;
 
   CollectSettings m_Settings;
 };
@@ -115,11 +115,18 @@ class CollectRun {
 class ClearRun {
  public:
   explicit ClearRun(RunSettings settings);
+  // As above, for a run that deletes logs and makes no bundle.
   RunOutcome run();
 
  private:
+  RunOutcome makeRun();
+
   RunSettings m_Settings;
 };
+
+// Where the wizard puts a bundle: the Desktop folder and a name made of the present time. A variable
+// that isn't set stays in the path as it is.
+std::string defaultBundlePath();
 
 // The line that tells a run's failure: text, code as 0xFEAF000B, and the reason behind a semicolon.
 std::string failureLine(const RunOutcome& outcome);

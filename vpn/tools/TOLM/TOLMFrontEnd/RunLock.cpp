@@ -125,7 +125,7 @@ int lockFile(int file, int operation) {
 RunLock::~RunLock() {
   if (m_bHeld) {
     // Nothing is left half done where the object is destroyed.
-    static_cast<void>(ftruncate(m_nFile, 0));
+    static_cast<void>(!ftruncate(m_nFile, 0));
   }
   if (m_nFile >= 0) {
     close(m_nFile);

@@ -1,0 +1,323 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <new>
+#include <utility>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/BundlePlace.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/DroppedOutput.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/LeftOvers.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/PlannedSizes.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RequestCheck.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunLock.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Trust.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/WholeBundle.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr char kWorkParent[] = "/tmp";
+// The texts that the engine fails with in the same cases.
+constexpr char kNoBundle[] = "Internal Error: failed to zip the bundle...";
+constexpr char kBadRequest[] =
+    "Internal Error: invalid request XML, please contact your administrator, or run in default mode";
+constexpr char kNoMemory[] = "Internal Error: out of memory...";
+
+RunOutcome failure(ResultCode code, const std::string& text, const std::string& reason) {
+  RunOutcome outcome;
+  outcome.code = code;
+  outcome.text = text;
+  outcome.reason = reason;
+  return outcome;
+}
+
+// A run that ends before the engine is asked ends for the listeners of the engine's progress all the same.
+RunOutcome refuse(RunOutcome outcome) {
+  LOG_RETURN_CODE_TEXT(kLogError, "CollectRun::run", outcome.code, "%s", failureLine(outcome).c_str());
+  reportProgress(0, outcome.text, outcome.code);
+  return outcome;
+}
+
+void tell(const RunSettings& settings, const std::string& line) {
+  if (settings.tell) {
+    settings.tell(line);
+  }
+}
+
+RunOutcome lookAtDocuments(const std::string& folder) {
+  const std::string problem = documentTrustProblem(folder);
+  return problem.empty()
+             ? RunOutcome()
+             : failure(TOLMENGINE_ERROR_INTERNAL,
+                       "the instruction documents can't be trusted, and nothing was run", problem);
+}
+
+RunOutcome takeLock(const RunSettings& settings, RunLock& lock) {
+  if (lock.tryAcquire() != RunLock::Answer::kBusy) {
+    return RunOutcome();
+  }
+  const std::string holder =
+      lock.holder() > 0 ? "process " + std::to_string(lock.holder()) : "another process";
+  if (settings.wait) {
+    tell(settings, "waiting for the run of " + holder + " to end");
+    static_cast<void>(lock.acquire());
+    return RunOutcome();
+  }
+  return failure(TOLMENGINE_ERROR_ALREADY_INITIALIZED, holder + " is making a run already",
+                 "a run at a time, or --wait to wait for that one");
+}
+
+GuardSettings guardSettings(const RunSettings& settings, const TOLMEngine& engine, int errorStream) {
+  GuardSettings guard;
+  guard.program = settings.program;
+  guard.commandTimeoutSeconds = settings.commandTimeoutSeconds;
+  guard.endBySignal = settings.endBySignal;
+  guard.errorStream = errorStream;
+  guard.workFolder = [&engine] { return engine.tempFolder(); };
+  guard.tell = settings.tell;
+  return guard;
+}
+
+// What an engine that ran out of memory couldn't remove.
+void removeWorkFolder(const TOLMEngine& engine) {
+  if (const std::string folder = engine.tempFolder(); !folder.empty()) {
+    removeFolder(AT_FDCWD, folder.c_str());
+  }
+}
+
+void logBegin(const RunSettings& settings, const char* kind, const std::string& request,
+              const std::string& folder, const std::string& bundle) {
+  const std::string user = helperUtil::getUserName();
+  LOG_MESSAGE(kLogInformation,
+              "Run begins: %s %s, %s, request \"%s\", documents in \"%s\", bundle \"%s\", user \"%s\" (%u)",
+              settings.program.c_str(), TOLM_VERSION, kind, request.c_str(), folder.c_str(), bundle.c_str(),
+              user.c_str(), static_cast<unsigned>(geteuid()));
+}
+
+void logEnd(const RunOutcome& outcome) {
+  LOG_MESSAGE(kLogInformation,
+              "Run ends: code 0x%.8X, %llu files, %llu bytes, %.1f seconds, %zu cut short or missing",
+              static_cast<unsigned>(outcome.code), static_cast<unsigned long long>(outcome.files),
+              static_cast<unsigned long long>(outcome.bundleBytes), outcome.seconds, outcome.lostCount);
+}
+
+// Makes a run: the records around it, its time, and memory that runs out anywhere in it.
+RunOutcome makeTimed(const std::function<RunOutcome()>& make) {
+  const auto begin = std::chrono::steady_clock::now();
+  RunOutcome outcome;
+  try {
+    outcome = make();
+  } catch (const std::bad_alloc&) {
+    outcome = RunOutcome();
+    outcome.code = TOLMENGINE_ERROR_MEMALLOC_FAILED;
+    // Short enough to lie in the string itself where there is nothing left at all.
+    outcome.text = "out of memory";
+    reportProgress(0, "", outcome.code);
+  }
+  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  logEnd(outcome);
+  return outcome;
+}
+
+}  // namespace
+
+CollectRun::CollectRun(CollectSettings settings) : m_Settings(std::move(settings)) {}
+
+CollectRun::~CollectRun() {
+  wipe(m_Settings.password);
+}
+
+std::string CollectRun::configFolder() const {
+  return m_Settings.configFolder.empty() ? helperUtil::defaultConfigFolder() : m_Settings.configFolder;
+}
+
+RunOutcome CollectRun::run() {
+  if (m_Settings.keepOlderBundle) {
+    m_Settings.bundlePath = freeBundlePath(m_Settings.bundlePath);
+  }
+  logBegin(m_Settings, "collect run", m_Settings.requestPath, configFolder(), m_Settings.bundlePath);
+  return makeTimed([this] { return makeRun(); });
+}
+
+RunOutcome CollectRun::lookAhead() {
+  if (const std::string problem = bundlePlaceProblem(m_Settings.bundlePath); !problem.empty()) {
+    return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, problem);
+  }
+  if (m_Settings.configFolder.empty()) {
+    if (RunOutcome outcome = lookAtDocuments(configFolder()); outcome.code != 0) {
+      return outcome;
+    }
+  }
+  if (!m_Settings.requestPath.empty()) {
+    if (const std::string problem = requestProblem(m_Settings.requestPath); !problem.empty()) {
+      return failure(TOLMENGINE_ERROR_INVALID_XML, kBadRequest, problem);
+    }
+  }
+  return RunOutcome();
+}
+
+RunOutcome CollectRun::lookAtSizes() {
+  const PlannedSizes sizes = planSizes(m_Settings.requestPath, configFolder());
+  const std::string large = m_Settings.archiveWriter ? ""
+                                                     : largeFileProblem(sizes.largestFile, sizes.largestBytes,
+                                                                        !m_Settings.password.empty());
+  if (!large.empty()) {
+    return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, large);
+  }
+  const std::string place = folderOf(TOLMEngine::zipPath(m_Settings.bundlePath));
+  const SpaceFindings space =
+      compareSpace(sizes.bytes, freeSpace(kWorkParent), freeSpace(place), kWorkParent, place);
+  if (!space.problem.empty()) {
+    return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, space.problem);
+  }
+  if (!space.remark.empty()) {
+    tell(m_Settings, space.remark);
+  }
+  return RunOutcome();
+}
+
+RunOutcome CollectRun::makeRun() {
+  if (RunOutcome outcome = lookAhead(); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  RunLock lock;
+  if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  removeUnfinishedBundle(lock.unfinishedBundle());
+  removeUnfinishedBundles(folderOf(TOLMEngine::zipPath(m_Settings.bundlePath)));
+  removeLeftOverFolders(kWorkParent);
+  // Behind the left-overs, whose room is free now.
+  if (RunOutcome outcome = lookAtSizes(); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  return runEngine(lock);
+}
+
+RunOutcome CollectRun::runEngine(RunLock& lock) {
+  const Secret password(m_Settings.password);
+  WholeBundle bundle(
+      password,
+      [&lock](const std::string& path) {
+        RunGuard::noteUnfinishedFile(path);
+        lock.noteBundle(path);
+      },
+      m_Settings.archiveWriter);
+  std::string stepReason;
+  // The engine needs no password: what it would do with it is the archive, which is made here.
+  TOLMEngine engine(m_Settings.requestPath, m_Settings.bundlePath, "", false);
+  if (!m_Settings.configFolder.empty()) {
+    engine.setConfigFolder(m_Settings.configFolder);
+  }
+  engine.setArchiveStep(
+      [&](const std::string& folder, const std::string& path, const std::string& /*password*/) -> ResultCode {
+        for (const CollectSettings::FolderStep& step : m_Settings.folderSteps) {
+          if (const ResultCode rc = step(folder, stepReason); rc != 0) {
+            return rc;
+          }
+        }
+        return bundle.make(folder, path);
+      });
+
+  RunOutcome outcome;
+  {
+    const DroppedOutput dropped(m_Settings.quiet);
+    const RunGuard guard(guardSettings(m_Settings, engine, dropped.errorStream()));
+    outcome.code = engine.run();
+  }
+  if (outcome.code == TOLMENGINE_ERROR_MEMALLOC_FAILED) {
+    removeWorkFolder(engine);
+  }
+  outcome.text = outcome.code == TOLMENGINE_ERROR_MEMALLOC_FAILED && engine.failureText().empty()
+                     ? kNoMemory
+                     : engine.failureText();
+  outcome.bundlePath = engine.bundlePath();
+  if (outcome.code != 0) {
+    outcome.reason = stepReason.empty() ? bundle.reason() : stepReason;
+    return outcome;
+  }
+  outcome.files = bundle.files();
+  outcome.bundleBytes = bundle.bytes();
+  return outcome;
+}
+
+ClearRun::ClearRun(RunSettings settings) : m_Settings(std::move(settings)) {}
+
+RunOutcome ClearRun::run() {
+  logBegin(m_Settings, "clear run", "", helperUtil::defaultConfigFolder(), "");
+  return makeTimed([this] { return makeRun(); });
+}
+
+RunOutcome ClearRun::makeRun() {
+  if (RunOutcome outcome = lookAtDocuments(helperUtil::defaultConfigFolder()); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  RunLock lock;
+  if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  removeUnfinishedBundle(lock.unfinishedBundle());
+  removeLeftOverFolders(kWorkParent);
+  TOLMEngine engine("", "", "", true);
+  RunOutcome outcome;
+  {
+    const DroppedOutput dropped(m_Settings.quiet);
+    const RunGuard guard(guardSettings(m_Settings, engine, dropped.errorStream()));
+    outcome.code = engine.run();
+  }
+  outcome.text = engine.failureText();
+  return outcome;
+}
+
+std::string failureLine(const RunOutcome& outcome) {
+  char hex[16];
+  std::snprintf(hex, sizeof(hex), "0x%.8X", static_cast<unsigned>(outcome.code));
+  const std::string line = outcome.text + " (" + hex + ")";
+  return outcome.reason.empty() ? line : line + "; " + outcome.reason;
+}
+
+namespace {
+
+void addLossLines(const std::vector<std::string>& names, std::size_t count, const std::string& what,
+                  std::vector<std::string>& lines) {
+  if (count == 0) {
+    return;
+  }
+  lines.push_back(std::to_string(count) + (count == 1 ? " file is " : " files are ") + what);
+  for (const std::string& name : names) {
+    lines.push_back("  " + name);
+  }
+  if (count > names.size()) {
+    lines.push_back("  and " + std::to_string(count - names.size()) + " more; the log names them all");
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> lossLines(const RunOutcome& outcome) {
+  std::vector<std::string> lines;
+  addLossLines(outcome.lost, outcome.lostCount, "cut short or missing", lines);
+  addLossLines(outcome.unreadable, outcome.unreadableCount, "left out of gathered folders, unreadable",
+               lines);
+  return lines;
+}
+
+std::string defaultBundlePath() {
+  return helperUtil::translatePath(helperUtil::defaultBundleFolder()) + "TOLMBundle" +
+         helperUtil::timeText(1) + ".zip";
+}
+
+}  // namespace halvo

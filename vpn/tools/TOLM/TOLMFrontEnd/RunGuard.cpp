@@ -1,0 +1,401 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
+
+namespace halvo {
+
+namespace {
+
+// From a signal's arrival on nothing here asks for memory: the thread of the run may have been stopped
+// inside of the allocator. All that the way to the end needs stands ready in static objects.
+
+struct EndingSignal {
+  int number;
+  const char* name;
+};
+constexpr std::array<EndingSignal, 5> kEnding = {{{SIGINT, "SIGINT"},
+                                                  {SIGTERM, "SIGTERM"},
+                                                  {SIGHUP, "SIGHUP"},
+                                                  {SIGXFSZ, "SIGXFSZ"},
+                                                  {SIGQUIT, "SIGQUIT"}}};
+// Stops the thread of the run. No program of the suite uses it for anything else.
+constexpr int kParkSignal = SIGUSR2;
+constexpr unsigned kGraceMs = 1000;
+constexpr int kMostParkingMs = 2000;
+constexpr int kPollMs = 5;
+constexpr int kMostDescriptors = 4096;
+constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
+
+// What goes through the pipe to the watcher: a signal with the number of the command that was in progress
+// when it came, or 0 and 0 for a look at the time.
+struct Notice {
+  int signal;
+  std::uint32_t command;
+};
+
+int s_pipe[2] = {-1, -1};
+std::atomic<std::uint32_t> s_command{0};
+std::atomic<bool> s_park{false};
+std::atomic<bool> s_parked{false};
+std::atomic<bool> s_running{false};
+pthread_t s_runThread;
+std::uint64_t s_runClock = 0;
+bool s_quitEndsCommand = false;
+std::array<struct sigaction, kEnding.size() + 1> s_oldActions;
+std::array<bool, kEnding.size() + 1> s_installed;
+
+bool s_hasTerminal = false;
+int s_terminal = -1;
+termios s_terminalSettings;
+
+char s_unfinishedFile[PATH_MAX + 256];
+std::atomic<bool> s_hasUnfinishedFile{false};
+char s_workFolder[PATH_MAX];
+
+// Not pipe2(), which isn't everywhere: no other thread starts a program while a guard is being built.
+bool makePipe() {
+  if (pipe(s_pipe) != 0) {
+    return false;
+  }
+  for (const int end : s_pipe) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+    fcntl(end, F_SETFL, O_NONBLOCK);
+  }
+  return true;
+}
+
+void sendNotice(const Notice& notice) {
+  // A pipe that is full has more notices in it than anybody needs.
+  static_cast<void>(!write(s_pipe[1], &notice, sizeof(notice)));
+}
+
+void onSignal(int number) {
+  const int error = errno;
+  sendNotice({number, s_command.load()});
+  errno = error;
+}
+
+void onPark(int number) {
+  if (!s_park.load()) {
+    // Somebody else's: what it does by default.
+    signal(number, SIG_DFL);
+    raise(number);
+    return;
+  }
+  s_parked.store(true);
+  for (;;) {
+    pause();
+  }
+}
+
+void sleepMs(int milliseconds) {
+  timespec rest = {0, milliseconds * 1'000'000L};
+  nanosleep(&rest, nullptr);
+}
+
+// Stops the run's thread for good. A thread that waits for a disk gets there when its call returns.
+void parkRun() {
+  s_park.store(true);
+  if (pthread_kill(s_runThread, kParkSignal) != 0) {
+    return;
+  }
+  for (int waited = 0; waited < kMostParkingMs && !s_parked.load(); waited += kPollMs) {
+    sleepMs(kPollMs);
+  }
+}
+
+void removeUnfinishedFile() {
+  if (s_hasUnfinishedFile.load()) {
+    unlink(s_unfinishedFile);
+  }
+}
+
+// The run holds its work folder open, locked, from the moment it is made: the folder is found that way where
+// it was too new to be told.
+void removeHeldFolders() {
+  char link[] = "/proc/self/fd/0000";
+  char target[PATH_MAX];
+  for (int descriptor = 0; descriptor < kMostDescriptors; ++descriptor) {
+    char digits[5] = {};
+    int count = 0;
+    int rest = descriptor;
+    do {
+      digits[count++] = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    } while (rest > 0);
+    std::size_t at = std::strlen("/proc/self/fd/");
+    while (count > 0) {
+      link[at++] = digits[--count];
+    }
+    link[at] = '\0';
+    const ssize_t length = readlink(link, target, sizeof(target) - 1);
+    if (length <= 0) {
+      continue;
+    }
+    target[length] = '\0';
+    if (std::strncmp(target, kWorkFolder, sizeof(kWorkFolder) - 1) != 0) {
+      continue;
+    }
+    // The folder itself, and not a file or folder in it.
+    const char* const name = target + std::strlen("/tmp/");
+    if (std::strchr(name, '/') == nullptr && std::strchr(name, ' ') == nullptr) {
+      removeFolder(AT_FDCWD, target);
+    }
+  }
+}
+
+void writeText(int descriptor, const char* text) {
+  static_cast<void>(!write(descriptor, text, std::strlen(text)));
+}
+
+const char* nameOf(int number) {
+  for (const EndingSignal& ending : kEnding) {
+    if (ending.number == number) {
+      return ending.name;
+    }
+  }
+  return "a signal";
+}
+
+std::string secondsText(std::chrono::steady_clock::duration time) {
+  const long long seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  return std::to_string(seconds) + (seconds == 1 ? " second" : " seconds");
+}
+
+}  // namespace
+
+void RunGuard::noteUnfinishedFile(const std::string& path) {
+  s_hasUnfinishedFile.store(false);
+  if (path.empty() || path.size() >= sizeof(s_unfinishedFile)) {
+    return;
+  }
+  std::memcpy(s_unfinishedFile, path.c_str(), path.size() + 1);
+  s_hasUnfinishedFile.store(true);
+}
+
+void RunGuard::endRunAtOnce() {
+  if (!s_running.load() || pthread_equal(pthread_self(), s_runThread) != 0) {
+    return;
+  }
+  parkRun();
+  endDescendants(s_runClock, kGraceMs);
+  removeUnfinishedFile();
+}
+
+RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
+  if (!makePipe()) {
+    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pipe", errno, std::strerror(errno));
+    return;
+  }
+  s_runThread = pthread_self();
+  s_runClock = processClock();
+  s_park.store(false);
+  s_parked.store(false);
+  s_command.store(0);
+  s_hasUnfinishedFile.store(false);
+  s_terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  s_hasTerminal = s_terminal >= 0 && tcgetattr(s_terminal, &s_terminalSettings) == 0;
+  s_quitEndsCommand = s_hasTerminal && m_Settings.endBySignal;
+  static_cast<void>(adoptOrphans());
+
+  // The watcher takes no signal itself: they interrupt the run's thread, as they always did.
+  sigset_t all;
+  sigset_t old;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &old);
+  try {
+    m_Watcher = std::thread([this] { watch(); });
+    m_bGuarding = true;
+  } catch (const std::system_error& error) {
+    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error.code().value(), error.what());
+  }
+  if (m_bGuarding) {
+    installHandlers();
+    setCommandObserver(this);
+    s_running.store(true);
+  }
+  pthread_sigmask(SIG_SETMASK, &old, nullptr);
+}
+
+RunGuard::~RunGuard() {
+  if (m_bGuarding) {
+    s_running.store(false);
+    setCommandObserver(nullptr);
+    restoreHandlers();
+    sendNotice({-1, 0});
+    m_Watcher.join();
+  }
+  s_hasUnfinishedFile.store(false);
+  for (int* const descriptor : {&s_pipe[0], &s_pipe[1], &s_terminal}) {
+    if (*descriptor >= 0) {
+      close(*descriptor);
+      *descriptor = -1;
+    }
+  }
+}
+
+void RunGuard::installHandlers() {
+  for (std::size_t i = 0; i <= kEnding.size(); ++i) {
+    const int number = i < kEnding.size() ? kEnding[i].number : kParkSignal;
+    struct sigaction action = {};
+    action.sa_handler = number == kParkSignal ? onPark : onSignal;
+    // A call that a signal interrupts goes on: what ends the run is the watcher, not a failed call.
+    action.sa_flags = SA_RESTART;
+    sigfillset(&action.sa_mask);
+    s_installed[i] = sigaction(number, nullptr, &s_oldActions[i]) == 0 &&
+                     (number == kParkSignal || s_oldActions[i].sa_handler != SIG_IGN) &&
+                     sigaction(number, &action, nullptr) == 0;
+  }
+}
+
+void RunGuard::restoreHandlers() {
+  for (std::size_t i = 0; i <= kEnding.size(); ++i) {
+    if (s_installed[i]) {
+      sigaction(i < kEnding.size() ? kEnding[i].number : kParkSignal, &s_oldActions[i], nullptr);
+    }
+  }
+}
+
+void RunGuard::commandStarts(const std::string& commandLine) {
+  {
+    const std::lock_guard<std::mutex> guard(m_Lock);
+    m_strCommand = commandLine;
+    m_Started = Clock::now();
+    m_nClock = processClock();
+    m_bEnded = false;
+    m_nSerial = ++m_nLatest;
+  }
+  s_command.store(m_nLatest);
+  if (m_Settings.commandTimeoutSeconds > 0) {
+    sendNotice({0, 0});
+  }
+}
+
+void RunGuard::commandEnded() {
+  s_command.store(0);
+  const std::lock_guard<std::mutex> guard(m_Lock);
+  m_nSerial = 0;
+}
+
+int RunGuard::waitTime(std::uint32_t& serial) {
+  const std::lock_guard<std::mutex> guard(m_Lock);
+  serial = m_nSerial;
+  if (m_Settings.commandTimeoutSeconds == 0 || m_nSerial == 0 || m_bEnded) {
+    return -1;
+  }
+  const auto end = m_Started + std::chrono::seconds(m_Settings.commandTimeoutSeconds);
+  const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+  // A millisecond more than is left, so that none is left then.
+  return rest < 0 ? 0 : rest >= INT_MAX ? INT_MAX : static_cast<int>(rest) + 1;
+}
+
+void RunGuard::watch() {
+  for (;;) {
+    pollfd ready = {s_pipe[0], POLLIN, 0};
+    std::uint32_t serial = 0;
+    const int wait = waitTime(serial);
+    if (poll(&ready, 1, wait) == 0 && wait >= 0) {
+      endCommand(serial, true);
+      continue;
+    }
+    Notice notice = {};
+    if (read(s_pipe[0], &notice, sizeof(notice)) != static_cast<ssize_t>(sizeof(notice))) {
+      continue;
+    }
+    if (notice.signal < 0) {
+      return;
+    }
+    if (notice.signal == SIGQUIT && s_quitEndsCommand) {
+      endCommand(notice.command, false);
+    } else if (notice.signal > 0) {
+      endProcess(notice.signal);
+    }
+  }
+}
+
+void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
+  std::string line;
+  {
+    const std::lock_guard<std::mutex> guard(m_Lock);
+    if (serial == 0 || serial != m_nLatest || (overTime && m_nSerial != serial)) {
+      line = overTime ? "" : "no command is running; Ctrl-C ends the run";
+    } else {
+      // A command that Ctrl-\ met itself may be gone by now; it was ended all the same.
+      const Clock::duration time = Clock::now() - m_Started;
+      m_bEnded = true;
+      if (m_nSerial == serial) {
+        endDescendants(m_nClock, kGraceMs);
+      }
+      line = "the command \"" + m_strCommand + "\" was ended after " + secondsText(time) +
+             (overTime ? ", the time that commands have" : "") + "; what it had printed is kept";
+    }
+  }
+  if (!line.empty()) {
+    LOG_MESSAGE(kLogWarning, "%s", line.c_str());
+    tell(line);
+  }
+}
+
+void RunGuard::tell(const std::string& line) {
+  if (m_Settings.tell) {
+    m_Settings.tell(line);
+  }
+}
+
+void RunGuard::endProcess(int signal) {
+  // Asks for memory and takes a lock, so it is done while the run's thread still goes on.
+  const std::string folder = m_Settings.workFolder ? m_Settings.workFolder() : "";
+  if (folder.size() < sizeof(s_workFolder)) {
+    std::memcpy(s_workFolder, folder.c_str(), folder.size() + 1);
+  }
+  LOG_MESSAGE(kLogWarning, "The run is ended by %s", nameOf(signal));
+  parkRun();
+  endDescendants(s_runClock, kGraceMs);
+  if (s_workFolder[0] != '\0') {
+    removeFolder(AT_FDCWD, s_workFolder);
+  }
+  removeHeldFolders();
+  removeUnfinishedFile();
+  if (s_hasTerminal) {
+    tcsetattr(s_terminal, TCSANOW, &s_terminalSettings);
+  }
+  if (m_Settings.endBySignal) {
+    // The line of progress ends without a line feed.
+    if (isatty(m_Settings.errorStream) != 0) {
+      writeText(m_Settings.errorStream, "\n");
+    }
+    writeText(m_Settings.errorStream, m_Settings.program.c_str());
+    writeText(m_Settings.errorStream, ": the run was ended by ");
+    writeText(m_Settings.errorStream, nameOf(signal));
+    writeText(m_Settings.errorStream, "; it has left nothing behind\n");
+    struct sigaction byDefault = {};
+    byDefault.sa_handler = SIG_DFL;
+    sigaction(signal, &byDefault, nullptr);
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, signal);
+    pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+    kill(getpid(), signal);
+    sleepMs(100);
+    _exit(128 + signal);
+  }
+  _exit(0);
+}
+
+}  // namespace halvo

@@ -1,0 +1,276 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "tests/support/ForkedCase.h"
+#include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
+
+namespace halvo {
+namespace {
+
+using test::exists;
+using test::ForkedResult;
+using test::runForked;
+using test::writeFile;
+using ::testing::HasSubstr;
+
+// Waits until a file is there, at most some seconds.
+bool waitForFile(const std::string& path) {
+  for (int i = 0; i < 2000 && !exists(path); ++i) {
+    usleep(5000);
+  }
+  return exists(path);
+}
+
+// A line of `file` as a process id; 0 where there is none.
+pid_t processIn(const std::string& file) {
+  return exists(file) ? static_cast<pid_t>(std::strtol(test::readFile(file).c_str(), nullptr, 10)) : 0;
+}
+
+bool isAlive(pid_t process) {
+  const std::string path = "/proc/" + std::to_string(process) + "/stat";
+  return exists(path) && test::readFile(path).find(") Z") == std::string::npos;
+}
+
+// A command that starts another in the background, which notes its id in `note` and asks to be spared.
+std::string commandWithChild(const std::string& note) {
+  return "sh -c 'trap \"\" TERM; echo $$ > " + note + ".tmp; mv " + note + ".tmp " + note +
+         "; while :; do sleep 1; done' & wait";
+}
+
+TEST(DescendantsTest, ACommandEndsWithAllThatItHasStarted) {
+  const test::TempFolder folder;
+  const std::string note = folder.file("note");
+  const ForkedResult result = runForked([&note] {
+    static_cast<void>(adoptOrphans());
+    const std::uint64_t since = processClock();
+    std::FILE* const command = popen(commandWithChild(note).c_str(), "r");
+    if (command == nullptr || !waitForFile(note)) {
+      return 1;
+    }
+    const pid_t child = processIn(note);
+    if (countDescendants(since) < 2) {
+      return 2;
+    }
+    endDescendants(since, 50);
+    const bool ended = countDescendants(since) == 0 && !isAlive(child);
+    pclose(command);
+    return ended ? 7 : 3;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+}
+
+TEST(DescendantsTest, WhatStartedEarlierIsSpared) {
+  const ForkedResult result = runForked([] {
+    const pid_t child = fork();
+    if (child == 0) {
+      pause();
+      _exit(0);
+    }
+    const std::uint64_t later = processClock() + 1000;
+    endDescendants(later, 10);
+    const bool spared = isAlive(child);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    return spared ? 7 : 1;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+}
+
+class RunGuardTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    writeFile(m_Folder.file("work/plain text"), "x");
+    writeFile(m_Folder.file(".half"), "PK");
+  }
+  GuardSettings settings() {
+    GuardSettings guard;
+    guard.workFolder = [this] { return m_Folder.file("work"); };
+    return guard;
+  }
+  test::TempFolder m_Folder;
+};
+
+TEST_F(RunGuardTest, ASignalEndsTheRunCleanlyAndByTheSameSignal) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ}) {
+    writeFile(m_Folder.file("work/plain text"), "x");
+    writeFile(m_Folder.file(".half"), "PK");
+    const std::string note = m_Folder.file("note");
+    const ForkedResult result = runForked([&] {
+      const RunGuard guard(settings());
+      RunGuard::noteUnfinishedFile(m_Folder.file(".half"));
+      std::FILE* const command = popen(commandWithChild(note).c_str(), "r");
+      if (command == nullptr || !waitForFile(note)) {
+        return 1;
+      }
+      kill(getpid(), number);
+      // The run's thread goes on until it is stopped.
+      for (int i = 0; i < 1000; ++i) {
+        usleep(10'000);
+      }
+      return 2;
+    });
+    EXPECT_EQ(result.signal, number) << result.exitStatus;
+    EXPECT_FALSE(exists(m_Folder.file("work")));
+    EXPECT_FALSE(exists(m_Folder.file(".half")));
+    EXPECT_FALSE(isAlive(processIn(note)));
+    unlink(note.c_str());
+  }
+}
+
+TEST_F(RunGuardTest, AThreadThatHoldsTheAllocatorIsNoHindrance) {
+  const ForkedResult result = runForked([&] {
+    const RunGuard guard(settings());
+    std::thread([] {
+      usleep(20'000);
+      kill(getpid(), SIGTERM);
+    }).detach();
+    // Somewhere inside of it most of the time.
+    for (;;) {
+      std::vector<std::unique_ptr<char[]>> blocks;
+      for (int i = 0; i < 1000; ++i) {
+        blocks.push_back(std::make_unique<char[]>(static_cast<std::size_t>(i) * 64 + 1));
+      }
+    }
+    return 1;
+  });
+  EXPECT_EQ(result.signal, SIGTERM);
+  EXPECT_FALSE(result.timedOut);
+  EXPECT_FALSE(exists(m_Folder.file("work")));
+}
+
+TEST_F(RunGuardTest, AWizardEndsWithStatusZero) {
+  const ForkedResult result = runForked([&] {
+    GuardSettings guard = settings();
+    guard.endBySignal = false;
+    const RunGuard held(guard);
+    kill(getpid(), SIGTERM);
+    for (int i = 0; i < 1000; ++i) {
+      usleep(10'000);
+    }
+    return 2;
+  });
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_FALSE(exists(m_Folder.file("work")));
+}
+
+TEST_F(RunGuardTest, ASignalThatTheCallerIgnoresStaysIgnored) {
+  const ForkedResult result = runForked([&] {
+    signal(SIGHUP, SIG_IGN);
+    {
+      const RunGuard guard(settings());
+      raise(SIGHUP);
+      usleep(50'000);
+    }
+    return signal(SIGHUP, SIG_DFL) == SIG_IGN ? 7 : 1;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.signal;
+  EXPECT_TRUE(exists(m_Folder.file("work")));
+}
+
+TEST_F(RunGuardTest, BehindARunSignalsDoWhatTheyDidAhead) {
+  const ForkedResult result = runForked([&] {
+    signal(SIGTERM, [](int) { _exit(9); });
+    { const RunGuard guard(settings()); }
+    raise(SIGTERM);
+    return 1;
+  });
+  EXPECT_EQ(result.exitStatus, 9);
+}
+
+TEST_F(RunGuardTest, ACommandThatTakesTooLongIsEndedAndTheRunGoesOn) {
+  const std::string note = m_Folder.file("note");
+  const std::string told = m_Folder.file("told");
+  const ForkedResult result = runForked([&] {
+    GuardSettings guard = settings();
+    guard.commandTimeoutSeconds = 1;
+    guard.tell = [&told](const std::string& line) { writeFile(told, line); };
+    RunGuard held(guard);
+    const std::string line = "echo printed; " + commandWithChild(note);
+    std::string output;
+    {
+      const ObservedCommand observed(line);
+      std::FILE* const command = popen(line.c_str(), "r");
+      char block[100];
+      while (std::fgets(block, sizeof(block), command) != nullptr) {
+        output += block;
+      }
+      pclose(command);
+    }
+    return output == "printed\n" ? 7 : 1;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+  EXPECT_THAT(test::readFile(told), HasSubstr("was ended after 1 second, the time that commands have"));
+  EXPECT_THAT(test::readFile(told), HasSubstr("the command \"echo printed; "));
+  EXPECT_FALSE(isAlive(processIn(note)));
+  EXPECT_TRUE(exists(m_Folder.file("work")));
+}
+
+TEST_F(RunGuardTest, ACommandInItsTimeAndOneOfAnEarlierCommandAreLeftAlone) {
+  const std::string note = m_Folder.file("note");
+  const ForkedResult result = runForked([&] {
+    GuardSettings guard = settings();
+    guard.commandTimeoutSeconds = 1;
+    RunGuard held(guard);
+    {
+      const ObservedCommand observed("a daemon");
+      if (std::system(
+              ("(echo $$ >/dev/null; sh -c 'echo $$ > " + note + "; exec sleep 30' >/dev/null 2>&1 &)")
+                  .c_str()) != 0 ||
+          !waitForFile(note)) {
+        return 1;
+      }
+    }
+    // Long enough for the clock of processes to go on.
+    usleep(50'000);
+    {
+      const ObservedCommand observed("sleep 20");
+      if (std::system("sleep 20") == 0) {
+        return 2;  // it wasn't ended
+      }
+    }
+    const pid_t daemon = processIn(note);
+    const bool spared = isAlive(daemon);
+    kill(daemon, SIGKILL);
+    return spared ? 7 : 3;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+}
+
+TEST_F(RunGuardTest, AnEndAtOnceEndsTheCommandsAndLeavesTheFolder) {
+  const std::string note = m_Folder.file("note");
+  const ForkedResult result = runForked([&] {
+    std::thread run([&] {
+      const RunGuard guard(settings());
+      RunGuard::noteUnfinishedFile(m_Folder.file(".half"));
+      static_cast<void>(!std::system(commandWithChild(note).c_str()));
+    });
+    if (!waitForFile(note)) {
+      return 1;
+    }
+    RunGuard::endRunAtOnce();
+    _exit(isAlive(processIn(note)) ? 2 : 7);
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
+  EXPECT_TRUE(exists(m_Folder.file("work/plain text")));
+  EXPECT_FALSE(exists(m_Folder.file(".half")));
+}
+
+TEST_F(RunGuardTest, WithoutARunThereIsNothingToEndAtOnce) {
+  RunGuard::endRunAtOnce();
+  EXPECT_TRUE(exists(m_Folder.file("work")));
+}
+
+}  // namespace
+}  // namespace halvo

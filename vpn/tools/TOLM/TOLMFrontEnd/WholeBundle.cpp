@@ -1,0 +1,152 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/WholeBundle.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/sysutils.h"
+#include "vpn/Common/Zip/CZip.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/BundlePlace.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/LeftOvers.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr mode_t kOwnFile = 0600;
+constexpr int kMostNames = 100;
+// Less than this is a full disk: no archive ends without a little room.
+constexpr std::int64_t kNoRoom = 65536;
+
+// Makes a new file in the folder, under a hidden name for `name`, which it tells. -1 with errno where it
+// can't.
+int makeHidden(int folder, const std::string& name, std::string& hidden) {
+  unsigned mark = tickMilliseconds() ^ (static_cast<unsigned>(getpid()) << 8U);
+  for (int i = 0; i < kMostNames; ++i, ++mark) {
+    hidden = unfinishedName(name, mark);
+    const int file =
+        openat(folder, hidden.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnFile);
+    if (file >= 0 || errno != EEXIST) {
+      return file;
+    }
+  }
+  return -1;
+}
+
+// Whether the name in the folder is still that of the open file: in a folder that others can write to it
+// may not be.
+bool isStill(int folder, const std::string& name, int file) {
+  struct stat open;
+  struct stat named;
+  return fstat(file, &open) == 0 && fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+std::string systemText(const std::string& what, int error) {
+  return what + ": " + std::strerror(error);
+}
+
+}  // namespace
+
+WholeBundle::WholeBundle(const Secret& password, Noter noter, Writer writer)
+    : m_rPassword(password), m_Noter(std::move(noter)), m_Writer(std::move(writer)) {}
+
+ResultCode WholeBundle::fail(const std::string& reason) {
+  m_strReason = reason;
+  LOG_RETURN_CODE_TEXT(kLogError, "WholeBundle::make", TOLMENGINE_ERROR_WRITE_FAILURE, "%s", reason.c_str());
+  return TOLMENGINE_ERROR_WRITE_FAILURE;
+}
+
+ResultCode WholeBundle::make(const std::string& folder, const std::string& bundlePath) {
+  const std::string place = folderOf(bundlePath);
+  const std::string name = bundlePath.substr(bundlePath.rfind('/') + 1);
+  const std::string unreachable = "is there a folder for \"" + bundlePath + "\", and may you write there?";
+  const DescriptorHolder parent(open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (parent.get() < 0) {
+    return fail(unreachable);
+  }
+  std::string hidden;
+  const DescriptorHolder file(makeHidden(parent.get(), name, hidden));
+  if (file.get() < 0) {
+    return fail(errno == EACCES || errno == EROFS || errno == EPERM || errno == ENOENT
+                    ? unreachable
+                    : systemText("no file can be made in \"" + place + "\"", errno));
+  }
+  // Whoever tidies up meanwhile leaves a locked file alone.
+  static_cast<void>(flock(file.get(), LOCK_EX | LOCK_NB));
+  m_Noter(place + hidden);
+  std::string problem;
+  try {
+    problem = write(file.get(), folder, place + hidden, bundlePath);
+    if (problem.empty() && !isStill(parent.get(), hidden, file.get())) {
+      problem = "somebody else has changed \"" + place + "\" meanwhile";
+    }
+    if (problem.empty() && fsync(file.get()) != 0 && errno != EINVAL && errno != ENOSYS) {
+      problem = systemText("it can't be written to the disk", errno);
+    }
+    if (problem.empty() && renameat(parent.get(), hidden.c_str(), parent.get(), name.c_str()) != 0) {
+      problem = systemText("it can't be given its name", errno);
+    }
+  } catch (...) {
+    unlinkat(parent.get(), hidden.c_str(), 0);
+    m_Noter("");
+    throw;
+  }
+  if (!problem.empty()) {
+    unlinkat(parent.get(), hidden.c_str(), 0);
+    m_Noter("");
+    return fail(problem);
+  }
+  m_Noter("");
+  // The name is durable with its folder. A file system that can't do that has done what it can.
+  static_cast<void>(fsync(parent.get()));
+  return 0;
+}
+
+std::string WholeBundle::write(int file, const std::string& folder, const std::string& hidden,
+                               const std::string& bundlePath) {
+  WorkFiles files;
+  if (const std::string problem = listWorkFiles(folder, files); !problem.empty()) {
+    return "the work folder can't be read: " + problem;
+  }
+  for (const auto& [name, size] : files) {
+    if (std::string problem = largeFileProblem(name, size, !m_rPassword.empty());
+        !problem.empty() && !m_Writer) {
+      return problem;
+    }
+  }
+  ResultCode rc = 0;
+  std::string reason;
+  m_rPassword.with([&](const std::string& password) {
+    rc = m_Writer ? m_Writer(folder, hidden, password, reason) : CZip().Zip(folder, hidden, password, true);
+  });
+  const std::string place = folderOf(bundlePath);
+  const std::int64_t room = freeSpace(place);
+  const std::string full = room >= 0 && room < kNoRoom ? "; there is no room left in \"" + place + "\"" : "";
+  if (rc != 0) {
+    return (reason.empty() ? "it can't be written" : reason) + full;
+  }
+  if (!m_Writer) {
+    if (const std::string problem = bundleProblem(file, folder, files); !problem.empty()) {
+      return problem + full;
+    }
+  }
+  struct stat data;
+  if (fstat(file, &data) == 0) {
+    m_nBytes = static_cast<std::uint64_t>(data.st_size);
+  }
+  m_nFiles = files.size();
+  return "";
+}
+
+}  // namespace halvo

@@ -1,0 +1,149 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/WholeBundle.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <new>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+
+namespace halvo {
+namespace {
+
+using test::listFolder;
+using test::readFile;
+using test::writeFile;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+class WholeBundleTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    writeFile(m_Folder.file("work/A/one.log"), "one\n");
+    writeFile(m_Folder.file("work/summary.txt"), std::string(100'000, 's'));
+    test::makeFolders(m_Folder.file("out"));
+  }
+  [[nodiscard]] std::string work() const { return m_Folder.file("work"); }
+  [[nodiscard]] std::string zip() const { return m_Folder.file("out/a.zip"); }
+
+  ResultCode make(const WholeBundle::Writer& writer = nullptr, const std::string& password = "") {
+    std::string text = password;
+    const Secret secret(text);
+    WholeBundle bundle(
+        secret, [this](const std::string& path) { m_Noted.push_back(path); }, writer);
+    const ResultCode rc = bundle.make(work(), zip());
+    m_strReason = bundle.reason();
+    m_nFiles = bundle.files();
+    m_nBytes = bundle.bytes();
+    return rc;
+  }
+
+  // A writer that writes a good archive and then does something to the file.
+  template <typename Change>
+  static WholeBundle::Writer thatSpoils(Change change) {
+    return [change](const std::string&, const std::string& path, const std::string&, std::string&) {
+      change(path);
+      return ResultCode{0};
+    };
+  }
+
+  test::TempFolder m_Folder;
+  std::vector<std::string> m_Noted;
+  std::string m_strReason;
+  std::uint64_t m_nFiles = 0;
+  std::uint64_t m_nBytes = 0;
+};
+
+TEST_F(WholeBundleTest, TheBundleAppearsForItsUserAloneAndNothingElseDoes) {
+  EXPECT_EQ(make(), 0U);
+  EXPECT_THAT(listFolder(m_Folder.file("out")), ElementsAre("a.zip"));
+  EXPECT_THAT(test::bundleContent(test::Reader::Unzip, zip()),
+              ElementsAre(Pair("A/one.log", "one\n"), Pair("summary.txt", std::string(100'000, 's'))));
+  struct stat status;
+  ASSERT_EQ(stat(zip().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  EXPECT_EQ(m_nFiles, 2U);
+  EXPECT_EQ(m_nBytes, static_cast<std::uint64_t>(status.st_size));
+}
+
+TEST_F(WholeBundleTest, ItIsWrittenUnderAHiddenNameThatIsNotedMeanwhile) {
+  std::string seen;
+  EXPECT_EQ(make(thatSpoils([&seen](const std::string& path) { seen = path; })), 0U);
+  EXPECT_THAT(seen, HasSubstr("/out/.a.zip."));
+  EXPECT_THAT(m_Noted, ElementsAre(seen, ""));
+}
+
+TEST_F(WholeBundleTest, APasswordReachesTheArchive) {
+  EXPECT_EQ(make(nullptr, "s3cret"), 0U);
+  EXPECT_EQ(test::checkBundle(test::Reader::Unzip, zip(), "s3cret").exitStatus, 0);
+  EXPECT_NE(test::checkBundle(test::Reader::Unzip, zip(), "wrong").exitStatus, 0);
+}
+
+TEST_F(WholeBundleTest, AnOlderBundleSurvivesARunThatFails) {
+  writeFile(zip(), "older");
+  EXPECT_EQ(make([](const std::string&, const std::string&, const std::string&, std::string& reason) {
+              reason = "no recipient";
+              return ResultCode{5};
+            }),
+            TOLMENGINE_ERROR_WRITE_FAILURE);
+  EXPECT_EQ(m_strReason, "no recipient");
+  EXPECT_EQ(readFile(zip()), "older");
+  EXPECT_THAT(listFolder(m_Folder.file("out")), ElementsAre("a.zip"));
+}
+
+TEST_F(WholeBundleTest, AnOlderBundleIsReplacedByAWholeOne) {
+  writeFile(zip(), "older");
+  EXPECT_EQ(make(), 0U);
+  EXPECT_EQ(test::checkBundle(test::Reader::Python, zip(), "").exitStatus, 0);
+}
+
+TEST_F(WholeBundleTest, ALinkInTheBundlesPlaceIsReplacedAndNotFollowed) {
+  writeFile(m_Folder.file("precious"), "kept");
+  ASSERT_EQ(symlink(m_Folder.file("precious").c_str(), zip().c_str()), 0);
+  EXPECT_EQ(make(), 0U);
+  EXPECT_EQ(readFile(m_Folder.file("precious")), "kept");
+}
+
+TEST_F(WholeBundleTest, AFileOfFourGibibytesWithoutAPasswordIsNamed) {
+  writeFile(work() + "/A/sparse", "");
+  ASSERT_EQ(truncate((work() + "/A/sparse").c_str(), 0x100000000), 0);
+  EXPECT_EQ(make(), TOLMENGINE_ERROR_WRITE_FAILURE);
+  EXPECT_THAT(m_strReason, HasSubstr("\"A/sparse\" has 4.0G, and a bundle without a password holds no file"));
+  EXPECT_THAT(listFolder(m_Folder.file("out")), IsEmpty());
+}
+
+TEST_F(WholeBundleTest, AMissingFolderIsTold) {
+  std::string none;
+  const Secret secret(none);
+  WholeBundle bundle(secret, [](const std::string&) {});
+  EXPECT_EQ(bundle.make(work(), m_Folder.file("none/a.zip")), TOLMENGINE_ERROR_WRITE_FAILURE);
+  EXPECT_THAT(bundle.reason(), HasSubstr("is there a folder for"));
+}
+
+TEST_F(WholeBundleTest, AWriterWithoutMemoryLeavesNothing) {
+  EXPECT_THROW(static_cast<void>(make([](const std::string&, const std::string&, const std::string&,
+                                         std::string&) -> ResultCode { throw std::bad_alloc(); })),
+               std::bad_alloc);
+  EXPECT_THAT(listFolder(m_Folder.file("out")), IsEmpty());
+  EXPECT_EQ(m_Noted.back(), "");
+}
+
+TEST_F(WholeBundleTest, AFileThatWasPutInTheHiddenOnesPlaceIsNotTaken) {
+  EXPECT_EQ(make(thatSpoils([](const std::string& path) {
+              unlink(path.c_str());
+              writeFile(path, "planted");
+            })),
+            TOLMENGINE_ERROR_WRITE_FAILURE);
+  EXPECT_THAT(m_strReason, HasSubstr("somebody else has changed"));
+  EXPECT_FALSE(test::exists(zip()));
+}
+
+}  // namespace
+}  // namespace halvo
