@@ -49,6 +49,7 @@ const std::vector<Storey>& storeys() {
       {"vpn/tools/TOLM/TOLMEngine/implementations/", "tolm_engine"},
       {"vpn/tools/TOLM/TOLMAuthoring/check/", "tolm_authoring_check"},
       {"vpn/tools/TOLM/TOLMAuthoring/plan/", "tolm_authoring_plan"},
+      {"vpn/tools/TOLM/TOLMFrontEnd/recipients/", "tolm_recipients"},
       {"vpn/tools/TOLM/TOLMFrontEnd/", "tolm_frontend"},
       {"vpn/tools/TOLM/TOLMConsole/", "tolm_console"},
       {"vpn/tools/TOLM/TOLMOffline/", "tolm_offline_flow"},

@@ -1,0 +1,299 @@
+#include <fcntl.h>
+#include <gpgme.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kFingerprintDigits = 40;
+
+struct ContextReleaser {
+  void operator()(gpgme_ctx_t context) const { gpgme_release(context); }
+};
+using Context = std::unique_ptr<std::remove_pointer_t<gpgme_ctx_t>, ContextReleaser>;
+
+struct DataReleaser {
+  void operator()(gpgme_data_t data) const { gpgme_data_release(data); }
+};
+using Data = std::unique_ptr<std::remove_pointer_t<gpgme_data_t>, DataReleaser>;
+
+struct KeyReleaser {
+  void operator()(gpgme_key_t key) const { gpgme_key_unref(key); }
+};
+using Key = std::unique_ptr<std::remove_pointer_t<gpgme_key_t>, KeyReleaser>;
+
+std::string errorText(gpgme_error_t error) {
+  char text[256] = "";
+  static_cast<void>(gpgme_strerror_r(error, text, sizeof(text)));
+  return text;
+}
+
+// A context on the keyring in `home`; empty for the user's own.
+Context makeContext(const std::string& home) {
+  gpgme_ctx_t raw = nullptr;
+  if (gpgme_new(&raw) != 0) {
+    return nullptr;
+  }
+  Context context(raw);
+  if (gpgme_set_protocol(raw, GPGME_PROTOCOL_OpenPGP) != 0 ||
+      (!home.empty() && gpgme_ctx_set_engine_info(raw, GPGME_PROTOCOL_OpenPGP, nullptr, home.c_str()) != 0)) {
+    return nullptr;
+  }
+  gpgme_set_offline(raw, 1);
+  gpgme_set_armor(raw, 0);
+  return context;
+}
+
+Data makeData() {
+  gpgme_data_t raw = nullptr;
+  return gpgme_data_new(&raw) == 0 ? Data(raw) : nullptr;
+}
+
+Data makeFileData(int descriptor) {
+  gpgme_data_t raw = nullptr;
+  return gpgme_data_new_from_fd(&raw, descriptor) == 0 ? Data(raw) : nullptr;
+}
+
+// The digits of a fingerprint without blanks, in capitals; empty where `text` is something else.
+std::string fingerprintOf(const std::string& text) {
+  std::string digits;
+  for (const char character : text) {
+    if (character == ' ') {
+      continue;
+    }
+    if (std::isxdigit(static_cast<unsigned char>(character)) == 0) {
+      return "";
+    }
+    digits += static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+  }
+  return digits.size() == kFingerprintDigits ? digits : "";
+}
+
+// Why nothing can be encrypted to a key; empty where it can.
+std::string keyProblem(const gpgme_key_t key) {
+  if (key->revoked != 0) {
+    return "it is revoked";
+  }
+  if (key->expired != 0) {
+    return "it has expired";
+  }
+  if (key->disabled != 0) {
+    return "it is disabled";
+  }
+  if (key->invalid != 0) {
+    return "it isn't valid";
+  }
+  if (key->can_encrypt == 0) {
+    // The key as a whole may live on while the part that encrypts doesn't.
+    for (gpgme_subkey_t part = key->subkeys; part != nullptr; part = part->next) {
+      if (part->can_encrypt != 0 && (part->expired != 0 || part->revoked != 0)) {
+        return part->expired != 0 ? "the part of it that encrypts has expired"
+                                  : "the part of it that encrypts is revoked";
+      }
+    }
+    return "it is no key for encryption";
+  }
+  return "";
+}
+
+// Notes the one status line that says that a message is complete.
+gpgme_error_t noteStatus(void* ended, const char* keyword, const char* /*arguments*/) {
+  if (std::strcmp(keyword, "END_ENCRYPTION") == 0) {
+    *static_cast<bool*>(ended) = true;
+  }
+  return 0;
+}
+
+}  // namespace
+
+struct Recipients::Keyring {
+  std::string home;
+  std::vector<Key> keys;
+
+  ~Keyring() {
+    keys.clear();
+    if (!home.empty()) {
+      std::error_code ignored;
+      std::filesystem::remove_all(home, ignored);
+    }
+  }
+
+  [[nodiscard]] std::string make();
+  [[nodiscard]] std::string add(const std::string& name, std::vector<std::string>& fingerprints);
+  // The key's material from a file or the user's keyring, into `material`.
+  [[nodiscard]] static std::string read(const std::string& name, Data& material);
+};
+
+std::string Recipients::Keyring::make() {
+  // Says which version is wanted and sets the library up; it wants to be asked before anything else.
+  if (gpgme_check_version(nullptr) == nullptr || gpgme_engine_check_version(GPGME_PROTOCOL_OpenPGP) != 0) {
+    return "there is no usable gpg on this machine";
+  }
+  char folder[] = "/tmp/TOLM_Keys_XXXXXX";
+  if (mkdtemp(folder) == nullptr) {
+    return std::string("no folder for the keys can be made in /tmp: ") + std::strerror(errno);
+  }
+  home = folder;
+  return "";
+}
+
+std::string Recipients::Keyring::read(const std::string& name, Data& material) {
+  const DescriptorHolder file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const std::string fingerprint = fingerprintOf(name);
+  if (!file) {
+    if (fingerprint.empty()) {
+      return std::string(std::strerror(errno)) + ", and it is no fingerprint of 40 hex digits";
+    }
+    const Context user = makeContext("");
+    material = makeData();
+    if (!user || !material) {
+      return "gpg can't be asked";
+    }
+    const gpgme_error_t error = gpgme_op_export(user.get(), fingerprint.c_str(), 0, material.get());
+    if (error != 0) {
+      return errorText(error);
+    }
+    return gpgme_data_seek(material.get(), 0, SEEK_END) > 0 ? "" : "there is no such key in the keyring";
+  }
+  // A key is a few kilobytes; a file that is more is none, and a pipe may never end.
+  constexpr off_t kLargestKey = 4 << 20;
+  struct stat data;
+  if (fstat(file.get(), &data) != 0 || !S_ISREG(data.st_mode) || data.st_size > kLargestKey) {
+    return "it is no file of a key's size";
+  }
+  gpgme_data_t raw = nullptr;
+  if (gpgme_data_new_from_file(&raw, name.c_str(), 1) != 0) {
+    return "it can't be read";
+  }
+  material.reset(raw);
+  return "";
+}
+
+std::string Recipients::Keyring::add(const std::string& name, std::vector<std::string>& fingerprints) {
+  Data material;
+  if (std::string problem = read(name, material); !problem.empty()) {
+    return problem;
+  }
+  gpgme_data_seek(material.get(), 0, SEEK_SET);
+  const Context context = makeContext(home);
+  if (!context) {
+    return "gpg can't be asked";
+  }
+  if (const gpgme_error_t error = gpgme_op_import(context.get(), material.get()); error != 0) {
+    return errorText(error);
+  }
+  const gpgme_import_result_t result = gpgme_op_import_result(context.get());
+  std::string fingerprint;
+  for (gpgme_import_status_t import = result != nullptr ? result->imports : nullptr; import != nullptr;
+       import = import->next) {
+    if (import->result != 0 || import->fpr == nullptr) {
+      continue;
+    }
+    if (!fingerprint.empty() && fingerprint != import->fpr) {
+      return "it holds several keys";
+    }
+    fingerprint = import->fpr;
+  }
+  if (fingerprint.empty()) {
+    return "it holds no public key";
+  }
+  gpgme_key_t raw = nullptr;
+  if (const gpgme_error_t error = gpgme_get_key(context.get(), fingerprint.c_str(), &raw, 0); error != 0) {
+    return errorText(error);
+  }
+  Key key(raw);
+  if (std::string problem = keyProblem(raw); !problem.empty()) {
+    return problem;
+  }
+  keys.push_back(std::move(key));
+  fingerprints.push_back(fingerprint);
+  return "";
+}
+
+Recipients::Recipients() = default;
+Recipients::~Recipients() = default;
+
+std::string Recipients::open(const std::vector<std::string>& keys) {
+  m_Fingerprints.clear();
+  m_pKeyring = std::make_unique<Keyring>();
+  if (std::string problem = m_pKeyring->make(); !problem.empty()) {
+    return problem;
+  }
+  for (const std::string& name : keys) {
+    if (const std::string problem = m_pKeyring->add(name, m_Fingerprints); !problem.empty()) {
+      return "the key \"" + name + "\" can't be used: " + problem;
+    }
+  }
+  return keys.empty() ? "no key is given" : "";
+}
+
+int Recipients::makePlainFile() const {
+  if (!m_pKeyring) {
+    errno = EINVAL;
+    return -1;
+  }
+  std::string path = m_pKeyring->home + "/plain.XXXXXX";
+  const int file = mkostemp(path.data(), O_CLOEXEC);
+  if (file >= 0 && unlink(path.c_str()) != 0) {
+    const int error = errno;
+    close(file);
+    errno = error;
+    return -1;
+  }
+  return file;
+}
+
+std::string Recipients::encrypt(int plain, int cipher) const {
+  if (!m_pKeyring || m_pKeyring->keys.empty()) {
+    return "no key is given";
+  }
+  const Context context = makeContext(m_pKeyring->home);
+  if (lseek(plain, 0, SEEK_SET) != 0) {
+    return std::string("the plain bundle can't be read: ") + std::strerror(errno);
+  }
+  const Data source = makeFileData(plain);
+  const Data target = makeFileData(cipher);
+  bool ended = false;
+  if (!context || !source || !target || gpgme_set_ctx_flag(context.get(), "full-status", "1") != 0) {
+    return "gpg can't be asked";
+  }
+  gpgme_set_status_cb(context.get(), noteStatus, &ended);
+  std::vector<gpgme_key_t> keys;
+  for (const Key& key : m_pKeyring->keys) {
+    keys.push_back(key.get());
+  }
+  keys.push_back(nullptr);
+  // Whoever names a key trusts it. A bundle is compressed already.
+  const auto flags =
+      static_cast<gpgme_encrypt_flags_t>(GPGME_ENCRYPT_ALWAYS_TRUST | GPGME_ENCRYPT_NO_COMPRESS);
+  const gpgme_error_t error = gpgme_op_encrypt(context.get(), keys.data(), flags, source.get(), target.get());
+  const gpgme_encrypt_result_t result = gpgme_op_encrypt_result(context.get());
+  std::string problem;
+  if (error != 0) {
+    problem = "it can't be encrypted: " + errorText(error);
+  } else if (result != nullptr && result->invalid_recipients != nullptr) {
+    problem = std::string("it can't be encrypted to ") + result->invalid_recipients->fpr;
+  } else if (!ended) {
+    problem = "gpg ended before it was done";
+  }
+  if (!problem.empty()) {
+    LOG_MESSAGE(kLogError, "%s", problem.c_str());
+  }
+  return problem;
+}
+
+}  // namespace halvo
