@@ -101,4 +101,7 @@ function(tolm_probe_minizip)
   message(STATUS "minizip's encrypted archives open with: ${readers}")
   set(TOLM_MINIZIP_PROBED ${state} CACHE INTERNAL "Sums of the minizip sources that were tried out")
 endfunction()
-tolm_probe_minizip()
+# A program for another system can't be run here; the same sources are tried out in the builds for this one.
+if(NOT CMAKE_CROSSCOMPILING)
+  tolm_probe_minizip()
+endif()

@@ -30,7 +30,7 @@ class AppleSystemLog final : public IAppleSystemLog {
 class UnifiedLog final : public IUnifiedLog {
  public:
   Log create(const char* subsystem, const char* category) override {
-    return os_log_create(subsystem, category);
+    return _os_log_create(const_cast<mach_header*>(&__dso_handle), subsystem, category);
   }
   Log defaultLog() override { return const_cast<void*>(static_cast<const void*>(OS_LOG_DEFAULT)); }
   void write(Log log, std::uint8_t type, const char* format, const char* text) override {

@@ -12,6 +12,16 @@
 
 namespace halvo {
 
+namespace {
+
+// Hosts disagree on the type that initgroups(3) takes a group in.
+template <typename Group>
+int takeGroupsOf(int (*call)(const char*, Group), const passwd& user) {
+  return call(user.pw_name, static_cast<Group>(user.pw_gid));
+}
+
+}  // namespace
+
 CUnixImpersonate::CUnixImpersonate(const std::string& userName) : m_strUserName(userName) {}
 
 CUnixImpersonate::~CUnixImpersonate() {
@@ -30,7 +40,7 @@ ResultCode CUnixImpersonate::impersonate(const passwd* entry, bool permanent) {
     return GLOBAL_ERROR_NULL_POINTER;
   }
   const char* failed = nullptr;
-  if (initgroups(entry->pw_name, entry->pw_gid) != 0) {
+  if (takeGroupsOf(&initgroups, *entry) != 0) {
     failed = "initgroups";
   } else if (permanent) {
     if (setgid(entry->pw_gid) != 0) {
@@ -97,7 +107,7 @@ ResultCode CUnixImpersonate::Stop() {
     failed = "setregid";
   } else if (seteuid(root->pw_uid) != 0) {
     failed = "seteuid";
-  } else if (initgroups(root->pw_name, root->pw_gid) != 0) {
+  } else if (takeGroupsOf(&initgroups, *root) != 0) {
     failed = "initgroups";
   }
   if (failed != nullptr) {

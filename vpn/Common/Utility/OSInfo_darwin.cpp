@@ -9,7 +9,7 @@
 #include <string>
 #include <type_traits>
 
-#include "vpn/Common/Utility/OSInfo.h"
+#include "vpn/Common/Utility/OSInfo_darwin.h"
 
 namespace halvo {
 
@@ -41,13 +41,13 @@ void getOSInfo(OSInfo& record) {
 }
 
 // CoreFoundation is linked, so its functions need no look-up by name.
-std::optional<std::string> readProductVersion() {
-  std::ifstream file(kVersionList, std::ios::binary);
-  if (!file) {
+std::optional<std::string> productVersionIn(const char* file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) {
     return std::nullopt;
   }
   std::ostringstream content;
-  content << file.rdbuf();
+  content << stream.rdbuf();
   const std::string text = content.str();
   const Held<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(text.data()),
                                                          static_cast<CFIndex>(text.size()),
@@ -60,7 +60,12 @@ std::optional<std::string> readProductVersion() {
   if (list == nullptr || CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
     return std::nullopt;
   }
-  const void* value = CFDictionaryGetValue(static_cast<CFDictionaryRef>(list.get()), CFSTR("ProductVersion"));
+  const Held<CFStringRef> key(
+      CFStringCreateWithCStringNoCopy(nullptr, "ProductVersion", kCFStringEncodingUTF8, kCFAllocatorNull));
+  if (key == nullptr) {
+    return std::nullopt;
+  }
+  const void* value = CFDictionaryGetValue(static_cast<CFDictionaryRef>(list.get()), key.get());
   if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
     return std::nullopt;
   }
@@ -69,6 +74,10 @@ std::optional<std::string> readProductVersion() {
     return std::nullopt;
   }
   return std::string(version);
+}
+
+std::optional<std::string> readProductVersion() {
+  return productVersionIn(kVersionList);
 }
 
 }  // namespace halvo
