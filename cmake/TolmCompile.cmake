@@ -12,7 +12,7 @@ target_compile_options(tolm_compile INTERFACE
   "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${source_from_build}=")
 
 target_compile_options(tolm_compile INTERFACE
-  $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+  $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wno-format-y2k -Wundef -Wcast-align>)
 if(TOLM_WARNINGS_AS_ERRORS)
   target_compile_options(tolm_compile INTERFACE -Werror)

@@ -19,6 +19,7 @@ endif()
   set(${name}_DIR ${tolm_headers}/cmake CACHE PATH "Headers of this machine" FORCE)
 endfunction()
 tolm_host_headers(CLI11 CLI11::CLI11 CLI)
+tolm_host_headers(nlohmann_json nlohmann_json::nlohmann_json nlohmann)
 
 # The libraries are the system's own there. zlib's header comes with the compiler.
 if(NOT EXISTS ${tolm_sdk}/usr/include/libxml2/libxml/parser.h)

@@ -1,6 +1,7 @@
 # Helpers to declare the libraries, programs and tests of the system.
 
-if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+# The sources of macOS are compiled for that system, and here over the test platform in tests/macos/platform.
+if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" OR TOLM_TEST_PLATFORM)
   set(TOLM_HOST darwin)
 else()
   set(TOLM_HOST linux)

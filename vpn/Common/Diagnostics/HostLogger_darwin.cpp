@@ -12,9 +12,9 @@ namespace halvo {
 
 namespace {
 
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
-#pragma clang diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 class AppleSystemLog final : public IAppleSystemLog {
  public:
@@ -40,7 +40,7 @@ class UnifiedLog final : public IUnifiedLog {
   void release(Log log) override { os_release(log); }
 };
 
-#pragma clang diagnostic pop
+#pragma GCC diagnostic pop
 
 }  // namespace
 

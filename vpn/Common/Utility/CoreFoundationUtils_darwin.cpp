@@ -1,17 +1,14 @@
-#include <CoreFoundation/CoreFoundation.h>
+#include "vpn/Common/Utility/CoreFoundationUtils_darwin.h"
 
-#include <memory>
 #include <vector>
 
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/CoreFoundationHeld.h"
 #include "vpn/Common/Utility/CoreFoundationUtils.h"
 
 namespace halvo {
 
 namespace {
-
-struct Release {
-  void operator()(const void* object) const { CFRelease(object); }
-};
 
 // The value of one of the locale's keys, which the locale keeps owning.
 std::optional<std::string> textOf(CFLocaleRef locale, CFLocaleKey key) {
@@ -30,12 +27,31 @@ std::optional<std::string> textOf(CFLocaleRef locale, CFLocaleKey key) {
 }  // namespace
 
 HostLocale readHostLocale() {
-  const std::unique_ptr<const void, Release> holder(CFLocaleCopyCurrent());
-  if (!holder) {
+  const Held<CFLocaleRef> locale(CFLocaleCopyCurrent());
+  if (locale == nullptr) {
     return {};
   }
-  const auto locale = static_cast<CFLocaleRef>(holder.get());
-  return {true, textOf(locale, kCFLocaleLanguageCode), textOf(locale, kCFLocaleCountryCode)};
+  return {true, textOf(locale.get(), kCFLocaleLanguageCode), textOf(locale.get(), kCFLocaleCountryCode)};
+}
+
+ResultCode GetPreferredLanguage(CFStringRef& out) {
+  out = nullptr;
+  const Held<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
+  if (languages == nullptr) {
+    LOG_MESSAGE(kLogError, "CFLocaleCopyPreferredLanguages() returned NULL");
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  if (CFArrayGetCount(languages.get()) < 1) {
+    LOG_MESSAGE(kLogError, "PreferredLanguages array is empty");
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  const void* first = CFArrayGetValueAtIndex(languages.get(), 0);
+  if (first == nullptr) {
+    LOG_MESSAGE(kLogError, "CFArrayGetValueAtIndex returned NULL");
+    return GLOBAL_ERROR_UNEXPECTED;
+  }
+  out = CFStringCreateCopy(kCFAllocatorDefault, static_cast<CFStringRef>(first));
+  return out != nullptr ? 0 : GLOBAL_ERROR_UNEXPECTED;
 }
 
 }  // namespace halvo

@@ -1,28 +1,18 @@
-#include <CoreFoundation/CoreFoundation.h>
+#include "vpn/Common/Utility/OSInfo_darwin.h"
+
 #include <CoreServices/CoreServices.h>
 
 #include <cstring>
 #include <fstream>
-#include <memory>
-#include <optional>
 #include <sstream>
-#include <string>
-#include <type_traits>
 
-#include "vpn/Common/Utility/OSInfo_darwin.h"
+#include "vpn/Common/Utility/CoreFoundationHeld.h"
 
 namespace halvo {
 
 namespace {
 
 constexpr const char* kVersionList = "/System/Library/CoreServices/SystemVersion.plist";
-
-struct Release {
-  void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-
-template <typename Ref>
-using Held = std::unique_ptr<std::remove_pointer_t<Ref>, Release>;
 
 }  // namespace
 
@@ -31,12 +21,12 @@ void getOSInfo(OSInfo& record) {
   record.family = kFamilyMac;
   SInt32 numbers[3] = {};
   // The results aren't looked at: a number that can't be had stays zero.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   static_cast<void>(Gestalt(0x73797331, &numbers[0]));
   static_cast<void>(Gestalt(0x73797332, &numbers[1]));
   static_cast<void>(Gestalt(0x73797333, &numbers[2]));
-#pragma clang diagnostic pop
+#pragma GCC diagnostic pop
   setOSInfo(record, "Mac OS X", numbers[0], numbers[1], numbers[2]);
 }
 

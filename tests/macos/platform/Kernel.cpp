@@ -1,0 +1,172 @@
+// kqueue over inotify and sysctl over /proc, as far as this system uses them.
+
+#include <dirent.h>
+#include <poll.h>
+#include <sys/event.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/sysctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tests/macos/platform/Control.h"
+
+namespace {
+
+using halvo::test::platform::fails;
+
+std::mutex s_lock;
+std::map<std::pair<int, int>, std::uintptr_t> s_idents;  // by queue and watch
+
+int registerChange(int queue, const struct kevent& change) {
+  if (change.filter != EVFILT_VNODE || change.flags != (EV_ADD | EV_ONESHOT) || change.fflags != NOTE_WRITE) {
+    errno = ENOTSUP;
+    return -1;
+  }
+  const std::string path = "/proc/self/fd/" + std::to_string(change.ident);
+  const int watch = inotify_add_watch(queue, path.c_str(), IN_MODIFY | IN_ONESHOT);
+  if (watch < 0) {
+    errno = EBADF;
+    return -1;
+  }
+  const std::lock_guard<std::mutex> guard(s_lock);
+  s_idents[{queue, watch}] = change.ident;
+  return 0;
+}
+
+// One process as the kernel of macOS tells it: SIDL is 1, SRUN 2, SSLEEP 3, SSTOP 4, SZOMB 5.
+bool fill(pid_t pid, kinfo_proc& record) {
+  std::memset(&record, 0, sizeof(record));
+  const std::string folder = "/proc/" + std::to_string(pid);
+  std::ifstream stream(folder + "/stat");
+  std::string line;
+  struct stat owner;
+  if (!std::getline(stream, line) || stat(folder.c_str(), &owner) != 0) {
+    return false;
+  }
+  const std::size_t open = line.find('(');
+  const std::size_t close = line.rfind(')');
+  const std::string command = line.substr(open + 1, close - open - 1).substr(0, 16);
+  record.kp_proc.p_pid = pid;
+  switch (line[close + 2]) {
+    case 'R':
+      record.kp_proc.p_stat = 2;
+      break;
+    case 'T':
+    case 't':
+      record.kp_proc.p_stat = 4;
+      break;
+    case 'Z':
+    case 'X':
+      record.kp_proc.p_stat = 5;
+      break;
+    default:
+      record.kp_proc.p_stat = 3;
+      break;
+  }
+  std::memcpy(record.kp_proc.p_comm, command.c_str(), command.size());
+  record.kp_eproc.e_pcred.p_ruid = owner.st_uid;
+  return true;
+}
+
+std::vector<kinfo_proc> allProcesses() {
+  std::vector<kinfo_proc> records;
+  DIR* folder = opendir("/proc");
+  while (const dirent* entry = readdir(folder)) {
+    kinfo_proc record;
+    const pid_t pid = std::atoi(entry->d_name);
+    if (pid > 0 && fill(pid, record)) {
+      records.push_back(record);
+    }
+  }
+  closedir(folder);
+  return records;
+}
+
+}  // namespace
+
+extern "C" int kqueue(void) {
+  if (fails("kqueue")) {
+    errno = EMFILE;
+    return -1;
+  }
+  return inotify_init1(IN_CLOEXEC);
+}
+
+extern "C" int kevent(int queue, const struct kevent* changes, int changeCount, struct kevent* events,
+                      int eventCount, const struct timespec* timeout) {
+  if (fails("kevent")) {
+    errno = ENOTSUP;
+    return -1;
+  }
+  for (int i = 0; i < changeCount; ++i) {
+    if (registerChange(queue, changes[i]) != 0) {
+      return -1;
+    }
+  }
+  if (eventCount == 0) {
+    return 0;
+  }
+  pollfd waiting = {queue, POLLIN, 0};
+  const int limit =
+      timeout == nullptr ? -1 : static_cast<int>(timeout->tv_sec * 1000 + timeout->tv_nsec / 1000000);
+  const int ready = poll(&waiting, 1, limit);
+  if (ready <= 0) {
+    return ready;
+  }
+  alignas(inotify_event) char buffer[4096];
+  if (read(queue, buffer, sizeof(buffer)) < static_cast<ssize_t>(sizeof(inotify_event))) {
+    return -1;
+  }
+  const inotify_event* event = reinterpret_cast<const inotify_event*>(buffer);
+  if ((event->mask & IN_MODIFY) == 0) {
+    return 0;
+  }
+  const std::lock_guard<std::mutex> guard(s_lock);
+  EV_SET(events, (s_idents[{queue, event->wd}]), EVFILT_VNODE, EV_ONESHOT, NOTE_WRITE, 0, nullptr);
+  return 1;
+}
+
+extern "C" int sysctl(int* name, unsigned int length, void* old, size_t* oldLength, void* fresh,
+                      size_t freshLength) {
+  if (length < 3 || name[0] != CTL_KERN || name[1] != KERN_PROC || fresh != nullptr || freshLength != 0) {
+    std::abort();
+  }
+  if (fails("sysctl")) {
+    errno = EPERM;
+    return -1;
+  }
+  std::vector<kinfo_proc> records;
+  if (length == 4 && name[2] == KERN_PROC_PID) {
+    kinfo_proc record;
+    if (fill(name[3], record)) {
+      records.push_back(record);
+    }
+  } else if (length == 3 && name[2] == KERN_PROC_ALL) {
+    records = allProcesses();
+  } else {
+    std::abort();
+  }
+  const std::size_t bytes = records.size() * sizeof(kinfo_proc);
+  if (old == nullptr) {
+    // Room for those that start between the two calls.
+    *oldLength = bytes + 10 * sizeof(kinfo_proc);
+    return 0;
+  }
+  if (*oldLength < bytes) {
+    errno = ENOMEM;
+    return -1;
+  }
+  std::memcpy(old, records.data(), bytes);
+  *oldLength = bytes;
+  return 0;
+}
