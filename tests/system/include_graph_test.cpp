@@ -34,6 +34,7 @@ const std::vector<Storey>& storeys() {
   static const std::vector<Storey> list = {
       {"vpn/Common/Utility/ManualLock", "common_base"},
       {"vpn/Common/Utility/OSInfo", "common_base"},
+      {"vpn/Common/Utility/CoreFoundationHeld", "common_base"},
       {"vpn/Common/Utility/StringUtils", "common_base"},
       {"vpn/Common/Diagnostics/", "common_diagnostics"},
       {"vpn/Common/Utility/", "common_utility"},
