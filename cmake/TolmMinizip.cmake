@@ -32,6 +32,15 @@ string(REGEX REPLACE "#ifndef NOUNCRYPT[ \t\r\n]+#define NOUNCRYPT[ \t\r\n]+#end
 file(CONFIGURE OUTPUT ${tolm_unzip} CONTENT "${tolm_unzip_text}" @ONLY)
 list(TRANSFORM tolm_minizip_files REPLACE "^${TOLM_MINIZIP_DIR}/unzip\\.c$" "${tolm_unzip}")
 
+# zip.c writes an entry's central header to the memory for it, and looks behind that at whether it got any: it
+# is built from a copy that looks first, so that a lack of memory is a refused entry and not the program's end.
+set(tolm_zip ${CMAKE_BINARY_DIR}/minizip/zip.c)
+file(READ ${TOLM_MINIZIP_DIR}/zip.c tolm_zip_text)
+string(REGEX REPLACE "(zi->ci\\.central_header = [^;]*;)"
+  "\\1 if (zi->ci.central_header == NULL) return ZIP_INTERNALERROR;" tolm_zip_text "${tolm_zip_text}")
+file(CONFIGURE OUTPUT ${tolm_zip} CONTENT "${tolm_zip_text}" @ONLY)
+list(TRANSFORM tolm_minizip_files REPLACE "^${TOLM_MINIZIP_DIR}/zip\\.c$" "${tolm_zip}")
+
 # Encryption is on unless NOCRYPT is defined. Files are addressed with 64 bits on every host.
 set(tolm_minizip_definitions _FILE_OFFSET_BITS=64 _LARGEFILE64_SOURCE)
 

@@ -240,9 +240,14 @@ bool skipCall(pid_t thread, Registers& registers) {
   registers.orig_rax = static_cast<unsigned long long>(-1);
   return ptrace(PTRACE_SETREGS, thread, nullptr, &registers) == 0;
 }
-bool clearArgument(pid_t thread, Registers& registers) {
-  registers.rdi = 0;
-  return ptrace(PTRACE_SETREGS, thread, nullptr, &registers) == 0;
+// Changes the call's argument and tells the one before: the program counts on its register to stay.
+unsigned long long swapArgument(pid_t thread, unsigned long long argument) {
+  Registers registers = {};
+  ptrace(PTRACE_GETREGS, thread, nullptr, &registers);
+  const unsigned long long before = registers.rdi;
+  registers.rdi = argument;
+  ptrace(PTRACE_SETREGS, thread, nullptr, &registers);
+  return before;
 }
 bool setAnswer(pid_t thread, long answer) {
   Registers registers = {};
@@ -263,10 +268,17 @@ bool skipCall(pid_t thread, Registers&) {
   iovec part = {&none, sizeof(none)};
   return ptrace(PTRACE_SETREGSET, thread, NT_ARM_SYSTEM_CALL, &part) == 0;
 }
-bool clearArgument(pid_t thread, Registers& registers) {
-  registers.regs[0] = 0;
+// The argument's register is the answer's: nothing has to be put back.
+unsigned long long swapArgument(pid_t thread, unsigned long long argument) {
+  Registers registers = {};
   iovec part = {&registers, sizeof(registers)};
-  return ptrace(PTRACE_SETREGSET, thread, NT_PRSTATUS, &part) == 0;
+  ptrace(PTRACE_GETREGSET, thread, NT_PRSTATUS, &part);
+  const unsigned long long before = registers.regs[0];
+  if (argument == 0) {
+    registers.regs[0] = 0;
+    ptrace(PTRACE_SETREGSET, thread, NT_PRSTATUS, &part);
+  }
+  return before;
 }
 bool setAnswer(pid_t thread, long answer) {
   Registers registers = {};
@@ -298,7 +310,9 @@ struct Order {
 struct Tracee {
   int ordinal = -1;
   bool isInCall = false;
-  bool isToFail = false;  // the answer of the call it is in is replaced
+  bool isToFail = false;    // the answer of the call it is in is replaced
+  bool isToShrink = false;  // the call is a brk() that gets nothing; its argument is put back
+  unsigned long long argument = 0;
 };
 
 volatile sig_atomic_t s_isTimeUp = 0;
@@ -431,6 +445,11 @@ class Tracer {
     Tracee& tracee = m_tracees[thread];
     tracee.isInCall = !tracee.isInCall;
     if (!tracee.isInCall) {
+      if (tracee.isToShrink) {
+        tracee.isToShrink = false;
+        swapArgument(thread, tracee.argument);
+        m_injected = true;
+      }
       if (tracee.isToFail) {
         tracee.isToFail = false;
         m_injected = setAnswer(thread, -m_order.error) || m_injected;
@@ -446,7 +465,8 @@ class Tracer {
     }
     if (tracee.ordinal == m_order.process && number == m_order.number && which == m_order.which) {
       if (number == SYS_brk) {
-        m_injected = clearArgument(thread, registers);
+        tracee.isToShrink = true;
+        tracee.argument = swapArgument(thread, 0);
         return;
       }
       tracee.isToFail = number == SYS_close || skipCall(thread, registers);

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "vpn/Common/Diagnostics/LoggingStart.h"
 
 namespace halvo {
@@ -6,7 +8,7 @@ namespace {
 
 // 101 is the first priority that is not the compiler's own: this object is made before, and destroyed
 // after, every other static object of the system.
-__attribute__((init_priority(101))) LoggingStarter s_loggingStarter;
+__attribute__((init_priority(101))) LoggingStarter s_loggingStarter(program_invocation_short_name);
 
 }  // namespace
 
