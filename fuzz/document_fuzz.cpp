@@ -10,6 +10,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRules.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentCheck.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/FakeCheckHost.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -72,7 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data), size);
 
   const DocumentTree tree = parseDocumentText(text);
-  const DocumentReport report = checkDocument(tree);
+  FakeCheckHost machine;
+  const DocumentReport report = checkDocument(tree, machine);
   for (const Finding& finding : report.findings) {
     const std::string line = findingLine("a.xml", finding);
     require(line.find('\n') == std::string::npos);

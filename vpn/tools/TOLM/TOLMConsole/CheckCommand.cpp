@@ -17,26 +17,36 @@ class CheckCommand : public ICommand {
   [[nodiscard]] const char* description() const override {
     return "Tell the faults of instruction documents and requests";
   }
-  [[nodiscard]] const char* example() const override { return "tmtolm check client.xml network.xml"; }
+  [[nodiscard]] const char* example() const override { return "tmtolm check --strict client.xml"; }
 
   void addOptions(CLI::App& app) override {
     app.add_option("PATH", m_Paths, "Documents, or folders of them")->required()->type_name("");
+    app.add_flag("--json", m_bJson, "Print the findings as a JSON array");
+    app.add_flag("--strict", m_bStrict, "Fail at warnings too");
   }
 
   [[nodiscard]] int run() override {
-    CheckRun run;
+    CheckHost host;
+    CheckRun run(host);
     for (const std::string& path : m_Paths) {
       run.addPath(path);
     }
     run.finish();
-    for (const std::string& line : run.lines()) {
-      std::printf("%s\n", line.c_str());
+    if (m_bJson) {
+      std::fputs(run.json().c_str(), stdout);
+    } else {
+      for (const std::string& line : run.lines()) {
+        std::printf("%s\n", line.c_str());
+      }
     }
-    return finishOutput(run.hasErrors() ? kExitFailure : kExitSuccess);
+    const bool failed = run.hasErrors() || (m_bStrict && run.hasFindings());
+    return finishOutput(failed ? kExitFailure : kExitSuccess);
   }
 
  private:
   std::vector<std::string> m_Paths;
+  bool m_bJson = false;
+  bool m_bStrict = false;
 };
 
 }  // namespace

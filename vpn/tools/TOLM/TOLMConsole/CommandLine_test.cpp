@@ -57,6 +57,9 @@ TEST_F(CommandLineTest, ClearTakesYesAndQuiet) {
 TEST_F(CommandLineTest, CheckTakesOneOrMorePaths) {
   EXPECT_EQ(parse({"check", "a.xml", "b"}), "check");
   EXPECT_THAT(given("PATH"), ElementsAre("a.xml", "b"));
+  EXPECT_EQ(parse({"check", "--json", "--strict", "a.xml"}), "check");
+  EXPECT_THAT(given("--json"), ElementsAre("true"));
+  EXPECT_THAT(given("--strict"), ElementsAre("true"));
   EXPECT_EQ(parse({"check", "--", "-a.xml"}), "check");
   EXPECT_THAT(given("PATH"), ElementsAre("-a.xml"));
   parse({"check"});

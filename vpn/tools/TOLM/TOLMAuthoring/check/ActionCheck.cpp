@@ -1,7 +1,12 @@
 #include "vpn/tools/TOLM/TOLMAuthoring/check/ActionCheck.h"
 
+#include <algorithm>
+
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CommandCheck.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/PathCheck.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo {
@@ -49,6 +54,7 @@ void ActionCheck::checkPathText(const DocumentElement& element) {
     return;
   }
   checkVariables(m_List, element, element.text);
+  checkPathNames(m_List, element, element.text);
   if (!isBlankText(element.text) && element.text.front() != '/' && element.text.front() != '$' &&
       element.text.find('/') != std::string::npos) {
     m_List.add("path-relative", element,
@@ -89,10 +95,18 @@ void ActionCheck::checkCopy(const DocumentElement& action, const ActionPlace& pl
     return;
   }
   checkLocation(*loc);
+  for (const DocumentElement* clearLog : action.childrenNamed("clear_log")) {
+    const DocumentAttribute* const apply = clearLog->attribute("apply");
+    if (apply != nullptr && apply->value == "true" && isSystemPlace(loc->text)) {
+      m_List.add("clear-system", *clearLog,
+                 quotedText(loc->text) +
+                     " belongs to the system or is a home as a whole: a clear run deletes the files there");
+    }
+  }
   const std::string folder = helperUtil::stringBeforeLast(loc->text, "/", true);
   const std::string pattern = helperUtil::stringAfterLast(loc->text, "/");
-  if (pattern.find_first_of("*?") == std::string::npos && folder != loc->text) {
-    noteStoredName(*loc, folder, pattern, place);
+  if (folder != loc->text) {
+    m_Names.addCopy(*loc, folder, pattern, place);
   }
 }
 
@@ -108,6 +122,7 @@ void ActionCheck::checkLocation(const DocumentElement& loc) {
                    ": a run takes the text for a folder and for the file's name in it, and finds nothing");
     return;
   }
+  checkGathered(m_List, loc, m_Host);
   const std::string folder = helperUtil::stringBeforeLast(loc.text, "/", true);
   const std::string pattern = helperUtil::stringAfterLast(loc.text, "/");
   if (folder.find_first_of("*?") != std::string::npos) {
@@ -136,20 +151,6 @@ void ActionCheck::checkLocation(const DocumentElement& loc) {
                "the pattern " + quotedText(pattern) +
                    " matches the folder itself too: where that is the newest, a run gathers nothing and says "
                    "nothing; use a pattern such as \"*.log\"");
-  }
-}
-
-void ActionCheck::noteStoredName(const DocumentElement& element, const std::string& folder,
-                                 const std::string& name, const ActionPlace& place) {
-  if (!place.defaultItem || name.empty()) {
-    return;
-  }
-  const auto [found, added] = m_Copies.insert({{place.opsys, name}, {place.kind, folder, element.position}});
-  if (!added && found->second.folder != folder) {
-    m_List.add(
-        "copy-collision", element,
-        quotedText(name) + " of another folder is stored by the action at " + lineOf(found->second.position) +
-            ": a default run keeps one of the two, the later; put one into a document of another title");
   }
 }
 
@@ -218,9 +219,7 @@ void ActionCheck::checkCommandChildren(const DocumentElement& action, const Acti
                        "<args> alone");
       }
     } else if (name == "stdout") {
-      checkAttributes(m_List, *child);
-      checkNoText(m_List, *child);
-      checkTextOnly(m_List, *child);
+      checkStdout(*child);
     } else if (name == "clear_log") {
       checkClearLog(*child, place, true);
     } else {
@@ -229,6 +228,19 @@ void ActionCheck::checkCommandChildren(const DocumentElement& action, const Acti
                      (name == "truncate_type" ? "" : suggestion(name)) + ": a run drops the whole action");
     }
   }
+}
+
+// Its presence is the switch, whatever stands in it.
+void ActionCheck::checkStdout(const DocumentElement& element) {
+  checkAttributes(m_List, element);
+  if (saysNo(element.text)) {
+    m_List.add("stdout-text", element,
+               "<stdout> holds " + quotedText(element.text) +
+                   ": a run captures the output wherever a <stdout> stands; leave it out");
+  } else {
+    checkNoText(m_List, element);
+  }
+  checkTextOnly(m_List, element);
 }
 
 void ActionCheck::checkArgs(const DocumentElement& args, bool captured, const ActionPlace& place) {
@@ -243,17 +255,23 @@ void ActionCheck::checkArgs(const DocumentElement& args, bool captured, const Ac
     return;
   }
   const std::string program = helperUtil::stringBeforeFirst(text, " ");
-  if (hasOuterBlanks(text) || hasOuterBlanks(program) ||
-      program.find_first_of("\t\r\n") != std::string::npos) {
+  const bool brokenWord = program.find_first_of("\t\r\n") != std::string::npos;
+  if (brokenWord || (!captured && hasOuterBlanks(text))) {
     m_List.add("text-blanks", args,
                "tabs or line breaks around the text of <args> or in its first word: a run takes them as part "
                "of the command and of the result's name");
+  } else if (hasOuterBlanks(text)) {
+    // The shell passes them over; only the banner of the result shows them.
+    m_List.add("args-outer-blanks", args,
+               "blanks or line breaks behind the command in <args>: the shell passes them over, and the "
+               "result shows them in its heading");
   }
   if (!captured) {
     checkVariables(m_List, args, text);
-    checkLaunch(args, text);
+    checkLaunch(args, text, place);
     return;
   }
+  checkShellCommand(m_List, args, m_Host, collector::isCurrentOS(place.opsys));
   if (program.find('/') != std::string::npos) {
     m_List.add(
         "program-path", args,
@@ -262,28 +280,38 @@ void ActionCheck::checkArgs(const DocumentElement& args, bool captured, const Ac
             "the name alone");
     return;
   }
-  noteResult(args, baseNameOf(program), place);
+  const std::string baseName = baseNameOf(program);
+  if (baseName.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._+-@[]:") !=
+      std::string::npos) {
+    m_List.add("result-name", args,
+               "the result is named after the first word of the command line: a run stores it as " +
+                   quotedText(baseName + "_result.txt") + "; begin with the program's name");
+  }
+  m_Names.addResult(args, baseName, place);
 }
 
 // A program that is started without a shell gets the text behind the first blank as one argument.
-void ActionCheck::checkLaunch(const DocumentElement& element, const std::string& commandLine) {
+void ActionCheck::checkLaunch(const DocumentElement& element, const std::string& commandLine,
+                              const ActionPlace& place) {
   const std::size_t blank = commandLine.find(' ');
+  const std::string argument = blank == std::string::npos ? "" : commandLine.substr(blank + 1);
   if (blank == std::string::npos) {
     m_List.add(
         "launch-empty-argument", element,
         quotedText(commandLine) + " is started without a shell: a run gives the program one empty argument");
-    return;
-  }
-  const std::string argument = commandLine.substr(blank + 1);
-  if (argument.find_first_of(" \t\r\n") != std::string::npos) {
-    m_List.add("launch-arguments", element,
-               "several arguments for a program that is started without a shell: a run gives it " +
-                   quotedText(argument) + " as one argument; use <stdout/>, or a script of one argument");
-  } else if (commandLine.find_first_of(kShellCharacters) != std::string::npos) {
-    m_List.add("launch-arguments", element,
+  } else if (argument.find_first_of(kShellCharacters) != std::string::npos) {
+    m_List.add("launch-shell-signs", element,
                "signs of the shell in a command that is started without one: a run gives the program " +
                    quotedText(argument) + " as it stands");
+  } else if (argument.find_first_of(" \t\r\n") != std::string::npos) {
+    // May be meant: one file's name with a blank in it.
+    m_List.add("launch-arguments", element,
+               "blanks in the argument of a program that is started without a shell: a run gives it " +
+                   quotedText(argument) +
+                   " as one argument; for several use <stdout/>, or a script of one argument");
   }
+  checkStartedCommand(m_List, element, commandLine.substr(0, blank), argument, m_Host,
+                      collector::isCurrentOS(place.opsys));
 }
 
 void ActionCheck::checkTempOut(const DocumentElement& action, const DocumentElement* tempOut, bool captured,
@@ -309,27 +337,36 @@ void ActionCheck::checkTempOut(const DocumentElement& action, const DocumentElem
         "temp-out-deleted", *tempOut,
         quotedText(path) + " is no place for temporary files: a run deletes the file once it is copied");
   }
-  noteStoredName(*tempOut, helperUtil::stringBeforeLast(path, "/", true),
-                 helperUtil::stringAfterLast(path, "/"), place);
+  if (path.find_first_of("*?") != std::string::npos) {
+    m_List.add(
+        "path-wildcard", *tempOut,
+        "a wildcard in " + quotedText(path) + " of <temp_out>: a run takes it for a letter of the name");
+    return;
+  }
+  m_Names.addCopy(*tempOut, helperUtil::stringBeforeLast(path, "/", true),
+                  helperUtil::stringAfterLast(path, "/"), place);
 }
 
-// Captured output is stored under the program's name. Within one kind element it is appended; a later
-// kind starts anew and replaces what lies in the bundle.
-void ActionCheck::noteResult(const DocumentElement& element, const std::string& baseName,
-                             const ActionPlace& place) {
-  // Items that a default run leaves out are gathered by request, and meet nobody but themselves.
-  const std::string owner = place.defaultItem ? ""
-                                              : std::to_string(place.item->position.line) + ":" +
-                                                    std::to_string(place.item->position.column) + " ";
-  const auto [found, added] =
-      m_Results.insert({{place.opsys, owner + baseName}, {place.kind, "", element.position}});
-  if (!added && found->second.kind != place.kind) {
-    m_List.add(
-        "result-replaced", element,
-        "the output goes to " + quotedText(baseName + "_result.txt") + ", as that of " +
-            lineOf(found->second.position) +
-            " does: a run keeps only the last; put both into one <use_extern_action>, or into documents of "
-            "different titles");
+// What a clearing command would take away, by the paths among its words.
+static void checkClearedPaths(FindingList& list, const DocumentElement& clearLog) {
+  const std::string program =
+      helperUtil::stringAfterLast(helperUtil::stringBeforeFirst(clearLog.text, " "), "/");
+  for (const char* remover : {"rm", "rmdir", "unlink", "shred", "truncate", "find", "mv"}) {
+    if (program != remover) {
+      continue;
+    }
+    std::size_t at = program.size();
+    while ((at = clearLog.text.find_first_not_of(' ', at)) != std::string::npos) {
+      const std::size_t end = std::min(clearLog.text.find(' ', at), clearLog.text.size());
+      const std::string word = clearLog.text.substr(at, end - at);
+      at = end;
+      if (isSystemPlace(word)) {
+        list.add(
+            "clear-system", clearLog,
+            quotedText(word) + " belongs to the system or is a home as a whole: a clear run takes it away");
+        return;
+      }
+    }
   }
 }
 
@@ -373,7 +410,8 @@ void ActionCheck::checkClearLog(const DocumentElement& clearLog, const ActionPla
                "blanks or line breaks around the text of <clear_log>: a clear run takes them as part of the "
                "command");
   }
-  checkLaunch(clearLog, clearLog.text);
+  checkLaunch(clearLog, clearLog.text, place);
+  checkClearedPaths(m_List, clearLog);
 }
 
 // --- Property lists -------------------------------------------------------------------------------
@@ -409,6 +447,11 @@ void ActionCheck::checkList(const DocumentElement& action) {
     return;
   }
   checkPathText(*path);
+  if (path->text.find_first_of("*?") != std::string::npos) {
+    m_List.add("path-wildcard", *path,
+               "a wildcard in " + quotedText(path->text) +
+                   ": a run takes it for a letter of the property list's name, and finds none");
+  }
 }
 
 }  // namespace halvo

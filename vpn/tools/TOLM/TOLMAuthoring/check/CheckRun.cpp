@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/StringUtils.h"
@@ -85,7 +86,7 @@ void CheckRun::addDocument(const std::string& path, bool fromFolder) {
     return;
   }
   const DocumentTree tree = parseDocumentFile(path);
-  Checked document{path, checkDocument(tree)};
+  Checked document{path, checkDocument(tree, m_Host)};
   std::vector<Finding>& findings = document.report.findings;
   const bool isRequest = document.report.facts.isRequest;
   if (isRequest && fromFolder) {
@@ -169,6 +170,29 @@ std::vector<std::string> CheckRun::lines() const {
     }
   }
   return all;
+}
+
+std::string CheckRun::json() const {
+  nlohmann::ordered_json all = nlohmann::ordered_json::array();
+  for (const Checked& document : m_Documents) {
+    for (const Finding& finding : document.report.findings) {
+      all.push_back({
+          {"file", document.path},
+          {"line", finding.position.line},
+          {"column", finding.position.column},
+          {"rule", finding.rule.row().name},
+          {"level", levelName(finding.rule.row().level)},
+          {"text", finding.text},
+      });
+    }
+  }
+  // File names hold any bytes; JSON has to be UTF-8.
+  return all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+bool CheckRun::hasFindings() const {
+  return std::any_of(m_Documents.begin(), m_Documents.end(),
+                     [](const Checked& document) { return !document.report.findings.empty(); });
 }
 
 bool CheckRun::hasErrors() const {

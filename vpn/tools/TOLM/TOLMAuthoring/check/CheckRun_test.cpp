@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "tests/support/Files.h"
+#include "tests/support/JsonSchema.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/FakeCheckHost.h"
 
 namespace halvo {
 namespace {
@@ -20,7 +23,8 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
 std::vector<std::string> check(const std::vector<std::string>& paths) {
-  CheckRun run;
+  FakeCheckHost host;
+  CheckRun run(host);
   for (const std::string& path : paths) {
     run.addPath(path);
   }
@@ -217,7 +221,7 @@ TEST_F(CheckRunTest, ValuesThatSayNoArePlain) {
 
 TEST_F(CheckRunTest, ARootThatIsAnItemIsNoItem) {
   EXPECT_THAT(rulesOf(checkText("<file id=\"a\"><configure><title>T</title></configure><tolm/></file>")),
-              ElementsAre("unread-attribute", "nested-file", "no-items", "misplaced-element"));
+              ElementsAre("unread-attribute", "root-file", "no-items", "misplaced-element"));
 }
 
 TEST_F(CheckRunTest, ATitleOutsideOfConfigureIsMisplaced) {
@@ -247,21 +251,23 @@ TEST_F(CheckRunTest, TheLastLocOfSeveralCounts) {
 TEST_F(CheckRunTest, OneArgumentOfALaunchIsFine) {
   EXPECT_THAT(checkCommand("<args>tool --all</args><temp_out>/tmp/x.txt</temp_out>"), IsEmpty());
   EXPECT_THAT(rulesOf(checkCommand("<args>tool &gt;/tmp/y</args><temp_out>/tmp/x.txt</temp_out>")),
-              ElementsAre("launch-arguments"));
+              ElementsAre("launch-shell-signs"));
 }
 
 TEST_F(CheckRunTest, TheCommandOfAClearRunIsCheckedAsALaunch) {
-  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log apply=\"true\">rm -r /x</clear_log>")),
+  EXPECT_THAT(rulesOf(checkCommand(
+                  "<args>ls 2&gt;&amp;1</args><stdout/><clear_log apply=\"true\">rm -r /x</clear_log>")),
               ElementsAre("launch-arguments"));
-  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log apply=\"true\"> tool -x</clear_log>")),
+  EXPECT_THAT(rulesOf(checkCommand(
+                  "<args>ls 2&gt;&amp;1</args><stdout/><clear_log apply=\"true\"> tool -x</clear_log>")),
               ElementsAre("args-leading-blank"));
-  EXPECT_THAT(rulesOf(checkCommand("<args>ls</args><stdout/><clear_log>tool -x</clear_log>")),
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls 2&gt;&amp;1</args><stdout/><clear_log>tool -x</clear_log>")),
               ElementsAre("clear-log-value"));
 }
 
 TEST_F(CheckRunTest, CapturesOfOneProgramInOneKindAreAppendedAndFine) {
-  EXPECT_THAT(checkKinds("<use_extern_action><action><args>ip addr</args><stdout/></action>"
-                         "<action><args>ip route</args><stdout/></action></use_extern_action>"),
+  EXPECT_THAT(checkKinds("<use_extern_action><action><args>ip addr 2&gt;&amp;1</args><stdout/></action>"
+                         "<action><args>ip route 2&gt;&amp;1</args><stdout/></action></use_extern_action>"),
               IsEmpty());
 }
 
@@ -269,7 +275,7 @@ TEST_F(CheckRunTest, CapturesOfOneProgramInTwoDefaultItemsReplaceEachOther) {
   const auto item = [](const std::string& id, const std::string& isDefault) {
     return "<file id=\"" + id + "\"><description>D</description><default>" + isDefault +
            "</default><tolm><os opsys=\"linux\"><use_extern_action><action><args>ip.sh "
-           "-a</args><stdout/></action>"
+           "-a 2&gt;&amp;1</args><stdout/></action>"
            "</use_extern_action></os></tolm></file>\n";
   };
   const std::string head = "<c><configure><title>T</title></configure>\n";
@@ -279,7 +285,7 @@ TEST_F(CheckRunTest, CapturesOfOneProgramInTwoDefaultItemsReplaceEachOther) {
 }
 
 TEST_F(CheckRunTest, VariablesOfCapturedCommandsAreTheShellsBusiness) {
-  EXPECT_THAT(checkCommand("<args>echo $NOT_SET_ANYWHERE</args><stdout/>"), IsEmpty());
+  EXPECT_THAT(checkCommand("<args>echo $NOT_SET_ANYWHERE 2&gt;&amp;1</args><stdout/>"), IsEmpty());
 }
 
 TEST_F(CheckRunTest, AVariableWithoutANameIsUnclosed) {
@@ -301,7 +307,7 @@ TEST_F(CheckRunTest, NewestOfAPatternThatTheFolderItselfDoesNotMatchIsFine) {
                 IsEmpty())
         << pattern;
   }
-  for (const char* pattern : {"*", "?", "**", ".*", "*."}) {
+  for (const char* pattern : {"*", "?", ".*", "*."}) {
     EXPECT_THAT(rulesOf(checkKinds("<file_copy_action><action><loc gather_newest=\"true\">/x/" +
                                    std::string(pattern) + "</loc></action></file_copy_action>")),
                 ElementsAre("gather-newest-dots"))
@@ -393,11 +399,128 @@ TEST_F(CheckRunTest, ARequestForAnItemOfNoDocumentIsToldWhereDocumentsAreGivenAl
 
 TEST_F(CheckRunTest, WarningsAloneAreNoErrors) {
   writeFile(folder.file("a.xml"), "<c/>");
-  CheckRun run;
+  FakeCheckHost host;
+  CheckRun run(host);
   run.addPath(folder.file("a.xml"));
   run.finish();
   EXPECT_EQ(run.lines().size(), 2U);
   EXPECT_FALSE(run.hasErrors());
+}
+
+TEST_F(CheckRunTest, TheJsonFormHoldsEachFindingWithItsPlace) {
+  writeFile(folder.file("a.xml"), "<c>\n <titel/></c>");
+  FakeCheckHost host;
+  CheckRun run(host);
+  run.addPath(folder.file("a.xml"));
+  run.finish();
+  const nlohmann::json all = nlohmann::json::parse(run.json());
+  ASSERT_EQ(all.size(), run.lines().size());
+  EXPECT_EQ(all[2], nlohmann::json({{"file", folder.file("a.xml")},
+                                    {"line", 2},
+                                    {"column", 2},
+                                    {"rule", "unknown-element"},
+                                    {"level", "warning"},
+                                    {"text",
+                                     "<titel> is read by nothing (did you mean <title>?): a run ignores "
+                                     "it"}}));
+  CheckRun none(host);
+  none.finish();
+  EXPECT_EQ(none.json(), "[]\n");
+}
+
+TEST_F(CheckRunTest, TheJsonFormOfEveryRuleFitsItsSchema) {
+  FakeCheckHost host;
+  CheckRun run(host);
+  writeFile(folder.file("a\xff.xml"), "<c>");
+  run.addPath(folder.file("a\xff.xml"));
+  run.addPath(sourcePath("fuzz/corpus/document"));
+  run.finish();
+  const RunResult result = jsonAgainstSchema(run.json(), "check.schema.json");
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_NE(jsonAgainstSchema("[{\"file\": 1}]", "check.schema.json").exitStatus, 0);
+}
+
+TEST_F(CheckRunTest, ARequestWithDescriptionsIsARequest) {
+  EXPECT_THAT(rulesOf(checkText("<r><file id=\"a\"><description>D</description></file></r>")),
+              ElementsAre("misplaced-element"));
+}
+
+TEST_F(CheckRunTest, AStdoutThatSaysNoIsToldToCaptureAllTheSame) {
+  for (const char* no : {"false", "no", "0"}) {
+    const std::vector<std::string> lines =
+        checkCommand("<args>ls 2&gt;&amp;1</args><stdout>" + std::string(no) + "</stdout>");
+    EXPECT_THAT(rulesOf(lines), ElementsAre("stdout-text"));
+    EXPECT_THAT(lines.at(0), HasSubstr("a run captures the output wherever a <stdout> stands"));
+  }
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls 2&gt;&amp;1</args><stdout>true</stdout>")),
+              ElementsAre("ignored-text"));
+}
+
+TEST_F(CheckRunTest, ALineBreakBehindACapturedCommandIsAWarningAndInItsFirstWordAnError) {
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls -l 2&gt;&amp;1\n</args><stdout/>")),
+              ElementsAre("args-outer-blanks"));
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls\n</args><stdout/>")), ::testing::Contains("text-blanks"));
+  EXPECT_THAT(rulesOf(checkCommand("<args>tool x\n</args><temp_out>/tmp/x</temp_out>")),
+              ::testing::Contains("text-blanks"));
+}
+
+TEST_F(CheckRunTest, OneArgumentWithABlankIsAWarning) {
+  const std::vector<std::string> lines =
+      checkCommand("<args>tool my file</args><temp_out>/tmp/x.txt</temp_out>");
+  EXPECT_THAT(rulesOf(lines), ElementsAre("launch-arguments"));
+  EXPECT_THAT(lines.at(0), HasSubstr(": warning: "));
+}
+
+TEST_F(CheckRunTest, BracesAroundAVariableAreToldWhateverIsSet) {
+  for (const char* path : {"${HOME}/x.log", "/a/${HOME}/x.log"}) {
+    EXPECT_THAT(rulesOf(checkKinds("<file_copy_action><action><loc>" + std::string(path) +
+                                   "</loc></action></file_copy_action>")),
+                ElementsAre("variable-braces"));
+  }
+  EXPECT_THAT(checkCommand("<args>ls ${HOME}/x 2&gt;&amp;1</args><stdout/>"), IsEmpty());
+}
+
+TEST_F(CheckRunTest, WildcardsOfOtherProgramsAreTold) {
+  for (const char* pattern :
+       {"/x/{a,b}.log", "/x/[a-c].log", "/x/a.log,/x/b.log", "/x/*.log,*.txt", "/x/**"}) {
+    EXPECT_THAT(rulesOf(checkKinds("<file_copy_action><action><loc>" + std::string(pattern) +
+                                   "</loc></action></file_copy_action>")),
+                ElementsAre("foreign-wildcard"))
+        << pattern;
+  }
+  EXPECT_THAT(checkKinds("<file_copy_action><action><loc>/x/a,b.log</loc></action></file_copy_action>"),
+              IsEmpty());
+}
+
+TEST_F(CheckRunTest, AClearActionOnTheSystemOrAHomeIsAnError) {
+  const auto clearing = [](const std::string& path) {
+    return "<file_copy_action><action><loc>" + path +
+           "</loc><clear_log apply=\"true\"/></action></file_copy_action>";
+  };
+  for (const char* path : {"/etc/*", "/usr/share/x.log", "$HOME/*", "/home/me/*", "/root/*", "/*"}) {
+    EXPECT_THAT(rulesOf(checkKinds(clearing(path))), ::testing::Contains("clear-system")) << path;
+  }
+  for (const char* path : {"$HOME/.halvo/*.log", "/var/log/x.log", "/home/me/logs/*"}) {
+    EXPECT_THAT(checkKinds(clearing(path)), IsEmpty()) << path;
+  }
+  EXPECT_THAT(rulesOf(checkCommand("<args>ls 2&gt;&amp;1</args><stdout/>"
+                                   "<clear_log apply=\"true\">rm /etc/passwd</clear_log>")),
+              ElementsAre("clear-system"));
+  EXPECT_THAT(checkCommand("<args>ls 2&gt;&amp;1</args><stdout/>"
+                           "<clear_log apply=\"true\">rm /var/log/x.log</clear_log>"),
+              IsEmpty());
+}
+
+TEST_F(CheckRunTest, ProgramsAreLookedForOnlyWhereTheInstructionsAreForThisSystem) {
+  const auto item = [](const std::string& system) {
+    return "<c><configure><title>T</title></configure><file id=\"a\"><description>D</description>"
+           "<default>true</default><tolm><os opsys=\"" +
+           system +
+           "\"><use_extern_action><action><args>absent-program 2&gt;&amp;1</args><stdout/></action>"
+           "</use_extern_action></os></tolm></file></c>";
+  };
+  EXPECT_THAT(rulesOf(checkText(item("linux"))), ElementsAre("program-missing"));
+  EXPECT_THAT(checkText(item("mac")), IsEmpty());
 }
 
 }  // namespace

@@ -12,9 +12,10 @@ namespace {
 // The longest name of a folder that file systems take.
 constexpr std::size_t kMaxTitle = 255;
 
-// Elements that only instructions hold.
+// Elements that only instructions hold. A description isn't among them: whoever copies an item's name
+// into a request may copy its description along.
 bool holdsInstructions(const DocumentElement& element) {
-  for (const char* name : {"configure", "title", "tolm", "default", "description", "os", "file_copy_action",
+  for (const char* name : {"configure", "title", "tolm", "default", "os", "file_copy_action",
                            "use_extern_action", "get_file_to_copy_action", "action", "loc"}) {
     if (element.name == name) {
       return true;
@@ -119,18 +120,18 @@ void reportNestedItems(FindingList& list, const DocumentElement& element) {
   }
 }
 
-void checkConfig(FindingList& list, DocumentFacts& facts, const DocumentElement& root) {
+void checkConfig(FindingList& list, DocumentFacts& facts, const DocumentElement& root, ICheckHost& host) {
   checkAttributes(list, root);
   checkNoText(list, root);
   if (root.name == "file") {
-    list.add("nested-file", root,
+    list.add("root-file", root,
              "the root is a <file>: a run looks for items below the root, and never takes the root for one");
   }
   if (const DocumentElement* const title = checkTitle(list, root); title != nullptr) {
     facts.title = title->text;
     facts.titlePosition = title->position;
   }
-  ActionCheck actions(list);
+  ActionCheck actions(list, host);
   bool anyItem = false;
   for (const auto& child : root.children) {
     reportNestedItems(list, *child);
@@ -151,7 +152,7 @@ void checkConfig(FindingList& list, DocumentFacts& facts, const DocumentElement&
 
 }  // namespace
 
-DocumentReport checkDocument(const DocumentTree& tree) {
+DocumentReport checkDocument(const DocumentTree& tree, ICheckHost& host) {
   DocumentReport report;
   FindingList list;
   const ParserMessage first = tree.messages.empty() ? ParserMessage{} : tree.messages.front();
@@ -179,7 +180,7 @@ DocumentReport checkDocument(const DocumentTree& tree) {
       if (report.facts.isRequest) {
         checkRequest(list, report.facts, *tree.root);
       } else {
-        checkConfig(list, report.facts, *tree.root);
+        checkConfig(list, report.facts, *tree.root, host);
       }
       break;
   }

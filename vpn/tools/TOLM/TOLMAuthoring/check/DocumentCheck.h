@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "vpn/tools/TOLM/TOLMAuthoring/check/CheckHost.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/CheckRules.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentTree.h"
 
@@ -26,6 +27,7 @@ struct DocumentReport {
   DocumentFacts facts;
 };
 
-DocumentReport checkDocument(const DocumentTree& tree);
+// `host` is asked for programs and for what the shell says; nothing of the document is run.
+DocumentReport checkDocument(const DocumentTree& tree, ICheckHost& host);
 
 }  // namespace halvo

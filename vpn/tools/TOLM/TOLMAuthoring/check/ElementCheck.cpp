@@ -176,6 +176,15 @@ void checkVariables(FindingList& list, const DocumentElement& element, const std
       return;
     }
     const std::string name = rest.substr(dollar + 1, slash - dollar - 1);
+    if (name.size() > 2 && name.front() == '{' && name.find('}') != std::string::npos) {
+      const std::string plain = name.substr(1, name.find('}') - 1);
+      list.add("variable-braces", element,
+               "braces around a variable's name in " + tagOf(element) +
+                   ": a run looks for a variable called " + quotedText(name) +
+                   ", which can't be, and leaves the text as it stands; write " +
+                   quotedText("$" + plain + "/"));
+      return;
+    }
     if (name.empty()) {
       list.add("variable-unclosed", element,
                "no name stands between \"$\" and \"/\" in " + tagOf(element) +

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/PathCheck.h"
 
 namespace halvo {
 
@@ -158,6 +159,7 @@ void checkItemName(FindingList& list, const DocumentElement* name) {
     list.add("name-path", *name,
              "a \"/\" in <name>: a run by request can't store a file under " + quotedText(name->text));
   }
+  checkPathNames(list, *name, name->text);
 }
 
 }  // namespace
@@ -175,6 +177,7 @@ void checkItemId(FindingList& list, DocumentFacts& facts, const DocumentElement&
     list.add("id-blanks", item,
              "blanks around the id " + quotedText(id->value) + ": a run compares them too");
   }
+  checkNoBreakSpace(list, item, id->value);
   if (!request && (id->value == "comments" || id->value == "summary")) {
     list.add("id-reserved", item,
              "the id " + quotedText(id->value) +
@@ -218,6 +221,11 @@ void checkConfigItem(FindingList& list, ActionCheck& actions, const DocumentElem
         "no words in <description>: a run shows nothing but \"Processing ...\", and the summary's column "
         "stays empty");
   }
+  if (description != nullptr && description->text.find_first_of("\r\n") != std::string::npos) {
+    list.add(
+        "description-line-break", *description,
+        "a line break in <description>: a run breaks the row of each of the item's files in the summary");
+  }
   checkItemName(list, name);
   checkDefault(list, isDefault);
   if (tolm == nullptr) {
@@ -226,7 +234,9 @@ void checkConfigItem(FindingList& list, ActionCheck& actions, const DocumentElem
              "for it");
     return;
   }
-  checkTolm(list, actions, *tolm, {&item, nullptr, "", isDefault != nullptr && isDefault->text == "true"});
+  const ActionPlace place{&item, nullptr, "", isDefault != nullptr && isDefault->text == "true",
+                          name == nullptr ? "" : name->text};
+  checkTolm(list, actions, *tolm, place);
 }
 
 void checkRequest(FindingList& list, DocumentFacts& facts, const DocumentElement& root) {
