@@ -6,7 +6,10 @@
   ROW(Collect)             \
   ROW(Clear)               \
   ROW(Check)               \
-  ROW(Plan)
+  ROW(Plan)                \
+  ROW(Show)                \
+  ROW(Compare)             \
+  ROW(Ask)
 
 namespace halvo {
 

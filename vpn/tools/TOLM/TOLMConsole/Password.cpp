@@ -211,7 +211,7 @@ PasswordResult readPasswordFile(const std::string& path) {
   return result;
 }
 
-PasswordResult askPassword() {
+PasswordResult askPassword(PasswordUse use) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (terminal.get() < 0) {
     return {"", "there is no terminal to ask for the password on; use --password-file"};
@@ -222,6 +222,9 @@ PasswordResult askPassword() {
   }
   if (const std::string why = objection(first.password); !why.empty()) {
     return {"", why};
+  }
+  if (use == PasswordUse::kExisting) {
+    return first;
   }
   const PasswordResult second = askOnce(terminal.get(), "The same again: ");
   if (!second.error.empty()) {

@@ -22,9 +22,13 @@ struct PasswordResult {
 // last line without a line feed counts. Pipes may be read too.
 PasswordResult readPasswordFile(const std::string& path);
 
-// Asks twice on the controlling terminal, without echo. The terminal's settings are put back on every
+// A new password is asked for twice; that of a bundle that exists once, for the bundle tells whether it is
+// right.
+enum class PasswordUse { kNew, kExisting };
+
+// Asks on the controlling terminal, without echo. The terminal's settings are put back on every
 // way out, also when a signal ends or stops the program meanwhile.
-PasswordResult askPassword();
+PasswordResult askPassword(PasswordUse use = PasswordUse::kNew);
 
 // Asks a yes-or-no question where standard input is a terminal. "y" and "yes" are a yes, anything else
 // and the end of the input a no.

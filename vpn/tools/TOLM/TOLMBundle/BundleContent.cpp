@@ -1,0 +1,233 @@
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+
+#include <algorithm>
+#include <array>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <string_view>
+
+namespace halvo {
+
+namespace {
+
+// A summary has some hundred bytes a file.
+constexpr std::size_t kLongestSummary = std::size_t{1} << 26U;
+
+// What stands over a captured output: an empty line, a row of asterisks, the command, and another row.
+constexpr std::size_t kBannerStars = 75;
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "" : path.substr(0, slash);
+}
+
+std::string folderKey(const std::string& folder, const std::string& key) {
+  return folder + '\0' + key;
+}
+
+// The output behind the last banner of the front; npos where no banner stands there.
+std::size_t behindBanner(const std::string& front) {
+  static const std::string s_strStart = "\n\r" + std::string(kBannerStars, '*') + "\n\"";
+  static const std::string s_strEnd = "\" output:\n" + std::string(kBannerStars, '*') + "\n\n\r";
+  const std::size_t start = front.rfind(s_strStart);
+  const std::size_t end = start == std::string::npos ? start : front.find(s_strEnd, start);
+  return end == std::string::npos ? end : end + s_strEnd.size();
+}
+
+// Words with which programs say that they couldn't.
+constexpr std::array<std::string_view, 12> kFailureWords = {"command not found",
+                                                            ": not found",
+                                                            "No such file or directory",
+                                                            "Permission denied",
+                                                            "Operation not permitted",
+                                                            "could not be found",
+                                                            "Cannot open",
+                                                            "cannot open",
+                                                            "must be root",
+                                                            "Segmentation fault",
+                                                            "Traceback (most recent",
+                                                            "Connection refused"};
+
+bool saysFailure(std::string_view line) {
+  return std::any_of(kFailureWords.begin(), kFailureWords.end(),
+                     [line](std::string_view words) { return line.find(words) != std::string_view::npos; });
+}
+
+}  // namespace
+
+std::string lastComponent(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string bytesText(std::uint64_t bytes) {
+  constexpr std::array<char, 6> kUnits = {'K', 'M', 'G', 'T', 'P', 'E'};
+  if (bytes < 1024) {
+    return std::to_string(bytes) + " bytes";
+  }
+  double value = static_cast<double>(bytes) / 1024;
+  std::size_t unit = 0;
+  while (value >= 1024 && unit + 1 < kUnits.size()) {
+    value /= 1024;
+    ++unit;
+  }
+  // The summary's own way: through 32 bits, and in no locale.
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::fixed << std::setprecision(2) << static_cast<float>(value) << kUnits[unit];
+  return text.str();
+}
+
+std::string outputFailure(const std::string& front) {
+  std::size_t at = behindBanner(front);
+  if (at == std::string::npos) {
+    return "";
+  }
+  if (front.find_first_not_of(" \t\r\n", at) == std::string::npos) {
+    return "the command printed nothing";
+  }
+  // Failures are told at once; a word further down may be what a log tells.
+  constexpr int kLines = 5;
+  for (int i = 0; i < kLines && at < front.size(); ++i) {
+    const std::size_t end = std::min(front.find('\n', at), front.size());
+    const std::string line = front.substr(at, end - at);
+    if (saysFailure(line)) {
+      constexpr std::size_t kLongestQuote = 200;
+      return line.substr(0, kLongestQuote);
+    }
+    at = end + 1;
+  }
+  return "";
+}
+
+void BundleContent::readSummaryEntry() {
+  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
+  m_nSummaryEntry = m_rReader.find("summary.txt");
+  // A request may name the summary otherwise; it lies above the documents' folders in any case.
+  constexpr std::size_t kFront = 64;
+  constexpr std::size_t kLooks = 1000;
+  std::size_t looks = 0;
+  for (std::size_t i = 0; m_nSummaryEntry == entries.size() && i < entries.size() && looks < kLooks; ++i) {
+    std::string front;
+    if (entries[i].fault.empty() && entries[i].name.find('/') == std::string::npos) {
+      ++looks;
+      if (m_rReader.readFront(i, kFront, front).empty() && isSummary(front)) {
+        m_nSummaryEntry = i;
+      }
+    }
+  }
+  if (m_nSummaryEntry == entries.size()) {
+    m_strFault = "the bundle has no summary that can be read";
+    return;
+  }
+  std::string text;
+  m_strFault = m_rReader.readFront(m_nSummaryEntry, kLongestSummary, text);
+  m_Summary = readSummary(text);
+  if (m_strFault.empty()) {
+    m_strFault = m_Summary.fault;
+  }
+}
+
+std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& row) {
+  // A title that is no folder's name leaves the files beside the summary, and so lie the user's comments.
+  std::vector<const std::vector<std::size_t>*> candidates;
+  for (const std::string& folder : {title, std::string()}) {
+    const auto found = m_ByFolderAndKey.find(folderKey(folder, row.nameKey));
+    if (found != m_ByFolderAndKey.end()) {
+      candidates.push_back(&found->second);
+    }
+  }
+  if (const auto found = m_ByKey.find(row.nameKey); found != m_ByKey.end()) {
+    candidates.push_back(&found->second);
+  }
+  // Two files of one name are one entry: the later one took the earlier one's place.
+  std::size_t taken = m_rReader.entries().size();
+  for (const std::vector<std::size_t>* list : candidates) {
+    for (const std::size_t entry : *list) {
+      if (!m_Matched[entry]) {
+        return entry;
+      }
+      taken = taken == m_rReader.entries().size() ? entry : taken;
+    }
+    if (taken < m_rReader.entries().size()) {
+      return taken;
+    }
+  }
+  return taken;
+}
+
+void BundleContent::matchSection(const SummarySection& section) {
+  for (const SummaryRow& row : section.included) {
+    const std::size_t entry = matchRow(section.title, row);
+    if (entry == m_rReader.entries().size()) {
+      m_Missing.push_back({row.id, row.name, row.description, section.title,
+                           "the summary lists it, and the bundle doesn't hold it"});
+      continue;
+    }
+    m_Matched[entry] = true;
+    m_Files.push_back({row.id, row.description, section.title, lastComponent(m_rReader.entries()[entry].name),
+                       row.last, entry});
+  }
+}
+
+void BundleContent::addTheRest() {
+  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (!m_Matched[i] && i != m_nSummaryEntry && !entries[i].isFolder()) {
+      m_Files.push_back({"", "", "", lastComponent(entries[i].name), "", i});
+    }
+  }
+}
+
+void BundleContent::load() {
+  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
+  for (const BundleEntryInfo& entry : entries) {
+    m_nWholeSize += std::min(entry.size, UINT64_MAX - m_nWholeSize);
+  }
+  readSummaryEntry();
+  m_Matched.resize(entries.size());
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (entries[i].fault.empty() && i != m_nSummaryEntry && !entries[i].isFolder()) {
+      const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
+      m_ByKey[key].push_back(i);
+      m_ByFolderAndKey[folderKey(folderOf(entries[i].name), key)].push_back(i);
+    }
+  }
+  for (const SummarySection& section : m_Summary.sections) {
+    for (const SummaryRow& row : section.omitted) {
+      m_Missing.push_back({row.id, row.name, row.description, section.title, row.last});
+    }
+  }
+  for (const SummarySection& section : m_Summary.sections) {
+    matchSection(section);
+  }
+  addTheRest();
+}
+
+std::vector<std::size_t> BundleContent::filesOfItem(const std::string& id) const {
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < m_Files.size(); ++i) {
+    if (m_Files[i].id == id && !id.empty()) {
+      found.push_back(i);
+    }
+  }
+  return found;
+}
+
+std::size_t BundleContent::findFile(const std::string& name) const {
+  std::size_t found = m_Files.size();
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < m_Files.size(); ++i) {
+    if (entry(m_Files[i]).name == name) {
+      return i;
+    }
+    if (m_Files[i].name == name) {
+      found = i;
+      ++count;
+    }
+  }
+  return count == 1 ? found : m_Files.size();
+}
+
+}  // namespace halvo

@@ -1,0 +1,96 @@
+// BundleContent: a bundle's entries and its summary put side by side. What the summary says of a file is tied
+// to the entry that holds it; what it only claims, and entries that it doesn't know, are told apart.
+//
+// Borrows the reader, which is open and must outlive it. Not changed after load().
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
+
+namespace halvo {
+
+// A file of the bundle, or one that should be there.
+struct BundledFile {
+  std::string id;  // of its item; empty where the summary doesn't know the file
+  std::string description;
+  std::string document;  // the title of the document that gathered it
+  std::string name;      // without the folder
+  std::string statedSize;
+  std::size_t entry = 0;  // of the reader
+};
+
+struct MissingFile {
+  std::string id;
+  std::string name;
+  std::string description;
+  std::string document;
+  std::string reason;
+};
+
+class BundleContent {
+ public:
+  explicit BundleContent(const BundleReader& reader) : m_rReader(reader) {}
+
+  // Reads the summary. A bundle without one is no failure: fault() tells it then, and files() holds the
+  // entries all the same.
+  void load();
+
+  [[nodiscard]] const BundleReader& reader() const { return m_rReader; }
+  [[nodiscard]] const Summary& summary() const { return m_Summary; }
+  // In the order of the summary, then the rest in the order of the bundle.
+  [[nodiscard]] const std::vector<BundledFile>& files() const { return m_Files; }
+  // What was omitted, then what the summary lists and the bundle hasn't.
+  [[nodiscard]] const std::vector<MissingFile>& missing() const { return m_Missing; }
+  [[nodiscard]] const std::string& fault() const { return m_strFault; }
+  // The sum of the entries' sizes; what the table of contents says.
+  [[nodiscard]] std::uint64_t wholeSize() const { return m_nWholeSize; }
+  [[nodiscard]] const BundleEntryInfo& entry(const BundledFile& file) const {
+    return m_rReader.entries()[file.entry];
+  }
+
+  // The files of an item, as indices into files().
+  [[nodiscard]] std::vector<std::size_t> filesOfItem(const std::string& id) const;
+  // The file whose entry has that name, or that last component where no other has it; files().size()
+  // where there is none.
+  [[nodiscard]] std::size_t findFile(const std::string& name) const;
+
+ private:
+  void readSummaryEntry();
+  void matchSection(const SummarySection& section);
+  std::size_t matchRow(const std::string& title, const SummaryRow& row);
+  void addTheRest();
+
+  const BundleReader& m_rReader;
+  Summary m_Summary;
+  std::vector<BundledFile> m_Files;
+  std::vector<MissingFile> m_Missing;
+  std::string m_strFault;
+  std::uint64_t m_nWholeSize = 0;
+  std::size_t m_nSummaryEntry = 0;
+  std::vector<bool> m_Matched;
+  // Entries by the form of their name in the summary, without and with their folder.
+  std::map<std::string, std::vector<std::size_t>> m_ByKey;
+  std::map<std::string, std::vector<std::size_t>> m_ByFolderAndKey;
+};
+
+// Why a captured output looks like a failure, one line; empty if it doesn't. `front` is the beginning of the
+// file.
+std::string outputFailure(const std::string& front);
+
+// How much of a file outputFailure() wants to see.
+inline constexpr std::size_t kOutputFront = 16384;
+
+// The part of a path behind its last "/".
+std::string lastComponent(const std::string& path);
+
+// Bytes for people: "512 bytes", "1.50K", as the summary writes them.
+std::string bytesText(std::uint64_t bytes);
+
+}  // namespace halvo

@@ -1,0 +1,265 @@
+// What a bundle holds and lacks: the two put together, shown, compared and asked for.
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMBundle/Ask.h"
+#include "vpn/tools/TOLM/TOLMBundle/Compare.h"
+#include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/Show.h"
+#include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
+
+namespace halvo {
+namespace {
+
+using test::banner;
+using test::SummaryBuilder;
+using test::TempFolder;
+using test::ZipBuilder;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+// A bundle on disk with its content read.
+class Opened {
+ public:
+  explicit Opened(const ZipBuilder& zip) : m_Content(m_Reader) {
+    test::writeFile(m_Temp.file("bundle.zip"), zip.take());
+    EXPECT_EQ(m_Reader.open(m_Temp.file("bundle.zip"), ""), "");
+    m_Content.load();
+  }
+  const BundleContent& operator*() const { return m_Content; }
+  const BundleContent* operator->() const { return &m_Content; }
+
+ private:
+  TempFolder m_Temp;
+  BundleReader m_Reader;
+  BundleContent m_Content;
+};
+
+ZipBuilder sample() {
+  SummaryBuilder summary;
+  summary.section("Logs").included("agent", "agent.log", "The agent's log", "12 bytes");
+  summary.included("route", "ip_result.txt", "Routes", "200 bytes");
+  summary.omitted("profile", "*.xml", "Profiles", "/etc/*.xml not found on client machine.");
+  ZipBuilder zip;
+  zip.add({"summary.txt", summary.take()});
+  zip.add({"Logs/agent.log", "line one\nline two\n"});
+  zip.add({"Logs/ip_result.txt", banner("ip route") + "sh: 1: ip: not found\n"});
+  return zip;
+}
+
+TEST(BundleContentTest, FilesAreTiedToTheirItems) {
+  const Opened content(sample());
+  EXPECT_EQ(content->fault(), "");
+  ASSERT_THAT(content->files(), SizeIs(2));
+  EXPECT_EQ(content->files()[0].id, "agent");
+  EXPECT_EQ(content->entry(content->files()[0]).name, "Logs/agent.log");
+  EXPECT_THAT(content->filesOfItem("route"), ElementsAre(1U));
+  EXPECT_EQ(content->findFile("agent.log"), 0U);
+  EXPECT_EQ(content->findFile("Logs/agent.log"), 0U);
+  EXPECT_EQ(content->findFile("none"), 2U);
+}
+
+TEST(BundleContentTest, LyingSummaryIsToldByWhatItClaims) {
+  SummaryBuilder summary;
+  summary.section("Logs")
+      .included("agent", "agent.log", "", "1.00G")
+      .included("agent", "agent.log", "", "2 bytes");
+  summary.included("gone", "gone.log", "", "5 bytes");
+  ZipBuilder zip;
+  zip.add({"summary.txt", summary.take()}).add({"Logs/agent.log", "x"}).add({"Logs/stranger", "y"});
+  const Opened content(zip);
+  ASSERT_THAT(content->missing(), SizeIs(1));
+  EXPECT_EQ(content->missing()[0].name, "gone.log");
+  EXPECT_THAT(content->missing()[0].reason, HasSubstr("the bundle doesn't hold it"));
+  const std::string text = showText(*content, {});
+  EXPECT_THAT(text, HasSubstr("Logs/stranger  (the summary doesn't know it)"));
+  EXPECT_EQ(content->files().size(), 3U) << "one entry stands for both rows of its name";
+}
+
+TEST(BundleContentTest, BundleWithoutSummaryShowsItsEntries) {
+  const Opened content(ZipBuilder().add({"any", "x"}));
+  EXPECT_THAT(content->fault(), HasSubstr("no summary"));
+  EXPECT_THAT(showText(*content, {}), AllOf(HasSubstr("no summary"), HasSubstr("any")));
+}
+
+TEST(BundleContentTest, OutputsThatLookLikeFailuresAreTold) {
+  EXPECT_EQ(outputFailure(banner("ip route") + "default via 10.0.0.1\n"), "");
+  EXPECT_EQ(outputFailure(banner("ip route") + "sh: 1: ip: not found\n"), "sh: 1: ip: not found");
+  EXPECT_EQ(outputFailure(banner("ip route") + " \n"), "the command printed nothing");
+  EXPECT_EQ(outputFailure("Permission denied, says a log without a banner\n"), "");
+  EXPECT_EQ(outputFailure(banner("a") + "fine\n" + banner("b") + "Permission denied\n"), "Permission denied");
+}
+
+TEST(ShowTest, MissingStandsAheadOfFailuresAndThoseAheadOfTheRest) {
+  const Opened content(sample());
+  const std::string text = showText(*content, findFailedOutputs(*content));
+  const std::size_t missing = text.find("Missing (1)");
+  const std::size_t failure = text.find("Looks like a failure (1)");
+  const std::size_t there = text.find("There (2)");
+  ASSERT_NE(there, std::string::npos) << text;
+  EXPECT_LT(missing, failure);
+  EXPECT_LT(failure, there);
+  EXPECT_THAT(text, HasSubstr("Logs/ip_result.txt: sh: 1: ip: not found"));
+  EXPECT_THAT(text, HasSubstr("*.xml: /etc/*.xml not found on client machine."));
+}
+
+TEST(ShowTest, JsonHoldsTheSame) {
+  const Opened content(sample());
+  const auto json = nlohmann::json::parse(showJson(*content, findFailedOutputs(*content)));
+  EXPECT_EQ(json["machine"]["os"], "Debian GNU/Linux: 12.0.0");
+  EXPECT_EQ(json["documents"][0]["title"], "Logs");
+  EXPECT_EQ(json["files"][0]["id"], "agent");
+  EXPECT_EQ(json["files"][0]["size"], 18);
+  EXPECT_EQ(json["missing"][0]["id"], "profile");
+  EXPECT_EQ(json["failed_outputs"][0]["file"], "Logs/ip_result.txt");
+  const auto item = nlohmann::json::parse(showItemJson(*content, "agent"));
+  EXPECT_EQ(item["files"][0]["file"], "Logs/agent.log");
+  EXPECT_EQ(showItemJson(*content, "none"), "");
+}
+
+TEST(ShowTest, HostileTextsReachNoTerminal) {
+  SummaryBuilder summary;
+  summary.section("T\x1b[2J").included("a\x9b", "n\x1b]0;x\x07.log", "\xc2\x9b", "1 bytes");
+  ZipBuilder zip;
+  zip.add({"summary.txt", summary.take()})
+      .add({"T\x1b[2J/n\x1b]0;x\x07.log", "x"})
+      .add({"\xc2\x9b"
+            "2J",
+            "y"});
+  const Opened content(zip);
+  const std::string text = showText(*content, {}) + showItemText(*content, "a\x9b");
+  for (const char c : text) {
+    EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
+  }
+  EXPECT_THAT(text, Not(HasSubstr("\xc2\x9b")));
+  EXPECT_FALSE(nlohmann::json::parse(showJson(*content, {}), nullptr, false).is_discarded());
+}
+
+TEST(CompareTest, TimesAndProcessIdsAreNoDifference) {
+  ZipBuilder before;
+  before.add({"log", "Mar 15 10:42:07 h tm[1]: up\nMar 15 10:42:08 h tm[1]: down\n"});
+  ZipBuilder after;
+  after.add({"log", "Mar 16 11:42:07 h tm[22]: up\nMar 16 11:42:08 h tm[22]: down\n"});
+  const Opened old(before);
+  const Opened now(after);
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.changed, IsEmpty());
+  EXPECT_EQ(comparison.same, 1U);
+}
+
+TEST(CompareTest, LinesOfOneSideAreTold) {
+  ZipBuilder before;
+  before.add({"a", "same\ngone\ntwice\ntwice\n"}).add({"old", "x"}).add({"bin", std::string("\0a", 2)});
+  ZipBuilder after;
+  after.add({"a", "new\nsame\ntwice\n"}).add({"fresh", "x"}).add({"bin", std::string("\0b", 2)});
+  const Opened old(before);
+  const Opened now(after);
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.onlyOld, ElementsAre("old"));
+  EXPECT_THAT(comparison.onlyNew, ElementsAre("fresh"));
+  ASSERT_THAT(comparison.changed, SizeIs(2));
+  EXPECT_THAT(comparison.changed[0].gone.lines, ElementsAre("gone", "twice"));
+  EXPECT_THAT(comparison.changed[0].added.lines, ElementsAre("new"));
+  EXPECT_TRUE(comparison.changed[1].binary);
+  const std::string text = comparisonText(comparison);
+  EXPECT_THAT(text,
+              AllOf(HasSubstr("Only in OLD (1)\n  old"), HasSubstr("    - gone"), HasSubstr("    + new")));
+  const auto json = nlohmann::json::parse(comparisonJson(comparison));
+  EXPECT_EQ(json["changed"][0]["lines_gone"], 2);
+}
+
+TEST(CompareTest, KeptLinesAreBoundedAndCounted) {
+  std::string lines;
+  for (int i = 0; i < 100; ++i) {
+    lines += "line number " + std::string(static_cast<std::size_t>(i), 'x') + "\n";
+  }
+  ZipBuilder before;
+  before.add({"a", "x\n"});
+  ZipBuilder after;
+  after.add({"a", lines});
+  const Opened old(before);
+  const Opened now(after);
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_EQ(comparison.changed[0].added.count, 100U);
+  EXPECT_THAT(comparison.changed[0].added.lines, SizeIs(10));
+  EXPECT_THAT(comparisonText(comparison), HasSubstr("+ ... and 90 more"));
+}
+
+TEST(CompareTest, MissingItemsAndMachinesAreCompared) {
+  SummaryBuilder good;
+  good.section("Logs").included("a", "a.log", "", "1 bytes");
+  SummaryBuilder bad("Debian GNU/Linux: 11.0.0");
+  bad.section("Logs").included("b", "b.log", "", "1 bytes").omitted("a", "a.log", "", "not found");
+  const Opened old(ZipBuilder().add({"summary.txt", good.take()}).add({"Logs/a.log", "x"}));
+  const Opened now(ZipBuilder().add({"summary.txt", bad.take()}).add({"Logs/b.log", "x"}));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  ASSERT_THAT(comparison.machine, SizeIs(1));
+  EXPECT_EQ(comparison.machine[0].newValue, "Debian GNU/Linux: 11.0.0");
+  ASSERT_THAT(comparison.missingNew, SizeIs(1));
+  EXPECT_EQ(comparison.missingNew[0].id, "a");
+}
+
+TEST(AskTest, MissingItemsAreAskedForOnce) {
+  SummaryBuilder summary;
+  summary.section("Logs")
+      .included("here", "a", "", "1 bytes")
+      .omitted("b", "x", "", "why")
+      .omitted("b", "y", "", "why");
+  summary.omitted("comments", "", "", "Internal error: can't write comments at /x/")
+      .omitted("a&b", "z", "", "why");
+  const Opened content(ZipBuilder().add({"summary.txt", summary.take()}).add({"Logs/a", "1"}));
+  EXPECT_EQ(
+      requestDocument(missingItems(*content)),
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n  <file id=\"b\"/>\n  <file id=\"a&amp;b\"/>\n"
+      "</request>\n");
+}
+
+TEST(AskTest, WhatNoDocumentCanHoldIsLeftOut) {
+  EXPECT_EQ(requestDocument({"\xff", "a\x01", "ok", "ok"}),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n  <file id=\"ok\"/>\n</request>\n");
+  EXPECT_FALSE(canBeAskedFor("\xff"));
+  EXPECT_TRUE(canBeAskedFor("\xc3\xa4 <\"&"));
+}
+
+std::vector<std::string> linesOf(const std::string& content) {
+  const Opened opened(ZipBuilder().add({"a", content}));
+  EntryReader entry(opened->reader());
+  EXPECT_EQ(entry.open(0), "");
+  LineReader reader(entry);
+  std::vector<std::string> lines;
+  std::string_view line;
+  while (reader.next(line)) {
+    lines.emplace_back(line);
+  }
+  EXPECT_EQ(entry.error(), "");
+  return lines;
+}
+
+TEST(LineReaderTest, LinesComeWithoutTheirEnds) {
+  EXPECT_THAT(linesOf("one\n\ntwo\r\nthree"), ElementsAre("one", "", "two", "three"));
+  EXPECT_THAT(linesOf("\n"), ElementsAre(""));
+  EXPECT_THAT(linesOf(""), IsEmpty());
+}
+
+TEST(LineReaderTest, LongLinesComeInParts) {
+  const std::string part(LineReader::kLongestLine, 'x');
+  EXPECT_THAT(linesOf(part + part + "rest\nnext\n"), ElementsAre(part, part, "rest", "next"));
+  EXPECT_THAT(linesOf(part + "\nnext"), ElementsAre(part, "next"));
+}
+
+}  // namespace
+}  // namespace halvo

@@ -1,0 +1,57 @@
+// Compare: what differs between two bundles: a good machine against a bad one, or before against after.
+//
+// Files are compared by their place in the bundle. Text files are compared as collections of lines, with
+// times and process ids set aside: what one has and the other hasn't is told, the order isn't.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+
+namespace halvo {
+
+// Lines of a file that only one bundle has.
+struct LineChange {
+  std::uint64_t count = 0;
+  std::vector<std::string> lines;  // the first of them
+};
+
+struct FileChange {
+  std::string name;  // of the entry
+  bool binary = false;
+  std::uint64_t oldSize = 0;
+  std::uint64_t newSize = 0;
+  LineChange gone;
+  LineChange added;
+  std::string fault;  // where one of both couldn't be read
+};
+
+struct ValueChange {
+  std::string what;
+  std::string oldValue;
+  std::string newValue;
+};
+
+struct Comparison {
+  std::vector<ValueChange> machine;
+  std::vector<std::string> onlyOld;  // names of entries
+  std::vector<std::string> onlyNew;
+  std::vector<MissingFile> missingOld;  // in the old bundle alone
+  std::vector<MissingFile> missingNew;
+  std::vector<FileChange> changed;  // in the order of the new bundle
+  std::size_t same = 0;             // files without a difference
+};
+
+// At most `lines` of a file's lines are kept for each side. The memory grows with the number of different
+// lines of one file, 32 bytes or so each.
+Comparison compareBundles(const BundleContent& before, const BundleContent& after, std::size_t lines);
+
+// The text without control characters but line feeds; the JSON with bytes that aren't UTF-8 replaced.
+std::string comparisonText(const Comparison& comparison);
+std::string comparisonJson(const Comparison& comparison);
+
+}  // namespace halvo

@@ -1,0 +1,67 @@
+#include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace halvo {
+
+namespace {
+
+// Room for the longest line and as much again to read ahead.
+constexpr std::size_t kBlock = 2 * LineReader::kLongestLine;
+
+}  // namespace
+
+LineReader::LineReader(EntryReader& entry) : m_rEntry(entry), m_Block(kBlock) {}
+
+// Moves what is left to the front and reads more behind it; false where nothing more comes.
+bool LineReader::fill() {
+  if (m_bEnd) {
+    return false;
+  }
+  std::memmove(m_Block.data(), m_Block.data() + m_nAt, m_nFilled - m_nAt);
+  m_nFilled -= m_nAt;
+  m_nAt = 0;
+  const std::int64_t got = m_rEntry.read(m_Block.data() + m_nFilled, m_Block.size() - m_nFilled);
+  if (got <= 0) {
+    m_bEnd = true;
+    return false;
+  }
+  m_bZero =
+      m_bZero || std::memchr(m_Block.data() + m_nFilled, '\0', static_cast<std::size_t>(got)) != nullptr;
+  m_nFilled += static_cast<std::size_t>(got);
+  return true;
+}
+
+bool LineReader::next(std::string_view& line) {
+  std::size_t looked = 0;
+  for (;;) {
+    const char* const start = m_Block.data() + m_nAt;
+    const std::size_t there = m_nFilled - m_nAt;
+    const auto* const end = static_cast<const char*>(std::memchr(start + looked, '\n', there - looked));
+    std::size_t length = 0;
+    std::size_t taken = 0;
+    if (end != nullptr && static_cast<std::size_t>(end - start) <= kLongestLine) {
+      length = static_cast<std::size_t>(end - start);
+      taken = length + 1;
+      length -= length > 0 && start[length - 1] == '\r' ? 1 : 0;
+    } else if (there >= kLongestLine) {
+      length = taken = kLongestLine;
+    } else {
+      looked = there;
+      if (fill()) {
+        continue;
+      }
+      if (there == 0) {
+        return false;
+      }
+      // The last line has no line end. What was read ahead of a failure counts as well.
+      length = taken = there;
+    }
+    line = std::string_view(m_Block.data() + m_nAt, length);
+    m_nAt += taken;
+    return true;
+  }
+}
+
+}  // namespace halvo

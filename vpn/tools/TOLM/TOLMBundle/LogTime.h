@@ -1,0 +1,34 @@
+// LogTime: the times in the lines of logs, in the forms that are common: ISO 8601, syslog's, asctime's, that
+// of web servers, dates with slashes, and a time of day alone. Free functions without state, linear in the
+// line.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace halvo {
+
+struct LogTime {
+  std::size_t start = 0;  // of the date and time in the line
+  std::size_t end = 0;
+  int year = 0;   // 0 where the line has none
+  int month = 0;  // 0 where the line has no date
+  int day = 0;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+};
+
+// The first time at or behind `from`; false where there is none. Looks at the line's first `limit` bytes.
+bool findLogTime(std::string_view line, LogTime& time, std::size_t from = 0, std::size_t limit = 4096);
+
+// Days since 1970-01-01 (Gregorian).
+std::int64_t daysOfDate(int year, int month, int day);
+
+// The line for a comparison: times, numbers in brackets and those behind "pid" are replaced by a mark.
+void normalizeLine(std::string_view line, std::string& result);
+
+}  // namespace halvo

@@ -1,0 +1,64 @@
+#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace halvo {
+namespace {
+
+// "2026-03-15 10:42:07 [the text taken]"
+std::string found(const std::string& line) {
+  LogTime time;
+  if (!findLogTime(line, time)) {
+    return "none";
+  }
+  char text[100];
+  std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d:%02d [", time.year, time.month, time.day,
+                time.hour, time.minute, time.second);
+  return text + line.substr(time.start, time.end - time.start) + "]";
+}
+
+std::string normal(const std::string& line) {
+  std::string result;
+  normalizeLine(line, result);
+  return result;
+}
+
+TEST(LogTimeTest, CommonFormsAreFound) {
+  EXPECT_EQ(found("2026-03-15T10:42:07.123+01:00 up"), "2026-03-15 10:42:07 [2026-03-15T10:42:07.123+01:00]");
+  EXPECT_EQ(found("2026-03-15 10:42:07,123 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07,123]");
+  EXPECT_EQ(found("Mar 15 10:42:07 host tm[1]: up"), "0000-03-15 10:42:07 [Mar 15 10:42:07]");
+  EXPECT_EQ(found("Mar  5 10:42:07 host"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
+  EXPECT_EQ(found("at Sun Mar 15 10:42:07 2026"), "2026-03-15 10:42:07 [Sun Mar 15 10:42:07 2026]");
+  EXPECT_EQ(found("[15/Mar/2026:10:42:07 +0100]"), "2026-03-15 10:42:07 [15/Mar/2026:10:42:07]");
+  EXPECT_EQ(found("03/15/2026 10:42:07 up"), "2026-03-15 10:42:07 [03/15/2026 10:42:07]");
+  EXPECT_EQ(found("15.03.2026 10:42:07 up"), "2026-03-15 10:42:07 [15.03.2026 10:42:07]");
+  EXPECT_EQ(found("2026/03/15 10:42:07Z"), "2026-03-15 10:42:07 [2026/03/15 10:42:07Z]");
+  EXPECT_EQ(found("[10:42:07] up"), "0000-00-00 10:42:07 [10:42:07]");
+}
+
+TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
+  EXPECT_EQ(found("link/ether 00:11:22:33:44:55"), "none");
+  EXPECT_EQ(found("fe80::10:42:07:1"), "none");
+  EXPECT_EQ(found("a:b 25:00:00"), "none");
+  EXPECT_EQ(found("10:42"), "none");
+  EXPECT_EQ(found(""), "none");
+}
+
+TEST(LogTimeTest, DaysAreCounted) {
+  EXPECT_EQ(daysOfDate(1970, 1, 1), 0);
+  EXPECT_EQ(daysOfDate(2000, 3, 1), 11017);
+  EXPECT_EQ(daysOfDate(2026, 3, 15), 20527);
+}
+
+TEST(LogTimeTest, TimesAndProcessIdsAreSetAside) {
+  EXPECT_EQ(normal("Mar 15 10:42:07 host tm[1234]: up pid=77 at 2026-03-15 10:42:08"),
+            "<time> host tm[<pid>]: up pid=<pid> at <time>");
+  EXPECT_EQ(normal("port 443 in 10 ms"), "port 443 in 10 ms");
+  EXPECT_EQ(normal("Main PID: 812 (tm)"), "Main PID: 812 (tm)");
+}
+
+}  // namespace
+}  // namespace halvo

@@ -1,0 +1,240 @@
+#include "vpn/tools/TOLM/TOLMBundle/Show.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "vpn/Common/Utility/PlainText.h"
+
+namespace halvo {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string dump(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+// Thousandths of the whole.
+std::uint64_t shareOf(std::uint64_t size, std::uint64_t whole) {
+  return whole == 0
+             ? 0
+             : static_cast<std::uint64_t>(1000.0 * static_cast<double>(size) / static_cast<double>(whole));
+}
+
+std::string padLeft(const std::string& text, std::size_t width) {
+  return text.size() >= width ? text : std::string(width - text.size(), ' ') + text;
+}
+
+std::string padRight(const std::string& text, std::size_t width) {
+  return text.size() >= width ? text : text + std::string(width - text.size(), ' ');
+}
+
+void addHeadLine(std::string& text, const std::string& label, const std::string& value) {
+  if (!value.empty()) {
+    text += padRight(label, 11) + withoutControls(value) + "\n";
+  }
+}
+
+std::string titleText(const std::string& title) {
+  return title.empty() ? "(no title)" : title;
+}
+
+std::string headText(const BundleContent& content) {
+  const BundleReader& reader = content.reader();
+  const Summary& summary = content.summary();
+  std::string text;
+  addHeadLine(text, "Bundle:",
+              reader.path() + " (" + bytesText(reader.fileSize()) + ", " +
+                  std::to_string(reader.entries().size()) + " entries" +
+                  (reader.isEncrypted() ? ", encrypted)" : ")"));
+  addHeadLine(text, "Time:", summary.time);
+  addHeadLine(text, "System:", summary.os);
+  addHeadLine(text, "User:", summary.user);
+  addHeadLine(text, "Made as:", summary.bundlePath);
+  for (const SummarySection& section : summary.sections) {
+    addHeadLine(text, &section == &summary.sections.front() ? "Documents:" : "", titleText(section.title));
+  }
+  addHeadLine(text, "Damage:", reader.damage());
+  addHeadLine(text, "Summary:", content.fault());
+  return text;
+}
+
+void addMissing(std::string& text, const MissingFile& missing) {
+  text +=
+      "  " + withoutControls(padRight(missing.id, 16) + "  " + missing.name + ": " + missing.reason) + "\n";
+}
+
+void addFile(std::string& text, const BundleContent& content, const BundledFile& file) {
+  const BundleEntryInfo& entry = content.entry(file);
+  const std::uint64_t share = shareOf(entry.size, content.wholeSize());
+  text += padLeft(bytesText(entry.size), 12) +
+          padLeft(std::to_string(share / 10) + "." + std::to_string(share % 10) + "%", 8) + "  " +
+          withoutControls(padRight(file.id, 16) + "  " + entry.name);
+  if (!entry.fault.empty()) {
+    text += "  (not read: " + withoutControls(entry.fault) + ")";
+  } else if (file.id.empty() && !content.summary().sections.empty()) {
+    text += "  (the summary doesn't know it)";
+  }
+  text += "\n";
+}
+
+Json fileJson(const BundleContent& content, const BundledFile& file) {
+  const BundleEntryInfo& entry = content.entry(file);
+  Json json;
+  json["id"] = file.id;
+  json["file"] = entry.name;
+  json["document"] = file.document;
+  json["description"] = file.description;
+  json["size"] = entry.size;
+  json["share"] = static_cast<double>(shareOf(entry.size, content.wholeSize())) / 1000;
+  json["stated_size"] = file.statedSize;
+  json["time"] = dosTimeText(entry.dosTime);
+  if (!entry.fault.empty()) {
+    json["fault"] = entry.fault;
+  }
+  return json;
+}
+
+Json missingJson(const MissingFile& missing) {
+  Json json;
+  json["id"] = missing.id;
+  json["name"] = missing.name;
+  json["document"] = missing.document;
+  json["description"] = missing.description;
+  json["reason"] = missing.reason;
+  return json;
+}
+
+std::string headingText(const std::string& heading, std::size_t count) {
+  return "\n" + heading + " (" + std::to_string(count) + ")\n";
+}
+
+}  // namespace
+
+std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
+  std::vector<FailedOutput> failed;
+  for (std::size_t i = 0; i < content.files().size(); ++i) {
+    const BundledFile& file = content.files()[i];
+    if (!content.entry(file).fault.empty()) {
+      continue;
+    }
+    std::string front;
+    std::string why = content.reader().readFront(file.entry, kOutputFront, front);
+    if (why.empty()) {
+      why = outputFailure(front);
+    }
+    if (!why.empty()) {
+      failed.push_back({i, why});
+    }
+  }
+  return failed;
+}
+
+std::string showText(const BundleContent& content, const std::vector<FailedOutput>& failed) {
+  const Summary& summary = content.summary();
+  std::string text = headText(content);
+  if (!content.missing().empty()) {
+    text += headingText("Missing", content.missing().size());
+    for (const MissingFile& missing : content.missing()) {
+      addMissing(text, missing);
+    }
+  }
+  if (!summary.failedDocuments.empty()) {
+    text += headingText("Documents that couldn't be used", summary.failedDocuments.size());
+    for (const std::string& document : summary.failedDocuments) {
+      text += "  " + withoutControls(document) + "\n";
+    }
+  }
+  std::string notes;
+  std::size_t count = 0;
+  for (const SummarySection& section : summary.sections) {
+    for (const std::string& note : section.notes) {
+      notes += "  " + withoutControls(note) + "\n";
+      ++count;
+    }
+  }
+  if (count > 0) {
+    text += headingText("Notes", count) + notes;
+  }
+  if (!failed.empty()) {
+    text += headingText("Looks like a failure", failed.size());
+    for (const FailedOutput& output : failed) {
+      const BundledFile& file = content.files()[output.file];
+      text += "  " + withoutControls(content.entry(file).name + ": " + output.why) + "\n";
+    }
+  }
+  text += headingText("There", content.files().size());
+  for (const BundledFile& file : content.files()) {
+    addFile(text, content, file);
+  }
+  return text;
+}
+
+std::string showJson(const BundleContent& content, const std::vector<FailedOutput>& failed) {
+  const BundleReader& reader = content.reader();
+  const Summary& summary = content.summary();
+  Json json;
+  json["bundle"] = {{"path", reader.path()},
+                    {"size", reader.fileSize()},
+                    {"entries", reader.entries().size()},
+                    {"encrypted", reader.isEncrypted()},
+                    {"damage", reader.damage()},
+                    {"summary_fault", content.fault()}};
+  json["machine"] = {{"time", summary.time},
+                     {"os", summary.os},
+                     {"user", summary.user},
+                     {"bundle_path", summary.bundlePath}};
+  json["documents"] = Json::array();
+  for (const SummarySection& section : summary.sections) {
+    json["documents"].push_back(
+        {{"title", section.title}, {"notes", section.notes}, {"not_default", section.notDefault}});
+  }
+  json["failed_documents"] = summary.failedDocuments;
+  json["missing"] = Json::array();
+  for (const MissingFile& missing : content.missing()) {
+    json["missing"].push_back(missingJson(missing));
+  }
+  json["failed_outputs"] = Json::array();
+  for (const FailedOutput& output : failed) {
+    const BundledFile& file = content.files()[output.file];
+    json["failed_outputs"].push_back(
+        {{"id", file.id}, {"file", content.entry(file).name}, {"why", output.why}});
+  }
+  json["files"] = Json::array();
+  for (const BundledFile& file : content.files()) {
+    json["files"].push_back(fileJson(content, file));
+  }
+  return dump(json);
+}
+
+std::string showItemText(const BundleContent& content, const std::string& id) {
+  std::string text;
+  for (const MissingFile& missing : content.missing()) {
+    if (missing.id == id) {
+      addMissing(text, missing);
+    }
+  }
+  for (const std::size_t file : content.filesOfItem(id)) {
+    addFile(text, content, content.files()[file]);
+  }
+  return text;
+}
+
+std::string showItemJson(const BundleContent& content, const std::string& id) {
+  Json json;
+  json["id"] = id;
+  json["missing"] = Json::array();
+  for (const MissingFile& missing : content.missing()) {
+    if (missing.id == id) {
+      json["missing"].push_back(missingJson(missing));
+    }
+  }
+  json["files"] = Json::array();
+  for (const std::size_t file : content.filesOfItem(id)) {
+    json["files"].push_back(fileJson(content, content.files()[file]));
+  }
+  return json["missing"].empty() && json["files"].empty() ? "" : dump(json);
+}
+
+}  // namespace halvo

@@ -1,0 +1,30 @@
+// Show: what a bundle holds and lacks, as text for people and as JSON for programs.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+
+namespace halvo {
+
+// A captured output that looks like a failure.
+struct FailedOutput {
+  std::size_t file = 0;  // of BundleContent::files()
+  std::string why;
+};
+
+// Looks at the front of every file.
+std::vector<FailedOutput> findFailedOutputs(const BundleContent& content);
+
+// Both end with a line feed. The text holds no control characters but line feeds; the JSON's strings are what
+// the bundle says, with bytes that aren't UTF-8 replaced.
+std::string showText(const BundleContent& content, const std::vector<FailedOutput>& failed);
+std::string showJson(const BundleContent& content, const std::vector<FailedOutput>& failed);
+
+// The files of one item and what is missing of it. Empty where the bundle doesn't know the item.
+std::string showItemText(const BundleContent& content, const std::string& id);
+std::string showItemJson(const BundleContent& content, const std::string& id);
+
+}  // namespace halvo

@@ -1,0 +1,406 @@
+#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kColumns = 4;
+using Widths = std::array<std::size_t, kColumns>;
+using Cells = std::array<std::string, kColumns>;
+constexpr Widths kIncludedWidths = {17, kSummaryNameWidth, 40, 10};
+constexpr Widths kOmittedWidths = {17, kSummaryNameWidth, 40, 50};
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kLast = kColumns - 1;
+
+constexpr char kHeading[] = "TOLM BUNDLE SUMMARY\n\n";
+constexpr char kIncludedHeading[] = "Files Included in Bundle:\n";
+constexpr char kOmittedHeading[] = "\n\nFiles Omitted from Bundle:\n";
+constexpr char kNotesHeading[] = "\n\nNotes:\n";
+constexpr char kFailedHeading[] = "TOLMEngine failed to parse or use the following configuration files:\n";
+constexpr char kUnknownHeading[] =
+    "\n\nNo instruction found in any config for the following file ID's from request:\n";
+constexpr char kNoteStart[] = " - ";
+constexpr char kNotDefaultStart[] = "The file(s) of ID ";
+constexpr char kNotDefaultEnd[] = " is/are not included by default by this config.\n";
+// An id with line feeds is looked through this far.
+constexpr std::size_t kLongestNote = 4096;
+
+constexpr std::size_t kIncludedRule = 101;
+constexpr std::size_t kOmittedRule = 141;
+constexpr std::size_t kSectionRule = 141;
+constexpr std::size_t kFailedRule = 100;
+constexpr std::size_t kLabelWidth = 30;
+
+// As the engine sees it: in no locale, and never a byte of 128 or above.
+bool isWhiteSpace(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::size_t totalWidth(const Widths& widths) {
+  std::size_t width = kGap * (kColumns - 1);
+  for (const std::size_t column : widths) {
+    width += column;
+  }
+  return width;
+}
+
+std::string padded(const std::string& label) {
+  return label + std::string(kLabelWidth - label.size(), ' ');
+}
+
+void trimRight(std::string& text) {
+  while (!text.empty() && text.back() == ' ') {
+    text.pop_back();
+  }
+}
+
+// A line that was cut in the middle of a word has one byte less than the column and no white space.
+bool isHardCut(const std::string& line, std::size_t width) {
+  return line.size() == width - 1 && std::none_of(line.begin(), line.end(), isWhiteSpace);
+}
+
+// The first word of a line and the place where it ends.
+std::size_t firstWord(const std::string& line) {
+  return static_cast<std::size_t>(std::find_if(line.begin(), line.end(), isWhiteSpace) - line.begin());
+}
+
+// Whether `next` may be the line behind `line` in one cell: the word that begins it hadn't fitted.
+bool mayFollow(const std::string& line, const std::string& next, std::size_t width) {
+  if (next.empty()) {
+    return true;
+  }
+  return !line.empty() && (isHardCut(line, width) || line.size() + 1 + firstWord(next) >= width);
+}
+
+// The rows of one entry, put together again.
+class Entry {
+ public:
+  explicit Entry(const Widths& widths) : m_rWidths(widths) {}
+
+  [[nodiscard]] bool isEmpty() const { return m_nRows == 0; }
+
+  // Whether the row is one more of this entry and not the first of another.
+  [[nodiscard]] bool takes(const Cells& cells, bool sizeTells) const {
+    if (isEmpty()) {
+      return true;
+    }
+    if (sizeTells) {
+      // A size never wraps and is never empty.
+      return cells[kLast].empty();
+    }
+    // Items of one id stand together.
+    if (cells[0] == m_FirstId && !cells[0].empty() && !cells[1].empty()) {
+      return false;
+    }
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      if (!mayFollow(m_LastLines[i], cells[i], m_rWidths[i])) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  void add(const Cells& cells) {
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      if (m_nRows > 0 && !cells[i].empty()) {
+        m_Texts[i] += isHardCut(m_LastLines[i], m_rWidths[i]) ? "" : " ";
+      }
+      m_Texts[i] += cells[i];
+    }
+    if (m_nRows == 0) {
+      m_FirstId = cells[0];
+      m_NameKey = cells[1];
+    } else if (!cells[1].empty()) {
+      m_NameKey += "\n" + cells[1];
+    }
+    m_LastLines = cells;
+    ++m_nRows;
+  }
+
+  void moveTo(std::vector<SummaryRow>& rows) {
+    if (!isEmpty()) {
+      rows.push_back({std::move(m_Texts[0]), std::move(m_Texts[1]), std::move(m_NameKey),
+                      std::move(m_Texts[2]), std::move(m_Texts[3])});
+    }
+    *this = Entry(m_rWidths);
+  }
+
+  Entry& operator=(Entry&& other) noexcept {
+    m_Texts = std::move(other.m_Texts);
+    m_LastLines = std::move(other.m_LastLines);
+    m_FirstId = std::move(other.m_FirstId);
+    m_NameKey = std::move(other.m_NameKey);
+    m_nRows = other.m_nRows;
+    return *this;
+  }
+
+ private:
+  const Widths& m_rWidths;
+  Cells m_Texts;
+  Cells m_LastLines;
+  std::string m_FirstId;
+  std::string m_NameKey;
+  std::size_t m_nRows = 0;
+};
+
+class SummaryText {
+ public:
+  explicit SummaryText(const std::string& text) : m_rText(text) {}
+
+  Summary read() {
+    Summary summary;
+    m_pSummary = &summary;
+    readMainInfo();
+    while (m_nAt < m_rText.size()) {
+      const bool read = readSection() || readFailedDocuments() || readUnknownIds();
+      if (!read) {
+        skip();
+      }
+    }
+    return summary;
+  }
+
+ private:
+  [[nodiscard]] bool stands(const std::string& literal) const {
+    return m_rText.compare(m_nAt, literal.size(), literal) == 0;
+  }
+  bool take(const std::string& literal) {
+    const bool found = stands(literal);
+    m_nAt += found ? literal.size() : 0;
+    return found;
+  }
+  // The text up to `literal`, which is taken too; false where it doesn't come within `limit` bytes.
+  bool takeUpTo(const std::string& literal, std::string& text, std::size_t limit) {
+    const std::size_t end = std::string_view(m_rText).substr(m_nAt, limit).find(literal);
+    if (end == std::string::npos) {
+      return false;
+    }
+    text = m_rText.substr(m_nAt, end);
+    m_nAt += end + literal.size();
+    return true;
+  }
+
+  static std::string rule(char character, std::size_t width) {
+    return "\n" + std::string(width, character) + "\n";
+  }
+  // Whether something else than the rows, notes or lines at hand begins here.
+  [[nodiscard]] bool isBoundary() const {
+    static const std::string s_strSection = rule('=', kSectionRule);
+    static const std::string s_strFailed = rule('=', kFailedRule);
+    return m_rText[m_nAt] == '\n' && (stands(s_strSection) || stands(s_strFailed) || stands(kUnknownHeading));
+  }
+
+  void noteFault(const std::string& what) {
+    if (m_pSummary->fault.empty()) {
+      m_pSummary->fault = what + " at byte " + std::to_string(m_nAt);
+    }
+  }
+
+  // Passes over what can't be made out, to the next thing that can.
+  void skip() {
+    noteFault("the summary can't be made out");
+    ++m_nAt;
+    while (m_nAt < m_rText.size() && !isBoundary()) {
+      const std::size_t next = m_rText.find('\n', m_nAt + 1);
+      m_nAt = next == std::string::npos ? m_rText.size() : next;
+    }
+  }
+
+  void readMainInfo() {
+    if (!take(kHeading)) {
+      return;
+    }
+    const std::array<std::pair<std::string, std::string*>, 4> fields = {
+        {{"Time:", &m_pSummary->time},
+         {"OS:", &m_pSummary->os},
+         {"User Name:", &m_pSummary->user},
+         {"Bundle on client computer:", &m_pSummary->bundlePath}}};
+    constexpr std::size_t kLongestField = 65536;
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+      // The value ends at the next label, since it may hold line feeds itself.
+      const bool isLast = i + 1 == fields.size();
+      const std::string end = isLast ? "\n" + rule('=', kSectionRule) : "\n" + padded(fields[i + 1].first);
+      if (!take(padded(fields[i].first)) || !takeUpTo(end, *fields[i].second, kLongestField)) {
+        noteFault("the main information can't be made out");
+        return;
+      }
+      m_nAt -= end.size() - 1;
+    }
+  }
+
+  bool readSection() {
+    if (!take(rule('=', kSectionRule))) {
+      return false;
+    }
+    SummarySection section;
+    constexpr std::size_t kLongestTitle = 16384;
+    const std::string end = std::string(":\n\n") + kIncludedHeading;
+    if (!takeUpTo(end, section.title, kLongestTitle) || !takeTableHead(kIncludedWidths, kIncludedRule)) {
+      noteFault("a document's section can't be made out");
+      m_pSummary->sections.push_back(std::move(section));
+      return true;
+    }
+    readRows(kIncludedWidths, kIncludedRule, true, section.included);
+    if (take(kOmittedHeading)) {
+      if (takeTableHead(kOmittedWidths, kOmittedRule)) {
+        readRows(kOmittedWidths, kOmittedRule, false, section.omitted);
+      } else {
+        noteFault("a table of omitted files can't be made out");
+      }
+    }
+    if (take(kNotesHeading)) {
+      readNotes(section);
+    }
+    m_pSummary->sections.push_back(std::move(section));
+    return true;
+  }
+
+  // The row of headings and the rule below it.
+  bool takeTableHead(const Widths& widths, std::size_t ruleWidth) {
+    Cells cells;
+    return takeRow(widths, cells) && cells[0] == "ID" && take(std::string(ruleWidth, '-') + "\n");
+  }
+
+  // Rows are taken by their width: a cell may hold line feeds.
+  bool takeRow(const Widths& widths, Cells& cells) {
+    const std::size_t width = totalWidth(widths);
+    if (m_rText.size() - m_nAt < width + 1 || m_rText[m_nAt + width] != '\n') {
+      return false;
+    }
+    std::size_t at = m_nAt;
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      cells[i] = m_rText.substr(at, widths[i]);
+      trimRight(cells[i]);
+      at += widths[i];
+      if (i + 1 < kColumns && m_rText.compare(at, kGap, "  ") != 0) {
+        return false;
+      }
+      at += kGap;
+    }
+    m_nAt += width + 1;
+    return true;
+  }
+
+  void readRows(const Widths& widths, std::size_t ruleWidth, bool sizeTells, std::vector<SummaryRow>& rows) {
+    const std::string end = std::string(ruleWidth, '-') + "\n";
+    Entry entry(widths);
+    Cells cells;
+    while (!take(end)) {
+      if (!takeRow(widths, cells)) {
+        noteFault("a table can't be made out");
+        break;
+      }
+      if (!entry.takes(cells, sizeTells)) {
+        entry.moveTo(rows);
+      }
+      entry.add(cells);
+    }
+    entry.moveTo(rows);
+  }
+
+  void readNotes(SummarySection& section) {
+    const std::string start = std::string(kNoteStart) + kNotDefaultStart;
+    while (m_nAt < m_rText.size() && !isBoundary()) {
+      std::string id;
+      const std::size_t before = m_nAt;
+      if (take(start) && takeUpTo(kNotDefaultEnd, id, kLongestNote)) {
+        section.notes.push_back(kNotDefaultStart + id +
+                                std::string(kNotDefaultEnd, sizeof(kNotDefaultEnd) - 2));
+        section.notDefault.push_back(std::move(id));
+        continue;
+      }
+      m_nAt = before;
+      const bool isNew = take(kNoteStart);
+      const std::string line = takeLine();
+      if (isNew || section.notes.empty()) {
+        section.notes.push_back(line);
+      } else {
+        section.notes.back() += "\n" + line;
+      }
+    }
+  }
+
+  std::string takeLine() {
+    const std::size_t end = std::min(m_rText.find('\n', m_nAt), m_rText.size());
+    std::string line = m_rText.substr(m_nAt, end - m_nAt);
+    m_nAt = std::min(end + 1, m_rText.size());
+    return line;
+  }
+
+  bool readFailedDocuments() {
+    if (!take(rule('=', kFailedRule) + kFailedHeading)) {
+      return false;
+    }
+    while (m_nAt < m_rText.size() && !isBoundary()) {
+      m_pSummary->failedDocuments.push_back(takeLine());
+    }
+    return true;
+  }
+
+  bool readUnknownIds() {
+    if (!take(kUnknownHeading)) {
+      return false;
+    }
+    while (m_nAt < m_rText.size()) {
+      m_pSummary->unknownIds.push_back(takeLine());
+    }
+    return true;
+  }
+
+  const std::string& m_rText;
+  std::size_t m_nAt = 0;
+  Summary* m_pSummary = nullptr;
+};
+
+}  // namespace
+
+Summary readSummary(const std::string& text) {
+  return SummaryText(text).read();
+}
+
+bool isSummary(const std::string& front) {
+  return front.compare(0, sizeof(kHeading) - 1, kHeading) == 0;
+}
+
+std::string wrappedKey(const std::string& text, std::size_t width) {
+  std::string key;
+  std::size_t at = 0;
+  bool first = true;
+  const auto passWhiteSpace = [&] {
+    while (at < text.size() && isWhiteSpace(text[at])) {
+      ++at;
+    }
+  };
+  passWhiteSpace();
+  while (first || at < text.size()) {
+    std::size_t length = text.size() - at;
+    std::size_t next = text.size();
+    if (length > width) {
+      length = width - 1;
+      next = at + length;
+      for (std::size_t i = width; i-- > 0;) {
+        if (isWhiteSpace(text[at + i])) {
+          length = i;
+          next = at + i + 1;
+          break;
+        }
+      }
+    }
+    std::string line = text.substr(at, length);
+    trimRight(line);
+    if (!line.empty()) {
+      key += (first ? "" : "\n") + line;
+    }
+    first = false;
+    at = next;
+    passWhiteSpace();
+  }
+  return key;
+}
+
+}  // namespace halvo

@@ -1,0 +1,58 @@
+// Summary: what the summary of a bundle tells, read back from its text.
+//
+// The text is made of tables with fixed widths in bytes, cells wrapped over several rows. The reader takes
+// every summary that the engine can write, whatever bytes its cells hold, and comes to an end on any other
+// text: what it can't make out is passed over and told in `fault`.
+//
+// Wrapping loses what no reader can bring back: white space where a line was broken, blanks at both ends
+// of a text. Two texts that wrap into the same lines can't be told apart; wrappedKey() says which do, and is
+// how file names are found again among the entries.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace halvo {
+
+struct SummaryRow {
+  std::string id;
+  std::string name;
+  std::string nameKey;  // wrappedKey() of the name that was written
+  std::string description;
+  std::string last;  // the size of an included file, the reason of an omitted one
+};
+
+struct SummarySection {
+  std::string title;  // empty for a document without one
+  std::vector<SummaryRow> included;
+  std::vector<SummaryRow> omitted;
+  std::vector<std::string> notes;
+  std::vector<std::string> notDefault;  // ids that the notes tell as not gathered by default
+};
+
+struct Summary {
+  std::string time;  // in the machine's own words
+  std::string os;
+  std::string user;
+  std::string bundlePath;
+  std::vector<SummarySection> sections;
+  std::vector<std::string> failedDocuments;
+  std::vector<std::string> unknownIds;
+  // What couldn't be made out, one line; empty for a text as the engine writes it.
+  std::string fault;
+};
+
+// Linear in the text.
+Summary readSummary(const std::string& text);
+
+// Whether a file begins as a summary does; a request may give it any name.
+bool isSummary(const std::string& front);
+
+inline constexpr std::size_t kSummaryNameWidth = 28;
+
+// The lines into which the summary's tables break a text, without blanks at their ends, joined by line feeds.
+std::string wrappedKey(const std::string& text, std::size_t width);
+
+}  // namespace halvo

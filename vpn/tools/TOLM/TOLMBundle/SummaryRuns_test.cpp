@@ -1,0 +1,259 @@
+// Random runs of the engine: what is read from the bundle is what was gathered.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+#include "vpn/tools/TOLM/TOLMBundle/Show.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineRuns_test.h"
+
+namespace halvo {
+namespace {
+
+using test::TOLMEngineTest;
+
+constexpr std::size_t kIdWidth = 17;
+constexpr std::size_t kDescriptionWidth = 40;
+constexpr std::size_t kReasonWidth = 50;
+
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '&' || c == '<' || c == '>' || c == '"' || c == '\n' || c == '\t') {
+      result += "&#" + std::to_string(static_cast<int>(c)) + ";";
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+bool hasWhiteSpace(const std::string& text) {
+  return text.find_first_of(" \t\n") != std::string::npos;
+}
+
+class RandomTexts {
+ public:
+  explicit RandomTexts(unsigned seed) : m_Random(seed) {}
+
+  unsigned below(unsigned bound) { return static_cast<unsigned>(m_Random() % bound); }
+
+  // Words of all lengths and alphabets, single and doubled blanks, line feeds, and lengths around the
+  // columns'.
+  std::string text(unsigned longest) {
+    static const std::vector<std::string> letters = {
+        "a", "b", "Z", "7", "-", "_", ".", "\"", "\xc3\xa4", "\xe4\xbd\xa0", "\xf0\x9f\x98\x80",
+        "<", "&", "=", "x"};
+    const unsigned around[] = {16, 17, 18, 27, 28, 29, 39, 40, 41, 49, 50, 51};
+    const unsigned length = below(4) == 0 ? std::min(around[below(12)], longest) : 1 + below(longest);
+    const unsigned blanks = below(3);
+    std::string result = letters[below(5)];
+    while (result.size() < length) {
+      const unsigned kind = below(12);
+      if (blanks == 0 || kind > blanks + 1 || result.back() == ' ') {
+        result += letters[below(static_cast<unsigned>(letters.size()))];
+      } else {
+        result += kind == 0 ? '\n' : ' ';
+      }
+    }
+    return result + letters[below(5)];
+  }
+
+  std::string fileName(unsigned number) {
+    std::string name = "f" + std::to_string(number) + "_" + text(70);
+    std::replace(name.begin(), name.end(), '\n', ' ');
+    return name;
+  }
+
+ private:
+  std::mt19937 m_Random;
+};
+
+struct ExpectedFile {
+  std::string id;
+  std::string name;
+  std::string description;
+  std::string document;
+  std::string size;  // or the reason
+};
+
+// The same where nothing is lost by wrapping, else the same lines.
+void expectText(const std::string& read, const std::string& written, std::size_t width) {
+  if (hasWhiteSpace(written)) {
+    EXPECT_EQ(wrappedKey(read, width), wrappedKey(written, width));
+  } else {
+    EXPECT_EQ(read, written);
+  }
+}
+
+class SummaryRunsTest : public TOLMEngineTest {
+ protected:
+  struct Item {
+    std::string id;
+    std::string text;
+    std::vector<ExpectedFile> files;
+    std::vector<ExpectedFile> missing;
+  };
+
+  Item item(RandomTexts& random, const std::string& document) {
+    Item result;
+    result.id = random.text(60);
+    // The parser hands an ampersand in an attribute on as a reference, whatever the document says.
+    std::replace(result.id.begin(), result.id.end(), '&', '+');
+    const std::string description = random.below(6) == 0 ? "" : random.text(120);
+    const bool isDefault = random.below(5) != 0;
+    std::string actions;
+    const unsigned count = random.below(4);
+    for (unsigned i = 0; i < count; ++i) {
+      const std::string name = random.fileName(++m_nFile);
+      const unsigned size = random.below(3000);
+      const bool exists = random.below(3) != 0;
+      if (exists) {
+        test::writeFile("/tmp/src/" + name, std::string(size, 'x'));
+      }
+      actions += test::copyAction("/tmp/src/" + escaped(name));
+      if (!isDefault) {
+        continue;
+      }
+      if (exists) {
+        result.files.push_back({result.id, name, description, document, sizeText(size)});
+      } else {
+        result.missing.push_back(
+            {result.id, "N/A", description, document, "No file found with path matching: /tmp/src/" + name});
+      }
+    }
+    result.text = "<file id=\"" + escaped(result.id) + "\"><description>" + escaped(description) +
+                  "</description><default>" + (isDefault ? "true" : "false") +
+                  "</default><tolm><os opsys=\"linux\">" + actions + "</os></tolm></file>";
+    if (!isDefault) {
+      m_NotDefault.push_back(result.id);
+    }
+    return result;
+  }
+
+  // As the summary writes sizes of less than 3,000 bytes.
+  static std::string sizeText(unsigned size) { return bytesText(size); }
+
+  void addDocument(RandomTexts& random, unsigned number) {
+    std::string title = "T" + std::to_string(number) + random.text(40);
+    std::replace(title.begin(), title.end(), '\n', ' ');
+    std::vector<Item> items;
+    const unsigned count = random.below(5);
+    for (unsigned i = 0; i < count; ++i) {
+      items.push_back(item(random, title));
+    }
+    std::string text;
+    for (const Item& one : items) {
+      text += one.text;
+    }
+    config("c" + std::to_string(number) + ".xml", test::documentText(escaped(title), text));
+    std::stable_sort(items.begin(), items.end(),
+                     [](const Item& left, const Item& right) { return left.id < right.id; });
+    for (const Item& one : items) {
+      m_Files.insert(m_Files.end(), one.files.begin(), one.files.end());
+      m_Missing.insert(m_Missing.end(), one.missing.begin(), one.missing.end());
+    }
+  }
+
+  void expectBundle(const BundleContent& content) {
+    EXPECT_EQ(content.fault(), "");
+    ASSERT_EQ(content.files().size(), m_Files.size());
+    ASSERT_EQ(content.missing().size(), m_Missing.size()) << showText(content, {});
+    for (const ExpectedFile& expected : m_Files) {
+      const auto found = std::find_if(content.files().begin(), content.files().end(),
+                                      [&](const BundledFile& file) { return file.name == expected.name; });
+      ASSERT_NE(found, content.files().end()) << expected.name;
+      expectText(found->id, expected.id, kIdWidth);
+      expectText(found->description, expected.description, kDescriptionWidth);
+      EXPECT_EQ(found->document, expected.document);
+      EXPECT_EQ(found->statedSize, expected.size);
+      EXPECT_EQ(bytesText(content.entry(*found).size), expected.size);
+    }
+    // Documents come in the order of their folder.
+    const auto byDocument = [](const auto& left, const auto& right) {
+      return left.document < right.document;
+    };
+    std::stable_sort(m_Missing.begin(), m_Missing.end(), byDocument);
+    std::vector<MissingFile> missing = content.missing();
+    std::stable_sort(missing.begin(), missing.end(), byDocument);
+    for (std::size_t i = 0; i < m_Missing.size(); ++i) {
+      const MissingFile& found = missing[i];
+      EXPECT_EQ(found.name, m_Missing[i].name);
+      expectText(found.id, m_Missing[i].id, kIdWidth);
+      expectText(found.description, m_Missing[i].description, kDescriptionWidth);
+      expectText(found.reason, m_Missing[i].size, kReasonWidth);
+      EXPECT_EQ(found.document, m_Missing[i].document);
+    }
+    std::vector<std::string> notDefault;
+    for (const SummarySection& section : content.summary().sections) {
+      notDefault.insert(notDefault.end(), section.notDefault.begin(), section.notDefault.end());
+    }
+    EXPECT_THAT(notDefault, ::testing::UnorderedElementsAreArray(m_NotDefault));
+  }
+
+  std::vector<ExpectedFile> m_Files;
+  std::vector<ExpectedFile> m_Missing;
+  std::vector<std::string> m_NotDefault;
+  unsigned m_nFile = 0;
+};
+
+TEST_F(SummaryRunsTest, WhatIsReadIsWhatWasGatheredInRandomRuns) {
+  for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    RandomTexts random(seed);
+    std::filesystem::remove_all("/tmp/src");
+    std::filesystem::remove_all("/opt/halvo");
+    test::makeFolders("/tmp/src");
+    m_Files.clear();
+    m_Missing.clear();
+    m_NotDefault.clear();
+    const unsigned documents = 1 + random.below(4);
+    for (unsigned i = 0; i < documents; ++i) {
+      addDocument(random, i);
+    }
+    if (random.below(3) == 0) {
+      config("bad.xml", "<open>");
+    }
+    const std::string password = random.below(2) == 0 ? "" : "word";
+    ASSERT_EQ(run("", "/tmp/out.zip", password), 0U) << m_Log.dump();
+    BundleReader reader;
+    ASSERT_EQ(reader.open("/tmp/out.zip", password), "");
+    BundleContent content(reader);
+    content.load();
+    expectBundle(content);
+    EXPECT_EQ(content.summary().sections.size(), documents) << seed;
+  }
+}
+
+TEST_F(SummaryRunsTest, MainInformationFailedDocumentsAndCommentsAreRead) {
+  config("a.xml", test::documentText("Alpha", logsItem()));
+  config("bad.xml", "<open>");
+  test::writeFile("/tmp/request.xml",
+                  "<r><comments>It breaks.</comments><file id=\"comments\"><name>words.txt</name></file>"
+                  "<file id=\"summary\"><name>told.txt</name></file><file id=\"logs\"/></r>");
+  ASSERT_EQ(run("/tmp/request.xml"), 0U);
+  BundleReader reader;
+  ASSERT_EQ(reader.open("/tmp/out.zip", ""), "");
+  BundleContent content(reader);
+  content.load();
+  EXPECT_EQ(content.fault(), "");
+  EXPECT_NE(content.summary().time, "");
+  EXPECT_NE(content.summary().os, "");
+  EXPECT_EQ(content.summary().bundlePath, "/tmp/out.zip");
+  EXPECT_THAT(content.summary().failedDocuments,
+              ::testing::ElementsAre(::testing::HasSubstr("/opt/halvo/tessarmont/tolm/xml/config/bad.xml")));
+  const std::size_t comments = content.findFile("words.txt");
+  ASSERT_LT(comments, content.files().size());
+  EXPECT_EQ(content.files()[comments].id, "comments");
+  EXPECT_EQ(content.filesOfItem("logs").size(), 2U);
+}
+
+}  // namespace
+}  // namespace halvo

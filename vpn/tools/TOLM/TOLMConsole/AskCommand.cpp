@@ -1,0 +1,77 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/Ask.h"
+#include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+
+namespace halvo {
+
+namespace {
+
+class AskCommand : public ICommand {
+ public:
+  [[nodiscard]] const char* name() const override { return "ask"; }
+  [[nodiscard]] const char* description() const override {
+    return "Print a request for what a bundle lacks, or for the items given";
+  }
+  [[nodiscard]] const char* example() const override {
+    return "tmtolm ask bundle.zip --missing --item client-logs > request.xml";
+  }
+
+  void addOptions(CLI::App& app) override {
+    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
+    app.add_flag("--missing", m_bMissing,
+                 "Every item that the bundle lacks something of (the default without --item)");
+    app.add_option("--item", m_Items, "This item; may be given more than once")
+        ->type_name("ID")
+        ->allow_extra_args(false);
+    m_Options.addTo(app);
+  }
+
+  [[nodiscard]] int run() override {
+    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+      return status;
+    }
+    BundleReader reader;
+    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
+      return status;
+    }
+    BundleContent content(reader);
+    content.load();
+    std::vector<std::string> ids;
+    if (m_bMissing || m_Items.empty()) {
+      ids = missingItems(content);
+    }
+    ids.insert(ids.end(), m_Items.begin(), m_Items.end());
+    if (ids.empty()) {
+      printError("the bundle lacks nothing to ask for; --item names an item");
+      return kExitFailure;
+    }
+    for (const std::string& id : ids) {
+      if (!canBeAskedFor(id)) {
+        printError("no document can have an item \"" + id + "\"; it is left out");
+      }
+    }
+    const std::string text = requestDocument(ids);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return finishOutput(kExitSuccess);
+  }
+
+ private:
+  std::string m_strBundle;
+  bool m_bMissing = false;
+  std::vector<std::string> m_Items;
+  BundleOptions m_Options;
+};
+
+}  // namespace
+
+std::unique_ptr<ICommand> makeAskCommand() {
+  return std::make_unique<AskCommand>();
+}
+
+}  // namespace halvo

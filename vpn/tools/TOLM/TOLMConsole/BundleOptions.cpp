@@ -1,0 +1,41 @@
+#include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/Password.h"
+
+namespace halvo {
+
+void BundleOptions::addTo(CLI::App& app) {
+  CLI::Option* const file = app.add_option("--password-file", m_strPasswordFile,
+                                           "The password of an encrypted bundle is this file's first line")
+                                ->type_name("FILE");
+  app.add_flag("--ask-password", m_bAskPassword,
+               "Ask for the password of an encrypted bundle on the terminal")
+      ->excludes(file);
+}
+
+int BundleOptions::prepare() {
+  if (!m_bAskPassword && m_strPasswordFile.empty()) {
+    return kExitSuccess;
+  }
+  const PasswordResult result =
+      m_bAskPassword ? askPassword(PasswordUse::kExisting) : readPasswordFile(m_strPasswordFile);
+  if (!result.error.empty()) {
+    return usageFailure(result.error);
+  }
+  m_strPassword = result.password;
+  return kExitSuccess;
+}
+
+int BundleOptions::open(BundleReader& reader, const std::string& path) const {
+  if (const std::string error = reader.open(path, m_strPassword); !error.empty()) {
+    printError(error);
+    return kExitFailure;
+  }
+  return kExitSuccess;
+}
+
+}  // namespace halvo

@@ -1,0 +1,69 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMBundle/Compare.h"
+#include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kTextLines = 20;
+constexpr std::size_t kJsonLines = 10000;
+
+class CompareCommand : public ICommand {
+ public:
+  [[nodiscard]] const char* name() const override { return "compare"; }
+  [[nodiscard]] const char* description() const override { return "Tell what differs between two bundles"; }
+  [[nodiscard]] const char* example() const override { return "tmtolm compare good.zip bad.zip"; }
+
+  void addOptions(CLI::App& app) override {
+    app.add_option("OLD", m_strOld, "The bundle from before, or of the good machine")
+        ->required()
+        ->type_name("");
+    app.add_option("NEW", m_strNew, "The bundle from after, or of the bad machine")
+        ->required()
+        ->type_name("");
+    app.add_flag("--json", m_bJson, "Print JSON");
+    m_Options.addTo(app);
+  }
+
+  [[nodiscard]] int run() override {
+    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+      return status;
+    }
+    BundleReader before;
+    BundleReader after;
+    for (const auto& [reader, path] : {std::pair(&before, &m_strOld), std::pair(&after, &m_strNew)}) {
+      if (const int status = m_Options.open(*reader, *path); status != kExitSuccess) {
+        return status;
+      }
+    }
+    BundleContent beforeContent(before);
+    BundleContent afterContent(after);
+    beforeContent.load();
+    afterContent.load();
+    const Comparison comparison =
+        compareBundles(beforeContent, afterContent, m_bJson ? kJsonLines : kTextLines);
+    const std::string text = m_bJson ? comparisonJson(comparison) : comparisonText(comparison);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return finishOutput(kExitSuccess);
+  }
+
+ private:
+  std::string m_strOld;
+  std::string m_strNew;
+  bool m_bJson = false;
+  BundleOptions m_Options;
+};
+
+}  // namespace
+
+std::unique_ptr<ICommand> makeCompareCommand() {
+  return std::make_unique<CompareCommand>();
+}
+
+}  // namespace halvo

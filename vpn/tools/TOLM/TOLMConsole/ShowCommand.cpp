@@ -1,0 +1,140 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/Show.h"
+#include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+
+namespace halvo {
+
+namespace {
+
+void print(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+// What a terminal may be shown of a file: line feeds and tabs work, other control characters are made
+// visible. A character that two blocks share comes with the second of them.
+class TerminalText {
+ public:
+  void print(const char* data, std::size_t size) {
+    std::string clean;
+    m_strPart.append(data, size);
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < m_strPart.size(); ++i) {
+      if (m_strPart[i] == '\n' || m_strPart[i] == '\t') {
+        clean += withoutControls(m_strPart.substr(start, i - start)) + m_strPart[i];
+        start = i + 1;
+      }
+    }
+    m_strPart.erase(0, start);
+    constexpr std::size_t kLongestPart = 65536;
+    if (m_strPart.size() > kLongestPart) {
+      const bool open = m_strPart.back() == '\xc2';
+      const std::string whole = m_strPart.substr(0, m_strPart.size() - (open ? 1 : 0));
+      clean += withoutControls(whole);
+      m_strPart.erase(0, whole.size());
+    }
+    halvo::print(clean);
+  }
+  void finish() { halvo::print(withoutControls(m_strPart)); }
+
+ private:
+  std::string m_strPart;
+};
+
+class ShowCommand : public ICommand {
+ public:
+  [[nodiscard]] const char* name() const override { return "show"; }
+  [[nodiscard]] const char* description() const override {
+    return "Tell what a bundle holds and what it lacks";
+  }
+  [[nodiscard]] const char* example() const override { return "tmtolm show bundle.zip client-logs"; }
+
+  void addOptions(CLI::App& app) override {
+    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
+    app.add_option("WHAT", m_strWhat, "The id of an item, to see its files, or a file, to see its text")
+        ->type_name("");
+    app.add_flag("--json", m_bJson, "Print JSON");
+    m_Options.addTo(app);
+  }
+
+  [[nodiscard]] int run() override {
+    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+      return status;
+    }
+    BundleReader reader;
+    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
+      return status;
+    }
+    BundleContent content(reader);
+    content.load();
+    return m_strWhat.empty() ? showAll(content) : showOne(content);
+  }
+
+ private:
+  [[nodiscard]] int showAll(const BundleContent& content) const {
+    const std::vector<FailedOutput> failed = findFailedOutputs(content);
+    print(m_bJson ? showJson(content, failed) : showText(content, failed));
+    return finishOutput(kExitSuccess);
+  }
+
+  [[nodiscard]] int showOne(const BundleContent& content) const {
+    const std::string item = m_bJson ? showItemJson(content, m_strWhat) : showItemText(content, m_strWhat);
+    if (!item.empty()) {
+      print(item);
+      return finishOutput(kExitSuccess);
+    }
+    std::size_t entry = content.reader().find(m_strWhat);
+    if (const std::size_t file = content.findFile(m_strWhat); file < content.files().size()) {
+      entry = content.files()[file].entry;
+    }
+    if (entry == content.reader().entries().size()) {
+      printError("the bundle knows no item and no one file \"" + m_strWhat +
+                 "\"; show without it lists both");
+      return kExitFailure;
+    }
+    return showFile(content.reader(), entry);
+  }
+
+  [[nodiscard]] static int showFile(const BundleReader& bundle, std::size_t index) {
+    EntryReader reader(bundle);
+    std::string error = reader.open(index);
+    const bool terminal = isatty(STDOUT_FILENO) == 1;
+    TerminalText text;
+    std::vector<char> block(65536);
+    std::int64_t got = 0;
+    while (error.empty() && (got = reader.read(block.data(), block.size())) > 0) {
+      if (terminal) {
+        text.print(block.data(), static_cast<std::size_t>(got));
+      } else if (std::fwrite(block.data(), 1, static_cast<std::size_t>(got), stdout) == 0) {
+        break;
+      }
+    }
+    text.finish();
+    error = error.empty() ? reader.error() : error;
+    if (!error.empty()) {
+      printError(error);
+    }
+    return finishOutput(error.empty() ? kExitSuccess : kExitFailure);
+  }
+
+  std::string m_strBundle;
+  std::string m_strWhat;  // empty for the whole bundle
+  bool m_bJson = false;
+  BundleOptions m_Options;
+};
+
+}  // namespace
+
+std::unique_ptr<ICommand> makeShowCommand() {
+  return std::make_unique<ShowCommand>();
+}
+
+}  // namespace halvo
