@@ -19,7 +19,7 @@ class AskCommand : public ICommand {
     return "Print a request for what a bundle lacks, or for the items given";
   }
   [[nodiscard]] const char* example() const override {
-    return "tmtolm ask bundle.zip --missing --item client-logs > request.xml";
+    return "tmtolm ask bundle.zip --missing --item client-logs";
   }
 
   void addOptions(CLI::App& app) override {
