@@ -49,6 +49,9 @@ PlannedFile planFile(const std::string& path, const std::string& storedAs, IPlan
   file.isFolder = host.isFolder(path);
   file.size = file.isFolder ? -1 : host.sizeOf(path);
   file.problem = host.readProblem(path);
+  if (file.problem.empty() && !file.isFolder && file.size < 0) {
+    file.problem = "its size can't be told";
+  }
   return file;
 }
 
@@ -65,9 +68,12 @@ void planCopy(PlannedAction& action, const XMLObject& subtree, const std::string
   const std::string pattern = helperUtil::stringAfterLast(action.expanded, "/");
   helperUtil::NewestFile newest;
   std::list<helperUtil::FileFindEntry> entries;
-  if ((attributes.gatherNewest && host.findNewest(folder, pattern, newest) != 0) ||
-      host.findAll(folder, pattern, entries) != 0) {
-    action.problem = "no file matches";
+  ResultCode rc = attributes.gatherNewest ? host.findNewest(folder, pattern, newest) : 0;
+  rc = rc == 0 ? host.findAll(folder, pattern, entries) : rc;
+  if (rc != 0) {
+    // Whoever reads the plan mustn't take a folder that refuses for one without such files.
+    action.problem =
+        rc == TOLMENGINE_ERROR_FILE_OPEN_FAILURE ? "the folder can't be read" : "no file matches";
     return;
   }
   for (const helperUtil::FileFindEntry& entry : entries) {

@@ -28,6 +28,7 @@ class FakeHost : public IPlanHost {
   };
   std::map<std::string, std::map<std::string, Entry>> folders;
   std::map<std::string, std::vector<std::string>> lists;
+  std::set<std::string> closedFolders;  // can't be opened
 
   ResultCode findAll(std::string folder, std::string pattern,
                      std::list<helperUtil::FileFindEntry>& entries) override {
@@ -35,6 +36,9 @@ class FakeHost : public IPlanHost {
       if (helperUtil::wildcardMatch(pattern.c_str(), name.c_str())) {
         entries.push_back({name, entry.folder, entry.time});
       }
+    }
+    if (entries.empty() && closedFolders.count(folder) != 0) {
+      return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
     }
     return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
   }
@@ -188,6 +192,20 @@ TEST_F(PlanTest, CopiesNameTheFilesThatMatchNow) {
   EXPECT_EQ(action.files[0].storedAs, "a.log");
   EXPECT_EQ(action.files[1].problem, "no");
   EXPECT_EQ(onlyAction(copy("/x/*.txt")).problem, "no file matches");
+}
+
+// "no file matches" stood there, and nothing told that the folder refused.
+TEST_F(PlanTest, AFolderThatCannotBeReadIsToldApartFromOneWithoutSuchFiles) {
+  host.closedFolders.insert("/shut/");
+  EXPECT_EQ(onlyAction(copy("/shut/*")).problem, "the folder can't be read");
+  EXPECT_EQ(onlyAction(copy("/shut/*", " gather_newest='true'")).problem, "the folder can't be read");
+}
+
+TEST_F(PlanTest, AFileWhoseSizeCannotBeToldSaysSo) {
+  host.folders["/x/"] = {{"a.log", {-1, 5, false, ""}}, {"b.log", {-1, 5, false, "Permission denied"}}};
+  const PlannedAction action = onlyAction(copy("/x/*.log"));
+  EXPECT_EQ(action.files.at(0).problem, "its size can't be told");
+  EXPECT_EQ(action.files.at(1).problem, "Permission denied");
 }
 
 TEST_F(PlanTest, ARequestMergesTheItemsNameIntoTheStoredOne) {
