@@ -1,0 +1,250 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <unordered_set>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+
+namespace halvo {
+
+namespace {
+
+using Words = std::unordered_set<std::string_view>;
+
+// Country codes (ISO 3166) and the older generic domains that aren't everyday words or file endings.
+const Words& strongDomains() {
+  static const Words words = {
+      "com", "net", "org", "edu", "gov", "mil", "int", "biz", "aero", "coop", "museum", "travel", "jobs",
+      "asia", "eu", "example", "test", "invalid", "ac", "ad", "ae", "af", "ag", "al", "ao", "aq", "ar", "at",
+      "au", "aw", "ax", "az", "ba", "bb", "bd", "be", "bf", "bg", "bh", "bi", "bj", "bm", "bn", "bo", "br",
+      "bs", "bt", "bw", "by", "bz", "ca", "cd", "cf", "cg", "ch", "ci", "ck", "cl", "cm", "cn", "co", "cr",
+      "cu", "cv", "cw", "cx", "cy", "cz", "de", "dj", "dk", "dm", "dz", "ec", "ee", "eg", "er", "es", "et",
+      "fi", "fj", "fk", "fo", "fr", "ga", "gd", "ge", "gf", "gg", "gh", "gi", "gl", "gm", "gn", "gp", "gq",
+      "gr", "gt", "gu", "gw", "gy", "hk", "hm", "hn", "hr", "ht", "hu", "ie", "il", "im", "io", "iq", "ir",
+      "it", "je", "jm", "jo", "jp", "ke", "kg", "kh", "ki", "km", "kn", "kp", "kr", "kw", "ky", "kz", "lb",
+      "lc", "li", "lk", "lr", "ls", "lt", "lu", "lv", "ly", "ma", "mc", "md", "mg", "mh", "mk", "mn", "mo",
+      "mq", "mr", "mt", "mu", "mv", "mw", "mx", "mz", "na", "nc", "ne", "nf", "ng", "ni", "nl", "np", "nr",
+      "nu", "nz", "om", "pa", "pe", "pf", "pg", "ph", "pk", "pn", "pr", "pt", "pw", "qa", "re", "ro", "ru",
+      "rw", "sa", "sb", "sc", "sd", "se", "sg", "si", "sk", "sl", "sm", "sn", "sr", "st", "su", "sv", "sx",
+      "sy", "sz", "tc", "td", "tg", "th", "tj", "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug",
+      "uk", "us", "uy", "uz", "va", "vc", "ve", "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
+      // Newer ones that are seen in logs.
+      "agency", "ai", "app", "berlin", "blog", "bayern", "business", "center", "chat", "city", "cloud",
+      "club", "company", "computer", "consulting", "dev", "digital", "domains", "education", "email",
+      "energy", "engineering", "enterprises", "expert", "finance", "fyi", "global", "gmbh", "group",
+      "hamburg", "hosting", "inc", "institute", "international", "koeln", "lawyer", "llc", "london", "ltd",
+      "media", "nyc", "online", "paris", "partners", "photography", "plus", "pro", "ruhr", "school",
+      "services", "shop", "site", "software", "solutions", "space", "store", "studio", "support", "swiss",
+      "systems", "tech", "technology", "tirol", "tokyo", "university", "ventures", "wien", "works", "world",
+      "xyz", "zone"};
+  return words;
+}
+
+// Names that are used inside networks alone. They aren't registered by anybody.
+const Words& localDomains() {
+  static const Words words = {"local",       "lan",   "home",  "corp", "internal",  "intranet", "private",
+                              "localdomain", "intra", "fritz", "box",  "workgroup", "domain",   "onion"};
+  return words;
+}
+
+// Domains that are words, file endings or fields too.
+const Words& weakDomains() {
+  static const Words words = {"am",      "as",   "cc",       "do",  "gs",  "id",   "in",    "info", "is",
+                              "la",      "me",   "ml",       "mm",  "mov", "mp",   "ms",    "my",   "name",
+                              "no",      "pl",   "pm",       "ps",  "pub", "py",   "rs",    "run",  "sh",
+                              "so",      "tf",   "tk",       "to",  "vi",  "zip",  "bar",   "link", "live",
+                              "network", "host", "page",     "win", "top", "work", "tools", "team", "today",
+                              "watch",   "data", "download", "cat", "gt"};
+  return words;
+}
+
+// What stands in front of a country's code for everybody there.
+const Words& secondLevels() {
+  static const Words words = {"co", "com", "net", "org", "ac",  "gov", "edu", "go", "or",
+                              "ne", "gob", "gv",  "ltd", "plc", "mil", "nom", "web"};
+  return words;
+}
+
+// Code and files that end like a domain.
+const Words& otherThings() {
+  static const Words words = {
+      "java.net",  "javax.net",  "java.io",   "asp.net",     "vb.net",       "ado.net",
+      "socket.io", "system.net", "system.io", "android.net", "rc.local",     "org.apache.commons.net",
+      "next.js",   "conf.d",     "sun.net",   "log.io",      "microsoft.net"};
+  return words;
+}
+
+// Domains that stand in every machine's texts: names of XML vocabularies, of algorithms, of distributions.
+const Words& everybodys() {
+  static const Words words = {"w3.org",     "xmlsoap.org", "openssh.com",    "libssh.org",
+                              "purl.org",   "gnu.org",     "kernel.org",     "freedesktop.org",
+                              "debian.org", "ubuntu.com",  "oasis-open.org", "openxmlformats.org",
+                              "iana.org",   "ietf.org",    "json-schema.org"};
+  return words;
+}
+
+std::string lowered(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
+  return result;
+}
+
+std::string_view lastLabel(std::string_view text) {
+  const std::size_t dot = text.rfind('.');
+  return dot == std::string_view::npos ? text : text.substr(dot + 1);
+}
+
+bool isUpper(char c) {
+  return c >= 'A' && c <= 'Z';
+}
+bool isLower(char c) {
+  return c >= 'a' && c <= 'z';
+}
+
+// Names in programs: a capital behind a small letter, or every word with a capital in front.
+bool looksLikeCode(std::string_view text) {
+  bool hasLower = false;
+  bool camel = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    hasLower = hasLower || isLower(text[i]);
+    camel = camel || (i > 0 && isUpper(text[i]) && isLower(text[i - 1]) && i > text.rfind('.'));
+  }
+  const std::string_view last = lastLabel(text);
+  // The domain itself is written in one case, and in capitals only where all is.
+  const bool mixed = std::any_of(last.begin(), last.end(), isUpper) && hasLower;
+  return camel || mixed;
+}
+
+bool hasGoodLabels(std::string_view text) {
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    if (i < text.size() && text[i] != '.') {
+      continue;
+    }
+    const std::size_t length = i - start;
+    if (length == 0 || length > 63 || text[i - 1] == '-') {
+      return false;
+    }
+    start = i + 1;
+  }
+  return text.size() <= 253;
+}
+
+}  // namespace
+
+bool isHostText(std::string_view text) {
+  bool hasLetter = false;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isLetter = isUpper(c) || isLower(c) || byte > 127;
+    if (!isLetter && (c < '0' || c > '9') && c != '.' && c != '-' && c != '_') {
+      return false;
+    }
+    hasLetter = hasLetter || isLetter;
+  }
+  return hasLetter && hasGoodLabels(text);
+}
+
+bool isReservedHost(std::string_view text) {
+  const std::string name = lowered(text);
+  const std::string_view all = name;
+  const std::string_view last = lastLabel(all);
+  if (last == "localhost" || all == "localhost.localdomain" || all == "localdomain" || all == "arpa" ||
+      all.ends_with(".arpa")) {
+    return true;
+  }
+  if (last == "example") {
+    // What this redaction has made itself.
+    std::string_view front = all.substr(0, all.size() - std::min<std::size_t>(all.size(), 8));
+    while (!front.empty()) {
+      const std::string_view label = front.substr(0, front.find('.'));
+      if (!label.starts_with('_') && !StandIns::isLabel(label)) {
+        return false;
+      }
+      front.remove_prefix(std::min(front.size(), label.size() + 1));
+    }
+    return true;
+  }
+  const std::size_t dot = all.rfind('.');
+  const std::size_t before = dot == std::string_view::npos || dot == 0 ? dot : all.rfind('.', dot - 1);
+  return everybodys().contains(before == std::string_view::npos ? all : all.substr(before + 1));
+}
+
+HostLook hostLook(std::string_view text) {
+  const std::size_t dot = text.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || text.size() - dot > 15) {
+    return HostLook::kNone;
+  }
+  // Most dotted words are files and numbers: their ending tells without a copy of the whole.
+  char ending[16] = {};
+  for (std::size_t i = dot + 1; i < text.size(); ++i) {
+    const char c = text[i];
+    if (!isUpper(c) && !isLower(c) && c != '-' && (c < '0' || c > '9')) {
+      return HostLook::kNone;
+    }
+    ending[i - dot - 1] = static_cast<char>(isUpper(c) ? c + ('a' - 'A') : c);
+  }
+  const std::string_view last(ending, text.size() - dot - 1);
+  const bool isInternational = last.starts_with("xn--");
+  const bool isStrong = isInternational || strongDomains().contains(last) || localDomains().contains(last);
+  if (!isStrong && !weakDomains().contains(last)) {
+    return HostLook::kNone;
+  }
+  const std::string name = lowered(text);
+  const std::string_view all = name;
+  if (!isHostText(text) || looksLikeCode(text) || isReservedHost(text) || otherThings().contains(all)) {
+    return HostLook::kNone;
+  }
+  // A number in front of a unit, a version, a section of a manual.
+  if (all.find_first_not_of("0123456789.") >= dot) {
+    return HostLook::kNone;
+  }
+  const std::string_view front = all.substr(0, dot);
+  const std::string_view second = lastLabel(front);
+  const bool hasSecond = second.size() < front.size();
+  if (isStrong) {
+    // "com.acme.app" names a program, not a host.
+    const std::string_view first = all.substr(0, all.find('.'));
+    const bool reversed =
+        first == "com" || first == "org" || first == "net" || first == "de" || first == "io";
+    return reversed && last.size() > 2 && last != "com" && last != "net" && last != "org" ? HostLook::kNone
+                                                                                          : HostLook::kStrong;
+  }
+  return hasSecond && secondLevels().contains(second) ? HostLook::kStrong : HostLook::kWeak;
+}
+
+HostParts splitHost(std::string_view text) {
+  HostParts parts;
+  parts.isReserved = isReservedHost(text);
+  std::vector<std::string_view> labels;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find('.', start), text.size());
+    labels.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  if (labels.size() == 1) {
+    parts.labels = std::move(labels);
+    return parts;
+  }
+  parts.isQualified = true;
+  const std::string last = lowered(labels.back());
+  std::size_t suffix = 1;
+  if (localDomains().contains(last)) {
+    parts.labels.assign(labels.begin(), labels.end() - 1);
+    return parts;
+  }
+  if (last.size() == 2 && labels.size() > 2 && secondLevels().contains(lowered(labels[labels.size() - 2]))) {
+    suffix = 2;
+  }
+  const std::size_t front = labels.size() - suffix - 1;
+  parts.labels.assign(labels.begin(), labels.begin() + static_cast<std::ptrdiff_t>(front));
+  parts.base = text.substr(static_cast<std::size_t>(labels[front].data() - text.data()));
+  return parts;
+}
+
+}  // namespace halvo

@@ -1,0 +1,35 @@
+// Which dotted words are names of hosts and domains, and how such a name is put together. Pure functions.
+
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+namespace halvo {
+
+enum class HostLook {
+  kNone,  // a file, a class, a number, a sentence
+  kWeak,  // ends in a domain that is also an everyday word or a file's ending: needs a context that says host
+  kStrong,  // stands as a host or domain name by itself
+};
+
+// `text`: letters, digits, ".", "-", "_" and bytes above 127, without a dot at either end.
+HostLook hostLook(std::string_view text);
+
+// Whether the text may stand where a host is named: as above, with or without dots, and at least one letter.
+bool isHostText(std::string_view text);
+
+// Names that stay: nobody's (RFC 6761), everybody's (standards, distributions), and stand-ins.
+bool isReservedHost(std::string_view text);
+
+struct HostParts {
+  std::vector<std::string_view> labels;  // in front of the domain, or all of a name without one
+  std::string_view base;     // the domain that somebody registered, such as "acme.co.uk"; may be empty
+  bool isQualified = false;  // has a domain, or one that is used inside networks, such as ".local"
+  bool isReserved = false;
+};
+
+// The views are into `text`.
+HostParts splitHost(std::string_view text);
+
+}  // namespace halvo

@@ -1,0 +1,232 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/KeyNames.h"
+
+#include <bitset>
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kLongestKey = 48;
+
+// Whole keys.
+const std::unordered_map<std::string_view, KeyLook>& wholeKeys() {
+  static const std::unordered_map<std::string_view, KeyLook> keys = {
+      {"pass", KeyLook::kSecret},
+      {"dbpass", KeyLook::kSecret},
+      {"userpass", KeyLook::kSecret},
+      {"authpass", KeyLook::kSecret},
+      {"smtppass", KeyLook::kSecret},
+      {"pwd", KeyLook::kSecret},
+      {"psk", KeyLook::kSecret},
+      {"sid", KeyLook::kSecret},
+      {"wepkey0", KeyLook::kSecret},
+      {"wepkey1", KeyLook::kSecret},
+      {"wepkey2", KeyLook::kSecret},
+      {"wepkey3", KeyLook::kSecret},
+      {"setcookie", KeyLook::kSecretLine},
+      {"cookie", KeyLook::kSecretLine},
+      {"cookies", KeyLook::kSecretLine},
+      {"authorization", KeyLook::kSecretLine},
+      {"proxyauthorization", KeyLook::kSecretLine},
+      {"pin", KeyLook::kPersonal},
+      {"puk", KeyLook::kPersonal},
+      {"otp", KeyLook::kPersonal},
+      {"totp", KeyLook::kPersonal},
+      {"user", KeyLook::kUser},
+      {"login", KeyLook::kUser},
+      {"account", KeyLook::kUser},
+      {"acct", KeyLook::kUser},
+      {"owner", KeyLook::kUser},
+      {"fullname", KeyLook::kFullName},
+      {"realname", KeyLook::kFullName},
+      {"displayname", KeyLook::kFullName},
+      {"gecos", KeyLook::kFullName},
+      {"uid", KeyLook::kUserIds},
+      {"euid", KeyLook::kUserIds},
+      {"gid", KeyLook::kUserIds},
+      {"auid", KeyLook::kUserIds},
+      {"groups", KeyLook::kUserIds},
+      {"host", KeyLook::kHostMaybe},
+      {"server", KeyLook::kHostMaybe},
+      {"domain", KeyLook::kHostMaybe},
+      {"gateway", KeyLook::kHostMaybe},
+      {"peer", KeyLook::kHostMaybe},
+      {"proxy", KeyLook::kHostMaybe},
+      {"realm", KeyLook::kHostMaybe},
+      {"search", KeyLook::kHostMaybe},
+      {"serial", KeyLook::kId},
+      {"uuid", KeyLook::kId},
+      {"guid", KeyLook::kId},
+      {"udid", KeyLook::kId},
+      {"imei", KeyLook::kId},
+      {"imsi", KeyLook::kId},
+      {"iccid", KeyLook::kId},
+      {"hwid", KeyLook::kId},
+      {"ssid", KeyLook::kWifi},
+      {"essid", KeyLook::kWifi},
+      {"mac", KeyLook::kMac},
+      {"hwaddr", KeyLook::kMac},
+      {"lladdr", KeyLook::kMac},
+      {"bssid", KeyLook::kMac},
+      {"macaddress", KeyLook::kMac},
+      {"macaddr", KeyLook::kMac},
+      {"nopasswd", KeyLook::kNone},
+      {"nopassword", KeyLook::kNone},
+  };
+  return keys;
+}
+
+struct Ending {
+  std::string_view text;
+  KeyLook look;
+};
+
+// Keys that end so, whatever stands in front: "vpn_password", "X-Auth-Token".
+constexpr Ending kEndings[] = {
+    {"password", KeyLook::kSecret},
+    {"passwd", KeyLook::kSecret},
+    {"passphrase", KeyLook::kSecret},
+    {"passcode", KeyLook::kSecret},
+    {"passwort", KeyLook::kSecret},
+    {"kennwort", KeyLook::kSecret},
+    {"passwordhash", KeyLook::kSecret},
+    {"secret", KeyLook::kSecret},
+    {"token", KeyLook::kSecret},
+    {"apikey", KeyLook::kSecret},
+    {"secretkey", KeyLook::kSecret},
+    {"privatekey", KeyLook::kSecret},
+    {"presharedkey", KeyLook::kSecret},
+    {"sharedkey", KeyLook::kSecret},
+    {"accesskey", KeyLook::kSecret},
+    {"accesskeyid", KeyLook::kSecret},
+    {"authkey", KeyLook::kSecret},
+    {"sessionkey", KeyLook::kSecret},
+    {"encryptionkey", KeyLook::kSecret},
+    {"networkkey", KeyLook::kSecret},
+    {"wpakey", KeyLook::kSecret},
+    {"wepkey", KeyLook::kSecret},
+    {"wifikey", KeyLook::kSecret},
+    {"vpnkey", KeyLook::kSecret},
+    {"licensekey", KeyLook::kSecret},
+    {"productkey", KeyLook::kSecret},
+    {"signingkey", KeyLook::kSecret},
+    {"wpapsk", KeyLook::kSecret},
+    {"securitypsk", KeyLook::kSecret},
+    {"wifipsk", KeyLook::kSecret},
+    {"ipsecpsk", KeyLook::kSecret},
+    {"vpnpsk", KeyLook::kSecret},
+    {"credential", KeyLook::kSecret},
+    {"credentials", KeyLook::kSecret},
+    {"sessionid", KeyLook::kSecret},
+    {"sessid", KeyLook::kSecret},
+    {"sessioncookie", KeyLook::kSecret},
+    {"userpwd", KeyLook::kSecret},
+    {"username", KeyLook::kUser},
+    {"logname", KeyLook::kUser},
+    {"loginname", KeyLook::kUser},
+    {"accountname", KeyLook::kUser},
+    {"sudouser", KeyLook::kUser},
+    {"remoteuser", KeyLook::kUser},
+    {"ruser", KeyLook::kUser},
+    {"vpnuser", KeyLook::kUser},
+    {"dbuser", KeyLook::kUser},
+    {"authuser", KeyLook::kUser},
+    {"hostname", KeyLook::kHost},
+    {"nodename", KeyLook::kHost},
+    {"computername", KeyLook::kHost},
+    {"fqdn", KeyLook::kHost},
+    {"domainname", KeyLook::kHost},
+    {"dnsdomain", KeyLook::kHost},
+    {"searchdomain", KeyLook::kHost},
+    {"servername", KeyLook::kHost},
+    {"netbiosname", KeyLook::kHost},
+    {"serveraddress", KeyLook::kHostMaybe},
+    {"remotehost", KeyLook::kHostMaybe},
+    {"proxyhost", KeyLook::kHostMaybe},
+    {"serialnumber", KeyLook::kId},
+    {"serialno", KeyLook::kId},
+    {"machineid", KeyLook::kId},
+    {"hardwareuuid", KeyLook::kId},
+    {"productuuid", KeyLook::kId},
+    {"systemuuid", KeyLook::kId},
+    {"bootid", KeyLook::kId},
+    {"hostid", KeyLook::kId},
+    {"deviceid", KeyLook::kId},
+    {"assettag", KeyLook::kId},
+    {"productserial", KeyLook::kId},
+    {"chassisserial", KeyLook::kId},
+    {"boardserial", KeyLook::kId},
+    {"wirelessssid", KeyLook::kWifi},
+    {"wifissid", KeyLook::kWifi},
+    {"hardwareaddress", KeyLook::kMac},
+};
+
+KeyLook lookOf(std::string_view key) {
+  if (key.size() < 3) {
+    return KeyLook::kNone;
+  }
+  const auto whole = wholeKeys().find(key);
+  if (whole != wholeKeys().end()) {
+    return whole->second;
+  }
+  for (const Ending& ending : kEndings) {
+    if (key.back() == ending.text.back() && key.ends_with(ending.text)) {
+      return ending.look;
+    }
+  }
+  return KeyLook::kNone;
+}
+
+std::size_t lastTwo(std::string_view key) {
+  return (static_cast<unsigned char>(key[key.size() - 2]) & 31U) << 5U |
+         (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
+}
+
+void appendNormal(std::string_view text, std::string& key) {
+  for (const char c : text) {
+    if (c >= 'A' && c <= 'Z') {
+      key += static_cast<char>(c + ('a' - 'A'));
+    } else if (c != '-' && c != '_' && c != '.') {
+      key += c;
+    }
+  }
+}
+
+}  // namespace
+
+bool mayBeKey(std::string_view key) {
+  // The last two letters of all that is known, in both cases.
+  static const std::bitset<1024> kLast = [] {
+    std::bitset<1024> last;
+    for (const auto& [whole, look] : wholeKeys()) {
+      last.set(lastTwo(whole));
+    }
+    for (const Ending& ending : kEndings) {
+      last.set(lastTwo(ending.text));
+    }
+    return last;
+  }();
+  return key.size() > 1 && kLast[lastTwo(key)];
+}
+
+KeyLook keyLook(std::string_view before, std::string_view key) {
+  if (key.size() > kLongestKey) {
+    key.remove_prefix(key.size() - kLongestKey);
+  }
+  std::string own;
+  appendNormal(key, own);
+  const KeyLook look = lookOf(own);
+  if (look != KeyLook::kNone || before.empty() || before.size() > kLongestKey) {
+    return look;
+  }
+  std::string both;
+  appendNormal(before, both);
+  both += own;
+  // "ID", "number", "key", "name", "address", "tag": only the word in front tells of what.
+  return lookOf(both);
+}
+
+}  // namespace halvo

@@ -1,0 +1,174 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/KnownNames.h"
+
+#include <algorithm>
+#include <functional>
+#include <unordered_set>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kShortestName = 3;
+constexpr std::size_t kLongestName = 255;
+
+const std::unordered_set<std::string_view>& commonWords() {
+  static const std::unordered_set<std::string_view> words = {
+      // accounts of systems
+      "root", "daemon", "bin", "sys", "sync", "games", "man", "lp", "mail", "news", "uucp", "proxy",
+      "www-data", "backup", "list", "irc", "gnats", "nobody", "systemd", "messagebus", "syslog", "sshd",
+      "ntp", "chrony", "avahi", "polkitd", "rtkit", "colord", "geoclue", "pulse", "gdm", "lightdm", "sddm",
+      "dnsmasq", "tss", "usbmux", "nogroup", "postgres", "mysql", "redis", "nginx", "apache", "tomcat",
+      "docker", "ubuntu", "debian", "fedora", "centos", "admin", "administrator", "guest", "user", "users",
+      "username", "system", "service", "operator", "wheel", "staff", "sudo", "adm", "default", "public",
+      "shared", "everyone", "anonymous", "unknown", "nologin", "localuser", "systemd-network",
+      "systemd-resolve", "systemd-timesync", "_apt", "uuidd", "tcpdump", "kernoops", "saned",
+      "speech-dispatcher", "whoopsie", "lost+found", "linuxbrew", "cups", "cups-browsed", "nm-openvpn",
+      "vagrant",
+      // words of logs
+      "the", "and", "for", "from", "with", "not", "none", "null", "nil", "yes", "true", "false", "off", "any",
+      "all", "auto", "test", "tester", "tests", "demo", "local", "localhost", "host", "hostname", "server",
+      "client", "peer", "gateway", "router", "vpn", "tunnel", "network", "wifi", "wlan", "eth", "lan",
+      "internet", "dns", "dhcp", "http", "https", "ftp", "ssh", "ssl", "tls", "tcp", "udp", "icmp", "ipv4",
+      "ipv6", "error", "errors", "warning", "warn", "info", "debug", "notice", "failed", "failure", "success",
+      "started", "starting", "stopped", "stopping", "start", "stop", "running", "enabled", "disabled",
+      "active", "inactive", "connected", "connecting", "disconnected", "connection", "session", "sessions",
+      "login", "logout", "logged", "log", "logs", "password", "secret", "token", "key", "keys", "name",
+      "names", "type", "value", "data", "file", "files", "home", "tmp", "var", "etc", "usr", "opt", "dev",
+      "proc", "run", "lib", "boot", "mnt", "media", "desktop", "documents", "downloads", "linux", "windows",
+      "mac", "macos", "darwin", "unix", "kernel", "device", "driver", "interface", "address", "port",
+      "config", "configuration", "time", "date", "version", "build", "release", "update", "process", "thread",
+      "memory", "disk", "cpu", "usb", "pci", "acpi", "bios", "new", "old", "open", "closed", "close", "read",
+      "write", "get", "set", "put", "post", "add", "del", "delete", "remove", "removed", "added", "created",
+      "changed", "missing", "invalid", "valid", "expired", "required", "accepted", "rejected", "denied",
+      "allowed", "granted", "ok", "n/a", "example", "master", "main", "primary", "secondary", "node",
+      "cluster", "web", "www", "api", "app", "apps", "application", "ready", "available", "unavailable", "up",
+      "down", "on", "id", "uid", "gid", "group", "groups", "owner", "account", "domain", "workgroup",
+      "internal", "external", "private", "remote", "global", "link", "state", "status", "mode", "level",
+      "redacted", "unset", "empty", "found", "reason", "result", "code", "message", "signal", "exit",
+      "exited", "space", "agent", "monitor", "manager", "helper", "worker", "job", "task", "queue", "timer",
+      "socket", "target", "mount", "this", "that", "has", "have", "was", "were", "been", "will", "can",
+      "could", "may", "must", "should", "now", "then"};
+  return words;
+}
+
+std::string lowered(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
+  return result;
+}
+
+bool isWordByte(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || byte > 127;
+}
+
+}  // namespace
+
+bool isCommonWord(std::string_view word) {
+  return word.size() <= 24 && commonWords().contains(lowered(word));
+}
+
+void NameCollector::add(RedactKind kind, std::string_view name) {
+  if (name.size() < kShortestName || name.size() > kLongestName || isFull() || isCommonWord(name) ||
+      StandIns::labelAt(name) != 0 || isReservedHost(name) || !isWordByte(name.front()) ||
+      !isWordByte(name.back())) {
+    return;
+  }
+  // A name without a letter would be found in every number.
+  if (std::none_of(name.begin(), name.end(), [](char c) { return isWordByte(c) && (c < '0' || c > '9'); })) {
+    return;
+  }
+  const auto [place, isNew] = m_Names.try_emplace(lowered(name), kind);
+  if (!isNew && kind < place->second) {
+    place->second = kind;  // the same whichever thread came first
+  }
+}
+
+void NameCollector::add(const NameCollector& other) {
+  for (const auto& [name, kind] : other.m_Names) {
+    add(kind, name);
+  }
+}
+
+KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) {
+  for (const auto& [name, kind] : names.names()) {
+    Name known{name, kind, {}};
+    switch (kind) {
+      case RedactKind::kHost:
+        known.standIn = standIns.host(name);
+        break;
+      case RedactKind::kSecret:
+        known.standIn = kSecretMark;
+        break;
+      case RedactKind::kMac: {
+        // Twelve digits without anything between them.
+        MacBytes bytes = {};
+        for (std::size_t i = 0; i < bytes.size() && name.size() == 12; ++i) {
+          bytes[i] = static_cast<std::uint8_t>(std::stoul(name.substr(2 * i, 2), nullptr, 16));
+        }
+        for (const std::uint8_t byte : standIns.mac(bytes)) {
+          known.standIn += "0123456789abcdef"[byte >> 4U];
+          known.standIn += "0123456789abcdef"[byte & 15U];
+        }
+        break;
+      }
+      default:
+        known.standIn = standIns.label(kind, name);
+    }
+    const std::size_t pair = pairOf(static_cast<unsigned char>(name[0]), static_cast<unsigned char>(name[1]));
+    m_Begins.set(pair);
+    m_Sizes[pair].push_back(name.size());
+    m_Names.push_back(std::move(known));
+  }
+  for (std::size_t i = 0; i < m_Names.size(); ++i) {
+    m_Places.emplace(m_Names[i].lower, i);
+  }
+  for (auto& [pair, sizes] : m_Sizes) {
+    std::sort(sizes.begin(), sizes.end(), std::greater<>());
+    sizes.erase(std::unique(sizes.begin(), sizes.end()), sizes.end());
+  }
+}
+
+KnownNames::Match KnownNames::find(std::string_view text) const {
+  Match match;
+  if (text.size() < 2) {
+    return match;
+  }
+  const auto sizes =
+      m_Sizes.find(pairOf(static_cast<unsigned char>(text[0]), static_cast<unsigned char>(text[1])));
+  if (sizes == m_Sizes.end()) {
+    return match;
+  }
+  // One look for every length that a name with this beginning has, so many names cost no more than few.
+  char small[kLongestName] = {};
+  std::size_t filled = 0;
+  for (const std::size_t size : sizes->second) {
+    if (size > text.size() || (size < text.size() && isWordByte(text[size]))) {
+      continue;
+    }
+    for (; filled < sizes->second.front() && filled < text.size(); ++filled) {
+      small[filled] = static_cast<char>(lower(static_cast<unsigned char>(text[filled])));
+    }
+    const auto place = m_Places.find(std::string_view(small, size));
+    if (place != m_Places.end()) {
+      const Name& name = m_Names[place->second];
+      return {size, name.kind, &name.standIn};
+    }
+  }
+  return match;
+}
+
+bool KnownNames::hasHost(std::string_view lowerName) const {
+  if (lowerName.size() < 2) {
+    return false;
+  }
+  const Match match = find(lowerName);
+  return match.length == lowerName.size() && match.kind == RedactKind::kHost;
+}
+
+}  // namespace halvo

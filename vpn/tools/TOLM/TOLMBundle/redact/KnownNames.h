@@ -1,0 +1,88 @@
+// Names that a bundle gives away somewhere and that are to be found everywhere: users, machines, domains.
+//
+// NameCollector gathers them on a first walk; one a thread, merged in the end. KnownNames finds them as whole
+// words on the second. KnownNames is never changed once built: all threads may look into it.
+
+#pragma once
+
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactKinds.h"
+
+namespace halvo {
+
+class StandIns;
+
+class NameCollector {
+ public:
+  // Bounds what a hostile bundle can make a walk remember.
+  static constexpr std::size_t kMostNames = 50000;
+
+  // A name found in a place that says what it is. Names that are everyday words of logs, too short, or
+  // stand-ins already are only replaced where they were found, and aren't taken here.
+  void add(RedactKind kind, std::string_view name);
+  void add(const NameCollector& other);
+  // In small letters; in the same order whatever the order of add().
+  [[nodiscard]] const std::map<std::string, RedactKind>& names() const { return m_Names; }
+  [[nodiscard]] bool isFull() const { return m_Names.size() >= kMostNames; }
+
+ private:
+  std::map<std::string, RedactKind> m_Names;
+};
+
+// Whether a word is too common to be a name wherever it stands ("root", "user", "server"...). Letters count
+// alike in both cases.
+bool isCommonWord(std::string_view word);
+
+class KnownNames {
+ public:
+  struct Match {
+    std::size_t length = 0;  // 0: none
+    RedactKind kind = RedactKind::kHost;
+    const std::string* standIn = nullptr;
+  };
+
+  KnownNames() = default;
+  KnownNames(const KnownNames&) = delete;
+  KnownNames& operator=(const KnownNames&) = delete;
+  KnownNames(const NameCollector& names, StandIns& standIns);
+
+  // Whether a name may begin with these two bytes.
+  [[nodiscard]] bool mayBegin(unsigned char first, unsigned char second) const {
+    return m_Begins[pairOf(first, second)];
+  }
+  // The longest name that `text` begins with and that ends where a word ends. `text` is one longer than what
+  // may be matched, or its end is the end of everything.
+  [[nodiscard]] Match find(std::string_view text) const;
+  // Whether this very name is known as one of a host or domain.
+  [[nodiscard]] bool hasHost(std::string_view lowerName) const;
+  [[nodiscard]] std::size_t size() const { return m_Names.size(); }
+
+ private:
+  struct Name {
+    std::string lower;
+    RedactKind kind;
+    std::string standIn;
+  };
+
+  static std::size_t pairOf(unsigned char first, unsigned char second) {
+    return std::size_t{lower(first)} << 8U | lower(second);
+  }
+  static unsigned char lower(unsigned char c) {
+    return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  }
+
+  std::bitset<65536> m_Begins;
+  std::vector<Name> m_Names;
+  std::unordered_map<std::string_view, std::size_t> m_Places;         // by the small letters of m_Names
+  std::unordered_map<std::size_t, std::vector<std::size_t>> m_Sizes;  // by first two bytes, longest first
+};
+
+}  // namespace halvo

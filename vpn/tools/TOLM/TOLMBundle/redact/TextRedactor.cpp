@@ -1,0 +1,332 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+#include <algorithm>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kPiece = std::size_t{1} << 17U;
+constexpr int kDeepest = 2;
+constexpr std::size_t kShortestBase64 = 16;
+
+}  // namespace
+
+TextRedactor::TextRedactor(const RedactKeep& keep, StandIns& standIns, const KnownNames& known)
+    : m_rKeep(keep), m_rStandIns(standIns), m_pKnown(&known) {}
+
+TextRedactor::TextRedactor(const RedactKeep& keep, StandIns& standIns, NameCollector& collector)
+    : m_rKeep(keep), m_rStandIns(standIns), m_pCollector(&collector) {}
+
+void TextRedactor::feed(std::string_view text, std::string& out) {
+  while (!text.empty()) {
+    const std::string_view piece = text.substr(0, kPiece);
+    text.remove_prefix(piece.size());
+    m_Window.append(piece);
+    scan(out, false);
+  }
+}
+
+void TextRedactor::finish(std::string& out) {
+  scan(out, true);
+  m_Window.clear();
+  m_nPlace = 0;
+  m_nCopied = 0;
+  m_nColonsTried = 0;
+  m_nPemLines = 0;
+  m_bLineBegins = true;
+  m_Swallow = Swallow::kNothing;
+}
+
+std::string TextRedactor::redact(std::string_view text) {
+  std::string out;
+  feed(text, out);
+  finish(out);
+  return out;
+}
+
+void TextRedactor::scan(std::string& out, bool isLast) {
+  m_pOut = &out;
+  const std::size_t held = isLast ? 0 : kLookAhead;
+  const Place limit = m_Window.size() > held ? m_Window.size() - held : 0;
+  while (m_nPlace < limit) {
+    if (m_Swallow != Swallow::kNothing) {
+      swallow();
+    } else {
+      step();
+    }
+  }
+  if (isLast && m_Swallow == Swallow::kPem) {
+    swallow();
+  }
+  if (m_pCollector == nullptr && m_nPlace > m_nCopied) {
+    out.append(m_Window, m_nCopied, m_nPlace - m_nCopied);
+  }
+  m_nCopied = m_nPlace;
+  if (m_nPlace > kLookBehind) {
+    const std::size_t gone = m_nPlace - kLookBehind;
+    m_Window.erase(0, gone);
+    m_nPlace -= gone;
+    m_nCopied -= gone;
+    m_nColonsTried -= std::min(m_nColonsTried, gone);
+  }
+  m_pOut = nullptr;
+}
+
+// From one byte to the next that is of interest.
+void TextRedactor::step() {
+  if (m_bLineBegins) {
+    m_bLineBegins = false;
+    tryLogHost(m_nPlace);
+    m_nPemLines -= std::min(m_nPemLines, 1U);
+  }
+  const unsigned char c = at(m_nPlace);
+  unsigned bits = byteBits(c);
+  if ((bits & kByteRun) != 0) {
+    const Place begin = m_nPlace;
+    Place end = begin + 1;
+    for (unsigned more = byteBits(at(end)); (more & kByteRun) != 0; more = byteBits(at(end))) {
+      bits |= more;
+      ++end;
+    }
+    if (end - begin > kLongestRun) {
+      // Cut where no name goes on, and else anywhere.
+      end = begin + kLongestRun;
+      while (end > begin + kLongestRun / 2 && isWordByte(at(end - 1))) {
+        --end;
+      }
+      if (end == begin + kLongestRun / 2) {
+        end = begin + kLongestRun;
+      }
+    }
+    m_nPlace = handleRun(begin, end, bits);
+    return;
+  }
+  Place next = m_nPlace + 1;
+  switch (c) {
+    case '\n':
+      m_bLineBegins = true;
+      break;
+    case '/':
+    case '\\':
+      next = std::max(next, tryHome(m_nPlace));
+      break;
+    case ':':
+      if (at(next) == ':') {
+        next = std::max(next, tryColons(m_nPlace));
+      }
+      break;
+    case '$':
+      next = std::max(next, tryCrypt(m_nPlace));
+      break;
+    default:
+      break;
+  }
+  m_nPlace = next;
+}
+
+// A run and what hangs on it. Gives back how far it was dealt with, at least to the run's end.
+TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bits) {
+  const unsigned char next = at(end);
+  // What may reach beyond the run comes first.
+  switch (next) {
+    case '@':
+      if (const Place done = tryEmail(begin, end); done > begin) {
+        return done;
+      }
+      break;
+    case ':':
+      if (at(end + 1) == '/' && at(end + 2) == '/') {
+        return std::max(end, tryUrl(begin, end));
+      }
+      [[fallthrough]];
+    case '=':
+    case '"':
+    case '\'':
+    case '>':
+    case '<':
+    case '\\':
+    case ']':
+    case ' ':
+    case '\t':
+      if (const Place done = tryKey(begin, end); done > begin) {
+        return done;
+      }
+      break;
+    default:
+      break;
+  }
+  const std::size_t length = end - begin;
+  if (next == ':' && length <= 4 && begin >= m_nColonsTried &&
+      (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
+    if (const Place done = tryColons(begin); done > begin) {
+      return done;
+    }
+  }
+  if ((bits & kByteDash) != 0 && at(begin) == '-' && text(begin, end) == "-----BEGIN") {
+    if (const Place done = tryPem(begin); done > begin) {
+      return done;
+    }
+  }
+  if (m_nPemLines > 0) {
+    if (const Place done = tryPemTail(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if ((bits & kBytePercent) != 0) {
+    if (const Place done = tryPercent(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (length >= kShortestBase64 || next == '/' || next == '=') {
+    if (const Place done = tryBase64(begin); done > begin) {
+      return done;
+    }
+  }
+  constexpr unsigned kLetters = kByteLetter | kByteHexLetter;
+  if ((bits & kByteDot) != 0 && (bits & kLetters) != 0) {
+    if (const Place done = tryHost(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (next == ' ' && length <= 12) {
+    trySentence(begin, end);
+    if (m_nCopied > end) {
+      return m_nCopied;
+    }
+  }
+  return handleParts(begin, end, bits);
+}
+
+// The words inside a run.
+TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned bits) {
+  const bool isPlain = (bits & ~(kByteRun | kByteLetter | kByteHexLetter)) == 0;
+  for (Place place = begin; place < end;) {
+    if (!isWordByte(at(place))) {
+      ++place;
+      continue;
+    }
+    const Place done = isPlain ? tryKnown(place) : handlePart(place, end);
+    if (done > place) {
+      place = done;
+      continue;
+    }
+    if (isPlain) {
+      return end;
+    }
+    while (place < end && isWordByte(at(place))) {
+      ++place;
+    }
+  }
+  return std::max(end, m_nCopied);
+}
+
+TextRedactor::Place TextRedactor::handlePart(Place begin, Place end) {
+  if (const std::size_t length = StandIns::labelAt(text(begin, end));
+      length != 0 && !isWordByte(at(begin + length))) {
+    return begin + length;
+  }
+  if (isDigitByte(at(begin))) {
+    if (const Place done = tryIpv4(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (isHexByte(at(begin))) {
+    if (const Place done = tryDashed(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (at(begin) == 'e' && at(begin + 1) == 'y' && at(begin + 2) == 'J') {
+    // A JSON Web Token (RFC 7519): an object and two more parts in Base64, all letters, digits, "-" and "_".
+    const std::string_view token = text(begin, end);
+    if (token.size() > 20 && std::count(token.begin(), token.end(), '.') >= 2 &&
+        token.find_first_of("+%") == std::string_view::npos) {
+      replace(begin, end, RedactKind::kSecret, kSecretMark);
+      return end;
+    }
+  }
+  return tryKnown(begin);
+}
+
+TextRedactor::Place TextRedactor::tryKnown(Place at0) {
+  if (m_pKnown == nullptr || !m_pKnown->mayBegin(at(at0), at(at0 + 1))) {
+    return at0;
+  }
+  const KnownNames::Match match = m_pKnown->find(std::string_view(m_Window).substr(at0, 257));
+  if (match.length == 0 || m_rKeep.keeps(match.kind)) {
+    return at0;
+  }
+  replace(at0, at0 + match.length, match.kind, *match.standIn);
+  return at0 + match.length;
+}
+
+void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_view standIn) {
+  if (m_pCollector != nullptr || m_rKeep.keeps(kind) || text(begin, end) == standIn || begin < m_nCopied) {
+    return;
+  }
+  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
+  m_pOut->append(standIn);
+  m_nCopied = end;
+  m_Counts.add(kind);
+  if (kind != RedactKind::kSecret && kind != RedactKind::kCertificate) {
+    m_rStandIns.remember(kind, text(begin, end), standIn);
+  }
+}
+
+void TextRedactor::found(RedactKind kind, std::string_view name) {
+  if (m_pCollector != nullptr && !m_rKeep.keeps(kind)) {
+    m_pCollector->add(kind, name);
+  }
+}
+
+// What a text inside this text becomes.
+std::string TextRedactor::nested(std::string_view inner) {
+  if (m_nDepth >= kDeepest) {
+    return std::string(inner);
+  }
+  const auto run = [this, inner](TextRedactor&& redactor) {
+    redactor.m_bLineBegins = false;
+    redactor.m_nDepth = m_nDepth + 1;
+    std::string result = redactor.redact(inner);
+    m_Counts.add(redactor.m_Counts);
+    return result;
+  };
+  if (m_pCollector != nullptr) {
+    run(TextRedactor(m_rKeep, m_rStandIns, *m_pCollector));
+    return std::string(inner);
+  }
+  return run(TextRedactor(m_rKeep, m_rStandIns, *m_pKnown));
+}
+
+// The word in front of `begin`, where one blank or sign of a key stands between.
+std::string_view TextRedactor::wordBefore(Place begin) const {
+  if (begin < 2 || at(begin - 1) != ' ') {
+    return {};
+  }
+  Place end = begin - 1;
+  Place front = end;
+  while (front > 0 && end - front < 40 && (byteBits(at(front - 1)) & kByteRun) != 0) {
+    --front;
+  }
+  return text(front, end);
+}
+
+bool TextRedactor::isLineFront(Place begin) const {
+  for (Place place = begin; place > 0; --place) {
+    const unsigned char c = at(place - 1);
+    if (c == '\n') {
+      return true;
+    }
+    if (!isBlankByte(c) && c != '-' && c != '"' && c != '\'' && c != '#' && c != ';') {
+      return false;
+    }
+    if (begin - place > 64) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace halvo

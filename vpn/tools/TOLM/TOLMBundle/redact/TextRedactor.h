@@ -1,0 +1,152 @@
+// TextRedactor: takes text in pieces of any size and gives it back without what identifies people and
+// machines.
+//
+// It makes two walks over a bundle. The first, with a NameCollector, gathers the names that the texts give
+// away where they say what they are (home folders, "user=", the machine's name in front of log lines) and
+// writes nothing. The second, with the KnownNames made of them, replaces these wherever they stand, and
+// everything that can be told by its look.
+//
+// Cost is linear in the text, memory doesn't grow with it, and where the pieces are cut makes no difference.
+// One object a file, used on one thread; StandIns and KnownNames are shared.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/KeyNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/KnownNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactKinds.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+
+namespace halvo {
+
+class TextRedactor {
+ public:
+  // The second walk. What is passed must outlive the object.
+  TextRedactor(const RedactKeep& keep, StandIns& standIns, const KnownNames& known);
+  // The first walk.
+  TextRedactor(const RedactKeep& keep, StandIns& standIns, NameCollector& collector);
+  TextRedactor(const TextRedactor&) = delete;
+  TextRedactor& operator=(const TextRedactor&) = delete;
+
+  // Appends to `out` what is settled by now; some thousand bytes are held back until more comes.
+  void feed(std::string_view text, std::string& out);
+  // The rest. The object can then be used for another text.
+  void finish(std::string& out);
+
+  // A short text at once, such as a file's name.
+  std::string redact(std::string_view text);
+
+  [[nodiscard]] const RedactCounts& counts() const { return m_Counts; }
+
+ private:
+  using Place = std::size_t;  // in m_Window
+
+  // How a value ends.
+  enum class Ending { kWord, kLine, kQuote, kEscapedQuote, kElement };
+  struct Value {
+    Place begin = 0;
+    Ending ending = Ending::kWord;
+    char quote = 0;
+    bool isColon = false;  // "key: value"
+    bool isFound = false;
+    char around = 0;  // the quote that opened in front of the key: 'key: value'
+  };
+
+  // TextRedactor.cpp
+  void scan(std::string& out, bool isLast);
+  void step();
+  Place handleRun(Place begin, Place end, unsigned bits);
+  Place handleParts(Place begin, Place end, unsigned bits);
+  Place handlePart(Place begin, Place end);
+  Place tryKnown(Place at);
+  void replace(Place begin, Place end, RedactKind kind, std::string_view standIn);
+  void found(RedactKind kind, std::string_view name);
+  std::string nested(std::string_view text);
+
+  // TextRedactor_addresses.cpp
+  Place tryIpv4(Place begin, Place end);
+  bool isVersion(Place begin, Place end) const;
+  Place tryColons(Place begin);
+  Place tryMacColons(Place begin, Place end, std::size_t groups);
+  Place tryIpv6(Place begin, Place end);
+  Place tryDashed(Place begin, Place end);
+  void replaceMac(Place begin, Place end, const MacBytes& bytes);
+
+  // TextRedactor_names.cpp
+  Place tryEmail(Place begin, Place end);
+  Place tryUrl(Place begin, Place end);
+  Place tryHost(Place begin, Place end);
+  Place tryReversed(Place begin, Place end);
+  struct Memo {
+    RedactKind kind = RedactKind::kSecret;
+    std::string name;
+    std::string standIn;  // empty where the name stays
+  };
+  Memo& memoOf(RedactKind kind, std::string_view text, bool& isNew);
+  void replaceHost(Place begin, Place end);
+  void replaceUser(Place begin, Place end);
+  Place tryHome(Place slash);
+  void trySentence(Place begin, Place end);
+  void tryLogHost(Place lineBegin);
+  Place tryPasswdLine(Place begin, Place end);
+
+  // TextRedactor_values.cpp
+  Place tryKey(Place begin, Place end);
+  Value valueBehind(Place begin, Place end) const;
+  Place valueEnd(const Value& value) const;
+  Place takeValue(KeyLook look, Value value);
+  Place takeNames(KeyLook look, const Value& value, Place end);
+  Place takeUserIds(Place begin);
+  Place takeSecret(const Value& value);
+  Place tryPem(Place begin);
+  Place tryPemTail(Place begin, Place end);
+  Place tryCrypt(Place dollar);
+  void swallow();
+  bool endsSoftly(Place at) const;
+
+  // TextRedactor_forms.cpp
+  Place tryPercent(Place begin, Place end);
+  Place tryBase64(Place begin);
+  Place tryArpa(Place begin, Place end);
+
+  [[nodiscard]] unsigned char at(Place place) const {
+    return static_cast<unsigned char>(m_Window.data()[place]);  // the byte behind the last is 0
+  }
+  [[nodiscard]] std::string_view text(Place begin, Place end) const {
+    return std::string_view(m_Window).substr(begin, end - begin);
+  }
+  [[nodiscard]] std::string_view wordBefore(Place begin) const;
+  [[nodiscard]] bool isLineFront(Place begin) const;
+
+  const RedactKeep& m_rKeep;
+  StandIns& m_rStandIns;
+  const KnownNames* m_pKnown = nullptr;   // second walk
+  NameCollector* m_pCollector = nullptr;  // first walk
+  std::string* m_pOut = nullptr;          // while scan() runs
+  RedactCounts m_Counts;
+  std::vector<Memo> m_Memos;  // of names that come again and again
+  int m_nDepth = 0;           // of texts inside texts
+
+  // What is scanned, with some bytes in front that were scanned before.
+  std::string m_Window;
+  Place m_nPlace = 0;   // scanned up to here
+  Place m_nCopied = 0;  // handed out up to here
+  Place m_nColonsTried = 0;
+  bool m_bLineBegins = true;
+
+  // A secret whose end hasn't come yet.
+  enum class Swallow { kNothing, kValue, kPem };
+  Swallow m_Swallow = Swallow::kNothing;
+  Value m_SwallowValue;
+  std::string m_strPemLineEnd;
+  RedactKind m_PemKind = RedactKind::kSecret;
+  unsigned m_nPemLines = 0;  // lines in which the rest of a PEM text may still come
+};
+
+}  // namespace halvo

@@ -1,0 +1,419 @@
+// The finders of IPv4, IPv6 and hardware addresses, and of UUIDs.
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kLongestColons = 80;
+
+std::string quad(std::uint32_t address) {
+  return std::to_string(address >> 24U) + '.' + std::to_string(address >> 16U & 255U) + '.' +
+         std::to_string(address >> 8U & 255U) + '.' + std::to_string(address & 255U);
+}
+
+// Netmasks in both forms, and the blocks of RFC 6890 that are the same everywhere: this network, loopback,
+// link-local, documentation, benchmarks, multicast, reserved (stand-ins among these).
+bool ipv4Stays(std::uint32_t address) {
+  const std::uint32_t first = address >> 24U;
+  const std::uint32_t upper = address >> 16U;
+  const std::uint32_t network = address >> 8U;
+  const bool isMask = (~address & (~address + 1U)) == 0;
+  // "1.0.0.0" is the version of something.
+  const bool isBareVersion = (address & 0x00ffffffU) == 0 && first < 10;
+  return first == 0 || first == 127 || first >= 224 || upper == 0xa9fe || network == 0xc00002 ||
+         network == 0xc63364 || network == 0xcb0071 || (address >> 17U) == (0xc6120000U >> 17U) || isMask ||
+         isBareVersion;
+}
+
+enum class Ipv6Look { kNone, kStays, kReplace, kLinkLocal, kSolicited, kHoldsIpv4 };
+
+Ipv6Look ipv6Look(const Ipv6Bytes& a) {
+  static constexpr Ipv6Bytes kZero = {};
+  const auto zeros = [&a](std::size_t count) {
+    return std::equal(a.begin(), a.begin() + static_cast<long>(count), kZero.begin());
+  };
+  if (zeros(10) && ((a[10] == 0xff && a[11] == 0xff) || (zeros(12) && (a[12] | a[13]) != 0))) {
+    return Ipv6Look::kHoldsIpv4;
+  }
+  if (zeros(15)) {
+    return Ipv6Look::kStays;  // :: and ::1
+  }
+  if (a[0] == 0 && a[1] == 0x64 && a[2] == 0xff && a[3] == 0x9b) {
+    return Ipv6Look::kHoldsIpv4;  // RFC 6052
+  }
+  if ((a[0] == 0x20 && a[1] == 0x01 && a[2] == 0x0d && a[3] == 0xb8) ||
+      (a[0] == 0x3f && a[1] == 0xff && a[2] < 0x10)) {
+    return Ipv6Look::kStays;  // documentation, and stand-ins
+  }
+  if (a[0] == 0xff) {
+    return a[11] == 1 && a[12] == 0xff ? Ipv6Look::kSolicited : Ipv6Look::kStays;
+  }
+  if (a[0] == 0xfe && (a[1] & 0xc0U) == 0x80) {
+    return Ipv6Look::kLinkLocal;
+  }
+  const bool isGlobal = (a[0] & 0xe0U) == 0x20;
+  const bool isLocal = (a[0] & 0xfeU) == 0xfc || (a[0] == 0xfe && (a[1] & 0xc0U) == 0xc0);
+  return isGlobal || isLocal ? Ipv6Look::kReplace : Ipv6Look::kNone;
+}
+
+std::string ipv6Text(const Ipv6Bytes& address) {
+  std::array<char, INET6_ADDRSTRLEN> buffer = {};
+  inet_ntop(AF_INET6, address.data(), buffer.data(), buffer.size());
+  return buffer.data();
+}
+
+bool macStays(const MacBytes& m) {
+  static constexpr MacBytes kNobody = {};
+  static constexpr MacBytes kEverybody = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+  return m == kNobody || m == kEverybody || StandIns::isMac(m) ||
+         (m[0] == 0x01 && m[1] == 0x00 && m[2] == 0x5e) || (m[0] == 0x01 && m[1] == 0x80 && m[2] == 0xc2) ||
+         (m[0] == 0x33 && m[1] == 0x33 && m[2] != 0xff) ||
+         (m[0] == 0 && m[1] == 0 && m[2] == 0x5e && m[3] == 0 && m[4] == 0x53);
+}
+
+// The new bytes in the writing of the old text: the same signs between digits, and capitals where it had any.
+std::string inWritingOf(std::string_view old, const std::uint8_t* bytes) {
+  const bool capitals = std::any_of(old.begin(), old.end(), [](char c) { return c >= 'A' && c <= 'F'; });
+  const std::string_view digits = capitals ? "0123456789ABCDEF" : "0123456789abcdef";
+  std::string result(old);
+  std::size_t digit = 0;
+  for (char& c : result) {
+    if (isHexByte(static_cast<unsigned char>(c))) {
+      const unsigned value = bytes[digit / 2];
+      c = digits[digit % 2 == 0 ? value >> 4U : value & 15U];
+      ++digit;
+    }
+  }
+  return result;
+}
+
+// The digits of `text` two by two.
+std::size_t bytesOf(std::string_view text, std::uint8_t* bytes, std::size_t most) {
+  std::size_t digits = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (isHexByte(byte) && digits < 2 * most) {
+      bytes[digits / 2] = static_cast<std::uint8_t>(digits % 2 == 0 ? hexValue(byte) << 4U
+                                                                    : bytes[digits / 2] | hexValue(byte));
+      ++digits;
+    }
+  }
+  return digits / 2;
+}
+
+}  // namespace
+
+TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
+  std::uint32_t address = 0;
+  Place place = begin;
+  for (int part = 0; part < 4; ++part) {
+    std::uint32_t value = 0;
+    const Place first = place;
+    while (place < end && isDigitByte(at(place)) && place - first < 4) {
+      value = value * 10 + hexValue(at(place));
+      ++place;
+    }
+    if (place == first || place - first > 3 || value > 255 || (part < 3 && at(place) != '.')) {
+      return begin;
+    }
+    address = address << 8U | value;
+    place += part < 3 ? 1 : 0;
+  }
+  const unsigned char next = at(place);
+  const bool goesOn = next == '.' && isWordByte(at(place + 1));
+  if (isWordByte(next) || (goesOn && isDigitByte(at(place + 1)))) {
+    // Five numbers and more, or a number with a letter behind: to be passed as one.
+    while (place < end && (isWordByte(at(place)) || at(place) == '.')) {
+      ++place;
+    }
+    return place;
+  }
+  if (ipv4Stays(address) || isVersion(begin, place)) {
+    return place;
+  }
+  if (m_pCollector == nullptr) {
+    replace(begin, place, RedactKind::kAddress, quad(m_rStandIns.ipv4(address)));
+  }
+  return place;
+}
+
+// "foo_1.2.3.4-1", "Agent/5.1.2.42", "Version: 5.1.2.42".
+bool TextRedactor::isVersion(Place begin, Place end) const {
+  if (at(end) == '+' || at(end) == '~') {
+    return true;
+  }
+  if (begin == 0) {
+    return false;
+  }
+  const unsigned char before = at(begin - 1);
+  if (before == '_' || (before == '.' && begin > 1 && isWordByte(at(begin - 2)))) {
+    return true;
+  }
+  Place place = begin - 1;
+  if (before == '/' && place > 1) {
+    Place front = place;
+    bool hasSmall = false;
+    while (front > 0 && begin - front < 40 && isLetterByte(at(front - 1))) {
+      --front;
+      hasSmall = hasSmall || (at(front) >= 'a' && at(front) <= 'z');
+    }
+    return hasSmall && at(front) >= 'A' && at(front) <= 'Z' && (front == 0 || at(front - 1) != '/');
+  }
+  while (place > 0 && begin - place < 16 && !isWordByte(at(place)) && at(place) != '\n') {
+    --place;
+  }
+  Place front = place + 1;
+  while (front > 0 && begin - front < 40 && isLetterByte(at(front - 1))) {
+    --front;
+  }
+  std::string word(text(front, place + 1));
+  std::transform(word.begin(), word.end(), word.begin(),
+                 [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
+  if (word == "ver" || word == "rev") {
+    return true;
+  }
+  if (word == "ver" || word == "rev") {
+    return true;
+  }
+  for (const std::string_view ending : {"version", "release", "build", "revision", "firmware"}) {
+    if (word.ends_with(ending)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Times, hardware addresses and IPv6 addresses: digits with colons between them.
+TextRedactor::Place TextRedactor::tryColons(Place begin) {
+  if (begin < m_nColonsTried || (begin > 0 && (isWordByte(at(begin - 1)) || at(begin - 1) == '_'))) {
+    return begin;
+  }
+  Place end = begin;
+  std::size_t groups = 0;  // of two digits
+  std::size_t digits = 0;
+  bool onlyPairs = true;
+  bool hasDouble = false;
+  std::size_t colons = 0;
+  while (end - begin < kLongestColons && (isHexByte(at(end)) || at(end) == ':')) {
+    if (at(end) == ':') {
+      hasDouble = hasDouble || at(end + 1) == ':';
+      onlyPairs = onlyPairs && digits == 2;
+      digits = 0;
+      ++colons;
+    } else if (++digits == 2) {
+      ++groups;
+    }
+    ++end;
+  }
+  m_nColonsTried = std::max(m_nColonsTried, end);
+  Place last = end;
+  if (last > begin && at(last - 1) == ':' && !(last - begin > 1 && at(last - 2) == ':')) {
+    --last;  // "from 2001:db8::1: no answer"
+    onlyPairs = onlyPairs && true;
+  } else {
+    onlyPairs = onlyPairs && digits == 2;
+  }
+  if (isWordByte(at(end)) || at(end) == '_') {
+    return begin;
+  }
+  if (onlyPairs && groups >= 6) {
+    return tryMacColons(begin, last, groups);
+  }
+  if (hasDouble || colons >= 6) {
+    if (const Place done = tryIpv6(begin, last); done > begin) {
+      return done;
+    }
+  }
+  // "dead:00:11:22:33:44:55": the first may be a word.
+  if (const std::size_t first = text(begin, last).find(':');
+      first != 2 && colons == 6 && first != std::string_view::npos) {
+    std::array<std::uint8_t, 8> bytes = {};
+    const Place rest = begin + first + 1;
+    if (last - rest == 17 && bytesOf(text(rest, last), bytes.data(), bytes.size()) == 6) {
+      return tryMacColons(rest, last, 6);
+    }
+  }
+  return begin;
+}
+
+TextRedactor::Place TextRedactor::tryMacColons(Place begin, Place end, std::size_t groups) {
+  // Sixteen, twenty, thirty-two and more are fingerprints of keys; the others hold a hardware address
+  // (EUI-64, DHCP unique identifiers).
+  if (groups == 16 || groups > 19) {
+    return end;
+  }
+  std::array<std::uint8_t, 20> bytes = {};
+  bytesOf(text(begin, end), bytes.data(), bytes.size());
+  MacBytes mac = {};
+  if (groups == 6) {
+    std::copy_n(bytes.begin(), 6, mac.begin());
+    replaceMac(begin, end, mac);
+    return end;
+  }
+  std::copy_n(bytes.begin(), 6, mac.begin());
+  if (StandIns::isMac(mac) || m_pCollector != nullptr) {
+    return end;
+  }
+  // The front and the end are those of two hardware addresses' stand-ins.
+  const MacBytes front = m_rStandIns.mac(mac);
+  std::copy_n(bytes.begin() + static_cast<long>(groups - 6), 6, mac.begin());
+  const MacBytes back = m_rStandIns.mac(mac);
+  std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
+  std::copy(back.begin(), back.end(), bytes.begin() + static_cast<long>(groups - 6));
+  std::copy_n(front.begin(), std::min<std::size_t>(6, groups), bytes.begin());
+  replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), bytes.data()));
+  return end;
+}
+
+void TextRedactor::replaceMac(Place begin, Place end, const MacBytes& bytes) {
+  if (bytes[0] == 0x33 && bytes[1] == 0x33 && bytes[2] == 0xff) {
+    // Holds the end of an address (RFC 2464).
+    const MacBytes plain = {0x33, 0x33, 0xff, 0, 0, 0};
+    replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), plain.data()));
+    return;
+  }
+  if (macStays(bytes)) {
+    return;
+  }
+  if (m_pCollector != nullptr) {
+    // Without signs between the digits it can't be told from other numbers, unless it is known.
+    std::string plain;
+    for (const std::uint8_t byte : bytes) {
+      plain += "0123456789abcdef"[byte >> 4U];
+      plain += "0123456789abcdef"[byte & 15U];
+    }
+    found(RedactKind::kMac, plain);
+    return;
+  }
+  const MacBytes standIn = m_rStandIns.mac(bytes);
+  replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), standIn.data()));
+}
+
+TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
+  // An IPv4 address may stand at the end.
+  Place last = end;
+  if (at(end) == '.') {
+    while (last - begin < kLongestColons &&
+           (isDigitByte(at(last)) || (at(last) == '.' && isDigitByte(at(last + 1))))) {
+      ++last;
+    }
+  }
+  if (last - begin >= INET6_ADDRSTRLEN || last - begin < 3) {
+    return begin;
+  }
+  const std::string copy(text(begin, last));
+  Ipv6Bytes bytes = {};
+  if (inet_pton(AF_INET6, copy.c_str(), bytes.data()) != 1) {
+    return begin;
+  }
+  Ipv6Bytes result = bytes;
+  switch (ipv6Look(bytes)) {
+    case Ipv6Look::kNone:
+      return begin;
+    case Ipv6Look::kStays:
+      return last;
+    case Ipv6Look::kSolicited:
+      result[13] = result[14] = result[15] = 0;
+      break;
+    case Ipv6Look::kHoldsIpv4: {
+      std::uint32_t inner = 0;
+      for (std::size_t i = 12; i < 16; ++i) {
+        inner = inner << 8U | bytes[i];
+      }
+      if (ipv4Stays(inner) || m_pCollector != nullptr) {
+        return last;
+      }
+      inner = m_rStandIns.ipv4(inner);
+      for (std::size_t i = 0; i < 4; ++i) {
+        result[12 + i] = static_cast<std::uint8_t>(inner >> (8U * (3 - i)));
+      }
+      break;
+    }
+    case Ipv6Look::kLinkLocal: {
+      // The network stays. An interface made of the hardware address holds it (RFC 4291, appendix A).
+      if (bytes[11] != 0xff || bytes[12] != 0xfe || m_pCollector != nullptr) {
+        return last;
+      }
+      const MacBytes mac = {
+          static_cast<std::uint8_t>(bytes[8] ^ 2U), bytes[9], bytes[10], bytes[13], bytes[14], bytes[15]};
+      if (macStays(mac)) {
+        return last;
+      }
+      const MacBytes other = m_rStandIns.mac(mac);
+      result[8] = static_cast<std::uint8_t>(other[0] ^ 2U);
+      result[9] = other[1];
+      result[10] = other[2];
+      std::copy_n(other.begin() + 3, 3, result.begin() + 13);
+      break;
+    }
+    case Ipv6Look::kReplace:
+      if (m_pCollector == nullptr) {
+        result = m_rStandIns.ipv6(bytes);
+      }
+      break;
+  }
+  if (result != bytes) {
+    replace(begin, last, RedactKind::kAddress, ipv6Text(result));
+  }
+  return last;
+}
+
+// 00-11-22-33-44-55, 0011.2233.4455 and UUIDs.
+TextRedactor::Place TextRedactor::tryDashed(Place begin, Place end) {
+  const auto matches = [this, begin, end](std::size_t length, std::size_t group, char sign) {
+    if (begin + length > end || isWordByte(at(begin + length))) {
+      return false;
+    }
+    for (std::size_t i = 0; i < length; ++i) {
+      const bool isSign = i % (group + 1) == group;
+      if (isSign ? at(begin + i) != static_cast<unsigned char>(sign) : !isHexByte(at(begin + i))) {
+        return false;
+      }
+    }
+    return true;
+  };
+  MacBytes mac = {};
+  if (matches(17, 2, '-') && !(at(begin + 17) == '-' && isHexByte(at(begin + 18)))) {
+    bytesOf(text(begin, begin + 17), mac.data(), mac.size());
+    replaceMac(begin, begin + 17, mac);
+    return begin + 17;
+  }
+  if (matches(14, 4, '.') && at(begin + 14) != '.') {
+    const std::string_view all = text(begin, begin + 14);
+    if (std::any_of(all.begin(), all.end(),
+                    [](char c) { return isLetterByte(static_cast<unsigned char>(c)); })) {
+      bytesOf(all, mac.data(), mac.size());
+      replaceMac(begin, begin + 14, mac);
+      return begin + 14;
+    }
+  }
+  if (begin + 36 > end || at(begin + 8) != '-' || isWordByte(at(begin + 36))) {
+    return begin;
+  }
+  for (std::size_t i = 0; i < 36; ++i) {
+    const bool isSign = i == 8 || i == 13 || i == 18 || i == 23;
+    if (isSign ? at(begin + i) != '-' : !isHexByte(at(begin + i))) {
+      return begin;
+    }
+  }
+  const std::string_view uuid = text(begin, begin + 36);
+  // Nobody's, and those of Bluetooth services.
+  const bool stays = StandIns::isUuid(uuid) || isSame(uuid.substr(8), "-0000-1000-8000-00805f9b34fb") ||
+                     uuid.find_first_not_of("0-") == std::string_view::npos;
+  if (!stays && m_pCollector == nullptr) {
+    replace(begin, begin + 36, RedactKind::kId, m_rStandIns.uuid(uuid));
+  }
+  return begin + 36;
+}
+
+}  // namespace halvo

@@ -1,0 +1,273 @@
+// Texts in other forms: percent signs, Base64, names of the reverse DNS.
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::size_t kShortestBase64 = 16;
+constexpr std::size_t kLongestBase64 = 4096;
+
+int base64Value(unsigned char c) {
+  if (c >= 'A' && c <= 'Z') {
+    return c - 'A';
+  }
+  if (c >= 'a' && c <= 'z') {
+    return c - 'a' + 26;
+  }
+  if (isDigitByte(c)) {
+    return c - '0' + 52;
+  }
+  if (c == '+' || c == '-') {
+    return 62;
+  }
+  return c == '/' || c == '_' ? 63 : -1;
+}
+
+bool isPrintable(unsigned char c) {
+  return (c >= ' ' && c != 0x7f) || c == '\t' || c == '\n' || c == '\r';
+}
+
+bool decodeBase64(std::string_view text, std::string& result) {
+  unsigned bits = 0;
+  unsigned filled = 0;
+  for (const char c : text) {
+    bits = (bits << 6U | static_cast<unsigned>(base64Value(static_cast<unsigned char>(c)))) & 0xffffffU;
+    filled += 6;
+    if (filled >= 8) {
+      filled -= 8;
+      const auto byte = static_cast<unsigned char>(bits >> filled);
+      if (!isPrintable(byte)) {
+        return false;
+      }
+      result += static_cast<char>(byte);
+    }
+  }
+  return true;
+}
+
+std::string encodeBase64(std::string_view text, bool urlForm, bool padded) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); i += 3) {
+    const std::size_t count = std::min<std::size_t>(3, text.size() - i);
+    unsigned bits = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      bits = bits << 8U | (k < count ? static_cast<unsigned char>(text[i + k]) : 0U);
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+      if (k <= count) {
+        char c = kBase64[bits >> (18U - 6U * k) & 63U];
+        c = urlForm && c == '+' ? '-' : urlForm && c == '/' ? '_' : c;
+        result += c;
+      } else if (padded) {
+        result += '=';
+      }
+    }
+  }
+  return result;
+}
+
+std::vector<std::string_view> labelsOf(std::string_view text) {
+  std::vector<std::string_view> labels;
+  for (;;) {
+    const std::size_t dot = text.find('.');
+    labels.push_back(text.substr(0, dot));
+    if (dot == std::string_view::npos) {
+      return labels;
+    }
+    text.remove_prefix(dot + 1);
+  }
+}
+
+bool parseByte(std::string_view text, std::uint32_t& value) {
+  value = 0;
+  for (const char c : text) {
+    value = value * 10 + static_cast<unsigned>(c - '0');
+  }
+  return !text.empty() && text.size() <= 3 && value <= 255 &&
+         text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+}  // namespace
+
+// "jane%40acme.de": decoded, redacted, and only where that changed something encoded again.
+TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
+  std::string decoded;
+  bool any = false;
+  for (Place place = begin; place < end; ++place) {
+    if (at(place) == '%' && place + 2 < end && isHexByte(at(place + 1)) && isHexByte(at(place + 2))) {
+      const unsigned byte = hexValue(at(place + 1)) << 4U | hexValue(at(place + 2));
+      if (!isPrintable(static_cast<unsigned char>(byte))) {
+        return begin;
+      }
+      decoded += static_cast<char>(byte);
+      place += 2;
+      any = true;
+    } else {
+      decoded += static_cast<char>(at(place));
+    }
+  }
+  if (!any) {
+    return begin;
+  }
+  const std::string redacted = nested(decoded);
+  if (redacted == decoded) {
+    return begin;
+  }
+  std::string encoded;
+  for (const char c : redacted) {
+    const auto byte = static_cast<unsigned char>(c);
+    if ((byte < 128 && isWordByte(byte)) || c == '-' || c == '_' || c == '.') {
+      encoded += c;
+    } else {
+      encoded += '%';
+      encoded += "0123456789ABCDEF"[byte >> 4U];
+      encoded += "0123456789ABCDEF"[byte & 15U];
+    }
+  }
+  // Its finds were counted and noted on the way.
+  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
+  m_pOut->append(encoded);
+  m_nCopied = end;
+  return end;
+}
+
+TextRedactor::Place TextRedactor::tryBase64(Place begin) {
+  if (begin > 0 && (base64Value(at(begin - 1)) >= 0 || at(begin - 1) == '.')) {
+    return begin;
+  }
+  // Most words end here: their first bytes are no text.
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < 8; ++i) {
+    const int value = base64Value(at(begin + i));
+    if (value < 0) {
+      return begin;
+    }
+    bits = bits << 6U | static_cast<unsigned>(value);
+    if (i % 4 == 3 && (!isPrintable(static_cast<unsigned char>(bits >> 16U)) ||
+                       !isPrintable(static_cast<unsigned char>(bits >> 8U)) ||
+                       !isPrintable(static_cast<unsigned char>(bits)))) {
+      return begin;
+    }
+  }
+  Place end = begin;
+  bool urlForm = false;
+  while (end - begin <= kLongestBase64 && base64Value(at(end)) >= 0) {
+    urlForm = urlForm || at(end) == '-' || at(end) == '_';
+    ++end;
+  }
+  const std::size_t length = end - begin;
+  Place last = end;
+  while (at(last) == '=' && last - end < 2) {
+    ++last;
+  }
+  if (length < kShortestBase64 - 2 || length > kLongestBase64 || length % 4 == 1 || at(last) == '.' ||
+      at(last) == '=' || at(last) == '%' || (last > end && (last - begin) % 4 != 0)) {
+    return begin;
+  }
+  std::string decoded;
+  if (!decodeBase64(text(begin, end), decoded)) {
+    return begin;
+  }
+  const std::string redacted = nested(decoded);
+  if (redacted == decoded) {
+    return begin;
+  }
+  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
+  m_pOut->append(encodeBase64(redacted, urlForm, last > end || length % 4 == 0));
+  m_nCopied = last;
+  return last;
+}
+
+// 4.3.2.1.in-addr.arpa and the digits of an IPv6 address in ip6.arpa (RFC 1035, RFC 3596): the stand-in of
+// the address, turned round too.
+TextRedactor::Place TextRedactor::tryArpa(Place begin, Place end) {
+  const std::string_view name = text(begin, end);
+  const bool is4 = name.size() > 13 && isSame(name.substr(name.size() - 13), ".in-addr.arpa");
+  const bool is6 = name.size() > 9 && isSame(name.substr(name.size() - 9), ".ip6.arpa");
+  if (!is4 && !is6) {
+    return begin;
+  }
+  const std::vector<std::string_view> labels = labelsOf(name.substr(0, name.size() - (is4 ? 13 : 9)));
+  std::string turned;
+  if (is4) {
+    std::string straight;
+    for (std::size_t i = labels.size(); i > 0; --i) {
+      std::uint32_t byte = 0;
+      if (!parseByte(labels[i - 1], byte)) {
+        return begin;
+      }
+      straight += std::to_string(byte) + ".";
+    }
+    // A whole address, or a network that stays one.
+    if (labels.size() > 4 || labels.size() < 3) {
+      return end;
+    }
+    straight += labels.size() == 3 ? "0" : "";
+    straight.erase(labels.size() == 3 ? straight.size() : straight.size() - 1);
+    const std::string standIn = nested(straight);
+    std::vector<std::string_view> parts = labelsOf(standIn);
+    parts.resize(labels.size());
+    for (std::size_t i = parts.size(); i > 0; --i) {
+      turned += std::string(parts[i - 1]) + ".";
+    }
+  } else {
+    if (labels.size() > 32 || labels.size() < 12) {
+      return end;
+    }
+    std::string straight;
+    for (std::size_t i = 0; i < 32; ++i) {
+      const std::string_view label = i < labels.size() ? labels[labels.size() - 1 - i] : "0";
+      if (label.size() != 1 || !isHexByte(static_cast<unsigned char>(label[0]))) {
+        return begin;
+      }
+      straight += i > 0 && i % 4 == 0 ? ":" : "";
+      straight += label;
+    }
+    const std::string standIn = nested(straight);
+    if (standIn == straight) {
+      return end;
+    }
+    // Out of the short form again.
+    std::string digits;
+    const std::vector<std::string_view> halves = {
+        std::string_view(standIn).substr(0, standIn.find("::")),
+        standIn.find("::") == std::string::npos ? std::string_view()
+                                                : std::string_view(standIn).substr(standIn.find("::") + 2)};
+    std::array<std::string, 2> filled;
+    for (std::size_t half = 0; half < 2; ++half) {
+      std::string group;
+      for (const char c : std::string(halves[half]) + (halves[half].empty() ? "" : ":")) {
+        if (c != ':') {
+          group += c;
+          continue;
+        }
+        filled[half] += std::string(4 - std::min<std::size_t>(4, group.size()), '0') + group;
+        group.clear();
+      }
+    }
+    digits = filled[0] +
+             std::string(32 - std::min<std::size_t>(32, filled[0].size() + filled[1].size()), '0') +
+             filled[1];
+    for (std::size_t i = labels.size(); i > 0; --i) {
+      turned += std::string(1, digits[i - 1]) + ".";
+    }
+  }
+  turned += is4 ? "in-addr.arpa" : "ip6.arpa";
+  if (m_pCollector == nullptr && turned != name) {
+    m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
+    m_pOut->append(turned);
+    m_nCopied = end;
+  }
+  return end;
+}
+
+}  // namespace halvo
