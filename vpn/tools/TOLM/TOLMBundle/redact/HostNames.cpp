@@ -18,28 +18,25 @@ using Words = std::unordered_set<std::string_view>;
 const Words& strongDomains() {
   static const Words words = {
       "com", "net", "org", "edu", "gov", "mil", "int", "biz", "aero", "coop", "museum", "travel", "jobs",
-      "asia", "eu", "example", "test", "invalid", "ac", "ad", "ae", "af", "ag", "al", "ao", "aq", "ar", "at",
-      "au", "aw", "ax", "az", "ba", "bb", "bd", "be", "bf", "bg", "bh", "bi", "bj", "bm", "bn", "bo", "br",
-      "bs", "bt", "bw", "by", "bz", "ca", "cd", "cf", "cg", "ch", "ci", "ck", "cl", "cm", "cn", "co", "cr",
-      "cu", "cv", "cw", "cx", "cy", "cz", "de", "dj", "dk", "dm", "dz", "ec", "ee", "eg", "er", "es", "et",
-      "fi", "fj", "fk", "fo", "fr", "ga", "gd", "ge", "gf", "gg", "gh", "gi", "gl", "gm", "gn", "gp", "gq",
-      "gr", "gt", "gu", "gw", "gy", "hk", "hm", "hn", "hr", "ht", "hu", "ie", "il", "im", "io", "iq", "ir",
-      "it", "je", "jm", "jo", "jp", "ke", "kg", "kh", "ki", "km", "kn", "kp", "kr", "kw", "ky", "kz", "lb",
-      "lc", "li", "lk", "lr", "ls", "lt", "lu", "lv", "ly", "ma", "mc", "md", "mg", "mh", "mk", "mn", "mo",
-      "mq", "mr", "mt", "mu", "mv", "mw", "mx", "mz", "na", "nc", "ne", "nf", "ng", "ni", "nl", "np", "nr",
-      "nu", "nz", "om", "pa", "pe", "pf", "pg", "ph", "pk", "pn", "pr", "pt", "pw", "qa", "re", "ro", "ru",
-      "rw", "sa", "sb", "sc", "sd", "se", "sg", "si", "sk", "sl", "sm", "sn", "sr", "st", "su", "sv", "sx",
-      "sy", "sz", "tc", "td", "tg", "th", "tj", "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug",
-      "uk", "us", "uy", "uz", "va", "vc", "ve", "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
+      "asia", "eu", "example", "test", "invalid", "ae", "af", "ag", "al", "ao", "aq", "ar", "at", "au", "aw",
+      "ax", "az", "ba", "bb", "bd", "be", "bf", "bg", "bh", "bi", "bj", "bm", "bn", "bo", "br", "bs", "bt",
+      "bw", "by", "bz", "ca", "cd", "cg", "ch", "ci", "ck", "cl", "cm", "cn", "co", "cr", "cu", "cv", "cw",
+      "cx", "cy", "cz", "de", "dj", "dk", "dm", "dz", "ec", "ee", "eg", "er", "es", "et", "fi", "fj", "fk",
+      "fo", "fr", "ga", "gd", "ge", "gf", "gg", "gh", "gi", "gl", "gm", "gn", "gp", "gq", "gr", "gt", "gu",
+      "gw", "gy", "hk", "hm", "hn", "hr", "ht", "hu", "ie", "il", "im", "io", "iq", "ir", "it", "je", "jm",
+      "jo", "jp", "ke", "kg", "kh", "ki", "km", "kn", "kp", "kr", "kw", "ky", "kz", "lb", "lc", "li", "lk",
+      "lr", "ls", "lt", "lu", "lv", "ly", "ma", "mc", "mg", "mh", "mn", "mq", "mr", "mt", "mu", "mv", "mw",
+      "mx", "mz", "na", "nc", "ne", "nf", "ng", "ni", "nl", "np", "nr", "nu", "nz", "om", "pa", "pe", "pf",
+      "pg", "ph", "pk", "pn", "pr", "pt", "pw", "qa", "re", "ro", "ru", "rw", "sa", "sb", "sc", "sd", "se",
+      "sg", "si", "sk", "sl", "sm", "sn", "sr", "st", "su", "sv", "sx", "sy", "sz", "tc", "td", "tg", "th",
+      "tj", "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug", "uk", "us", "uy", "uz", "va", "vc",
+      "ve", "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
       // Newer ones that are seen in logs.
-      "agency", "ai", "app", "berlin", "blog", "bayern", "business", "center", "chat", "city", "cloud",
-      "club", "company", "computer", "consulting", "dev", "digital", "domains", "education", "email",
-      "energy", "engineering", "enterprises", "expert", "finance", "fyi", "global", "gmbh", "group",
-      "hamburg", "hosting", "inc", "institute", "international", "koeln", "lawyer", "llc", "london", "ltd",
-      "media", "nyc", "online", "paris", "partners", "photography", "plus", "pro", "ruhr", "school",
-      "services", "shop", "site", "software", "solutions", "space", "store", "studio", "support", "swiss",
-      "systems", "tech", "technology", "tirol", "tokyo", "university", "ventures", "wien", "works", "world",
-      "xyz", "zone"};
+      "agency", "ai", "app", "berlin", "blog", "bayern", "cloud", "consulting", "dev", "domains",
+      "engineering", "enterprises", "expert", "finance", "fyi", "gmbh", "hamburg", "hosting", "inc",
+      "institute", "international", "koeln", "lawyer", "llc", "london", "ltd", "nyc", "paris", "partners",
+      "photography", "ruhr", "shop", "solutions", "swiss", "tech", "technology", "tirol", "tokyo",
+      "university", "ventures", "wien", "xyz"};
   return words;
 }
 
@@ -52,12 +49,17 @@ const Words& localDomains() {
 
 // Domains that are words, file endings or fields too.
 const Words& weakDomains() {
-  static const Words words = {"am",      "as",   "cc",       "do",  "gs",  "id",   "in",    "info", "is",
-                              "la",      "me",   "ml",       "mm",  "mov", "mp",   "ms",    "my",   "name",
-                              "no",      "pl",   "pm",       "ps",  "pub", "py",   "rs",    "run",  "sh",
-                              "so",      "tf",   "tk",       "to",  "vi",  "zip",  "bar",   "link", "live",
-                              "network", "host", "page",     "win", "top", "work", "tools", "team", "today",
-                              "watch",   "data", "download", "cat", "gt"};
+  static const Words words = {
+      "ac",       "cf",       "md",        "mk",      "mo",       "la",    "email", "group",  "media",
+      "support",  "services", "systems",   "global",  "online",   "space", "store", "zone",   "plus",
+      "pro",      "site",     "software",  "digital", "school",   "chat",  "city",  "club",   "company",
+      "computer", "energy",   "education", "center",  "business", "world", "works", "studio", "ad",
+      "am",       "as",       "cc",        "do",      "gs",       "id",    "in",    "info",   "is",
+      "la",       "me",       "ml",        "mm",      "mov",      "mp",    "ms",    "my",     "name",
+      "no",       "pl",       "pm",        "ps",      "pub",      "py",    "rs",    "run",    "sh",
+      "so",       "tf",       "tk",        "to",      "vi",       "zip",   "bar",   "link",   "live",
+      "network",  "host",     "page",      "win",     "top",      "work",  "tools", "team",   "today",
+      "watch",    "data",     "download",  "cat",     "gt"};
   return words;
 }
 
@@ -203,6 +205,11 @@ HostLook hostLook(std::string_view text) {
   // A number in front of a unit, a version, a section of a manual.
   if (all.find_first_not_of("0123456789.") >= dot) {
     return HostLook::kNone;
+  }
+  // "user.home", "my.domain": fields as well.
+  const bool isField = last == "home" || last == "private" || last == "domain" || last == "box";
+  if (isField && all.find('.') == dot && all != "fritz.box") {
+    return HostLook::kWeak;
   }
   const std::string_view front = all.substr(0, dot);
   const std::string_view second = lastLabel(front);

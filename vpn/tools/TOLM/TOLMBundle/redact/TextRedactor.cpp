@@ -208,6 +208,10 @@ TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned b
       ++place;
       continue;
     }
+    if (place > begin && at(place - 1) == '%' && isHexByte(at(place)) && isHexByte(at(place + 1))) {
+      place += 2;  // a byte that is written so, and no beginning of a number
+      continue;
+    }
     const Place done = isPlain ? tryKnown(place) : handlePart(place, end);
     if (done > place) {
       place = done;
@@ -240,11 +244,14 @@ TextRedactor::Place TextRedactor::handlePart(Place begin, Place end) {
   }
   if (at(begin) == 'e' && at(begin + 1) == 'y' && at(begin + 2) == 'J') {
     // A JSON Web Token (RFC 7519): an object and two more parts in Base64, all letters, digits, "-" and "_".
-    const std::string_view token = text(begin, end);
+    std::string_view token = text(begin, end);
+    while (!isWordByte(static_cast<unsigned char>(token.back()))) {
+      token.remove_suffix(1);
+    }
     if (token.size() > 20 && std::count(token.begin(), token.end(), '.') >= 2 &&
         token.find_first_of("+%") == std::string_view::npos) {
-      replace(begin, end, RedactKind::kSecret, kSecretMark);
-      return end;
+      replace(begin, begin + token.size(), RedactKind::kSecret, kSecretMark);
+      return begin + token.size();
     }
   }
   return tryKnown(begin);

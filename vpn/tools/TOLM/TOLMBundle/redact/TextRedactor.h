@@ -98,6 +98,7 @@ class TextRedactor {
 
   // TextRedactor_values.cpp
   Place tryKey(Place begin, Place end);
+  bool isElementName(Place begin) const;
   Value valueBehind(Place begin, Place end) const;
   Place valueEnd(const Value& value) const;
   Place takeValue(KeyLook look, Value value);
@@ -111,6 +112,7 @@ class TextRedactor {
   bool endsSoftly(Place at) const;
 
   // TextRedactor_forms.cpp
+  static bool holdsStandIn(std::string_view text);
   Place tryPercent(Place begin, Place end);
   Place tryBase64(Place begin);
   Place tryArpa(Place begin, Place end);

@@ -98,6 +98,27 @@ bool parseByte(std::string_view text, std::uint32_t& value) {
 
 }  // namespace
 
+// Whether there is a stand-in in the text, or in what it is the Base64 of: it was redacted before, and only
+// looks like a name.
+bool TextRedactor::holdsStandIn(std::string_view text) {
+  const auto holds = [](std::string_view plain) {
+    for (std::size_t at = 0; at < plain.size(); ++at) {
+      if (StandIns::labelAt(plain.substr(at)) != 0) {
+        return true;
+      }
+    }
+    return plain.find(kSecretMark) != std::string_view::npos;
+  };
+  if (holds(text)) {
+    return true;
+  }
+  std::string decoded;
+  return text.size() >= kShortestBase64 - 2 &&
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return base64Value(static_cast<unsigned char>(c)) >= 0; }) &&
+         decodeBase64(text, decoded) && holds(decoded);
+}
+
 // "jane%40acme.de": decoded, redacted, and only where that changed something encoded again.
 TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
   std::string decoded;
@@ -170,7 +191,8 @@ TextRedactor::Place TextRedactor::tryBase64(Place begin) {
     ++last;
   }
   if (length < kShortestBase64 - 2 || length > kLongestBase64 || length % 4 == 1 || at(last) == '.' ||
-      at(last) == '=' || at(last) == '%' || (last > end && (last - begin) % 4 != 0)) {
+      at(last) == '=' || at(last) == '%' || base64Value(at(last)) >= 0 ||
+      (last > end && (last - begin) % 4 != 0)) {
     return begin;
   }
   std::string decoded;

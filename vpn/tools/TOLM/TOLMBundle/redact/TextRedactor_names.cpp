@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMemos = 256;
 constexpr std::size_t kLongestAuthority = 1024;
-constexpr std::size_t kLongestUser = 64;
+constexpr std::size_t kLongestUser = 256;
 constexpr std::size_t kShortestLocalName = 5;
 
 // URLs of these lead to a host whatever it is called; those of others may name a file or a setting.
@@ -67,7 +67,7 @@ TextRedactor::Memo& TextRedactor::memoOf(RedactKind kind, std::string_view name,
 void TextRedactor::replaceUser(Place begin, Place end) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kUser, text(begin, end), isNew);
-  if (isNew && !isNobody(memo.name)) {
+  if (isNew && !isNobody(memo.name) && !holdsStandIn(memo.name)) {
     found(RedactKind::kUser, memo.name);
     memo.standIn = m_rStandIns.label(RedactKind::kUser, memo.name);
   }
@@ -81,7 +81,7 @@ void TextRedactor::replaceHost(Place begin, Place end) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kHost, text(begin, end), isNew);
   if (isNew && isHostText(memo.name) && !isReservedHost(memo.name) && !isCommonWord(memo.name) &&
-      !StandIns::isLabel(memo.name)) {
+      !holdsStandIn(memo.name)) {
     const HostParts parts = splitHost(memo.name);
     found(RedactKind::kHost, parts.base.empty() ? std::string_view(memo.name) : parts.base);
     memo.standIn = m_rStandIns.host(memo.name);
@@ -113,8 +113,10 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
     return begin;
   }
   if (isNumber(domain)) {
-    replaceUser(first, end);
-    return end;
+    if (!isNumber(local)) {
+      replaceUser(first, end);
+    }
+    return std::max(begin, m_nCopied);
   }
   const bool stays = isReservedHost(domain);
   if (!stays && hostLook(domain) == HostLook::kNone) {

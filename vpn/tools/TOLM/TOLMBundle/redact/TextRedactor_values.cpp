@@ -51,6 +51,16 @@ bool isPemByte(unsigned char c) {
 
 }  // namespace
 
+// <key> and <ns:key>
+bool TextRedactor::isElementName(Place begin) const {
+  Place tag = begin;
+  while (tag > 1 && at(begin - 1) == ':' && begin - tag < 64 &&
+         (isWordByte(at(tag - 2)) || at(tag - 2) == '-')) {
+    --tag;
+  }
+  return (begin > 0 && at(begin - 1) == '<') || (tag > 1 && tag < begin && at(tag - 2) == '<');
+}
+
 // Where the value of the key in [begin, end) begins and how it ends:
 //   key=value  key: value  "key": "value"  key => value  <key>value<  <key>..</key><string>value<  "key"
 //   value="value"
@@ -58,11 +68,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   Value value;
   Place place = end;
   const unsigned char before = begin > 0 ? at(begin - 1) : ' ';
-  Place tag = begin;  // <ns:key>
-  while (before == ':' && tag > 1 && begin - tag < 64 && (isWordByte(at(tag - 2)) || at(tag - 2) == '-')) {
-    --tag;
-  }
-  const bool isElement = before == '<' || (tag > 1 && tag < begin && at(tag - 2) == '<');
+  const bool isElement = isElementName(begin);
   bool isEscaped = false;
   if (at(place) == '<' && at(place + 1) == '/') {
     // A property list's key.
@@ -76,9 +82,9 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     while (place - end < 128 && isSpaceByte(at(place))) {
       ++place;
     }
-    for (const std::string_view tag : {"<string>", "<data>", "<integer>"}) {
-      if (std::string_view(m_Window).substr(place, tag.size()) == tag) {
-        value.begin = place + tag.size();
+    for (const std::string_view element : {"<string>", "<data>", "<integer>"}) {
+      if (std::string_view(m_Window).substr(place, element.size()) == element) {
+        value.begin = place + element.size();
         value.ending = Ending::kElement;
         value.isFound = true;
         return value;
@@ -221,7 +227,7 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       ++sign;
     }
     const bool isOption = at(begin) == '-' && at(begin + 1) == '-' && sign == end + 1;
-    const bool isElement = begin > 0 && at(begin - 1) == '<';
+    const bool isElement = isElementName(begin);
     if (at(sign) != '=' && !(at(sign) == ':' && at(sign + 1) != ':') && !isOption && !isElement) {
       // "Bearer TOKEN", "Basic BASE64" (RFC 6750, RFC 7617).
       const std::string_view word = text(begin, end);
@@ -237,7 +243,7 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       }
       const std::string_view token = text(sign, last);
       const bool hasDigit = token.find_first_of("0123456789=") != std::string_view::npos;
-      if (token.size() < 8 || !hasDigit || token == kSecretMark) {
+      if (token.size() < 8 || !hasDigit || holdsStandIn(token)) {
         return begin;
       }
       replace(sign, last, RedactKind::kSecret, kSecretMark);
@@ -409,7 +415,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
     case KeyLook::kId: {
       const bool hasDigit = name.find_first_of("0123456789") != std::string_view::npos;
       const bool isOne = name.find_first_of(" \t/\\<>{}()=:") == std::string_view::npos;
-      if (name.size() < 6 || !hasDigit || !isOne || StandIns::isLabel(name) || StandIns::isUuid(name) ||
+      if (name.size() < 6 || !hasDigit || !isOne || holdsStandIn(name) || StandIns::isUuid(name) ||
           name.find_first_not_of("0-xX") == std::string_view::npos) {
         return begin;
       }
@@ -423,7 +429,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       return end;
     }
     case KeyLook::kWifi:
-      if (name.size() > 64 || isCommonWord(name) || StandIns::isLabel(name) || name == "off/any" ||
+      if (name.size() > 64 || isCommonWord(name) || holdsStandIn(name) || name == "off/any" ||
           name.find_first_of("<>{}=") != std::string_view::npos) {
         return begin;
       }
@@ -493,7 +499,8 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   }
   // A scheme in front of the secret stays: "Authorization: Bearer".
   for (const std::string_view scheme : {"bearer ", "basic ", "digest ", "negotiate ", "ntlm ", "token "}) {
-    if (isSame(std::string_view(m_Window).substr(begin, scheme.size()), scheme)) {
+    if (begin + scheme.size() < end &&
+        isSame(std::string_view(m_Window).substr(begin, scheme.size()), scheme)) {
       begin += scheme.size();
     }
   }
@@ -571,10 +578,8 @@ TextRedactor::Place TextRedactor::tryPemTail(Place begin, Place end) {
     return begin;
   }
   Place place = begin;
-  while (place - begin < kLongestValue && (isWordByte(at(place)) || at(place) == '+' || at(place) == '/')) {
-    ++place;
-  }
-  while (at(place) == '=' && place - begin < kLongestValue) {
+  while (place - begin < kLongestValue &&
+         (isWordByte(at(place)) || at(place) == '+' || at(place) == '/' || at(place) == '=')) {
     ++place;
   }
   if (place - begin < kShortestPemRun) {
