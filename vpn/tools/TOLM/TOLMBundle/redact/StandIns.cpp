@@ -5,6 +5,7 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
@@ -192,7 +193,12 @@ RedactKey randomKey() {
 }  // namespace
 
 PlaceTable::PlaceTable(unsigned bits)
-    : m_nSize(1U << bits), m_Places(new std::atomic<std::uint64_t>[m_nSize]()) {}
+    : m_nSize(1U << bits),
+      m_Places(static_cast<std::atomic<std::uint64_t>*>(std::calloc(m_nSize, sizeof(std::uint64_t)))) {
+  if (m_Places == nullptr) {
+    throw std::bad_alloc();
+  }
+}
 
 std::uint32_t PlaceTable::placeOf(std::uint64_t value, std::uint64_t start) {
   const std::uint64_t wanted = value + 1;  // 0 is an empty place

@@ -22,6 +22,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -57,7 +58,11 @@ class PlaceTable {
  private:
   std::uint32_t m_nSize;
   std::atomic<std::uint32_t> m_nTaken{0};
-  std::unique_ptr<std::atomic<std::uint64_t>[]> m_Places;
+  struct Freed {
+    void operator()(void* memory) const { std::free(memory); }
+  };
+  // From calloc(): pages that nothing is put into are never touched.
+  std::unique_ptr<std::atomic<std::uint64_t>[], Freed> m_Places;
 };
 
 class StandIns {
