@@ -14,6 +14,7 @@ constexpr std::uint32_t kDebugSeverity = 7;
 }  // namespace
 
 int systemLevel(std::uint32_t severity, int level) {
+  // Only the debug rows leave the level to their caller: all of this system's do.
   if (severity < kDebugSeverity) {
     return static_cast<int>(severity);
   }

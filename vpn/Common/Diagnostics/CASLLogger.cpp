@@ -22,6 +22,7 @@ CManualLock& classLock() {
 CASLLogger::CASLLogger(IAppleSystemLog& host, const char* name) : m_host(host), m_pClient(nullptr) {
   const CManualLockHolder hold(classLock());
   m_pClient = m_host.open(name, kLogSubsystem, 0);
+  // A null client stands for the default one from then on, so nothing is lost but the name.
   if (m_pClient == nullptr) {
     m_host.write(nullptr, kErrorLevel, "%s", "Tessarmont failed to create custom log object.");
   }
@@ -36,6 +37,7 @@ CASLLogger::~CASLLogger() {
 
 ResultCode CASLLogger::log(std::uint32_t severity, const char* message, const char* /*messageName*/,
                            std::uint32_t /*messageId*/, int level) {
+  // Ahead of the look at the message, and to the end: the old service mixes lines of two threads.
   const CManualLockHolder hold(classLock());
   if (message == nullptr) {
     return GLOBAL_ERROR_BAD_PARAMETER;

@@ -39,6 +39,7 @@ CAppleUnifiedLoggingLogger::CAppleUnifiedLoggingLogger(IUnifiedLog& host, const 
 }
 
 CAppleUnifiedLoggingLogger::~CAppleUnifiedLoggingLogger() {
+  // The default log is the system's own.
   if (m_pLog != m_host.defaultLog()) {
     m_host.release(m_pLog);
   }
@@ -56,6 +57,7 @@ ResultCode CAppleUnifiedLoggingLogger::log(std::uint32_t severity, const char* m
   bool continued = false;
   while (position < text.size()) {
     std::string chunk = continued ? kContinued : "";
+    // A rest of exactly the size is the last piece too, and gets no mark.
     if (position + kChunkSize >= text.size()) {
       chunk += text.substr(position);
       position = text.size();
@@ -76,6 +78,7 @@ ResultCode CAppleUnifiedLoggingLogger::log(std::uint32_t severity, const char* m
       chunk += piece + kContinues;
       continued = true;
     }
+    // Only now: the line feeds have said where to cut.
     m_host.write(m_pLog, type, kFormat, onOneLine(chunk).c_str());
   }
   return 0;

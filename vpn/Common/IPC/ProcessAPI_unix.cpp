@@ -69,6 +69,7 @@ class HostProcessLookup : public ProcessLookup {
 }  // namespace
 
 CProcessApi::~CProcessApi() {
+  // Children aren't waited for here: whoever launched one knows its id and does so.
   m_listReserved.clear();
 }
 
@@ -84,7 +85,7 @@ ResultCode CProcessApi::Launch(LaunchInfo& info, const char* path, ...) {
 }
 
 ResultCode CProcessApi::Launch(LaunchInfo& info, std::vector<const char*> arguments) {
-  info.processId = 0;
+  info.processId = 0;  // ahead of every way out: callers take what they find for a child's id
   if (arguments.empty() || arguments.front() == nullptr) {
     return PROCESS_API_ERROR_BAD_PARAMETER;
   }
@@ -153,9 +154,11 @@ void CProcessApi::runProgram(const LaunchInfo& info, const std::vector<const cha
     const ResultCode rc = impersonate.PermanentlyBecomeUser();
     if (rc != 0) {
       LOG_RETURN_CODE(kLogError, "CUnixImpersonate::PermanentlyBecomeUser", rc);
+      // Never on as the wrong user, and never through the exit handlers of the parent's program.
       _exit(-1);
     }
   }
+  // Behind the change of user, who may not go where the caller may. The old folder will do where it fails.
   if (info.workingDirectory != nullptr && chdir(info.workingDirectory) != 0) {
     LOG_RETURN_CODE(kLogWarning, "chdir", errno);
   }
@@ -205,7 +208,7 @@ std::int32_t CProcessApi::currentProcessId() const {
 }
 
 ResultCode CProcessApi::SetThreadPriority(int& priority) {
-  errno = 0;
+  errno = 0;  // so that the record of a real -1 doesn't tell of some older failure
   const int old = getpriority(PRIO_PROCESS, 0);
   // -1 is a real priority too. It counts as a failure all the same.
   if (old == -1) {
@@ -222,6 +225,7 @@ ResultCode CProcessApi::SetThreadPriority(int& priority) {
 
 ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CCEvent* event,
                                        std::uint32_t /*ignored*/, std::uint32_t limitMs) {
+  // What callers find who don't look at the result: a child that failed.
   exitCode = 1;
   int status = -1;
   if (event == nullptr && limitMs == kWaitForever) {
@@ -253,6 +257,7 @@ ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CC
         usleep(kPollMs * 1000);
         continue;
       }
+      // The event's callback is its owner's affair, who raised it to end this wait.
       const ResultCode rc = event->WaitEvent(kPollMs, 0, false);
       if (rc != EVENT_ERROR_WAIT_TIMEOUT) {
         return rc == 0 ? PROCESS_API_ERROR_WAIT_INTERRUPTED : PROCESS_API_ERROR_UNKNOWN;
@@ -311,6 +316,7 @@ bool CProcessApi::ProcessIsAlive(std::int32_t processId, ProcessLookup& lookup) 
 }
 
 void CProcessApi::restartWait(bool waitForever) {
+  // Without the lock, as told: the wait sees it at its next look at the latest, 20 milliseconds away.
   m_nWaitForever = waitForever ? 1 : 0;
   std::lock_guard<std::mutex> hold(m_mutexWait);
   m_nWaitStart = tickMilliseconds();

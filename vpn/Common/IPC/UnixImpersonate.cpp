@@ -29,6 +29,7 @@ CUnixImpersonate::~CUnixImpersonate() {
     return;
   }
   const ResultCode rc = Stop();
+  // Nobody is left to be told: the process goes on as whoever it is by now.
   if (rc != 0) {
     LOG_RETURN_CODE(kLogError, "CUnixImpersonate::Stop", rc);
   }
@@ -99,7 +100,8 @@ ResultCode CUnixImpersonate::PermanentlyBecomeUser() {
 
 ResultCode CUnixImpersonate::Stop() {
   const char* failed = nullptr;
-  errno = 0;
+  errno = 0;  // a user without a record needn't set it
+  // The other way round than Start(), the groups last: only root may set them.
   const passwd* root = getpwuid(0);
   if (root == nullptr) {
     failed = "getpwuid";
@@ -120,7 +122,7 @@ ResultCode CUnixImpersonate::Stop() {
 }
 
 ResultCode CUnixImpersonate::GetUsernameOwningProcess(std::int32_t processId, std::string& name) {
-  uid_t user = static_cast<uid_t>(-1);
+  uid_t user = static_cast<uid_t>(-1);  // no user has this id
   BSDProcess* list = nullptr;
   std::size_t count = 0;
   // A list that can't be had is an empty one, and its process one of no user.
@@ -148,6 +150,7 @@ ResultCode CUnixImpersonate::GetUsernameOwningProcess(std::int32_t processId, st
 bool CUnixImpersonate::isAdminUser(const std::string& userName) {
   for (const char* groupName : {"admin", "wheel"}) {
     const group* entry = getgrnam(groupName);
+    // Most hosts have one of the two at most.
     if (entry == nullptr) {
       continue;
     }

@@ -34,6 +34,7 @@ int registerWriteWatch(int watch, int descriptor) {
 }
 
 int awaitWrite(int watch, int /*descriptor*/) {
+  // A second at most, in which a stop request is seen.
   struct pollfd ready = {watch, POLLIN, 0};
   const int result = poll(&ready, 1, kWaitMs);
   if (result <= 0) {

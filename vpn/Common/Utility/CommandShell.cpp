@@ -55,7 +55,7 @@ ResultCode CCommandShell::Execute(std::string& output) {
   }
   std::ostringstream gathered;
   const ResultCode rc = run(m_strCommandLine, gathered);
-  output = gathered.str();
+  output = gathered.str();  // on failure too: what came until then
   return rc;
 }
 
@@ -81,6 +81,7 @@ ResultCode CCommandShell::ExecuteAndLogResults() {
     LOG_RETURN_CODE(kLogError, "CCommandShell::Execute", rc);
     return rc;
   }
+  // Right also where the clock has wrapped in between: unsigned numbers differ by what passed.
   const std::uint32_t elapsed = tickMilliseconds() - start;
   std::string joined;
   for (const std::string& line : lines) {

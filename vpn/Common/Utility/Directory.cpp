@@ -29,10 +29,12 @@ ResultCode Directory::Open(const std::string& path) {
   if (path.empty()) {
     return DIRECTORY_ERROR_DIRECTORY_NOT_SPECIFIED;
   }
+  // Ahead of the new one: an object that can't let go of its folder stays where it is.
   if (const ResultCode rc = close(); rc != 0) {
     LOG_RETURN_CODE(kLogError, "Directory::close", rc);
     return rc;
   }
+  // Owned by hand and not by a holder: what a failed close() leaves open is part of what this class tells.
   m_pHandle = opendir(path.c_str());
   return m_pHandle != nullptr ? 0 : DIRECTORY_ERROR_DIRECTORY_NOT_FOUND;
 }
@@ -41,6 +43,7 @@ ResultCode Directory::next(std::string& name) {
   if (m_pHandle == nullptr) {
     return DIRECTORY_ERROR_DIRECTORY_NOT_SPECIFIED;
   }
+  // A read that fails reads as the end; callers are told of names alone.
   const dirent* entry = m_bUnclosable ? nullptr : readdir(m_pHandle);
   if (entry == nullptr) {
     return DIRECTORY_ERROR_NO_MORE_FILES;
@@ -83,6 +86,8 @@ ResultCode Directory::CreateNewDirectory(const std::string& path, bool failIfExi
     }
   } while (slash != std::string::npos);
 
+  // A level that existed may have been a plain file, which EEXIST forgives as well: only the folder itself
+  // tells that it is there.
   ResultCode rc = 0;
   const Directory made(path, rc);
   if (rc != 0) {

@@ -11,6 +11,7 @@ CManualLock::CManualLock(unsigned /*ignored*/) {
 }
 
 CManualLock::~CManualLock() {
+  // A lock that dies held would leave its mutex in a state that may not be destroyed.
   while (m_nHolds > 0) {
     Unlock();
   }
@@ -32,8 +33,9 @@ bool CManualLock::TryLock() {
 
 std::uint64_t CManualLock::Unlock() {
   if (m_nHolds == 0) {
-    return 0;
+    return 0;  // one Unlock() too many does nothing
   }
+  // Counted ahead of the release: behind it the count is another thread's.
   const std::uint64_t left = --m_nHolds;
   pthread_mutex_unlock(&m_mutex);
   return left;

@@ -20,6 +20,7 @@ bool isMacAtLeast10(const OSInfo& record, std::int32_t minor) {
   return isMac(record) && (record.major > 10 || (record.major == 10 && record.minor >= minor));
 }
 
+// A constant until the first question: static objects of other units ask too.
 constinit SystemVersion s_systemVersion(&readProductVersion);
 
 }  // namespace

