@@ -106,6 +106,13 @@ std::vector<std::string> keysOf(const PoFile& file) {
   return keys;
 }
 
+// What a language file holds: the texts of the flow, then those of the aids.
+std::vector<std::string> allTexts() {
+  std::vector<std::string> texts = uiTexts();
+  texts.insert(texts.end(), uiAidTexts().begin(), uiAidTexts().end());
+  return texts;
+}
+
 const std::vector<std::string>& languages() {
   static const std::vector<std::string> all = {"ar", "de", "es",    "fr",    "it",   "ja",
                                                "ko", "pl", "pt-br", "zh-cn", "zh-tw"};
@@ -120,7 +127,7 @@ class TranslationsTest : public ::testing::TestWithParam<std::string> {
 TEST_P(TranslationsTest, EveryTextIsTranslatedAndNoneIsStale) {
   const PoFile file = po();
   // The order of the table is the order of the file, so that translators read the screens in order.
-  EXPECT_EQ(keysOf(file), uiTexts());
+  EXPECT_EQ(keysOf(file), allTexts());
   for (const PoEntry& entry : file.entries) {
     EXPECT_NE(entry.translation, "") << entry.key;
   }
@@ -148,6 +155,16 @@ TEST_P(TranslationsTest, NamesAndThePlaceholderInItsQuotesAreKept) {
     EXPECT_EQ(std::count(entry.key.begin(), entry.key.end(), '"'),
               std::count(entry.translation.begin(), entry.translation.end(), '"'))
         << entry.translation;
+  }
+}
+
+// Without it the two characters of "%s" change places in a text that runs from right to left.
+TEST(ArabicTest, PlaceholderIsIsolatedFromTheDirectionOfItsSentence) {
+  for (const PoEntry& entry : readPo(poPath("ar")).entries) {
+    if (entry.key.find("%s") != std::string::npos) {
+      EXPECT_NE(entry.translation.find("\xe2\x81\xa6\"%s\"\xe2\x81\xa9"), std::string::npos)
+          << entry.translation;
+    }
   }
 }
 
@@ -251,7 +268,7 @@ TEST_F(TranslatedTextsTest, EveryBuiltFolderHoldsAFileAndEveryTranslationIsListe
 TEST_F(TranslatedTextsTest, LocalesWithoutATranslationReadEnglish) {
   for (const char* locale : {"en_US.UTF-8", "en_GB.UTF-8", "pt_PT.UTF-8", "sv_SE.UTF-8", "C", "de"}) {
     startIn(locale, std::string(TOLM_TEST_BUILD_DIR) + "/");
-    for (const std::string& text : uiTexts()) {
+    for (const std::string& text : allTexts()) {
       EXPECT_EQ(message(text), text) << locale;
     }
   }
@@ -272,7 +289,7 @@ TEST_F(TranslatedTextsTest, InstalledFilesAreFoundBelowTheInstallation) {
 
 TEST(TranslationTemplateTest, TemplateHoldsTheTextsOfTheTable) {
   const PoFile file = readPo(test::sourcePath("l10n/Tessarmont.pot"));
-  EXPECT_EQ(keysOf(file), uiTexts());
+  EXPECT_EQ(keysOf(file), allTexts());
   for (const PoEntry& entry : file.entries) {
     EXPECT_EQ(entry.translation, "") << entry.key;
   }

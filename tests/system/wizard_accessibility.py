@@ -140,6 +140,8 @@ def main(arguments):
     elif command == "wait-text":
         label = until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_LABEL
                                     and item.name.startswith(arguments[1])))
+        # A screen that has just come up takes no press for half a second.
+        time.sleep(0.6)
         print(label.name)
     elif command == "follow-bar":
         follow_bar()

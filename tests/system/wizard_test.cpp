@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -127,8 +128,7 @@ TEST_F(WizardTest, EncryptedRunByKeyboardGivesABundleThatOpensWithThePasswordTyp
                             {"Fourth", test::captureAction("sleep 1")},
                             {"Greeting", test::captureAction("echo greetings")}}));
   const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
-  desktop().press("space");  // tick encryption
-  desktop().press("Tab");
+  desktop().press("space");  // tick encryption, which leads to the password
   desktop().type("Se cret-42%s");
   EXPECT_THAT(desktop().accessibility({"tree"}), ::testing::Not(HasSubstr("Se cret")));
   desktop().press("Tab");
@@ -448,6 +448,84 @@ TEST_F(WizardTest, LocaleOfTwoThousandCharactersLeavesTheWizardInEnglish) {
   EXPECT_THAT(desktop().accessibility({"tree"}), HasSubstr("Welcome to the Halvo Fieldcase (TOLM)."));
 }
 
+TEST_F(WizardTest, ShowInFolderHandsTheBundleToTheFileManager) {
+  WizardDesktop& place = desktop();
+  BackgroundProgram manager({"python3", test::sourcePath("tests/system/file_manager.py"), "/run/shown"},
+                            place.environment(), "/run/manager.out");
+  for (int i = 0; i < 600 && manager.out().empty(); ++i) {
+    usleep(50000);
+  }
+  ASSERT_EQ(manager.out(), "ready\n") << manager.err();
+  const std::unique_ptr<BackgroundProgram> wizard = place.startWizard();
+  closingMessage("The bundle was");
+
+  place.accessibility({"press", "Show in Folder"});
+
+  for (int i = 0; i < 600 && !test::exists("/run/shown"); ++i) {
+    usleep(50000);
+  }
+  ASSERT_THAT(bundles(), SizeIs(1));
+  EXPECT_EQ(test::readFile("/run/shown"), "file://" + m_strDesktopFolder + "/" + bundles()[0] + "\n");
+}
+
+TEST_F(WizardTest, ShowInFolderOpensTheFolderWhereNoFileManagerAnswers) {
+  test::makeFolders("/run/bin");
+  test::writeFile("/run/bin/xdg-open",
+                  "#!/bin/sh\necho \"$1\" >/run/opened.part\nmv /run/opened.part /run/opened\n");
+  ASSERT_EQ(chmod("/run/bin/xdg-open", 0755), 0);
+  const std::unique_ptr<BackgroundProgram> wizard =
+      desktop().startWizard({{"PATH", "/run/bin:" + std::string(std::getenv("PATH"))}});
+  closingMessage("The bundle was");
+
+  desktop().accessibility({"press", "Show in Folder"});
+
+  for (int i = 0; i < 600 && !test::exists("/run/opened"); ++i) {
+    usleep(50000);
+  }
+  EXPECT_EQ(test::readFile("/run/opened"), "file://" + m_strDesktopFolder + "\n");
+}
+
+TEST_F(WizardTest, SecondHalfOfADoubleReturnOnRunLeavesTheMessageOfARunThatFailedAtOnce) {
+  setConfig("<no document");
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  desktop().press("Return");
+  desktop().press("Return");
+
+  EXPECT_THAT(desktop().accessibility({"wait-text", "An internal error"}), HasSubstr("try again later"));
+  EXPECT_EQ(wizard->waitForEnd(1), "running");
+}
+
+// The button of the About box, by the keyboard.
+std::string buttonOfTheAboutBox(WizardDesktop& desktop) {
+  desktop.press("F10");
+  desktop.press("Down");
+  desktop.press("Return");
+  desktop.accessibility({"wait-text", "Halvo TOLM "});
+  for (const std::string& line : lines(desktop.accessibility({"tree"}))) {
+    if (line.rfind("push button\t", 0) == 0 && line.find("\t\t", 12) != std::string::npos) {
+      return line.substr(12, line.find('\t', 12) - 12);
+    }
+  }
+  return "none";
+}
+
+TEST_F(WizardTest, ToolkitsOwnTextsFollowTheLanguageOfTheWizard) {
+  test::makeFolders("/opt/halvo/tessarmont/l10n/ar/LC_MESSAGES");
+  test::writeFile("/opt/halvo/tessarmont/l10n/ar/LC_MESSAGES/Tessarmont.mo",
+                  test::readFile(std::string(TOLM_TEST_BUILD_DIR) + "/l10n/ar/LC_MESSAGES/Tessarmont.mo"));
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "ar_EG.UTF-8"}});
+
+  // "OK" in Arabic letters, as the toolkit has it.
+  EXPECT_THAT(buttonOfTheAboutBox(desktop()), ::testing::MatchesRegex("\xd9.*|\xd8.*"));
+}
+
+TEST_F(WizardTest, ToolkitsOwnTextsStayEnglishWhereTheWizardIs) {
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard({{"LANG", "ar_EG.UTF-8"}});
+
+  EXPECT_EQ(buttonOfTheAboutBox(desktop()), "OK");
+}
+
 // Runs the wizard where it can't open a window.
 void expectOneLineThatNamesTheConsoleProgram(const std::map<std::string, std::string>& environment) {
   test::RunOptions options;
@@ -475,6 +553,16 @@ TEST_F(WizardTest, DisplayThatIsNotThereAnyMoreIsToldInTheSameLine) {
 
 TEST_F(WizardTest, PlatformThatQtDoesNotHaveIsToldInTheSameLine) {
   expectOneLineThatNamesTheConsoleProgram({{"QT_QPA_PLATFORM", "nowhere"}});
+}
+
+TEST_F(WizardTest, MissingPlatformPluginIsNotTakenForAMissingDisplay) {
+  test::RunOptions options;
+  options.environment = {{"QT_QPA_PLATFORM", "nowhere"}};
+
+  const test::RunResult result = test::runProgram({test::builtProgram("tmtolmui")}, options);
+
+  EXPECT_THAT(result.err, HasSubstr("platform plugin \"nowhere\""));
+  EXPECT_THAT(result.err, ::testing::Not(HasSubstr("no display")));
 }
 
 }  // namespace

@@ -27,6 +27,11 @@ const std::string textHideOthers = "Hide Others";
 const std::string textShowAll = "Show All";
 const std::string textQuit = "Quit TOLM";
 
+const std::string textShowInFolder = "Show in Folder";
+const std::string textPasswordEmpty = "Without a password the bundle is not encrypted.";
+const std::string textDesktopMissing =
+    "The bundle is saved in the folder \"%s\", which is missing or cannot be written to.";
+
 const std::vector<std::string>& uiTexts() {
   static const std::vector<std::string> texts = {textWindowTitle,
                                                  textRun,
@@ -46,6 +51,11 @@ const std::vector<std::string>& uiTexts() {
                                                  textHideOthers,
                                                  textShowAll,
                                                  textQuit};
+  return texts;
+}
+
+const std::vector<std::string>& uiAidTexts() {
+  static const std::vector<std::string> texts = {textShowInFolder, textPasswordEmpty, textDesktopMissing};
   return texts;
 }
 

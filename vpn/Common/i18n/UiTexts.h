@@ -33,4 +33,13 @@ extern const std::string textQuit;
 // All of the above, in that order.
 const std::vector<std::string>& uiTexts();
 
+// Texts of the wizard's aids, which stand beside those of its flow.
+extern const std::string textShowInFolder;
+extern const std::string textPasswordEmpty;
+// The wizard fills its "%s" with the folder.
+extern const std::string textDesktopMissing;
+
+// These three, in that order. A language file holds them behind those of uiTexts().
+const std::vector<std::string>& uiAidTexts();
+
 }  // namespace halvo

@@ -34,8 +34,16 @@ TEST(UiTextsTest, TextsAreThoseThatTheTranslationsAreKeyedBy) {
   EXPECT_EQ(uiTexts(), expected);
 }
 
+TEST(UiTextsTest, AidsHaveTheirTextsBehindThoseOfTheFlow) {
+  EXPECT_EQ(uiAidTexts(),
+            (std::vector<std::string>{
+                "Show in Folder", "Without a password the bundle is not encrypted.",
+                "The bundle is saved in the folder \"%s\", which is missing or cannot be written to."}));
+}
+
 TEST(UiTextsTest, NoTwoTextsAreTheSame) {
   std::vector<std::string> texts = uiTexts();
+  texts.insert(texts.end(), uiAidTexts().begin(), uiAidTexts().end());
   std::sort(texts.begin(), texts.end());
   EXPECT_EQ(std::adjacent_find(texts.begin(), texts.end()), texts.end());
 }

@@ -51,6 +51,9 @@ class FakeToolkit : public IToolkit {
   std::map<Outlet, bool> hidden;
   std::map<Outlet, int> states;
   std::map<Outlet, double> values;
+  std::map<Hint, std::string> hints;
+  std::vector<Outlet> focused;
+  std::vector<Outcome> outcomes;
   int screen = 0;
   int terminations = 0;
   IApplicationDelegate* delegate = nullptr;
@@ -109,6 +112,10 @@ class FakeToolkit : public IToolkit {
     note("setDoubleValue", outlet, std::to_string(value));
   }
   void displayIfNeeded(Outlet outlet) override { note("displayIfNeeded", outlet); }
+  // The aids stand in lists of their own: the flow's steps are counted without them.
+  void setHint(Hint hint, const std::string& text) override { hints[hint] = text; }
+  void focus(Outlet outlet) override { focused.push_back(outlet); }
+  void showOutcome(const Outcome& outcome) override { outcomes.push_back(outcome); }
   void dispatchAsync(GlobalQueue global, std::function<void()> block) override {
     calls.push_back("dispatchAsync " + std::to_string(static_cast<int>(global)));
     background.emplace_back(global, std::move(block));

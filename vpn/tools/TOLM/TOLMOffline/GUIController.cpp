@@ -41,6 +41,7 @@ void GUIController::awakeFromNib() {
   m_rToolkit.setTabViewType(Outlet::tabView, kNoTabsNoBorder);
   setWelcomeWindow();
   m_rToolkit.setDelegate(this);
+  checkBundleFolder();
 }
 
 void GUIController::applicationWillTerminate() {
@@ -70,14 +71,44 @@ void GUIController::maskPassword() {
   m_rToolkit.setHidden(source, true);
 }
 
+Outlet GUIController::visiblePasswordField() {
+  return m_rToolkit.state(Outlet::maskPswdBox) == kStateOn ? Outlet::passwordField : Outlet::unmaskPassword;
+}
+
+void GUIController::encryptionTicked() {
+  enableEncrypt();
+  if (m_rToolkit.state(Outlet::encryptionBox) == kStateOn) {
+    m_rToolkit.focus(visiblePasswordField());
+  }
+  passwordEdited();
+}
+
+void GUIController::passwordEdited() {
+  const bool open = m_rToolkit.state(Outlet::encryptionBox) == kStateOn &&
+                    m_rToolkit.stringValue(visiblePasswordField()).empty();
+  m_rToolkit.setHint(Hint::emptyPassword, open ? ts(textPasswordEmpty) : "");
+}
+
+void GUIController::checkBundleFolder() {
+  const std::string folder = helperUtil::translatePath(helperUtil::defaultBundleFolder());
+  if (m_Services.takesFiles(folder)) {
+    return;
+  }
+  std::string hint = ts(textDesktopMissing);
+  // Filled in by hand: the catalog's own forms cut at some kilobytes, and a path may be longer.
+  if (const std::size_t place = hint.find("%s"); place != std::string::npos) {
+    hint.replace(place, 2, folder);
+  }
+  m_rToolkit.setHint(Hint::desktopFolder, hint);
+}
+
 void GUIController::runButton() {
   setProgressWindow();
 
   // The visible field decides. Nothing is checked: an empty password with the box on is a password too.
   std::string password;
   if (m_rToolkit.state(Outlet::encryptionBox) == kStateOn) {
-    const bool masked = m_rToolkit.state(Outlet::maskPswdBox) == kStateOn;
-    password = m_rToolkit.stringValue(masked ? Outlet::passwordField : Outlet::unmaskPassword);
+    password = m_rToolkit.stringValue(visiblePasswordField());
   }
   const std::string bundleLocation = *m_pNSStrBundleLocation;
 
@@ -88,7 +119,10 @@ void GUIController::runButton() {
     const std::unique_ptr<IEngineRun> engine = m_Services.makeEngine("", bundleLocation, password, false);
     engine->run();
     // Behind every progress block of the run, and before the engine is destroyed.
-    m_rToolkit.mainQueue().submit([this] { setFinishedWindow(); });
+    m_rToolkit.mainQueue().submit([this] {
+      setFinishedWindow();
+      showOutcome();
+    });
   });
 }
 
@@ -133,6 +167,16 @@ void GUIController::setFinishedWindow() {
   m_rToolkit.setStringValue(Outlet::finishMsg, getFinishedMsg());
   m_rToolkit.displayIfNeeded(Outlet::finishMsg);
   m_rToolkit.displayIfNeeded(Outlet::tabView);
+}
+
+void GUIController::showOutcome() {
+  Outcome outcome;
+  outcome.isGood = m_StatusCode == 0;
+  if (outcome.isGood && m_pNSStrBundleLocation != nullptr) {
+    outcome.bundlePath = *m_pNSStrBundleLocation;
+    outcome.showInFolderTitle = ts(textShowInFolder);
+  }
+  m_rToolkit.showOutcome(outcome);
 }
 
 std::string GUIController::getFinishedMsg() {

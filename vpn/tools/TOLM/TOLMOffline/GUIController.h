@@ -41,6 +41,8 @@ struct WizardServices {
   std::function<std::string(const std::string&)> getMessage;
   // The local time of this moment as the part of a file name.
   std::function<std::string()> bundleTimeText;
+  // Whether the user may put a file into this folder now.
+  std::function<bool(const std::string& folder)> takesFiles;
   std::function<bool(int major, int minor, int patch)> isSystemVersionAtLeast;
   std::function<std::unique_ptr<IEngineRun>(const std::string& requestPath, const std::string& bundlePath,
                                             const std::string& password, bool clearLogs)>
@@ -73,6 +75,13 @@ class GUIController : public IProgressListener, public IApplicationDelegate {
   void cancelButton();
   void finishButton();
 
+  // What an adapter calls for the user's hand on the encryption box: enableEncrypt(), then the keyboard
+  // goes to the password where the box is on.
+  void encryptionTicked();
+  // What an adapter calls behind each change of a password field, and behind the two boxes' actions: says
+  // that the bundle stays open while encryption is ticked and no password is there.
+  void passwordEdited();
+
   void setWelcomeWindow();
   void setProgressWindow();
   void setFinishedWindow();
@@ -83,11 +92,18 @@ class GUIController : public IProgressListener, public IApplicationDelegate {
   void updateMsg(const std::string& message) override;
   void tolmFinished(ResultCode code) override;
 
+  // Behind setFinishedWindow(): tells the toolkit how the run has ended.
+  void showOutcome();
+
   // The translation of a text, or the text itself.
   std::string ts(const std::string& text);
   void translateMenu();
 
  private:
+  [[nodiscard]] Outlet visiblePasswordField();
+  // Tells of a bundle folder that takes no files while there is still time to mend it.
+  void checkBundleFolder();
+
   IToolkit& m_rToolkit;
   WizardServices m_Services;
   // Written on the engine's thread and read on the main thread, without a lock: the block that reads

@@ -58,6 +58,10 @@ class GUIControllerTest : public ::testing::Test {
   GUIControllerTest() {
     m_Services.getMessage = [](const std::string& key) { return "<" + key + ">"; };
     m_Services.bundleTimeText = [this] { return m_strTimeText; };
+    m_Services.takesFiles = [this](const std::string& folder) {
+      m_strBundleFolder = folder;
+      return m_bTakesFiles;
+    };
     m_Services.isSystemVersionAtLeast = [this](int major, int minor, int patch) {
       m_AskedVersion = {major, minor, patch};
       return m_bNewSystem;
@@ -128,6 +132,8 @@ class GUIControllerTest : public ::testing::Test {
   std::vector<std::string> m_EngineEvents;
   std::function<void()> m_EngineWork;
   std::vector<int> m_Exits;
+  std::string m_strBundleFolder;
+  bool m_bTakesFiles = true;
 };
 
 TEST_F(GUIControllerTest, WindowOpensInTheToldOrder) {
@@ -671,11 +677,77 @@ TEST_F(GUIControllerTest, EveryTextIsTranslatedBeforeItIsShown) {
   open();
   passwordOfRun();
 
-  EXPECT_THAT(keys, ElementsAre("About TOLM", "Hide TOLM", "Hide Others", "Show All", "Quit TOLM",
-                                "Halvo TOLM", "Welcome to the Halvo Fieldcase (TOLM).",
-                                ::testing::StartsWith("TOLM is a tool that helps to bundle"),
-                                "Enable Bundle Encryption", "Encryption Password", "Mask Password", "Run",
-                                "Cancel", "Finish", "The bundle was created successfully on your Desktop."));
+  EXPECT_THAT(
+      keys, ElementsAre("About TOLM", "Hide TOLM", "Hide Others", "Show All", "Quit TOLM", "Halvo TOLM",
+                        "Welcome to the Halvo Fieldcase (TOLM).",
+                        ::testing::StartsWith("TOLM is a tool that helps to bundle"),
+                        "Enable Bundle Encryption", "Encryption Password", "Mask Password", "Run", "Cancel",
+                        "Finish", "The bundle was created successfully on your Desktop.", "Show in Folder"));
+}
+
+TEST_F(GUIControllerTest, FolderThatTakesNoFilesIsToldWhenTheWindowOpens) {
+  m_bTakesFiles = false;
+  const test::ScopedEnv home("HOME", "/home/somebody");
+  open();
+
+  EXPECT_EQ(m_strBundleFolder, "/home/somebody/Desktop/");
+  EXPECT_EQ(m_Toolkit.hints[Hint::desktopFolder],
+            "<The bundle is saved in the folder \"/home/somebody/Desktop/\", which is missing or cannot be "
+            "written to.>");
+}
+
+TEST_F(GUIControllerTest, FolderThatTakesFilesIsNotMentioned) {
+  open();
+
+  EXPECT_EQ(m_Toolkit.hints.count(Hint::desktopFolder), 0U);
+}
+
+TEST_F(GUIControllerTest, HandOnTheBoxEnablesThePasswordAndLeadsToTheFieldThatIsSeen) {
+  GUIController& controller = open();
+  m_Toolkit.states[Outlet::encryptionBox] = kStateOn;
+  controller.encryptionTicked();
+  m_Toolkit.states[Outlet::maskPswdBox] = kStateOff;
+  controller.encryptionTicked();
+  m_Toolkit.states[Outlet::encryptionBox] = kStateOff;
+  controller.encryptionTicked();
+
+  EXPECT_THAT(m_Toolkit.focused, ElementsAre(Outlet::passwordField, Outlet::unmaskPassword));
+  EXPECT_FALSE(m_Toolkit.enabled[Outlet::passwordField]);
+}
+
+TEST_F(GUIControllerTest, EmptyPasswordIsToldWhileTheBoxIsOnAndTheVisibleFieldIsEmpty) {
+  GUIController& controller = open();
+  m_Toolkit.texts[Outlet::unmaskPassword] = "not seen";
+  controller.passwordEdited();
+  EXPECT_EQ(m_Toolkit.hints[Hint::emptyPassword], "");
+
+  m_Toolkit.states[Outlet::encryptionBox] = kStateOn;
+  controller.passwordEdited();
+  EXPECT_EQ(m_Toolkit.hints[Hint::emptyPassword], "<Without a password the bundle is not encrypted.>");
+
+  m_Toolkit.texts[Outlet::passwordField] = "p";
+  controller.passwordEdited();
+  EXPECT_EQ(m_Toolkit.hints[Hint::emptyPassword], "");
+}
+
+TEST_F(GUIControllerTest, OutcomeOfAGoodRunNamesItsBundleBehindTheClosingMessage) {
+  open();
+  passwordOfRun();
+
+  ASSERT_EQ(m_Toolkit.outcomes.size(), 1U);
+  EXPECT_TRUE(m_Toolkit.outcomes[0].isGood);
+  EXPECT_EQ(m_Toolkit.outcomes[0].bundlePath, m_Requests[0].bundlePath);
+  EXPECT_EQ(m_Toolkit.outcomes[0].showInFolderTitle, "<Show in Folder>");
+}
+
+TEST_F(GUIControllerTest, OutcomeOfABadRunNamesNoBundle) {
+  m_EngineWork = [] { reportProgress(0, "", TOLMENGINE_ERROR_WRITE_FAILURE); };
+  open();
+  passwordOfRun();
+
+  ASSERT_EQ(m_Toolkit.outcomes.size(), 1U);
+  EXPECT_FALSE(m_Toolkit.outcomes[0].isGood);
+  EXPECT_EQ(m_Toolkit.outcomes[0].bundlePath, "");
 }
 
 }  // namespace

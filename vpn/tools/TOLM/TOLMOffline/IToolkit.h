@@ -49,6 +49,19 @@ inline constexpr int kStateOn = 1;
 // The tab view type that shows neither tabs nor a border.
 inline constexpr int kNoTabsNoBorder = 6;
 
+// Lines that the wizard shows only where there is a reason.
+enum class Hint {
+  desktopFolder,  // welcome screen: the bundle can't be saved where it will go
+  emptyPassword,  // beside the password: encryption is ticked and nothing is typed
+};
+
+// How a run has ended, for the finished screen.
+struct Outcome {
+  bool isGood = false;
+  std::string bundlePath;         // of a good run: the bundle
+  std::string showInFolderTitle;  // title of the button that shows the bundle in its folder
+};
+
 // The classes of background queue that the flow chooses from.
 enum class GlobalQueue : int {
   background = -2,
@@ -98,6 +111,15 @@ class IToolkit {
 
   // Repaints now, not at the event loop's next turn.
   virtual void displayIfNeeded(Outlet outlet) = 0;
+
+  // Aids that the flow works without: an adapter that has no control for one leaves it out.
+  // Shows the hint, or takes it away where `text` is empty.
+  virtual void setHint(Hint /*hint*/, const std::string& /*text*/) {}
+  // Gives the keyboard to an input.
+  virtual void focus(Outlet /*outlet*/) {}
+  // Marks the finished screen as good or bad, offers a way to a good run's bundle, and asks for the user's
+  // attention where the window isn't in front. Called once, behind the closing message.
+  virtual void showOutcome(const Outcome& /*outcome*/) {}
 
   // Runs the block on a background queue of that class. Doesn't wait; any thread may call.
   virtual void dispatchAsync(GlobalQueue queue, std::function<void()> block) = 0;

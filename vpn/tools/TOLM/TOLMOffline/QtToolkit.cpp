@@ -1,16 +1,25 @@
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QPointer>
-#include <QtGui/QKeyEvent>
 #include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QMainWindow>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QScrollBar>
-#include <cmath>
+#include <QtWidgets/QStyle>
+#include <algorithm>
+#include <array>
+#include <map>
+#include <utility>
 
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMOffline/FolderOpener.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/MessageLabel.h"
+#include "vpn/tools/TOLM/TOLMOffline/Mnemonics.h"
+#include "vpn/tools/TOLM/TOLMOffline/WizardWindow.h"
+#include "vpn/tools/TOLM/TOLMOffline/WorkerPriority.h"
 #include "vpn/tools/TOLM/TOLMOffline/ui_MainWindow.h"
 
 // Outside of any namespace, as the macro asks.
@@ -31,15 +40,13 @@ constexpr int kBoxLetters = 80;
 constexpr int kMenuLetters = 60;
 constexpr int kAboutLetters = 1000;
 
+// The widest that an input for a password gets: a field over the whole window looks as if it wanted a text.
+constexpr int kFieldLetters = 40;
+
 constexpr int kIconSize = 48;
 
 QString text(const std::string& utf8) {
   return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-}
-
-// For places where "&" marks a keyboard letter.
-QString withoutMnemonic(QString title) {
-  return title.replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
 QString elided(const QWidget& widget, const QString& title, int letters) {
@@ -79,75 +86,54 @@ void stopAtScrolling(QScrollArea& area) {
   });
 }
 
-bool isReturn(const QKeyEvent& event) {
-  return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
-}
-
-// The window's two keys: Return for what the screen is there for, Escape to leave.
-class WizardWindow : public QMainWindow {
- public:
-  std::function<void()> onReturn;
-  std::function<void()> onEscape;
-
- protected:
-  void keyPressEvent(QKeyEvent* event) override {
-    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
-      if (!event->isAutoRepeat()) {
-        onEscape();
-      }
-    } else if (isReturn(*event)) {
-      onReturn();
-    } else {
-      QMainWindow::keyPressEvent(event);
-    }
-  }
-
-  // Sees every event of the application. A key that is held down must not run through the screens,
-  // neither here nor in the button that has the keyboard and takes Return and Space by itself. X repeats
-  // a key by a release and a press of the same moment, and Qt doesn't tell each such press from a new one.
-  bool eventFilter(QObject* object, QEvent* event) override {
-    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
-      const QKeyEvent& key = *static_cast<QKeyEvent*>(event);
-      if (event->type() == QEvent::KeyRelease) {
-        m_nReleasedKey = key.key();
-        m_nReleaseTime = key.timestamp();
-      } else if (pressesButton(*object, key) && isRepeated(key)) {
-        return true;
-      }
-    }
-    return QMainWindow::eventFilter(object, event);
-  }
-
- private:
-  // In an input a blank that is held down is typed again and again.
-  static bool pressesButton(const QObject& object, const QKeyEvent& key) {
-    return isReturn(key) ||
-           (key.key() == Qt::Key_Space && qobject_cast<const QAbstractButton*>(&object) != nullptr);
-  }
-  [[nodiscard]] bool isRepeated(const QKeyEvent& key) const {
-    return key.isAutoRepeat() ||
-           (key.timestamp() != 0 && key.timestamp() == m_nReleaseTime && key.key() == m_nReleasedKey);
-  }
-
-  // The key that was released last, and when: in the window system's milliseconds, 0 where it tells none.
-  int m_nReleasedKey = 0;
-  quint64 m_nReleaseTime = 0;
-};
-
 }  // namespace
+
+// The one list of outlets and what stands for them in the window.
+struct Control {
+  Outlet outlet;
+  QObject* object;
+  // The keyboard letter of a title in a script without one; 0 where no letter is drawn.
+  char letter;
+};
 
 struct QtToolkit::Window {
   WizardWindow frame;
   Ui::MainWindow ui;
+  FolderOpener opener;
   QPointer<QMessageBox> pAbout;
-  QString aboutText;
+  std::vector<Control> controls;
+  // What setTitle() was given, as it is shown: elided, without a letter.
+  std::map<Outlet, QString> titles;
+  QString folderTitle;
 };
 
-QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
+QtToolkit::QtToolkit(int quietTime) : m_pWindow(std::make_unique<Window>()), m_nQuietTime(quietTime) {
   loadResources();
   Ui::MainWindow& ui = m_pWindow->ui;
   WizardWindow& frame = m_pWindow->frame;
   ui.setupUi(&frame);
+  m_pWindow->controls = {
+      {Outlet::mainWindow, &frame, 'T'},
+      {Outlet::tabView, ui.tabView, 0},
+      {Outlet::welcomeMsg, ui.welcomeMsg, 0},
+      {Outlet::tolmIntro, ui.tolmIntro, 0},
+      {Outlet::pswdText, ui.pswdText, 0},
+      {Outlet::runButton, ui.runButton, 'R'},
+      {Outlet::encryptionBox, ui.encryptionBox, 'E'},
+      {Outlet::maskPswdBox, ui.maskPswdBox, 'M'},
+      {Outlet::passwordField, ui.passwordField, 0},
+      {Outlet::unmaskPassword, ui.unmaskPassword, 0},
+      {Outlet::progressMsg, ui.progressMsg, 0},
+      {Outlet::progressBar, ui.progressBar, 0},
+      {Outlet::cancelButton, ui.cancelButton, 'C'},
+      {Outlet::finishMsg, ui.finishMsg, 0},
+      {Outlet::finishButton, ui.finishButton, 'F'},
+      {Outlet::mAbout, ui.mAbout, 'A'},
+      {Outlet::mHideTolm, ui.mHideTolm, 'H'},
+      {Outlet::mHideOthers, ui.mHideOthers, 'O'},
+      {Outlet::mShowAll, ui.mShowAll, 'S'},
+      {Outlet::mQuitTolm, ui.mQuitTolm, 'Q'},
+  };
 
   QApplication::setWindowIcon(QIcon::fromTheme(QLatin1String(kIconName), programIcon()));
   ui.programIcon->setPixmap(
@@ -158,7 +144,18 @@ QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
 
   stopAtScrolling(*ui.welcomeScroll);
   stopAtScrolling(*ui.finishedScroll);
-  ui.encryptionBox->setFocus();
+  indentPassword(Qt::LeftToRight);
+  ui.passwordPlace->setMaximumWidth(kFieldLetters * frame.fontMetrics().averageCharWidth());
+  ui.percentText->setFixedWidth(frame.fontMetrics().horizontalAdvance(QStringLiteral("\u200e100 %")));
+  showPercent(0);
+  // The hint has its place also while it is hidden: what is read and clicked below it must not jump.
+  QSizePolicy keepsPlace = ui.passwordHint->sizePolicy();
+  keepsPlace.setRetainSizeWhenHidden(true);
+  ui.passwordHint->setSizePolicy(keepsPlace);
+
+  // The focus frame is drawn for whoever works by keys; nobody has yet, but somebody may.
+  frame.setAttribute(Qt::WA_KeyboardFocusChange);
+  ui.encryptionBox->setFocus(Qt::TabFocusReason);
 
   qApp->installEventFilter(&frame);
   // Return never cancels: whoever presses it twice on Run would end the program.
@@ -179,6 +176,8 @@ QtToolkit::QtToolkit() : m_pWindow(std::make_unique<Window>()) {
     }
   };
 
+  QObject::connect(ui.folderButton, &QPushButton::clicked, &frame,
+                   [this] { m_pWindow->opener.show(m_pWindow->ui.bundleName->toolTip()); });
   QObject::connect(ui.mAbout, &QAction::triggered, &frame, [this] { showAbout(); });
   QObject::connect(ui.mQuitTolm, &QAction::triggered, &frame, [this] { terminate(); });
 }
@@ -190,8 +189,14 @@ void QtToolkit::connectActions(GUIController& controller) {
   QMainWindow* frame = &m_pWindow->frame;
   // clicked and not toggled: only the user's hand sends an action.
   QObject::connect(ui.encryptionBox, &QCheckBox::clicked, frame,
-                   [&controller] { controller.enableEncrypt(); });
-  QObject::connect(ui.maskPswdBox, &QCheckBox::clicked, frame, [&controller] { controller.maskPassword(); });
+                   [&controller] { controller.encryptionTicked(); });
+  QObject::connect(ui.maskPswdBox, &QCheckBox::clicked, frame, [&controller] {
+    controller.maskPassword();
+    controller.passwordEdited();
+  });
+  for (QLineEdit* field : {ui.passwordField, ui.unmaskPassword}) {
+    QObject::connect(field, &QLineEdit::textEdited, frame, [&controller] { controller.passwordEdited(); });
+  }
   QObject::connect(ui.runButton, &QPushButton::clicked, frame, [&controller] { controller.runButton(); });
   QObject::connect(ui.cancelButton, &QPushButton::clicked, frame,
                    [&controller] { controller.cancelButton(); });
@@ -204,52 +209,40 @@ void QtToolkit::show() {
   const QSize room = frame.screen()->availableGeometry().size();
   frame.resize(frame.size().boundedTo(room));
   frame.show();
+  fitTo(room);
+}
+
+void QtToolkit::fitTo(const QSize& room) {
+  WizardWindow& frame = m_pWindow->frame;
+  const Ui::MainWindow& ui = m_pWindow->ui;
+  const int width = qMin(frame.width(), room.width());
+  // The content's own minimum is known only once it is laid out, and changes with the width that a scroll
+  // bar leaves it: a few rounds settle it.
+  constexpr int kRounds = 4;
+  for (int round = 0; round < kRounds; ++round) {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    const int around = frame.height() - ui.welcomeScroll->viewport()->height();
+    const int texts = ui.welcomeContent->minimumSizeHint().height();
+    const QSize smallest = QSize(width, texts + around).boundedTo(room);
+    frame.setMinimumSize(smallest);
+    frame.resize(frame.size().expandedTo(smallest).boundedTo(room));
+  }
 }
 
 QMainWindow& QtToolkit::window() {
   return m_pWindow->frame;
 }
 
-QWidget* QtToolkit::widget(Outlet outlet) const {
-  const Ui::MainWindow& ui = m_pWindow->ui;
-  switch (outlet) {
-    case Outlet::mainWindow:
-      return &m_pWindow->frame;
-    case Outlet::tabView:
-      return ui.tabView;
-    case Outlet::welcomeMsg:
-      return ui.welcomeMsg;
-    case Outlet::tolmIntro:
-      return ui.tolmIntro;
-    case Outlet::pswdText:
-      return ui.pswdText;
-    case Outlet::runButton:
-      return ui.runButton;
-    case Outlet::encryptionBox:
-      return ui.encryptionBox;
-    case Outlet::maskPswdBox:
-      return ui.maskPswdBox;
-    case Outlet::passwordField:
-      return ui.passwordField;
-    case Outlet::unmaskPassword:
-      return ui.unmaskPassword;
-    case Outlet::progressMsg:
-      return ui.progressMsg;
-    case Outlet::progressBar:
-      return ui.progressBar;
-    case Outlet::cancelButton:
-      return ui.cancelButton;
-    case Outlet::finishMsg:
-      return ui.finishMsg;
-    case Outlet::finishButton:
-      return ui.finishButton;
-    case Outlet::mAbout:
-    case Outlet::mHideTolm:
-    case Outlet::mHideOthers:
-    case Outlet::mShowAll:
-    case Outlet::mQuitTolm:
-      return nullptr;
+template <typename Type>
+Type* QtToolkit::control(Outlet outlet) const {
+  for (const Control& control : m_pWindow->controls) {
+    if (control.outlet == outlet) {
+      if (Type* const object = qobject_cast<Type*>(control.object); object != nullptr) {
+        return object;
+      }
+    }
   }
+  LOG_MESSAGE(kLogError, "The control %d isn't what the call is made for", static_cast<int>(outlet));
   return nullptr;
 }
 
@@ -268,79 +261,108 @@ void QtToolkit::terminate() {
 void QtToolkit::setTitle(Outlet outlet, const std::string& title) {
   const Ui::MainWindow& ui = m_pWindow->ui;
   const QString whole = text(title);
-  switch (outlet) {
-    case Outlet::mainWindow: {
-      // "[*]" is Qt's mark for unsaved changes; doubled it stands for itself.
-      m_pWindow->frame.setWindowTitle(frontOf(whole).replace(QLatin1String("[*]"), QLatin1String("[*][*]")));
-      m_pWindow->frame.setAccessibleName(whole);
-      ui.programIcon->setAccessibleName(whole);
-      ui.progressBar->setAccessibleName(whole);
-      ui.applicationMenu->setTitle(withoutMnemonic(elided(*ui.menuBar, whole, kMenuLetters)));
-      break;
+  QString& shown = m_pWindow->titles[outlet];
+  if (outlet == Outlet::mainWindow) {
+    WizardWindow& frame = m_pWindow->frame;
+    // "[*]" is Qt's mark for unsaved changes; doubled it stands for itself.
+    frame.setWindowTitle(frontOf(whole).replace(QLatin1String("[*]"), QLatin1String("[*][*]")));
+    frame.setAccessibleName(whole);
+    for (QWidget* nameless :
+         std::initializer_list<QWidget*>{ui.programIcon, ui.outcomeIcon, ui.progressBar}) {
+      nameless->setAccessibleName(whole);
     }
-    case Outlet::mAbout:
-      ui.mAbout->setText(withoutMnemonic(elided(*ui.applicationMenu, whole, kMenuLetters)));
-      break;
-    case Outlet::mHideTolm:
-      ui.mHideTolm->setText(withoutMnemonic(elided(*ui.applicationMenu, whole, kMenuLetters)));
-      break;
-    case Outlet::mHideOthers:
-      ui.mHideOthers->setText(withoutMnemonic(elided(*ui.applicationMenu, whole, kMenuLetters)));
-      break;
-    case Outlet::mShowAll:
-      ui.mShowAll->setText(withoutMnemonic(elided(*ui.applicationMenu, whole, kMenuLetters)));
-      break;
-    case Outlet::mQuitTolm:
-      ui.mQuitTolm->setText(withoutMnemonic(elided(*ui.applicationMenu, whole, kMenuLetters)));
-      break;
-    default: {
-      QAbstractButton* button = qobject_cast<QAbstractButton*>(widget(outlet));
-      const bool box = qobject_cast<QCheckBox*>(button) != nullptr;
-      const QString shown = elided(*button, whole, box ? kBoxLetters : kButtonLetters);
-      button->setText(withoutMnemonic(shown));
-      button->setAccessibleName(whole);
-      button->setToolTip(shown == whole ? QString() : wrappedToolTip(whole));
-      break;
+    shown = elided(*ui.menuBar, whole, kMenuLetters);
+  } else if (outlet >= Outlet::mAbout) {
+    shown = elided(*ui.applicationMenu, whole, kMenuLetters);
+  } else if (QAbstractButton* const button = control<QAbstractButton>(outlet); button != nullptr) {
+    const bool box = qobject_cast<QCheckBox*>(button) != nullptr;
+    shown = elided(*button, whole, box ? kBoxLetters : kButtonLetters);
+    button->setAccessibleName(whole);
+    button->setToolTip(shown == whole ? QString() : wrappedToolTip(whole));
+  }
+  drawTitles();
+  describe(outlet, whole);
+}
+
+void QtToolkit::drawTitles() {
+  Ui::MainWindow& ui = m_pWindow->ui;
+  // Letters are shared out by what is seen at one time. What is pressed most comes first, and the title of
+  // the menu, which stands over every screen, takes its letter before the screens do.
+  static const std::array<std::vector<Outlet>, 4> kTogether = {{
+      {Outlet::runButton, Outlet::encryptionBox, Outlet::maskPswdBox},
+      {Outlet::cancelButton},
+      {Outlet::finishButton},
+      {Outlet::mAbout, Outlet::mHideTolm, Outlet::mHideOthers, Outlet::mShowAll, Outlet::mQuitTolm},
+  }};
+  for (const std::vector<Outlet>& group : kTogether) {
+    Mnemonics letters;
+    if (group.front() != Outlet::mAbout) {
+      ui.applicationMenu->setTitle(letters.mark(m_pWindow->titles[Outlet::mainWindow], QLatin1Char('T')));
+    }
+    for (const Control& control : m_pWindow->controls) {
+      if (std::find(group.begin(), group.end(), control.outlet) == group.end()) {
+        continue;
+      }
+      const QString marked = letters.mark(m_pWindow->titles[control.outlet], QLatin1Char(control.letter));
+      if (QAction* const action = qobject_cast<QAction*>(control.object); action != nullptr) {
+        action->setText(marked);
+      } else {
+        qobject_cast<QAbstractButton*>(control.object)->setText(marked);
+      }
+    }
+    if (group.front() == Outlet::finishButton) {
+      ui.folderButton->setText(letters.mark(m_pWindow->folderTitle, QLatin1Char('S')));
     }
   }
-  describe(outlet, whole);
 }
 
 void QtToolkit::setTabViewType(Outlet outlet, int type) {
   // A stacked widget has no tabs to begin with; the type tells that the border goes too.
-  if (type == kNoTabsNoBorder) {
-    qobject_cast<QStackedWidget*>(widget(outlet))->setFrameShape(QFrame::NoFrame);
+  if (QStackedWidget* const tabs = control<QStackedWidget>(outlet);
+      tabs != nullptr && type == kNoTabsNoBorder) {
+    tabs->setFrameShape(QFrame::NoFrame);
   }
 }
 
 void QtToolkit::selectNextTabViewItem(Outlet outlet) {
   const Ui::MainWindow& ui = m_pWindow->ui;
-  QStackedWidget* tabs = qobject_cast<QStackedWidget*>(widget(outlet));
-  if (tabs->currentIndex() + 1 == tabs->count()) {
+  QStackedWidget* const tabs = control<QStackedWidget>(outlet);
+  if (tabs == nullptr || tabs->currentIndex() + 1 == tabs->count()) {
     return;
   }
   tabs->setCurrentIndex(tabs->currentIndex() + 1);
+  m_pWindow->frame.beginQuietTime(m_nQuietTime);
   if (tabs->currentWidget() == ui.progressScreen) {
-    ui.cancelButton->setFocus();
+    ui.cancelButton->setFocus(Qt::TabFocusReason);
   } else if (tabs->currentWidget() == ui.finishedScreen) {
-    ui.finishButton->setFocus();
+    ui.finishButton->setFocus(Qt::TabFocusReason);
   }
 }
 
 std::string QtToolkit::stringValue(Outlet outlet) {
-  const QWidget* object = widget(outlet);
-  const QLineEdit* input = qobject_cast<const QLineEdit*>(object);
-  return (input != nullptr ? input->text() : qobject_cast<const QLabel*>(object)->text()).toStdString();
+  const QWidget* const object = control<QWidget>(outlet);
+  if (const QLineEdit* const input = qobject_cast<const QLineEdit*>(object); input != nullptr) {
+    return input->text().toStdString();
+  }
+  const QLabel* const label = qobject_cast<const QLabel*>(object);
+  return label != nullptr ? label->text().toStdString() : std::string();
 }
 
 void QtToolkit::setStringValue(Outlet outlet, const std::string& value) {
-  QWidget* object = widget(outlet);
+  QWidget* const object = control<QWidget>(outlet);
   const QString words = text(value);
-  if (QLineEdit* input = qobject_cast<QLineEdit*>(object)) {
+  if (QLineEdit* const input = qobject_cast<QLineEdit*>(object); input != nullptr) {
     input->setText(words);
     return;
   }
-  qobject_cast<QLabel*>(object)->setText(words);
+  if (QLabel* const label = qobject_cast<QLabel*>(object); label != nullptr) {
+    label->setText(words);
+  }
+  if (outlet == Outlet::tolmIntro) {
+    // The longest text of the window tells the direction of them all.
+    QGuiApplication::setLayoutDirection(readingDirection(words));
+    indentPassword(readingDirection(words));
+  }
   describe(outlet, words);
 }
 
@@ -353,12 +375,8 @@ void QtToolkit::describe(Outlet outlet, const QString& words) {
       ui.welcomeMsg->setAccessibleName(words);
       break;
     case Outlet::tolmIntro:
-      QGuiApplication::setLayoutDirection(readingDirection(words));
-      // Qt's own style draws the percentage white on white where the bar runs from right to left.
-      ui.progressBar->setTextVisible(readingDirection(words) == Qt::LeftToRight);
       ui.tolmIntro->setAccessibleName(words);
       ui.runButton->setAccessibleDescription(words);
-      m_pWindow->aboutText = words;
       break;
     case Outlet::pswdText:
       ui.pswdText->setAccessibleName(words);
@@ -377,6 +395,7 @@ void QtToolkit::describe(Outlet outlet, const QString& words) {
       break;
     case Outlet::finishMsg:
       ui.finishButton->setAccessibleDescription(words);
+      ui.bundleName->setAccessibleName(words);
       break;
     default:
       break;
@@ -384,14 +403,22 @@ void QtToolkit::describe(Outlet outlet, const QString& words) {
 }
 
 void QtToolkit::setEnabled(Outlet outlet, bool enabled) {
-  widget(outlet)->setEnabled(enabled);
+  if (QWidget* const object = control<QWidget>(outlet); object != nullptr) {
+    object->setEnabled(enabled);
+  }
+  if (outlet == Outlet::passwordField) {
+    // A label in full ink beside a grey field looks like one that waits for something.
+    m_pWindow->ui.pswdText->setEnabled(enabled);
+  }
 }
 
 void QtToolkit::setHidden(Outlet outlet, bool hidden) {
-  QWidget* object = widget(outlet);
-  QStackedWidget* place = m_pWindow->ui.passwordPlace;
-  if (object->parentWidget() != place) {
-    object->setHidden(hidden);
+  QWidget* const object = control<QWidget>(outlet);
+  QStackedWidget* const place = m_pWindow->ui.passwordPlace;
+  if (object == nullptr || object->parentWidget() != place) {
+    if (object != nullptr) {
+      object->setHidden(hidden);
+    }
     return;
   }
   // The two password fields share a place: to hide one is to show the other. The keyboard stays with
@@ -408,33 +435,115 @@ void QtToolkit::setHidden(Outlet outlet, bool hidden) {
 }
 
 int QtToolkit::state(Outlet outlet) {
-  return qobject_cast<QCheckBox*>(widget(outlet))->isChecked() ? kStateOn : kStateOff;
+  const QCheckBox* const box = control<QCheckBox>(outlet);
+  return box != nullptr && box->isChecked() ? kStateOn : kStateOff;
 }
 
 void QtToolkit::setState(Outlet outlet, int state) {
-  qobject_cast<QCheckBox*>(widget(outlet))->setChecked(state == kStateOn);
+  if (QCheckBox* const box = control<QCheckBox>(outlet); box != nullptr) {
+    box->setChecked(state == kStateOn);
+  }
 }
 
 void QtToolkit::startAnimation(Outlet outlet) {
   // A bar with a range is animated by its values; this puts it at its start.
-  qobject_cast<QProgressBar*>(widget(outlet))->setValue(0);
+  setDoubleValue(outlet, 0);
 }
 
 void QtToolkit::setDoubleValue(Outlet outlet, double value) {
-  QProgressBar* bar = qobject_cast<QProgressBar*>(widget(outlet));
+  QProgressBar* const bar = control<QProgressBar>(outlet);
+  if (bar == nullptr) {
+    return;
+  }
   // A value beyond the range fills the bar; the widget itself would ignore it.
-  bar->setValue(value >= bar->maximum()   ? bar->maximum()
-                : value <= bar->minimum() ? bar->minimum()
-                                          : static_cast<int>(value));
+  const int percent = value >= bar->maximum()   ? bar->maximum()
+                      : value <= bar->minimum() ? bar->minimum()
+                                                : static_cast<int>(value);
+  bar->setValue(percent);
+  showPercent(percent);
+}
+
+// What belongs to the box stands under its text and not under its mark. Layouts turn round with the window,
+// but their margins don't.
+void QtToolkit::indentPassword(Qt::LayoutDirection direction) {
+  const QStyle& style = *m_pWindow->frame.style();
+  const int indent =
+      style.pixelMetric(QStyle::PM_IndicatorWidth) + style.pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
+  const bool turned = direction == Qt::RightToLeft;
+  m_pWindow->ui.passwordLayout->setContentsMargins(turned ? 0 : indent, 0, turned ? indent : 0, 0);
+}
+
+// Beside the bar, since Qt's own style draws it white on white inside one that runs from right to left. The
+// mark in front keeps number and sign in their order there.
+void QtToolkit::showPercent(int percent) {
+  m_pWindow->ui.percentText->setText(QStringLiteral("\u200e%1 %").arg(percent));
 }
 
 void QtToolkit::displayIfNeeded(Outlet outlet) {
-  widget(outlet)->repaint();
+  if (QWidget* const object = control<QWidget>(outlet); object != nullptr) {
+    object->repaint();
+  }
+  if (outlet == Outlet::progressBar) {
+    m_pWindow->ui.percentText->repaint();
+  }
 }
 
-void QtToolkit::dispatchAsync(GlobalQueue /*queue*/, std::function<void()> block) {
+void QtToolkit::setHint(Hint hint, const std::string& value) {
+  const Ui::MainWindow& ui = m_pWindow->ui;
+  QLabel* const label = hint == Hint::desktopFolder ? ui.desktopHint : ui.passwordHint;
+  const QString words = text(value);
+  label->setText(words);
+  label->setAccessibleName(words);
+  label->setVisible(!words.isEmpty());
+  if (hint == Hint::emptyPassword) {
+    // Read out with the field that it is about.
+    const QString box = ui.encryptionBox->accessibleName();
+    const QString description = words.isEmpty() ? box : box + QLatin1String(". ") + words;
+    ui.passwordField->setAccessibleDescription(description);
+    ui.unmaskPassword->setAccessibleDescription(description);
+  }
+}
+
+void QtToolkit::focus(Outlet outlet) {
+  if (QWidget* const object = control<QWidget>(outlet); object != nullptr) {
+    object->setFocus(Qt::TabFocusReason);
+  }
+}
+
+void QtToolkit::showOutcome(const Outcome& outcome) {
+  const Ui::MainWindow& ui = m_pWindow->ui;
+  WizardWindow& frame = m_pWindow->frame;
+  const QIcon icon = frame.style()->standardIcon(outcome.isGood ? QStyle::SP_MessageBoxInformation
+                                                                : QStyle::SP_MessageBoxCritical);
+  ui.outcomeIcon->setPixmap(icon.pixmap(QSize(kIconSize, kIconSize), frame.devicePixelRatioF()));
+  QApplication::alert(&frame);
+  if (!outcome.isGood) {
+    return;
+  }
+  const QString path = text(outcome.bundlePath);
+  ui.bundleName->setText(QFileInfo(path).fileName());
+  ui.bundleName->setToolTip(path);
+  // A name to copy, not a field to fill in: it lies on the window's ground, at the side where texts begin.
+  QPalette ground = ui.bundleName->palette();
+  ground.setColor(QPalette::Base, Qt::transparent);
+  ui.bundleName->setPalette(ground);
+  ui.bundleName->setAlignment(QStyle::visualAlignment(frame.layoutDirection(), Qt::AlignLeading) |
+                              Qt::AlignAbsolute | Qt::AlignVCenter);
+  ui.bundleName->setVisible(true);
+  const QString title = text(outcome.showInFolderTitle);
+  m_pWindow->folderTitle = elided(*ui.folderButton, title, kButtonLetters);
+  ui.folderButton->setAccessibleName(title);
+  ui.folderButton->setAccessibleDescription(path);
+  drawTitles();
+  m_pWindow->opener.find([&ui](bool canShow) { ui.folderButton->setVisible(canShow); });
+}
+
+void QtToolkit::dispatchAsync(GlobalQueue queue, std::function<void()> block) {
   // Both classes stand for the one worker thread on this host.
-  m_Worker.submit(std::move(block));
+  m_Worker.submit([queue, block = std::move(block)] {
+    lowerThisThread(queue);
+    block();
+  });
 }
 
 void QtToolkit::showAbout() {
@@ -443,10 +552,10 @@ void QtToolkit::showAbout() {
     QMessageBox* about = new QMessageBox(&frame);  // owned by the window; dies when it is closed
     about->setAttribute(Qt::WA_DeleteOnClose);
     about->setModal(false);
-    about->setWindowTitle(m_pWindow->ui.mAbout->text());
+    about->setWindowTitle(m_pWindow->titles[Outlet::mAbout]);
     about->setTextFormat(Qt::PlainText);
     about->setText(frame.accessibleName() + QLatin1String(" " TOLM_VERSION));
-    QString words = m_pWindow->aboutText;
+    QString words = m_pWindow->ui.tolmIntro->text();
     if (words.size() > kAboutLetters) {
       words = words.left(kAboutLetters) + QChar(0x2026);
     }

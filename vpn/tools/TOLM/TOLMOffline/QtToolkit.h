@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include <QtCore/QSize>
 #include <memory>
 
 #include "vpn/tools/TOLM/TOLMOffline/IToolkit.h"
@@ -13,7 +14,6 @@
 #include "vpn/tools/TOLM/TOLMOffline/WorkerQueue.h"
 
 class QMainWindow;
-class QWidget;
 
 namespace halvo {
 
@@ -21,7 +21,11 @@ class GUIController;
 
 class QtToolkit : public IToolkit {
  public:
-  QtToolkit();
+  // For how long a screen that has just come up takes no press, in milliseconds: longer than the second
+  // half of a double click, shorter than a look at the screen.
+  static constexpr int kQuietTime = 500;
+
+  explicit QtToolkit(int quietTime = kQuietTime);
   ~QtToolkit() override;
   QtToolkit(const QtToolkit&) = delete;
   QtToolkit& operator=(const QtToolkit&) = delete;
@@ -30,6 +34,9 @@ class QtToolkit : public IToolkit {
   void connectActions(GUIController& controller);
   // Shows the window, no larger than the screen.
   void show();
+  // Makes the window large enough to read the welcome screen without a scroll bar, and keeps the user from
+  // making it smaller; `room` is the most that it may take.
+  void fitTo(const QSize& room);
   [[nodiscard]] QMainWindow& window();
 
   void setDelegate(IApplicationDelegate* delegate) override;
@@ -46,19 +53,28 @@ class QtToolkit : public IToolkit {
   void startAnimation(Outlet outlet) override;
   void setDoubleValue(Outlet outlet, double value) override;
   void displayIfNeeded(Outlet outlet) override;
+  void setHint(Hint hint, const std::string& text) override;
+  void focus(Outlet outlet) override;
+  void showOutcome(const Outcome& outcome) override;
   void dispatchAsync(GlobalQueue queue, std::function<void()> block) override;
   IMainQueue& mainQueue() override { return m_MainQueue; }
 
  private:
   struct Window;
 
-  // The widget of an outlet; null for a menu item.
-  [[nodiscard]] QWidget* widget(Outlet outlet) const;
+  // The object of an outlet as a `Type`; null, with a record in the log, where it is of another type.
+  template <typename Type>
+  [[nodiscard]] Type* control(Outlet outlet) const;
   void describe(Outlet outlet, const QString& text);
+  // Draws all titles anew, with the keyboard letters of each screen.
+  void drawTitles();
+  void showPercent(int percent);
+  void indentPassword(Qt::LayoutDirection direction);
   void showAbout();
 
   std::unique_ptr<Window> m_pWindow;
   IApplicationDelegate* m_pDelegate = nullptr;
+  int m_nQuietTime;
   QtMainQueue m_MainQueue;
   WorkerQueue m_Worker;
 };

@@ -40,6 +40,7 @@ WizardServices::WizardServices()
       releaseStoragePath(&CStoragePath::releaseInstance),
       getMessage(&messageOfCatalog),
       bundleTimeText([] { return helperUtil::timeText(1); }),
+      takesFiles([](const std::string& folder) { return access(folder.c_str(), W_OK | X_OK) == 0; }),
       isSystemVersionAtLeast(&halvo::isSystemVersionAtLeast),
       makeEngine([](const std::string& requestPath, const std::string& bundlePath,
                     const std::string& password, bool clearLogs) -> std::unique_ptr<IEngineRun> {

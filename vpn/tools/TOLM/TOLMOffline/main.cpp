@@ -5,32 +5,17 @@
 #include <unistd.h>
 
 #include <QtWidgets/QApplication>
-#include <cstdio>
 #include <cstdlib>
+#include <string>
 
+#include "vpn/Common/Utility/CoreFoundationUtils.h"
 #include "vpn/Common/Utility/ProgramStart.h"
+#include "vpn/Common/i18n/UiTexts.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
+#include "vpn/tools/TOLM/TOLMOffline/ToolkitMessages.h"
 
 namespace {
-
-bool g_bOpen = false;
-
-// Qt tells of a display that it can't reach by a fatal message, behind which it would abort. All that
-// it says before belongs to that, so nothing of it is printed before the window is open.
-void onQtMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message) {
-  if (g_bOpen) {
-    std::fprintf(stderr, "%s\n", qPrintable(message));
-    if (type == QtFatalMsg) {
-      _exit(0);
-    }
-  } else if (type == QtFatalMsg) {
-    std::fputs(
-        "tmtolmui: no display can be opened; the console program tmtolm gathers a bundle without one\n",
-        stderr);
-    _exit(1);
-  }
-}
 
 void endAtOnce(int /*signal*/) {
   _exit(0);
@@ -51,11 +36,20 @@ void endWithTheSession() {
   static_cast<void>(std::atexit([] { _exit(0); }));
 }
 
+// The toolkit's own texts in the language of the wizard's: where those are English, for want of a
+// translation, a box with a button in another language would look broken.
+void followTheLanguage(halvo::GUIController& controller) {
+  std::string locale;
+  if (controller.ts(halvo::textCancel) != halvo::textCancel && halvo::GetLangCode(locale) == 0) {
+    halvo::loadToolkitTexts(locale);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   halvo::prepareProgram();
-  qInstallMessageHandler(onQtMessage);
+  halvo::takeToolkitMessages();
   QApplication application(argc, argv);
   QGuiApplication::setDesktopFileName(QStringLiteral("com.halvo.tessarmont.tolm"));
 
@@ -63,8 +57,9 @@ int main(int argc, char** argv) {
   halvo::GUIController controller(toolkit);
   toolkit.connectActions(controller);
   controller.awakeFromNib();
+  followTheLanguage(controller);
   toolkit.show();
-  g_bOpen = true;
+  halvo::toolkitHasOpened();
   endWithTheSession();
   QApplication::exec();
   // The end of the loop has ended the process; what stands here is for a loop that never began.
