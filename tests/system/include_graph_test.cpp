@@ -112,7 +112,10 @@ bool isToolkitAdapter(const std::string& path) {
     return false;
   }
   const std::string name = path.substr(kWizard.size());
-  return startsWith(name, "Qt") || startsWith(name, "ui_") || startsWith(name, "MessageLabel") ||
+  static const char* const kBeginnings[] = {
+      "Qt", "ui_", "MessageLabel", "Mnemonics", "FolderOpener", "ToolkitMessages", "WizardWindow"};
+  return std::any_of(std::begin(kBeginnings), std::end(kBeginnings),
+                     [&name](const char* beginning) { return startsWith(name, beginning); }) ||
          name == "main.cpp";
 }
 
