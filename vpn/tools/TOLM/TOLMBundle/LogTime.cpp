@@ -208,7 +208,7 @@ std::optional<std::int64_t> secondsOf(const LogTime& time, std::int64_t now) {
   if (time.year != 0) {
     return daysOfDate(time.year, time.month, time.day) * kSecondsOfDay + ofDay;
   }
-  int year = 1971 + static_cast<int>(now / (366 * kSecondsOfDay));
+  int year = 1969 + static_cast<int>(now / (366 * kSecondsOfDay));
   std::int64_t seconds = 0;
   // From below: the estimate of the year is short by one or two.
   for (int i = 0; i < 4; ++i, ++year) {

@@ -43,7 +43,7 @@ class FindingsCommand : public ICommand {
     }
     BundleContent content(reader);
     content.load();
-    const std::vector<Finding> findings = findProblems(content, rules);
+    const std::vector<KnownProblem> findings = findProblems(content, rules);
     const std::size_t count = rules.rules().size();
     const std::string text =
         m_bJson ? findingsJson(content, findings, count) : findingsText(content, findings, count);

@@ -368,15 +368,15 @@ std::string filledIn(const std::string& text, const std::vector<Hit>& hits) {
 
 }  // namespace
 
-std::vector<Finding> findProblems(const BundleContent& content, const RuleSet& rules) {
+std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleSet& rules) {
   const Scan scan(content, rules);
-  std::vector<Finding> findings;
+  std::vector<KnownProblem> findings;
   for (const Rule& rule : rules.rules()) {
     Judge judge(content, scan);
     if (!judge.holds(rule.condition)) {
       continue;
     }
-    Finding finding{
+    KnownProblem finding{
         rule.id, rule.severity, filledIn(rule.title, judge.hits), filledIn(rule.advice, judge.hits),
         {},      judge.count};
     for (const Hit& hit : judge.hits) {
@@ -384,15 +384,16 @@ std::vector<Finding> findProblems(const BundleContent& content, const RuleSet& r
     }
     findings.push_back(std::move(finding));
   }
-  std::stable_sort(findings.begin(), findings.end(),
-                   [](const Finding& left, const Finding& right) { return left.severity < right.severity; });
+  std::stable_sort(findings.begin(), findings.end(), [](const KnownProblem& left, const KnownProblem& right) {
+    return left.severity < right.severity;
+  });
   return findings;
 }
 
-std::string findingsText(const BundleContent& content, const std::vector<Finding>& findings,
+std::string findingsText(const BundleContent& content, const std::vector<KnownProblem>& findings,
                          std::size_t rules) {
   std::string text;
-  for (const Finding& finding : findings) {
+  for (const KnownProblem& finding : findings) {
     text += severityText(finding.severity) + ": " + withoutControls(finding.title) + " [" +
             withoutControls(finding.id) + "]\n  " + withoutControls(finding.advice) + "\n";
     for (const Evidence& evidence : finding.evidence) {
@@ -409,12 +410,12 @@ std::string findingsText(const BundleContent& content, const std::vector<Finding
          " known problems are seen in this bundle.\n";
 }
 
-std::string findingsJson(const BundleContent& content, const std::vector<Finding>& findings,
+std::string findingsJson(const BundleContent& content, const std::vector<KnownProblem>& findings,
                          std::size_t rules) {
   Json json;
   json["rules"] = rules;
   json["findings"] = Json::array();
-  for (const Finding& finding : findings) {
+  for (const KnownProblem& finding : findings) {
     Json one = {{"id", finding.id},       {"severity", severityText(finding.severity)},
                 {"title", finding.title}, {"advice", finding.advice},
                 {"count", finding.count}, {"lines", Json::array()}};

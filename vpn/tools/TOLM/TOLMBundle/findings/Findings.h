@@ -19,7 +19,7 @@ struct Evidence {
   std::string text;        // its front
 };
 
-struct Finding {
+struct KnownProblem {
   std::string id;
   Severity severity = Severity::kWarning;
   std::string title;
@@ -30,12 +30,12 @@ struct Finding {
 
 // Errors first, then warnings, then the rest, in the order of the rules. What can't be read counts as not
 // there.
-std::vector<Finding> findProblems(const BundleContent& content, const RuleSet& rules);
+std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleSet& rules);
 
 // Both end with a line feed. The text holds no control characters but line feeds.
-std::string findingsText(const BundleContent& content, const std::vector<Finding>& findings,
+std::string findingsText(const BundleContent& content, const std::vector<KnownProblem>& findings,
                          std::size_t rules);
-std::string findingsJson(const BundleContent& content, const std::vector<Finding>& findings,
+std::string findingsJson(const BundleContent& content, const std::vector<KnownProblem>& findings,
                          std::size_t rules);
 
 }  // namespace halvo

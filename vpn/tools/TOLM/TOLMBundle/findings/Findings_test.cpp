@@ -34,7 +34,7 @@ using ::testing::SizeIs;
 using Files = std::vector<RuleExample::File>;
 
 // The findings of a bundle that holds these files, each with the id of its item.
-std::vector<Finding> findIn(const Files& files, const RuleSet& rules, std::string* text = nullptr) {
+std::vector<KnownProblem> findIn(const Files& files, const RuleSet& rules, std::string* text = nullptr) {
   SummaryBuilder summary;
   summary.section("Logs");
   ZipBuilder zip;
@@ -49,7 +49,7 @@ std::vector<Finding> findIn(const Files& files, const RuleSet& rules, std::strin
   EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
   BundleContent content(reader);
   content.load();
-  const std::vector<Finding> findings = findProblems(content, rules);
+  const std::vector<KnownProblem> findings = findProblems(content, rules);
   if (text != nullptr) {
     *text = findingsText(content, findings, rules.rules().size());
     EXPECT_FALSE(nlohmann::json::parse(findingsJson(content, findings, rules.rules().size()), nullptr, false)
@@ -58,9 +58,9 @@ std::vector<Finding> findIn(const Files& files, const RuleSet& rules, std::strin
   return findings;
 }
 
-std::vector<std::string> idsOf(const std::vector<Finding>& findings) {
+std::vector<std::string> idsOf(const std::vector<KnownProblem>& findings) {
   std::vector<std::string> ids;
-  for (const Finding& finding : findings) {
+  for (const KnownProblem& finding : findings) {
     ids.push_back(finding.id);
   }
   return ids;
@@ -130,7 +130,7 @@ TEST(BuiltInRulesTest, EveryRuleIsSeenInItsExampleAndNotInTheOther) {
 TEST(BuiltInRulesTest, AHealthyMachineShowsNoError) {
   RuleSet rules;
   rules.addBuiltIn();
-  const std::vector<Finding> findings = findIn(
+  const std::vector<KnownProblem> findings = findIn(
       {{"client-logs", "agent.log", "2026-03-15 10:40:00 agent: connected\n"},
        {"network-addresses", "ip_result.txt",
         "2: eth0: <BROADCAST,UP,LOWER_UP> mtu 1500 state UP\n4: tun0: <POINTOPOINT,UP,LOWER_UP> mtu 1400 "
@@ -168,8 +168,9 @@ TEST(BuiltInRulesTest, EveryDocumentFitsTheSchema) {
 
 TEST(FindingsTest, LinesAreFoundAndToldWithTheirPlace) {
   std::string text;
-  const std::vector<Finding> findings = findIn({{"a", "a.log", "fine\nerror 42 here\nerror 43\n"}},
-                                               ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>"), &text);
+  const std::vector<KnownProblem> findings =
+      findIn({{"a", "a.log", "fine\nerror 42 here\nerror 43\n"}},
+             ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>"), &text);
   ASSERT_THAT(findings, SizeIs(1));
   EXPECT_EQ(findings[0].title, "T 42");
   EXPECT_EQ(findings[0].advice, "Do 42.");
@@ -185,7 +186,8 @@ TEST(FindingsTest, ManyLinesAreCountedAndTheFirstKept) {
   for (int i = 0; i < 1000; ++i) {
     lines += "error\n";
   }
-  const std::vector<Finding> findings = findIn({{"a", "a.log", lines}}, ruleSet("<line pattern=\"error\"/>"));
+  const std::vector<KnownProblem> findings =
+      findIn({{"a", "a.log", lines}}, ruleSet("<line pattern=\"error\"/>"));
   ASSERT_THAT(findings, SizeIs(1));
   EXPECT_EQ(findings[0].count, 1000U);
   EXPECT_THAT(findings[0].evidence, SizeIs(5));

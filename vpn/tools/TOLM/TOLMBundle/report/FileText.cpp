@@ -77,16 +77,16 @@ class Tail {
 
 // Takes what lies between the two halves out, up to lines' ends where they are near.
 void cut(FileText& text, std::string& tail, std::uint64_t behindHead, std::uint64_t lines) {
+  if (behindHead <= kHalf) {
+    // Both halves together are the whole.
+    text.head += tail;
+    return;
+  }
   constexpr std::size_t kNear = 8192;
   const std::size_t lastFeed = text.head.rfind('\n');
   if (lastFeed != std::string::npos && text.head.size() - lastFeed <= kNear) {
     behindHead += text.head.size() - lastFeed - 1;
     text.head.erase(lastFeed + 1);
-  }
-  if (behindHead <= kHalf) {
-    // Both halves together are the whole.
-    text.head += tail.substr(tail.size() - behindHead);
-    return;
   }
   tail.erase(0, tail.size() - std::min(kHalf, tail.size()));
   const std::size_t firstFeed = tail.find('\n');

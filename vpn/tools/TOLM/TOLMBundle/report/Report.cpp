@@ -153,7 +153,7 @@ class HeadPart {
  public:
   explicit HeadPart(const BundleContent& content) : m_rContent(content) {}
 
-  std::string html(const Timeline& timeline, const std::vector<Finding>& findings) {
+  std::string html(const Timeline& timeline, const std::vector<KnownProblem>& findings) {
     addMachine();
     addMissing();
     addFindings(findings);
@@ -221,14 +221,14 @@ class HeadPart {
     }
   }
 
-  void addFindings(const std::vector<Finding>& findings) {
+  void addFindings(const std::vector<KnownProblem>& findings) {
     m_strHtml += "<h2 id=\"findings\">Known problems (" + std::to_string(findings.size()) + ")</h2>\n";
     if (findings.empty()) {
       m_strHtml += "<p>None of the known problems is seen.</p>\n";
     }
     std::size_t done = 0;
     for (; done < findings.size() && !isFull(); ++done) {
-      const Finding& finding = findings[done];
+      const KnownProblem& finding = findings[done];
       const std::string severity = severityText(finding.severity);
       m_strHtml += "<div class=\"finding " + severity + "\"><h3><span class=\"severity\">" + severity +
                    "</span> " + isolated(finding.title) + "</h3>\n<p>" + isolated(finding.advice) +
@@ -361,12 +361,12 @@ std::string writeReport(const BundleContent& content, const RuleSet& rules, cons
   if (word.empty()) {
     return std::string("no random numbers can be had: ") + std::strerror(errno);
   }
-  std::future<std::vector<Finding>> findings =
+  std::future<std::vector<KnownProblem>> findings =
       std::async(std::launch::async, [&content, &rules] { return findProblems(content, rules); });
   Timeline timeline(content.madeAt().value_or(0));
   FilesPart files(content, timeline);
   const std::string error = files.write();
-  const std::vector<Finding> found = findings.get();
+  const std::vector<KnownProblem> found = findings.get();
   if (!error.empty()) {
     return error;
   }
