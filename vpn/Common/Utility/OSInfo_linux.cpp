@@ -59,10 +59,15 @@ std::optional<std::string> readWhole(const char* path) {
   if (!file) {
     return std::nullopt;
   }
-  // The stream takes a failed read (the path of a folder, say) for an empty file, and throws nothing.
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
+  // A failed read (the path of a folder, say) counts as an empty file. An allocation that fails doesn't, as
+  // it would in a stream of text.
+  std::string text;
+  char block[4096];
+  while (file.good()) {
+    file.read(block, sizeof(block));
+    text.append(block, static_cast<std::size_t>(file.gcount()));
+  }
+  return text;
 }
 
 }  // namespace
@@ -73,6 +78,8 @@ void fillFromOsRelease(const std::string& text, OSInfo& record) {
   std::string name = "Linux";
   std::string version;
   std::istringstream lines(text);
+  // getline() swallows an allocation that fails, as if the text ended there.
+  lines.exceptions(std::ios::badbit);
   std::string line;
   while (std::getline(lines, line)) {
     // The file is meant to be read by a shell: the last assignment of a name counts.

@@ -8,8 +8,6 @@
   ROW(Check)               \
   ROW(Plan)                \
   ROW(Show)                \
-  ROW(Report)              \
-  ROW(Findings)            \
   ROW(Compare)             \
   ROW(Ask)
 

@@ -6,6 +6,7 @@
 
 #include <QtWidgets/QApplication>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "vpn/Common/Utility/CoreFoundationUtils.h"
@@ -54,15 +55,16 @@ int main(int argc, char** argv) {
   QGuiApplication::setDesktopFileName(QStringLiteral("com.halvo.tessarmont.tolm"));
 
   halvo::QtToolkit toolkit;
-  halvo::GUIController controller(toolkit);
-  toolkit.connectActions(controller);
-  controller.awakeFromNib();
-  followTheLanguage(controller);
+  // Shared: reports that wait in the main queue keep the controller alive.
+  const auto controller = std::make_shared<halvo::GUIController>(toolkit);
+  toolkit.connectActions(*controller);
+  controller->awakeFromNib();
+  followTheLanguage(*controller);
   toolkit.show();
   halvo::toolkitHasOpened();
   endWithTheSession();
   QApplication::exec();
   // The end of the loop has ended the process; what stands here is for a loop that never began.
-  controller.applicationWillTerminate();
+  controller->applicationWillTerminate();
   return 0;
 }

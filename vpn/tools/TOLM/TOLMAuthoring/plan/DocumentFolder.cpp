@@ -26,10 +26,9 @@ std::vector<std::string> documentNames(const std::string& folder) {
 }  // namespace
 
 LoadedDocument loadDocument(const std::string& path) {
-  constexpr int kFileMode = 1;
   LoadedDocument loaded;
   std::list<XMLObject*> documents;
-  if (loaded.loader->load(path, kFileMode, documents) != nullptr && documents.front()->GetRoot() != nullptr) {
+  if (loaded.loader->load(path, kLoadFile, documents) != nullptr && documents.front()->GetRoot() != nullptr) {
     loaded.document = documents.front();
   }
   return loaded;

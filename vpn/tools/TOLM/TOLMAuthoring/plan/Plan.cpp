@@ -5,6 +5,7 @@
 
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/PlanActions.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {
 
@@ -185,7 +186,7 @@ Plan buildPlan(const std::vector<PlanSource>& documents, const XMLObject* reques
     document.parsed = source.document != nullptr;
     if (document.parsed) {
       ++ordinal;
-      const DataComponent* const title = source.document->FindChildInGroup("configure", "title");
+      const DataComponent* const title = findTitle(*source.document);
       document.title = title != nullptr ? title->GetValue() : "Unknown_" + std::to_string(ordinal);
       if (request != nullptr) {
         planner.walkRequest(*source.document, document.items);

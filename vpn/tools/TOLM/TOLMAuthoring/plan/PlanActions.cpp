@@ -42,12 +42,11 @@ bool allExpansionsEnd(const DataComponent& action) {
   return true;
 }
 
-// `isFolder`: the look at the folder that it lies in has shown it for one.
-PlannedFile planFile(const std::string& path, const std::string& storedAs, bool isFolder, IPlanHost& host) {
+PlannedFile planFile(const std::string& path, const std::string& storedAs, IPlanHost& host) {
   PlannedFile file;
   file.path = path;
   file.storedAs = storedAs;
-  file.isFolder = isFolder || host.isFolder(path);
+  file.isFolder = host.isFolder(path);
   file.size = file.isFolder ? -1 : host.sizeOf(path);
   file.problem = host.readProblem(path);
   if (file.problem.empty() && !file.isFolder && file.size < 0) {
@@ -79,8 +78,8 @@ void planCopy(PlannedAction& action, const XMLObject& subtree, const std::string
   }
   for (const helperUtil::FileFindEntry& entry : entries) {
     if (entry.name != "." && entry.name != ".." && (!attributes.gatherNewest || entry.name == newest.name)) {
-      action.files.push_back(planFile(folder + entry.name, helperUtil::buildBundleFileName(name, entry.name),
-                                      entry.isDirectory, host));
+      action.files.push_back(
+          planFile(folder + entry.name, helperUtil::buildBundleFileName(name, entry.name), host));
     }
   }
   if (action.files.empty()) {
@@ -130,7 +129,7 @@ void planList(PlannedAction& action, const XMLObject& subtree, IPlanHost& host) 
     return;
   }
   for (const std::string& location : locations) {
-    action.files.push_back(planFile(location, helperUtil::stringAfterLast(location, "/"), false, host));
+    action.files.push_back(planFile(location, helperUtil::stringAfterLast(location, "/"), host));
   }
   if (action.files.empty()) {
     action.problem = "the property list names no file";

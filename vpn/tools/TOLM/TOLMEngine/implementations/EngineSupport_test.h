@@ -17,7 +17,7 @@ namespace halvo::test {
 inline std::unique_ptr<XMLObject> parseDocument(const std::string& text) {
   TOLMXmlLoader loader;
   std::list<XMLObject*> documents;
-  if (loader.load(text, 0, documents) == nullptr) {
+  if (loader.load(text, kLoadText, documents) == nullptr) {
     throw std::runtime_error("not well-formed: " + text);
   }
   return std::make_unique<XMLObject>(*documents.front());

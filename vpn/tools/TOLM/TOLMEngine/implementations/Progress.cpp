@@ -37,7 +37,9 @@ void reportToConsole(std::uint32_t percent, const std::string& message, bool isP
 }
 
 void sendProgress(IProgressListener* listener, const std::string& message, std::uint32_t percent) {
-  auto block = [listener, message, percent] {
+  // The block holds the text, and holds the listener alive where that is possible: it may run long after
+  // the report, when nobody else knows the listener any more.
+  auto block = [keepAlive = listener->weak_from_this().lock(), listener, message, percent] {
     listener->updateMsg(message);
     listener->updateProgress(&percent);
   };

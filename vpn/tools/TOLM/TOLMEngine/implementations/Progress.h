@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
@@ -19,7 +20,10 @@ namespace halvo {
 
 // What a listener offers. updateMsg() and updateProgress() come on the main queue, in the order of
 // the reports; tolmFinished() comes directly on the engine's thread.
-class IProgressListener {
+//
+// A listener that a std::shared_ptr owns is kept alive by every report that waits in the main queue, until
+// it has been shown; any other has to outlive the queue.
+class IProgressListener : public std::enable_shared_from_this<IProgressListener> {
  public:
   virtual ~IProgressListener() = default;
   // Shows the text (UTF-8) on the progress screen and repaints at once.

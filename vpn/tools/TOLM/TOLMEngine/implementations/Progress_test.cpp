@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <memory>
 #include <vector>
 
 namespace halvo {
@@ -113,6 +114,23 @@ TEST_F(ProgressTest, ProgressCrossesByTheQueueInOrderAndTheFinishDirectly) {
     block();
   }
   EXPECT_THAT(m_Listener.calls, ElementsAre("finished 0", "msg first", "bar 1", "msg second", "bar 2"));
+}
+
+// The block held a bare pointer, and a listener that had gone meanwhile was called all the same.
+TEST_F(ProgressTest, AWaitingReportKeepsListenerAndTextAlive) {
+  HoldingQueue queue;
+  setMainQueue(&queue);
+  auto listener = std::make_shared<RecordingListener>();
+  const std::weak_ptr<RecordingListener> watched = listener;
+  setProgressListener(listener.get());
+  reportProgress(1, std::string(100, 'x'), kProcessing);
+  setProgressListener(nullptr);
+  listener.reset();
+  ASSERT_FALSE(watched.expired());
+  queue.blocks.front()();
+  EXPECT_THAT(watched.lock()->calls, ElementsAre("msg " + std::string(100, 'x'), "bar 1"));
+  queue.blocks.clear();
+  EXPECT_TRUE(watched.expired());
 }
 
 TEST_F(ProgressTest, WithoutAListenerAReportIsDropped) {

@@ -36,11 +36,11 @@ void readArgs(const std::string& text, ExternalActionAttributes& attributes) {
   if (attributes.programName.empty()) {
     attributes.programName = text;
   }
-  if (helperUtil::stringAfterLast(attributes.path, "/") == attributes.programName) {
-    // A path that is the bare program name has no "/" to cut at and stands for the present folder.
-    attributes.path = attributes.path == attributes.programName
-                          ? "."
-                          : helperUtil::stringBeforeLast(attributes.path, "/", true);
+  if (attributes.path == attributes.programName) {
+    // Whatever the path is: where the command line begins with all of it, nothing is left of it.
+    attributes.path = ".";
+  } else if (helperUtil::stringAfterLast(attributes.path, "/") == attributes.programName) {
+    attributes.path = helperUtil::stringBeforeLast(attributes.path, "/", true);
   }
   attributes.baseName = helperUtil::stringBeforeLast(attributes.programName, ".", true);
   if (!attributes.baseName.empty() && attributes.baseName.back() == '.') {
@@ -59,7 +59,7 @@ TOLMAction::~TOLMAction() {
 
 void TOLMAction::Perform(std::list<FileRecord>& records) {
   for (const auto& kindElement : m_pOsElement->GetChildren()) {
-    const std::string& kind = kindElement->GetName();
+    const std::string kind = kindElement->GetName();
     std::list<std::string> tempFiles;
     for (const auto& element : kindElement->GetChildren()) {
       const XMLObject actionXml(element.get());
@@ -196,6 +196,10 @@ std::string TOLMAction::resultCodeToText(ResultCode code) {
     default:
       return " Unexpected error occurred";
   }
+}
+
+std::string TOLMAction::failedCopyText(ResultCode code, const std::string& errorText) {
+  return resultCodeToText(code) + (errorText.empty() ? "" : ": " + errorText);
 }
 
 FileRecord TOLMAction::makeRecord(const ActionContext& context, const std::string& path) const {

@@ -116,6 +116,8 @@ class TOLMAction {
                                                       std::vector<std::string>& locations);
   // The words for a failed copy; each begins with a blank, since it is written behind a path.
   [[nodiscard]] static std::string resultCodeToText(ResultCode code);
+  // The same with the system's words behind them, where there are any.
+  [[nodiscard]] static std::string failedCopyText(ResultCode code, const std::string& errorText);
 
  protected:
   std::unique_ptr<CProcessApi> m_pProcessApi;

@@ -1,9 +1,12 @@
-#include <fstream>
+#include <cstring>
+#include <ostream>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/IPC/ProcessAPI_unix.h"
 #include "vpn/Common/Utility/CommandShell.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/CommandObserver.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -22,7 +25,7 @@ std::string firstWord(const std::string& commandLine) {
 }
 
 // The carriage returns stand where readers of captured output expect them, odd as the places are.
-void writeBanner(std::ofstream& output, const std::string& commandLine) {
+void writeBanner(std::ostream& output, const std::string& commandLine) {
   const std::string rule(kBannerWidth, '*');
   output << "\n\r" << rule << std::endl;
   output << '"' << commandLine << "\" output:" << std::endl;
@@ -69,7 +72,7 @@ ResultCode TOLMAction::callExtern(const std::string& path, const std::string& co
 ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::string& tempOut) {
   // Appending: a second command of the same base name lands behind the first. A file that can't be
   // opened is no error; the command runs and its output is lost.
-  std::ofstream output(tempOut, std::ios::binary | std::ios::app);
+  OutputStream output(tempOut, OutputMode::kAppend);
   if (output.is_open()) {
     writeBanner(output, commandLine);
   }
@@ -77,6 +80,9 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
   const ResultCode rc = shell.Execute(output);
   if (rc != 0) {
     LOG_RETURN_CODE(kLogError, "CCommandShell::Execute", rc);
+  }
+  if (const int error = output.close(); error != 0) {
+    recordLoss(__func__, LossKind::kCutShort, tempOut, std::strerror(error));
   }
   return rc;
 }

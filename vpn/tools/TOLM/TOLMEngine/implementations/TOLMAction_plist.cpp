@@ -21,6 +21,7 @@ bool readDict(const DataComponent& dict, std::vector<std::string>& locations) {
       return false;
     }
     for (const auto& entry : (*child)->GetChildren()) {
+      // Up to the first zero byte, as the system's calls would take it.
       const std::string location = entry->GetValue().c_str();
       if (!location.empty()) {
         locations.push_back(location);
@@ -39,7 +40,7 @@ ResultCode TOLMAction::getLogLocationArray(const std::string& file, std::vector<
   }
   TOLMXmlLoader loader;
   std::list<XMLObject*> documents;
-  loader.load(file, 1, documents);
+  loader.load(file, kLoadFile, documents);
   if (documents.empty()) {
     LOG_MESSAGE(kLogError, "Unable to process XML parsing request");
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
@@ -88,10 +89,7 @@ ResultCode TOLMAction::performPListCopyAction(const XMLObject& actionXml, const 
       continue;
     }
     // The reason names the property list; the file-name field tells which log it was.
-    std::string reason = listPath + resultCodeToText(rc);
-    if (!errorText.empty()) {
-      reason += ": " + errorText;
-    }
+    const std::string reason = listPath + failedCopyText(rc, errorText);
     helperUtil::fillSummaryFailedFile(context.summary, context.id, fileName, context.description, reason);
   }
   return 0;

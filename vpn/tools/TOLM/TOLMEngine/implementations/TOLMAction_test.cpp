@@ -264,6 +264,12 @@ TEST_F(ActionReaderTest, APathThatIsTheProgramsNameBecomesTheDot) {
   EXPECT_EQ(readExternal("<path>foo</path><args>foo -x</args>").path, ".");
 }
 
+// The comparison was made only where the path's last component was the program's name.
+TEST_F(ActionReaderTest, AFullPathThatIsTheProgramsNameBecomesTheDotToo) {
+  EXPECT_EQ(readExternal("<path>/usr/bin/foo</path><args>/usr/bin/foo -x</args>").path, ".");
+  EXPECT_EQ(readExternal("<path>./foo</path><args>./foo</args>").path, ".");
+}
+
 TEST_F(ActionReaderTest, TheBaseNameLosesItsLastDotAndWhatFollows) {
   EXPECT_EQ(readExternal("<args>foo.sh -x</args>").baseName, "foo");
   EXPECT_EQ(readExternal("<args>a.b.c</args>").baseName, "a.b");

@@ -1,3 +1,4 @@
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -21,7 +22,7 @@ ResultCode TOLMClearLogsAction::performFileAction(const XMLObject& actionXml,
     return 0;
   }
   for (const helperUtil::FileFindEntry& entry : entries) {
-    if (entry.name != "." && entry.name != "..") {
+    if (!isDotName(entry.name)) {
       static_cast<void>(helperUtil::fileDelete(folder + entry.name));
     }
   }

@@ -1,4 +1,5 @@
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -40,7 +41,7 @@ ResultCode TOLMCollectLogsAction::copyMatchingFiles(const ActionContext& context
   }
 
   for (const helperUtil::FileFindEntry& entry : entries) {
-    if (entry.name == "." || entry.name == "..") {
+    if (isDotName(entry.name)) {
       continue;
     }
     // With "." or ".." as the newest match, no file passes here and nothing is reported. This is meant.
@@ -58,10 +59,7 @@ ResultCode TOLMCollectLogsAction::copyMatchingFiles(const ActionContext& context
     }
     // The reason holds the location as the document has it, pattern and all; the words' own blank
     // keeps them apart.
-    std::string reason = attributes.location + resultCodeToText(rc);
-    if (!errorText.empty()) {
-      reason += ": " + errorText;
-    }
+    const std::string reason = attributes.location + failedCopyText(rc, errorText);
     helperUtil::fillSummaryFailedFile(context.summary, context.id, helperUtil::stringAfterLast(source, "/"),
                                       context.description, reason);
     if (attributes.gatherNewest) {

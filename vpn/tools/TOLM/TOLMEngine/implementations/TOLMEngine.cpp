@@ -1,9 +1,14 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 
 #include <cstdio>
+#include <cstring>
+#include <new>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Zip/CZip.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -16,15 +21,14 @@ namespace halvo {
 
 namespace {
 
-constexpr char kTempFolder[] = "/tmp/TOLM_Temp_Bundle";
-constexpr float kCollectShare = 92.0F;
 constexpr std::uint32_t kCollectPercent = 92;
 constexpr std::uint32_t kZipPercent = 96;
 constexpr std::uint32_t kEndPercent = 100;
-constexpr int kRequestMode = 1;
-constexpr int kFolderMode = 2;
 constexpr int kFailureRule = 100;
 constexpr ResultCode kProcessing = TOLMOFFLINE_ERROR_PROCESSING;
+constexpr std::size_t kReserve = 256 * 1024;
+constexpr char kNoConfigs[] = "Internal Error: no valid configuration XML found...";
+constexpr char kNoMemory[] = "Internal Error: out of memory...";
 
 // A share of the progress bar: single precision, cut towards zero.
 std::uint32_t dividePercent(std::uint32_t amount, std::uint32_t parts) {
@@ -32,11 +36,11 @@ std::uint32_t dividePercent(std::uint32_t amount, std::uint32_t parts) {
 }
 
 std::uint32_t shareOfOneConfig(std::uint32_t configs) {
-  return static_cast<std::uint32_t>(kCollectShare / static_cast<float>(configs));
+  return dividePercent(kCollectPercent, configs);
 }
 
 std::string configName(const XMLObject& config, std::uint32_t ordinal) {
-  const DataComponent* const title = config.FindChildInGroup("configure", "title");
+  const DataComponent* const title = findTitle(config);
   return title != nullptr ? title->GetValue()
                           : "Unknown_" + helperUtil::floatToText(static_cast<float>(ordinal), 0);
 }
@@ -47,7 +51,6 @@ TOLMEngine::TOLMEngine(const std::string& requestPath, const std::string& bundle
                        const std::string& password, bool clearLogs)
     : m_bClearLogs(clearLogs ? 1 : 0),
       m_strRequestPath(requestPath),
-      m_strTempFolder(helperUtil::translatePath(kTempFolder)),
       m_strBundlePath(bundlePath),
       m_strPassword(password),
       m_nConfigs(0),
@@ -70,42 +73,51 @@ TOLMEngine::~TOLMEngine() {
 
 void TOLMEngine::setConfigFolder(const std::string& folder) {
   // The loader joins the folder and a file's name with nothing in between.
-  m_strConfigFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
-}
-
-std::string TOLMEngine::tempFolder() const {
-  const std::lock_guard<std::mutex> guard(m_HeldFolderMutex);
-  return m_strHeldFolder;
-}
-
-void TOLMEngine::setHeldFolder(const std::string& folder) {
-  const std::lock_guard<std::mutex> guard(m_HeldFolderMutex);
-  m_strHeldFolder = folder;
+  m_strConfigFolder = folder.empty() ? folder : withSlash(folder);
 }
 
 ResultCode TOLMEngine::run() {
-  return m_bClearLogs == 0 ? collectLogs() : clearLogs();
+  try {
+    resetLosses();
+    m_pReserve = std::make_unique<char[]>(kReserve);
+    return m_bClearLogs == 0 ? collectLogs() : clearLogs();
+  } catch (const std::bad_alloc&) {
+    return endWithoutMemory();
+  }
+}
+
+ResultCode TOLMEngine::endWithoutMemory() noexcept {
+  // What was gathered is of no use any more, and its memory is. The collector goes first: it points into the
+  // documents.
+  m_pReserve.reset();
+  m_pCollector.reset();
+  m_UnprocessedFiles.clear();
+  for (XMLObject* const document : m_Configs) {
+    delete document;
+  }
+  m_Configs.clear();
+  try {
+    return FAIL_RUN(kNoMemory, TOLMENGINE_ERROR_MEMALLOC_FAILED);
+  } catch (const std::bad_alloc&) {
+    // An empty text needs no memory: a front-end must not take the run for a good one.
+    reportProgress(0, "", TOLMENGINE_ERROR_MEMALLOC_FAILED);
+  }
+  try {
+    m_TempFolder.remove();
+  } catch (const std::bad_alloc&) {
+    // The folder stays for the next run, which removes it.
+    LOG_MESSAGE(kLogError, "The work folder couldn't be removed without memory");
+  }
+  return TOLMENGINE_ERROR_MEMALLOC_FAILED;
 }
 
 ResultCode TOLMEngine::fail(const char* function, int line, const char* text, ResultCode code) {
   m_strFailureText = text;
   logDebugMessage(function, __FILE__, line, kLogError, "%s", text);
   reportProgress(0, text, code);
-  removeTempFolder();
+  // Also where the run has made none: an early failure so removes what an earlier run has left.
+  m_TempFolder.remove();
   return code;
-}
-
-ResultCode TOLMEngine::makeTempFolder() {
-  const ResultCode rc = helperUtil::MakeDirectory(m_strTempFolder);
-  if (rc == 0) {
-    setHeldFolder(m_strTempFolder);
-  }
-  return rc;
-}
-
-void TOLMEngine::removeTempFolder() {
-  helperUtil::fileDeleteDirectory(m_strTempFolder);
-  setHeldFolder("");
 }
 
 ResultCode TOLMEngine::collectLogs() {
@@ -117,18 +129,18 @@ ResultCode TOLMEngine::collectLogs() {
     return rc;
   }
 
-  m_pConfigMgr->load(m_strConfigFolder, kFolderMode, m_Configs);
-  m_nConfigs = static_cast<std::uint32_t>(m_Configs.size());
+  loadConfigs();
   if (m_nConfigs == 0) {
-    return FAIL_RUN("Internal Error: no valid configuration XML found...", TOLMENGINE_ERROR_INTERNAL);
+    return FAIL_RUN(kNoConfigs, TOLMENGINE_ERROR_INTERNAL);
   }
   m_FailedConfigs = m_pConfigMgr->GetFailedFiles();
 
-  chooseTempFolder();
-  if (const ResultCode rc = makeTempFolder(); rc != 0) {
+  m_TempFolder.choose();
+  if (const ResultCode rc = m_TempFolder.make(); rc != 0) {
     return FAIL_RUN("Internal Error: failed to create temporary working folder...", rc);
   }
 
+  makeCollector();
   if (!collectConfigs()) {
     return FAIL_RUN("Internal Error: all configs failed...", TOLMENGINE_ERROR_INTERNAL);
   }
@@ -138,11 +150,11 @@ ResultCode TOLMEngine::collectLogs() {
 
   reportProgress(kZipPercent, "Zipping the bundle, please wait...", kProcessing);
   m_strBundlePath = zipPath(m_strBundlePath);
-  if (m_ArchiveStep(m_strTempFolder, m_strBundlePath, m_strPassword) != 0) {
+  if (m_ArchiveStep(m_TempFolder.path(), m_strBundlePath, m_strPassword) != 0) {
     // The code is fixed; the archive's own isn't passed on.
     return FAIL_RUN("Internal Error: failed to zip the bundle...", TOLMENGINE_ERROR_WRITE_FAILURE);
   }
-  removeTempFolder();
+  m_TempFolder.remove();
   reportProgress(kEndPercent, "TOLM has finished... ", kProcessing);
   reportProgress(0, "", 0);
   return 0;
@@ -155,7 +167,7 @@ std::string TOLMEngine::zipPath(const std::string& path) {
 ResultCode TOLMEngine::loadRequest() {
   // Tried with an empty path too; what the parser logs then belongs to a normal default run.
   std::list<XMLObject*> documents;
-  m_pRequestMgr->load(m_strRequestPath, kRequestMode, documents);
+  m_pRequestMgr->load(m_strRequestPath, kLoadFile, documents);
   if (documents.size() == 1) {
     m_pXMLRequest = documents.front();
     if (m_pXMLRequest->GetRoot() == nullptr) {
@@ -178,24 +190,20 @@ ResultCode TOLMEngine::loadRequest() {
   return 0;
 }
 
-void TOLMEngine::chooseTempFolder() {
-  const ResultCode rc = helperUtil::fileDeleteDirectory(m_strTempFolder);
-  if (rc == 0) {
-    return;
-  }
-  LOG_RETURN_CODE(kLogWarning, "helperUtil::fileDeleteDirectory", rc);
-  // A folder that doesn't exist is told as "access denied", so a clean machine gets the suffix, and the
-  // plain name is used only after a left-over folder has been removed. This is meant. The time text
-  // begins with an underscore of its own.
-  if (rc != TOLMENGINE_ERROR_FILE_NOT_FOUND) {
-    m_strTempFolder += "_" + helperUtil::timeText(1) + "_" +
-                       helperUtil::floatToText(static_cast<float>(helperUtil::randomFiveDigits()), 0);
+void TOLMEngine::loadConfigs() {
+  m_pConfigMgr->load(m_strConfigFolder, kLoadFolder, m_Configs);
+  m_nConfigs = static_cast<std::uint32_t>(m_Configs.size());
+  if (const int error = m_pConfigMgr->GetListingError(); error != 0) {
+    recordLoss(__func__, LossKind::kCutShort, m_strConfigFolder, std::strerror(error));
   }
 }
 
-bool TOLMEngine::collectConfigs() {
+void TOLMEngine::makeCollector() {
   m_pCollector = std::make_unique<collector>(m_pXMLRequest, m_UnprocessedFiles, shareOfOneConfig(m_nConfigs),
                                              m_strBundlePath);
+}
+
+bool TOLMEngine::collectConfigs() {
   bool collectFailed = false;
   std::uint32_t ordinal = 0;
   for (XMLObject* const config : m_Configs) {
@@ -206,9 +214,9 @@ bool TOLMEngine::collectConfigs() {
     const std::string name = configName(*config, ordinal);
     const std::uint32_t start = dividePercent(ordinal * kCollectPercent - kCollectPercent, m_nConfigs);
     reportProgress(start, "Reading instructions ...", kProcessing);
-    std::string target = m_strTempFolder + "/" + name;
+    std::string target = m_TempFolder.path() + "/" + name;
     if (helperUtil::MakeDirectory(target) != 0) {
-      target = m_strTempFolder;
+      target = m_TempFolder.path();
     }
     if (m_pCollector->Collect(target, config, start) != 0) {
       m_FailedConfigs.push_back(name);
@@ -225,15 +233,13 @@ ResultCode TOLMEngine::clearLogs() {
   reportProgress(1, "Starting up TOLM Engine...", kProcessing);
   if (m_pConfigMgr == nullptr) {
     m_pConfigMgr = std::make_unique<TOLMXmlLoader>();
-    m_pConfigMgr->load(m_strConfigFolder, kFolderMode, m_Configs);
+    loadConfigs();
   }
-  m_nConfigs = static_cast<std::uint32_t>(m_Configs.size());
   if (m_nConfigs == 0) {
-    return FAIL_RUN("Internal Error: no valid configuration XML found...", TOLMENGINE_ERROR_INTERNAL);
+    return FAIL_RUN(kNoConfigs, TOLMENGINE_ERROR_INTERNAL);
   }
   if (m_pCollector == nullptr) {
-    m_pCollector = std::make_unique<collector>(m_pXMLRequest, m_UnprocessedFiles,
-                                               shareOfOneConfig(m_nConfigs), m_strBundlePath);
+    makeCollector();
   }
   std::uint32_t accumulated = 0;
   for (XMLObject* const config : m_Configs) {
@@ -248,9 +254,11 @@ ResultCode TOLMEngine::clearLogs() {
 }
 
 ResultCode TOLMEngine::writeFailedFilesToSummary(const std::string& path) {
-  std::FILE* const file = std::fopen(path.c_str(), "a");
+  FileHolder opened = m_pCollector->openSummary();
+  std::FILE* const file = opened.get();
   if (file == nullptr) {
     LOG_MESSAGE(kLogError, "Could not open file \"%s\"", path.c_str());
+    recordLoss(__func__, LossKind::kCutShort, path, "it can't be opened");
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
   if (!m_FailedConfigs.empty()) {
@@ -272,7 +280,7 @@ ResultCode TOLMEngine::writeFailedFilesToSummary(const std::string& path) {
       }
     }
   }
-  std::fclose(file);
+  closeOutput(__func__, path, std::move(opened));
   return 0;
 }
 

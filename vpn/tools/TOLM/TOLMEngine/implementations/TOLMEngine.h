@@ -1,8 +1,13 @@
 // TOLMEngine: performs one whole run, from the instruction documents to the bundle.
 //
 // Built for one run, on any thread, run once and destroyed; neither copied nor reused. All that the
-// caller learns of the outcome travels through reportProgress() (Progress.h). There is no cancel in
-// here: a front-end that cancels ends the process.
+// caller learns of the outcome travels through reportProgress() (Progress.h); what is missing in a bundle
+// under a good result stands in the losses (Losses.h). There is no cancel in here: a front-end that cancels
+// ends the process.
+//
+// No exception leaves run(): it is the outermost catch of an allocation that fails, wherever below it. Such a
+// run ends with TOLMENGINE_ERROR_MEMALLOC_FAILED and a text, as any failed run does; its work folder is
+// removed as far as that is possible without memory.
 //
 // The engine owns the loaders, the config documents, the collector and all path and password
 // strings. The password is an ordinary string for the engine's lifetime and isn't wiped.
@@ -13,11 +18,11 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/WorkFolder.h"
 
 namespace halvo {
 
@@ -55,7 +60,7 @@ class TOLMEngine {
 
   // The work folder while the run has one, empty before and afterwards: a front-end that a signal ends
   // removes it. By value, and on any thread.
-  [[nodiscard]] std::string tempFolder() const;
+  [[nodiscard]] std::string tempFolder() const { return m_TempFolder.held(); }
 
   // collectLogs() or clearLogs(), as the constructor was told. Returns the code that the finish
   // notification carries.
@@ -80,12 +85,12 @@ class TOLMEngine {
   // Steps of a collect run. loadRequest() returns 0 or the code of a run that it has failed;
   // collectConfigs() whether the run goes on.
   [[nodiscard]] ResultCode loadRequest();
-  void chooseTempFolder();
+  void loadConfigs();
+  void makeCollector();
   [[nodiscard]] bool collectConfigs();
-  [[nodiscard]] ResultCode makeTempFolder();
-  // Removes the work folder, whether this run has made it or not.
-  void removeTempFolder();
-  void setHeldFolder(const std::string& folder);
+
+  // Ends a run that has no memory left.
+  ResultCode endWithoutMemory() noexcept;
 
   // Ends a run: logs and reports the text, removes the temporary folder and returns the code.
   ResultCode fail(const char* function, int line, const char* text, ResultCode code);
@@ -101,7 +106,7 @@ class TOLMEngine {
   // The config documents in load order, owned.
   std::list<XMLObject*> m_Configs;
   std::string m_strRequestPath;
-  std::string m_strTempFolder;
+  WorkFolder m_TempFolder;
   std::string m_strBundlePath;
   std::string m_strPassword;
   std::uint32_t m_nConfigs;
@@ -112,9 +117,8 @@ class TOLMEngine {
   std::string m_strFailureText;
   std::string m_strConfigFolder;
   ArchiveStep m_ArchiveStep;
-  // What tempFolder() gives: the one field that another thread may read during a run.
-  mutable std::mutex m_HeldFolderMutex;
-  std::string m_strHeldFolder;
+  // Given back when an allocation fails, so that the run's end has something to work with.
+  std::unique_ptr<char[]> m_pReserve;
 };
 
 }  // namespace halvo

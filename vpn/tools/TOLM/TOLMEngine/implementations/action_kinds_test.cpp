@@ -659,6 +659,14 @@ TEST_F(CommandActionTest, ATemporaryFileThatCantBeOpenedLosesTheOutputAndRunsThe
   EXPECT_TRUE(exists(m_Folder.file("proof")));
 }
 
+TEST_F(CommandActionTest, CapturedOutputIsNotWrittenThroughALinkOrIntoAPipe) {
+  writeFile(m_Folder.file("precious"), "precious");
+  ASSERT_EQ(symlink(m_Folder.file("precious").c_str(), (work() + "/echo_tmp.txt").c_str()), 0);
+  ASSERT_EQ(mkfifo((work() + "/printf_tmp.txt").c_str(), 0600), 0);
+  gather(command("<args>echo lost</args><stdout/>") + command("<args>printf lost</args><stdout/>"));
+  EXPECT_EQ(readFile(m_Folder.file("precious")), "precious");
+}
+
 TEST_F(CommandActionTest, AParseFailureRunsNothingAndLeavesNoEntry) {
   gather(command("<args>touch " + m_Folder.file("proof") + "</args><unknown/>"));
   EXPECT_FALSE(exists(m_Folder.file("proof")));

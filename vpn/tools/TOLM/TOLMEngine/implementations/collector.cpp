@@ -13,7 +13,6 @@ namespace halvo {
 
 namespace {
 
-constexpr char kTempFolder[] = "/tmp/TOLM_Temp_Bundle";
 // Gives a user's eye time to read each line of a clear run.
 constexpr std::uint32_t kClearPauseMs = 50;
 
@@ -53,7 +52,7 @@ ResultCode collector::Collect(std::string& folder, XMLObject* config, std::uint3
   ActionContext context;
   context.summary = m_pXMLSummary.get();
   if (folder.empty()) {
-    folder = helperUtil::translatePath(kTempFolder);
+    folder = helperUtil::translatePath(helperUtil::workFolder());
   }
   context.folder = folder;
   if (m_pXMLRequest->GetRoot() != nullptr) {
@@ -90,8 +89,7 @@ void collector::walkRequest(XMLObject& config, ActionContext& context, std::uint
     if (hasFileId(item, "summary")) {
       if (m_strSummaryPath.empty()) {
         const std::string name = getFileName(item);
-        m_strSummaryPath =
-            helperUtil::translatePath(context.folder + "/../" + (name.empty() ? "summary.txt" : name));
+        setSummaryPath(context.folder, name.empty() ? kSummaryName : name);
       }
       percent += m_nFileProgress;
       continue;
@@ -105,10 +103,7 @@ void collector::walkRequest(XMLObject& config, ActionContext& context, std::uint
     }
     const DataComponent* const found = *cursor;
     reportProgress(percent, "Processing " + getFileDescription(found) + "...", TOLMOFFLINE_ERROR_PROCESSING);
-    context.id = getFileId(found);
-    context.name = getFileName(found);
-    context.description = getFileDescription(found);
-    context.percentStep = m_nFileProgress;
+    describeItem(found, getFileName(found), context);
     if (moveReaderToCorrectOS(found) == 0) {
       collectFile(context);
       removeFromUnprocessedList(item);
@@ -131,10 +126,7 @@ void collector::walkDefault(XMLObject& config, ActionContext& context, std::uint
       continue;
     }
     reportProgress(percent, "Processing " + getFileDescription(item) + "...", TOLMOFFLINE_ERROR_PROCESSING);
-    context.name.clear();
-    context.id = getFileId(item);
-    context.description = getFileDescription(item);
-    context.percentStep = m_nFileProgress;
+    describeItem(item, "", context);
     if (moveReaderToCorrectOS(item) == 0) {
       collectFile(context);
       percent += m_nFileProgress;
@@ -155,10 +147,7 @@ ResultCode collector::Clear(XMLObject* config, std::uint32_t startPercent) {
   std::uint32_t percent = startPercent;
   for (const DataComponent* const item : items) {
     if (isDefaultFile(item)) {
-      context.name.clear();
-      context.id = getFileId(item);
-      context.description = getFileDescription(item);
-      context.percentStep = m_nFileProgress;
+      describeItem(item, "", context);
       reportProgress(percent, "Clearing " + context.description + "...", TOLMOFFLINE_ERROR_PROCESSING);
       sleepMilliseconds(kClearPauseMs);
       if (moveReaderToCorrectOS(item) == 0) {
@@ -169,6 +158,14 @@ ResultCode collector::Clear(XMLObject* config, std::uint32_t startPercent) {
     percent += m_nFileProgress;
   }
   return 0;
+}
+
+void collector::describeItem(const DataComponent* item, const std::string& name,
+                             ActionContext& context) const {
+  context.id = getFileId(item);
+  context.name = name;
+  context.description = getFileDescription(item);
+  context.percentStep = m_nFileProgress;
 }
 
 void collector::setProgressStep(const std::list<DataComponent*>& items) {
@@ -251,8 +248,9 @@ ResultCode collector::moveReaderToCorrectOS(const DataComponent* pDC) {
     LOG_MESSAGE(kLogError, "pDC is NULL");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
-  // The result is ignored: for an item without `tolm` the search goes through the `os` element of the
-  // item before, where it finds nothing.
+  // The result is ignored: for an item without `tolm` the search goes through the children of where the
+  // reader stood before. That is the `os` element of the item processed last, or, where that item matched
+  // nothing, its `tolm` once more.
   moveReaderToTOLM(pDC);
   if (m_pReader != nullptr) {
     for (const auto& child : m_pReader->GetChildren()) {

@@ -16,9 +16,13 @@
 #include <string>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileRecord.h"
 
 namespace halvo {
+
+// The summary's name where a request gives it no other.
+inline constexpr char kSummaryName[] = "summary.txt";
 
 class collector {
  public:
@@ -45,6 +49,9 @@ class collector {
 
   // Where the summary lies: one level above the folder of the first config that got there. Empty before.
   [[nodiscard]] const std::string& GetSummaryPath() const { return m_strSummaryPath; }
+  // Opens it for appending; null where it can't be opened. A request's name that leads out of the folder
+  // above the config's is such a failure: whatever it says, nothing outside is written.
+  [[nodiscard]] FileHolder openSummary() const;
 
   // --- Readers of item elements, free of the collector's state ---
 
@@ -65,6 +72,8 @@ class collector {
  private:
   void walkRequest(XMLObject& config, ActionContext& context, std::uint32_t percent);
   void walkDefault(XMLObject& config, ActionContext& context, std::uint32_t percent);
+  // What an action is told of an item; the folder and the summary stay.
+  void describeItem(const DataComponent* item, const std::string& name, ActionContext& context) const;
   void setProgressStep(const std::list<DataComponent*>& items);
 
   ResultCode moveReaderToTOLM(const DataComponent* pDC);
@@ -76,6 +85,9 @@ class collector {
   // Report (collector_summary.cpp).
   [[nodiscard]] ResultCode initializeSummary();
   [[nodiscard]] ResultCode fillInSummaryMainInfo();
+  // The path of a file beside the summary, and of the folder that it must lie in.
+  [[nodiscard]] static std::string pathAbove(const std::string& folder, const std::string& fileName);
+  void setSummaryPath(const std::string& folder, const std::string& fileName);
   [[nodiscard]] std::string getComments() const;
   ResultCode writeComments(const DataComponent* commentsItem, const std::string& folder);
   [[nodiscard]] ResultCode writeSummary(const std::string& folder, XMLObject* config);
@@ -84,6 +96,8 @@ class collector {
   XMLObject* m_pXMLRequest;
   // The summary of the config in progress; null between configs.
   std::unique_ptr<XMLObject> m_pXMLSummary;
+  // Trees of configs that failed: told not to be deleted, and so kept until the end of the run.
+  std::list<std::unique_ptr<XMLObject>> m_LeftSummaries;
   std::list<DataComponent*>* m_pUnprocessed;
   std::list<FileRecord> m_FileRecords;
   std::uint32_t m_nFileCount = 0;
@@ -93,6 +107,7 @@ class collector {
   bool m_bFirstConfig = true;
   std::string m_strBundlePath;
   std::string m_strSummaryPath;
+  std::string m_strSummaryBase;  // the folder above the first config's, which the summary may not leave
   // Where the instruction reader stands: on an item's `tolm`, then on its matching `os`.
   const DataComponent* m_pReader = nullptr;
 };

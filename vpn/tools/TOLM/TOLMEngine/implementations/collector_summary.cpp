@@ -2,14 +2,15 @@
 
 #include <cctype>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/truncator.h"
 
 namespace halvo {
@@ -87,11 +88,6 @@ void trimLeft(std::string& text) {
   text.erase(0, start);
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, FileCloser>;
-
 }  // namespace
 
 std::string wrapText(std::string& text, std::size_t width) {
@@ -116,6 +112,9 @@ std::string wrapText(std::string& text, std::size_t width) {
 }
 
 ResultCode collector::initializeSummary() {
+  if (m_pXMLSummary != nullptr) {
+    m_LeftSummaries.push_back(std::move(m_pXMLSummary));
+  }
   m_pXMLSummary = std::make_unique<XMLObject>("summary", "TOLM BUNDLE SUMMARY\n");
   DataComponent* const root = m_pXMLSummary->GetRoot();
   if (root == nullptr) {
@@ -156,6 +155,20 @@ std::string collector::getComments() const {
   return comments != nullptr ? comments->GetValue() : "";
 }
 
+std::string collector::pathAbove(const std::string& folder, const std::string& fileName) {
+  return helperUtil::translatePath(folder + "/../" + fileName);
+}
+
+void collector::setSummaryPath(const std::string& folder, const std::string& fileName) {
+  m_strSummaryPath = pathAbove(folder, fileName);
+  m_strSummaryBase = pathAbove(folder, "");
+}
+
+FileHolder collector::openSummary() const {
+  return toFile(openOutputBelow(m_strSummaryBase, m_strSummaryPath, OutputMode::kAppend),
+                OutputMode::kAppend);
+}
+
 ResultCode collector::writeComments(const DataComponent* commentsItem, const std::string& folder) {
   const std::string text = getComments();
   if (text.empty()) {
@@ -167,16 +180,19 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
       fileName = name->GetValue();
     }
   }
-  const std::string path = helperUtil::translatePath(folder + "/../" + fileName);
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (!file.is_open()) {
+  const std::string path = pathAbove(folder, fileName);
+  FileHolder file =
+      toFile(openOutputBelow(pathAbove(folder, ""), path, OutputMode::kReplace), OutputMode::kReplace);
+  if (file == nullptr) {
     const std::string message = "Internal error: can't write comments at " + path;
     helperUtil::fillSummaryFailedFile(m_pXMLSummary.get(), "comments", fileName, "", message);
     LOG_MESSAGE(kLogError, "%s", message.c_str());
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
-  file << "Comments from Tessarmont user:\n" << text;
-  file.close();
+  const std::string content = "Comments from Tessarmont user:\n" + text;
+  // Its count isn't looked at: closing tells of every write that failed.
+  static_cast<void>(std::fwrite(content.data(), 1, content.size(), file.get()));
+  closeOutput(__func__, path, std::move(file));
 
   FileRecord record;
   record.id = "comments";
@@ -189,10 +205,8 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
 }
 
 ResultCode collector::writeSummary(const std::string& folder, XMLObject* config) {
-  // The records go in and come back: a copy of a hundred thousand would count. keepAll() marks none.
-  truncator manifest(std::move(m_FileRecords), m_pXMLSummary.get());
-  manifest.keepAll();
-  m_FileRecords = manifest.takeRecords();
+  // Before the main information, so that its time is that of the end of the first config's walk.
+  truncator(m_FileRecords, m_pXMLSummary.get()).keepAll();
   if (m_bFirstConfig) {
     if (const ResultCode rc = fillInSummaryMainInfo(); rc != 0) {
       LOG_RETURN_CODE(kLogError, "collector::fillInSummaryMainInfo", rc);
@@ -200,12 +214,13 @@ ResultCode collector::writeSummary(const std::string& folder, XMLObject* config)
     }
   }
   if (m_strSummaryPath.empty()) {
-    m_strSummaryPath = helperUtil::translatePath(folder + "/../summary.txt");
+    setSummaryPath(folder, kSummaryName);
   }
   if (const ResultCode rc = printSummary(config); rc != 0) {
     LOG_RETURN_CODE(kLogError, "collector::printSummary", rc);
     return rc;
   }
+  // Kept where the section couldn't be written: the next config's then lists them.
   m_FileRecords.clear();
   return 0;
 }
@@ -215,7 +230,8 @@ ResultCode collector::printSummary(const XMLObject* config) {
     LOG_MESSAGE(kLogError, "pXMLObjectConfig is NULL");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
-  const OpenFile opened(std::fopen(m_strSummaryPath.c_str(), "a"));
+  // Appending: the sections of the configs before stand there, and the failure report comes behind.
+  FileHolder opened = openSummary();
   std::FILE* const file = opened.get();
   if (file == nullptr) {
     LOG_MESSAGE(kLogError, "fopen failed to open file \"%s\"", m_strSummaryPath.c_str());
@@ -230,7 +246,7 @@ ResultCode collector::printSummary(const XMLObject* config) {
     }
   }
   std::fprintf(file, "\n%.*s\n", kSectionRule, ruleOf('=').c_str());
-  const DataComponent* const title = config->FindChildInGroup("configure", "title");
+  const DataComponent* const title = findTitle(*config);
   std::fprintf(file, "%s:\n\n", title != nullptr ? title->GetValue().c_str() : "");
 
   std::fprintf(file, "Files Included in Bundle:\n");
@@ -254,6 +270,7 @@ ResultCode collector::printSummary(const XMLObject* config) {
       std::fprintf(file, "%s%s\n", note->GetName().c_str(), note->GetValue().c_str());
     }
   }
+  closeOutput(__func__, m_strSummaryPath, std::move(opened));
   return 0;
 }
 

@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <ctime>
 
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
@@ -203,9 +205,27 @@ TEST_F(SummaryTextTest, TheUsersCommentsAreListedLikeAGatheredFile) {
 }
 
 TEST_F(SummaryTextTest, AFullDiskIsNotLookedAt) {
-  ASSERT_EQ(symlink("/dev/full", m_Folder.file("work/summary.txt").c_str()), 0);
-  collect(documentText("T", ""));
-  EXPECT_EQ(m_Log.records().size(), 0U) << m_Log.dump();
+  {
+    const FileSizeLimit full(100);
+    collect(documentText("T", ""));
+  }
+  EXPECT_EQ(summary().size(), 100U);
+  // Nothing of it changes the result; the log alone has the loss.
+  EXPECT_EQ(m_Log.records().size(), 1U) << m_Log.dump();
+}
+
+TEST_F(SummaryTextTest, ALinkADeviceOrAPipeInTheSummarysPlaceFailsTheConfig) {
+  const std::string path = m_Folder.file("work/summary.txt");
+  writeFile(m_Folder.file("precious"), "precious");
+  for (const std::string& target : {m_Folder.file("precious"), std::string("/dev/full"), std::string()}) {
+    unlink(path.c_str());
+    ASSERT_EQ(target.empty() ? mkfifo(path.c_str(), 0600) : symlink(target.c_str(), path.c_str()), 0);
+    std::string folder = m_Folder.file("work/config");
+    EXPECT_RESULT(m_Collector.Collect(folder, parseDocument(documentText("T", "")).get(), 0),
+                  TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+    EXPECT_TRUE(m_Log.has(kLogError, "fopen failed to open file"));
+  }
+  EXPECT_EQ(readFile(m_Folder.file("precious")), "precious");
 }
 
 TEST_F(SummaryTextTest, WhatStandsInTheFileAlreadyIsKept) {
@@ -262,8 +282,8 @@ TEST(SummaryFillersTest, EntriesStandInTheOrderOfTheCallsWithTheirAttributes) {
   for (const auto& section : summary.GetRoot()->GetChildren()) {
     for (const auto& entry : section->GetChildren()) {
       std::string text = entry->GetName() + "=" + entry->GetValue();
-      for (const DataAttribute& attribute : entry->GetAttributes()) {
-        text += "," + attribute.GetName() + "=" + attribute.GetValue();
+      for (const auto& attribute : entry->GetAttributes()) {
+        text += "," + attribute->GetName() + "=" + attribute->GetValue();
       }
       entries.push_back(text);
     }

@@ -382,6 +382,26 @@ TEST_F(CollectorTest, ASummaryThatCantBeWrittenFailsTheConfigAndTheNextStartsAne
   EXPECT_THAT(summary(), HasSubstr("a.log"));
 }
 
+// Told so: what points into such a tree stays good.
+TEST_F(CollectorTest, ASummaryThatAFailedConfigLeftIsNotDeleted) {
+  const auto changesOfASecondCollect = [this](const std::string& firstItems) {
+    collector some(m_Request.get(), m_Unprocessed, 90, "");
+    std::string folder = m_Folder.file("work/config");
+    makeFolders(m_Folder.file("work/summary.txt"));
+    EXPECT_RESULT(some.Collect(folder, parseDocument(documentText("One", firstItems)).get(), 0),
+                  TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+    EXPECT_EQ(rmdir(m_Folder.file("work/summary.txt").c_str()), 0);
+    const auto second = parseDocument(documentText("Two", ""));
+    const std::uint64_t before = DataComponent::changeNumber();
+    EXPECT_RESULT(some.Collect(folder, second.get(), 0), 0);
+    unlink(m_Folder.file("work/summary.txt").c_str());
+    return DataComponent::changeNumber() - before;
+  };
+  // Notes of the first config would count among what the second destroys.
+  EXPECT_EQ(changesOfASecondCollect(""),
+            changesOfASecondCollect(item("a", "no") + item("b", "no") + item("c", "no")));
+}
+
 // --- Clear ---
 
 TEST_F(CollectorTest, ClearAdvancesForEveryItem) {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <list>
 #include <map>
 #include <memory>
@@ -63,6 +64,8 @@ namespace halvo::helperUtil {
 
 // 0 to 99999, from the C generator seeded with the second: two calls within one second agree.
 [[nodiscard]] int randomFiveDigits();
+// The same of a given second.
+[[nodiscard]] int randomFiveDigits(std::time_t second);
 
 // One line that names the operating system, such as "Debian GNU/Linux: 12.0.0".
 [[nodiscard]] std::string osDescription();
@@ -72,6 +75,8 @@ namespace halvo::helperUtil {
 // The present local time as text, by sysutils' selector.
 [[nodiscard]] std::string timeText(int selector);
 
+// "/tmp/TOLM_Temp_Bundle", where a run works; its folder may have a suffix.
+[[nodiscard]] std::string workFolder();
 // "/opt/halvo/tessarmont/tolm/"
 [[nodiscard]] std::string toolFolder();
 // toolFolder() + "xml/config/"
@@ -101,7 +106,10 @@ struct NewestFile {
 // TOLMENGINE_ERROR_FILE_OPEN_FAILURE where source or destination can't be opened; for the source
 // nothing is logged and `errorText` gets the system's words. Two equal or empty paths give 0 and do
 // nothing. A folder gives 0 whatever happened below it; what failed there is logged as a warning. A
-// folder that leads back into itself is left out there.
+// folder that leads back into itself is left out there. What is cut short or left out under a result of 0
+// goes to the losses (Losses.h).
+//
+// A destination is written as OutputFile.h says, and a source that has become a pipe isn't waited for.
 [[nodiscard]] ResultCode fileCopy(const std::string& source, const std::string& destination,
                                   std::string& errorText);
 
@@ -113,6 +121,8 @@ struct NewestFile {
 // (logged at error level all the same), TOLMENGINE_ERROR_ACCESS_DENIED for EACCES,
 // TOLMENGINE_ERROR_UNEXPECTED for the rest.
 [[nodiscard]] ResultCode MakeDirectory(const std::string& path);
+// The code for an errno of mkdir, EEXIST excepted.
+[[nodiscard]] ResultCode mkdirResult(int error);
 
 // Appends the entries of a folder whose names match the pattern, whatever their case, in the order of
 // readdir; "." and ".." are entries like others. `folder` gets a "/" behind it where it has none,
@@ -120,21 +130,28 @@ struct NewestFile {
 //
 // Returns TOLMENGINE_ERROR_BAD_PARAMETER for an empty folder, TOLMENGINE_ERROR_FILE_NOT_FOUND where
 // the folder is missing or the list stays empty, TOLMENGINE_ERROR_FILE_OPEN_FAILURE where the folder
-// can't be opened for another reason (not logged).
+// can't be opened for another reason (not logged). A listing that breaks off gives what it had so far, and
+// goes to the losses.
 [[nodiscard]] ResultCode fileFindAll(std::string& folder, std::string& pattern,
                                      std::list<FileFindEntry>& entries);
 
 // Deletes the files of one folder; returns the last failure. `folder` changes as in fileFindAll.
 ResultCode fileDeleteAll(std::string& folder);
 
-// Removes a folder with everything in it. A symbolic link inside is unlinked and never followed;
-// where the folder's own name is a link, nothing is touched.
+// --- Removal (helperUtil_removal.cpp) ---
+
+// Removes a folder with everything in it, by descriptors: whatever is moved or swapped there meanwhile,
+// nothing outside is touched. A symbolic link inside is unlinked and never followed; where the folder's
+// own name is a link, nothing is touched. Its depth costs neither descriptors nor stack.
 //
 // Returns 0 once the folder is gone, TOLMENGINE_ERROR_BAD_PARAMETER for an empty name,
 // TOLMENGINE_ERROR_ACCESS_DENIED where there is no such folder, the listing's code where it can't be
 // listed, and TOLMENGINE_ERROR_UNEXPECTED where it can't be removed. Failures inside show only
 // through a folder that can't be removed.
 ResultCode fileDeleteDirectory(const std::string& folder);
+// The same for a folder that may be the work folder of a run: one that is locked (flock) counts as one
+// that can't be removed, TOLMENGINE_ERROR_UNEXPECTED, and isn't touched.
+ResultCode fileDeleteLeftOver(const std::string& folder);
 
 // The matching entry with the largest modification time; among equals the last in listing order.
 // Folders take part, "." and ".." too. Returns fileFindAll's codes.
@@ -170,7 +187,9 @@ ResultCode fileTruncateFront(std::int32_t keepSize, const std::string& path);
 // --- Summary document (helperUtil_summary.cpp) ----------------------------------------------------
 
 // Where a summary's sections are, for entering many files in a row: each look-up by itself walks all the
-// entries of the sections before it. Borrows the summary, which nobody else changes meanwhile.
+// entries of the sections before it. What a look-up gave is remembered for as long as no element has
+// changed since, here or anywhere, so the answer is always the one that FindChild() would give. Borrows the
+// summary.
 class SummarySections {
  public:
   explicit SummarySections(XMLObject* summary) : m_pSummary(summary) {}
@@ -180,19 +199,20 @@ class SummarySections {
   // What FindChild() of the root finds, null for nothing; the summary must have a root.
   [[nodiscard]] DataComponent* find(const std::string& name);
 
-  // Puts an entry without children into a section. One that is named like a section may be found in its
-  // stead from now on.
+  // Puts an entry without children into a section that find() has just given.
   void add(DataComponent* section, std::unique_ptr<DataComponent> entry);
 
  private:
   XMLObject* m_pSummary;
   std::map<std::string, DataComponent*> m_Found;
+  std::uint64_t m_nChanges = 0;  // DataComponent::changeNumber() when m_Found was true
 };
 
 // Enters a file that was wanted and is not in the bundle: its item's id, the name to print, the item's
 // description and the reason. Entries stand in the order of the calls. TOLMENGINE_ERROR_BAD_PARAMETER
 // for a null summary, TOLMENGINE_ERROR_NULL_XML_ROOT for one without a root and
-// TOLMENGINE_ERROR_NULL_XML_CHILD for one without the section; each is logged as an error.
+// TOLMENGINE_ERROR_NULL_XML_CHILD for one without the section; each is logged as an error. The forms with
+// sections are for many entries in a row.
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,
                                  const std::string& description, const std::string& reason);
 ResultCode fillSummaryFailedFile(SummarySections& sections, const std::string& id,

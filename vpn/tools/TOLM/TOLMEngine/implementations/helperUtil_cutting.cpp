@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo::helperUtil {
@@ -18,7 +19,7 @@ constexpr std::size_t kBlock = 65536;
 constexpr char kEndOfFileByte = '\xff';
 
 // Opens the file and the scratch file. `function` is the cut's own name, for the log.
-ResultCode openBoth(const char* function, const char* path, std::ifstream& input, std::ofstream& scratch) {
+ResultCode openBoth(const char* function, const char* path, std::ifstream& input, OutputStream& scratch) {
   if (path == nullptr) {
     logDebugMessage(function, __FILE__, __LINE__, kLogError, "pszFilename is NULL");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
@@ -28,7 +29,7 @@ ResultCode openBoth(const char* function, const char* path, std::ifstream& input
     logDebugMessage(function, __FILE__, __LINE__, kLogError, "Failed to open \"%s\"", path);
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
-  scratch.open(kScratchFile, std::ios::binary | std::ios::trunc);
+  scratch.open(kScratchFile, OutputMode::kReplace);
   if (!scratch.is_open()) {
     logDebugMessage(function, __FILE__, __LINE__, kLogError, "Failed to open \"temp_out.txt\"");
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
@@ -37,7 +38,7 @@ ResultCode openBoth(const char* function, const char* path, std::ifstream& input
 }
 
 // Copies up to `limit` bytes. Returns how many there were.
-std::int64_t copyBytes(std::ifstream& input, std::ofstream& scratch, std::int64_t limit) {
+std::int64_t copyBytes(std::ifstream& input, OutputStream& scratch, std::int64_t limit) {
   std::vector<char> block(kBlock);
   std::int64_t copied = 0;
   while (copied < limit && input.good()) {
@@ -52,9 +53,10 @@ std::int64_t copyBytes(std::ifstream& input, std::ofstream& scratch, std::int64_
 
 // Puts the scratch file in the place of the file. From here on nothing can fail as far as the caller
 // is told, although the file may be gone.
-ResultCode copyBack(const char* function, const char* path, std::ifstream& input, std::ofstream& scratch) {
+ResultCode copyBack(const char* function, const char* path, std::ifstream& input, OutputStream& scratch) {
   input.close();
-  scratch.close();
+  // What the scratch file couldn't take is lost without a word. Told so.
+  static_cast<void>(scratch.close());
   std::string errorText;
   if (const ResultCode rc = fileCopy(kScratchFile, path, errorText); rc != 0) {
     logDebugReturnCode(function, __FILE__, __LINE__, kLogWarning, "helperUtil::fileCopy", rc, nullptr, "%s",
@@ -67,7 +69,7 @@ ResultCode copyBack(const char* function, const char* path, std::ifstream& input
 
 ResultCode fileTruncateEnd(std::int32_t keepSize, const char* path) {
   std::ifstream input;
-  std::ofstream scratch;
+  OutputStream scratch;
   if (const ResultCode rc = openBoth(__func__, path, input, scratch); rc != 0) {
     return rc;
   }
@@ -84,7 +86,7 @@ ResultCode fileTruncateEnd(std::int32_t keepSize, const std::string& path) {
 
 ResultCode fileTruncateFront(std::int32_t keepSize, const char* path) {
   std::ifstream input;
-  std::ofstream scratch;
+  OutputStream scratch;
   if (const ResultCode rc = openBoth(__func__, path, input, scratch); rc != 0) {
     return rc;
   }

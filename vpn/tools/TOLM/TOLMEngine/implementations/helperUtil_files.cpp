@@ -1,16 +1,20 @@
-#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/Common/Utility/sysutils.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/FileIdentity.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo::helperUtil {
@@ -20,22 +24,8 @@ namespace {
 constexpr std::size_t kCopyBlock = 4096;
 constexpr mode_t kFolderMode = 0777;
 
-bool isDotOrDotDot(const std::string& name) {
-  return name == "." || name == "..";
-}
-
-bool isLink(const std::string& path) {
-  struct stat data;
-  return lstat(path.c_str(), &data) == 0 && S_ISLNK(data.st_mode);
-}
-
-// A file's identity, whatever path leads to it.
-struct FileIdentity {
-  dev_t device;
-  ino_t inode;
-  explicit FileIdentity(const struct stat& data) : device(data.st_dev), inode(data.st_ino) {}
-  bool operator==(const FileIdentity& other) const { return device == other.device && inode == other.inode; }
-};
+// The functions below do fileCopy()'s work, and log under its name.
+constexpr char kCopy[] = "fileCopy";
 
 // The folders that a copy must not enter: those it is inside of, which a symbolic link may lead back
 // to, and the one it writes to.
@@ -44,18 +34,57 @@ using ClosedFolders = std::vector<FileIdentity>;
 ResultCode copyEntry(const std::string& source, const std::string& destination, std::string& errorText,
                      ClosedFolders& closed);
 
+// An entry of a copied folder that failed: told to the log alone, since nothing below a folder changes the
+// result of its copy.
+void tellFailedEntry(const std::string& source, ResultCode rc, const std::string& errorText) {
+  logDebugReturnCode(kCopy, __FILE__, __LINE__, kLogWarning, "helperUtil::fileCopy", rc, nullptr, "%s",
+                     errorText.c_str());
+  if (rc == TOLMENGINE_ERROR_FILE_NOT_FOUND) {
+    recordLoss(kCopy, LossKind::kUnreadable, source, std::strerror(ENOENT));
+  } else if (rc == TOLMENGINE_ERROR_FILE_OPEN_FAILURE && !errorText.empty()) {
+    recordLoss(kCopy, LossKind::kUnreadable, source, errorText);
+  } else if (rc != TOLMENGINE_ERROR_UNEXPECTED || errorText.empty()) {
+    recordLoss(kCopy, LossKind::kCutShort, source, "its copy can't be made");
+  }
+}
+
+void copyEntries(DIR* stream, const std::string& source, const std::string& destination,
+                 ClosedFolders& closed) {
+  errno = 0;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string name = entry->d_name;
+    if (!isDotName(name)) {
+      const std::string path = source + "/" + name;
+      std::string errorText;
+      if (const ResultCode rc = copyEntry(path, destination + "/" + name, errorText, closed); rc != 0) {
+        tellFailedEntry(path, rc, errorText);
+      }
+    }
+    // What has been done for the entry left an errno of its own.
+    errno = 0;
+  }
+  if (errno != 0) {
+    recordLoss(kCopy, LossKind::kCutShort, source, std::strerror(errno));
+  }
+}
+
 ResultCode copyFolder(const std::string& source, const struct stat& sourceData,
                       const std::string& destination, ClosedFolders& closed) {
-  DIR* const stream = opendir(source.c_str());
+  const FolderHolder stream(opendir(source.c_str()));
+  const int openError = errno;
   if (MakeDirectory(destination) != 0) {
     // Success all the same: nothing below a folder changes the result of its copy.
-    LOG_MESSAGE(kLogError, "helperUtils::MakeDirectory");
-    if (stream != nullptr) {
-      closedir(stream);
-    }
+    logDebugMessage(kCopy, __FILE__, __LINE__, kLogError, "helperUtils::MakeDirectory");
+    recordLoss(kCopy, LossKind::kCutShort, source, "its copy can't be made");
     return 0;
   }
   if (stream == nullptr) {
+    // The empty folder counts as its copy, so the summary lists it as included.
+    if (S_ISDIR(sourceData.st_mode)) {
+      recordLoss(kCopy, LossKind::kCutShort, source, std::strerror(openError));
+    } else {
+      recordLoss(kCopy, LossKind::kUnreadable, source, "neither a file nor a folder");
+    }
     return 0;
   }
   const std::size_t closedBefore = closed.size();
@@ -63,44 +92,66 @@ ResultCode copyFolder(const std::string& source, const struct stat& sourceData,
   if (struct stat made; stat(destination.c_str(), &made) == 0) {
     closed.emplace_back(made);
   }
-  while (const dirent* entry = readdir(stream)) {
-    const std::string name = entry->d_name;
-    if (isDotOrDotDot(name)) {
-      continue;
-    }
-    std::string errorText;
-    const ResultCode rc = copyEntry(source + "/" + name, destination + "/" + name, errorText, closed);
-    if (rc != 0) {
-      LOG_RETURN_CODE_TEXT(kLogWarning, "helperUtil::fileCopy", rc, "%s", errorText.c_str());
-    }
-  }
-  closedir(stream);
+  copyEntries(stream.get(), source, destination, closed);
   closed.erase(closed.begin() + static_cast<std::ptrdiff_t>(closedBefore), closed.end());
   return 0;
 }
 
+// Opens a source for reading without waiting: between the look at it and this, a pipe may have taken its
+// place.
+DescriptorHolder openSource(const std::string& source, std::string& errorText) {
+  DescriptorHolder input(open(source.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat data;
+  if (!input || fstat(input.get(), &data) != 0) {
+    errorText = std::strerror(errno);
+    input.reset();
+  } else if (!S_ISREG(data.st_mode)) {
+    errorText = "Not a regular file";
+    input.reset();
+  }
+  return input;
+}
+
+// Copies block by block. Returns 0 or the errno value of a read or a write, which ends the copying.
+int copyBytes(int input, int output) {
+  std::vector<char> block(kCopyBlock);
+  for (;;) {
+    const ssize_t count = read(input, block.data(), block.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    // EAGAIN is the end of what a file of the kernel's has to say at this moment.
+    if (count == 0 || (count < 0 && errno == EAGAIN)) {
+      return 0;
+    }
+    if (count < 0) {
+      return errno;
+    }
+    if (const int error = writeAll(output, block.data(), static_cast<std::size_t>(count)); error != 0) {
+      return error;
+    }
+  }
+}
+
 ResultCode copyRegularFile(const std::string& source, const std::string& destination,
                            std::string& errorText) {
-  errno = 0;
-  std::ifstream input(source, std::ios::binary);
-  if (!input.is_open()) {
-    errorText = std::strerror(errno);
+  const DescriptorHolder input = openSource(source, errorText);
+  if (!input) {
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
-  std::ofstream output(destination, std::ios::binary | std::ios::trunc);
-  if (!output.is_open()) {
+  DescriptorHolder output = openOutput(destination, OutputMode::kReplace);
+  if (!output) {
     // The record names the source, as readers of the log expect, though it is the destination that failed.
-    LOG_MESSAGE(kLogError, "Failed to open file \"%s\"", source.c_str());
+    logDebugMessage(kCopy, __FILE__, __LINE__, kLogError, "Failed to open file \"%s\"", source.c_str());
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
-  std::vector<char> block(kCopyBlock);
-  bool more = true;
-  while (more) {
-    input.read(block.data(), static_cast<std::streamsize>(block.size()));
-    more = input.good();
-    if (input.gcount() > 0) {
-      output.write(block.data(), input.gcount());
-    }
+  // A copy that breaks off is a success, as far as the caller is told: the file stays as far as it goes.
+  int error = copyBytes(input.get(), output.get());
+  if (const int closeError = closeAndTell(output); error == 0) {
+    error = closeError;
+  }
+  if (error != 0) {
+    recordLoss(kCopy, LossKind::kCutShort, source, std::strerror(error));
   }
   return 0;
 }
@@ -125,26 +176,13 @@ ResultCode copyEntry(const std::string& source, const std::string& destination, 
   }
   // The destination goes before anything is known about the copy. This is meant.
   if (const ResultCode rc = fileDelete(destination); rc != 0) {
-    LOG_RETURN_CODE(kLogError, "helperUtil::fileDelete", rc);
+    logDebugReturnCode(kCopy, __FILE__, __LINE__, kLogError, "helperUtil::fileDelete", rc, nullptr, nullptr);
     return rc;
   }
   if (!S_ISREG(sourceData.st_mode)) {
     return copyFolder(source, sourceData, destination, closed);
   }
   return copyRegularFile(source, destination, errorText);
-}
-
-// Removes one entry of a folder that is being removed.
-void deleteEntry(const std::string& path, const FileFindEntry& entry) {
-  if (entry.isDirectory && !isLink(path)) {
-    if (!isDotOrDotDot(entry.name) && rmdir(path.c_str()) != 0) {
-      static_cast<void>(fileDeleteDirectory(path));
-    }
-    return;
-  }
-  if (const ResultCode rc = fileDelete(path); rc != 0) {
-    LOG_RETURN_CODE(kLogError, "helperUtil::fileDelete", rc);
-  }
 }
 
 }  // namespace
@@ -171,14 +209,11 @@ ResultCode MakeDirectory(const std::string& path) {
   const int error = errno;
   // Logged in the harmless case of an existing folder too.
   LOG_RETURN_CODE(kLogError, "mkdir", error);
-  switch (error) {
-    case EACCES:
-      return TOLMENGINE_ERROR_ACCESS_DENIED;
-    case EEXIST:
-      return 0;
-    default:
-      return TOLMENGINE_ERROR_UNEXPECTED;
-  }
+  return error == EEXIST ? 0 : mkdirResult(error);
+}
+
+ResultCode mkdirResult(int error) {
+  return error == EACCES ? TOLMENGINE_ERROR_ACCESS_DENIED : TOLMENGINE_ERROR_UNEXPECTED;
 }
 
 ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<FileFindEntry>& entries) {
@@ -186,11 +221,9 @@ ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<File
     LOG_MESSAGE(kLogError, "tstrDirectory is an empty string");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
-  if (folder.back() != '/') {
-    folder += '/';
-  }
+  folder = withSlash(folder);
   errno = 0;
-  DIR* const stream = opendir(folder.c_str());
+  const FolderHolder stream(opendir(folder.c_str()));
   if (stream == nullptr) {
     if (errno == ENOENT) {
       LOG_MESSAGE(kLogInformation, "\"%s\" is not a directory", folder.c_str());
@@ -201,15 +234,19 @@ ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<File
   pattern = CStringUtils::toLower(pattern);
   // Kept across entries: one that can't be looked at is listed with the time of the last reading.
   struct stat data = {};
-  while (const dirent* entry = readdir(stream)) {
+  errno = 0;
+  while (const dirent* entry = readdir(stream.get())) {
     const std::string name = entry->d_name;
-    if (!wildcardMatch(pattern.c_str(), CStringUtils::toLower(name).c_str())) {
-      continue;
+    if (wildcardMatch(pattern.c_str(), CStringUtils::toLower(name).c_str())) {
+      const bool known = stat((folder + name).c_str(), &data) == 0;
+      entries.push_back({name, known && S_ISDIR(data.st_mode), data.st_mtime});
     }
-    const bool known = stat((folder + name).c_str(), &data) == 0;
-    entries.push_back({name, known && S_ISDIR(data.st_mode), data.st_mtime});
+    // A null entry is the end, or a failure where errno says so.
+    errno = 0;
   }
-  closedir(stream);
+  if (errno != 0) {
+    recordLoss(__func__, LossKind::kCutShort, folder, std::strerror(errno));
+  }
   return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
 }
 
@@ -227,40 +264,6 @@ ResultCode fileDeleteAll(std::string& folder) {
     }
   }
   return rc;
-}
-
-ResultCode fileDeleteDirectory(const std::string& folder) {
-  if (folder.empty()) {
-    LOG_MESSAGE(kLogInformation, "rtstrDirectory is an empty string");
-    return TOLMENGINE_ERROR_BAD_PARAMETER;
-  }
-  std::string path = folder.back() == '/' ? folder : folder + "/";
-  if (access(path.c_str(), F_OK) != 0) {
-    LOG_RETURN_CODE(kLogError, "access", errno);
-    return TOLMENGINE_ERROR_ACCESS_DENIED;
-  }
-  // The temporary folder lies in a shared place: a link planted under its name must not lead the
-  // removal into somebody's files.
-  if (isLink(path.substr(0, path.find_last_not_of('/') + 1))) {
-    return TOLMENGINE_ERROR_UNEXPECTED;
-  }
-  std::string pattern = "*";
-  std::list<FileFindEntry> entries;
-  if (const ResultCode rc = fileFindAll(path, pattern, entries); rc != 0) {
-    LOG_RETURN_CODE(kLogWarning, "helperUtil::fileFindAll", rc);
-    if (rc != TOLMENGINE_ERROR_FILE_NOT_FOUND) {
-      return rc;
-    }
-    if (rmdir(path.c_str()) != 0) {
-      LOG_RETURN_CODE(kLogError, "rmdir", errno);
-      return TOLMENGINE_ERROR_UNEXPECTED;
-    }
-    return 0;
-  }
-  for (const FileFindEntry& entry : entries) {
-    deleteEntry(path + entry.name, entry);
-  }
-  return rmdir(path.c_str()) == 0 ? 0 : TOLMENGINE_ERROR_UNEXPECTED;
 }
 
 ResultCode fileGetNewestMatchingFile(const std::string& folder, const std::string& pattern,

@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include "tests/support/Privileges.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 namespace halvo::helperUtil {
@@ -166,6 +169,36 @@ TEST_F(FileCopyTest, AFolderReportsSuccessThoughItsCopyCantBeMade) {
   EXPECT_RESULT(fileCopy(at("src"), at("missing/dst"), errorText), 0);
   EXPECT_TRUE(m_Log.has(kLogError, "helperUtils::MakeDirectory")) << m_Log.dump();
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "mkdir", ENOENT));
+}
+
+TEST_F(FileCopyTest, TheRecordsOfEveryEntryBearTheOperationsName) {
+  writeFile(at("src/sub/good"), "1");
+  ASSERT_EQ(symlink("/nowhere/at/all", at("src/sub/dangling").c_str()), 0);
+  ASSERT_EQ(symlink(".", at("src/sub/loop").c_str()), 0);
+  writeFile(at("src/sub/refused"), "1");
+  chmod(at("src/sub/refused").c_str(), 0);
+  std::string errorText;
+  {
+    const WithoutFileOverride ordinary;
+    EXPECT_RESULT(fileCopy(at("src"), at("dst"), errorText), 0);
+    EXPECT_RESULT(fileCopy(at("src/sub/good"), at("dst/sub"), errorText), TOLMENGINE_ERROR_UNEXPECTED);
+    EXPECT_RESULT(fileCopy(at("src/sub/good"), at("missing/good"), errorText),
+                  TOLMENGINE_ERROR_FILE_OPEN_FAILURE);
+  }
+  EXPECT_GE(m_Log.records().size(), 5U);
+  for (const LogRecord& record : m_Log.records()) {
+    EXPECT_THAT(record.field("Function"), ::testing::AnyOf("fileCopy", "fileDelete")) << m_Log.dump();
+  }
+}
+
+TEST_F(FileCopyTest, ALinkInTheDestinationsPlaceGoesAndIsNotWrittenThrough) {
+  writeFile(at("src"), "new");
+  writeFile(at("precious"), "precious");
+  ASSERT_EQ(symlink(at("precious").c_str(), at("dst").c_str()), 0);
+  std::string errorText;
+  EXPECT_RESULT(fileCopy(at("src"), at("dst"), errorText), 0);
+  EXPECT_EQ(readFile(at("dst")), "new");
+  EXPECT_EQ(readFile(at("precious")), "precious");
 }
 
 TEST_F(FileCopyTest, ARefusedFolderGivesAnEmptyCopy) {
@@ -526,6 +559,57 @@ TEST_F(DeleteDirectoryTest, AFailureInsideShowsThroughTheFolderThatStays) {
   EXPECT_TRUE(exists(at("tree/sub/a")));
   EXPECT_FALSE(exists(at("tree/b")));
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "helperUtil::fileDelete", TOLMENGINE_ERROR_UNEXPECTED));
+}
+
+TEST_F(DeleteDirectoryTest, TheRecordsOfEveryEntryBearTheOperationsName) {
+  writeFile(at("tree/sub/closed/a"), "x");
+  chmod(at("tree/sub/closed").c_str(), 0555);
+  {
+    const WithoutFileOverride ordinary;
+    EXPECT_RESULT(fileDeleteDirectory(at("tree")), TOLMENGINE_ERROR_UNEXPECTED);
+  }
+  chmod(at("tree/sub/closed").c_str(), 0755);
+  ASSERT_EQ(m_Log.records().size(), 2U) << m_Log.dump();
+  EXPECT_EQ(m_Log.records()[0].field("Function"), "fileDelete");
+  EXPECT_EQ(m_Log.records()[1].field("Function"), "fileDeleteDirectory");
+}
+
+// Folders planted one in the other used up the descriptors, the stack or the length of a path.
+TEST_F(DeleteDirectoryTest, ATreeOfAnyDepthGoes) {
+  constexpr int kDepth = 3000;
+  ASSERT_EQ(mkdir(at("tree").c_str(), 0700), 0);
+  int here = open(at("tree").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  for (int i = 0; i < kDepth; ++i) {
+    ASSERT_EQ(mkdirat(here, "folder", 0700), 0);
+    close(openat(here, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const int inner = openat(here, "folder", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    close(here);
+    here = inner;
+  }
+  close(here);
+  EXPECT_RESULT(fileDeleteDirectory(at("tree")), 0);
+  EXPECT_FALSE(exists(at("tree")));
+  EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
+}
+
+TEST_F(DeleteDirectoryTest, AnEmptyFolderThatMayNotBeListedGoesToo) {
+  makeFolders(at("tree/closed"));
+  chmod(at("tree/closed").c_str(), 0);
+  const WithoutFileOverride ordinary;
+  EXPECT_RESULT(fileDeleteDirectory(at("tree")), 0);
+}
+
+TEST_F(DeleteDirectoryTest, ALeftOverGoesUnlessItIsLocked) {
+  writeFile(at("tree/a"), "x");
+  {
+    const DescriptorHolder run(open(at("tree").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(run.get(), LOCK_EX | LOCK_NB), 0);
+    EXPECT_RESULT(fileDeleteLeftOver(at("tree")), TOLMENGINE_ERROR_UNEXPECTED);
+    EXPECT_TRUE(exists(at("tree/a")));
+    EXPECT_TRUE(m_Log.has(kLogInformation, "is locked by a run"));
+  }
+  EXPECT_RESULT(fileDeleteLeftOver(at("tree")), 0);
+  EXPECT_FALSE(exists(at("tree")));
 }
 
 TEST_F(DeleteDirectoryTest, APlainFileIsNoFolder) {

@@ -11,6 +11,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/OSInfo.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/sysutils.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -19,11 +20,8 @@ namespace halvo::helperUtil {
 namespace {
 
 constexpr char kToolFolder[] = "/opt/halvo/tessarmont/tolm/";
+constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
 constexpr std::size_t kFolderBufferStep = 256;
-
-std::string withSlash(const std::string& folder) {
-  return folder.empty() || folder.back() != '/' ? folder + "/" : folder;
-}
 
 }  // namespace
 
@@ -104,6 +102,8 @@ std::string sizeToText(double bytes, int decimals) {
 
 std::string floatToText(float value, int decimals) {
   std::ostringstream text;
+  // A stream swallows an allocation that fails, and the text would be cut.
+  text.exceptions(std::ios::badbit);
   text.imbue(std::locale::classic());
   text << std::fixed;
   text.precision(decimals);
@@ -139,7 +139,11 @@ std::string absolutePath(std::string path) {
 }
 
 int randomFiveDigits() {
-  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  return randomFiveDigits(std::time(nullptr));
+}
+
+int randomFiveDigits(std::time_t second) {
+  std::srand(static_cast<unsigned>(second));
   return std::rand() % 100000;  // NOLINT: a name that is free is wanted, not a secret
 }
 
@@ -161,6 +165,10 @@ std::string osDescription(const OSInfo& record) {
 
 std::string timeText(int selector) {
   return halvo::timeText(selector);
+}
+
+std::string workFolder() {
+  return kWorkFolder;
 }
 
 std::string toolFolder() {

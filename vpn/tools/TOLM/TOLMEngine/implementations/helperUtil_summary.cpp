@@ -8,6 +8,10 @@
 namespace halvo::helperUtil {
 
 DataComponent* SummarySections::find(const std::string& name) {
+  if (m_nChanges != DataComponent::changeNumber()) {
+    m_Found.clear();
+    m_nChanges = DataComponent::changeNumber();
+  }
   const auto known = m_Found.find(name);
   if (known != m_Found.end()) {
     return known->second;
@@ -18,8 +22,18 @@ DataComponent* SummarySections::find(const std::string& name) {
 }
 
 void SummarySections::add(DataComponent* section, std::unique_ptr<DataComponent> entry) {
-  m_Found.erase(entry->GetName());
+  // An entry that is named like a section is found in its stead, unless what is found so far stands ahead
+  // of it in the same section.
+  const auto known = m_Found.find(entry->GetName());
+  if (known != m_Found.end() && (known->second == nullptr || known->second->GetParent() != section)) {
+    m_Found.erase(known);
+  }
+  const bool isTrue = m_nChanges == DataComponent::changeNumber();
   m_pSummary->AddChild(section, std::move(entry));
+  // This one change is accounted for; one that somebody else has made isn't.
+  if (isTrue) {
+    m_nChanges = DataComponent::changeNumber();
+  }
 }
 
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,

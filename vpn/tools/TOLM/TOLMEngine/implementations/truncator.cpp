@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/truncator.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <memory>
@@ -13,6 +14,9 @@ namespace halvo {
 namespace {
 
 constexpr int kDecimals = 2;
+constexpr char kWholeMark[] = "; see note *1";
+// The capital N is this mark's own.
+constexpr char kDataMark[] = "; see Note *2";
 
 std::string fileName(const FileRecord& record) {
   return helperUtil::stringAfterLast(record.path, "/");
@@ -30,17 +34,38 @@ std::int32_t keepSize(double bytes) {
 
 }  // namespace
 
-truncator::truncator(std::list<FileRecord> records, XMLObject* summary)
-    : m_TruncAttrsList(std::move(records)), m_pXMLSummary(summary), m_Sections(summary) {}
+truncator::truncator(const std::list<FileRecord>& records, XMLObject* summary)
+    : m_pXMLSummary(summary), m_Sections(summary) {
+  m_TruncAttrsList.reserve(records.size());
+  for (const FileRecord& record : records) {
+    m_TruncAttrsList.push_back({&record, "", record.appliedScheme});
+  }
+}
 
 truncator::~truncator() {
   m_TruncAttrsList.clear();
 }
 
+FileRecord truncator::marked(const Entry& entry) {
+  FileRecord record = *entry.pRecord;
+  record.description += entry.mark;
+  record.appliedScheme = entry.appliedScheme;
+  return record;
+}
+
+std::list<FileRecord> truncator::records() const {
+  std::list<FileRecord> copies;
+  for (const Entry& entry : m_TruncAttrsList) {
+    copies.push_back(marked(entry));
+  }
+  return copies;
+}
+
 ResultCode truncator::keepAll() {
-  for (FileRecord& record : m_TruncAttrsList) {
-    record.appliedScheme = kTruncateNone;
-    static_cast<void>(fillSummaryGoodFile(record));
+  for (Entry& entry : m_TruncAttrsList) {
+    entry.appliedScheme = kTruncateNone;
+    // A file that can't be entered is logged there; the others still are.
+    static_cast<void>(fillSummaryGoodFile(*entry.pRecord));
   }
   return 0;
 }
@@ -50,16 +75,21 @@ ResultCode truncator::perform() {
     LOG_MESSAGE(kLogError, "m_TruncAttrsList is empty");
     return TOLMENGINE_ERROR_NOT_INITIALIZED;
   }
-  // The list's sort is stable: files of equal id and size stay in their gathered order.
-  m_TruncAttrsList.sort([](const FileRecord& left, const FileRecord& right) {
-    return left.id != right.id ? left.id < right.id : left.size > right.size;
-  });
+  // Stable: files of equal id and size stay in their gathered order.
+  std::stable_sort(m_TruncAttrsList.begin(), m_TruncAttrsList.end(),
+                   [](const Entry& leftEntry, const Entry& rightEntry) {
+                     const FileRecord& left = *leftEntry.pRecord;
+                     const FileRecord& right = *rightEntry.pRecord;
+                     return left.id != right.id ? left.id < right.id : left.size > right.size;
+                   });
 
-  std::string id = m_TruncAttrsList.front().id;
-  std::int32_t scheme = m_TruncAttrsList.front().requestedScheme;
+  std::string id = m_TruncAttrsList.front().pRecord->id;
+  // The first of an id decides how the whole group is treated.
+  std::int32_t scheme = m_TruncAttrsList.front().pRecord->requestedScheme;
   double sum = 0.0;
   std::list<FileRecord> group;
-  for (FileRecord& record : m_TruncAttrsList) {
+  for (Entry& entry : m_TruncAttrsList) {
+    const FileRecord& record = *entry.pRecord;
     if (record.id != id) {
       closeGroup(scheme, group, sum);
       group.clear();
@@ -72,13 +102,13 @@ ResultCode truncator::perform() {
     } else if (record.requestedScheme != scheme) {
       dropMismatch(record);
     } else if (scheme == kTruncateNone) {
-      record.appliedScheme = kTruncateNone;
+      entry.appliedScheme = kTruncateNone;
       static_cast<void>(fillSummaryGoodFile(record));
     } else if (scheme == kTruncateData) {
       group.push_back(record);
       sum += record.size;
     } else {
-      selectWhole(record, sum);
+      selectWhole(entry, sum);
     }
   }
   closeGroup(scheme, group, sum);
@@ -111,19 +141,21 @@ void truncator::closeGroup(std::int32_t scheme, std::list<FileRecord>& group, do
   }
 }
 
-void truncator::selectWhole(FileRecord& record, double& sum) {
+void truncator::selectWhole(Entry& entry, double& sum) {
+  const FileRecord& record = *entry.pRecord;
   const double candidate = record.size + sum;
   if (record.requestedSize >= candidate) {
-    record.appliedScheme = kTruncateNone;
+    entry.appliedScheme = kTruncateNone;
     sum = candidate;
-    record.description += "; see note *1";
+    entry.mark = kWholeMark;
     m_bNote1Due = true;
-    if (const ResultCode rc = fillSummaryGoodFile(record); rc != 0) {
+    if (const ResultCode rc = fillSummaryGoodFile(marked(entry)); rc != 0) {
       LOG_RETURN_CODE(kLogError, "truncator::fillSummaryGoodFile", rc);
     }
     return;
   }
   // The sum doesn't grow: a smaller file behind one that was too large is still tried.
+  // One that can't be deleted is listed as out and stays in the bundle. Known, and told nowhere.
   static_cast<void>(helperUtil::fileDelete(record.path));
   m_bNote1Due = true;
   helperUtil::fillSummaryFailedFile(
@@ -177,8 +209,7 @@ ResultCode truncator::DATATruncateAll(std::list<FileRecord>& group, double sum) 
         record.appliedScheme = kTruncateEnd;
         break;
     }
-    // The capital N is this mark's own; whole-file selection writes a small one.
-    record.description += "; see Note *2";
+    record.description += kDataMark;
     if (const ResultCode rc = fillSummaryGoodFile(record); rc != 0) {
       LOG_RETURN_CODE(kLogError, "truncator::fillSummaryGoodFile", rc);
     }

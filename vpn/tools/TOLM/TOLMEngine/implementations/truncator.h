@@ -1,16 +1,18 @@
 // truncator: enters the gathered files of a config in its summary, and can hold groups of files to a
 // size budget.
 //
-// Lives on the stack of collector::writeSummary, works on a list of records of its own, and borrows
-// the summary, which nobody else changes meanwhile. A run calls keepAll() alone, which cuts nothing;
-// perform() is the budgets' whole logic and has no caller in the present flows. Used on the engine's
-// thread. Not meant to run twice: marks and entries would be added again.
+// Lives on the stack of collector::writeSummary. What it marks, it marks in a list of its own: the records
+// that it was given are borrowed, must outlive it and stay as they are. It borrows the summary, too. A run
+// calls keepAll() alone, which cuts nothing; perform() is the budgets' whole logic and has no caller in the
+// present flows. Used on the engine's thread. Not meant to run twice: marks and entries would be added
+// again.
 
 #pragma once
 
+#include <cstdint>
 #include <list>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileRecord.h"
@@ -20,8 +22,8 @@ namespace halvo {
 
 class truncator {
  public:
-  // Takes its own list: hand over a copy where the caller's records are still wanted.
-  truncator(std::list<FileRecord> records, XMLObject* summary);
+  truncator(const std::list<FileRecord>& records, XMLObject* summary);
+  truncator(std::list<FileRecord>&& records, XMLObject* summary) = delete;
   virtual ~truncator();
 
   truncator(const truncator&) = delete;
@@ -48,19 +50,28 @@ class truncator {
   // TOLMENGINE_ERROR_NULL_XML_CHILD for one without its parts; each is logged.
   [[nodiscard]] virtual ResultCode fillSummaryGoodFile(const FileRecord& record);
 
-  // The records, as cut and marked so far; takeRecords() hands them out.
-  [[nodiscard]] const std::list<FileRecord>& records() const { return m_TruncAttrsList; }
-  [[nodiscard]] std::list<FileRecord> takeRecords() { return std::move(m_TruncAttrsList); }
+  // The records in the order of the last treatment, with the marks and schemes of the files that were kept
+  // whole. Files that data cutting shortened are marked in its group alone.
+  [[nodiscard]] std::list<FileRecord> records() const;
 
  private:
+  // A record of the caller's and what is marked on it: for a hundred thousand files, copies of the
+  // records would count.
+  struct Entry {
+    const FileRecord* pRecord;
+    const char* mark;
+    std::int32_t appliedScheme;
+  };
+
+  [[nodiscard]] static FileRecord marked(const Entry& entry);
   void closeGroup(std::int32_t scheme, std::list<FileRecord>& group, double sum);
-  void selectWhole(FileRecord& record, double& sum);
+  void selectWhole(Entry& entry, double& sum);
   void dropMismatch(const FileRecord& record);
   void dropLost(const FileRecord& record);
 
   bool m_bNote2Due = false;
   bool m_bNote1Due = false;
-  std::list<FileRecord> m_TruncAttrsList;
+  std::vector<Entry> m_TruncAttrsList;
   XMLObject* m_pXMLSummary;
   helperUtil::SummarySections m_Sections;  // of m_pXMLSummary
 };

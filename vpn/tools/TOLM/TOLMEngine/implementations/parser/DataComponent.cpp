@@ -1,9 +1,25 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/DataComponent.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace halvo {
+
+namespace {
+
+// One for all trees: a number of a tree's own could be met again in another tree at the same address.
+constinit std::atomic<std::uint64_t> s_nChanges{0};
+
+void countChange() {
+  s_nChanges.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace
+
+std::uint64_t DataComponent::changeNumber() {
+  return s_nChanges.load(std::memory_order_relaxed);
+}
 
 DataComponent::DataComponent(const DataComponent& other)
     : m_bIsLeaf(other.m_bIsLeaf),
@@ -16,6 +32,7 @@ DataComponent::DataComponent(const DataComponent& other)
 
 DataComponent& DataComponent::operator=(const DataComponent& other) {
   if (this != &other) {
+    countChange();
     m_strName = other.m_strName;
     m_strValue = other.m_strValue;
     m_bIsLeaf = other.m_bIsLeaf;
@@ -28,7 +45,13 @@ DataComponent& DataComponent::operator=(const DataComponent& other) {
   return *this;
 }
 
+void DataComponent::SetName(const std::string& name) {
+  countChange();
+  m_strName = name;
+}
+
 DataComponent::~DataComponent() {
+  countChange();
   m_Attributes.clear();
   m_Children.clear();
   m_pParent = nullptr;
@@ -38,7 +61,9 @@ void DataComponent::copyLists(const DataComponent& other) {
   for (const auto& child : other.m_Children) {
     m_Children.push_back(std::make_unique<DataComponent>(*child));
   }
-  m_Attributes = other.m_Attributes;
+  for (const auto& attribute : other.m_Attributes) {
+    m_Attributes.push_back(std::make_unique<DataAttribute>(*attribute));
+  }
 }
 
 void DataComponent::IncreaseCount(std::uint32_t n) {
@@ -62,6 +87,7 @@ void DataComponent::AddChild(std::unique_ptr<DataComponent>&& node) {
   if (node == nullptr || node->m_nCount == 0) {
     return;
   }
+  countChange();
   node->m_pParent = this;
   const std::uint32_t added = node->m_nCount;
   m_Children.push_back(std::move(node));
@@ -78,6 +104,7 @@ void DataComponent::RemoveChild(const DataComponent* node) {
   if (found == m_Children.end()) {
     return;
   }
+  countChange();
   DecreaseCount((*found)->m_nCount);
   m_Children.erase(found);
 }
@@ -100,13 +127,13 @@ DataComponent* DataComponent::FindChild(const std::string& name) const {
 
 DataComponent::Attributes::iterator DataComponent::AddAttribute(const std::string& name,
                                                                 const std::string& value) {
-  m_Attributes.emplace_back(name, value);
+  m_Attributes.push_back(std::make_unique<DataAttribute>(name, value));
   return std::prev(m_Attributes.end());
 }
 
 void DataComponent::AddAttribute(std::unique_ptr<DataAttribute> attribute) {
   if (attribute != nullptr) {
-    m_Attributes.push_back(std::move(*attribute));
+    m_Attributes.push_back(std::move(attribute));
   }
 }
 
@@ -116,30 +143,26 @@ void DataComponent::RemoveAttribute(const std::string& name) {
 
 void DataComponent::RemoveAttribute(const DataAttribute* attribute) {
   const auto found = std::find_if(m_Attributes.begin(), m_Attributes.end(),
-                                  [attribute](const DataAttribute& entry) { return &entry == attribute; });
+                                  [attribute](const auto& entry) { return entry.get() == attribute; });
   if (found != m_Attributes.end()) {
     m_Attributes.erase(found);
   }
 }
 
 const DataAttribute* DataComponent::FindAttribute(const std::string& name) const {
-  for (const DataAttribute& attribute : m_Attributes) {
-    if (attribute.GetName() == name) {
-      return &attribute;
-    }
-  }
-  return nullptr;
+  const auto found = std::find_if(m_Attributes.begin(), m_Attributes.end(),
+                                  [&name](const auto& entry) { return entry->GetName() == name; });
+  return found != m_Attributes.end() ? found->get() : nullptr;
 }
 
 bool DataComponent::operator!=(const DataComponent& other) const {
-  const auto sameChild = [](const auto& left, const auto& right) { return left.get() == right.get(); };
-  const auto sameAttribute = [](const auto& left, const auto& right) { return &left == &right; };
+  const auto same = [](const auto& left, const auto& right) { return left.get() == right.get(); };
   return m_strName != other.m_strName || m_strValue != other.m_strValue || m_bIsLeaf != other.m_bIsLeaf ||
          m_pParent != other.m_pParent ||
          !std::equal(m_Children.begin(), m_Children.end(), other.m_Children.begin(), other.m_Children.end(),
-                     sameChild) ||
+                     same) ||
          !std::equal(m_Attributes.begin(), m_Attributes.end(), other.m_Attributes.begin(),
-                     other.m_Attributes.end(), sameAttribute);
+                     other.m_Attributes.end(), same);
 }
 
 }  // namespace halvo

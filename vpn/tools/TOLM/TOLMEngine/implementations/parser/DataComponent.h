@@ -22,9 +22,9 @@ class DataAttribute {
   DataAttribute() = default;
   DataAttribute(const std::string& name, const std::string& value) : m_strName(name), m_strValue(value) {}
 
-  [[nodiscard]] const std::string& GetName() const { return m_strName; }
+  [[nodiscard]] std::string GetName() const { return m_strName; }
   void SetName(const std::string& name) { m_strName = name; }
-  [[nodiscard]] const std::string& GetValue() const { return m_strValue; }
+  [[nodiscard]] std::string GetValue() const { return m_strValue; }
   void SetValue(const std::string& value) { m_strValue = value; }
 
   // True if the names or the values differ.
@@ -40,8 +40,9 @@ class DataAttribute {
 class DataComponent {
  public:
   using Children = std::list<std::unique_ptr<DataComponent>>;
-  // By value: a report of a hundred thousand files has two attributes for each.
-  using Attributes = std::vector<DataAttribute>;
+  // Each record keeps its address until it is removed. A row of pointers and no linked list, since a
+  // report of a hundred thousand files has two attributes for each.
+  using Attributes = std::vector<std::unique_ptr<DataAttribute>>;
 
   DataComponent() = default;
   DataComponent(const std::string& name, const std::string& value) : m_strName(name), m_strValue(value) {}
@@ -56,10 +57,10 @@ class DataComponent {
 
   // True until the first successful AddChild(), and never again after it.
   [[nodiscard]] bool IsLeaf() const { return m_bIsLeaf; }
-  [[nodiscard]] const std::string& GetName() const { return m_strName; }
-  void SetName(const std::string& name) { m_strName = name; }
+  [[nodiscard]] std::string GetName() const { return m_strName; }
+  void SetName(const std::string& name);
   // The element's own text exactly as accumulated, never trimmed.
-  [[nodiscard]] const std::string& GetValue() const { return m_strValue; }
+  [[nodiscard]] std::string GetValue() const { return m_strValue; }
   void SetValue(const std::string& value) { m_strValue = value; }
   void AppendValue(const std::string& text) { m_strValue += text; }
   // Null for a root. Not to be used on a copy.
@@ -91,9 +92,10 @@ class DataComponent {
   // compare byte by byte.
   [[nodiscard]] DataComponent* FindChild(const std::string& name) const;
 
-  // Appends; an attribute of the same name stays beside the new one. Returns its position, which holds,
-  // like a pointer to an attribute, until the next change to the attributes.
+  // Appends; an attribute of the same name stays beside the new one. Returns its position, which holds
+  // until the next change to the attributes.
   Attributes::iterator AddAttribute(const std::string& name, const std::string& value);
+  // Appends this very record. Null is ignored.
   void AddAttribute(std::unique_ptr<DataAttribute> attribute);
   // Destroys the first attribute of that name, if any.
   void RemoveAttribute(const std::string& name);
@@ -105,6 +107,10 @@ class DataComponent {
   // True if name, value, leaf state or parent differ, or the lists differ in length or, place by
   // place, in identity. Two separately built trees so differ unless both are bare.
   bool operator!=(const DataComponent& other) const;
+
+  // A number that no two changes to the elements of any tree leave the same: what FindChild() gave holds
+  // as long as it is the old one. Adding, removing, renaming, assigning and destroying elements count.
+  [[nodiscard]] static std::uint64_t changeNumber();
 
  private:
   void copyLists(const DataComponent& other);

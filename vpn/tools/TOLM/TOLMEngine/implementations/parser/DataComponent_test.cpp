@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+#include <utility>
+
 #include <memory>
 #include <utility>
 
@@ -140,11 +143,55 @@ TEST(DataComponentTest, AssignmentReplacesWhatWasThereAndSparesItself) {
   EXPECT_NE(target.FindChild("new"), nullptr);
 }
 
+static_assert(std::is_same_v<decltype(DataComponent().GetName()), std::string> &&
+                  std::is_same_v<decltype(DataComponent().GetValue()), std::string> &&
+                  std::is_same_v<decltype(DataAttribute().GetName()), std::string> &&
+                  std::is_same_v<decltype(DataAttribute().GetValue()), std::string>,
+              "accessors return by value: a text stays what it was when the element changes or goes");
+
+// The record was copied and destroyed, so nobody could find it again.
+TEST(DataComponentTest, AnAttributeThatIsHandedOverStaysTheSameRecord) {
+  DataComponent node("n", "");
+  auto attribute = std::make_unique<DataAttribute>("a", "1");
+  const DataAttribute* const identity = attribute.get();
+  node.AddAttribute("a", "0");
+  node.AddAttribute(std::move(attribute));
+  for (int i = 0; i < 100; ++i) {
+    node.AddAttribute("more", "");
+  }
+  EXPECT_EQ(identity->GetValue(), "1");
+  node.RemoveAttribute("a");
+  EXPECT_EQ(node.FindAttribute("a"), identity);
+  node.RemoveAttribute(identity);
+  EXPECT_EQ(node.FindAttribute("a"), nullptr);
+  node.AddAttribute(nullptr);
+  EXPECT_EQ(node.GetAttributes().size(), 100U);
+}
+
+TEST(DataComponentTest, EveryChangeToAnElementGetsANumber) {
+  DataComponent node("n", "");
+  std::uint64_t last = DataComponent::changeNumber();
+  const auto changed = [&last] { return std::exchange(last, DataComponent::changeNumber()) != last; };
+  node.AddChild("c", "");
+  EXPECT_TRUE(changed());
+  node.SetName("m");
+  EXPECT_TRUE(changed());
+  node.RemoveChild("c");
+  EXPECT_TRUE(changed());
+  node = DataComponent("o", "");
+  EXPECT_TRUE(changed());
+  { const DataComponent gone("g", ""); }
+  EXPECT_TRUE(changed());
+  node.SetValue("v");
+  node.AddAttribute("a", "1");
+  EXPECT_FALSE(changed());
+}
+
 TEST(DataComponentTest, TwoAttributesOfOneNameAreKeptAndTheFirstIsFound) {
   DataComponent node("n", "");
   node.AddAttribute("id", "first");
   const auto position = node.AddAttribute("id", "second");
-  EXPECT_EQ(position->GetValue(), "second");
+  EXPECT_EQ((*position)->GetValue(), "second");
   EXPECT_EQ(node.GetAttributes().size(), 2U);
   EXPECT_EQ(node.FindAttribute("id")->GetValue(), "first");
   node.RemoveAttribute("id");

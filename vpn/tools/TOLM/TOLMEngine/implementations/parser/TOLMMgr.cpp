@@ -1,10 +1,10 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
-#include <dirent.h>
-
-#include <cstring>
+#include <cerrno>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMXmlParser.h"
 
 namespace halvo {
@@ -15,6 +15,10 @@ constexpr char kExtension[] = ".xml";
 
 }  // namespace
 
+const DataComponent* findTitle(const XMLObject& document) {
+  return document.FindChildInGroup("configure", "title");
+}
+
 TOLMMgr::TOLMMgr(std::list<XMLObject*>& documents, const std::string& folder) {
   for (const std::string& path : scanFolder(folder)) {
     loadFile(documents, path);
@@ -23,17 +27,20 @@ TOLMMgr::TOLMMgr(std::list<XMLObject*>& documents, const std::string& folder) {
 
 std::list<std::string> TOLMMgr::scanFolder(const std::string& folder) {
   std::list<std::string> paths;
-  DIR* const stream = opendir(folder.c_str());
+  const FolderHolder stream(opendir(folder.c_str()));
   if (stream == nullptr) {
     return paths;
   }
   // Entries of any kind are taken: a folder named x.xml then fails to parse and is told as failed.
-  while (const dirent* entry = readdir(stream)) {
-    if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+  errno = 0;
+  while (const dirent* entry = readdir(stream.get())) {
+    if (!isDotName(entry->d_name)) {
       addFile(paths, folder, entry->d_name);
     }
+    // The log and the list leave an errno of their own.
+    errno = 0;
   }
-  closedir(stream);
+  m_nListingError = errno;
   return paths;
 }
 
@@ -63,7 +70,10 @@ void TOLMMgr::loadFile(std::list<XMLObject*>& documents, const std::string& path
     return;
   }
   if (const XMLObject* document = xmlMgr.GetXMLObject(); document != nullptr) {
-    documents.push_back(new XMLObject(document->GetRoot()));
+    // Held until the list has it: the list's own memory can run out.
+    auto copy = std::make_unique<XMLObject>(document->GetRoot());
+    documents.push_back(copy.get());
+    static_cast<void>(copy.release());
   }
 }
 
@@ -74,17 +84,18 @@ TOLMXmlLoader::~TOLMXmlLoader() = default;
 std::list<XMLObject*>* TOLMXmlLoader::load(const std::string& source, int mode,
                                            std::list<XMLObject*>& documents) {
   m_bLoaded = false;
-  if (mode == 2) {
+  if (mode == kLoadFolder) {
     const TOLMMgr folder(documents, source);
     m_FailedFiles = folder.GetFailedFiles();
+    m_nListingError = folder.GetListingError();
     m_bLoaded = !documents.empty();
     return m_bLoaded ? &documents : nullptr;
   }
-  if (mode != 0 && mode != 1) {
+  if (mode != kLoadText && mode != kLoadFile) {
     return nullptr;
   }
   TOLMXmlParser parser(m_pXmlMgr.get());
-  const ResultCode rc = mode == 1 ? parser.parseFile(source) : parser.parseMemory(source);
+  const ResultCode rc = mode == kLoadFile ? parser.parseFile(source) : parser.parseMemory(source);
   if (rc != 0) {
     return nullptr;
   }

@@ -1,0 +1,189 @@
+// Races of a second user against runs and removals, in a private root. TOLM_RACE_SECONDS gives them longer
+// than the moment that they have otherwise.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+
+#include "tests/support/ForkedCase.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/EngineRuns_test.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr unsigned kExchange = 2;  // RENAME_EXCHANGE
+
+std::chrono::milliseconds raceTime() {
+  const char* const seconds = std::getenv("TOLM_RACE_SECONDS");
+  return seconds != nullptr ? std::chrono::seconds(std::atoi(seconds)) : std::chrono::milliseconds(1500);
+}
+
+// Whether it is there already doesn't matter.
+void plantLink(const char* target, const char* path) {
+  if (symlink(target, path) != 0) {
+    errno = 0;
+  }
+}
+
+// Swaps two names in one step.
+void swapNames(const std::string& one, const std::string& other) {
+  static_cast<void>(syscall(SYS_renameat2, AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), kExchange));
+}
+
+// A child that does one thing over and over until it is ended; as "nobody" where the tests run as root.
+class Attacker {
+ public:
+  explicit Attacker(const std::function<void(unsigned round)>& attack) : m_pid(fork()) {
+    if (m_pid == 0) {
+      umask(0);
+      dropToNobody();
+      alarm(600);
+      for (unsigned round = 0;; ++round) {
+        attack(round);
+      }
+    }
+  }
+  ~Attacker() {
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+  }
+  Attacker(const Attacker&) = delete;
+  Attacker& operator=(const Attacker&) = delete;
+
+ private:
+  pid_t m_pid;
+};
+
+class EngineRaceTest : public TOLMEngineTest {
+ protected:
+  EngineRaceTest() {
+    std::filesystem::remove_all("/opt/precious");
+    for (int i = 0; i < 10; ++i) {
+      writeFile("/opt/precious/file" + std::to_string(i), "precious\n");
+    }
+    writeFile("/opt/precious/rc", "precious\n");
+    m_Before = listFolder("/opt/precious");
+    chmod("/tmp", 01777);
+  }
+  ~EngineRaceTest() override {
+    for (const std::string& name : listFolder("/tmp")) {
+      std::filesystem::remove_all("/tmp/" + name);
+    }
+  }
+
+  // Runs `turn` until the time is over. Returns how often.
+  static int race(const std::function<void()>& turn) {
+    const auto end = std::chrono::steady_clock::now() + raceTime();
+    int turns = 0;
+    do {
+      turn();
+      ++turns;
+    } while (std::chrono::steady_clock::now() < end);
+    return turns;
+  }
+  void expectNothingTouched() const {
+    EXPECT_EQ(listFolder("/opt/precious"), m_Before);
+    EXPECT_EQ(readFile("/opt/precious/rc"), "precious\n");
+    EXPECT_EQ(readFile("/opt/precious/file0"), "precious\n");
+  }
+
+  std::vector<std::string> m_Before;
+};
+
+void plantLinks(const std::string& folder) {
+  plantLink("/opt/precious/rc", (folder + "/summary.txt").c_str());
+  plantLink("/opt/precious", (folder + "/Alpha").c_str());
+  close(open((folder + "/evil").c_str(), O_WRONLY | O_CREAT, 0644));
+}
+
+// Folders of a planted left-over were swapped for links between the look at them and their removal: forty of
+// forty tries deleted files elsewhere.
+TEST_F(EngineRaceTest, ARemovalNeverLeavesItsFolder) {
+  const std::string plain = kPlainTempFolder;
+  const Attacker attacker([&plain](unsigned round) {
+    const std::string folder = plain + "/d" + std::to_string(round % 3);
+    const std::string twin = plain + "/l" + std::to_string(round % 3);
+    mkdir(plain.c_str(), 0777);
+    mkdir(folder.c_str(), 0777);
+    for (int i = 0; i < 10; ++i) {
+      close(open((folder + "/file" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0666));
+    }
+    plantLink("/opt/precious", twin.c_str());
+    for (int i = 0; i < 50; ++i) {
+      swapNames(folder, twin);
+      swapNames(plain, "/tmp/other");
+    }
+    mkdir("/tmp/other", 0777);
+    plantLink("/opt/precious", "/tmp/other_link");
+    swapNames(plain, "/tmp/other_link");
+    swapNames(plain, "/tmp/other_link");
+  });
+  const int turns = race([&plain] { helperUtil::fileDeleteLeftOver(plain); });
+  EXPECT_GT(turns, 10);
+  expectNothingTouched();
+}
+
+// A folder that stood there was taken for one's own: through the links in it a run wrote root's files.
+TEST_F(EngineRaceTest, ASecondUserNeverGetsIntoARun) {
+  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone, also of a namespace";
+  config("a.xml", documentText("Alpha", logsItem()));
+  const std::string plain = kPlainTempFolder;
+  const Attacker attacker([&plain](unsigned round) {
+    const std::time_t now = std::time(nullptr);
+    for (std::time_t second = now; second < now + 3; ++second) {
+      std::tm local = {};
+      localtime_r(&second, &local);
+      char text[32];
+      std::strftime(text, sizeof(text), "__%m%d_%H%M_", &local);
+      const std::string name = plain + text + std::to_string(helperUtil::randomFiveDigits(second));
+      if (mkdir(name.c_str(), 0777) == 0) {
+        plantLinks(name);
+      }
+      plantLinks(name);
+      if (round % 7 == 0) {
+        helperUtil::fileDeleteDirectory(name);
+      }
+    }
+    if (mkdir(plain.c_str(), 0777) == 0) {
+      plantLinks(plain);
+    } else if (round % 5 == 0) {
+      helperUtil::fileDeleteDirectory(plain);
+      plantLink("/opt/precious", plain.c_str());
+      unlink(plain.c_str());
+    }
+  });
+  makeFolders("/opt/out");
+  int good = 0;
+  race([this, &good] {
+    TOLMEngine engine("", "/opt/out/race.zip", "", false);
+    const ResultCode rc = engine.run();
+    if (rc == 0) {
+      ++good;
+      m_strBundle = engine.bundlePath();
+      ASSERT_THAT(entries(), ElementsAre("Alpha/TWO.LOG", "Alpha/one.log", "summary.txt"));
+    } else {
+      ASSERT_RESULT(rc, TOLMENGINE_ERROR_ACCESS_DENIED);
+    }
+  });
+  expectNothingTouched();
+  EXPECT_GT(good, 0);
+}
+
+}  // namespace
+}  // namespace halvo
