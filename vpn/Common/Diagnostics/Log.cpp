@@ -228,7 +228,7 @@ bool releaseLogging() {
   {
     const CManualLockHolder hold(loggingLock());
     before = s_nReferences;
-    // One release too many is no fault of anybody's: a logger that was handed over is released by two.
+    // One release too many does nothing: who gives back last needn't know that he is.
     if (s_nReferences > 0) {
       --s_nReferences;
     }

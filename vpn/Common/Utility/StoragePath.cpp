@@ -136,7 +136,7 @@ std::string CStoragePath::GetUILogPath() {
     LOG_MESSAGE(kLogWarning, "Error retrieving user pswd struct.");
     return "";
   }
-  // On standard output, meant as it stands: no program of this system calls it, and those that do expect it.
+  // On standard output, meant as it stands: the suite's programs that ask for it show it there.
   std::printf("Home directory is %s\n", entry->pw_dir);
   return std::string(entry->pw_dir) + "/" + kUILogSuffix;
 }

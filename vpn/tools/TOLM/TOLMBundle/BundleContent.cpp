@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
+
 namespace halvo {
 
 namespace {
@@ -203,6 +205,17 @@ void BundleContent::load() {
     matchSection(section);
   }
   addTheRest();
+}
+
+std::optional<std::int64_t> BundleContent::madeAt() const {
+  std::optional<std::int64_t> newest;
+  for (const BundleEntryInfo& entry : m_rReader.entries()) {
+    LogTime time;
+    if (findLogTime(dosTimeText(entry.dosTime), time)) {
+      newest = std::max(newest, secondsOf(time, 0));
+    }
+  }
+  return newest;
 }
 
 std::vector<std::size_t> BundleContent::filesOfItem(const std::string& id) const {

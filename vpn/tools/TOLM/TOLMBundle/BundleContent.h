@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,9 @@ class BundleContent {
   // What was omitted, then what the summary lists and the bundle hasn't.
   [[nodiscard]] const std::vector<MissingFile>& missing() const { return m_Missing; }
   [[nodiscard]] const std::string& fault() const { return m_strFault; }
+  // When the bundle was made, in seconds since 1970-01-01 of the machine's own clock and zone: the newest
+  // time of an entry. None where no entry has a time.
+  [[nodiscard]] std::optional<std::int64_t> madeAt() const;
   // The sum of the entries' sizes; what the table of contents says.
   [[nodiscard]] std::uint64_t wholeSize() const { return m_nWholeSize; }
   [[nodiscard]] const BundleEntryInfo& entry(const BundledFile& file) const {

@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 namespace halvo {
@@ -197,6 +198,46 @@ std::int64_t daysOfDate(int year, int month, int day) {
   const std::int64_t ofEra = shifted - era * 400;
   const std::int64_t ofYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
   return era * 146097 + ofEra * 365 + ofEra / 4 - ofEra / 100 + ofYear - 719468;
+}
+
+std::optional<std::int64_t> secondsOf(const LogTime& time, std::int64_t now) {
+  if (time.month == 0) {
+    return std::nullopt;
+  }
+  const std::int64_t ofDay = time.hour * 3600 + time.minute * 60 + time.second;
+  if (time.year != 0) {
+    return daysOfDate(time.year, time.month, time.day) * kSecondsOfDay + ofDay;
+  }
+  int year = 1969 + static_cast<int>(now / (366 * kSecondsOfDay));
+  std::int64_t seconds = 0;
+  // From below: the estimate of the year is short by one or two.
+  for (int i = 0; i < 4; ++i, ++year) {
+    const std::int64_t next = daysOfDate(year, time.month, time.day) * kSecondsOfDay + ofDay;
+    if (i > 0 && next > now + kSecondsOfDay) {
+      break;
+    }
+    seconds = next;
+  }
+  return seconds;
+}
+
+std::string minuteText(std::int64_t seconds) {
+  const std::int64_t days = seconds / kSecondsOfDay - (seconds % kSecondsOfDay < 0 ? 1 : 0);
+  const std::int64_t ofDay = seconds - days * kSecondsOfDay;
+  // The day back into a date, years beginning in March.
+  const std::int64_t shifted = days + 719468;
+  const std::int64_t era = shifted / 146097;
+  const std::int64_t ofEra = shifted - era * 146097;
+  const std::int64_t yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
+  const std::int64_t ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t part = (5 * ofYear + 2) / 153;
+  const auto day = static_cast<int>(ofYear - (153 * part + 2) / 5 + 1);
+  const auto month = static_cast<int>(part < 10 ? part + 3 : part - 9);
+  const auto year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+  char text[64];
+  std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d", year, month, day,
+                static_cast<int>(ofDay / 3600), static_cast<int>(ofDay / 60 % 60));
+  return text;
 }
 
 bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::size_t limit) {

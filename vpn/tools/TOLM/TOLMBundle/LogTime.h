@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,15 @@ bool findLogTime(std::string_view line, LogTime& time, std::size_t from = 0, std
 
 // Days since 1970-01-01 (Gregorian).
 std::int64_t daysOfDate(int year, int month, int day);
+
+inline constexpr std::int64_t kSecondsOfDay = 86400;
+
+// Seconds since 1970-01-01, without regard to zones. A time without a year is of the twelve months up to the
+// day behind `now`; one without a date has none.
+std::optional<std::int64_t> secondsOf(const LogTime& time, std::int64_t now);
+
+// "2026-03-15 10:42" of seconds since 1970-01-01.
+std::string minuteText(std::int64_t seconds);
 
 // The line for a comparison: times, numbers in brackets and those behind "pid" are replaced by a mark.
 void normalizeLine(std::string_view line, std::string& result);

@@ -53,6 +53,23 @@ TEST(LogTimeTest, DaysAreCounted) {
   EXPECT_EQ(daysOfDate(2026, 3, 15), 20527);
 }
 
+TEST(LogTimeTest, TimesWithoutAYearAreOfTheLastTwelveMonths) {
+  const std::int64_t now = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10 * 3600;
+  LogTime time;
+  time.month = 3;
+  time.day = 15;
+  time.hour = 9;
+  EXPECT_EQ(minuteText(secondsOf(time, now).value_or(0)), "2026-03-15 09:00");
+  time.day = 17;
+  EXPECT_EQ(minuteText(secondsOf(time, now).value_or(0)), "2025-03-17 09:00");
+  time.month = 12;
+  EXPECT_EQ(minuteText(secondsOf(time, now).value_or(0)), "2025-12-17 09:00");
+  time.month = 0;
+  EXPECT_FALSE(secondsOf(time, now).has_value());
+  EXPECT_EQ(minuteText(0), "1970-01-01 00:00");
+  EXPECT_EQ(minuteText(-60), "1969-12-31 23:59");
+}
+
 TEST(LogTimeTest, TimesAndProcessIdsAreSetAside) {
   EXPECT_EQ(normal("Mar 15 10:42:07 host tm[1234]: up pid=77 at 2026-03-15 10:42:08"),
             "<time> host tm[<pid>]: up pid=<pid> at <time>");

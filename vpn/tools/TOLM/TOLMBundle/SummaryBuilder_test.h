@@ -1,4 +1,5 @@
-// SummaryBuilder: summaries as the engine writes them, for bundles that tests make up. Cells must fit.
+// SummaryBuilder: summaries as the engine writes them, for bundles that tests make up. The last cell of a row
+// must fit.
 
 #pragma once
 
@@ -39,9 +40,21 @@ class SummaryBuilder {
   static std::string cell(const std::string& text, std::size_t width) {
     return text + std::string(width - text.size(), ' ');
   }
-  static std::string row(const std::string& id, const std::string& name, const std::string& description,
-                         const std::string& last) {
-    return cell(id, 17) + "  " + cell(name, 28) + "  " + cell(description, 40) + "  " + last + "\n";
+  // Longer cells go on in the next row, cut as words without blanks are.
+  static std::string row(std::string id, std::string name, std::string description, const std::string& last) {
+    std::string rows;
+    bool first = true;
+    while (first || !id.empty() || !name.empty() || !description.empty()) {
+      rows += cell(cut(id, 17), 17) + "  " + cell(cut(name, 28), 28) + "  " + cell(cut(description, 40), 40) +
+              "  " + (first ? last : std::string(last.size(), ' ')) + "\n";
+      first = false;
+    }
+    return rows;
+  }
+  static std::string cut(std::string& text, std::size_t width) {
+    const std::string line = text.size() <= width ? text : text.substr(0, width - 1);
+    text.erase(0, line.size());
+    return line;
   }
 
   void endSection() {

@@ -8,6 +8,8 @@
   ROW(Check)               \
   ROW(Plan)                \
   ROW(Show)                \
+  ROW(Report)              \
+  ROW(Findings)            \
   ROW(Compare)             \
   ROW(Ask)
 

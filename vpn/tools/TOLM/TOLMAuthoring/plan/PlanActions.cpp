@@ -42,11 +42,12 @@ bool allExpansionsEnd(const DataComponent& action) {
   return true;
 }
 
-PlannedFile planFile(const std::string& path, const std::string& storedAs, IPlanHost& host) {
+// `isFolder`: the look at the folder that it lies in has shown it for one.
+PlannedFile planFile(const std::string& path, const std::string& storedAs, bool isFolder, IPlanHost& host) {
   PlannedFile file;
   file.path = path;
   file.storedAs = storedAs;
-  file.isFolder = host.isFolder(path);
+  file.isFolder = isFolder || host.isFolder(path);
   file.size = file.isFolder ? -1 : host.sizeOf(path);
   file.problem = host.readProblem(path);
   if (file.problem.empty() && !file.isFolder && file.size < 0) {
@@ -78,8 +79,8 @@ void planCopy(PlannedAction& action, const XMLObject& subtree, const std::string
   }
   for (const helperUtil::FileFindEntry& entry : entries) {
     if (entry.name != "." && entry.name != ".." && (!attributes.gatherNewest || entry.name == newest.name)) {
-      action.files.push_back(
-          planFile(folder + entry.name, helperUtil::buildBundleFileName(name, entry.name), host));
+      action.files.push_back(planFile(folder + entry.name, helperUtil::buildBundleFileName(name, entry.name),
+                                      entry.isDirectory, host));
     }
   }
   if (action.files.empty()) {
@@ -129,7 +130,7 @@ void planList(PlannedAction& action, const XMLObject& subtree, IPlanHost& host) 
     return;
   }
   for (const std::string& location : locations) {
-    action.files.push_back(planFile(location, helperUtil::stringAfterLast(location, "/"), host));
+    action.files.push_back(planFile(location, helperUtil::stringAfterLast(location, "/"), false, host));
   }
   if (action.files.empty()) {
     action.problem = "the property list names no file";

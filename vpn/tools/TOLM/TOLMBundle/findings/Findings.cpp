@@ -1,0 +1,432 @@
+#include "vpn/tools/TOLM/TOLMBundle/findings/Findings.h"
+
+#include <re2/set.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
+
+namespace halvo {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kMostEvidence = 5;
+constexpr std::size_t kLongestEvidence = 400;
+constexpr std::size_t kMostNumbers = 1000;
+constexpr int kMostCaptures = 3;
+constexpr std::int64_t kSetMemory = std::int64_t{8} << 20U;
+
+// One line that a probe found.
+struct Hit {
+  Evidence evidence;
+  std::vector<std::string> captures;
+};
+
+// What a probe found in all its files.
+struct Result {
+  bool anyFile = false;
+  std::uint64_t count = 0;
+  std::vector<Hit> hits;
+  std::vector<double> numbers;         // of the first capture, and the hit's index beside it
+  std::vector<Hit> numberHits;         // the lines that the numbers come from
+  std::optional<std::int64_t> newest;  // of the lines' times, in seconds
+};
+
+class Scan {
+ public:
+  Scan(const BundleContent& content, const RuleSet& rules)
+      : m_rContent(content), m_rRules(rules), m_Results(rules.probes().size()), m_Now(content.madeAt()) {
+    for (std::size_t i = 0; i < content.files().size(); ++i) {
+      scanFile(i);
+    }
+  }
+
+  [[nodiscard]] const Result& result(int probe) const { return m_Results[static_cast<std::size_t>(probe)]; }
+  [[nodiscard]] std::optional<std::int64_t> now() const { return m_Now; }
+
+ private:
+  // The probes of a file that have patterns, as one automaton. Files of one item mostly have the same.
+  struct Patterns {
+    std::vector<std::size_t> probes;
+    std::unique_ptr<RE2::Set> set;
+  };
+
+  const Patterns& patternsOf(const std::vector<std::size_t>& probes) {
+    std::unique_ptr<Patterns>& known = m_Patterns[probes];
+    if (known == nullptr) {
+      known = std::make_unique<Patterns>();
+      RE2::Options options;
+      options.set_encoding(RE2::Options::EncodingLatin1);
+      options.set_log_errors(false);
+      options.set_max_mem(kSetMemory);
+      known->set = std::make_unique<RE2::Set>(options, RE2::UNANCHORED);
+      for (const std::size_t probe : probes) {
+        if (m_rRules.probes()[probe].pattern != nullptr) {
+          known->set->Add(m_rRules.probes()[probe].pattern->pattern(), nullptr);
+          known->probes.push_back(probe);
+        }
+      }
+      if (known->probes.empty() || !known->set->Compile()) {
+        known->set = nullptr;
+      }
+    }
+    return *known;
+  }
+
+  void scanFile(std::size_t index) {
+    const BundledFile& file = m_rContent.files()[index];
+    std::vector<std::size_t> probes;
+    bool wantsTimes = false;
+    for (std::size_t i = 0; i < m_rRules.probes().size(); ++i) {
+      const Probe& probe = m_rRules.probes()[i];
+      if (probe.selector.fits(file.id, file.name)) {
+        probes.push_back(i);
+        wantsTimes = wantsTimes || probe.pattern == nullptr;
+      }
+    }
+    EntryReader entry(m_rContent.reader());
+    if (probes.empty() || !entry.open(file.entry).empty()) {
+      return;
+    }
+    for (const std::size_t probe : probes) {
+      m_Results[probe].anyFile = true;
+    }
+    const Patterns& patterns = patternsOf(probes);
+    LineReader lines(entry);
+    std::string_view line;
+    std::uint64_t number = 0;
+    while (lines.next(line)) {
+      if (lines.sawZero()) {
+        return;
+      }
+      ++number;
+      matchLine(patterns, index, number, line);
+      if (wantsTimes) {
+        noteTime(probes, line);
+      }
+    }
+  }
+
+  void matchLine(const Patterns& patterns, std::size_t file, std::uint64_t number, std::string_view line) {
+    if (patterns.probes.empty()) {
+      return;
+    }
+    const re2::StringPiece piece(line.data(), line.size());
+    m_Matches.clear();
+    RE2::Set::ErrorInfo error = {};
+    if (patterns.set != nullptr && !patterns.set->Match(piece, &m_Matches, &error) &&
+        error.kind == RE2::Set::kNoError) {
+      return;
+    }
+    if (patterns.set == nullptr || error.kind != RE2::Set::kNoError) {
+      // The automaton of all took too much memory: one after the other then.
+      m_Matches.clear();
+      for (std::size_t i = 0; i < patterns.probes.size(); ++i) {
+        m_Matches.push_back(static_cast<int>(i));
+      }
+    }
+    for (const int match : m_Matches) {
+      takeMatch(patterns.probes[static_cast<std::size_t>(match)], file, number, piece);
+    }
+  }
+
+  void takeMatch(std::size_t probe, std::size_t file, std::uint64_t number, const re2::StringPiece& line) {
+    const RE2& pattern = *m_rRules.probes()[probe].pattern;
+    const int groups = std::min(pattern.NumberOfCapturingGroups(), kMostCaptures);
+    std::array<re2::StringPiece, kMostCaptures + 1> found;
+    if (!pattern.Match(line, 0, line.size(), RE2::UNANCHORED, found.data(), groups + 1)) {
+      return;
+    }
+    Result& result = m_Results[probe];
+    ++result.count;
+    const bool keepHit = result.hits.size() < kMostEvidence;
+    const bool keepNumber = groups > 0 && result.numbers.size() < kMostNumbers;
+    if (!keepHit && !keepNumber) {
+      return;
+    }
+    Hit hit;
+    hit.evidence = {file, number, std::string(line.data(), std::min(line.size(), kLongestEvidence))};
+    for (int i = 1; i <= groups; ++i) {
+      const re2::StringPiece& capture = found[static_cast<std::size_t>(i)];
+      hit.captures.emplace_back(capture.data() == nullptr ? "" : capture.data(),
+                                std::min(capture.size(), kLongestEvidence));
+    }
+    if (keepNumber) {
+      const std::string& text = hit.captures.front();
+      char* end = nullptr;
+      const double value = std::strtod(text.c_str(), &end);
+      result.numbers.push_back(end == text.c_str() ? std::nan("") : value);
+      result.numberHits.push_back(hit);
+    }
+    if (keepHit) {
+      result.hits.push_back(std::move(hit));
+    }
+  }
+
+  void noteTime(const std::vector<std::size_t>& probes, std::string_view line) {
+    LogTime time;
+    if (!m_Now || !findLogTime(line, time)) {
+      return;
+    }
+    const std::optional<std::int64_t> seconds = secondsOf(time, *m_Now);
+    if (!seconds) {
+      return;
+    }
+    for (const std::size_t probe : probes) {
+      Result& result = m_Results[probe];
+      result.newest = std::max(result.newest.value_or(*seconds), *seconds);
+    }
+  }
+
+  const BundleContent& m_rContent;
+  const RuleSet& m_rRules;
+  std::vector<Result> m_Results;
+  std::optional<std::int64_t> m_Now;
+  std::map<std::vector<std::size_t>, std::unique_ptr<Patterns>> m_Patterns;
+  std::vector<int> m_Matches;
+};
+
+bool compare(double left, Comparison comparison, double right) {
+  if (std::isnan(left) || std::isnan(right)) {
+    return false;
+  }
+  switch (comparison) {
+    case Comparison::kBelow:
+      return left < right;
+    case Comparison::kAbove:
+      return left > right;
+    case Comparison::kEquals:
+      return !(left < right) && !(left > right);
+    case Comparison::kDiffers:
+      return left < right || left > right;
+  }
+  return false;
+}
+
+// Looks whether a rule's condition holds, and keeps the lines that speak for it.
+class Judge {
+ public:
+  Judge(const BundleContent& content, const Scan& scan) : m_rContent(content), m_rScan(scan) {}
+
+  bool holds(const Condition& condition) {
+    switch (condition.kind) {
+      case ConditionKind::kAll:
+        return std::all_of(condition.children.begin(), condition.children.end(),
+                           [this](const Condition& child) { return holds(child); });
+      case ConditionKind::kAny: {
+        // All of them, for the lines of all that hold.
+        bool any = false;
+        for (const Condition& child : condition.children) {
+          any = holds(child) || any;
+        }
+        return any;
+      }
+      case ConditionKind::kNone: {
+        Judge quiet(m_rContent, m_rScan);
+        return std::none_of(condition.children.begin(), condition.children.end(),
+                            [&quiet](const Condition& child) { return quiet.holds(child); });
+      }
+      case ConditionKind::kMissing:
+        return !anyFile(condition.selector);
+      case ConditionKind::kPresent:
+        return anyFile(condition.selector);
+      case ConditionKind::kSize:
+        return sizeHolds(condition);
+      case ConditionKind::kLine:
+        return lineHolds(condition);
+      case ConditionKind::kNoLine:
+        // A file that isn't there tells nothing.
+        return m_rScan.result(condition.probe).anyFile && m_rScan.result(condition.probe).count == 0;
+      case ConditionKind::kNumber:
+        return numberHolds(condition);
+      case ConditionKind::kTime:
+        return timeHolds(condition);
+      case ConditionKind::kAge:
+        return ageHolds(condition);
+    }
+    return false;
+  }
+
+  std::vector<Hit> hits;
+  std::uint64_t count = 0;
+
+ private:
+  [[nodiscard]] bool anyFile(const FileSelector& selector) const {
+    return std::any_of(m_rContent.files().begin(), m_rContent.files().end(), [&](const BundledFile& file) {
+      return m_rContent.entry(file).fault.empty() && selector.fits(file.id, file.name);
+    });
+  }
+
+  bool sizeHolds(const Condition& condition) {
+    bool any = false;
+    for (std::size_t i = 0; i < m_rContent.files().size(); ++i) {
+      const BundledFile& file = m_rContent.files()[i];
+      const std::uint64_t size = m_rContent.entry(file).size;
+      if (condition.selector.fits(file.id, file.name) &&
+          compare(static_cast<double>(size), condition.comparison, condition.value)) {
+        take({{i, 0, bytesText(size)}, {bytesText(size)}});
+        any = true;
+      }
+    }
+    return any;
+  }
+
+  bool lineHolds(const Condition& condition) {
+    const Result& result = m_rScan.result(condition.probe);
+    for (const Hit& hit : result.hits) {
+      take(hit);
+    }
+    count += result.count - result.hits.size();
+    return result.count > 0;
+  }
+
+  bool numberHolds(const Condition& condition) {
+    const Result& result = m_rScan.result(condition.probe);
+    bool any = false;
+    for (std::size_t i = 0; i < result.numbers.size(); ++i) {
+      bool fits = false;
+      if (condition.otherProbe < 0) {
+        fits = compare(result.numbers[i], condition.comparison, condition.value);
+      } else {
+        for (const double other : m_rScan.result(condition.otherProbe).numbers) {
+          fits = fits || compare(result.numbers[i], condition.comparison, other);
+        }
+      }
+      if (fits) {
+        take(result.numberHits[i]);
+        any = true;
+      }
+    }
+    return any;
+  }
+
+  bool timeHolds(const Condition& condition) {
+    const Result& result = m_rScan.result(condition.probe);
+    bool any = false;
+    for (const Hit& hit : result.numberHits) {
+      LogTime time;
+      if (!m_rScan.now() || !findLogTime(hit.captures.front(), time) || time.month == 0) {
+        continue;
+      }
+      const std::optional<std::int64_t> seconds = secondsOf(time, *m_rScan.now());
+      if (seconds &&
+          compare(static_cast<double>(*seconds), condition.comparison, static_cast<double>(*m_rScan.now()))) {
+        take(hit);
+        any = true;
+      }
+    }
+    return any;
+  }
+
+  [[nodiscard]] bool ageHolds(const Condition& condition) const {
+    const Result& result = m_rScan.result(condition.probe);
+    return m_rScan.now() && result.newest &&
+           compare(static_cast<double>(*m_rScan.now() - *result.newest), condition.comparison,
+                   condition.value);
+  }
+
+  void take(const Hit& hit) {
+    ++count;
+    if (hits.size() < kMostEvidence) {
+      hits.push_back(hit);
+    }
+  }
+
+  const BundleContent& m_rContent;
+  const Scan& m_rScan;
+};
+
+// "{1}" is the first capture of the first line.
+std::string filledIn(const std::string& text, const std::vector<Hit>& hits) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool mark = text[i] == '{' && i + 2 < text.size() && text[i + 1] >= '1' &&
+                      text[i + 1] <= '0' + kMostCaptures && text[i + 2] == '}';
+    if (!mark) {
+      result += text[i];
+      continue;
+    }
+    const auto number = static_cast<std::size_t>(text[i + 1] - '1');
+    result += !hits.empty() && number < hits.front().captures.size() ? hits.front().captures[number] : "?";
+    i += 2;
+  }
+  return result;
+}
+
+}  // namespace
+
+std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleSet& rules) {
+  const Scan scan(content, rules);
+  std::vector<KnownProblem> findings;
+  for (const Rule& rule : rules.rules()) {
+    Judge judge(content, scan);
+    if (!judge.holds(rule.condition)) {
+      continue;
+    }
+    KnownProblem finding{
+        rule.id, rule.severity, filledIn(rule.title, judge.hits), filledIn(rule.advice, judge.hits),
+        {},      judge.count};
+    for (const Hit& hit : judge.hits) {
+      finding.evidence.push_back(hit.evidence);
+    }
+    findings.push_back(std::move(finding));
+  }
+  std::stable_sort(findings.begin(), findings.end(), [](const KnownProblem& left, const KnownProblem& right) {
+    return left.severity < right.severity;
+  });
+  return findings;
+}
+
+std::string findingsText(const BundleContent& content, const std::vector<KnownProblem>& findings,
+                         std::size_t rules) {
+  std::string text;
+  for (const KnownProblem& finding : findings) {
+    text += severityText(finding.severity) + ": " + withoutControls(finding.title) + " [" +
+            withoutControls(finding.id) + "]\n  " + withoutControls(finding.advice) + "\n";
+    for (const Evidence& evidence : finding.evidence) {
+      text += "    " + withoutControls(content.entry(content.files()[evidence.file]).name) +
+              (evidence.line > 0 ? ":" + std::to_string(evidence.line) : "") + ": " +
+              withoutControls(evidence.text) + "\n";
+    }
+    if (finding.count > finding.evidence.size()) {
+      text += "    ... and " + std::to_string(finding.count - finding.evidence.size()) + " more\n";
+    }
+    text += "\n";
+  }
+  return text + std::to_string(findings.size()) + " of " + std::to_string(rules) +
+         " known problems are seen in this bundle.\n";
+}
+
+std::string findingsJson(const BundleContent& content, const std::vector<KnownProblem>& findings,
+                         std::size_t rules) {
+  Json json;
+  json["rules"] = rules;
+  json["findings"] = Json::array();
+  for (const KnownProblem& finding : findings) {
+    Json one = {{"id", finding.id},       {"severity", severityText(finding.severity)},
+                {"title", finding.title}, {"advice", finding.advice},
+                {"count", finding.count}, {"lines", Json::array()}};
+    for (const Evidence& evidence : finding.evidence) {
+      one["lines"].push_back({{"file", content.entry(content.files()[evidence.file]).name},
+                              {"line", evidence.line},
+                              {"text", evidence.text}});
+    }
+    json["findings"].push_back(std::move(one));
+  }
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace halvo

@@ -1,0 +1,315 @@
+#include "vpn/tools/TOLM/TOLMBundle/findings/Findings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <libxml/relaxng.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
+
+namespace halvo {
+namespace {
+
+using test::SummaryBuilder;
+using test::TempFolder;
+using test::ZipBuilder;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+using Files = std::vector<RuleExample::File>;
+
+// The findings of a bundle that holds these files, each with the id of its item.
+std::vector<KnownProblem> findIn(const Files& files, const RuleSet& rules, std::string* text = nullptr) {
+  SummaryBuilder summary;
+  summary.section("Logs");
+  ZipBuilder zip;
+  for (const RuleExample::File& file : files) {
+    summary.included(file.item, file.name, "", "1 bytes");
+    zip.add({"Logs/" + file.name, file.text});
+  }
+  zip.add({"summary.txt", summary.take()});
+  const TempFolder folder;
+  test::writeFile(folder.file("bundle.zip"), zip.take());
+  BundleReader reader;
+  EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
+  BundleContent content(reader);
+  content.load();
+  const std::vector<KnownProblem> findings = findProblems(content, rules);
+  if (text != nullptr) {
+    *text = findingsText(content, findings, rules.rules().size());
+    EXPECT_FALSE(nlohmann::json::parse(findingsJson(content, findings, rules.rules().size()), nullptr, false)
+                     .is_discarded());
+  }
+  return findings;
+}
+
+std::vector<std::string> idsOf(const std::vector<KnownProblem>& findings) {
+  std::vector<std::string> ids;
+  for (const KnownProblem& finding : findings) {
+    ids.push_back(finding.id);
+  }
+  return ids;
+}
+
+// One rule around a condition.
+std::string ruleText(const std::string& condition) {
+  return "<rules><rule id=\"r\" severity=\"error\"><title>T {1}</title><advice>Do {1}.</advice>" + condition +
+         "</rule></rules>";
+}
+
+RuleSet ruleSet(const std::string& condition) {
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  EXPECT_TRUE(rules.add(ruleText(condition), faults)) << (faults.empty() ? "" : faults[0].text);
+  return rules;
+}
+
+bool holds(const std::string& condition, const Files& files) {
+  return !findIn(files, ruleSet(condition)).empty();
+}
+
+std::vector<std::string> faultsOf(const std::string& xml) {
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  EXPECT_FALSE(rules.add(xml, faults));
+  EXPECT_THAT(rules.rules(), IsEmpty());
+  std::vector<std::string> texts;
+  for (const RuleFault& fault : faults) {
+    texts.push_back(std::to_string(fault.line) + ": " + fault.text);
+  }
+  return texts;
+}
+
+// The rules that are built in.
+
+TEST(BuiltInRulesTest, ThereAreManyAndNoneHasAFault) {
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  for (const std::string& document : builtInRules()) {
+    rules.add(document, faults);
+  }
+  for (const RuleFault& fault : faults) {
+    ADD_FAILURE() << fault.line << ": " << fault.text;
+  }
+  EXPECT_GE(rules.rules().size(), 25U);
+}
+
+TEST(BuiltInRulesTest, EveryRuleIsSeenInItsExampleAndNotInTheOther) {
+  RuleSet rules;
+  rules.addBuiltIn();
+  for (const Rule& rule : rules.rules()) {
+    std::set<bool> kinds;
+    for (const RuleExample& example : rule.examples) {
+      kinds.insert(example.shows);
+      const std::vector<std::string> ids = idsOf(findIn(example.files, rules));
+      if (example.shows) {
+        EXPECT_THAT(ids, Contains(rule.id));
+      } else {
+        EXPECT_THAT(ids, Not(Contains(rule.id)));
+      }
+    }
+    EXPECT_EQ(kinds.size(), 2U) << rule.id << " needs an example of each kind";
+  }
+}
+
+TEST(BuiltInRulesTest, AHealthyMachineShowsNoError) {
+  RuleSet rules;
+  rules.addBuiltIn();
+  const std::vector<KnownProblem> findings = findIn(
+      {{"client-logs", "agent.log", "2026-03-15 10:40:00 agent: connected\n"},
+       {"network-addresses", "ip_result.txt",
+        "2: eth0: <BROADCAST,UP,LOWER_UP> mtu 1500 state UP\n4: tun0: <POINTOPOINT,UP,LOWER_UP> mtu 1400 "
+        "state UNKNOWN\ndefault dev tun0 scope link\ndefault via 192.0.2.1 dev eth0 metric 100\n"},
+       {"config-names", "resolv.conf", "nameserver 127.0.0.53\n"}},
+      rules);
+  EXPECT_THAT(idsOf(findings), IsEmpty());
+}
+
+TEST(BuiltInRulesTest, EveryDocumentFitsTheSchema) {
+  const std::string schema = test::sourcePath("samples/rules/rules.rng");
+  xmlRelaxNGParserCtxt* const parser = xmlRelaxNGNewParserCtxt(schema.c_str());
+  xmlRelaxNG* const grammar = xmlRelaxNGParse(parser);
+  ASSERT_NE(grammar, nullptr);
+  const auto fits = [grammar](const std::string& text) {
+    xmlDoc* const document =
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), "", nullptr, XML_PARSE_NONET);
+    xmlRelaxNGValidCtxt* const validator = xmlRelaxNGNewValidCtxt(grammar);
+    const int answer = xmlRelaxNGValidateDoc(validator, document);
+    xmlRelaxNGFreeValidCtxt(validator);
+    xmlFreeDoc(document);
+    return answer == 0;
+  };
+  for (const std::string& document : builtInRules()) {
+    EXPECT_TRUE(fits(document)) << document.substr(0, 200);
+  }
+  EXPECT_FALSE(fits(ruleText("<line item=\"a\"/>")));
+  EXPECT_FALSE(fits(ruleText("<size item=\"a\" pattern=\"x\" above=\"1\"/>")));
+  EXPECT_TRUE(fits(ruleText("<line item=\"a\" pattern=\"x\"/>")));
+  xmlRelaxNGFree(grammar);
+  xmlRelaxNGFreeParserCtxt(parser);
+}
+
+// Conditions.
+
+TEST(FindingsTest, LinesAreFoundAndToldWithTheirPlace) {
+  std::string text;
+  const std::vector<KnownProblem> findings =
+      findIn({{"a", "a.log", "fine\nerror 42 here\nerror 43\n"}},
+             ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>"), &text);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].title, "T 42");
+  EXPECT_EQ(findings[0].advice, "Do 42.");
+  EXPECT_EQ(findings[0].count, 2U);
+  ASSERT_THAT(findings[0].evidence, SizeIs(2));
+  EXPECT_EQ(findings[0].evidence[0].line, 2U);
+  EXPECT_EQ(findings[0].evidence[0].text, "error 42 here");
+  EXPECT_THAT(text, HasSubstr("Logs/a.log:2: error 42 here"));
+}
+
+TEST(FindingsTest, ManyLinesAreCountedAndTheFirstKept) {
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) {
+    lines += "error\n";
+  }
+  const std::vector<KnownProblem> findings =
+      findIn({{"a", "a.log", lines}}, ruleSet("<line pattern=\"error\"/>"));
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].count, 1000U);
+  EXPECT_THAT(findings[0].evidence, SizeIs(5));
+}
+
+TEST(FindingsTest, AbsenceNeedsAFileToLookAt) {
+  const std::string condition = "<no-line item=\"a\" pattern=\"up\"/>";
+  EXPECT_TRUE(holds(condition, {{"a", "x", "down\n"}}));
+  EXPECT_FALSE(holds(condition, {{"a", "x", "up\n"}}));
+  EXPECT_FALSE(holds(condition, {{"b", "x", "down\n"}}));
+}
+
+TEST(FindingsTest, ItemsAndFilesAreChosen) {
+  EXPECT_TRUE(holds("<line item=\"b a\" pattern=\"x\"/>", {{"a", "f", "x\n"}}));
+  EXPECT_FALSE(holds("<line item=\"b\" pattern=\"x\"/>", {{"a", "f", "x\n"}}));
+  EXPECT_TRUE(holds("<line file=\"*.log\" pattern=\"x\"/>", {{"a", "f.log", "x\n"}}));
+  EXPECT_FALSE(holds("<line file=\"*.log\" pattern=\"x\"/>", {{"a", "f.txt", "x\n"}}));
+  EXPECT_TRUE(holds("<present item=\"a\"/>", {{"a", "f", ""}}));
+  EXPECT_TRUE(holds("<missing item=\"b\"/>", {{"a", "f", ""}}));
+  EXPECT_FALSE(holds("<missing file=\"f*\"/>", {{"a", "f", ""}}));
+}
+
+TEST(FindingsTest, SizesAndNumbersAreCompared) {
+  EXPECT_TRUE(holds("<size item=\"a\" above=\"3\"/>", {{"a", "f", "1234"}}));
+  EXPECT_FALSE(holds("<size item=\"a\" above=\"4\"/>", {{"a", "f", "1234"}}));
+  EXPECT_TRUE(holds("<number pattern=\"mtu (\\d+)\" below=\"1280\"/>", {{"a", "f", "mtu 1500\nmtu 1200\n"}}));
+  EXPECT_FALSE(holds("<number pattern=\"mtu (\\d+)\" below=\"1280\"/>", {{"a", "f", "mtu 1500\n"}}));
+  EXPECT_FALSE(holds("<number pattern=\"mtu (\\w+)\" below=\"1280\"/>", {{"a", "f", "mtu none\n"}}));
+  EXPECT_TRUE(holds("<number pattern=\"x=([\\d.]+)\" equals=\"1.5\"/>", {{"a", "f", "x=1.5\n"}}));
+  EXPECT_TRUE(holds("<number pattern=\"x=(\\d+)\" differs=\"1\"/>", {{"a", "f", "x=2\n"}}));
+}
+
+TEST(FindingsTest, ANumberIsComparedWithAnother) {
+  const std::string condition =
+      "<number item=\"a\" pattern=\"in (\\d+)\" is=\"above\" other-item=\"b\" other-pattern=\"out (\\d+)\"/>";
+  EXPECT_TRUE(holds(condition, {{"a", "f", "in 5\n"}, {"b", "g", "out 4\n"}}));
+  EXPECT_FALSE(holds(condition, {{"a", "f", "in 4\n"}, {"b", "g", "out 4\n"}}));
+  EXPECT_FALSE(holds(condition, {{"a", "f", "in 4\n"}}));
+}
+
+TEST(FindingsTest, TimesAreComparedWithTheBundles) {
+  // The entries are of 2026-03-15.
+  EXPECT_TRUE(
+      holds("<time pattern=\"until (.*)\" is=\"past\"/>", {{"a", "f", "until Mar 14 10:00:00 2026\n"}}));
+  EXPECT_FALSE(
+      holds("<time pattern=\"until (.*)\" is=\"past\"/>", {{"a", "f", "until Mar 16 10:00:00 2026\n"}}));
+  EXPECT_TRUE(
+      holds("<time pattern=\"from (.*)\" is=\"future\"/>", {{"a", "f", "from Mar 16 10:00:00 2026\n"}}));
+  EXPECT_TRUE(holds("<age item=\"a\" above=\"3600\"/>", {{"a", "f", "Mar 15 08:00:00 h: last\n"}}));
+  EXPECT_FALSE(
+      holds("<age item=\"a\" above=\"3600\"/>", {{"a", "f", "Mar 15 08:00:00 h\nMar 15 10:30:00 h\n"}}));
+}
+
+TEST(FindingsTest, ConditionsAreJoined) {
+  const std::string x = "<line pattern=\"x\"/>";
+  const std::string y = "<line pattern=\"y\"/>";
+  EXPECT_TRUE(holds("<all>" + x + y + "</all>", {{"a", "f", "x\ny\n"}}));
+  EXPECT_FALSE(holds("<all>" + x + y + "</all>", {{"a", "f", "x\n"}}));
+  EXPECT_TRUE(holds("<any>" + x + y + "</any>", {{"a", "f", "y\n"}}));
+  EXPECT_TRUE(holds("<none>" + x + y + "</none>", {{"a", "f", "z\n"}}));
+  EXPECT_FALSE(holds("<none>" + x + y + "</none>", {{"a", "f", "y\n"}}));
+}
+
+TEST(FindingsTest, ErrorsStandAheadOfWarnings) {
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  ASSERT_TRUE(rules.add(
+      "<rules><rule id=\"w\" severity=\"warning\"><title>t</title><advice>a</advice><line pattern=\"x\"/>"
+      "</rule><rule id=\"i\" severity=\"info\"><title>t</title><advice>a</advice><line pattern=\"x\"/>"
+      "</rule><rule id=\"e\" severity=\"error\"><title>t</title><advice>a</advice><line pattern=\"x\"/>"
+      "</rule></rules>",
+      faults));
+  EXPECT_THAT(idsOf(findIn({{"a", "f", "x\n"}}, rules)), ElementsAre("e", "w", "i"));
+}
+
+TEST(FindingsTest, PatternsThatBacktrackElsewhereAreLinearHere) {
+  EXPECT_FALSE(holds("<line pattern=\"^(a+)+$\"/>", {{"a", "f", std::string(60000, 'a') + "b\n"}}));
+}
+
+TEST(FindingsTest, HostileLinesReachNoTerminal) {
+  std::string text;
+  findIn({{"a", "f", "x \x1b[2J \xc2\x9b \xff\n"}}, ruleSet("<line pattern=\"x(.*)\"/>"), &text);
+  EXPECT_THAT(text, HasSubstr("x \\x1b[2J \\xc2\\x9b"));
+  EXPECT_EQ(text.find('\x1b'), std::string::npos);
+}
+
+// Documents with faults.
+
+TEST(RulesTest, FaultsAreToldByTheirLines) {
+  EXPECT_THAT(faultsOf("<rules><rule>"), ElementsAre(HasSubstr("not well-formed XML")));
+  EXPECT_THAT(faultsOf("<config/>"), ElementsAre("1: the root is <config> and not <rules>"));
+  EXPECT_THAT(faultsOf(ruleText("\n<line pattern=\"(\"/>")),
+              ElementsAre(HasSubstr("2: the pattern can't be used")));
+  EXPECT_THAT(faultsOf(ruleText("<number pattern=\"x\" above=\"1\"/>")),
+              ElementsAre(HasSubstr("must capture")));
+  EXPECT_THAT(faultsOf(ruleText("<number pattern=\"(x)\" above=\"one\"/>")),
+              ElementsAre(HasSubstr("is no number")));
+  EXPECT_THAT(faultsOf(ruleText("<number pattern=\"(x)\"/>")), ElementsAre(HasSubstr("needs one of above")));
+  EXPECT_THAT(faultsOf(ruleText("<line pattern=\"x\" colour=\"red\"/>")),
+              ElementsAre(HasSubstr("has no attribute")));
+  EXPECT_THAT(faultsOf(ruleText("<wish/>")), ElementsAre(HasSubstr("<wish> is no condition")));
+  EXPECT_THAT(faultsOf(ruleText("<all/>")), ElementsAre(HasSubstr("joins nothing")));
+  EXPECT_THAT(faultsOf(ruleText("")), ElementsAre(HasSubstr("has no condition")));
+  EXPECT_THAT(faultsOf(ruleText("<missing/>")), ElementsAre(HasSubstr("needs an item or a file")));
+  EXPECT_THAT(faultsOf(ruleText("<line pattern=\"x\"/><line pattern=\"y\"/>")),
+              ElementsAre(HasSubstr("second condition")));
+}
+
+TEST(RulesTest, ExpandingEntitiesAndForeignFilesAreRefused) {
+  EXPECT_THAT(faultsOf("<!DOCTYPE rules [<!ENTITY a \"aa\">]><rules/>"),
+              ElementsAre(HasSubstr("document type")));
+  EXPECT_THAT(faultsOf("<!DOCTYPE rules [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><rules>&a;</rules>"),
+              Not(IsEmpty()));
+}
+
+TEST(RulesTest, NestingIsBounded) {
+  std::string condition = "<line pattern=\"x\"/>";
+  for (int i = 0; i < 20; ++i) {
+    condition = std::string("<all>").append(condition).append("</all>");
+  }
+  EXPECT_THAT(faultsOf(ruleText(condition)), Contains(HasSubstr("nested more than 16 deep")));
+}
+
+}  // namespace
+}  // namespace halvo

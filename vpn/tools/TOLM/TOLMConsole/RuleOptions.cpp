@@ -1,0 +1,67 @@
+#include "vpn/tools/TOLM/TOLMConsole/RuleOptions.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+
+namespace halvo {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The path itself, or the documents of the folder that it is.
+std::vector<std::string> documentsOf(const std::string& path) {
+  std::error_code error;
+  if (!fs::is_directory(path, error)) {
+    return {path};
+  }
+  std::vector<std::string> documents;
+  for (fs::directory_iterator at(path, error); !error && at != fs::directory_iterator();
+       at.increment(error)) {
+    if (at->path().extension() == ".xml") {
+      documents.push_back(at->path().string());
+    }
+  }
+  std::sort(documents.begin(), documents.end());
+  return documents;
+}
+
+}  // namespace
+
+int loadRules(const std::vector<std::string>& paths, RuleSet& rules) {
+  if (paths.empty()) {
+    rules.addBuiltIn();
+    return kExitSuccess;
+  }
+  int status = kExitSuccess;
+  for (const std::string& path : paths) {
+    for (const std::string& document : documentsOf(path)) {
+      std::error_code error;
+      // A pipe without a writer would hold the program up.
+      std::ifstream file;
+      if (fs::is_regular_file(document, error)) {
+        file.open(document, std::ios::binary);
+      }
+      if (!file.is_open()) {
+        return usageFailure("the rules \"" + document + "\" can't be read");
+      }
+      std::ostringstream text;
+      text << file.rdbuf();
+      std::vector<RuleFault> faults;
+      rules.add(text.str(), faults);
+      for (const RuleFault& fault : faults) {
+        status = usageFailure(document + ":" + std::to_string(fault.line) + ": " + fault.text);
+      }
+    }
+  }
+  return status == kExitSuccess && rules.rules().empty() ? usageFailure("there is no rule in what was given")
+                                                         : status;
+}
+
+}  // namespace halvo
