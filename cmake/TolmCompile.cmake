@@ -11,6 +11,7 @@ file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}/
 target_compile_options(tolm_compile INTERFACE
   "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=" "-ffile-prefix-map=${source_from_build}=")
 
+target_compile_options(tolm_compile INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:-std=c++20>)
 target_compile_options(tolm_compile INTERFACE
   $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wno-format-y2k -Wundef -Wcast-align>)

@@ -46,3 +46,13 @@ function(tolm_universal program)
   add_dependencies(macos_${name} ${tolm_trees})
 endfunction()
 tolm_universal(tmtolm)
+tolm_universal(TOLM.app/Contents/MacOS/tmtolmui)
+
+# What is beside the program in its application is the same for every architecture.
+set(app bin/TOLM.app/Contents)
+add_custom_target(macos_application ALL
+  COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_BINARY_DIR}/arm64/${app}/Info.plist ${CMAKE_BINARY_DIR}/${app}/Info.plist
+  COMMAND ${CMAKE_COMMAND} -E copy_directory
+    ${CMAKE_BINARY_DIR}/arm64/${app}/Resources ${CMAKE_BINARY_DIR}/${app}/Resources
+  VERBATIM)
+add_dependencies(macos_application macos_tmtolmui)

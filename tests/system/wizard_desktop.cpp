@@ -198,8 +198,9 @@ void WizardDesktop::release(const std::string& key) {
 }
 
 void WizardDesktop::type(const std::string& text) {
-  if (run({"xdotool", "type", "--delay", "30", text}, 60).exitStatus != 0) {
-    throw std::runtime_error("xdotool can't type");
+  const RunResult result = run({"xdotool", "type", "--delay", "30", text}, 60);
+  if (result.exitStatus != 0) {
+    throw std::runtime_error("xdotool can't type: " + result.err);
   }
 }
 

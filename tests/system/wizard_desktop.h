@@ -63,8 +63,10 @@ class WizardDesktop {
   // Ends the X server under its clients.
   void breakDisplay();
 
- private:
+  // Runs another program on this desktop to its end.
   RunResult run(const std::vector<std::string>& arguments, int timeoutSeconds);
+
+ private:
   void sendKey(const std::string& command, const std::string& key);
 
   std::map<std::string, std::string> m_Environment;

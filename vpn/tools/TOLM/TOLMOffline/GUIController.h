@@ -99,6 +99,9 @@ class GUIController : public IProgressListener, public IApplicationDelegate {
   std::string ts(const std::string& text);
   void translateMenu();
 
+  // Full path of the bundle to write; from awakeFromNib() to applicationWillTerminate().
+  [[nodiscard]] const std::string& bundleLocation() const { return *m_pNSStrBundleLocation; }
+
  private:
   [[nodiscard]] Outlet visiblePasswordField();
   // Tells of a bundle folder that takes no files while there is still time to mend it.

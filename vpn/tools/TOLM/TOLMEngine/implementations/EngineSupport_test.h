@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/Documents.h"
+#include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -47,11 +48,11 @@ class ReportKeeper : public IProgressListener {
   std::string m_strMessage;
 };
 
-// One item: `<file id="..">` with a description, a default mark and instructions for Linux.
+// One item: `<file id="..">` with a description, a default mark and instructions for this system.
 inline std::string itemText(const std::string& id, const std::string& actions,
                             const std::string& isDefault = "true") {
   return "<file id=\"" + id + "\"><description>about " + id + "</description><default>" + isDefault +
-         "</default><tolm><os opsys=\"linux\">" + actions + "</os></tolm></file>";
+         "</default><tolm><os opsys=\"" + (isMac() ? "mac" : "linux") + "\">" + actions + "</os></tolm></file>";
 }
 
 }  // namespace halvo::test

@@ -1,0 +1,266 @@
+// The wizard on AppKit as a user meets it: its window, over GNUstep, on a real X server with a window
+// manager, worked by keys and by the mouse, with its bundle opened by other makers' programs.
+//
+// What the screens show can't be read from outside here: the tests go by what the program does, and
+// scripts/screenshots-appkit draws the screens for the eye.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/Documents.h"
+#include "tests/support/Files.h"
+#include "tests/system/wizard_desktop.h"
+
+namespace halvo {
+namespace {
+
+using test::BackgroundProgram;
+using test::WizardDesktop;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+// An item of a document for this system.
+std::string item(const std::string& id, const std::string& action, const std::string& system = "mac") {
+  return "<file id=\"" + id + "\"><description>" + id +
+         "</description><default>true</default><tolm><os opsys=\"" + system + "\">" + action +
+         "</os></tolm></file>";
+}
+
+class AppKitWizardTest : public ::testing::Test {
+ protected:
+  AppKitWizardTest() {
+    unsetenv("DISPLAY");
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
+      unsetenv(name);
+    }
+    std::filesystem::remove_all(m_strDesktopFolder);
+    test::makeFolders(m_strDesktopFolder);
+    test::writeFile("/opt/halvo/tessarmont/log/client.log", "the client's log\n");
+    setConfig(item("log", test::copyAction("/opt/halvo/tessarmont/log/*.log")));
+    m_pDesktop = std::make_unique<WizardDesktop>();
+    // The toolkit's own notification service: it would start one by itself that outlives the test.
+    m_pNotifications = std::make_unique<BackgroundProgram>(std::vector<std::string>{"gdnc", "--no-fork"},
+                                                           m_pDesktop->environment(), "/run/gdnc");
+  }
+
+  static void setConfig(const std::string& items) {
+    test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", test::documentText("Client", items));
+  }
+  static bool waitUntil(const std::function<bool()>& done) {
+    for (int i = 0; i < 1500; ++i) {
+      if (done()) {
+        return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  }
+  std::vector<std::string> bundles() { return test::listFolder(m_strDesktopFolder); }
+  static bool runIsUnderWay() {
+    for (const std::string& name : test::listFolder("/tmp")) {
+      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // Starts the wizard and waits for its window; with the keyboard in it.
+  std::unique_ptr<BackgroundProgram> startWizard() {
+    auto wizard = std::make_unique<BackgroundProgram>(
+        std::vector<std::string>{std::string(TOLM_TEST_BUILD_DIR) + "/bin/TOLM.app/tmtolmui"},
+        m_pDesktop->environment(), "/run/wizard");
+    // A search gives up where a window goes while it looks, and the toolkit makes and drops some at its
+    // start.
+    EXPECT_TRUE(waitUntil([this] {
+      const auto found =
+          m_pDesktop->run({"xdotool", "search", "--onlyvisible", "--name", "^Halvo TOLM$"}, 60);
+      m_strWindow = found.out.substr(0, found.out.find('\n'));
+      return !m_strWindow.empty();
+    }));
+    EXPECT_NE(m_strWindow, "") << wizard->err();
+    EXPECT_EQ(m_pDesktop->run({"xdotool", "windowactivate", "--sync", m_strWindow}, 60).exitStatus, 0);
+    // It takes clicks when it has heard that it is in front, which can't be seen from outside: its first
+    // answer tells. The box ends as it was.
+    setEncryption(true);
+    setEncryption(false);
+    return wizard;
+  }
+  // A click at a place of the window's content.
+  void click(int x, int y) {
+    EXPECT_EQ(m_pDesktop
+                  ->run({"xdotool", "mousemove", "--sync", "--window", m_strWindow, std::to_string(x),
+                         std::to_string(y), "click", "1"},
+                        60)
+                  .exitStatus,
+              0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  }
+  // Whether the window shows white at this place.
+  bool isWhite(int x, int y) {
+    const std::string place = "1x1+" + std::to_string(x) + "+" + std::to_string(y);
+    return m_pDesktop->run({"import", "-window", m_strWindow, "-crop", place, "txt:-"}, 60)
+               .out.find("#FFFFFF") != std::string::npos;
+  }
+  // The password field is white while it can be typed in.
+  void setEncryption(bool on) {
+    EXPECT_TRUE(waitUntil([this, on] {
+      if (isWhite(300, 217) == on) {
+        return true;
+      }
+      click(30, 163);
+      for (int i = 0; i < 20 && isWhite(300, 217) != on; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      }
+      return isWhite(300, 217) == on;
+    }));
+  }
+  // Clicks in the visible field and types; the caller waits for what comes of it.
+  void typePassword(const std::string& text) {
+    click(200, 217);
+    m_pDesktop->press("End");
+    m_pDesktop->type(text);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+  void clickMask() { click(47, 247); }
+  void clickButton() { click(480, 328); }
+
+  void waitForTheBundle() {
+    ASSERT_TRUE(waitUntil([this] { return bundles().size() == 1 && !runIsUnderWay(); }));
+  }
+  // Presses Return on the finished screen until the program has ended.
+  std::string finish(BackgroundProgram& wizard) {
+    std::string end;
+    for (int i = 0; i < 20; ++i) {
+      end = wizard.waitForEnd(1);
+      if (end != "running") {
+        return end;
+      }
+      static_cast<void>(m_pDesktop->run({"xdotool", "key", "Return"}, 30));
+    }
+    return end;
+  }
+  // A wizard in the middle of a command that takes longer than the test.
+  std::unique_ptr<BackgroundProgram> wizardInASlowCommand() {
+    setConfig(item("slow", test::captureAction("sleep 100")));
+    auto wizard = startWizard();
+    m_pDesktop->press("Return");
+    EXPECT_TRUE(waitUntil(&runIsUnderWay));
+    // Longer than a new screen takes no press.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    return wizard;
+  }
+  std::string only() { return m_strDesktopFolder + "/" + bundles().at(0); }
+
+  const std::string m_strDesktopFolder = std::string(std::getenv("HOME")) + "/Desktop";
+  std::unique_ptr<WizardDesktop> m_pDesktop;
+  std::unique_ptr<BackgroundProgram> m_pNotifications;
+  std::string m_strWindow;
+};
+
+TEST_F(AppKitWizardTest, EncryptedRunGivesABundleThatOpensWithThePasswordTyped) {
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  setEncryption(true);
+  typePassword("Se cret-42%s");
+  m_pDesktop->press("Return");
+  waitForTheBundle();
+  EXPECT_EQ(finish(*wizard), "exit 0");
+
+  EXPECT_THAT(bundles()[0], ::testing::MatchesRegex("TOLMBundle_[0-9]{4}_[0-9]{4}[.]zip"));
+  for (const test::Reader reader : test::allReaders()) {
+    const auto content = test::bundleContent(reader, only(), "Se cret-42%s");
+    EXPECT_EQ(content.count("summary.txt"), 1U) << test::readerName(reader);
+    EXPECT_EQ(content.count("Client/client.log"), 1U) << test::readerName(reader);
+    EXPECT_NE(test::checkBundle(reader, only(), "Se cret-42").exitStatus, 0) << test::readerName(reader);
+  }
+}
+
+TEST_F(AppKitWizardTest, PasswordThatIsUnmaskedAndTypedOnIsTheOneInUse) {
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  setEncryption(true);
+  typePassword("first");
+  clickMask();
+  typePassword("-second");
+  clickButton();
+  waitForTheBundle();
+  EXPECT_EQ(finish(*wizard), "exit 0");
+  EXPECT_EQ(test::checkBundle(test::Reader::Python, only(), "first-second").exitStatus, 0);
+  EXPECT_NE(test::checkBundle(test::Reader::Python, only(), "first").exitStatus, 0);
+}
+
+TEST_F(AppKitWizardTest, PasswordIsNotUsedOnceEncryptionIsOffAgain) {
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  setEncryption(true);
+  typePassword("secret");
+  setEncryption(false);
+  clickButton();
+  waitForTheBundle();
+  EXPECT_EQ(finish(*wizard), "exit 0");
+  EXPECT_EQ(test::bundleContent(test::Reader::Python, only()).count("summary.txt"), 1U);
+}
+
+TEST_F(AppKitWizardTest, ItemsOfThisSystemAreTakenAndThoseOfAnotherAreNot) {
+  setConfig(item("here", test::captureAction("echo here")) +
+            item("there", test::captureAction("echo there"), "linux"));
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  m_pDesktop->press("Return");
+  waitForTheBundle();
+  EXPECT_EQ(finish(*wizard), "exit 0");
+  std::string all;
+  for (const auto& [name, text] : test::bundleContent(test::Reader::Python, only())) {
+    all += text;
+  }
+  EXPECT_THAT(all, HasSubstr("here"));
+  EXPECT_THAT(all, ::testing::Not(HasSubstr("echo there")));
+  EXPECT_THAT(all, HasSubstr("macOS 11.0.0"));
+}
+
+TEST_F(AppKitWizardTest, CancelEndsTheProgramInTheMiddleOfARun) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+  clickButton();
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), IsEmpty());
+}
+
+TEST_F(AppKitWizardTest, SecondPressOfRunDoesNotCancelTheRun) {
+  setConfig(item("slow", test::captureAction("sleep 3")));
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  EXPECT_EQ(m_pDesktop
+                ->run({"xdotool", "mousemove", "--sync", "--window", m_strWindow, "480", "328", "click",
+                       "--repeat", "2", "--delay", "100", "1"},
+                      60)
+                .exitStatus,
+            0);
+  waitForTheBundle();
+  EXPECT_EQ(finish(*wizard), "exit 0");
+}
+
+TEST_F(AppKitWizardTest, ClosingTheWindowEndsTheProgram) {
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  m_pDesktop->press("alt+F4");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), IsEmpty());
+}
+
+TEST_F(AppKitWizardTest, QuitEndsTheProgramInTheMiddleOfARun) {
+  const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
+  m_pDesktop->press("alt+q");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace halvo

@@ -1,0 +1,157 @@
+// Stand-in for macOS' AppKit: the classes and methods that this system uses, and nothing else.
+//
+// Declared from their public documentation, for builds without an SDK.
+
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#define IBOutlet
+#define IBAction void
+
+typedef NSUInteger NSBezelStyle;
+typedef NSUInteger NSButtonType;
+typedef NSUInteger NSTabViewType;
+typedef NSUInteger NSBackingStoreType;
+typedef NSUInteger NSWindowStyleMask;
+typedef NSInteger NSControlStateValue;
+
+enum { NSNoTabsNoBorder = 6 };
+enum { NSBackingStoreBuffered = 2 };
+enum : NSUInteger {
+  NSWindowStyleMaskTitled = 1 << 0,
+  NSWindowStyleMaskClosable = 1 << 1,
+  NSWindowStyleMaskMiniaturizable = 1 << 2,
+  NSWindowStyleMaskResizable = 1 << 3,
+};
+enum : NSUInteger {
+  NSViewMinXMargin = 1,
+  NSViewWidthSizable = 2,
+  NSViewMinYMargin = 8,
+  NSViewHeightSizable = 16,
+  NSViewMaxYMargin = 32,
+};
+
+@class NSMenu;
+@class NSView;
+
+@interface NSObject (NSNibAwaking)
+- (void)awakeFromNib;
+@end
+
+@interface NSFont : NSObject
++ (double)systemFontSize;
++ (NSFont*)systemFontOfSize:(double)size;
++ (NSFont*)boldSystemFontOfSize:(double)size;
+@end
+
+@interface NSResponder : NSObject
+@end
+
+@interface NSCell : NSObject
+- (void)setWraps:(BOOL)wraps;
+@end
+
+@interface NSView : NSResponder
+- (instancetype)initWithFrame:(NSRect)frame;
+- (void)addSubview:(NSView*)view;
+- (void)setAutoresizingMask:(NSUInteger)mask;
+- (void)setHidden:(BOOL)hidden;
+- (void)displayIfNeeded;
+@end
+
+@interface NSControl : NSView
+- (void)setEnabled:(BOOL)enabled;
+- (void)setTarget:(id)target;
+- (void)setAction:(SEL)action;
+- (void)setFont:(NSFont*)font;
+- (id)cell;
+- (NSString*)stringValue;
+- (void)setStringValue:(NSString*)text;
+@end
+
+@interface NSButton : NSControl
+- (void)setTitle:(NSString*)title;
+- (void)setBezelStyle:(NSBezelStyle)style;
+- (void)setButtonType:(NSButtonType)type;
+- (void)setKeyEquivalent:(NSString*)key;
+- (NSControlStateValue)state;
+- (void)setState:(NSControlStateValue)state;
+@end
+
+@interface NSTextField : NSControl
+- (void)setEditable:(BOOL)editable;
+- (void)setSelectable:(BOOL)selectable;
+- (void)setBezeled:(BOOL)bezeled;
+- (void)setDrawsBackground:(BOOL)draws;
+@end
+
+@interface NSSecureTextField : NSTextField
+@end
+
+@interface NSProgressIndicator : NSView
+- (void)setIndeterminate:(BOOL)indeterminate;
+- (void)setMinValue:(double)value;
+- (void)setMaxValue:(double)value;
+- (void)setDoubleValue:(double)value;
+- (void)startAnimation:(id)sender;
+@end
+
+@interface NSTabViewItem : NSObject
+- (instancetype)initWithIdentifier:(id)identifier;
+- (void)setView:(NSView*)view;
+@end
+
+@interface NSTabView : NSView
+- (void)addTabViewItem:(NSTabViewItem*)item;
+- (void)setTabViewType:(NSTabViewType)type;
+- (void)selectNextTabViewItem:(id)sender;
+@end
+
+@interface NSWindow : NSResponder
+- (instancetype)initWithContentRect:(NSRect)rect
+                          styleMask:(NSWindowStyleMask)style
+                            backing:(NSBackingStoreType)backing
+                              defer:(BOOL)defer;
+- (NSView*)contentView;
+- (void)setTitle:(NSString*)title;
+- (void)setReleasedWhenClosed:(BOOL)released;
+- (void)setContentMinSize:(NSSize)size;
+- (void)center;
+- (void)makeKeyAndOrderFront:(id)sender;
+@end
+
+@interface NSMenuItem : NSObject
++ (NSMenuItem*)separatorItem;
+- (instancetype)initWithTitle:(NSString*)title action:(SEL)action keyEquivalent:(NSString*)key;
+- (void)setTitle:(NSString*)title;
+@end
+
+@interface NSMenu : NSObject
+- (instancetype)initWithTitle:(NSString*)title;
+- (void)addItem:(NSMenuItem*)item;
+- (void)setSubmenu:(NSMenu*)menu forItem:(NSMenuItem*)item;
+@end
+
+@interface NSApplication : NSResponder
+- (void)setDelegate:(id)delegate;
+- (void)setMainMenu:(NSMenu*)menu;
+- (void)finishLaunching;
+- (void)terminate:(id)sender;
+- (void)activateIgnoringOtherApps:(BOOL)flag;
+- (void)orderFrontStandardAboutPanel:(id)sender;
+- (void)hide:(id)sender;
+- (void)hideOtherApplications:(id)sender;
+- (void)unhideAllApplications:(id)sender;
+@end
+
+@interface NSController : NSObject
+@end
+
+@interface NSObjectController : NSController
+@end
+
+extern "C" {
+extern NSApplication* NSApp;
+int NSApplicationMain(int argc, const char* argv[]);
+}

@@ -1,0 +1,60 @@
+// AppKitToolkit: the wizard's flow on AppKit's controls.
+//
+// Holds no control: each outlet is an object of the window, which lives as long as the program. Main thread,
+// apart from dispatchAsync() and the main queue.
+
+#pragma once
+
+#import <AppKit/AppKit.h>
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMOffline/IToolkit.h"
+
+namespace halvo {
+
+// The queue of the main thread. Any thread may submit.
+class AppKitMainQueue final : public IMainQueue {
+ public:
+  void submit(std::function<void()> block) override;
+};
+
+class AppKitToolkit final : public IToolkit {
+ public:
+  // `controller` holds the outlets under their names and becomes the application's delegate; it isn't owned.
+  explicit AppKitToolkit(id controller);
+
+  // Whether the present screen has been shown for long enough that a press is meant for it. A button of a
+  // new screen stands where the last one's stood, so a double click would go through both.
+  [[nodiscard]] bool takesPress() const;
+
+  void setDelegate(IApplicationDelegate* delegate) override;
+  void terminate() override;
+  void setTitle(Outlet outlet, const std::string& title) override;
+  void setTabViewType(Outlet outlet, int type) override;
+  void selectNextTabViewItem(Outlet outlet) override;
+  std::string stringValue(Outlet outlet) override;
+  void setStringValue(Outlet outlet, const std::string& text) override;
+  void setEnabled(Outlet outlet, bool enabled) override;
+  void setHidden(Outlet outlet, bool hidden) override;
+  int state(Outlet outlet) override;
+  void setState(Outlet outlet, int state) override;
+  void startAnimation(Outlet outlet) override;
+  void setDoubleValue(Outlet outlet, double value) override;
+  void displayIfNeeded(Outlet outlet) override;
+  void dispatchAsync(GlobalQueue queue, std::function<void()> block) override;
+  IMainQueue& mainQueue() override;
+
+ private:
+  [[nodiscard]] id object(Outlet outlet) const;
+
+  id m_pController;
+  std::map<Outlet, id> m_Outlets;
+  AppKitMainQueue m_MainQueue;
+  // When the present screen was shown, in seconds since the toolkit's reference date.
+  double m_dShown = 0;
+};
+
+}  // namespace halvo

@@ -1,0 +1,145 @@
+#import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitToolkit.h"
+
+#include <dispatch/dispatch.h>
+
+#include <memory>
+#include <utility>
+
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/HostText.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr double kSecondsBeforePresses = 0.5;
+
+// The controller's field of each outlet.
+const std::pair<Outlet, NSString*> kOutletNames[] = {
+    {Outlet::mainWindow, @"mainWindow"},       {Outlet::tabView, @"tabView"},
+    {Outlet::welcomeMsg, @"welcomeMsg"},       {Outlet::tolmIntro, @"tolmIntro"},
+    {Outlet::pswdText, @"pswdText"},           {Outlet::runButton, @"runButton"},
+    {Outlet::encryptionBox, @"encryptionBox"}, {Outlet::maskPswdBox, @"maskPswdBox"},
+    {Outlet::passwordField, @"passwordField"}, {Outlet::unmaskPassword, @"unmaskPassword"},
+    {Outlet::progressMsg, @"progressMsg"},     {Outlet::progressBar, @"progressBar"},
+    {Outlet::cancelButton, @"cancelButton"},   {Outlet::finishMsg, @"finishMsg"},
+    {Outlet::finishButton, @"finishButton"},   {Outlet::mAbout, @"mAbout"},
+    {Outlet::mHideTolm, @"mHideTolm"},         {Outlet::mHideOthers, @"mHideOthers"},
+    {Outlet::mShowAll, @"mShowAll"},           {Outlet::mQuitTolm, @"mQuitTolm"},
+};
+
+// A block crosses the queue as a pointer that this takes back.
+void runBlock(void* context) {
+  const std::unique_ptr<std::function<void()>> block(static_cast<std::function<void()>*>(context));
+  (*block)();
+}
+
+// A background queue has no pool that is sure to be emptied before its thread ends.
+void runBlockInPool(void* context) {
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+  runBlock(context);
+  [pool release];
+}
+
+}  // namespace
+
+void AppKitMainQueue::submit(std::function<void()> block) {
+  dispatch_async_f(dispatch_get_main_queue(), new std::function<void()>(std::move(block)), &runBlock);
+}
+
+AppKitToolkit::AppKitToolkit(id controller) : m_pController(controller) {
+  for (const auto& [outlet, name] : kOutletNames) {
+    m_Outlets[outlet] = [controller valueForKey:name];
+  }
+}
+
+bool AppKitToolkit::takesPress() const {
+  return [NSDate timeIntervalSinceReferenceDate] - m_dShown >= kSecondsBeforePresses;
+}
+
+id AppKitToolkit::object(Outlet outlet) const {
+  return m_Outlets.at(outlet);
+}
+
+// The application asks its own delegate object, which hands on to the flow's.
+void AppKitToolkit::setDelegate(IApplicationDelegate* /*delegate*/) {
+  [NSApp setDelegate:m_pController];
+}
+
+void AppKitToolkit::terminate() {
+  [NSApp terminate:nil];
+}
+
+void AppKitToolkit::setTitle(Outlet outlet, const std::string& title) {
+  NSString* text = hostText(title);
+  switch (outlet) {
+    case Outlet::mainWindow:
+      [static_cast<NSWindow*>(object(outlet)) setTitle:text];
+      break;
+    case Outlet::mAbout:
+    case Outlet::mHideTolm:
+    case Outlet::mHideOthers:
+    case Outlet::mShowAll:
+    case Outlet::mQuitTolm:
+      [static_cast<NSMenuItem*>(object(outlet)) setTitle:text];
+      break;
+    default:
+      [static_cast<NSButton*>(object(outlet)) setTitle:text];
+      break;
+  }
+}
+
+void AppKitToolkit::setTabViewType(Outlet outlet, int type) {
+  [static_cast<NSTabView*>(object(outlet)) setTabViewType:static_cast<NSTabViewType>(type)];
+}
+
+void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
+  [static_cast<NSTabView*>(object(outlet)) selectNextTabViewItem:nil];
+  m_dShown = [NSDate timeIntervalSinceReferenceDate];
+}
+
+std::string AppKitToolkit::stringValue(Outlet outlet) {
+  return textOf([static_cast<NSTextField*>(object(outlet)) stringValue]);
+}
+
+void AppKitToolkit::setStringValue(Outlet outlet, const std::string& text) {
+  [static_cast<NSTextField*>(object(outlet)) setStringValue:hostText(text)];
+}
+
+void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
+  [static_cast<NSControl*>(object(outlet)) setEnabled:enabled];
+}
+
+void AppKitToolkit::setHidden(Outlet outlet, bool hidden) {
+  [static_cast<NSView*>(object(outlet)) setHidden:hidden];
+}
+
+int AppKitToolkit::state(Outlet outlet) {
+  return [static_cast<NSButton*>(object(outlet)) state] == kStateOn ? kStateOn : kStateOff;
+}
+
+void AppKitToolkit::setState(Outlet outlet, int state) {
+  [static_cast<NSButton*>(object(outlet)) setState:state];
+}
+
+void AppKitToolkit::startAnimation(Outlet outlet) {
+  [static_cast<NSProgressIndicator*>(object(outlet)) startAnimation:nil];
+}
+
+void AppKitToolkit::setDoubleValue(Outlet outlet, double value) {
+  [static_cast<NSProgressIndicator*>(object(outlet)) setDoubleValue:value];
+}
+
+void AppKitToolkit::displayIfNeeded(Outlet outlet) {
+  [static_cast<NSView*>(object(outlet)) displayIfNeeded];
+}
+
+void AppKitToolkit::dispatchAsync(GlobalQueue queue, std::function<void()> block) {
+  dispatch_async_f(dispatch_get_global_queue(static_cast<int>(queue), 0),
+                   new std::function<void()>(std::move(block)), &runBlockInPool);
+}
+
+IMainQueue& AppKitToolkit::mainQueue() {
+  return m_MainQueue;
+}
+
+}  // namespace halvo

@@ -1,0 +1,174 @@
+#import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr double kWidth = 560;
+constexpr double kHeight = 360;
+constexpr double kMargin = 20;
+constexpr double kInner = kWidth - 2 * kMargin;
+constexpr double kLine = 22;
+constexpr double kIndent = 20;
+constexpr double kButtonWidth = 130;
+constexpr double kButtonHeight = 32;
+
+// A check box and a button with round ends, as the toolkit numbers them under names that differ by version.
+constexpr NSUInteger kSwitchType = 3;
+constexpr NSUInteger kRoundedBezel = 1;
+
+// Which edge of a view keeps its distance when the window is resized.
+constexpr NSUInteger kKeepsTop = NSViewMinYMargin;
+constexpr NSUInteger kKeepsBottom = NSViewMaxYMargin;
+
+// Sets the view's name for the controller and puts it on its screen.
+void place(id controller, NSView* screen, NSView* view, NSString* outlet, NSUInteger resizing) {
+  [view setAutoresizingMask:resizing];
+  [screen addSubview:view];
+  [controller setValue:view forKey:outlet];
+  [view release];
+}
+
+NSTextField* makeLabel(NSRect frame, bool bold) {
+  NSTextField* label = [[NSTextField alloc] initWithFrame:frame];
+  [label setEditable:NO];
+  [label setSelectable:NO];
+  [label setBezeled:NO];
+  [label setDrawsBackground:NO];
+  [[label cell] setWraps:YES];
+  const double size = [NSFont systemFontSize];
+  [label setFont:bold ? [NSFont boldSystemFontOfSize:size] : [NSFont systemFontOfSize:size]];
+  return label;
+}
+
+NSButton* makeButton(NSRect frame, id controller, SEL action) {
+  NSButton* button = [[NSButton alloc] initWithFrame:frame];
+  [button setBezelStyle:static_cast<NSBezelStyle>(kRoundedBezel)];
+  [button setTarget:controller];
+  [button setAction:action];
+  return button;
+}
+
+NSButton* makeBox(NSRect frame, id controller, SEL action) {
+  NSButton* box = makeButton(frame, controller, action);
+  [box setButtonType:static_cast<NSButtonType>(kSwitchType)];
+  return box;
+}
+
+// A screen of the tab view.
+NSView* addScreen(NSTabView* tabs, NSString* name) {
+  NSTabViewItem* item = [[NSTabViewItem alloc] initWithIdentifier:name];
+  NSView* screen = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, kWidth, kHeight)];
+  [item setView:screen];
+  [tabs addTabViewItem:item];
+  [screen release];
+  [item release];
+  return screen;
+}
+
+NSRect buttonPlace() {
+  return NSMakeRect(kWidth - kMargin - kButtonWidth, kMargin - 4, kButtonWidth, kButtonHeight);
+}
+
+// From the screen's upper edge.
+NSRect lineAt(double top, double height, double indent) {
+  return NSMakeRect(kMargin + indent, kHeight - top - height, kInner - indent, height);
+}
+
+void fillWelcomeScreen(id controller, NSView* screen) {
+  const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
+  place(controller, screen, makeLabel(lineAt(20, 40, 0), true), @"welcomeMsg", wide);
+  place(controller, screen, makeLabel(lineAt(66, 76, 0), false), @"tolmIntro", wide);
+  place(controller, screen, makeBox(lineAt(152, kLine, 0), controller, @selector(enableEncrypt:)),
+        @"encryptionBox", wide);
+  place(controller, screen, makeLabel(lineAt(182, kLine, kIndent), false), @"pswdText", wide);
+  place(controller, screen, [[NSSecureTextField alloc] initWithFrame:lineAt(206, kLine, kIndent)],
+        @"passwordField", wide);
+  place(controller, screen, [[NSTextField alloc] initWithFrame:lineAt(206, kLine, kIndent)],
+        @"unmaskPassword", wide);
+  place(controller, screen, makeBox(lineAt(236, kLine, kIndent), controller, @selector(maskPassword:)),
+        @"maskPswdBox", wide);
+  NSButton* run = makeButton(buttonPlace(), controller, @selector(runButton:));
+  [run setKeyEquivalent:@"\r"];
+  place(controller, screen, run, @"runButton", NSViewMinXMargin | kKeepsBottom);
+}
+
+void fillProgressScreen(id controller, NSView* screen) {
+  const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
+  place(controller, screen, makeLabel(lineAt(40, 150, 0), false), @"progressMsg", wide);
+  NSProgressIndicator* bar = [[NSProgressIndicator alloc] initWithFrame:lineAt(200, 20, 0)];
+  [bar setIndeterminate:NO];
+  [bar setMinValue:0];
+  [bar setMaxValue:100];
+  place(controller, screen, bar, @"progressBar", wide);
+  // No key: Return on Run, pressed twice, must not end the program.
+  place(controller, screen, makeButton(buttonPlace(), controller, @selector(cancelButton:)), @"cancelButton",
+        NSViewMinXMargin | kKeepsBottom);
+}
+
+void fillFinishedScreen(id controller, NSView* screen) {
+  NSTextField* message = makeLabel(lineAt(40, 220, 0), false);
+  [message setSelectable:YES];
+  place(controller, screen, message, @"finishMsg", NSViewWidthSizable | NSViewHeightSizable);
+  NSButton* finish = makeButton(buttonPlace(), controller, @selector(finishButton:));
+  [finish setKeyEquivalent:@"\r"];
+  place(controller, screen, finish, @"finishButton", NSViewMinXMargin | kKeepsBottom);
+}
+
+NSMenuItem* addItem(id controller, NSMenu* menu, NSString* outlet, SEL action, NSString* key) {
+  NSMenuItem* item = [[NSMenuItem alloc] initWithTitle:@"" action:action keyEquivalent:key];
+  // No target: the application takes what nobody before it does.
+  [menu addItem:item];
+  [controller setValue:item forKey:outlet];
+  [item release];
+  return item;
+}
+
+void makeMenu(id controller) {
+  NSMenu* bar = [[NSMenu alloc] initWithTitle:@""];
+  NSMenuItem* holder = [[NSMenuItem alloc] initWithTitle:@"" action:nullptr keyEquivalent:@""];
+  NSMenu* menu = [[NSMenu alloc] initWithTitle:@""];
+  [bar addItem:holder];
+  [bar setSubmenu:menu forItem:holder];
+  addItem(controller, menu, @"mAbout", @selector(orderFrontStandardAboutPanel:), @"");
+  [menu addItem:[NSMenuItem separatorItem]];
+  addItem(controller, menu, @"mHideTolm", @selector(hide:), @"h");
+  addItem(controller, menu, @"mHideOthers", @selector(hideOtherApplications:), @"");
+  addItem(controller, menu, @"mShowAll", @selector(unhideAllApplications:), @"");
+  [menu addItem:[NSMenuItem separatorItem]];
+  addItem(controller, menu, @"mQuitTolm", @selector(terminate:), @"q");
+  [NSApp setMainMenu:bar];
+  [menu release];
+  [holder release];
+  [bar release];
+}
+
+}  // namespace
+
+void openWizardWindow(id controller) {
+  const NSUInteger style = NSWindowStyleMaskTitled | NSWindowStyleMaskClosable |
+                           NSWindowStyleMaskMiniaturizable | NSWindowStyleMaskResizable;
+  NSWindow* window = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, kWidth, kHeight)
+                                                 styleMask:style
+                                                   backing:NSBackingStoreBuffered
+                                                     defer:NO];
+  [window setReleasedWhenClosed:NO];
+  [window setContentMinSize:NSMakeSize(kWidth, kHeight)];
+
+  NSTabView* tabs = [[NSTabView alloc] initWithFrame:NSMakeRect(0, 0, kWidth, kHeight)];
+  // Now and not only by the controller: the items' size hangs on it.
+  [tabs setTabViewType:NSNoTabsNoBorder];
+  place(controller, [window contentView], tabs, @"tabView", NSViewWidthSizable | NSViewHeightSizable);
+  fillWelcomeScreen(controller, addScreen(tabs, @"welcome"));
+  fillProgressScreen(controller, addScreen(tabs, @"progress"));
+  fillFinishedScreen(controller, addScreen(tabs, @"finished"));
+  [controller setValue:window forKey:@"mainWindow"];
+  makeMenu(controller);
+
+  [controller awakeFromNib];
+  [window center];
+  [window makeKeyAndOrderFront:nil];
+  [NSApp activateIgnoringOtherApps:YES];
+}
+
+}  // namespace halvo
