@@ -118,25 +118,25 @@ class AppKitWizardTest : public ::testing::Test {
   // The password field is white while it can be typed in.
   void setEncryption(bool on) {
     EXPECT_TRUE(waitUntil([this, on] {
-      if (isWhite(300, 217) == on) {
+      if (isWhite(300, 257) == on) {
         return true;
       }
-      click(30, 163);
-      for (int i = 0; i < 20 && isWhite(300, 217) != on; ++i) {
+      click(30, 203);
+      for (int i = 0; i < 20 && isWhite(300, 257) != on; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
       }
-      return isWhite(300, 217) == on;
+      return isWhite(300, 257) == on;
     }));
   }
   // Clicks in the visible field and types; the caller waits for what comes of it.
   void typePassword(const std::string& text) {
-    click(200, 217);
+    click(200, 257);
     m_pDesktop->press("End");
     m_pDesktop->type(text);
     std::this_thread::sleep_for(std::chrono::seconds(1));
   }
-  void clickMask() { click(47, 247); }
-  void clickButton() { click(480, 328); }
+  void clickMask() { click(47, 287); }
+  void clickButton() { click(480, 368); }
 
   void waitForTheBundle() {
     ASSERT_TRUE(waitUntil([this] { return bundles().size() == 1 && !runIsUnderWay(); }));
@@ -193,11 +193,11 @@ TEST_F(AppKitWizardTest, PasswordThatIsUnmaskedAndTypedOnIsTheOneInUse) {
   setEncryption(true);
   typePassword("first");
   clickMask();
-  typePassword("-second");
+  typePassword("+second");
   clickButton();
   waitForTheBundle();
   EXPECT_EQ(finish(*wizard), "exit 0");
-  EXPECT_EQ(test::checkBundle(test::Reader::Python, only(), "first-second").exitStatus, 0);
+  EXPECT_EQ(test::checkBundle(test::Reader::Python, only(), "first+second").exitStatus, 0);
   EXPECT_NE(test::checkBundle(test::Reader::Python, only(), "first").exitStatus, 0);
 }
 
@@ -239,7 +239,7 @@ TEST_F(AppKitWizardTest, SecondPressOfRunDoesNotCancelTheRun) {
   setConfig(item("slow", test::captureAction("sleep 3")));
   const std::unique_ptr<BackgroundProgram> wizard = startWizard();
   EXPECT_EQ(m_pDesktop
-                ->run({"xdotool", "mousemove", "--sync", "--window", m_strWindow, "480", "328", "click",
+                ->run({"xdotool", "mousemove", "--sync", "--window", m_strWindow, "480", "368", "click",
                        "--repeat", "2", "--delay", "100", "1"},
                       60)
                 .exitStatus,

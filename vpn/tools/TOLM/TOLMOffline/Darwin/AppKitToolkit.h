@@ -30,6 +30,9 @@ class AppKitToolkit final : public IToolkit {
   // new screen stands where the last one's stood, so a double click would go through both.
   [[nodiscard]] bool takesPress() const;
 
+  // Shows the bundle of a good run in its folder.
+  void showBundle();
+
   void setDelegate(IApplicationDelegate* delegate) override;
   void terminate() override;
   void setTitle(Outlet outlet, const std::string& title) override;
@@ -44,6 +47,9 @@ class AppKitToolkit final : public IToolkit {
   void startAnimation(Outlet outlet) override;
   void setDoubleValue(Outlet outlet, double value) override;
   void displayIfNeeded(Outlet outlet) override;
+  void setHint(Hint hint, const std::string& text) override;
+  void focus(Outlet outlet) override;
+  void showOutcome(const Outcome& outcome) override;
   void dispatchAsync(GlobalQueue queue, std::function<void()> block) override;
   IMainQueue& mainQueue() override;
 
@@ -53,6 +59,7 @@ class AppKitToolkit final : public IToolkit {
   id m_pController;
   std::map<Outlet, id> m_Outlets;
   AppKitMainQueue m_MainQueue;
+  std::string m_strBundlePath;
   // When the present screen was shown, in seconds since the toolkit's reference date.
   double m_dShown = 0;
 };

@@ -133,6 +133,39 @@ void AppKitToolkit::displayIfNeeded(Outlet outlet) {
   [static_cast<NSView*>(object(outlet)) displayIfNeeded];
 }
 
+void AppKitToolkit::setHint(Hint hint, const std::string& text) {
+  NSTextField* label =
+      [m_pController valueForKey:hint == Hint::desktopFolder ? @"desktopHint" : @"passwordHint"];
+  [label setStringValue:hostText(text)];
+  [label setHidden:text.empty()];
+}
+
+void AppKitToolkit::focus(Outlet outlet) {
+  [static_cast<NSWindow*>(object(Outlet::mainWindow))
+      makeFirstResponder:static_cast<NSView*>(object(outlet))];
+}
+
+void AppKitToolkit::showOutcome(const Outcome& outcome) {
+  // As the toolkit's own alerts have it: the program's icon, or its sign for a warning.
+  NSImageView* icon = [m_pController valueForKey:@"outcomeIcon"];
+  [icon setImage:[NSImage imageNamed:outcome.isGood ? @"NSApplicationIcon" : @"NSCaution"]];
+
+  m_strBundlePath = outcome.bundlePath;
+  NSTextField* name = [m_pController valueForKey:@"bundleName"];
+  [name setStringValue:[hostText(m_strBundlePath) lastPathComponent]];
+  [name setHidden:m_strBundlePath.empty()];
+  NSButton* show = [m_pController valueForKey:@"showButton"];
+  [show setTitle:hostText(outcome.showInFolderTitle)];
+  [show setHidden:m_strBundlePath.empty()];
+
+  // Does nothing where the program is in front.
+  [NSApp requestUserAttention:NSInformationalRequest];
+}
+
+void AppKitToolkit::showBundle() {
+  [[NSWorkspace sharedWorkspace] selectFile:hostText(m_strBundlePath) inFileViewerRootedAtPath:@""];
+}
+
 void AppKitToolkit::dispatchAsync(GlobalQueue queue, std::function<void()> block) {
   dispatch_async_f(dispatch_get_global_queue(static_cast<int>(queue), 0),
                    new std::function<void()>(std::move(block)), &runBlockInPool);

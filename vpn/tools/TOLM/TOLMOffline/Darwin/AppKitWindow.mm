@@ -5,10 +5,11 @@ namespace halvo {
 namespace {
 
 constexpr double kWidth = 560;
-constexpr double kHeight = 360;
+constexpr double kHeight = 400;
 constexpr double kMargin = 20;
 constexpr double kInner = kWidth - 2 * kMargin;
 constexpr double kLine = 22;
+constexpr double kIcon = 48;
 constexpr double kIndent = 20;
 constexpr double kButtonWidth = 130;
 constexpr double kButtonHeight = 32;
@@ -75,19 +76,33 @@ NSRect lineAt(double top, double height, double indent) {
   return NSMakeRect(kMargin + indent, kHeight - top - height, kInner - indent, height);
 }
 
+// A line that is shown only where there is a reason.
+NSTextField* makeHint(NSRect frame) {
+  NSTextField* hint = makeLabel(frame, false);
+  [hint setHidden:YES];
+  return hint;
+}
+
+// Both fields have one place; the controller shows one of them, and hears of each change.
+void placePassword(id controller, NSView* screen, Class kind, NSString* outlet) {
+  NSTextField* field = [[kind alloc] initWithFrame:lineAt(246, kLine, kIndent)];
+  [field setDelegate:controller];
+  place(controller, screen, field, outlet, NSViewWidthSizable | kKeepsTop);
+}
+
 void fillWelcomeScreen(id controller, NSView* screen) {
   const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
   place(controller, screen, makeLabel(lineAt(20, 40, 0), true), @"welcomeMsg", wide);
-  place(controller, screen, makeLabel(lineAt(66, 76, 0), false), @"tolmIntro", wide);
-  place(controller, screen, makeBox(lineAt(152, kLine, 0), controller, @selector(enableEncrypt:)),
+  place(controller, screen, makeLabel(lineAt(66, 80, 0), false), @"tolmIntro", wide);
+  place(controller, screen, makeHint(lineAt(148, 36, 0)), @"desktopHint", wide);
+  place(controller, screen, makeBox(lineAt(192, kLine, 0), controller, @selector(enableEncrypt:)),
         @"encryptionBox", wide);
-  place(controller, screen, makeLabel(lineAt(182, kLine, kIndent), false), @"pswdText", wide);
-  place(controller, screen, [[NSSecureTextField alloc] initWithFrame:lineAt(206, kLine, kIndent)],
-        @"passwordField", wide);
-  place(controller, screen, [[NSTextField alloc] initWithFrame:lineAt(206, kLine, kIndent)],
-        @"unmaskPassword", wide);
-  place(controller, screen, makeBox(lineAt(236, kLine, kIndent), controller, @selector(maskPassword:)),
+  place(controller, screen, makeLabel(lineAt(222, kLine, kIndent), false), @"pswdText", wide);
+  placePassword(controller, screen, [NSSecureTextField class], @"passwordField");
+  placePassword(controller, screen, [NSTextField class], @"unmaskPassword");
+  place(controller, screen, makeBox(lineAt(276, kLine, kIndent), controller, @selector(maskPassword:)),
         @"maskPswdBox", wide);
+  place(controller, screen, makeHint(lineAt(304, 36, kIndent)), @"passwordHint", wide);
   NSButton* run = makeButton(buttonPlace(), controller, @selector(runButton:));
   [run setKeyEquivalent:@"\r"];
   place(controller, screen, run, @"runButton", NSViewMinXMargin | kKeepsBottom);
@@ -107,9 +122,19 @@ void fillProgressScreen(id controller, NSView* screen) {
 }
 
 void fillFinishedScreen(id controller, NSView* screen) {
-  NSTextField* message = makeLabel(lineAt(40, 220, 0), false);
+  NSImageView* icon = [[NSImageView alloc] initWithFrame:lineAt(40, kIcon, 0)];
+  [icon setFrameSize:NSMakeSize(kIcon, kIcon)];
+  place(controller, screen, icon, @"outcomeIcon", kKeepsTop);
+  NSTextField* message = makeLabel(lineAt(40, 190, kIcon + 12), false);
   [message setSelectable:YES];
   place(controller, screen, message, @"finishMsg", NSViewWidthSizable | NSViewHeightSizable);
+  NSTextField* name = makeHint(lineAt(240, kLine, kIcon + 12));
+  [name setSelectable:YES];
+  place(controller, screen, name, @"bundleName", NSViewWidthSizable | kKeepsBottom);
+  NSButton* show = makeButton(lineAt(270, kButtonHeight, kIcon + 12), controller, @selector(showBundle:));
+  [show setFrameSize:NSMakeSize(2 * kButtonWidth, kButtonHeight)];
+  [show setHidden:YES];
+  place(controller, screen, show, @"showButton", NSViewMaxXMargin | kKeepsBottom);
   NSButton* finish = makeButton(buttonPlace(), controller, @selector(finishButton:));
   [finish setKeyEquivalent:@"\r"];
   place(controller, screen, finish, @"finishButton", NSViewMinXMargin | kKeepsBottom);

@@ -46,6 +46,12 @@ struct AppKitWizard;
   NSString* m_pNSStrBundleLocation;
   // The wizard's hold on the singleton.
   halvo::CStoragePath* m_pStoragePath;
+  // Aids beyond the flow's own controls: see IToolkit.h.
+  IBOutlet id desktopHint;
+  IBOutlet id passwordHint;
+  IBOutlet id outcomeIcon;
+  IBOutlet id bundleName;
+  IBOutlet id showButton;
   // The shared flow and what binds it to this object; owned.
   halvo::AppKitWizard* m_pWizard;
 }
@@ -73,5 +79,10 @@ struct AppKitWizard;
 
 - (NSString*)ts:(NSString*)text;
 - (void)translateMenu;
+
+// Shows the finished bundle in its folder.
+- (IBAction)showBundle:(id)sender;
+// What a password field tells of each change.
+- (void)controlTextDidChange:(NSNotification*)notification;
 
 @end

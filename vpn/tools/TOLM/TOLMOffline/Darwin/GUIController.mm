@@ -84,12 +84,13 @@ struct AppKitWizard {
 
 - (IBAction)enableEncrypt:(id)sender {
   static_cast<void>(sender);
-  m_pWizard->flow->enableEncrypt();
+  m_pWizard->flow->encryptionTicked();
 }
 
 - (IBAction)maskPassword:(id)sender {
   static_cast<void>(sender);
   m_pWizard->flow->maskPassword();
+  m_pWizard->flow->passwordEdited();
 }
 
 - (IBAction)runButton:(id)sender {
@@ -147,6 +148,16 @@ struct AppKitWizard {
 
 - (void)translateMenu {
   m_pWizard->flow->translateMenu();
+}
+
+- (IBAction)showBundle:(id)sender {
+  static_cast<void>(sender);
+  m_pWizard->toolkit->showBundle();
+}
+
+- (void)controlTextDidChange:(NSNotification*)notification {
+  static_cast<void>(notification);
+  m_pWizard->flow->passwordEdited();
 }
 
 @end

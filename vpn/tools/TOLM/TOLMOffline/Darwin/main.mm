@@ -3,8 +3,8 @@
 #import <AppKit/AppKit.h>
 
 #include "vpn/Common/Utility/ProgramStart.h"
-#import "vpn/tools/TOLM/TOLMOffline/Darwin/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
+#import "vpn/tools/TOLM/TOLMOffline/Darwin/GUIController.h"
 
 // The application class that Info.plist names: it opens the window, which is made in code, at the moment at
 // which another program would load its interface description.

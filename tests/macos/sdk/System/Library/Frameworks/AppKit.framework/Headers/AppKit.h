@@ -18,6 +18,7 @@ typedef NSInteger NSControlStateValue;
 
 enum { NSNoTabsNoBorder = 6 };
 enum { NSBackingStoreBuffered = 2 };
+typedef enum : NSUInteger { NSInformationalRequest = 10 } NSRequestUserAttentionType;
 enum : NSUInteger {
   NSWindowStyleMaskTitled = 1 << 0,
   NSWindowStyleMaskClosable = 1 << 1,
@@ -27,6 +28,7 @@ enum : NSUInteger {
 enum : NSUInteger {
   NSViewMinXMargin = 1,
   NSViewWidthSizable = 2,
+  NSViewMaxXMargin = 4,
   NSViewMinYMargin = 8,
   NSViewHeightSizable = 16,
   NSViewMaxYMargin = 32,
@@ -56,6 +58,7 @@ enum : NSUInteger {
 - (instancetype)initWithFrame:(NSRect)frame;
 - (void)addSubview:(NSView*)view;
 - (void)setAutoresizingMask:(NSUInteger)mask;
+- (void)setFrameSize:(NSSize)size;
 - (void)setHidden:(BOOL)hidden;
 - (void)displayIfNeeded;
 @end
@@ -84,9 +87,23 @@ enum : NSUInteger {
 - (void)setSelectable:(BOOL)selectable;
 - (void)setBezeled:(BOOL)bezeled;
 - (void)setDrawsBackground:(BOOL)draws;
+- (void)setDelegate:(id)delegate;
 @end
 
 @interface NSSecureTextField : NSTextField
+@end
+
+@interface NSImage : NSObject
++ (NSImage*)imageNamed:(NSString*)name;
+@end
+
+@interface NSImageView : NSControl
+- (void)setImage:(NSImage*)image;
+@end
+
+@interface NSWorkspace : NSObject
++ (NSWorkspace*)sharedWorkspace;
+- (BOOL)selectFile:(NSString*)path inFileViewerRootedAtPath:(NSString*)root;
 @end
 
 @interface NSProgressIndicator : NSView
@@ -117,6 +134,7 @@ enum : NSUInteger {
 - (void)setTitle:(NSString*)title;
 - (void)setReleasedWhenClosed:(BOOL)released;
 - (void)setContentMinSize:(NSSize)size;
+- (BOOL)makeFirstResponder:(NSResponder*)responder;
 - (void)center;
 - (void)makeKeyAndOrderFront:(id)sender;
 @end
@@ -138,6 +156,7 @@ enum : NSUInteger {
 - (void)setMainMenu:(NSMenu*)menu;
 - (void)finishLaunching;
 - (void)terminate:(id)sender;
+- (NSInteger)requestUserAttention:(NSRequestUserAttentionType)type;
 - (void)activateIgnoringOtherApps:(BOOL)flag;
 - (void)orderFrontStandardAboutPanel:(id)sender;
 - (void)hide:(id)sender;

@@ -39,6 +39,7 @@ static inline NSRect NSMakeRect(double x, double y, double width, double height)
                        length:(NSUInteger)length
                      encoding:(NSStringEncoding)encoding;
 - (const char*)UTF8String;
+- (NSString*)lastPathComponent;
 @end
 
 @interface NSDate : NSObject
