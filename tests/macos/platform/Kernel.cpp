@@ -170,3 +170,7 @@ extern "C" int sysctl(int* name, unsigned int length, void* old, size_t* oldLeng
   *oldLength = bytes;
   return 0;
 }
+
+extern "C" const char* getprogname(void) {
+  return program_invocation_short_name;
+}

@@ -82,9 +82,12 @@ std::string CheckHost::shellComplaint(const std::string& commandLine) {
     return "";
   }
   int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  // Not pipe2(), which isn't everywhere: no other thread starts a program here.
+  if (pipe(ends) != 0) {
     return "";
   }
+  static_cast<void>(fcntl(ends[0], F_SETFD, FD_CLOEXEC));
+  static_cast<void>(fcntl(ends[1], F_SETFD, FD_CLOEXEC));
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
