@@ -1,6 +1,6 @@
 # tolm_minizip: minizip of zlib's contrib folder as a static library, with the traditional encryption.
 #
-# Its sources are the distribution's (see scripts/fetch-minizip) and are kept below build/, never in
+# Its sources are the distribution's (see scripts/fetch-source) and are kept below build/, never in
 # the source tree. What is built is tried out before anything else: packaged minizips are known that
 # set the encryption flag, report success, and write archives that no tool can open.
 find_package(ZLIB REQUIRED)
@@ -9,10 +9,10 @@ set(TOLM_MINIZIP_DIR ${CMAKE_SOURCE_DIR}/build/deps/minizip CACHE PATH
     "Folder contrib/minizip of a zlib release; fetched where it is missing")
 
 if(TOLM_MINIZIP_DIR STREQUAL "${CMAKE_SOURCE_DIR}/build/deps/minizip")
-  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/fetch-minizip ${TOLM_MINIZIP_DIR}
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/fetch-source minizip ${TOLM_MINIZIP_DIR}
     RESULT_VARIABLE tolm_fetch_result)
   if(NOT tolm_fetch_result EQUAL 0)
-    message(FATAL_ERROR "scripts/fetch-minizip failed; what it printed stands above.")
+    message(FATAL_ERROR "scripts/fetch-source failed; what it printed stands above.")
   endif()
 endif()
 
