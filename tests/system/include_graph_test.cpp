@@ -28,7 +28,7 @@ struct Storey {
   std::string library;  // the library that it is built into
 };
 
-// Bottom to top. The longest match decides: three files of a folder lie below the log, and rooms within a
+// Bottom to top. The longest match decides: four files of a folder lie below the log, and rooms within a
 // folder above it.
 const std::vector<Storey>& storeys() {
   static const std::vector<Storey> list = {
