@@ -13,4 +13,4 @@ esac
 
 command -v clang-format-14 >/dev/null || tolm_stop "clang-format-14 is missing; apt-get install clang-format-14."
 cd "$tolm_source"
-git ls-files -co --exclude-standard -z '*.cpp' '*.h' | xargs -0 -n 16 -P "$(nproc)" clang-format-14 "${mode[@]}"
+git ls-files -co --exclude-standard -z '*.cpp' '*.h' '*.mm' | xargs -0 -n 16 -P "$(nproc)" clang-format-14 "${mode[@]}"

@@ -1,8 +1,7 @@
 // The wizard on AppKit as a user meets it: its window, over GNUstep, on a real X server with a window
 // manager, worked by keys and by the mouse, with its bundle opened by other makers' programs.
 //
-// What the screens show can't be read from outside here: the tests go by what the program does, and
-// scripts/screenshots-appkit draws the screens for the eye.
+// What the screens say can't be read from outside here: the tests go by what the program does.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
