@@ -76,8 +76,7 @@ TEST_F(EngineOnMacTest, ItemForBothSystemsIsTakenByItsMacInstructionsInEitherOrd
 
 TEST_F(EngineOnMacTest, SummaryTellsTheVersionOfGestalt) {
   test::platform::setVersion(10, 15, 7);
-  EXPECT_THAT(bundleOf(itemFor("a", {"mac"})),
-              ::testing::ContainsRegex("OS: +macOS 10[.]15[.]7"));
+  EXPECT_THAT(bundleOf(itemFor("a", {"mac"})), ::testing::ContainsRegex("OS: +macOS 10[.]15[.]7"));
 }
 
 TEST_F(EngineOnMacTest, EverySampleHasItemsForMac) {
