@@ -48,7 +48,7 @@ std::string isolated(const std::string& text) {
 // What a page may run and show is what carries this word, which nobody can know in advance.
 std::string randomWord() {
   unsigned char bytes[16] = {};
-  if (getrandom(bytes, sizeof(bytes), 0) != static_cast<ssize_t>(sizeof(bytes))) {
+  if (getentropy(bytes, sizeof(bytes)) != 0) {
     return "";
   }
   std::string word;
