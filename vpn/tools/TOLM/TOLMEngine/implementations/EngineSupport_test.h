@@ -52,7 +52,8 @@ class ReportKeeper : public IProgressListener {
 inline std::string itemText(const std::string& id, const std::string& actions,
                             const std::string& isDefault = "true") {
   return "<file id=\"" + id + "\"><description>about " + id + "</description><default>" + isDefault +
-         "</default><tolm><os opsys=\"" + (isMac() ? "mac" : "linux") + "\">" + actions + "</os></tolm></file>";
+         "</default><tolm><os opsys=\"" + (isMac() ? "mac" : "linux") + "\">" + actions +
+         "</os></tolm></file>";
 }
 
 }  // namespace halvo::test
