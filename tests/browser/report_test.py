@@ -56,6 +56,9 @@ def client_log():
         lines.append(f"2026-03-15 10:{minute % 60:02}:{second:02} agent[812]: "
                      + ("error: handshake timed out, connection refused" if burst and i % 3 == 0
                         else f"keepalive {i} answered"))
+        # Some minutes have less to tell.
+        if not burst and (minute * 7) % 5 < 2:
+            lines[-1] = "    in " + lines[-1][20:]
     lines[1000] = "2026-03-15 10:08:20 agent[812]: signed on as \u0645\u0633\u062a\u062e\u062f\u0645 from \u6771\u4eac"
     return "\n".join(lines).encode() + b"\n"
 
@@ -73,7 +76,7 @@ def sample_page(folder):
     files = [("Client/agent.log", client_log()), ("Client/ip_result.txt", ip.encode()),
              ("Client/resolv.conf", b"# Too many DNS servers configured, the following entries may be ignored.\n"
                                     b"nameserver 192.0.2.53\n"),
-             ("Client/df_result.txt", b"/dev/sda1 ext4 50G 50G 0 100% /\n" * 20),
+             ("Client/df_result.txt", b"/dev/sda1 ext4 50G 50G 0 100% /\n"),
              ("Client/core", b"\x7fELF\0\0" + bytes(range(256)) * 300)]
     return report(folder, "TOLMBundle_0315_1100", files, summary("Client", included, omitted))
 

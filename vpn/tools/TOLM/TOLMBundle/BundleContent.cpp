@@ -133,30 +133,26 @@ void BundleContent::readSummaryEntry() {
 
 std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& row) {
   // A title that is no folder's name leaves the files beside the summary, and so lie the user's comments.
-  std::vector<const std::vector<std::size_t>*> candidates;
+  std::vector<Candidates*> lists;
   for (const std::string& folder : {title, std::string()}) {
     const auto found = m_ByFolderAndKey.find(folderKey(folder, row.nameKey));
     if (found != m_ByFolderAndKey.end()) {
-      candidates.push_back(&found->second);
+      lists.push_back(&found->second);
     }
   }
   if (const auto found = m_ByKey.find(row.nameKey); found != m_ByKey.end()) {
-    candidates.push_back(&found->second);
+    lists.push_back(&found->second);
+  }
+  if (lists.empty()) {
+    return m_rReader.entries().size();
+  }
+  // The first list that has any is the one that is meant.
+  Candidates& list = *lists.front();
+  while (list.taken < list.entries.size() && m_Matched[list.entries[list.taken]]) {
+    ++list.taken;
   }
   // Two files of one name are one entry: the later one took the earlier one's place.
-  std::size_t taken = m_rReader.entries().size();
-  for (const std::vector<std::size_t>* list : candidates) {
-    for (const std::size_t entry : *list) {
-      if (!m_Matched[entry]) {
-        return entry;
-      }
-      taken = taken == m_rReader.entries().size() ? entry : taken;
-    }
-    if (taken < m_rReader.entries().size()) {
-      return taken;
-    }
-  }
-  return taken;
+  return list.taken < list.entries.size() ? list.entries[list.taken] : list.entries.front();
 }
 
 void BundleContent::matchSection(const SummarySection& section) {
@@ -192,8 +188,8 @@ void BundleContent::load() {
   for (std::size_t i = 0; i < entries.size(); ++i) {
     if (entries[i].fault.empty() && i != m_nSummaryEntry && !entries[i].isFolder()) {
       const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
-      m_ByKey[key].push_back(i);
-      m_ByFolderAndKey[folderKey(folderOf(entries[i].name), key)].push_back(i);
+      m_ByKey[key].entries.push_back(i);
+      m_ByFolderAndKey[folderKey(folderOf(entries[i].name), key)].entries.push_back(i);
     }
   }
   for (const SummarySection& section : m_Summary.sections) {

@@ -66,6 +66,12 @@ class BundleContent {
   [[nodiscard]] std::size_t findFile(const std::string& name) const;
 
  private:
+  // Entries that a name may stand for, and how many at the front are taken.
+  struct Candidates {
+    std::vector<std::size_t> entries;
+    std::size_t taken = 0;
+  };
+
   void readSummaryEntry();
   void matchSection(const SummarySection& section);
   std::size_t matchRow(const std::string& title, const SummaryRow& row);
@@ -80,8 +86,8 @@ class BundleContent {
   std::size_t m_nSummaryEntry = 0;
   std::vector<bool> m_Matched;
   // Entries by the form of their name in the summary, without and with their folder.
-  std::map<std::string, std::vector<std::size_t>> m_ByKey;
-  std::map<std::string, std::vector<std::size_t>> m_ByFolderAndKey;
+  std::map<std::string, Candidates> m_ByKey;
+  std::map<std::string, Candidates> m_ByFolderAndKey;
 };
 
 // Why a captured output looks like a failure, one line; empty if it doesn't. `front` is the beginning of the

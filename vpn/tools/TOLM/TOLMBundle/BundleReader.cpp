@@ -292,23 +292,7 @@ std::size_t BundleReader::find(const std::string& name) const {
 }
 
 std::string BundleReader::readFront(std::size_t index, std::size_t limit, std::string& text) const {
-  EntryReader reader(*this);
-  if (std::string error = reader.open(index); !error.empty()) {
-    return error;
-  }
-  std::vector<char> block(65536);
-  while (limit > 0) {
-    const std::int64_t got = reader.read(block.data(), std::min(limit, block.size()));
-    if (got < 0) {
-      return reader.error();
-    }
-    if (got == 0) {
-      break;
-    }
-    text.append(block.data(), static_cast<std::size_t>(got));
-    limit -= static_cast<std::size_t>(got);
-  }
-  return "";
+  return EntryReader(*this).readFront(index, limit, text);
 }
 
 bool BundleReader::spend(std::uint64_t bytes) const {
@@ -366,6 +350,25 @@ std::string EntryReader::open(std::size_t index, Form form) {
     return m_strError;
   }
   m_bOpen = true;
+  return "";
+}
+
+std::string EntryReader::readFront(std::size_t index, std::size_t limit, std::string& text) {
+  if (std::string failure = open(index); !failure.empty()) {
+    return failure;
+  }
+  std::vector<char> block(std::min<std::size_t>(limit, 65536));
+  while (limit > 0) {
+    const std::int64_t got = read(block.data(), std::min(limit, block.size()));
+    if (got < 0) {
+      return m_strError;
+    }
+    if (got == 0) {
+      break;
+    }
+    text.append(block.data(), static_cast<std::size_t>(got));
+    limit -= static_cast<std::size_t>(got);
+  }
   return "";
 }
 

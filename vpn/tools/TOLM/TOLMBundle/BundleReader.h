@@ -119,9 +119,12 @@ class EntryReader {
   [[nodiscard]] std::string open(std::size_t index, Form form = Form::kContent);
 
   // Up to `size` bytes; 0 at the end. The end is only told where size and CRC-32 are those of the table. A
-  // negative number is a failure, with its text in error(); damaged() tells which kind.
+  // negative number is a failure, with its text in error().
   [[nodiscard]] std::int64_t read(char* buffer, std::size_t size);
   [[nodiscard]] const std::string& error() const { return m_strError; }
+
+  // BundleReader::readFront(), for many entries one after the other.
+  [[nodiscard]] std::string readFront(std::size_t index, std::size_t limit, std::string& text);
 
  private:
   std::int64_t fail(const std::string& text);

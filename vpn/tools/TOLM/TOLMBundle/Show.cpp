@@ -114,13 +114,14 @@ std::string headingText(const std::string& heading, std::size_t count) {
 
 std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
   std::vector<FailedOutput> failed;
+  EntryReader reader(content.reader());
   for (std::size_t i = 0; i < content.files().size(); ++i) {
     const BundledFile& file = content.files()[i];
     if (!content.entry(file).fault.empty()) {
       continue;
     }
     std::string front;
-    std::string why = content.reader().readFront(file.entry, kOutputFront, front);
+    std::string why = reader.readFront(file.entry, kOutputFront, front);
     if (why.empty()) {
       why = outputFailure(front);
     }

@@ -191,6 +191,8 @@ inline constexpr auto kCheckRules = std::to_array<CheckRuleRow>({
      "The name is empty or holds a \"/\": the file can't be written, or lies outside of the bundle."},
     {"request-comments-missing", kCheckWarning,
      "The item \"comments\" without a text in `comments`: no comments file."},
+    // Documents of rules
+    {"rule-fault", kCheckError, "A rule that `findings` can't use; see [rules.md](rules.md)."},
 });
 
 inline constexpr auto kCheckRuleSections = std::to_array<CheckRuleSection>({
@@ -202,6 +204,7 @@ inline constexpr auto kCheckRuleSections = std::to_array<CheckRuleSection>({
     {"Commands: `use_extern_action`", "unknown-child"},
     {"Property lists: `get_file_to_copy_action`", "list-path-missing"},
     {"Requests", "request-no-items"},
+    {"Documents of rules: `rules`", "rule-fault"},
 });
 // clang-format on
 

@@ -10,6 +10,7 @@
 
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/RulesCheck.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -86,6 +87,10 @@ void CheckRun::addDocument(const std::string& path, bool fromFolder) {
     return;
   }
   const DocumentTree tree = parseDocumentFile(path);
+  if (isRulesDocument(tree)) {
+    m_Documents.push_back({path, {checkRulesDocument(path), {}}});
+    return;
+  }
   Checked document{path, checkDocument(tree, m_Host)};
   std::vector<Finding>& findings = document.report.findings;
   const bool isRequest = document.report.facts.isRequest;

@@ -146,6 +146,14 @@ TEST_F(CheckRunTest, TheSampleDocumentsAndTheSampleRequestAreClean) {
   EXPECT_THAT(check({sourcePath("samples"), sourcePath("samples/request/network-only.xml")}), IsEmpty());
 }
 
+TEST_F(CheckRunTest, DocumentsOfRulesAreCheckedAsSuch) {
+  EXPECT_THAT(check({sourcePath("samples/rules")}), IsEmpty());
+  EXPECT_THAT(
+      check({corpus("rule-fault.xml")}),
+      ElementsAre(corpus("rule-fault.xml") +
+                  ":5:1: error: the pattern must capture what is compared, in round brackets [rule-fault]"));
+}
+
 TEST_F(CheckRunTest, AFindingNamesFileLineColumnLevelAndRule) {
   const std::string text =
       "<c><configure><title>T</title></configure>\n"

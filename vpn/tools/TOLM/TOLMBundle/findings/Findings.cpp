@@ -48,7 +48,11 @@ struct Result {
 class Scan {
  public:
   Scan(const BundleContent& content, const RuleSet& rules)
-      : m_rContent(content), m_rRules(rules), m_Results(rules.probes().size()), m_Now(content.madeAt()) {
+      : m_rContent(content),
+        m_rRules(rules),
+        m_Entry(content.reader()),
+        m_Results(rules.probes().size()),
+        m_Now(content.madeAt()) {
     for (std::size_t i = 0; i < content.files().size(); ++i) {
       scanFile(i);
     }
@@ -97,15 +101,14 @@ class Scan {
         wantsTimes = wantsTimes || probe.pattern == nullptr;
       }
     }
-    EntryReader entry(m_rContent.reader());
-    if (probes.empty() || !entry.open(file.entry).empty()) {
+    if (probes.empty() || !m_Entry.open(file.entry).empty()) {
       return;
     }
     for (const std::size_t probe : probes) {
       m_Results[probe].anyFile = true;
     }
     const Patterns& patterns = patternsOf(probes);
-    LineReader lines(entry);
+    LineReader lines(m_Entry);
     std::string_view line;
     std::uint64_t number = 0;
     while (lines.next(line)) {
@@ -193,6 +196,7 @@ class Scan {
 
   const BundleContent& m_rContent;
   const RuleSet& m_rRules;
+  EntryReader m_Entry;
   std::vector<Result> m_Results;
   std::optional<std::int64_t> m_Now;
   std::map<std::vector<std::size_t>, std::unique_ptr<Patterns>> m_Patterns;

@@ -101,8 +101,7 @@ void cut(FileText& text, std::string& tail, std::uint64_t behindHead, std::uint6
 
 }  // namespace
 
-std::string readFileText(const BundleReader& reader, std::size_t entry, Timeline& timeline, FileText& text) {
-  EntryReader stream(reader);
+std::string readFileText(EntryReader& stream, std::size_t entry, Timeline& timeline, FileText& text) {
   if (std::string error = stream.open(entry); !error.empty()) {
     return error;
   }

@@ -23,8 +23,8 @@ struct FileText {
   std::uint64_t lines = 0;
 };
 
-// Reads the entry to its end and shows every line to `timeline`. Returns what went wrong, empty if nothing;
-// what came ahead of it is in `text`.
-std::string readFileText(const BundleReader& reader, std::size_t entry, Timeline& timeline, FileText& text);
+// Reads the entry `entry` of the stream's bundle to its end and shows every line to `timeline`. Returns what
+// went wrong, empty if nothing; what came ahead of it is in `text`.
+std::string readFileText(EntryReader& stream, std::size_t entry, Timeline& timeline, FileText& text);
 
 }  // namespace halvo

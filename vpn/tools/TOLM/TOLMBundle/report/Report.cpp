@@ -64,7 +64,7 @@ std::string randomWord() {
 class FilesPart {
  public:
   FilesPart(const BundleContent& content, Timeline& timeline)
-      : m_rContent(content), m_rTimeline(timeline), m_File(std::tmpfile()) {}
+      : m_rContent(content), m_rTimeline(timeline), m_Entry(content.reader()), m_File(std::tmpfile()) {}
 
   std::string write() {
     if (m_File == nullptr) {
@@ -102,7 +102,8 @@ class FilesPart {
     const std::string& name = m_rContent.entry(file).name;
     const std::string id = "f" + std::to_string(index);
     std::string html = "<details id=\"" + id + "\" data-name=\"" + cell(name) + "\"><summary>" +
-                       isolated(name) + " <small>" + size + (file.id.empty() ? "" : " " + isolated(file.id)) +
+                       isolated(name) + " <small>" + size +
+                       (file.id.empty() ? "" : (size.empty() ? "" : ", ") + isolated(file.id)) +
                        "</small></summary>\n";
     if (!file.description.empty()) {
       html += "<p class=\"note\" dir=\"auto\">" + cell(file.description) + "</p>\n";
@@ -118,7 +119,7 @@ class FilesPart {
     const BundleEntryInfo& entry = m_rContent.entry(file);
     const std::string size = bytesText(entry.size);
     FileText text;
-    const std::string error = readFileText(m_rContent.reader(), file.entry, m_rTimeline, text);
+    const std::string error = readFileText(m_Entry, file.entry, m_rTimeline, text);
     if (text.binary) {
       return nameHtml(index, size, "This is no text.", "");
     }
@@ -142,6 +143,7 @@ class FilesPart {
 
   const BundleContent& m_rContent;
   Timeline& m_rTimeline;
+  EntryReader m_Entry;
   OpenFile m_File;
   std::size_t m_nSize = 0;
   std::size_t m_nUnnamed = 0;

@@ -135,7 +135,8 @@ FileText readText(const std::string& content) {
   EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
   Timeline timeline(0);
   FileText text;
-  EXPECT_EQ(readFileText(reader, 0, timeline, text), "");
+  EntryReader stream(reader);
+  EXPECT_EQ(readFileText(stream, 0, timeline, text), "");
   return text;
 }
 

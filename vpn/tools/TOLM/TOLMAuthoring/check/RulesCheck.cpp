@@ -1,0 +1,31 @@
+#include "vpn/tools/TOLM/TOLMAuthoring/check/RulesCheck.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+#include "vpn/tools/TOLM/TOLMBundle/findings/Rules.h"
+
+namespace halvo {
+
+bool isRulesDocument(const DocumentTree& tree) {
+  return tree.outcome == ParseOutcome::kParsed && tree.root != nullptr && tree.root->name == "rules";
+}
+
+std::vector<Finding> checkRulesDocument(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  rules.add(text.str(), faults);
+  std::vector<Finding> findings;
+  for (const RuleFault& fault : faults) {
+    findings.push_back({"rule-fault", {fault.line, 1}, fault.text});
+  }
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& left, const Finding& right) { return left.position < right.position; });
+  return findings;
+}
+
+}  // namespace halvo
