@@ -346,6 +346,7 @@ class SummaryText {
     if (!take(kUnknownHeading)) {
       return false;
     }
+    m_pSummary->hasUnknownHeading = true;
     while (m_nAt < m_rText.size()) {
       m_pSummary->unknownIds.push_back(takeLine());
     }

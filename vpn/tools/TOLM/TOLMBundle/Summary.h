@@ -39,6 +39,7 @@ struct Summary {
   std::string bundlePath;
   std::vector<SummarySection> sections;
   std::vector<std::string> failedDocuments;
+  bool hasUnknownHeading = false;  // there may be nothing below it
   std::vector<std::string> unknownIds;
   // What couldn't be made out, one line; empty for a text as the engine writes it.
   std::string fault;

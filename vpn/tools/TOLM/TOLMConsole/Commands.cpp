@@ -11,7 +11,8 @@
   ROW(Report)              \
   ROW(Findings)            \
   ROW(Compare)             \
-  ROW(Ask)
+  ROW(Ask)                 \
+  ROW(Redact)
 
 namespace halvo {
 

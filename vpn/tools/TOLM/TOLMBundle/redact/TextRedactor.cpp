@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactRules.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
 namespace halvo {
@@ -9,6 +10,7 @@ namespace halvo {
 namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 17U;
+constexpr std::size_t kLongestLine = 65536;
 constexpr int kDeepest = 2;
 constexpr std::size_t kShortestBase64 = 16;
 
@@ -21,6 +23,14 @@ TextRedactor::TextRedactor(const RedactKeep& keep, StandIns& standIns, NameColle
     : m_rKeep(keep), m_rStandIns(standIns), m_pCollector(&collector) {}
 
 void TextRedactor::feed(std::string_view text, std::string& out) {
+  if (m_pRules != nullptr && m_pRules->hasPatterns() && m_pCollector == nullptr && m_nDepth == 0) {
+    feedLines(text, out, false);
+  } else {
+    feedPieces(text, out);
+  }
+}
+
+void TextRedactor::feedPieces(std::string_view text, std::string& out) {
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, kPiece);
     text.remove_prefix(piece.size());
@@ -29,7 +39,34 @@ void TextRedactor::feed(std::string_view text, std::string& out) {
   }
 }
 
+void TextRedactor::feedLines(std::string_view text, std::string& out, bool isLast) {
+  while (!text.empty() || (isLast && !m_strLine.empty())) {
+    const std::size_t end = text.find('\n');
+    const std::size_t wanted = end == std::string_view::npos ? text.size() : end + 1;
+    const std::size_t taken = std::min(wanted, kLongestLine - m_strLine.size());
+    m_strLine.append(text.substr(0, taken));
+    text.remove_prefix(taken);
+    const bool isWhole = m_strLine.size() == kLongestLine || (!m_strLine.empty() && m_strLine.back() == '\n');
+    if (isWhole || (isLast && text.empty())) {
+      // Patterns see the line without its end.
+      std::size_t size = m_strLine.size();
+      while (size > 0 && (m_strLine[size - 1] == '\n' || m_strLine[size - 1] == '\r')) {
+        --size;
+      }
+      const std::string_view line = m_strLine;
+      feedPieces(m_pRules->redactLine(line.substr(0, size), m_rKeep, m_rStandIns, m_Counts), out);
+      feedPieces(line.substr(size), out);
+      m_strLine.clear();
+    } else if (text.empty()) {
+      return;
+    }
+  }
+}
+
 void TextRedactor::finish(std::string& out) {
+  if (!m_strLine.empty()) {
+    feedLines({}, out, true);
+  }
   scan(out, true);
   m_Window.clear();
   m_nPlace = 0;
@@ -270,7 +307,8 @@ TextRedactor::Place TextRedactor::tryKnown(Place at0) {
 }
 
 void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_view standIn) {
-  if (m_pCollector != nullptr || m_rKeep.keeps(kind) || text(begin, end) == standIn || begin < m_nCopied) {
+  if (m_pCollector != nullptr || m_rKeep.keeps(kind) || text(begin, end) == standIn || begin < m_nCopied ||
+      (m_pRules != nullptr && m_pRules->keeps(text(begin, end)))) {
     return;
   }
   m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
@@ -283,7 +321,7 @@ void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_
 }
 
 void TextRedactor::found(RedactKind kind, std::string_view name) {
-  if (m_pCollector != nullptr && !m_rKeep.keeps(kind)) {
+  if (m_pCollector != nullptr && !m_rKeep.keeps(kind) && (m_pRules == nullptr || !m_pRules->keeps(name))) {
     m_pCollector->add(kind, name);
   }
 }
@@ -296,6 +334,7 @@ std::string TextRedactor::nested(std::string_view inner) {
   const auto run = [this, inner](TextRedactor&& redactor) {
     redactor.m_bLineBegins = false;
     redactor.m_nDepth = m_nDepth + 1;
+    redactor.m_pRules = m_pRules;
     std::string result = redactor.redact(inner);
     m_Counts.add(redactor.m_Counts);
     return result;

@@ -25,6 +25,8 @@
 
 namespace halvo {
 
+class RedactRules;
+
 class TextRedactor {
  public:
   // The second walk. What is passed must outlive the object.
@@ -33,6 +35,10 @@ class TextRedactor {
   TextRedactor(const RedactKeep& keep, StandIns& standIns, NameCollector& collector);
   TextRedactor(const TextRedactor&) = delete;
   TextRedactor& operator=(const TextRedactor&) = delete;
+
+  // Rules of the user's own; they must outlive the object. Their patterns see a line at a time, or pieces of
+  // one that is longer than 64 KiB.
+  void useRules(const RedactRules& rules) { m_pRules = &rules; }
 
   // Appends to `out` what is settled by now; some thousand bytes are held back until more comes.
   void feed(std::string_view text, std::string& out);
@@ -43,6 +49,9 @@ class TextRedactor {
   std::string redact(std::string_view text);
 
   [[nodiscard]] const RedactCounts& counts() const { return m_Counts; }
+
+  // Whether a stand-in is in the text, or in what it is the Base64 of.
+  static bool holdsStandIn(std::string_view text);
 
  private:
   using Place = std::size_t;  // in m_Window
@@ -59,6 +68,8 @@ class TextRedactor {
   };
 
   // TextRedactor.cpp
+  void feedLines(std::string_view text, std::string& out, bool isLast);
+  void feedPieces(std::string_view text, std::string& out);
   void scan(std::string& out, bool isLast);
   void step();
   Place handleRun(Place begin, Place end, unsigned bits);
@@ -112,7 +123,6 @@ class TextRedactor {
   bool endsSoftly(Place at) const;
 
   // TextRedactor_forms.cpp
-  static bool holdsStandIn(std::string_view text);
   Place tryPercent(Place begin, Place end);
   Place tryBase64(Place begin);
   Place tryArpa(Place begin, Place end);
@@ -131,6 +141,8 @@ class TextRedactor {
   const KnownNames* m_pKnown = nullptr;   // second walk
   NameCollector* m_pCollector = nullptr;  // first walk
   std::string* m_pOut = nullptr;          // while scan() runs
+  const RedactRules* m_pRules = nullptr;
+  std::string m_strLine;  // waits for its end, where there are patterns
   RedactCounts m_Counts;
   std::vector<Memo> m_Memos;  // of names that come again and again
   int m_nDepth = 0;           // of texts inside texts

@@ -1,0 +1,408 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kBlock = 65536;
+constexpr std::uint64_t kLongestSummary = std::uint64_t{16} << 20U;
+constexpr int kMemoryLevel = 8;
+// One other control character in so many bytes is none of a text's.
+constexpr std::uint64_t kControlShare = 64;
+
+bool isTextControl(unsigned char c) {
+  return (c >= '\b' && c <= '\r') || c == 0x1b;
+}
+
+// Counts what texts don't have.
+class TextTest {
+ public:
+  void look(const char* data, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+      const auto c = static_cast<unsigned char>(data[i]);
+      m_bZero = m_bZero || c == 0;
+      m_nControls += c < ' ' && !isTextControl(c) ? 1U : 0U;
+    }
+    m_nSize += size;
+  }
+  [[nodiscard]] bool isText() const { return !m_bZero && m_nControls * kControlShare <= m_nSize; }
+  [[nodiscard]] bool hasZero() const { return m_bZero; }
+
+ private:
+  bool m_bZero = false;
+  std::uint64_t m_nControls = 0;
+  std::uint64_t m_nSize = 0;
+};
+
+bool writeAll(int file, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t put = write(file, data, size);
+    if (put < 0 && errno == EINTR) {
+      continue;
+    }
+    if (put <= 0) {
+      return false;
+    }
+    data += put;
+    size -= static_cast<std::size_t>(put);
+  }
+  return true;
+}
+
+std::string systemFailure(const std::string& what) {
+  return what + ": " + std::strerror(errno);
+}
+
+// Deflates into a file.
+class Packer {
+ public:
+  explicit Packer(int file) : m_nFile(file), m_Out(kBlock) {
+    m_bOpen = deflateInit2(&m_Stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, kMemoryLevel,
+                           Z_DEFAULT_STRATEGY) == Z_OK;
+  }
+  ~Packer() {
+    if (m_bOpen) {
+      deflateEnd(&m_Stream);
+    }
+  }
+  Packer(const Packer&) = delete;
+  Packer& operator=(const Packer&) = delete;
+
+  // False where memory or disk is out.
+  bool put(const std::string& text, bool isLast) {
+    if (!m_bOpen) {
+      errno = ENOMEM;
+      return false;
+    }
+    m_nSize += text.size();
+    m_nCrc = static_cast<std::uint32_t>(
+        crc32(m_nCrc, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size())));
+    m_Stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));  // zlib doesn't write to it
+    m_Stream.avail_in = static_cast<uInt>(text.size());
+    int answer = Z_OK;
+    do {
+      m_Stream.next_out = reinterpret_cast<Bytef*>(m_Out.data());
+      m_Stream.avail_out = static_cast<uInt>(m_Out.size());
+      answer = deflate(&m_Stream, isLast ? Z_FINISH : Z_NO_FLUSH);
+      const std::size_t made = m_Out.size() - m_Stream.avail_out;
+      if (!writeAll(m_nFile, m_Out.data(), made)) {
+        return false;
+      }
+      m_nPacked += made;
+    } while (m_Stream.avail_out == 0 || (isLast && answer == Z_OK));
+    return true;
+  }
+
+  [[nodiscard]] std::uint64_t size() const { return m_nSize; }
+  [[nodiscard]] std::uint64_t packedSize() const { return m_nPacked; }
+  [[nodiscard]] std::uint32_t crc() const { return m_nCrc; }
+
+ private:
+  int m_nFile;
+  std::vector<char> m_Out;
+  z_stream m_Stream = {};
+  bool m_bOpen = false;
+  std::uint64_t m_nSize = 0;
+  std::uint64_t m_nPacked = 0;
+  std::uint32_t m_nCrc = 0;
+};
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+std::string redactPath(TextRedactor& redactor, const std::string& path) {
+  std::string result;
+  for (std::size_t at = 0; at <= path.size();) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    result += redactor.redact(std::string_view(path).substr(at, end - at));
+    result += end < path.size() ? "/" : "";
+    at = end + 1;
+  }
+  return result;
+}
+
+}  // namespace
+
+BundleLimits redactLimits() {
+  BundleLimits limits;
+  limits.bytes *= 2;
+  limits.expansion *= 2;
+  return limits;
+}
+
+BundleRedactor::BundleRedactor(const BundleReader& in, StandIns& standIns, const RedactOptions& options)
+    : m_rIn(in), m_rStandIns(standIns), m_rOptions(options) {}
+
+BundleRedactor::~BundleRedactor() {
+  for (const Spool& spool : m_Spools) {
+    if (spool.file >= 0) {
+      close(spool.file);
+    }
+  }
+}
+
+template <typename Work>
+std::string BundleRedactor::onAllProcessors(Work work) {
+  unsigned count = m_rOptions.threads != 0 ? m_rOptions.threads : std::thread::hardware_concurrency();
+  count = std::clamp<unsigned>(count, 1, static_cast<unsigned>(std::max<std::size_t>(1, m_Order.size())));
+  std::atomic<std::size_t> next{0};
+  std::mutex lock;
+  std::string failure;
+  const auto worker = [&](std::size_t number) {
+    std::string problem;
+    try {
+      problem = work(number, next);
+    } catch (const std::bad_alloc&) {
+      problem = "memory ran out";
+    }
+    if (!problem.empty()) {
+      next = m_Order.size();  // the others need not go on
+      const std::lock_guard<std::mutex> guard(lock);
+      failure = failure.empty() ? problem : failure;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (unsigned i = 1; i < count; ++i) {
+    try {
+      threads.emplace_back(worker, i);
+    } catch (const std::system_error&) {
+      break;  // fewer will do
+    }
+  }
+  worker(0);
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  return failure;
+}
+
+std::string BundleRedactor::run() {
+  const std::vector<BundleEntryInfo>& entries = m_rIn.entries();
+  m_Entries.resize(entries.size());
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    Entry& entry = m_Entries[i];
+    if (!entries[i].fault.empty()) {
+      entry.state = State::kFault;
+      entry.fault = entries[i].fault;
+    } else if (entries[i].isFolder()) {
+      entry.state = State::kFolder;
+    } else {
+      m_Order.push_back(i);
+    }
+  }
+  std::stable_sort(m_Order.begin(), m_Order.end(),
+                   [&entries](std::size_t a, std::size_t b) { return entries[a].size > entries[b].size; });
+  m_Spools.resize(
+      std::max(1U, m_rOptions.threads != 0 ? m_rOptions.threads : std::thread::hardware_concurrency()));
+  for (Spool& spool : m_Spools) {
+    if (std::string failure = openSpool(spool); !failure.empty()) {
+      return failure;
+    }
+  }
+  for (const auto step : {&BundleRedactor::firstWalk, &BundleRedactor::secondWalk,
+                          &BundleRedactor::redactSummary, &BundleRedactor::writeBundle}) {
+    if (std::string failure = (this->*step)(); !failure.empty()) {
+      return failure;
+    }
+  }
+  return {};
+}
+
+// A file without a name: nothing is left of it, whatever happens.
+std::string BundleRedactor::openSpool(Spool& spool) const {
+  std::string name = folderOf(m_rOptions.outPath) + "/.redact-XXXXXX";
+  spool.file = mkostemp(name.data(), O_CLOEXEC);
+  if (spool.file < 0) {
+    return systemFailure("no file can be made in the folder of " + m_rOptions.outPath);
+  }
+  unlink(name.c_str());
+  return {};
+}
+
+std::string BundleRedactor::firstWalk() {
+  NameCollector all;
+  std::mutex lock;
+  std::string failure = onAllProcessors([this, &all, &lock](std::size_t, std::atomic<std::size_t>& next) {
+    EntryReader reader(m_rIn);
+    NameCollector names;
+    for (std::size_t i = next++; i < m_Order.size(); i = next++) {
+      learn(m_Order[i], reader, names);
+    }
+    const std::lock_guard<std::mutex> guard(lock);
+    all.add(names);
+    return std::string();
+  });
+  if (!failure.empty()) {
+    return failure;
+  }
+  // There is one summary and one report of an earlier redaction; others are files that look like them.
+  for (const State only : {State::kSummary, State::kReport}) {
+    bool isFirst = true;
+    for (Entry& entry : m_Entries) {
+      if (entry.state == only) {
+        entry.state = isFirst ? only : State::kText;
+        isFirst = false;
+      }
+    }
+  }
+  TextRedactor redactor(m_rOptions.keep, m_rStandIns, all);
+  if (m_rOptions.rules != nullptr) {
+    redactor.useRules(*m_rOptions.rules);
+    m_rOptions.rules->addNames(all);
+  }
+  for (const BundleEntryInfo& entry : m_rIn.entries()) {
+    redactPath(redactor, entry.name);
+  }
+  m_pKnown = std::make_unique<KnownNames>(all, m_rStandIns);
+  return {};
+}
+
+// Finds out whether an entry is text and which names it gives away.
+void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector& names) {
+  Entry& entry = m_Entries[index];
+  const std::string& name = m_rIn.entries()[index].name;
+  if (std::string failure = reader.open(index); !failure.empty()) {
+    entry.state = State::kFault;
+    entry.fault = failure;
+    return;
+  }
+  TextRedactor redactor(m_rOptions.keep, m_rStandIns, names);
+  if (m_rOptions.rules != nullptr) {
+    redactor.useRules(*m_rOptions.rules);
+  }
+  TextTest test;
+  std::vector<char> block(kBlock);
+  std::string front;
+  std::string none;
+  for (;;) {
+    const std::int64_t got = reader.read(block.data(), block.size());
+    if (got < 0) {
+      entry.state = State::kFault;
+      entry.fault = reader.error();
+      return;
+    }
+    if (got == 0) {
+      break;
+    }
+    const std::string_view piece(block.data(), static_cast<std::size_t>(got));
+    front.append(piece.substr(0, 64 - std::min<std::size_t>(64, front.size())));
+    test.look(piece.data(), piece.size());
+    if (test.hasZero()) {
+      entry.state = State::kBinary;
+      return;
+    }
+    redactor.feed(piece, none);
+  }
+  redactor.finish(none);
+  if (!test.isText()) {
+    entry.state = State::kBinary;
+  } else if (name == kRedactionEntry) {
+    entry.state = State::kReport;
+  } else if (isSummary(front) && name.find('/') == std::string::npos &&
+             m_rIn.entries()[index].size <= kLongestSummary) {
+    entry.state = State::kSummary;
+  }
+}
+
+std::string BundleRedactor::secondWalk() {
+  nameEntries();
+  return onAllProcessors([this](std::size_t number, std::atomic<std::size_t>& next) {
+    EntryReader reader(m_rIn);
+    for (std::size_t i = next++; i < m_Order.size(); i = next++) {
+      const std::size_t index = m_Order[i];
+      if (m_Entries[index].state == State::kText) {
+        if (std::string failure = redactEntry(index, reader, number); !failure.empty()) {
+          return failure;
+        }
+      }
+    }
+    return std::string();
+  });
+}
+
+// Names are redacted part by part. Two that become the same are told apart by a number.
+void BundleRedactor::nameEntries() {
+  TextRedactor redactor(m_rOptions.keep, m_rStandIns, *m_pKnown);
+  if (m_rOptions.rules != nullptr) {
+    redactor.useRules(*m_rOptions.rules);
+  }
+  std::set<std::string> taken;
+  for (std::size_t i = 0; i < m_Entries.size(); ++i) {
+    Entry& entry = m_Entries[i];
+    const RedactCounts before = redactor.counts();
+    entry.name = redactPath(redactor, m_rIn.entries()[i].name);
+    for (std::size_t kind = 0; kind < kRedactKindCount; ++kind) {
+      entry.counts.places[kind] += redactor.counts().places[kind] - before.places[kind];
+    }
+    const bool isOld = entry.name == m_rIn.entries()[i].name;  // twice in the bundle itself stays so
+    std::string unlike = entry.name;
+    for (int number = 2; !isOld && taken.contains(unlike) && number < 100000; ++number) {
+      unlike = entry.name + "-" + std::to_string(number);
+    }
+    entry.name = unlike;
+    taken.insert(entry.name);
+  }
+}
+
+std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, std::size_t spoolNumber) {
+  Entry& entry = m_Entries[index];
+  Spool& spool = m_Spools[spoolNumber];
+  if (std::string failure = reader.open(index); !failure.empty()) {
+    return failure;
+  }
+  TextRedactor redactor(m_rOptions.keep, m_rStandIns, *m_pKnown);
+  if (m_rOptions.rules != nullptr) {
+    redactor.useRules(*m_rOptions.rules);
+  }
+  Packer packer(spool.file);
+  std::vector<char> block(kBlock);
+  std::string out;
+  bool isLast = false;
+  while (!isLast) {
+    const std::int64_t got = reader.read(block.data(), block.size());
+    if (got < 0) {
+      return reader.error();
+    }
+    out.clear();
+    isLast = got == 0;
+    if (isLast) {
+      redactor.finish(out);
+    } else {
+      redactor.feed(std::string_view(block.data(), static_cast<std::size_t>(got)), out);
+    }
+    if (!packer.put(out, isLast)) {
+      return systemFailure("the bundle can't be written");
+    }
+  }
+  entry.counts.add(redactor.counts());
+  entry.size = packer.size();
+  entry.packedSize = packer.packedSize();
+  entry.crc = packer.crc();
+  entry.spool = spoolNumber;
+  entry.offset = spool.size;
+  spool.size += packer.packedSize();
+  return {};
+}
+
+bool BundleRedactor::isLeftOut(const Entry& entry) const {
+  return entry.state == State::kFault || (entry.state == State::kBinary && !m_rOptions.keepBinary);
+}
+
+}  // namespace halvo

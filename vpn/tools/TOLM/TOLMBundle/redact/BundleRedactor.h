@@ -1,0 +1,121 @@
+// BundleRedactor: makes a bundle without what identifies people and machines out of another.
+//
+// Entries keep their order and their times. Texts are redacted, names of entries too, and the summary with
+// its sizes; what isn't text is left out, unless kept as it is. "redaction.txt" tells at the bundle's end
+// what was done, with counts and no value. The entries are worked on by all processors at once; memory
+// doesn't grow with them.
+//
+// The new bundle appears when it is whole. Beside it, in its folder, lies meanwhile what is packed already,
+// under no name. Failures are texts for people, one line, empty on success. Nothing is logged.
+
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/BundleWriter.h"
+#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/KnownNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactKinds.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactRules.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+
+namespace halvo {
+
+class TextRedactor;
+
+struct RedactOptions {
+  std::string outPath;
+  std::string password;  // of the new bundle; empty for none
+  RedactKeep keep;
+  bool keepBinary = false;
+  const RedactRules* rules = nullptr;  // borrowed; may be null
+  unsigned threads = 0;                // 0: as many as processors
+};
+
+// The bounds of a bundle that is to be redacted: its texts are read twice.
+BundleLimits redactLimits();
+
+// The name of the entry that tells what was done.
+inline constexpr char kRedactionEntry[] = "redaction.txt";
+
+class BundleRedactor {
+ public:
+  // `in` is open and outlives the object, and so does `standIns`.
+  BundleRedactor(const BundleReader& in, StandIns& standIns, const RedactOptions& options);
+  ~BundleRedactor();
+  BundleRedactor(const BundleRedactor&) = delete;
+  BundleRedactor& operator=(const BundleRedactor&) = delete;
+
+  // To be called once.
+  [[nodiscard]] std::string run();
+
+  // What was replaced in all.
+  [[nodiscard]] const RedactCounts& counts() const { return m_Counts; }
+  // The text of the bundle's redaction.txt.
+  [[nodiscard]] const std::string& report() const { return m_strReport; }
+  // How many entries were left out.
+  [[nodiscard]] std::size_t leftOut() const { return m_nLeftOut; }
+
+ private:
+  enum class State { kText, kSummary, kReport, kFolder, kBinary, kFault };
+  struct Entry {
+    State state = State::kText;
+    std::string name;   // in the new bundle
+    std::string fault;  // why it is left out
+    RedactCounts counts;
+    std::uint64_t size = 0;
+    std::uint64_t packedSize = 0;
+    std::uint32_t crc = 0;
+    std::size_t spool = 0;
+    std::uint64_t offset = 0;
+  };
+  // Packed texts that wait for their place, one file a thread.
+  struct Spool {
+    int file = -1;
+    std::uint64_t size = 0;
+  };
+
+  std::string firstWalk();
+  void learn(std::size_t index, EntryReader& reader, NameCollector& names);
+  std::string secondWalk();
+  std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool);
+  std::string redactSummary();
+  std::string readWhole(std::size_t index, std::string& text) const;
+  void redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched);
+  std::size_t entryOf(const SummarySection& section, const SummaryRow& row,
+                      const std::vector<bool>& matched) const;
+  std::string openSpool(Spool& spool) const;
+  void nameEntries();
+  std::string writeBundle();
+  std::string writeEntry(BundleWriter& writer, std::size_t index);
+  std::string writeText(BundleWriter& writer, const BundleEntryInfo& like, const std::string& name,
+                        const std::string& text);
+  void makeReport();
+  [[nodiscard]] bool isLeftOut(const Entry& entry) const;
+  template <typename Work>
+  std::string onAllProcessors(Work work);
+
+  const BundleReader& m_rIn;
+  StandIns& m_rStandIns;
+  const RedactOptions& m_rOptions;
+  std::unique_ptr<KnownNames> m_pKnown;
+  std::vector<Entry> m_Entries;
+  std::vector<std::size_t> m_Order;  // large ones first
+  std::vector<Spool> m_Spools;
+  std::map<std::string, std::vector<std::size_t>> m_ByName;  // entries by their name as the summary breaks it
+  std::string m_strSummary;
+  std::string m_strOldReport;
+  std::string m_strReport;
+  bool m_bHasReport = false;
+  RedactCounts m_Counts;
+  std::size_t m_nLeftOut = 0;
+};
+
+}  // namespace halvo

@@ -1,0 +1,278 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tests/support/Files.h"
+#include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactBundle_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
+
+namespace halvo {
+namespace {
+
+using test::BundleTexts;
+using test::kTestKey;
+using test::makeBundle;
+using test::readBundle;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+
+class BundleRedactorTest : public testing::Test {
+ protected:
+  std::string in() const { return m_temp.file("in.zip"); }
+  std::string out() const { return m_temp.file("out.zip"); }
+
+  RedactOptions options() const {
+    RedactOptions options;
+    options.outPath = out();
+    return options;
+  }
+
+  // The texts of the redacted bundle.
+  BundleTexts redacted(const BundleTexts& texts, const RedactOptions& options) {
+    makeBundle(in(), texts);
+    StandIns standIns(kTestKey);
+    EXPECT_EQ("", test::redactBundle(in(), options, standIns));
+    return readBundle(out());
+  }
+  BundleTexts redacted(const BundleTexts& texts) { return redacted(texts, options()); }
+
+  test::TempFolder m_temp;
+};
+
+// A summary with one document, "Logs", and the given rows.
+std::string summaryOf(const std::vector<SummaryRow>& rows) {
+  Summary summary;
+  summary.time = "Sun Mar 15 10:42:07 2026";
+  summary.os = "Debian GNU/Linux: 12.0.0";
+  summary.user = "jane.doe";
+  summary.bundlePath = "/home/jane.doe/Desktop/TOLMBundle_0315_1042.zip";
+  SummarySection section;
+  section.title = "Logs";
+  section.included = rows;
+  summary.sections.push_back(section);
+  summary.hasUnknownHeading = true;
+  return summaryText(summary);
+}
+
+SummaryRow row(const std::string& id, const std::string& name, const std::string& size) {
+  return {id, name, wrappedKey(name, kSummaryNameWidth), "A file", size};
+}
+
+TEST_F(BundleRedactorTest, ANameFoundInOneFileIsReplacedInAll) {
+  const BundleTexts texts = redacted({{"a.txt", "ask jane.doe"}, {"b.txt", "/home/jane.doe/x"}});
+  EXPECT_THAT(texts[0].second, MatchesRegex("ask user-.{10}"));
+  EXPECT_THAT(texts[1].second, MatchesRegex("/home/user-.{10}/x"));
+  EXPECT_EQ(texts[0].second.substr(4), texts[1].second.substr(6, 15));
+}
+
+TEST_F(BundleRedactorTest, OrderAndTimesStay) {
+  makeBundle(in(), {{"z/z.log", "1"}, {"a/a.log", "2"}, {"summary.txt", "3"}, {"m.log", ""}});
+  StandIns standIns(kTestKey);
+  ASSERT_EQ("", test::redactBundle(in(), options(), standIns));
+  BundleReader before;
+  BundleReader after;
+  ASSERT_EQ("", before.open(in(), ""));
+  ASSERT_EQ("", after.open(out(), ""));
+  ASSERT_EQ(before.entries().size() + 1, after.entries().size());
+  for (std::size_t i = 0; i < before.entries().size(); ++i) {
+    EXPECT_EQ(before.entries()[i].name, after.entries()[i].name);
+    EXPECT_EQ(before.entries()[i].dosTime, after.entries()[i].dosTime);
+  }
+  EXPECT_EQ(kRedactionEntry, after.entries().back().name);
+}
+
+TEST_F(BundleRedactorTest, NamesOfEntriesAreRedactedLikeTexts) {
+  const BundleTexts texts =
+      redacted({{"Logs/jane.doe-10.1.2.3.log", "x"}, {"Logs/x.log", "/home/jane.doe 10.1.2.3"}});
+  EXPECT_THAT(texts[0].first, MatchesRegex("Logs/user-.{10}-250\\.[0-9.]+\\.log"));
+  const std::string user = texts[0].first.substr(5, 15);
+  EXPECT_THAT(texts[1].second, HasSubstr(user));
+}
+
+TEST_F(BundleRedactorTest, TheSummaryIsRedactedThroughItsBrokenCells) {
+  const std::string name = "jane.doe-on-janes-laptop-of-acme.log";
+  const BundleTexts texts = redacted({{"Logs/" + name, "user=jane.doe hostname=janes-laptop-of-acme"},
+                                      {"summary.txt", summaryOf({row("agent", name, "47 bytes")})}});
+  const Summary summary = readSummary(texts[1].second);
+  EXPECT_EQ("", summary.fault);
+  EXPECT_THAT(summary.user, MatchesRegex("user-.{10}"));
+  EXPECT_THAT(summary.bundlePath, MatchesRegex("/home/user-.{10}/Desktop/TOLMBundle_0315_1042\\.zip"));
+  ASSERT_EQ(1U, summary.sections[0].included.size());
+  EXPECT_EQ(wrappedKey(texts[0].first.substr(5), kSummaryNameWidth), summary.sections[0].included[0].nameKey);
+  EXPECT_THAT(texts[1].second, Not(HasSubstr("jane")));
+}
+
+TEST_F(BundleRedactorTest, SizesInTheSummaryAreTheNewOnes) {
+  const BundleTexts texts =
+      redacted({{"Logs/a.log", "10.1.2.3 10.1.2.3"},
+                {"Logs/b.log", "same"},
+                {"summary.txt", summaryOf({row("a", "a.log", "17 bytes"), row("b", "b.log", "4 bytes")})}});
+  const Summary summary = readSummary(texts[2].second);
+  EXPECT_EQ(std::to_string(texts[0].second.size()) + " bytes", summary.sections[0].included[0].last);
+  EXPECT_EQ("4 bytes", summary.sections[0].included[1].last);
+}
+
+TEST_F(BundleRedactorTest, ASummaryWithoutFindsStaysByteForByte) {
+  Summary summary = readSummary(summaryOf(
+      {row("an-id-that-is-longer-than-its-column", "a-name-that-is-longer-than-its-column.log", "1.50K")}));
+  summary.user = "root";
+  summary.bundlePath = "/tmp/x.zip";
+  summary.sections[0].omitted.push_back(
+      {"m", "none*.log", "", "Files that are not there", "/tmp/none*.log not found on client machine."});
+  summary.sections[0].notes = {"The file(s) of ID optional is/are not included by default by this config.",
+                               "two\n   lines"};
+  summary.failedDocuments = {"/etc/a.xml"};
+  summary.hasUnknownHeading = false;
+  const std::string text = summaryText(summary);
+  EXPECT_EQ(text, redacted({{"summary.txt", text}})[0].second);
+}
+
+TEST_F(BundleRedactorTest, WhatIsNoTextIsLeftOutAndListed) {
+  const std::string binary("core\0dump jane", 14);
+  const BundleTexts texts =
+      redacted({{"Logs/core", binary},
+                {"Logs/a.log", "x"},
+                {"Logs/bits", std::string(50, '\x02') + "text"},
+                {"summary.txt", summaryOf({row("c", "core", "14 bytes"), row("a", "a.log", "1 bytes")})}});
+  ASSERT_EQ(3U, texts.size());
+  EXPECT_THAT(texts[2].second, HasSubstr("Left out:\n  Logs/core (not a text)\n  Logs/bits (not a text)\n"));
+  const Summary summary = readSummary(texts[1].second);
+  ASSERT_EQ(1U, summary.sections[0].included.size());
+  ASSERT_EQ(1U, summary.sections[0].omitted.size());
+  EXPECT_EQ("core", summary.sections[0].omitted[0].name);
+}
+
+TEST_F(BundleRedactorTest, BinaryFilesAreKeptOnDemand) {
+  RedactOptions keep = options();
+  keep.keepBinary = true;
+  const std::string binary("core\0dump", 9);
+  EXPECT_EQ(binary, redacted({{"core", binary}}, keep)[0].second);
+}
+
+TEST_F(BundleRedactorTest, TheReportTellsKindsAndCountsAndNoValue) {
+  const BundleTexts texts = redacted({{"a.log", "10.1.2.3 10.1.2.4 password=hunter2"}, {"b.log", "nothing"}});
+  const std::string& report = texts.back().second;
+  EXPECT_THAT(report, HasSubstr("  a.log: address 2 secret 1\n"));
+  EXPECT_THAT(report, Not(HasSubstr("b.log")));
+  EXPECT_THAT(report, Not(HasSubstr("10.1.2.3")));
+  EXPECT_THAT(report, Not(HasSubstr("hunter2")));
+}
+
+TEST_F(BundleRedactorTest, RedactingABundleTwiceChangesNothing) {
+  const BundleTexts once =
+      redacted({{"Logs/jane.doe.log", "/home/jane.doe 10.1.2.3 vpn.acme.de password=hunter22"},
+                {"summary.txt", summaryOf({row("a", "jane.doe.log", "52 bytes")})}});
+  RedactOptions again = options();
+  again.outPath = m_temp.file("again.zip");
+  StandIns standIns;
+  ASSERT_EQ("", test::redactBundle(out(), again, standIns));
+  EXPECT_EQ(once, readBundle(again.outPath));
+}
+
+TEST_F(BundleRedactorTest, FilesThatAgreedAgreeAfterwards) {
+  const std::string text = "/home/jane.doe 10.1.2.3 2a02:8071::1 token=abc12345\n";
+  const BundleTexts texts = redacted({{"a", text}, {"b", "other"}, {"c", text}});
+  EXPECT_EQ(texts[0].second, texts[2].second);
+  EXPECT_NE(text, texts[0].second);
+}
+
+TEST_F(BundleRedactorTest, HowManyThreadsWorkMakesNoDifference) {
+  BundleTexts texts;
+  for (int i = 0; i < 40; ++i) {
+    texts.emplace_back(std::to_string(i) + ".log",
+                       "/home/user" + std::to_string(i) + "x/ 10.1." + std::to_string(i) + ".3 81.2." +
+                           std::to_string(i) + ".4\n" + std::string(static_cast<std::size_t>(i) * 1000, 'x') +
+                           "\n user7x user39x");
+  }
+  RedactOptions one = options();
+  one.threads = 1;
+  const BundleTexts first = redacted(texts, one);
+  RedactOptions many = options();
+  many.threads = 7;
+  EXPECT_EQ(first, redacted(texts, many));
+}
+
+TEST_F(BundleRedactorTest, TheNewBundleIsEncryptedWithItsOwnPassword) {
+  makeBundle(in(), {{"a.log", "10.1.2.3"}, {"core", std::string("\0x", 2)}}, "old one");
+  StandIns standIns(kTestKey);
+  RedactOptions options = this->options();
+  options.password = "new one";
+  options.keepBinary = true;
+  ASSERT_EQ("", test::redactBundle(in(), options, standIns, "old one"));
+  BundleReader reader;
+  EXPECT_NE("", reader.open(out(), "old one"));
+  const BundleTexts texts = readBundle(out(), "new one");
+  EXPECT_THAT(texts[0].second, testing::StartsWith("250."));
+  EXPECT_EQ(std::string("\0x", 2), texts[1].second);
+}
+
+TEST_F(BundleRedactorTest, AFailureLeavesNothingBehind) {
+  makeBundle(in(), {{"a.log", "10.1.2.3"}});
+  std::filesystem::create_directory(out());
+  StandIns standIns(kTestKey);
+  EXPECT_NE("", test::redactBundle(in(), options(), standIns));
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(m_temp.path())) {
+    names.push_back(entry.path().filename());
+  }
+  EXPECT_THAT(names, testing::UnorderedElementsAre("in.zip", "out.zip"));
+}
+
+TEST_F(BundleRedactorTest, AFolderThatIsNotThereIsTold) {
+  makeBundle(in(), {{"a.log", "x"}});
+  RedactOptions options = this->options();
+  options.outPath = m_temp.file("none/out.zip");
+  StandIns standIns(kTestKey);
+  EXPECT_THAT(test::redactBundle(in(), options, standIns), HasSubstr("none/out.zip"));
+}
+
+TEST_F(BundleRedactorTest, AnEntryThatIsDamagedIsLeftOutAndListed) {
+  makeBundle(in(), {{"a.log", "some text that is long enough to be hurt"}, {"b.log", "10.1.2.3"}});
+  std::string bytes = test::readFile(in());
+  const std::size_t at = bytes.find("a.log") + 5;
+  bytes[at + 4] = static_cast<char>(bytes[at + 4] ^ 0x55);
+  test::writeFile(in(), bytes);
+  StandIns standIns(kTestKey);
+  ASSERT_EQ("", test::redactBundle(in(), options(), standIns));
+  const BundleTexts texts = readBundle(out());
+  ASSERT_EQ(2U, texts.size());
+  EXPECT_EQ("b.log", texts[0].first);
+  EXPECT_THAT(texts[1].second, HasSubstr("a.log (it can't be read)"));
+}
+
+TEST_F(BundleRedactorTest, NamesThatBecomeTheSameAreToldApart) {
+  const BundleTexts texts = redacted({{"jane.doe.log", "/home/jane.doe"}, {"JANE.DOE.log", "x"}});
+  EXPECT_NE(texts[0].first, texts[1].first);
+}
+
+TEST_F(BundleRedactorTest, AMapMakesTheNextBundleAgree) {
+  makeBundle(in(), {{"a.log", "81.2.69.142 /home/jane.doe vpn.acme.de 00:1b:21:3a:4f:99"}});
+  StandIns first;
+  first.startRecording();
+  ASSERT_EQ("", test::redactBundle(in(), options(), first));
+  const BundleTexts one = readBundle(out());
+  StandIns second;
+  ASSERT_EQ("", second.load(first.save()));
+  ASSERT_EQ("", test::redactBundle(in(), options(), second));
+  EXPECT_EQ(one, readBundle(out()));
+  EXPECT_THAT(first.save(), HasSubstr("\tjane.doe\n"));
+}
+
+TEST_F(BundleRedactorTest, AnEmptyBundleGetsItsReport) {
+  const BundleTexts texts = redacted({});
+  ASSERT_EQ(1U, texts.size());
+  EXPECT_THAT(texts[0].second, EndsWith("Nothing was replaced.\n"));
+}
+
+}  // namespace
+}  // namespace halvo

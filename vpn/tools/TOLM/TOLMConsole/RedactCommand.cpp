@@ -1,0 +1,162 @@
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/MapFile.h"
+#include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/Password.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kLongestRules = std::size_t{1} << 20U;
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  struct stat first = {};
+  struct stat second = {};
+  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+class RedactCommand : public ICommand {
+ public:
+  [[nodiscard]] const char* name() const override { return "redact"; }
+  [[nodiscard]] const char* description() const override {
+    return "Make a bundle without what identifies people and machines";
+  }
+  [[nodiscard]] const char* example() const override {
+    return "tmtolm redact bundle.zip redacted.zip --map names.map";
+  }
+
+  void addOptions(CLI::App& app) override {
+    app.add_option("IN", m_strIn, "The bundle")->required()->type_name("");
+    app.add_option("OUT", m_strOut, "The new bundle")->required()->type_name("");
+    app.add_option("--rules", m_strRules, "What else to find, and what to leave alone")->type_name("FILE");
+    app.add_option("--map", m_strMap,
+                   "Keep here, for you alone, what stands for what; the next bundle goes by it")
+        ->type_name("FILE");
+    app.add_option(
+           "--keep", m_Keep,
+           "Leave this kind as it is: address, mac, email, host, user, id, wifi, certificate, or binary for "
+           "files that aren't text; may be given more than once")
+        ->type_name("KIND")
+        ->allow_extra_args(false);
+    app.add_option("--report", m_strReport, "Write here what was replaced, by file and kind")
+        ->type_name("FILE");
+    app.add_option("--out-password-file", m_strOutPasswordFile,
+                   "Encrypt the new bundle with this file's first line, instead of the old bundle's password")
+        ->type_name("FILE");
+    m_Options.addTo(app);
+  }
+
+  [[nodiscard]] int run() override {
+    RedactOptions options;
+    RedactRules rules;
+    StandIns standIns;
+    if (const int status = prepare(options, rules, standIns); status != kExitSuccess) {
+      return status;
+    }
+    BundleReader reader(redactLimits());
+    if (const int status = m_Options.open(reader, m_strIn); status != kExitSuccess) {
+      return status;
+    }
+    if (!reader.damage().empty()) {
+      printError(m_strIn + ": " + reader.damage());
+    }
+    if (options.password.empty() && reader.isEncrypted()) {
+      options.password = m_Options.password();
+    }
+    BundleRedactor redactor(reader, standIns, options);
+    if (const std::string failure = redactor.run(); !failure.empty()) {
+      printError(failure);
+      return kExitFailure;
+    }
+    int status = kExitSuccess;
+    if (!m_strMap.empty()) {
+      status = told(saveMap(m_strMap, standIns), status);
+    }
+    if (!m_strReport.empty()) {
+      status = told(writeTextFile(m_strReport, redactor.report(), 0644), status);
+    }
+    std::printf("Replaced: %llu\nLeft out: %zu\nBundle: %s\n",
+                static_cast<unsigned long long>(redactor.counts().total()), redactor.leftOut(),
+                withoutControls(m_strOut).c_str());
+    return finishOutput(status);
+  }
+
+ private:
+  static int told(const std::string& failure, int status) {
+    if (failure.empty()) {
+      return status;
+    }
+    printError(failure);
+    return kExitFailure;
+  }
+
+  int prepare(RedactOptions& options, RedactRules& rules, StandIns& standIns) {
+    for (const std::string& word : m_Keep) {
+      RedactKind kind = RedactKind::kAddress;
+      if (word == "binary") {
+        options.keepBinary = true;
+      } else if (!redactKindOf(word, kind) || kind == RedactKind::kSecret) {
+        return usageFailure("--keep takes no kind \"" + word + "\"");
+      } else {
+        options.keep.keep(kind);
+      }
+    }
+    if (isSameFile(m_strIn, m_strOut)) {
+      return usageFailure("the new bundle would take the place of the old one");
+    }
+    if (!m_strRules.empty()) {
+      std::string text;
+      std::string failure = readTextFile(m_strRules, kLongestRules, text);
+      if (failure.empty() && !(failure = rules.load(text)).empty()) {
+        failure = m_strRules + ": " + failure;
+      }
+      if (!failure.empty()) {
+        return usageFailure(failure);
+      }
+      options.rules = &rules;
+    }
+    if (!m_strMap.empty()) {
+      standIns.startRecording();
+      if (const std::string failure = loadMap(m_strMap, standIns); !failure.empty()) {
+        return usageFailure(failure);
+      }
+    }
+    if (!m_strOutPasswordFile.empty()) {
+      const PasswordResult result = readPasswordFile(m_strOutPasswordFile);
+      if (!result.error.empty()) {
+        return usageFailure(result.error);
+      }
+      options.password = result.password;
+    }
+    options.outPath = m_strOut;
+    return m_Options.prepare();
+  }
+
+  std::string m_strIn;
+  std::string m_strOut;
+  std::string m_strRules;
+  std::string m_strMap;
+  std::vector<std::string> m_Keep;
+  std::string m_strReport;
+  std::string m_strOutPasswordFile;
+  BundleOptions m_Options;
+};
+
+}  // namespace
+
+std::unique_ptr<ICommand> makeRedactCommand() {
+  return std::make_unique<RedactCommand>();
+}
+
+}  // namespace halvo
