@@ -21,7 +21,6 @@ using test::kTestKey;
 using test::makeBundle;
 using test::readBundle;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
@@ -266,12 +265,6 @@ TEST_F(BundleRedactorTest, AMapMakesTheNextBundleAgree) {
   ASSERT_EQ("", test::redactBundle(in(), options(), second));
   EXPECT_EQ(one, readBundle(out()));
   EXPECT_THAT(first.save(), HasSubstr("\tjane.doe\n"));
-}
-
-TEST_F(BundleRedactorTest, AnEmptyBundleGetsItsReport) {
-  const BundleTexts texts = redacted({});
-  ASSERT_EQ(1U, texts.size());
-  EXPECT_THAT(texts[0].second, EndsWith("Nothing was replaced.\n"));
 }
 
 }  // namespace

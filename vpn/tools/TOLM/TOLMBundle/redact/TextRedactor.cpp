@@ -71,6 +71,7 @@ void TextRedactor::finish(std::string& out) {
   m_Window.clear();
   m_nPlace = 0;
   m_nCopied = 0;
+  m_nReplaced = 0;
   m_nColonsTried = 0;
   m_nPemLines = 0;
   m_bLineBegins = true;
@@ -108,6 +109,7 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_nPlace -= gone;
     m_nCopied -= gone;
     m_nColonsTried -= std::min(m_nColonsTried, gone);
+    m_nReplaced -= std::min(m_nReplaced, gone);
   }
   m_pOut = nullptr;
 }
@@ -313,7 +315,7 @@ void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_
   }
   m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
   m_pOut->append(standIn);
-  m_nCopied = end;
+  m_nCopied = m_nReplaced = end;
   m_Counts.add(kind);
   if (kind != RedactKind::kSecret && kind != RedactKind::kCertificate) {
     m_rStandIns.remember(kind, text(begin, end), standIn);

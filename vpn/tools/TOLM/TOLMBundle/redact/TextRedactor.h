@@ -97,11 +97,13 @@ class TextRedactor {
   struct Memo {
     RedactKind kind = RedactKind::kSecret;
     std::string name;
-    std::string standIn;  // empty where the name stays
+    std::string standIn;   // empty where the name stays
+    bool isFound = false;  // told to the collector
   };
   Memo& memoOf(RedactKind kind, std::string_view text, bool& isNew);
   void replaceHost(Place begin, Place end);
-  void replaceUser(Place begin, Place end);
+  // `isSure`: the name is looked for everywhere else too.
+  void replaceUser(Place begin, Place end, bool isSure = true);
   Place tryHome(Place slash);
   void trySentence(Place begin, Place end);
   void tryLogHost(Place lineBegin);
@@ -149,8 +151,9 @@ class TextRedactor {
 
   // What is scanned, with some bytes in front that were scanned before.
   std::string m_Window;
-  Place m_nPlace = 0;   // scanned up to here
-  Place m_nCopied = 0;  // handed out up to here
+  Place m_nPlace = 0;     // scanned up to here
+  Place m_nCopied = 0;    // handed out up to here
+  Place m_nReplaced = 0;  // the end of what was replaced last
   Place m_nColonsTried = 0;
   bool m_bLineBegins = true;
 

@@ -179,7 +179,7 @@ bool TextRedactor::isVersion(Place begin, Place end) const {
   std::string word(text(front, place + 1));
   std::transform(word.begin(), word.end(), word.begin(),
                  [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
-  if (front < m_nCopied) {
+  if (front < m_nReplaced) {
     return false;  // went with what stood there
   }
   if (word == "ver" || word == "rev") {

@@ -157,7 +157,7 @@ TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
   // Its finds were counted and noted on the way.
   m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
   m_pOut->append(encoded);
-  m_nCopied = end;
+  m_nCopied = m_nReplaced = end;
   return end;
 }
 
@@ -205,7 +205,7 @@ TextRedactor::Place TextRedactor::tryBase64(Place begin) {
   }
   m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
   m_pOut->append(encodeBase64(redacted, urlForm, last > end || length % 4 == 0));
-  m_nCopied = last;
+  m_nCopied = m_nReplaced = last;
   return last;
 }
 
@@ -287,7 +287,7 @@ TextRedactor::Place TextRedactor::tryArpa(Place begin, Place end) {
   if (m_pCollector == nullptr && turned != name) {
     m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
     m_pOut->append(turned);
-    m_nCopied = end;
+    m_nCopied = m_nReplaced = end;
   }
   return end;
 }

@@ -59,16 +59,21 @@ TextRedactor::Memo& TextRedactor::memoOf(RedactKind kind, std::string_view name,
   Memo& memo = m_Memos[(hash ^ hash >> 32U) % kMemos];
   isNew = memo.kind != kind || memo.name != name;
   if (isNew) {
-    memo = {kind, std::string(name), {}};
+    memo = {kind, std::string(name), {}, false};
   }
   return memo;
 }
 
-void TextRedactor::replaceUser(Place begin, Place end) {
+void TextRedactor::replaceUser(Place begin, Place end, bool isSure) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kUser, text(begin, end), isNew);
+  if (isSure && m_pCollector != nullptr && (isNew || !memo.standIn.empty()) && !memo.isFound) {
+    memo.isFound = true;
+    if (!isNobody(memo.name) && !holdsStandIn(memo.name)) {
+      found(RedactKind::kUser, memo.name);
+    }
+  }
   if (isNew && !isNobody(memo.name) && !holdsStandIn(memo.name)) {
-    found(RedactKind::kUser, memo.name);
     memo.standIn = m_rStandIns.label(RedactKind::kUser, memo.name);
   }
   if (!memo.standIn.empty()) {

@@ -374,10 +374,16 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       while (last > user && (at(last - 1) == ' ' || at(last - 1) == '.')) {
         --last;
       }
-      if (last == user) {
+      // A call, a type, a comparison: a program and not a setting.
+      const bool isCode =
+          at(last) == '(' || at(last) == '<' || at(last) == '[' || at(last) == ':' || at(last) == '>';
+      if (last == user || (isCode && value.ending == Ending::kWord)) {
         return begin;
       }
-      replaceUser(user, last);
+      // "owner: the one who": a sentence goes on.
+      const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
+                          isWordByte(at(last + 1)) && last - user < 32;
+      replaceUser(user, last, !goesOn);
       return std::max(last, m_nCopied);
     }
     case KeyLook::kFullName:
