@@ -49,9 +49,9 @@ const std::unordered_set<std::string_view>& commonWords() {
       "internal", "external", "private", "remote", "global", "link", "state", "status", "mode", "level",
       "redacted", "unset", "empty", "found", "reason", "result", "code", "message", "signal", "exit",
       "exited", "space", "agent", "monitor", "manager", "helper", "worker", "job", "task", "queue", "timer",
-      "socket", "target", "mount", "nullptr", "static_cast", "static", "const", "std", "string", "void",
-      "self", "undefined", "this", "that", "has", "have", "was", "were", "been", "will", "can", "could",
-      "may", "must", "should", "now", "then"};
+      "socket", "target", "mount", "tolm", "tmtolm", "tmtolmui", "halvo", "tessarmont", "nullptr",
+      "static_cast", "static", "const", "std", "string", "void", "self", "undefined", "this", "that", "has",
+      "have", "was", "were", "been", "will", "can", "could", "may", "must", "should", "now", "then"};
   return words;
 }
 

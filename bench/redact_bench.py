@@ -1,0 +1,165 @@
+#!/usr/bin/env python3
+"""Measures the redaction of bundles against what it could be replaced by.
+
+    bench/redact_bench.py TMTOLM ARCHIVE_FLOOR [--runs N] [--only speed|memory|sos]
+
+TMTOLM is the release build's program, ARCHIVE_FLOOR the bare archive loop of this folder. Works in a folder of its
+own below the system's temporary one. Prints ratios of runs that take turns on this machine: bare seconds say little.
+
+  speed   200 MB of log text in 200 files: redact against the floor, which deflates the same texts and does nothing else
+  memory  peak memory with 20 MB, 200 MB and 2 GB of log text
+  sos     2 MB of log text in one file: redact against `sos clean` (package sosreport) on the same bytes
+"""
+
+import argparse
+import os
+import random
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+import zipfile
+
+WORDS = (
+    "connection tunnel state changed to connected retry packet sent received interface route added removed gateway "
+    "lookup failed timeout key exchange completed session established policy loaded config file reading bytes queue"
+).split()
+
+
+def log_text(seed, size):
+    """Log lines such as services write; every second one has something to find."""
+    generator = random.Random(seed)
+    lines = []
+    length = 0
+    number = 0
+    while length < size:
+        number += 1
+        message = " ".join(generator.choice(WORDS) for _ in range(generator.randint(5, 14)))
+        kind = generator.randrange(10)
+        if kind < 2:
+            message += f" 10.8.{generator.randrange(256)}.{generator.randrange(256)}:{generator.randrange(65536)}"
+        elif kind == 2:
+            message += f" 81.{generator.randrange(256)}.{generator.randrange(256)}.{generator.randrange(256)}"
+        elif kind == 3:
+            message += f" host gw{generator.randrange(200)}.corp.acme.de answered"
+        elif kind == 4:
+            message += f" mac 00:1b:21:{generator.randrange(16, 256):02x}:{generator.randrange(16, 256):02x}:4f"
+        clock = f"{number // 3600 % 24:02}:{number // 60 % 60:02}:{number % 60:02}"
+        line = f"Mar 15 {clock} janes-laptop agentd[{generator.randrange(1, 9999)}]: <info> {message}\n"
+        lines.append(line)
+        length += len(line)
+    return "".join(lines)
+
+
+def run(command, folder="/", bound=1800):
+    """Runs a command; returns wall seconds, processor seconds and peak memory in MiB."""
+    start = time.monotonic()
+    process = subprocess.Popen(command, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    try:
+        complaint = process.communicate(timeout=bound)[1]
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+        return bound, bound, 0
+    wall = time.monotonic() - start
+    if process.returncode != 0:
+        sys.exit(f"{command[0]} ended with {process.returncode}: {complaint.decode(errors='replace')}")
+    return wall, 0, 0
+
+
+def measured(command):
+    """As run(), from a small parent: a process inherits the peak memory of the one that starts it."""
+    script = (
+        "import os,sys,time\n"
+        "start=time.monotonic()\n"
+        "child=os.spawnv(os.P_NOWAIT,sys.argv[1],sys.argv[1:])\n"
+        "_,status,usage=os.wait4(child,0)\n"
+        "print(time.monotonic()-start,usage.ru_utime+usage.ru_stime,usage.ru_maxrss/1024,status,file=sys.stderr)\n"
+    )
+    result = subprocess.run(
+        [sys.executable, "-c", script, *command], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=True, timeout=1800
+    )
+    wall, cpu, memory, status = result.stderr.decode().split()[-4:]
+    if status != "0":
+        sys.exit(f"{command[0]} failed: {result.stderr.decode(errors='replace')}")
+    return float(wall), float(cpu), float(memory)
+
+
+def make_bundle(path, files, size):
+    """A bundle of `files` texts of `size` bytes each, quickly packed; a few texts take turns."""
+    texts = [log_text(seed, size) for seed in range(min(files, 4))]
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED, compresslevel=1) as bundle:
+        for number in range(files):
+            bundle.writestr(f"Logs/agent-{number}.log", texts[number % len(texts)])
+
+
+def speed(program, floor, folder, runs):
+    bundle, out = f"{folder}/in.zip", f"{folder}/out.zip"
+    make_bundle(bundle, 200, 1000000)
+    source = f"{folder}/source"
+    os.makedirs(source)
+    with zipfile.ZipFile(bundle) as archive:
+        archive.extractall(source)
+    ours, bare = [], []
+    for _ in range(runs):
+        bare.append(measured([floor, source, f"{folder}/floor.zip"]))
+        ours.append(measured([program, "redact", bundle, out]))
+    wall = [one[0] / other[0] for one, other in zip(ours, bare)]
+    cpu = [one[1] / other[1] for one, other in zip(ours, bare)]
+    print(f"speed: redact takes {statistics.median(wall):.2f} of the floor's time on {os.cpu_count()} processors,")
+    print(f"       {statistics.median(cpu):.2f} of its processor time (floor {statistics.median(b[0] for b in bare):.2f} s)")
+    shutil.rmtree(source)
+
+
+def memory(program, folder):
+    for files in (20, 200, 2000):
+        make_bundle(f"{folder}/in.zip", files, 1000000)
+        peak = measured([program, "redact", f"{folder}/in.zip", f"{folder}/out.zip"])[2]
+        print(f"memory: {files} MB of text: {peak:.1f} MiB")
+
+
+def sos(program, folder, runs):
+    case = f"{folder}/case"
+    for place in ("sos_logs", "sos_reports", "sos_commands/host", "etc", "var/log", "out"):
+        os.makedirs(f"{case}/{place}" if place != "out" else f"{folder}/out")
+    text = log_text(5, 2000000)
+    contents = {
+        "var/log/messages": text,
+        "etc/hosts": "127.0.0.1 localhost\n",
+        "version.txt": "",
+        "sos_commands/host/hostname": "janes-laptop\n",
+        "sos_reports/manifest.json": '{"components": {"report": {"plugins": {}}}}',
+    }
+    for name, content in contents.items():
+        with open(f"{case}/{name}", "w", encoding="utf-8") as file:
+            file.write(content)
+    with zipfile.ZipFile(f"{folder}/two.zip", "w", zipfile.ZIP_DEFLATED) as bundle:
+        bundle.writestr("Logs/messages", text)
+    theirs = run(["sos", "clean", "--batch", "--no-update", "--tmp-dir", f"{folder}/out", case])[0]
+    ours = statistics.median(measured([program, "redact", f"{folder}/two.zip", f"{folder}/out.zip"])[0] for _ in range(runs))
+    print(f"sos: redact is {theirs / ours:.0f} times as fast on 2 MB ({ours:.3f} s against {theirs:.1f} s)")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("program")
+    parser.add_argument("floor")
+    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--only", choices=["speed", "memory", "sos"])
+    arguments = parser.parse_args()
+    program, floor = os.path.abspath(arguments.program), os.path.abspath(arguments.floor)
+    parts = {
+        "speed": lambda folder: speed(program, floor, folder, arguments.runs),
+        "memory": lambda folder: memory(program, folder),
+        "sos": lambda folder: sos(program, folder, arguments.runs),
+    }
+    for name, part in parts.items():
+        if arguments.only in (None, name):
+            with tempfile.TemporaryDirectory() as folder:
+                part(folder)
+
+
+if __name__ == "__main__":
+    main()
