@@ -1,0 +1,103 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Zip/CZip.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
+
+namespace halvo {
+
+namespace {
+
+// Unlinks a file at the end of a scope.
+class ScopedFile {
+ public:
+  explicit ScopedFile(std::string path) : m_strPath(std::move(path)) {}
+  ~ScopedFile() { unlink(m_strPath.c_str()); }
+  ScopedFile(const ScopedFile&) = delete;
+  ScopedFile& operator=(const ScopedFile&) = delete;
+  [[nodiscard]] const std::string& path() const { return m_strPath; }
+
+ private:
+  std::string m_strPath;
+};
+
+// The file at `to` stays the one that it is: its owner holds it open and locked.
+std::string copyInto(const std::string& from, const std::string& to) {
+  const DescriptorHolder source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  const DescriptorHolder target(open(to.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+  if (source.get() < 0 || target.get() < 0) {
+    return std::string("the redacted bundle can't be opened: ") + std::strerror(errno);
+  }
+  std::vector<char> block(65536);
+  for (;;) {
+    const ssize_t got = read(source.get(), block.data(), block.size());
+    if (got == 0) {
+      return {};
+    }
+    for (ssize_t done = 0; done < got;) {
+      const ssize_t put = write(target.get(), block.data() + done, static_cast<std::size_t>(got - done));
+      if (put < 0 && errno != EINTR) {
+        return std::string("it can't be written: ") + std::strerror(errno);
+      }
+      done += put > 0 ? put : 0;
+    }
+    if (got < 0 && errno != EINTR) {
+      return std::string("the redacted bundle can't be read: ") + std::strerror(errno);
+    }
+  }
+}
+
+std::string writeRedacted(const std::string& folder, const std::string& path, const std::string& password,
+                          RedactedArchiveOutcome& outcome) {
+  WorkFiles files;
+  if (std::string problem = listWorkFiles(folder, files); !problem.empty()) {
+    return "the work folder can't be read: " + problem;
+  }
+  const ScopedFile plain(folder + "/.plain.zip");
+  const ScopedFile redacted(folder + "/.redacted.zip");
+  if (CZip().Zip(folder, plain.path(), "", true) != 0) {
+    return "the plain archive can't be made in the work folder";
+  }
+  const DescriptorHolder archive(open(plain.path().c_str(), O_RDONLY | O_CLOEXEC));
+  if (std::string problem = bundleProblem(archive.get(), folder, files); !problem.empty()) {
+    return problem;
+  }
+  BundleReader reader(redactLimits());
+  if (std::string problem = reader.open(plain.path(), ""); !problem.empty()) {
+    return problem;
+  }
+  StandIns standIns;
+  RedactOptions options;
+  options.outPath = redacted.path();
+  options.password = password;
+  BundleRedactor redactor(reader, standIns, options);
+  if (std::string problem = redactor.run(); !problem.empty()) {
+    return problem;
+  }
+  outcome.replaced = redactor.counts().total();
+  outcome.leftOut = redactor.leftOut();
+  return copyInto(redacted.path(), path);
+}
+
+}  // namespace
+
+CollectSettings::ArchiveWriter redactedArchiveWriter(std::shared_ptr<RedactedArchiveOutcome> outcome) {
+  return [outcome = std::move(outcome)](const std::string& folder, const std::string& path,
+                                        const std::string& password, std::string& reason) {
+    reason = writeRedacted(folder, path, password, *outcome);
+    return reason.empty() ? ResultCode{0} : GLOBAL_ERROR_UNEXPECTED;
+  };
+}
+
+}  // namespace halvo
