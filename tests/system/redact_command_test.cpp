@@ -1,0 +1,135 @@
+// `tmtolm redact`, as a user or a script starts it, over a bundle that a run made.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/Documents.h"
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
+
+class RedactCommandTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    writeFile("/opt/logs/agent.log",
+              "2026-03-15 10:42:07 connect to 10.1.2.3 as jane.doe\nuser=jane.doe password=hunter2\n");
+    writeFile("/opt/logs/vpn.acme.de.log", "host vpn.acme.de\n");
+    writeFile("/opt/logs/core", std::string("\0\1", 2));
+    writeFile(kConfig + "client.xml",
+              documentText("Client",
+                           "<file id=\"client-logs\"><description>Logs</description><default>true</default>"
+                           "<tolm><os opsys=\"linux\">" +
+                               copyAction("/opt/logs/*") + "</os></tolm></file>"));
+    writeFile("/opt/word", "tiger\n");
+    ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
+    ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/secret.zip", "--password-file", "/opt/word"})
+                  .exitStatus,
+              0);
+  }
+
+  static RunResult tmtolm(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
+    return runProgram(arguments);
+  }
+};
+
+TEST_F(RedactCommandTest, ABundleIsRedactedAndReadByOthers) {
+  const RunResult result =
+      tmtolm({"redact", "/opt/plain.zip", "/opt/out.zip", "--report", "/opt/report.txt"});
+  ASSERT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(result.out, MatchesRegex("Replaced: [0-9]+\nLeft out: 1\nBundle: /opt/out\\.zip\n"));
+  for (const Reader reader : allReaders()) {
+    const auto content = bundleContent(reader, "/opt/out.zip");
+    EXPECT_THAT(content.at("Client/agent.log"),
+                AllOf(HasSubstr("password=REDACTED"), Not(HasSubstr("jane")), Not(HasSubstr("10.1.2.3"))))
+        << readerName(reader);
+    EXPECT_EQ(content.at("redaction.txt"), readFile("/opt/report.txt"));
+    for (const auto& [name, text] : content) {
+      EXPECT_THAT(name + text, Not(HasSubstr("acme"))) << name;
+    }
+  }
+  EXPECT_THAT(tmtolm({"show", "/opt/out.zip"}).out, HasSubstr("Left out by redaction: not a text"));
+}
+
+TEST_F(RedactCommandTest, AnEncryptedBundleStaysEncryptedWithItsPasswordOrAnother) {
+  EXPECT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/out.zip"}).exitStatus, 1);
+  ASSERT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/out.zip", "--password-file", "/opt/word"}).exitStatus,
+            0);
+  EXPECT_THAT(bundleContent(Reader::SevenZip, "/opt/out.zip", "tiger").at("Client/agent.log"),
+              HasSubstr("REDACTED"));
+  writeFile("/opt/other", "lion\n");
+  ASSERT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/out.zip", "--password-file", "/opt/word",
+                    "--out-password-file", "/opt/other"})
+                .exitStatus,
+            0);
+  EXPECT_NE(checkBundle(Reader::SevenZip, "/opt/out.zip", "tiger").exitStatus, 0);
+  EXPECT_EQ(checkBundle(Reader::SevenZip, "/opt/out.zip", "lion").exitStatus, 0);
+}
+
+TEST_F(RedactCommandTest, AMapMakesTwoBundlesAgreeAndIsForItsOwnerAlone) {
+  ASSERT_EQ(tmtolm({"redact", "/opt/plain.zip", "/opt/one.zip", "--map", "/opt/names.map"}).exitStatus, 0);
+  ASSERT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/two.zip", "--map", "/opt/names.map", "--password-file",
+                    "/opt/word"})
+                .exitStatus,
+            0);
+  EXPECT_EQ(bundleContent(Reader::Python, "/opt/one.zip").at("Client/agent.log"),
+            bundleContent(Reader::Python, "/opt/two.zip", "tiger").at("Client/agent.log"));
+  EXPECT_THAT(readFile("/opt/names.map"), HasSubstr("\tjane.doe\n"));
+  struct stat status = {};
+  ASSERT_EQ(stat("/opt/names.map", &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(RedactCommandTest, RulesAndKeptKindsAreGoneBy) {
+  writeFile("/opt/rules", "find id connect to ([0-9.]+)\n");
+  ASSERT_EQ(tmtolm({"redact", "/opt/plain.zip", "/opt/out.zip", "--rules", "/opt/rules", "--keep", "user",
+                    "--keep", "binary"})
+                .exitStatus,
+            0);
+  const auto content = bundleContent(Reader::Python, "/opt/out.zip");
+  EXPECT_THAT(content.at("Client/agent.log"), AllOf(HasSubstr("connect to id-"), HasSubstr("as jane.doe")));
+  EXPECT_EQ(content.count("Client/core"), 1U);
+}
+
+TEST_F(RedactCommandTest, WrongUsageRunsNothing) {
+  writeFile("/opt/rules", "find id (\n");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"redact", "/opt/plain.zip", "/opt/plain.zip"},
+        {"redact", "/opt/plain.zip", "/opt/out.zip", "--keep", "secret"},
+        {"redact", "/opt/plain.zip", "/opt/out.zip", "--keep", "nonsense"},
+        {"redact", "/opt/plain.zip", "/opt/out.zip", "--rules", "/opt/rules"},
+        {"redact", "/opt/plain.zip", "/opt/out.zip", "--map", "/opt/rules"},
+        {"redact", "/opt/plain.zip"}}) {
+    const RunResult result = tmtolm(arguments);
+    EXPECT_EQ(result.exitStatus, 2) << result.out;
+    EXPECT_THAT(result.err, StartsWith("tmtolm: "));
+  }
+  EXPECT_NE(access("/opt/out.zip", F_OK), 0);
+}
+
+TEST_F(RedactCommandTest, AFailureLeavesTheOldFileAndNothingElse) {
+  writeFile("/opt/out/old.zip", "old");
+  writeFile("/opt/bad.zip", "no bundle");
+  EXPECT_EQ(tmtolm({"redact", "/opt/bad.zip", "/opt/out/old.zip"}).exitStatus, 1);
+  EXPECT_EQ(readTree("/opt/out"), (std::map<std::string, std::string>{{"old.zip", "old"}}));
+}
+
+}  // namespace
+}  // namespace halvo
