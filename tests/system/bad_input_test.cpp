@@ -241,10 +241,13 @@ TEST_F(BadInputTest, ARequestThatIsNoFileEndsTheRunAtOnce) {
   makeSocket("/opt/socket");
   for (const char* request : {"/opt/pipe", "/opt/socket", "/dev/zero", "/opt", "-", "/nowhere"}) {
     SCOPED_TRACE(request);
-    expectFailure(
-        "Internal Error: invalid request XML, please contact your administrator, or run in default mode "
-        "(0xFEAF0011)",
-        {"--request", request});
+    const RunResult result = run({"--request", request});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.err,
+                ::testing::StartsWith("tmtolm: Internal Error: invalid request XML, please contact your "
+                                      "administrator, or run in default mode (0xFEAF0011); "));
+    EXPECT_THAT(result.err, HasSubstr("the request \"" + std::string(request) + "\""));
   }
 }
 

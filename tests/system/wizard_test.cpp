@@ -89,19 +89,30 @@ class WizardTest : public ::testing::Test {
   }
   // A wizard in the middle of a command that takes longer than the test.
   std::unique_ptr<BackgroundProgram> wizardInASlowCommand() {
-    setConfig(configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")},
-                              {"A slow command", test::captureAction("sleep 100")}}));
+    setConfig(
+        configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")},
+                        {"A slow command", test::captureAction("echo $$ &gt;/opt/slow; exec sleep 100")}}));
     std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
     desktop().press("Return");
     // What the command says of itself, or its item's own line.
     desktop().accessibility({"wait-text", "Processing A slow command"});
+    for (int i = 0; i < 2000 && !test::exists("/opt/slow"); ++i) {
+      usleep(5000);
+    }
     return wizard;
+  }
+  // Whether the slow command still runs.
+  static bool commandIsAlive() {
+    const std::string process = lines(test::readFile("/opt/slow")).front();
+    const std::string status = "/proc/" + process + "/stat";
+    return test::exists(status) && test::readFile(status).find(") Z") == std::string::npos;
   }
   void expectACutOffRun(BackgroundProgram& wizard) {
     EXPECT_EQ(wizard.waitForEnd(), "exit 0");
     EXPECT_THAT(bundles(), IsEmpty());
     EXPECT_THAT(temporaryFolders(), SizeIs(1));
     EXPECT_EQ(wizard.err(), "");
+    EXPECT_FALSE(commandIsAlive());
   }
   // Presses Run and gives back the closing message.
   std::string closingMessage(const std::string& start = "") {
@@ -259,12 +270,26 @@ TEST_F(WizardTest, QuitInTheMiddleOfACommandEndsWithStatusZero) {
   expectACutOffRun(*wizard);
 }
 
-TEST_F(WizardTest, EndOfTheSessionInTheMiddleOfACommandEndsWithStatusZero) {
+TEST_F(WizardTest, EndOfTheSessionInTheMiddleOfACommandEndsWithStatusZeroAndLeavesNothing) {
   const std::unique_ptr<BackgroundProgram> wizard = wizardInASlowCommand();
 
   kill(wizard->id(), SIGTERM);
 
-  expectACutOffRun(*wizard);
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_THAT(bundles(), IsEmpty());
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_EQ(wizard->err(), "");
+  EXPECT_FALSE(commandIsAlive());
+}
+
+TEST_F(WizardTest, DocumentsThatOthersCanWriteToEndOnTheScreenForInternalErrors) {
+  ASSERT_EQ(chmod("/opt/halvo/tessarmont/tolm/xml/config/client.xml", 0666), 0);
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+
+  EXPECT_THAT(closingMessage("An internal error"), StartsWith("An internal error occurred"));
+
+  EXPECT_THAT(bundles(), IsEmpty());
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
 }
 
 TEST_F(WizardTest, DisplayThatBreaksInTheMiddleOfACommandEndsWithStatusZero) {
@@ -274,6 +299,7 @@ TEST_F(WizardTest, DisplayThatBreaksInTheMiddleOfACommandEndsWithStatusZero) {
 
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
   EXPECT_THAT(temporaryFolders(), SizeIs(1));
+  EXPECT_FALSE(commandIsAlive());
 }
 
 TEST_F(WizardTest, ReturnInTheMiddleOfACommandDoesNotCancel) {

@@ -35,6 +35,27 @@ std::string withoutControls(const std::string& text) {
   return clean;
 }
 
+std::string jsonWithoutControls(const std::string& json) {
+  std::string clean;
+  clean.reserve(json.size());
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    auto c = static_cast<unsigned char>(json[i]);
+    const bool secondControl =
+        c == 0xc2 && i + 1 < json.size() && (static_cast<unsigned char>(json[i + 1]) & 0xe0) == 0x80;
+    if (c != 0x7f && !secondControl) {
+      clean += json[i];
+      continue;
+    }
+    if (secondControl) {
+      c = static_cast<unsigned char>(json[++i]);
+    }
+    char escape[8];
+    std::snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned>(c));
+    clean += escape;
+  }
+  return clean;
+}
+
 std::string quotedText(const std::string& text) {
   std::size_t length = text.size();
   if (length > kMaxQuoted) {

@@ -14,6 +14,11 @@ TEST(PlainTextTest, ControlCharactersOfTwoBytesBecomeTheirNumbers) {
   EXPECT_EQ(withoutControls("\xc2"), "\xc2");
 }
 
+TEST(PlainTextTest, ControlCharactersThatJsonBearsBecomeItsEscapes) {
+  EXPECT_EQ(jsonWithoutControls("\"a\x7f\xc2\x9b\xc2\xa0\xc3\xa4\\n\"\n"),
+            "\"a\\u007f\\u009b\xc2\xa0\xc3\xa4\\n\"\n");
+}
+
 TEST(PlainTextTest, OtherBytesStayAsTheyAre) {
   EXPECT_EQ(withoutControls("\xc3\xa4 \xc2\xa0 \xff \"\\"), "\xc3\xa4 \xc2\xa0 \xff \"\\");
 }

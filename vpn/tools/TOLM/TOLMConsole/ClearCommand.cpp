@@ -1,13 +1,14 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <utility>
 
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 
 namespace halvo {
 
@@ -23,6 +24,7 @@ class ClearCommand : public ICommand {
 
   void addOptions(CLI::App& app) override {
     app.add_flag("--yes", m_bYes, "Don't ask first; needed where there is no terminal to ask on");
+    app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
     app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
   }
 
@@ -34,15 +36,21 @@ class ClearCommand : public ICommand {
       }
       if (!askYes("This deletes the logs that the documents in " + helperUtil::defaultConfigFolder() +
                   " mark for clearing. Go on? [y/N] ")) {
-        printError(failureLine("Nothing was cleared.", TOLMENGINE_ERROR_ACTION_CANCELED_BY_USER, ""));
+        printError(failureLine("Nothing was cleared.", TOLMENGINE_ERROR_ACTION_CANCELED_BY_USER));
         return kExitFailure;
       }
     }
+    RunSettings settings;
+    settings.wait = m_bWait;
+    settings.quiet = m_bQuiet;
+    if (!m_bQuiet) {
+      settings.tell = printRemark;
+    }
     setConsoleMode(m_bQuiet ? 0 : 1);
     outliveReader();
-    TOLMEngine engine("", "", "", true);
-    if (const ResultCode rc = engine.run(); rc != 0) {
-      printError(failureLine(engine.failureText(), rc, ""));
+    const RunOutcome outcome = ClearRun(std::move(settings)).run();
+    if (outcome.code != 0) {
+      printError(failureLine(outcome));
       return kExitFailure;
     }
     return finishOutput(kExitSuccess);
@@ -50,6 +58,7 @@ class ClearCommand : public ICommand {
 
  private:
   bool m_bYes = false;
+  bool m_bWait = false;
   bool m_bQuiet = false;
 };
 

@@ -1,33 +1,22 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
+#include <utility>
 
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
 namespace {
 
-// Where the wizard puts a bundle: the Desktop folder and a name made of the present time. A variable
-// that isn't set stays in the path as it is.
-std::string defaultBundlePath() {
-  return helperUtil::translatePath(helperUtil::defaultBundleFolder()) + "TOLMBundle" +
-         helperUtil::timeText(1) + ".zip";
-}
-
-// A bundle is written forwards and backwards, and opening a pipe would wait for its reader, perhaps for
-// ever. A folder is left to the run, which fails with the code for it.
-bool isPipeOrDevice(const std::string& path) {
-  struct stat data;
-  return stat(path.c_str(), &data) == 0 && !S_ISREG(data.st_mode) && !S_ISDIR(data.st_mode);
-}
+// A day: nobody waits for longer, and any number of seconds up to here is far from every limit.
+constexpr unsigned kMostSeconds = 86'400;
 
 class CollectCommand : public ICommand {
  public:
@@ -52,40 +41,59 @@ class CollectCommand : public ICommand {
     app.add_flag("--ask-password", m_bAskPassword,
                  "Encrypt the bundle with a password that is asked for twice on the terminal")
         ->excludes(file);
+    app.add_option("--command-timeout", m_nCommandTimeout,
+                   "End a command, with all that it has started, that runs for longer than this; what it has "
+                   "printed is kept (default: no limit)")
+        ->check(CLI::Range(1U, kMostSeconds))
+        ->type_name("SECONDS");
+    app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
     app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
   }
 
   [[nodiscard]] int run() override {
-    std::string password;
+    CollectSettings settings;
     if (m_bAskPassword || !m_strPasswordFile.empty()) {
-      const PasswordResult result = m_bAskPassword ? askPassword() : readPasswordFile(m_strPasswordFile);
+      PasswordResult result = m_bAskPassword ? askPassword() : readPasswordFile(m_strPasswordFile);
       if (!result.error.empty()) {
         return usageFailure(result.error);
       }
-      password = result.password;
+      settings.password = result.password;
+      wipe(result.password);
     }
-    const std::string bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
-    if (const std::string zip = TOLMEngine::zipPath(bundlePath); isPipeOrDevice(zip)) {
-      return usageFailure("\"" + zip + "\" is no file; a bundle can't be written there");
+    settings.requestPath = m_strRequest;
+    settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
+    settings.keepOlderBundle = m_strBundle.empty();
+    settings.wait = m_bWait;
+    settings.quiet = m_bQuiet;
+    settings.commandTimeoutSeconds = m_nCommandTimeout;
+    if (!m_bQuiet) {
+      settings.tell = printRemark;
     }
     setConsoleMode(m_bQuiet ? 0 : 1);
     outliveReader();
-    TOLMEngine engine(m_strRequest, bundlePath, password, false);
-    if (const ResultCode rc = engine.run(); rc != 0) {
-      printError(failureLine(engine.failureText(), rc, engine.bundlePath()));
+    const RunOutcome outcome = CollectRun(std::move(settings)).run();
+    if (outcome.code != 0) {
+      printError(failureLine(outcome));
       return kExitFailure;
     }
-    if (!m_bQuiet) {
-      std::printf("Bundle: %s\n", engine.bundlePath().c_str());
+    if (!m_bQuiet || !outcome.isWhole()) {
+      for (const std::string& line : lossLines(outcome)) {
+        printError(line);
+      }
     }
-    return finishOutput(kExitSuccess);
+    if (!m_bQuiet) {
+      std::printf("Bundle: %s\n", withoutControls(outcome.bundlePath).c_str());
+    }
+    return finishOutput(outcome.isWhole() ? kExitSuccess : kExitFailure);
   }
 
  private:
-  std::string m_strRequest;       // empty for the default run
-  std::string m_strBundle;        // empty for the default place
-  std::string m_strPasswordFile;  // empty for none
+  std::string m_strRequest;        // empty for the default run
+  std::string m_strBundle;         // empty for the default place
+  std::string m_strPasswordFile;   // empty for none
+  unsigned m_nCommandTimeout = 0;  // 0 for no limit
   bool m_bAskPassword = false;
+  bool m_bWait = false;
   bool m_bQuiet = false;
 };
 

@@ -2,8 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
+#include <numeric>
 #include <sstream>
 #include <utility>
+
+#include "vpn/Common/Utility/PlainText.h"
 
 namespace halvo {
 
@@ -20,8 +24,8 @@ constexpr char kFooter[] =
 CommandLine::Answer usageError(const std::string& message, const std::string& subcommand) {
   CommandLine::Answer answer;
   answer.exitStatus = kExitUsage;
-  answer.text =
-      "tmtolm: " + message + "\nTry \"tmtolm " + (subcommand.empty() ? "" : subcommand + " ") + "--help\".\n";
+  answer.text = "tmtolm: " + withoutControls(message) + "\nTry \"tmtolm " +
+                (subcommand.empty() ? "" : subcommand + " ") + "--help\".\n";
   return answer;
 }
 
@@ -36,6 +40,89 @@ const CLI::Option* emptyOption(const CLI::App& subcommand) {
     }
   }
   return nullptr;
+}
+
+// What people type for a subcommand whose name they don't remember.
+const std::map<std::string, std::string>& otherWords() {
+  static const std::map<std::string, std::string> words = {
+      {"bundle", "collect"}, {"gather", "collect"}, {"run", "collect"},  {"zip", "collect"},
+      {"delete", "clear"},   {"remove", "clear"},   {"lint", "check"},   {"validate", "check"},
+      {"verify", "check"},   {"dry-run", "plan"},   {"preview", "plan"}, {"list", "plan"},
+  };
+  return words;
+}
+
+// How many letters have to be put in, left out or changed to make one word of the other.
+std::size_t distance(const std::string& one, const std::string& other) {
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= one.size(); ++i) {
+    std::size_t diagonal = std::exchange(row[0], i);
+    for (std::size_t j = 1; j <= other.size(); ++j) {
+      const std::size_t changed = diagonal + (one[i - 1] == other[j - 1] ? 0 : 1);
+      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, changed}));
+    }
+  }
+  return row.back();
+}
+
+// The word that was meant, as far as that can be told; empty where none is near.
+std::string nearestWord(const std::string& word, const std::vector<std::string>& words) {
+  std::string nearest;
+  // Longer ones aren't slips any more, and a text of any length may be given.
+  std::size_t least = std::min<std::size_t>(word.size() / 3 + 1, 4);
+  for (const std::string& candidate : words) {
+    if (candidate.size() > word.size() + least || word.size() > candidate.size() + least) {
+      continue;
+    }
+    if (const std::size_t steps = distance(word, candidate);
+        steps < least || (steps == least && nearest.empty())) {
+      least = steps;
+      nearest = candidate;
+    }
+  }
+  return nearest;
+}
+
+std::string meant(const std::string& word) {
+  return word.empty() ? "" : "; did you mean \"" + word + "\"?";
+}
+
+// Names a subcommand or an option that there is none of, with the nearest one that there is; empty where
+// something else is wrong with the line.
+std::string unknownWord(const CLI::App& app, const CLI::App* subcommand,
+                        const std::vector<std::string>& arguments) {
+  if (subcommand == nullptr) {
+    const auto first = std::find_if(arguments.begin(), arguments.end(), [](const std::string& argument) {
+      return !argument.empty() && argument.front() != '-';
+    });
+    if (first == arguments.end()) {
+      return "";
+    }
+    std::vector<std::string> names;
+    for (const CLI::App* const known : app.get_subcommands(nullptr)) {
+      names.push_back(known->get_name());
+    }
+    const auto other = otherWords().find(*first);
+    return "there is no subcommand \"" + *first + "\"" +
+           meant(other != otherWords().end() ? other->second : nearestWord(*first, names));
+  }
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : subcommand->get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      names.push_back("--" + name);
+    }
+  }
+  for (const std::string& argument : arguments) {
+    if (argument == "--") {
+      break;
+    }
+    const std::string word = argument.substr(0, argument.find('='));
+    if (word.compare(0, 2, "--") == 0 && std::find(names.begin(), names.end(), word) == names.end()) {
+      return "there is no option \"" + word + "\"" + meant(nearestWord(word, names));
+    }
+  }
+  return "";
 }
 
 }  // namespace
@@ -65,7 +152,9 @@ CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments
   } catch (const CLI::ParseError& error) {
     CLI::App* const subcommand = chosen();
     if (error.get_exit_code() != 0) {
-      return usageError(error.what(), subcommand == nullptr ? "" : subcommand->get_name());
+      const std::string unknown = unknownWord(*m_pApp, subcommand, arguments);
+      return usageError(unknown.empty() ? error.what() : unknown,
+                        subcommand == nullptr ? "" : subcommand->get_name());
     }
     std::ostringstream out;
     std::ostringstream unused;

@@ -16,8 +16,12 @@ void printError(const std::string& line);
 // At the end of a command: `status`, or a failure that is told where standard output couldn't be written.
 [[nodiscard]] int finishOutput(int status);
 
-// The line for standard error about a run that ended with `code`, without a line end.
-std::string failureLine(const std::string& text, unsigned code, const std::string& bundlePath);
+// The same while a run goes on, whose line of progress on a terminal ends without a line feed.
+void printRemark(const std::string& line);
+
+// The line for standard error about a command that failed with `code`, without a line end. A run's own
+// outcome has one of its own.
+std::string failureLine(const std::string& text, unsigned code);
 
 // From here on a reader of standard output that goes away doesn't end the program.
 void outliveReader();

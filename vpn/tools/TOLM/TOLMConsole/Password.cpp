@@ -22,8 +22,23 @@ void noteSignal(int number) {
   s_nSignal = number;
 }
 
-// The signals that end or stop a program which asks for a password.
-constexpr std::array<int, 6> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGTSTP};
+// Whether a signal that nobody has set anything for ends or stops a program that asks for a password. The two
+// that background programs get when they touch the terminal are left out: setting it back would raise them.
+bool endsOrStops(int number) {
+  switch (number) {
+    case SIGKILL:
+    case SIGSTOP:
+    case SIGCHLD:
+    case SIGCONT:
+    case SIGURG:
+    case SIGWINCH:
+    case SIGTTIN:
+    case SIGTTOU:
+      return false;
+    default:
+      return true;
+  }
+}
 
 // Closes on every way out.
 class Descriptor {
@@ -42,24 +57,27 @@ class Descriptor {
   int m_nNumber;
 };
 
-// While it lives the terminal doesn't echo, and the signals above are noted. They are delivered only
-// while `waitMask` is in force, so none falls between a look at s_nSignal and a wait.
+// While it lives the terminal doesn't echo, and the signals above are noted, but for those that the caller
+// has chosen to ignore. They are delivered only while `waitMask` is in force, so none falls between a look at
+// s_nSignal and a wait.
 class SilentTerminal {
  public:
   explicit SilentTerminal(int terminal) : m_nTerminal(terminal) {
     s_nSignal = 0;
-    sigset_t block;
-    sigemptyset(&block);
-    for (const int number : kSignals) {
-      sigaddset(&block, number);
-    }
-    pthread_sigmask(SIG_BLOCK, &block, &m_OldMask);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &m_OldMask);
     m_WaitMask = m_OldMask;
     struct sigaction note = {};
     note.sa_handler = noteSignal;
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      sigdelset(&m_WaitMask, kSignals[i]);
-      sigaction(kSignals[i], &note, &m_OldActions[i]);
+    for (int number = 1; number < NSIG; ++number) {
+      struct sigaction& old = m_OldActions[static_cast<std::size_t>(number)];
+      bool& noted = m_Noted[static_cast<std::size_t>(number)];
+      noted = endsOrStops(number) && sigaction(number, nullptr, &old) == 0 && old.sa_handler != SIG_IGN &&
+              sigaction(number, &note, nullptr) == 0;
+      if (noted) {
+        sigdelset(&m_WaitMask, number);
+      }
     }
     m_bSet = tcgetattr(terminal, &m_OldSettings) == 0;
     if (m_bSet) {
@@ -73,8 +91,10 @@ class SilentTerminal {
     if (m_bSet) {
       tcsetattr(m_nTerminal, TCSAFLUSH, &m_OldSettings);
     }
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      sigaction(kSignals[i], &m_OldActions[i], nullptr);
+    for (int number = 1; number < NSIG; ++number) {
+      if (m_Noted[static_cast<std::size_t>(number)]) {
+        sigaction(number, &m_OldActions[static_cast<std::size_t>(number)], nullptr);
+      }
     }
     pthread_sigmask(SIG_SETMASK, &m_OldMask, nullptr);
   }
@@ -90,7 +110,8 @@ class SilentTerminal {
   termios m_OldSettings = {};
   sigset_t m_OldMask = {};
   sigset_t m_WaitMask = {};
-  std::array<struct sigaction, kSignals.size()> m_OldActions = {};
+  std::array<struct sigaction, NSIG> m_OldActions = {};
+  std::array<bool, NSIG> m_Noted = {};
 };
 
 void writeText(int descriptor, const std::string& text) {

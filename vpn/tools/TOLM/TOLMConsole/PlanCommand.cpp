@@ -1,18 +1,30 @@
+#include <dirent.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/DocumentFolder.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/SilentLog.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RequestCheck.h"
 
 namespace halvo {
 
 namespace {
+
+// Behind the failure: which folder it is that can't be read.
+std::string folderRemark(const std::string& folder) {
+  const FolderHolder stream(opendir(folder.c_str()));
+  return stream != nullptr ? "" : "; the folder \"" + folder + "\" can't be read: " + std::strerror(errno);
+}
 
 class PlanCommand : public ICommand {
  public:
@@ -33,21 +45,25 @@ class PlanCommand : public ICommand {
     const SilentLog silent;
     LoadedDocument request;
     if (!m_strRequest.empty()) {
-      request = loadDocument(m_strRequest);
-      if (request.document == nullptr) {
-        printError(failureLine(
-            "Internal Error: invalid request XML, please contact your administrator, or run in default mode",
-            TOLMENGINE_ERROR_INVALID_XML, ""));
+      if (const std::string problem = requestProblem(m_strRequest); !problem.empty()) {
+        printError(
+            failureLine("Internal Error: invalid request XML, please contact your administrator, or run "
+                        "in default mode",
+                        TOLMENGINE_ERROR_INVALID_XML) +
+            "; " + problem);
         return kExitFailure;
       }
+      request = loadDocument(m_strRequest);
     }
-    const DocumentFolder folder(m_strConfigFolder.empty() ? helperUtil::defaultConfigFolder()
-                                                          : m_strConfigFolder);
+    const std::string configFolder =
+        m_strConfigFolder.empty() ? helperUtil::defaultConfigFolder() : m_strConfigFolder;
+    const DocumentFolder folder(configFolder);
     const std::vector<PlanSource> sources = folder.sources();
     if (std::none_of(sources.begin(), sources.end(),
                      [](const PlanSource& source) { return source.document != nullptr; })) {
       printError(
-          failureLine("Internal Error: no valid configuration XML found...", TOLMENGINE_ERROR_INTERNAL, ""));
+          failureLine("Internal Error: no valid configuration XML found...", TOLMENGINE_ERROR_INTERNAL) +
+          folderRemark(configFolder));
       return kExitFailure;
     }
     PlanHost host;

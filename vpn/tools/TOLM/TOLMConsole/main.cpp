@@ -1,5 +1,8 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -10,9 +13,13 @@ int main(int argc, char** argv) {
   halvo::prepareProgram();
   try {
     return halvo::runConsole(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+  } catch (const std::bad_alloc&) {
+    // Outside of a run, which tells it by itself. Printed without a buffer, which would want memory too.
+    constexpr char kLine[] = "tmtolm: out of memory (0xFEAF0004)\n";
+    static_cast<void>(!write(STDERR_FILENO, kLine, sizeof(kLine) - 1));
+    return 1;
   } catch (const std::exception& error) {
-    // Memory ran out; nothing else throws.
-    std::fprintf(stderr, "tmtolm: %s\n", error.what());
+    std::fprintf(stderr, "tmtolm: %s (0xFEAF0009)\n", error.what());
     return 1;
   }
 }

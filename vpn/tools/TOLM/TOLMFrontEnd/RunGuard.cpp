@@ -39,18 +39,15 @@ constexpr int kParkSignal = SIGUSR2;
 constexpr unsigned kGraceMs = 1000;
 constexpr int kMostParkingMs = 2000;
 constexpr int kPollMs = 5;
+constexpr int kLookMs = 500;  // between two looks of the watcher by itself
 constexpr int kMostDescriptors = 4096;
 constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
 
-// What goes through the pipe to the watcher: a signal with the number of the command that was in progress
-// when it came, or 0 and 0 for a look at the time.
-struct Notice {
-  int signal;
-  std::uint32_t command;
-};
-
 int s_pipe[2] = {-1, -1};
 std::atomic<std::uint32_t> s_command{0};
+// The latest signal, and the command of its moment: for a notice that couldn't be written.
+std::atomic<int> s_signal{0};
+std::atomic<std::uint32_t> s_signalCommand{0};
 std::atomic<bool> s_park{false};
 std::atomic<bool> s_parked{false};
 std::atomic<bool> s_running{false};
@@ -80,14 +77,16 @@ bool makePipe() {
   return true;
 }
 
-void sendNotice(const Notice& notice) {
-  // A pipe that is full has more notices in it than anybody needs.
-  static_cast<void>(!write(s_pipe[1], &notice, sizeof(notice)));
+// Has the watcher look around now. A notice that is lost costs it no more than its next look by itself.
+void sendNotice() {
+  static_cast<void>(!write(s_pipe[1], "", 1));
 }
 
 void onSignal(int number) {
   const int error = errno;
-  sendNotice({number, s_command.load()});
+  s_signalCommand.store(s_command.load());
+  s_signal.store(number);
+  sendNotice();
   errno = error;
 }
 
@@ -164,6 +163,13 @@ void writeText(int descriptor, const char* text) {
   static_cast<void>(!write(descriptor, text, std::strlen(text)));
 }
 
+// As it was when the run began: a command may have left it without echo.
+void restoreTerminal() {
+  if (s_hasTerminal) {
+    tcsetattr(s_terminal, TCSANOW, &s_terminalSettings);
+  }
+}
+
 const char* nameOf(int number) {
   for (const EndingSignal& ending : kEnding) {
     if (ending.number == number) {
@@ -208,6 +214,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   s_park.store(false);
   s_parked.store(false);
   s_command.store(0);
+  s_signal.store(0);
   s_hasUnfinishedFile.store(false);
   s_terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   s_hasTerminal = s_terminal >= 0 && tcgetattr(s_terminal, &s_terminalSettings) == 0;
@@ -219,27 +226,34 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   sigset_t old;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &old);
+  s_running.store(true);
   try {
     m_Watcher = std::thread([this] { watch(); });
     m_bGuarding = true;
   } catch (const std::system_error& error) {
+    s_running.store(false);
     LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error.code().value(), error.what());
   }
   if (m_bGuarding) {
     installHandlers();
     setCommandObserver(this);
-    s_running.store(true);
   }
   pthread_sigmask(SIG_SETMASK, &old, nullptr);
 }
 
 RunGuard::~RunGuard() {
   if (m_bGuarding) {
-    s_running.store(false);
     setCommandObserver(nullptr);
-    restoreHandlers();
-    sendNotice({-1, 0});
+    s_running.store(false);
+    sendNotice();
+    // Ahead of the handlers: a watcher that is on its way to the end stops this thread here.
     m_Watcher.join();
+    restoreHandlers();
+    if (const int number = s_signal.exchange(0); number != 0) {
+      // Too late for the run, which is over; it does what it did ahead of it.
+      restoreTerminal();
+      raise(number);
+    }
   }
   s_hasUnfinishedFile.store(false);
   for (int* const descriptor : {&s_pipe[0], &s_pipe[1], &s_terminal}) {
@@ -283,7 +297,7 @@ void RunGuard::commandStarts(const std::string& commandLine) {
   }
   s_command.store(m_nLatest);
   if (m_Settings.commandTimeoutSeconds > 0) {
-    sendNotice({0, 0});
+    sendNotice();
   }
 }
 
@@ -306,25 +320,22 @@ int RunGuard::waitTime(std::uint32_t& serial) {
 }
 
 void RunGuard::watch() {
-  for (;;) {
-    pollfd ready = {s_pipe[0], POLLIN, 0};
+  while (s_running.load()) {
     std::uint32_t serial = 0;
     const int wait = waitTime(serial);
-    if (poll(&ready, 1, wait) == 0 && wait >= 0) {
+    pollfd ready = {s_pipe[0], POLLIN, 0};
+    const int polled = poll(&ready, 1, wait < 0 || wait > kLookMs ? kLookMs : wait);
+    if (char noticed[64]; polled > 0) {
+      static_cast<void>(!read(s_pipe[0], noticed, sizeof(noticed)));
+    }
+    if (const int number = s_signal.exchange(0); number != 0) {
+      if (number == SIGQUIT && s_quitEndsCommand) {
+        endCommand(s_signalCommand.load(), false);
+      } else {
+        endProcess(number);
+      }
+    } else if (polled == 0 && wait >= 0 && wait <= kLookMs) {
       endCommand(serial, true);
-      continue;
-    }
-    Notice notice = {};
-    if (read(s_pipe[0], &notice, sizeof(notice)) != static_cast<ssize_t>(sizeof(notice))) {
-      continue;
-    }
-    if (notice.signal < 0) {
-      return;
-    }
-    if (notice.signal == SIGQUIT && s_quitEndsCommand) {
-      endCommand(notice.command, false);
-    } else if (notice.signal > 0) {
-      endProcess(notice.signal);
     }
   }
 }
@@ -372,9 +383,7 @@ void RunGuard::endProcess(int signal) {
   }
   removeHeldFolders();
   removeUnfinishedFile();
-  if (s_hasTerminal) {
-    tcsetattr(s_terminal, TCSANOW, &s_terminalSettings);
-  }
+  restoreTerminal();
   if (m_Settings.endBySignal) {
     // The line of progress ends without a line feed.
     if (isatty(m_Settings.errorStream) != 0) {

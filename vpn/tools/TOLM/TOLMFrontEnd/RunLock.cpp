@@ -28,53 +28,45 @@ bool isOwnFolder(int folder) {
          (data.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-// Opens `path` if it is a folder of the user's own; -1 otherwise.
-int openOwnFolder(const std::string& path) {
+// Opens `path` if it is a folder of the user's own.
+DescriptorHolder openOwnFolder(const std::string& path) {
   if (path.empty() || path.front() != '/') {
-    return -1;
+    return DescriptorHolder();
   }
-  const int folder = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder >= 0 && !isOwnFolder(folder)) {
-    close(folder);
-    return -1;
-  }
-  return folder;
-}
-
-// Opens a folder inside of a folder of the user's own, making it where it is missing. Takes `parent` over.
-int enterOwnFolder(int parent, const char* name) {
-  if (parent < 0) {
-    return -1;
-  }
-  if (mkdirat(parent, name, kOwnFolder) != 0 && errno != EEXIST) {
-    close(parent);
-    return -1;
-  }
-  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  close(parent);
-  if (folder >= 0 && !isOwnFolder(folder)) {
-    close(folder);
-    return -1;
+  DescriptorHolder folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder && !isOwnFolder(folder.get())) {
+    folder.reset();
   }
   return folder;
 }
 
-int openLockFile(int folder, const char* name) {
-  if (folder < 0) {
-    return -1;
+// Opens a folder inside of a folder of the user's own, making it where it is missing.
+DescriptorHolder enterOwnFolder(const DescriptorHolder& parent, const char* name) {
+  if (!parent || (mkdirat(parent.get(), name, kOwnFolder) != 0 && errno != EEXIST)) {
+    return DescriptorHolder();
   }
-  const int file = openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, kOwnFile);
-  close(folder);
+  DescriptorHolder folder(openat(parent.get(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (folder && !isOwnFolder(folder.get())) {
+    folder.reset();
+  }
+  return folder;
+}
+
+DescriptorHolder openLockFile(const DescriptorHolder& folder, const std::string& name) {
+  if (!folder) {
+    return DescriptorHolder();
+  }
+  DescriptorHolder file(
+      openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, kOwnFile));
   struct stat data;
-  if (file >= 0 && (fstat(file, &data) != 0 || !S_ISREG(data.st_mode) || data.st_uid != geteuid())) {
-    close(file);
-    return -1;
+  if (file && (fstat(file.get(), &data) != 0 || !S_ISREG(data.st_mode) || data.st_uid != geteuid())) {
+    file.reset();
   }
   return file;
 }
 
-int openBelowHome(const std::string& home) {
-  return openLockFile(enterOwnFolder(enterOwnFolder(openOwnFolder(home), ".cache"), "tolm"), "run.lock");
+DescriptorHolder openBelowHome(const std::string& home) {
+  return enterOwnFolder(enterOwnFolder(openOwnFolder(home), ".cache"), "tolm");
 }
 
 std::string environmentValue(const char* name) {
@@ -91,25 +83,40 @@ std::string homeOfUser() {
              : "";
 }
 
-// The first file that can be had. A run outside of a session (a timer's, say) knows no runtime folder and
-// still has to meet the session's runs, so the folder's usual place is tried without the variable too.
-int openFirstLockFile() {
-  constexpr char kName[] = "tolm.lock";
-  int file = openLockFile(openOwnFolder(environmentValue("XDG_RUNTIME_DIR")), kName);
-  if (file < 0) {
-    file = openLockFile(openOwnFolder("/run/user/" + std::to_string(geteuid())), kName);
+// The first folder of the user's own in which the file can be had, and the file. A run outside of a session
+// (a timer's, say) knows no runtime folder and still has to meet the session's runs, so the folder's usual
+// place is tried without the variable too. /run is root's own on every machine, and nobody else's by its
+// owner.
+bool openFirst(DescriptorHolder& folder, std::string& name, DescriptorHolder& file) {
+  using Opener = DescriptorHolder (*)();
+  struct Place {
+    Opener open;
+    const char* name;
+  };
+  static constexpr Place kPlaces[] = {
+      {[] { return openOwnFolder(environmentValue("XDG_RUNTIME_DIR")); }, "tolm.lock"},
+      {[] { return openOwnFolder("/run/user/" + std::to_string(geteuid())); }, "tolm.lock"},
+      {[] { return openOwnFolder("/run"); }, "tolm.lock"},
+      {[] { return openBelowHome(environmentValue("HOME")); }, "run.lock"},
+      {[] { return openBelowHome(homeOfUser()); }, "run.lock"},
+  };
+  for (const Place& place : kPlaces) {
+    folder = place.open();
+    name = place.name;
+    file = openLockFile(folder, name);
+    if (file) {
+      return true;
+    }
   }
-  if (file < 0) {
-    // Root's own on every machine, and nobody else's folder passes the look at its owner.
-    file = openLockFile(openOwnFolder("/run"), kName);
-  }
-  if (file < 0) {
-    file = openBelowHome(environmentValue("HOME"));
-  }
-  if (file < 0) {
-    file = openBelowHome(homeOfUser());
-  }
-  return file;
+  return false;
+}
+
+// Whether the open file is the one of that name.
+bool isNamed(int folder, const std::string& name, int file) {
+  struct stat open;
+  struct stat named;
+  return fstat(file, &open) == 0 && fstatat(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
 int lockFile(int file, int operation) {
@@ -124,58 +131,50 @@ int lockFile(int file, int operation) {
 
 RunLock::~RunLock() {
   if (m_bHeld) {
-    // Nothing is left half done where the object is destroyed.
-    static_cast<void>(!ftruncate(m_nFile, 0));
-  }
-  if (m_nFile >= 0) {
-    close(m_nFile);
+    // While the lock is held: whoever waits for this file finds it gone, and makes another.
+    unlinkat(m_Folder.get(), m_strName.c_str(), 0);
   }
 }
 
-RunLock::Answer RunLock::open() {
-  if (m_nFile < 0) {
-    m_nFile = openFirstLockFile();
-  }
-  if (m_nFile < 0) {
+bool RunLock::open() {
+  if (!m_File && !openFirst(m_Folder, m_strName, m_File)) {
     LOG_MESSAGE(kLogWarning, "No folder of the user's own can hold the lock of a run; going on without one");
-    return Answer::kUnavailable;
+    return false;
   }
+  return true;
+}
+
+RunLock::Answer RunLock::take(int operation) {
+  for (;;) {
+    if (!open()) {
+      return Answer::kUnavailable;
+    }
+    if (lockFile(m_File.get(), operation) != 0) {
+      if (errno == EWOULDBLOCK) {
+        readContent();
+        return Answer::kBusy;
+      }
+      LOG_RETURN_CODE_DESCRIBED(kLogWarning, "flock", errno, std::strerror(errno));
+      return Answer::kUnavailable;
+    }
+    if (isNamed(m_Folder.get(), m_strName, m_File.get())) {
+      break;
+    }
+    m_File.reset();
+  }
+  m_bHeld = true;
+  readContent();
+  m_nHolder = 0;
+  writeContent("");
   return Answer::kHeld;
 }
 
 RunLock::Answer RunLock::tryAcquire() {
-  if (open() == Answer::kUnavailable) {
-    return Answer::kUnavailable;
-  }
-  if (lockFile(m_nFile, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK) {
-      LOG_RETURN_CODE_DESCRIBED(kLogWarning, "flock", errno, std::strerror(errno));
-      return Answer::kUnavailable;
-    }
-    readContent();
-    return Answer::kBusy;
-  }
-  m_bHeld = true;
-  readContent();
-  m_nHolder = 0;
-  writeContent("");
-  return Answer::kHeld;
+  return take(LOCK_EX | LOCK_NB);
 }
 
 RunLock::Answer RunLock::acquire() {
-  const Answer answer = tryAcquire();
-  if (answer != Answer::kBusy) {
-    return answer;
-  }
-  if (lockFile(m_nFile, LOCK_EX) != 0) {
-    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "flock", errno, std::strerror(errno));
-    return Answer::kUnavailable;
-  }
-  m_bHeld = true;
-  readContent();
-  m_nHolder = 0;
-  writeContent("");
-  return Answer::kHeld;
+  return take(LOCK_EX);
 }
 
 void RunLock::noteBundle(const std::string& path) {
@@ -188,7 +187,7 @@ void RunLock::readContent() {
   m_nHolder = 0;
   m_strUnfinished.clear();
   std::string content(kLongestContent, '\0');
-  const ssize_t got = pread(m_nFile, content.data(), content.size(), 0);
+  const ssize_t got = pread(m_File.get(), content.data(), content.size(), 0);
   content.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   const std::size_t end = content.find('\n');
   if (end == std::string::npos) {
@@ -207,8 +206,8 @@ void RunLock::writeContent(const std::string& bundle) {
     content += bundle + '\0';
   }
   // In one write, and cut behind it: whoever is busy-waiting reads it meanwhile.
-  const ssize_t put = pwrite(m_nFile, content.data(), content.size(), 0);
-  if (put != static_cast<ssize_t>(content.size()) || ftruncate(m_nFile, put) != 0) {
+  const ssize_t put = pwrite(m_File.get(), content.data(), content.size(), 0);
+  if (put != static_cast<ssize_t>(content.size()) || ftruncate(m_File.get(), put) != 0) {
     LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pwrite", errno, std::strerror(errno));
   }
 }

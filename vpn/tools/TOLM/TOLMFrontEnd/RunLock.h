@@ -4,13 +4,16 @@
 // be), for root in /run, else below the home folder. A folder that belongs to somebody else, or that
 // others can write to, isn't used; where a user has none at all, the run goes on without a lock, and the
 // log says so. The file holds the id of the process at work and the path of the bundle that it is
-// writing. The system drops the lock with the process, however that ends.
+// writing. The system drops the lock with the process, however that ends; a run that ends by itself takes
+// the file away.
 
 #pragma once
 
 #include <sys/types.h>
 
 #include <string>
+
+#include "vpn/Common/Utility/Holders.h"
 
 namespace halvo {
 
@@ -44,11 +47,15 @@ class RunLock {
   void noteBundle(const std::string& path);
 
  private:
-  Answer open();
+  bool open();
+  // flock() with that operation, once more where the last holder has taken the file away.
+  Answer take(int operation);
   void readContent();
   void writeContent(const std::string& bundle);
 
-  int m_nFile = -1;
+  DescriptorHolder m_Folder;
+  std::string m_strName;
+  DescriptorHolder m_File;
   bool m_bHeld = false;
   pid_t m_nHolder = 0;
   std::string m_strUnfinished;

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <memory>
 #include <thread>
 
 #include "tests/support/Files.h"
@@ -48,6 +49,19 @@ TEST_F(RunLockTest, TheLockGoesWithItsHolder) {
   }
   RunLock second;
   EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kHeld);
+}
+
+TEST_F(RunLockTest, ARunThatEndsTakesTheFileAwayAndOneThatWaitsMakesItAnew) {
+  auto first = std::make_unique<RunLock>();
+  ASSERT_EQ(first->tryAcquire(), RunLock::Answer::kHeld);
+  RunLock second;
+  ASSERT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
+  first.reset();
+  EXPECT_FALSE(exists(lockFile()));
+  EXPECT_EQ(second.acquire(), RunLock::Answer::kHeld);
+  EXPECT_TRUE(exists(lockFile()));
+  RunLock third;
+  EXPECT_EQ(third.tryAcquire(), RunLock::Answer::kBusy);
 }
 
 TEST_F(RunLockTest, AWaitEndsWhenTheOtherRunDoes) {

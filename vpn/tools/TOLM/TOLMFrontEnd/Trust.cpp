@@ -133,7 +133,10 @@ std::string documentTrustProblem(const std::string& folder, const TrustingUser& 
     }
     const std::string document = path + "/" + entry->d_name;
     struct stat status;
-    if (lstat(document.c_str(), &status) != 0) {
+    struct stat target;
+    // What is no file isn't read by a run.
+    if (lstat(document.c_str(), &status) != 0 || stat(document.c_str(), &target) != 0 ||
+        !S_ISREG(target.st_mode)) {
       continue;
     }
     // The way to a document that lies elsewhere counts too.

@@ -85,6 +85,13 @@ TEST_F(DocumentTrustTest, WhatIsNoDocumentDoesNotMatter) {
   EXPECT_EQ(documentTrustProblem(folder()), "");
 }
 
+TEST_F(DocumentTrustTest, WhatARunDoesNotReadDoesNotMatter) {
+  ASSERT_EQ(symlink("/dev/zero", (folder() + "device.xml").c_str()), 0);
+  ASSERT_EQ(mkfifo((folder() + "pipe.xml").c_str(), 0600), 0);
+  ASSERT_EQ(chmod((folder() + "pipe.xml").c_str(), 0666), 0);
+  EXPECT_EQ(documentTrustProblem(folder()), "");
+}
+
 TEST_F(DocumentTrustTest, TheFolderAndThoseAboveCount) {
   chmod(folder().c_str(), 01777);
   EXPECT_THAT(documentTrustProblem(folder()), HasSubstr("/config\" (mode 1777)"));

@@ -5,6 +5,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/i18n/UiTexts.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
@@ -114,9 +115,10 @@ void GUIController::runButton() {
 
   const GlobalQueue queue =
       m_Services.isSystemVersionAtLeast(10, 10, 0) ? GlobalQueue::utility : GlobalQueue::background;
-  m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password] {
+  m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password]() mutable {
     // The empty request path is what makes this the default run.
     const std::unique_ptr<IEngineRun> engine = m_Services.makeEngine("", bundleLocation, password, false);
+    wipe(password);
     engine->run();
     // Behind every progress block of the run, and before the engine is destroyed.
     m_rToolkit.mainQueue().submit([this] {
@@ -124,6 +126,7 @@ void GUIController::runButton() {
       showOutcome();
     });
   });
+  wipe(password);
 }
 
 void GUIController::cancelButton() {

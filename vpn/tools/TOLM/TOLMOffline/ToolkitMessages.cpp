@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
 
 namespace halvo {
 
@@ -50,6 +51,7 @@ void onMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QStr
     LOG_MESSAGE(type == QtWarningMsg ? kLogWarning : kLogError, "The toolkit says: %s", words.c_str());
   }
   if (type == QtFatalMsg) {
+    RunGuard::endRunAtOnce();
     _exit(0);
   }
 }

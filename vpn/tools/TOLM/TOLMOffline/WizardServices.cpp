@@ -2,30 +2,49 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/Common/Utility/StoragePath.h"
 #include "vpn/Common/i18n/MsgCatalog.h"
-#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 
 namespace halvo {
 
 namespace {
 
-class EngineRun : public IEngineRun {
+// The run and what goes around it. The wizard has nothing to say meanwhile: it waits for another run of the
+// user's to end, and what stands in the way of this one is told by the closing screen and the log.
+class GuardedRun : public IEngineRun {
  public:
-  EngineRun(const std::string& requestPath, const std::string& bundlePath, const std::string& password,
-            bool clearLogs)
-      : m_Engine(requestPath, bundlePath, password, clearLogs) {}
+  GuardedRun(const std::string& requestPath, const std::string& bundlePath, const std::string& password,
+             bool clearLogs)
+      : m_bClearLogs(clearLogs) {
+    m_Settings.program = "tmtolmui";
+    m_Settings.wait = true;
+    m_Settings.endBySignal = false;
+    m_Settings.requestPath = requestPath;
+    m_Settings.bundlePath = bundlePath;
+    m_Settings.password = password;
+  }
   void run() override {
     // The code comes through tolmFinished() as well, which is the one way that counts.
-    static_cast<void>(m_Engine.run());
+    static_cast<void>(m_bClearLogs ? ClearRun(m_Settings).run() : CollectRun(std::move(m_Settings)).run());
   }
 
  private:
-  TOLMEngine m_Engine;
+  CollectSettings m_Settings;
+  bool m_bClearLogs;
 };
+
+// The run that is under way ends with the process, and so do its commands.
+void endProcess(int status) {
+  RunGuard::endRunAtOnce();
+  _exit(status);
+}
 
 std::string messageOfCatalog(const std::string& key) {
   std::string text;
@@ -44,8 +63,8 @@ WizardServices::WizardServices()
       isSystemVersionAtLeast(&halvo::isSystemVersionAtLeast),
       makeEngine([](const std::string& requestPath, const std::string& bundlePath,
                     const std::string& password, bool clearLogs) -> std::unique_ptr<IEngineRun> {
-        return std::make_unique<EngineRun>(requestPath, bundlePath, password, clearLogs);
+        return std::make_unique<GuardedRun>(requestPath, bundlePath, password, clearLogs);
       }),
-      exitProcess(&::_exit) {}
+      exitProcess(&endProcess) {}
 
 }  // namespace halvo

@@ -12,12 +12,20 @@
 #include "vpn/Common/Utility/CoreFoundationUtils.h"
 #include "vpn/Common/Utility/ProgramStart.h"
 #include "vpn/Common/i18n/UiTexts.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
 #include "vpn/tools/TOLM/TOLMOffline/ToolkitMessages.h"
 
 namespace {
 
+// Whatever ends the wizard ends the commands of a run that is under way.
+void endWithTheRun() {
+  halvo::RunGuard::endRunAtOnce();
+  _exit(0);
+}
+
+// Outside of a run, which has handlers of its own.
 void endAtOnce(int /*signal*/) {
   _exit(0);
 }
@@ -34,7 +42,7 @@ void endWithTheSession() {
     }
   }
   // Qt leaves by exit() when the display breaks; the static objects must stand while a run goes on.
-  static_cast<void>(std::atexit([] { _exit(0); }));
+  static_cast<void>(std::atexit(endWithTheRun));
 }
 
 // The toolkit's own texts in the language of the wizard's: where those are English, for want of a

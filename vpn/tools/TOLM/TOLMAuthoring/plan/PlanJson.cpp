@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 
 namespace halvo {
@@ -118,7 +119,7 @@ std::string planJson(const Plan& plan) {
       {"documents", std::move(documents)},
   };
   // File names and documents hold any bytes; JSON has to be UTF-8.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo

@@ -1,0 +1,553 @@
+// Whole runs of the console program: what a run does to the machine around it, and what it leaves there.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <thread>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/DatagramReceiver.h"
+#include "tests/support/Documents.h"
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/Terminal.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
+
+std::string escaped(const std::string& text) {
+  std::string xml;
+  for (const char c : text) {
+    xml += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+  }
+  return xml;
+}
+
+// A document whose one item runs a command, captured or not.
+std::string commandDocument(const std::string& title, const std::string& command, bool captured = true) {
+  return documentText(title,
+                      "<file id=\"c\"><description>D</description><default>true</default><tolm>"
+                      "<os opsys=\"linux\"><use_extern_action><action><args>" +
+                          escaped(command) + "</args>" + (captured ? "<stdout/>" : "") +
+                          "</action></use_extern_action></os></tolm></file>");
+}
+
+std::string copyDocument(const std::string& path) {
+  return documentText("Alpha",
+                      "<file id=\"a\"><description>D</description><default>true</default><tolm>"
+                      "<os opsys=\"linux\">" +
+                          copyAction(path) + "</os></tolm></file>");
+}
+
+bool waitForFile(const std::string& path) {
+  for (int i = 0; i < 4000 && !exists(path); ++i) {
+    usleep(5000);
+  }
+  return exists(path);
+}
+
+pid_t processIn(const std::string& file) {
+  return exists(file) ? static_cast<pid_t>(std::strtol(readFile(file).c_str(), nullptr, 10)) : 0;
+}
+
+bool isAlive(pid_t process) {
+  const std::string path = "/proc/" + std::to_string(process) + "/stat";
+  return process > 0 && exists(path) && readFile(path).find(") Z") == std::string::npos;
+}
+
+// A command that notes the run's process in /opt/run and its own child's in /opt/child, once both are there,
+// and then lasts. The child is in a session of its own and doesn't heed SIGTERM.
+constexpr char kSlowCommand[] =
+    "setsid sh -c 'trap \"\" TERM; echo $$ >/opt/child; exec sleep 100' & "
+    "while ! test -s /opt/child; do sleep 0.01; done; echo $PPID >/opt/run.new; mv /opt/run.new /opt/run; "
+    "echo started; wait";
+
+class FrontEndTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    makeFolders(m_strHome + "/Desktop");
+    makeFolders(kConfig);
+    makeFolders("/opt/out");
+    writeFile("/opt/logs/one.log", "one\n");
+    writeFile(kConfig + "a.xml", copyDocument("/opt/logs/*.log"));
+  }
+  void TearDown() override {
+    // What a failing test has let live.
+    for (const char* file : {"/opt/child", "/opt/run"}) {
+      if (const pid_t process = processIn(file); isAlive(process)) {
+        kill(process, SIGKILL);
+      }
+    }
+  }
+
+  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
+    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
+    return runProgram(arguments, options);
+  }
+  static RunResult collect(std::vector<std::string> more = {}, const RunOptions& options = {}) {
+    std::vector<std::string> arguments = {"collect", "--bundle", "/opt/out/a.zip"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return tmtolm(arguments, options);
+  }
+  static std::map<std::string, std::string> content(const std::string& bundle = "/opt/out/a.zip") {
+    return bundleContent(Reader::Unzip, bundle);
+  }
+  static std::vector<std::string> workFolders() {
+    std::vector<std::string> names;
+    for (const std::string& name : listFolder("/tmp")) {
+      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
+        names.push_back(name);
+      }
+    }
+    return names;
+  }
+  static mode_t modeOf(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+  }
+
+  // Starts a run whose command lasts, and waits until it does. `ending` is called then.
+  template <typename Ending>
+  RunResult slowRun(Ending ending, const std::vector<std::string>& options = {}) {
+    writeFile(kConfig + "slow.xml", commandDocument("Slow", kSlowCommand));
+    RunResult result;
+    std::thread run([&] { result = collect(options); });
+    const bool started = waitForFile("/opt/run");
+    EXPECT_TRUE(started);
+    if (started) {
+      ending(processIn("/opt/run"));
+    }
+    run.join();
+    return result;
+  }
+
+  const std::string m_strHome = std::getenv("HOME");
+};
+
+// --- privacy --------------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, WorkFolderAndBundleAreForTheirUserAlone) {
+  writeFile(kConfig + "c.xml",
+            commandDocument("Modes",
+                            "stat -c %a /tmp/TOLM_Temp_Bundle* /tmp/TOLM_Temp_Bundle*/Alpha/one.log; umask"));
+  chmod("/opt/logs/one.log", 0644);
+  EXPECT_EQ(collect().exitStatus, 0);
+  EXPECT_EQ(modeOf("/opt/out/a.zip"), 0600U);
+  const std::string modes = content().at("Modes/stat_result.txt");
+  EXPECT_THAT(modes, HasSubstr("\n700\n"));
+  EXPECT_THAT(modes, Not(HasSubstr("644")));
+}
+
+TEST_F(FrontEndTest, CommandsKeepTheMaskOfTheCaller) {
+  writeFile(kConfig + "c.xml", commandDocument("Captured", "umask"));
+  writeFile(kConfig + "d.xml", commandDocument("Launched", "touch /opt/touched", false));
+  const RunResult result = runProgram(
+      {"sh", "-c", "umask 021; exec " + builtProgram("tmtolm") + " collect --quiet --bundle /opt/out/a.zip"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(content().at("Captured/umask_result.txt"), HasSubstr("0021\n"));
+  EXPECT_EQ(modeOf("/opt/touched"), 0646U);
+}
+
+// --- one run at a time ----------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, ASecondRunSaysWhichProcessIsAtWorkAndDoesNothing) {
+  slowRun([this](pid_t process) {
+    const RunResult second = tmtolm({"collect", "--bundle", "/opt/out/b.zip"});
+    EXPECT_EQ(second.exitStatus, 1);
+    EXPECT_EQ(second.err, "tmtolm: process " + std::to_string(process) +
+                              " is making a run already (0xFEAF0008); a run at a time, or --wait to wait for "
+                              "that one\n");
+    const RunResult cleared = tmtolm({"clear", "--yes", "--quiet"});
+    EXPECT_EQ(cleared.exitStatus, 1);
+    EXPECT_THAT(cleared.err, HasSubstr("is making a run already"));
+    EXPECT_EQ(workFolders().size(), 1U);
+    kill(process, SIGTERM);
+  });
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+}
+
+TEST_F(FrontEndTest, ASecondRunThatWaitsIsMadeAfterTheFirst) {
+  RunResult second;
+  std::thread waiting;
+  slowRun([&](pid_t process) {
+    waiting = std::thread([&second] {
+      // The document of the run that waits is read when its turn has come.
+      second = tmtolm({"collect", "--wait", "--bundle", "/opt/out/b.zip"});
+    });
+    usleep(200'000);
+    unlink((kConfig + "slow.xml").c_str());
+    kill(process, SIGTERM);
+  });
+  waiting.join();
+  EXPECT_EQ(second.exitStatus, 0) << second.err;
+  EXPECT_THAT(second.err, MatchesRegex("tmtolm: waiting for the run of process [0-9]+ to end\n"));
+  EXPECT_EQ(content("/opt/out/b.zip").at("Alpha/one.log"), "one\n");
+}
+
+// --- left-overs -----------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, WhatAKilledRunHasLeftGoesWithTheNextOne) {
+  slowRun([](pid_t process) { kill(process, SIGKILL); });
+  EXPECT_EQ(workFolders().size(), 1U);
+  writeFile("/opt/out/.a.zip.0123abcd.tolm-part", "PK");
+  writeFile("/opt/out/.other", "kept");
+  kill(processIn("/opt/child"), SIGKILL);
+  unlink((kConfig + "slow.xml").c_str());
+  EXPECT_EQ(collect({"--quiet"}).exitStatus, 0);
+  EXPECT_THAT(workFolders(), IsEmpty());
+  EXPECT_THAT(listFolder("/opt/out"), ElementsAre(".other", "a.zip"));
+}
+
+// --- the bundle appears when whole ----------------------------------------------------------------
+
+TEST_F(FrontEndTest, AnOlderBundleSurvivesARunThatFails) {
+  writeFile("/opt/out/a.zip", "older");
+  // The room for the archive runs out within it: what it holds can't be made smaller.
+  writeFile(kConfig + "c.xml", commandDocument("Noise", "head -c 3000000 /dev/urandom"));
+  ASSERT_EQ(mount("tmpfs", "/opt/out", "tmpfs", 0, "size=1m"), 0);
+  writeFile("/opt/out/a.zip", "older");
+  const RunResult result = collect();
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, AllOf(HasSubstr("Internal Error: failed to zip the bundle... (0xFEAF000B); "),
+                                HasSubstr("there is no room left in \"/opt/out/\"")));
+  EXPECT_THAT(result.out, Not(HasSubstr("Bundle:")));
+  EXPECT_THAT(listFolder("/opt/out"), ElementsAre("a.zip"));
+  EXPECT_EQ(readFile("/opt/out/a.zip"), "older");
+  EXPECT_THAT(workFolders(), IsEmpty());
+  umount("/opt/out");
+}
+
+TEST_F(FrontEndTest, TheSummaryNamesTheFinalPath) {
+  EXPECT_EQ(collect().exitStatus, 0);
+  EXPECT_THAT(content().at("summary.txt"), HasSubstr("/opt/out/a.zip\n"));
+}
+
+TEST_F(FrontEndTest, AFileOfFourGibibytesIsToldBeforeTheRun) {
+  writeFile("/opt/logs/huge.log", "");
+  ASSERT_EQ(truncate("/opt/logs/huge.log", 0x100000000), 0);
+  const RunResult result = collect();
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("(0xFEAF000B); \"/opt/logs/huge.log\" has 4.0G, and a bundle without a "
+                                    "password holds no file of 4 GiB or more"));
+  EXPECT_THAT(result.out, Not(HasSubstr("Starting up")));
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+}
+
+// --- room -----------------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, RoomThatThePlanHasNotGotIsToldBeforeTheRun) {
+  ASSERT_EQ(mount("tmpfs", "/opt/logs", "tmpfs", 0, "size=64m"), 0);
+  writeFile("/opt/logs/one.log", std::string(9 << 20, 'x'));
+  // The build may lie below /tmp itself, which is hidden then.
+  EXPECT_EQ(runProgram({"cp", builtProgram("tmtolm"), "/opt/tmtolm"}).exitStatus, 0);
+  ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "size=2m"), 0);
+  const RunResult result = runProgram({"/opt/tmtolm", "collect", "--bundle", "/opt/out/a.zip"});
+  umount("/tmp");
+  umount("/opt/logs");
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err,
+              MatchesRegex("tmtolm: .* \\(0xFEAF000B\\); \"/tmp\" has [0-9.]+M free, and the files to "
+                           "gather have 9\\.0M: make room, .*\n"));
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+}
+
+// --- trust ----------------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, DocumentsThatOthersCanWriteToAreNotRun) {
+  writeFile(kConfig + "b.xml", commandDocument("B", "touch /opt/touched"));
+  for (const std::string& path : {kConfig + "b.xml", kConfig, std::string("/opt/halvo")}) {
+    const mode_t before = modeOf(path);
+    chmod(path.c_str(), before | 0022U);
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"collect", "--quiet", "--bundle", "/opt/out/a.zip"}, {"clear", "--yes", "--quiet"}}) {
+      const RunResult result = tmtolm(arguments);
+      EXPECT_EQ(result.exitStatus, 1);
+      EXPECT_THAT(result.err,
+                  StartsWith("tmtolm: the instruction documents can't be trusted, and nothing was run "
+                             "(0xFEAF000A); every user can write to \""));
+      EXPECT_THAT(result.err, AllOf(HasSubstr("as root, chmod go-w"), EndsWith("\n")));
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+    }
+    chmod(path.c_str(), before);
+  }
+  EXPECT_FALSE(exists("/opt/touched"));
+  EXPECT_EQ(collect().exitStatus, 0);
+}
+
+TEST_F(FrontEndTest, ADocumentOfAnotherUserIsNotRun) {
+  // Only root can give a file away; to an ordinary user his own documents are as good as root's.
+  const bool given = chown((kConfig + "a.xml").c_str(), 65534, 65534) == 0;
+  const RunResult result = collect({"--quiet"});
+  EXPECT_EQ(result.exitStatus, given ? 1 : 0);
+  EXPECT_EQ(
+      result.err.find("nobody, who owns it, can write to \"" + kConfig + "a.xml\"") != std::string::npos,
+      given)
+      << result.err;
+}
+
+TEST_F(FrontEndTest, ARequestThatWritesElsewhereIsRefused) {
+  writeFile("/opt/precious", "kept");
+  for (const char* name : {"../../../opt/precious", "$HOME/x", "", "..", "/opt/precious"}) {
+    for (const char* id : {"comments", "summary"}) {
+      writeFile("/opt/request.xml", std::string("<r><comments>overwritten</comments><file id='") + id +
+                                        "'><name>" + name + "</name></file></r>");
+      const RunResult result = collect({"--request", "/opt/request.xml"});
+      EXPECT_EQ(result.exitStatus, 1) << name;
+      EXPECT_THAT(result.err,
+                  AllOf(HasSubstr("(0xFEAF0011)"), HasSubstr(std::string("the name \"") + name + "\"")));
+    }
+  }
+  EXPECT_EQ(readFile("/opt/precious"), "kept");
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+}
+
+// --- ends -----------------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, ASignalEndsTheRunWithItsCommandsAndLeavesNothing) {
+  for (const auto& [number, name] :
+       std::map<int, std::string>{{SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGHUP, "SIGHUP"}}) {
+    const RunResult result =
+        slowRun([number = number](pid_t process) { kill(process, number); }, {"--quiet"});
+    EXPECT_EQ(result.signal, number);
+    EXPECT_EQ(result.err, "tmtolm: the run was ended by " + name + "; it has left nothing behind\n");
+    EXPECT_FALSE(isAlive(processIn("/opt/child")));
+    EXPECT_THAT(workFolders(), IsEmpty());
+    EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+    unlink("/opt/run");
+    unlink("/opt/child");
+  }
+}
+
+TEST_F(FrontEndTest, OffATerminalSigquitEndsTheRunToo) {
+  writeFile(kConfig + "slow.xml", commandDocument("Slow", kSlowCommand));
+  const RunResult ended = runProgram(
+      {"setsid", "-w", "sh", "-c",
+       "(for i in $(seq 3000); do test -s /opt/run && break; sleep 0.01; done; kill -QUIT $(cat /opt/run)) & "
+       "exec " +
+           builtProgram("tmtolm") + " collect --quiet --bundle /opt/out/b.zip"});
+  EXPECT_THAT(ended.err, HasSubstr("the run was ended by SIGQUIT"));
+  EXPECT_FALSE(isAlive(processIn("/opt/child")));
+  EXPECT_THAT(workFolders(), IsEmpty());
+}
+
+TEST_F(FrontEndTest, AFileLimitEndsTheRunCleanly) {
+  writeFile("/opt/logs/one.log", std::string(1 << 20, 'x'));
+  const RunResult result = runProgram(
+      {"sh", "-c",
+       "ulimit -f 100; exec " + builtProgram("tmtolm") + " collect --quiet --bundle /opt/out/a.zip"});
+  EXPECT_EQ(result.signal, SIGXFSZ);
+  EXPECT_THAT(result.err, HasSubstr("the run was ended by SIGXFSZ"));
+  EXPECT_THAT(workFolders(), IsEmpty());
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+}
+
+TEST_F(FrontEndTest, ACommandThatTakesTooLongIsEndedAndTheRunGoesOn) {
+  const RunResult result = slowRun([](pid_t) {}, {"--command-timeout", "1"});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.err,
+              AllOf(StartsWith("tmtolm: the command \"setsid sh -c "),
+                    HasSubstr("was ended after 1 second, the time that commands have; what it had "
+                              "printed is kept\n")));
+  EXPECT_FALSE(isAlive(processIn("/opt/child")));
+  EXPECT_THAT(content().at("Slow/setsid_result.txt"), EndsWith("started\n"));
+  EXPECT_EQ(content().at("Alpha/one.log"), "one\n");
+}
+
+TEST_F(FrontEndTest, CtrlBackslashEndsTheCommandInProgressAlone) {
+  writeFile(kConfig + "slow.xml", commandDocument("Slow", "echo captured; echo here >/dev/tty; sleep 50"));
+  const TerminalResult result =
+      runOnTerminal({builtProgram("tmtolm"), "collect", "--bundle", "/opt/out/a.zip"}, {{"here", "\x1c"}});
+  EXPECT_TRUE(result.allTurns) << result.run.out;
+  EXPECT_EQ(result.run.exitStatus, 0) << result.run.signal;
+  EXPECT_THAT(result.run.out,
+              HasSubstr("tmtolm: the command \"echo captured; echo here >/dev/tty; sleep 50\" was "
+                        "ended after "));
+  EXPECT_THAT(content().at("Slow/echo_result.txt"), EndsWith("captured\n"));
+}
+
+TEST_F(FrontEndTest, ATerminalThatACommandHasChangedIsPutBackWhereASignalEndsTheRun) {
+  writeFile(kConfig + "slow.xml",
+            commandDocument("Slow", "stty -echo </dev/tty; echo here >/dev/tty; sleep 50"));
+  const TerminalResult result =
+      runOnTerminal({builtProgram("tmtolm"), "collect", "--bundle", "/opt/out/a.zip"}, {{"here", "\x03"}});
+  EXPECT_EQ(result.run.signal, SIGINT);
+  EXPECT_TRUE(result.echoAfter);
+}
+
+TEST_F(FrontEndTest, EverySignalAtThePasswordPromptPutsTheEchoBack) {
+  for (const int number : {SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM, SIGPIPE, SIGABRT, SIGSEGV, SIGRTMIN + 1}) {
+    const TerminalResult result =
+        runOnTerminal({"sh", "-c",
+                       "(while ! stty -a </dev/tty | grep -q -- '-echo '; do sleep 0.05; done; kill -" +
+                           std::to_string(number) + " $$) & exec " + builtProgram("tmtolm") +
+                           " collect --bundle /opt/out/a.zip --ask-password"},
+                      {{"Password of the bundle: ", ""}});
+    EXPECT_EQ(result.run.signal, number);
+    EXPECT_TRUE(result.echoAfter) << number;
+  }
+}
+
+// --- before the work ------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, APlaceThatCannotTakeABundleIsToldAtOnce) {
+  ASSERT_EQ(mkfifo("/opt/out/pipe.zip", 0600), 0);
+  makeFolders("/opt/out/folder");
+  for (const auto& [path, why] : std::map<std::string, std::string>{
+           {"/none/a.zip", "is there a folder for \"/none/a.zip\", and may you write there?"},
+           {"/opt/out/folder", "\"/opt/out/folder\" is a folder"},
+           {"/opt/out/folder/", "\"/opt/out/folder/\" is the name of a folder"},
+           {"/opt/out/pipe", "\"/opt/out/pipe.zip\" is a pipe"},
+           {"/dev/null", "\"/dev/null\" is a device"},
+           {"/dev/stdout", "\"/dev/stdout\" is a pipe"}}) {
+    const RunResult result = tmtolm({"collect", "--bundle", path});
+    EXPECT_EQ(result.exitStatus, 1) << path;
+    EXPECT_THAT(result.err, HasSubstr("Internal Error: failed to zip the bundle... (0xFEAF000B); " + why));
+    EXPECT_THAT(result.out, Not(HasSubstr("Starting up"))) << path;
+  }
+  EXPECT_FALSE(exists("/dev/stdout.zip"));
+  EXPECT_THAT(listFolder("/opt/out/folder"), IsEmpty());
+}
+
+TEST_F(FrontEndTest, BundlesOfOneMinuteGetNumbers) {
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(tmtolm({"collect", "--quiet"}).exitStatus, 0);
+  }
+  const std::vector<std::string> names = listFolder(m_strHome + "/Desktop");
+  // The minute may have changed meanwhile; none was overwritten.
+  EXPECT_EQ(names.size(), 3U);
+  EXPECT_THAT(names, ::testing::Each(MatchesRegex("TOLMBundle_[0-9]{4}_[0-9]{4}(_[23])?\\.zip")));
+  for (const std::string& name : names) {
+    EXPECT_EQ(content(m_strHome + "/Desktop/" + name).count("Alpha/one.log"), 1U);
+  }
+}
+
+// --- words ----------------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, AQuietRunIsQuietWhateverItsCommandsPrint) {
+  writeFile(kConfig + "b.xml", commandDocument("B", "echo complaint >&2; no-such-program"));
+  writeFile(kConfig + "c.xml", commandDocument("C", "echo printed", false));
+  const RunResult result = collect({"--quiet"});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.out + result.err, "");
+  // Otherwise what isn't captured is seen.
+  EXPECT_THAT(collect().err, HasSubstr("complaint"));
+}
+
+TEST_F(FrontEndTest, AWrongWordIsNamedWithTheNearestRightOne) {
+  for (const auto& [arguments, line] : std::map<std::vector<std::string>, std::string>{
+           {{"gather"}, "there is no subcommand \"gather\"; did you mean \"collect\"?"},
+           {{"colect"}, "there is no subcommand \"colect\"; did you mean \"collect\"?"},
+           {{"xyzzy"}, "there is no subcommand \"xyzzy\""},
+           {{"collect", "--bundel", "x"}, "there is no option \"--bundel\"; did you mean \"--bundle\"?"},
+           {{"plan", "--jsno=x"}, "there is no option \"--jsno\"; did you mean \"--json\"?"},
+           {{"collect", "--\x1b[2J"}, "there is no option \"--\\x1b[2J\""}}) {
+    const RunResult result = tmtolm(arguments);
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_THAT(result.err, StartsWith("tmtolm: " + line + "\n"));
+  }
+}
+
+TEST_F(FrontEndTest, AMissingRequestOrFolderIsNamed) {
+  for (const char* command : {"collect", "plan"}) {
+    const RunResult result = tmtolm({command, "--request", "/opt/none.xml"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.err,
+                EndsWith("(0xFEAF0011); the request \"/opt/none.xml\" can't be read: No such file or "
+                         "directory\n"));
+  }
+  const RunResult result = tmtolm({"plan", "--config", "/opt/nowhere"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(
+      result.err,
+      EndsWith("(0xFEAF000A); the folder \"/opt/nowhere\" can't be read: No such file or directory\n"));
+}
+
+TEST_F(FrontEndTest, NothingPrintedHoldsControlCharacters) {
+  const std::string name = "/opt/out/\x1b[2J\xc2\x9b\n.zip";
+  const RunResult result = tmtolm({"collect", "--bundle", name});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.out, EndsWith("\nBundle: /opt/out/\\x1b[2J\\xc2\\x9b\\x0a.zip\n"));
+  EXPECT_TRUE(exists(name));
+  writeFile("/opt/logs/\xc2\x9b\x7f.log", "x");
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"plan"}, {"plan", "--json"}}) {
+    const std::string out = tmtolm(arguments).out;
+    EXPECT_THAT(out, Not(::testing::AnyOf(HasSubstr("\xc2\x9b"), HasSubstr("\x7f"))));
+  }
+}
+
+TEST_F(FrontEndTest, OutputThatWasLostEarlierHasAReasonThatIsNone) {
+  const RunResult result =
+      runProgram({"sh", "-c", builtProgram("tmtolm") + " collect --bundle /opt/out/a.zip >/dev/full"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("standard output can't be written: "));
+  EXPECT_THAT(result.err, Not(HasSubstr("Success")));
+}
+
+// --- secrets, log ---------------------------------------------------------------------------------
+
+TEST_F(FrontEndTest, WhileAPasswordIsHeldThereIsNoCoreDump) {
+  writeFile("/opt/password", "s3cret\n");
+  writeFile(kConfig + "b.xml",
+            commandDocument("B", "grep -h -e 'Max core' -e VmLck /proc/$PPID/limits /proc/$PPID/status"));
+  const RunResult result =
+      runProgram({"sh", "-c",
+                  "ulimit -c unlimited; exec " + builtProgram("tmtolm") +
+                      " collect --quiet --bundle /opt/out/a.zip --password-file /opt/password"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  const std::string facts = bundleContent(Reader::Unzip, "/opt/out/a.zip", "s3cret").at("B/grep_result.txt");
+  EXPECT_THAT(facts, ::testing::ContainsRegex("Max core file size +0 "));
+  EXPECT_THAT(facts, ::testing::ContainsRegex("VmLck:[ \t]+[1-9]"));
+}
+
+TEST_F(FrontEndTest, TheLogTellsARunsBeginAndItsEnd) {
+  Receiver journal("/run/systemd/journal/socket");
+  ASSERT_TRUE(journal.isBound());
+  std::string records;
+  RunResult result;
+  std::atomic<bool> done = false;
+  std::thread run([&] {
+    result = collect({"--quiet"});
+    done = true;
+  });
+  for (bool last = false; !last;) {
+    last = done;
+    while (const std::optional<std::string> record = journal.take()) {
+      // A record holds zero bytes, at which patterns end.
+      std::remove_copy(record->begin(), record->end(), std::back_inserter(records), char{0});
+    }
+    usleep(1000);
+  }
+  run.join();
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(records, ::testing::ContainsRegex(
+                           "Run begins: tmtolm [0-9.]+, collect run, request \"\", documents in \"" +
+                           kConfig + "\", bundle \"/opt/out/a.zip\", user \"[^\"]*\" \\([0-9]+\\)"));
+  EXPECT_THAT(records,
+              ::testing::ContainsRegex("Run ends: code 0x00000000, 2 files, [0-9]+ bytes, [0-9.]+ seconds"));
+}
+
+}  // namespace
+}  // namespace halvo
