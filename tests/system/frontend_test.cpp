@@ -273,6 +273,19 @@ TEST_F(FrontEndTest, RoomThatThePlanHasNotGotIsToldBeforeTheRun) {
   EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
 }
 
+TEST_F(FrontEndTest, AnUnreadableFileBelowAGatheredFolderGetsALineAndTheStatusStays) {
+  makeFolders("/opt/gathered/inner");
+  writeFile("/opt/gathered/inner/good.log", "good\n");
+  // What not even root can read to its end.
+  ASSERT_EQ(mkfifo("/opt/gathered/inner/pipe", 0600), 0);
+  writeFile(kConfig + "a.xml", copyDocument("/opt/gathered/inn*"));
+  const RunResult result = collect();
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.err, AllOf(StartsWith("tmtolm: 1 file is left out of gathered folders, unreadable\n"),
+                                HasSubstr("/pipe\": ")));
+  EXPECT_EQ(collect({"--quiet"}).err, "");
+}
+
 // --- trust ----------------------------------------------------------------------------------------
 
 TEST_F(FrontEndTest, DocumentsThatOthersCanWriteToAreNotRun) {

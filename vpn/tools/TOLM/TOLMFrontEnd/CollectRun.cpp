@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -30,6 +31,7 @@ namespace halvo {
 namespace {
 
 constexpr char kWorkParent[] = "/tmp";
+constexpr std::size_t kMostNamed = 10;
 // The texts that the engine fails with in the same cases.
 constexpr char kNoBundle[] = "Internal Error: failed to zip the bundle...";
 constexpr char kBadRequest[] =
@@ -96,6 +98,24 @@ void removeWorkFolder(const TOLMEngine& engine) {
   if (const std::string folder = engine.tempFolder(); !folder.empty()) {
     removeFolder(AT_FDCWD, folder.c_str());
   }
+}
+
+std::vector<std::string> firstNames(LossKind kind) {
+  std::vector<std::string> names;
+  for (const Loss& loss : losses(kind)) {
+    if (names.size() == kMostNamed) {
+      break;
+    }
+    names.push_back("\"" + loss.path + "\": " + loss.what);
+  }
+  return names;
+}
+
+void takeLosses(RunOutcome& outcome) {
+  outcome.lostCount = lossCount(LossKind::kCutShort);
+  outcome.lost = firstNames(LossKind::kCutShort);
+  outcome.unreadableCount = lossCount(LossKind::kUnreadable);
+  outcome.unreadable = firstNames(LossKind::kUnreadable);
 }
 
 void logBegin(const RunSettings& settings, const char* kind, const std::string& request,
@@ -251,6 +271,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   }
   outcome.files = bundle.files();
   outcome.bundleBytes = bundle.bytes();
+  takeLosses(outcome);
   return outcome;
 }
 
