@@ -58,7 +58,7 @@ class PlanCommand : public ICommand {
     const std::string configFolder =
         m_strConfigFolder.empty() ? helperUtil::defaultConfigFolder() : m_strConfigFolder;
     const DocumentFolder folder(configFolder);
-    const std::vector<PlanSource> sources = folder.sources();
+    const std::vector<PlanSource>& sources = folder.sources();
     if (std::none_of(sources.begin(), sources.end(),
                      [](const PlanSource& source) { return source.document != nullptr; })) {
       printError(
