@@ -234,6 +234,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
       [&lock](const std::string& path) {
         RunGuard::noteUnfinishedFile(path);
         lock.noteBundle(path);
+        RunGuard::yieldToSignal();
       },
       m_Settings.archiveWriter);
   std::string stepReason;

@@ -38,6 +38,7 @@ constexpr std::array<EndingSignal, 5> kEnding = {{{SIGINT, "SIGINT"},
 constexpr int kParkSignal = SIGUSR2;
 constexpr unsigned kGraceMs = 1000;
 constexpr int kMostParkingMs = 2000;
+constexpr int kMostYieldingMs = 10'000;
 constexpr int kPollMs = 5;
 constexpr int kLookMs = 500;  // between two looks of the watcher by itself
 constexpr int kMostDescriptors = 4096;
@@ -48,6 +49,8 @@ std::atomic<std::uint32_t> s_command{0};
 // The latest signal, and the command of its moment: for a notice that couldn't be written.
 std::atomic<int> s_signal{0};
 std::atomic<std::uint32_t> s_signalCommand{0};
+// A signal that ends the run has come.
+std::atomic<bool> s_ending{false};
 std::atomic<bool> s_park{false};
 std::atomic<bool> s_parked{false};
 std::atomic<bool> s_running{false};
@@ -86,6 +89,9 @@ void onSignal(int number) {
   const int error = errno;
   s_signalCommand.store(s_command.load());
   s_signal.store(number);
+  if (number != SIGQUIT || !s_quitEndsCommand) {
+    s_ending.store(true);
+  }
   sendNotice();
   errno = error;
 }
@@ -195,6 +201,13 @@ void RunGuard::noteUnfinishedFile(const std::string& path) {
   s_hasUnfinishedFile.store(true);
 }
 
+void RunGuard::yieldToSignal() {
+  // The watcher stops this thread meanwhile.
+  for (int waited = 0; s_running.load() && s_ending.load() && waited < kMostYieldingMs; waited += kPollMs) {
+    sleepMs(kPollMs);
+  }
+}
+
 void RunGuard::endRunAtOnce() {
   if (!s_running.load() || pthread_equal(pthread_self(), s_runThread) != 0) {
     return;
@@ -215,6 +228,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   s_parked.store(false);
   s_command.store(0);
   s_signal.store(0);
+  s_ending.store(false);
   s_hasUnfinishedFile.store(false);
   s_terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   s_hasTerminal = s_terminal >= 0 && tcgetattr(s_terminal, &s_terminalSettings) == 0;
@@ -244,6 +258,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
 RunGuard::~RunGuard() {
   if (m_bGuarding) {
     setCommandObserver(nullptr);
+    yieldToSignal();
     s_running.store(false);
     sendNotice();
     // Ahead of the handlers: a watcher that is on its way to the end stops this thread here.

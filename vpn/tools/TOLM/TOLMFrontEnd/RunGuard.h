@@ -47,6 +47,11 @@ class RunGuard : public ICommandObserver {
   // The file that is removed where a signal ends the run; empty for none. On the thread of the run.
   static void noteUnfinishedFile(const std::string& path);
 
+  // On the thread of the run, ahead of what can't be taken back: where a signal has come that ends the run,
+  // waits for that. A run so short that it would be over first must not give its name to a bundle that a
+  // limit on files has cut short.
+  static void yieldToSignal();
+
   // For a program that is about to end at once: has the run's thread stand still, ends the run's commands
   // and removes the half-written bundle. The work folder stays, for the next run to remove. Nothing where
   // there is no run, or where its own thread asks.
