@@ -281,7 +281,10 @@ class Judge {
       const std::uint64_t size = m_rContent.entry(file).size;
       if (condition.selector.fits(file.id, file.name) &&
           compare(static_cast<double>(size), condition.comparison, condition.value)) {
-        take({{i, 0, bytesText(size)}, {bytesText(size)}});
+        Hit hit;
+        hit.evidence = {i, 0, bytesText(size)};
+        hit.captures.push_back(hit.evidence.text);
+        take(hit);
         any = true;
       }
     }
