@@ -126,7 +126,8 @@ void TextRedactor::step() {
   if ((bits & kByteRun) != 0) {
     const Place begin = m_nPlace;
     Place end = begin + 1;
-    for (unsigned more = byteBits(at(end)); (more & kByteRun) != 0; more = byteBits(at(end))) {
+    for (unsigned more = byteBits(at(end)); (more & kByteRun) != 0 && end - begin <= kLongestRun;
+         more = byteBits(at(end))) {
       bits |= more;
       ++end;
     }

@@ -114,6 +114,7 @@ class TextRedactor {
   bool isElementName(Place begin) const;
   Value valueBehind(Place begin, Place end) const;
   Place valueEnd(const Value& value) const;
+  bool hasLineForItself(Place value) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);

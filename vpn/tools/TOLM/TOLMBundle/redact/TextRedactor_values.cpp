@@ -300,6 +300,23 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   return look == KeyLook::kNone ? begin : takeValue(look, value);
 }
 
+// Whether nothing but the key, of a few words, stands between the line's front and the value.
+bool TextRedactor::hasLineForItself(Place value) const {
+  constexpr std::size_t kLongestFront = 40;
+  const Place reach = value > 2 * kLongestFront ? value - 2 * kLongestFront : 0;
+  const std::string_view before = text(reach, value);
+  const std::size_t lineEnd = before.rfind('\n');
+  if (lineEnd == std::string_view::npos && reach > 0) {
+    return false;
+  }
+  std::string_view front = before.substr(lineEnd == std::string_view::npos ? 0 : lineEnd + 1);
+  while (!front.empty() && !isWordByte(static_cast<unsigned char>(front.front()))) {
+    front.remove_prefix(1);
+  }
+  return front.size() < kLongestFront && front.find_first_of(",;([{|") == std::string_view::npos &&
+         std::count(front.begin(), front.end(), ' ') <= 3 && std::count(front.begin(), front.end(), ':') == 1;
+}
+
 TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   const bool isBare = value.ending == Ending::kWord;
   if (look == KeyLook::kSecretLine) {
@@ -318,19 +335,9 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     if (look == KeyLook::kSecret && all.starts_with('/') && isBare) {
       return value.begin;  // PWD=/home/jane, key=/etc/ssl/key.pem
     }
-    // The key has the line for itself: the value may hold blanks.
-    const std::string_view before = std::string_view(m_Window).substr(0, value.begin);
-    const std::size_t lineBegin = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-    if (isBare && value.isColon && !saysNothing(all)) {
-      Place front = lineBegin;
-      while (front < value.begin && !isWordByte(at(front)) && front - lineBegin < 40) {
-        ++front;
-      }
-      if (before.find_first_of(",;([{|", front) == std::string_view::npos && value.begin - front < 40 &&
-          std::count(before.begin() + static_cast<long>(front), before.end(), ' ') <= 3 &&
-          std::count(before.begin() + static_cast<long>(front), before.end(), ':') == 1) {
-        value.ending = Ending::kLine;
-      }
+    // The value may hold blanks then.
+    if (isBare && value.isColon && !saysNothing(all) && hasLineForItself(value.begin)) {
+      value.ending = Ending::kLine;
     }
     return takeSecret(value);
   }
