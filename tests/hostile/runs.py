@@ -247,6 +247,14 @@ def _told_omitted(summary):
     return told
 
 
+def _words_for(name):
+    """What stands for an entry in a summary or a complaint: its names, its command, the pattern of its place."""
+    parts = name.split("/")[1:]
+    command = parts[-1].removesuffix("_result.txt")
+    pattern = f"{DATA}/*.log" if len(parts) == 1 and name.endswith(".log") else name
+    return [*parts, f"Failed to execute {command}", pattern]
+
+
 def bundle_faults(scenario, result, exact=True, bundle=BUNDLE):
     """What is wrong with the bundle of a run that ended by itself. `exact`: what commands print is compared."""
     if not os.path.exists(bundle):
@@ -266,7 +274,7 @@ def bundle_faults(scenario, result, exact=True, bundle=BUNDLE):
         found = entries.get(name)
         is_captured = name.startswith("Commands/") and not name.endswith(".log")
         is_whole = found == content or (found is not None and is_captured and not exact)
-        if not is_whole and not any(part in told for part in name.split("/")[1:]):
+        if not is_whole and not any(word in told for word in _words_for(name)):
             faults.append("silent loss")
     return faults
 

@@ -293,9 +293,11 @@ ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::s
       // Meant: the entry stays empty. minizip closes it when the next one opens, or with the archive.
       continue;
     }
+    uLong written = 0;  // the CRC of no bytes
     while (file.good()) {
       file.read(block, sizeof(block));
       const std::streamsize got = file.gcount();
+      written = crc32(written, reinterpret_cast<const Bytef*>(block), static_cast<uInt>(got));
       // A write that failed shows again when the entry is closed.
       if (got == 0 || zipWriteInFileInZip(archive, block, static_cast<unsigned>(got)) != ZIP_OK) {
         break;
@@ -306,6 +308,12 @@ ResultCode CZip::createZipFile(const std::list<std::string>& paths, const std::s
     if (closed < 0) {
       LOG_RETURN_CODE(kLogError, "zipCloseFileInZip", closed);
       return static_cast<ResultCode>(closed);
+    }
+    // The check in front of the data is that of another content then: readers take the entry for one with
+    // another password.
+    if (!password.empty() && crc != written) {
+      LOG_MESSAGE(kLogError, "%s could not be read twice alike", path->c_str());
+      return GLOBAL_ERROR_UNEXPECTED;
     }
   }
   return 0;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 
 namespace halvo {
@@ -168,7 +169,10 @@ std::vector<PlannedAction> planActions(const DataComponent& os, const std::strin
 
 ResultCode PlanHost::findAll(std::string folder, std::string pattern,
                              std::list<helperUtil::FileFindEntry>& entries) {
-  return helperUtil::fileFindAll(folder, pattern, entries);
+  const std::size_t before = lossCount(LossKind::kCutShort);
+  const ResultCode rc = helperUtil::fileFindAll(folder, pattern, entries);
+  // A listing that broke off reads as a short one, or as an empty one.
+  return lossCount(LossKind::kCutShort) == before ? rc : TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
 }
 
 ResultCode PlanHost::findNewest(const std::string& folder, const std::string& pattern,
