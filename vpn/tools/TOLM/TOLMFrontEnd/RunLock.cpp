@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -127,6 +128,31 @@ int lockFile(int file, int operation) {
   return answer;
 }
 
+// A limit on the size of files ends the program at a write, before a run has taken its precautions: for as
+// long as this lives the write fails instead. The lock holds without its content.
+class SizeSignalHeld {
+ public:
+  SizeSignalHeld() {
+    sigemptyset(&m_signal);
+    sigaddset(&m_signal, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &m_signal, &m_old);
+  }
+  ~SizeSignalHeld() {
+    sigset_t pending;
+    int taken = 0;
+    if (sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1) {
+      sigwait(&m_signal, &taken);
+    }
+    pthread_sigmask(SIG_SETMASK, &m_old, nullptr);
+  }
+  SizeSignalHeld(const SizeSignalHeld&) = delete;
+  SizeSignalHeld& operator=(const SizeSignalHeld&) = delete;
+
+ private:
+  sigset_t m_signal;
+  sigset_t m_old;
+};
+
 }  // namespace
 
 RunLock::~RunLock() {
@@ -205,6 +231,7 @@ void RunLock::writeContent(const std::string& bundle) {
   if (!bundle.empty()) {
     content += bundle + '\0';
   }
+  const SizeSignalHeld held;
   // In one write, and cut behind it: whoever is busy-waiting reads it meanwhile.
   const ssize_t put = pwrite(m_File.get(), content.data(), content.size(), 0);
   if (put != static_cast<ssize_t>(content.size()) || ftruncate(m_File.get(), put) != 0) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <thread>
 
 #include "tests/support/Files.h"
+#include "tests/support/ForkedCase.h"
 #include "tests/support/TempFolder.h"
 
 namespace halvo {
@@ -40,6 +42,17 @@ TEST_F(RunLockTest, ASecondRunIsToldWhichProcessIsAtWork) {
   RunLock second;
   EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
   EXPECT_EQ(second.holder(), getpid());
+}
+
+// The program was ended by the signal there, without a line: nothing of the run guarded it yet.
+TEST_F(RunLockTest, ALimitOnTheSizeOfFilesLeavesALockWithoutContent) {
+  const test::ForkedResult result = test::runForked([] {
+    const rlimit none = {0, 0};
+    RunLock lock;
+    return setrlimit(RLIMIT_FSIZE, &none) == 0 && lock.tryAcquire() == RunLock::Answer::kHeld ? 0 : 1;
+  });
+  EXPECT_EQ(result.exitStatus, 0) << result.dump();
+  EXPECT_EQ(result.signal, 0);
 }
 
 TEST_F(RunLockTest, TheLockGoesWithItsHolder) {
