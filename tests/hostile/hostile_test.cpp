@@ -23,24 +23,60 @@ void expectNoFault(const std::string& part, const std::string& scenario = "") {
   EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
 }
 
-TEST(HostileTest, AClearRunWhoseSystemCallsFailInTurnEnds) {
-  expectNoFault("calls", "clear");
+TEST(HostileTest, ARunWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
+  expectNoFault("calls", "plain");
 }
 
-TEST(HostileTest, AClearRunWithoutMemoryAtAnyPlaceEnds) {
-  expectNoFault("memory", "clear");
+TEST(HostileTest, AnEncryptedRunWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
+  expectNoFault("calls", "encrypted");
+}
+
+TEST(HostileTest, ARunWithCommandsWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
+  expectNoFault("calls", "commands");
+}
+
+TEST(HostileTest, AClearRunWhoseSystemCallsFailInTurnEnds) {
+  expectNoFault("calls", "clear");
 }
 
 TEST(HostileTest, ACheckWhoseSystemCallsFailInTurnEndsAndSaysSo) {
   expectNoFault("calls", "check");
 }
 
-TEST(HostileTest, ACheckWithoutMemoryAtAnyPlaceEndsAndSaysSo) {
-  expectNoFault("memory", "check");
+TEST(HostileTest, APlanWhoseSystemCallsFailInTurnEndsAndSaysSo) {
+  expectNoFault("calls", "plan");
 }
 
-TEST(HostileTest, APlanWithoutMemoryAtAnyPlaceEndsAndSaysSo) {
-  expectNoFault("memory", "plan");
+TEST(HostileTest, ARunWithoutMemoryAtAnyPlaceEndsAndLosesNothingInSilence) {
+  expectNoFault("memory");
+}
+
+TEST(HostileTest, ASignalAtAnyMomentLeavesNothingBehindAndNobodyAlive) {
+  expectNoFault("signals");
+}
+
+TEST(HostileTest, ADiskOfAnySizeGivesAWholeBundleOrAToldFailure) {
+  expectNoFault("disk");
+}
+
+TEST(HostileTest, ALimitOnDescriptorsGivesAWholeBundleOrAToldFailure) {
+  expectNoFault("limits", "ulimit -n");
+}
+
+TEST(HostileTest, ALimitOnMemoryGivesAWholeBundleOrAToldFailure) {
+  expectNoFault("limits", "ulimit -v");
+}
+
+TEST(HostileTest, ALimitOnProcessesGivesAWholeBundleOrAToldFailure) {
+  expectNoFault("limits", "ulimit -u");
+}
+
+TEST(HostileTest, RunsAtOnceHaveEachTheirOwnBundle) {
+  expectNoFault("parallel");
+}
+
+TEST(HostileTest, AnotherUserWhoPlantsAndSwapsHasNothingTouchedOrRead) {
+  expectNoFault("races");
 }
 
 }  // namespace
