@@ -33,7 +33,7 @@ BY_CALL = {
     "access": _PATH, "faccessat": _PATH, "faccessat2": _PATH, "chdir": _PATH, "fchdir": (e.EACCES, e.EIO),
     "getcwd": (e.ENOENT, e.ENOMEM), "statfs": (e.EIO, e.ENOENT), "fstatfs": (e.EIO,), "fstat": (e.EIO, e.ENOMEM),
     "lseek": (e.EIO, e.EINVAL),
-    "getdents64": (e.EIO, e.ENOMEM, e.ENOENT),
+    "getdents64": (e.EIO, e.ENOMEM),
     "mkdir": _MAKE, "mkdirat": _MAKE, "link": _MAKE, "linkat": _MAKE, "symlink": _MAKE, "symlinkat": _MAKE,
     "unlink": _REMOVE, "unlinkat": _REMOVE, "rmdir": _REMOVE,
     "rename": _RENAME, "renameat": _RENAME, "renameat2": _RENAME,

@@ -23,18 +23,6 @@ void expectNoFault(const std::string& part, const std::string& scenario = "") {
   EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
 }
 
-TEST(HostileTest, ARunWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
-  expectNoFault("calls", "plain");
-}
-
-TEST(HostileTest, AnEncryptedRunWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
-  expectNoFault("calls", "encrypted");
-}
-
-TEST(HostileTest, ARunWithCommandsWhoseSystemCallsFailInTurnEndsAndLosesNothingInSilence) {
-  expectNoFault("calls", "commands");
-}
-
 TEST(HostileTest, AClearRunWhoseSystemCallsFailInTurnEnds) {
   expectNoFault("calls", "clear");
 }
