@@ -45,8 +45,8 @@ class CZip {
   // where an entry couldn't be finished (the disk is full, or the file has 0xffffffff bytes or more and
   // there is no password: such an entry needs the ZIP64 form, which is asked for on encrypted entries
   // only); or, with a password, GLOBAL_ERROR_UNEXPECTED where a file's two readings, for its CRC and for its
-  // data, don't agree, which no reader could open. All are logged as errors, and the bundle then holds the entries up to that one. A file whose
-  // time can't be read is logged as a warning.
+  // data, don't agree, which no reader could open. All are logged as errors, and the bundle then holds the
+  // entries up to that one. A file whose time can't be read is logged as a warning.
   [[nodiscard]] ResultCode createZipFile(const std::list<std::string>& paths, const std::string& bundlePath,
                                          const std::list<std::string>& names, const std::string& password);
 
