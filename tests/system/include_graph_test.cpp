@@ -52,6 +52,7 @@ const std::vector<Storey>& storeys() {
       {"vpn/tools/TOLM/TOLMAuthoring/plan/", "tolm_authoring_plan"},
       {"vpn/tools/TOLM/TOLMFrontEnd/recipients/", "tolm_recipients"},
       {"vpn/tools/TOLM/TOLMFrontEnd/", "tolm_frontend"},
+      {"vpn/tools/TOLM/TOLMFrontEnd/unattended/", "tolm_unattended"},
       {"vpn/tools/TOLM/TOLMConsole/", "tolm_console"},
       {"vpn/tools/TOLM/TOLMOffline/", "tolm_offline_flow"},
   };

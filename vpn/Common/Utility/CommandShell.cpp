@@ -1,5 +1,7 @@
 #include "vpn/Common/Utility/CommandShell.h"
 
+#include <sys/wait.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -46,7 +48,7 @@ ResultCode CCommandShell::Execute(std::ostream& output) {
   if (m_strCommandLine.empty()) {
     return GLOBAL_ERROR_NOT_INITIALIZED;
   }
-  return run(m_strCommandLine, output);
+  return run(m_strCommandLine, output, m_nExitStatus);
 }
 
 ResultCode CCommandShell::Execute(std::string& output) {
@@ -54,7 +56,7 @@ ResultCode CCommandShell::Execute(std::string& output) {
     return GLOBAL_ERROR_NOT_INITIALIZED;
   }
   std::ostringstream gathered;
-  const ResultCode rc = run(m_strCommandLine, gathered);
+  const ResultCode rc = run(m_strCommandLine, gathered, m_nExitStatus);
   output = gathered.str();  // on failure too: what came until then
   return rc;
 }
@@ -94,14 +96,16 @@ ResultCode CCommandShell::ExecuteAndLogResults() {
 
 ResultCode CCommandShell::runForLines(const std::string& commandLine, std::vector<std::string>& lines) {
   std::ostringstream gathered;
-  const ResultCode rc = run(commandLine, gathered);
+  int exitStatus = -1;
+  const ResultCode rc = run(commandLine, gathered, exitStatus);
   if (rc == 0) {
     splitLines(gathered.str(), lines);
   }
   return rc;
 }
 
-ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& output) {
+ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& output, int& exitStatus) {
+  exitStatus = -1;
   // The shell is what instruction documents write their command lines for.
   CommandHolder pipe;
   {
@@ -127,10 +131,13 @@ ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& outp
     LOG_RETURN_CODE_DESCRIBED(kLogError, "fread", readFailure, std::strerror(readFailure));
     rc = GLOBAL_ERROR_UNEXPECTED;
   }
-  // The command's own exit status is nobody's business here, meant as it stands: what it printed counts.
-  if (pclose(pipe.release()) == -1) {
+  // The command's own exit status changes no result, meant as it stands: what it printed counts.
+  const int status = pclose(pipe.release());
+  if (status == -1) {
     const int failure = errno;
     LOG_RETURN_CODE_DESCRIBED(kLogError, "pclose", failure, std::strerror(failure));
+  } else if (WIFEXITED(status)) {
+    exitStatus = WEXITSTATUS(status);
   }
   return rc;
 }

@@ -37,16 +37,21 @@ class CCommandShell {
   // The same of a given command line. GLOBAL_ERROR_BAD_PARAMETER where it is null.
   [[nodiscard]] static ResultCode Execute(const char* commandLine, std::vector<std::string>& lines);
 
+  // The exit status of the last command of Execute(std::ostream&), -1 where it had none or isn't known. For
+  // those who report it; no result hangs on it.
+  [[nodiscard]] int exitStatus() const { return m_nExitStatus; }
+
   // Runs the command and writes its lines and the time that it took to the log, as information.
   // Returns what Execute gives; a failure is logged as an error of "CCommandShell::Execute".
   [[nodiscard]] ResultCode ExecuteAndLogResults();
 
  private:
-  [[nodiscard]] static ResultCode run(const std::string& commandLine, std::ostream& output);
+  [[nodiscard]] static ResultCode run(const std::string& commandLine, std::ostream& output, int& exitStatus);
   [[nodiscard]] static ResultCode runForLines(const std::string& commandLine,
                                               std::vector<std::string>& lines);
 
   std::string m_strCommandLine;
+  int m_nExitStatus = -1;
 };
 
 }  // namespace halvo

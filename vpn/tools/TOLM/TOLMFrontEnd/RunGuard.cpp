@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
@@ -308,6 +309,7 @@ void RunGuard::commandStarts(const std::string& commandLine) {
     m_Started = Clock::now();
     m_nClock = processClock();
     m_bEnded = false;
+    m_bOverTime = false;
     m_nSerial = ++m_nLatest;
   }
   s_command.store(m_nLatest);
@@ -319,6 +321,9 @@ void RunGuard::commandStarts(const std::string& commandLine) {
 void RunGuard::commandEnded() {
   s_command.store(0);
   const std::lock_guard<std::mutex> guard(m_Lock);
+  if (m_bOverTime) {
+    recordOverTime();
+  }
   m_nSerial = 0;
 }
 
@@ -365,6 +370,7 @@ void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
       // A command that Ctrl-\ met itself may be gone by now; it was ended all the same.
       const Clock::duration time = Clock::now() - m_Started;
       m_bEnded = true;
+      m_bOverTime = overTime;
       if (m_nSerial == serial) {
         endDescendants(m_nClock, kGraceMs);
       }

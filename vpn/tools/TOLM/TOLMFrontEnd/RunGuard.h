@@ -82,6 +82,7 @@ class RunGuard : public ICommandObserver {
   std::uint32_t m_nSerial = 0;  // of the command in progress; 0 for none
   std::uint32_t m_nLatest = 0;  // of the latest command
   bool m_bEnded = false;        // the command in progress was ended from here
+  bool m_bOverTime = false;     // since it ran for too long
   bool m_bGuarding = false;
 };
 

@@ -8,6 +8,7 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -58,6 +59,7 @@ ResultCode TOLMAction::callExtern(const std::string& path, const std::string& co
                                   const std::string& tempOut) {
   endPreviousCommand();
   m_pProcessApi = std::make_unique<CProcessApi>();
+  const RecordedCommand recorded(m_context.id, commandLine);
   const ObservedCommand observed(commandLine);
   const ResultCode rc =
       useStdout && !tempOut.empty() ? runInShell(commandLine, tempOut) : launchProgram(path, commandLine);
@@ -77,7 +79,15 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
     writeBanner(output, commandLine);
   }
   CCommandShell shell(commandLine.c_str());
+  const std::streamoff begin = output.tellp();
   const ResultCode rc = shell.Execute(output);
+  // A stream that failed says -1, of which nothing is known.
+  if (const std::streamoff end = output.tellp(); begin >= 0 && end > begin) {
+    recordOutput(static_cast<std::uint64_t>(end - begin));
+  }
+  if (shell.exitStatus() >= 0) {
+    recordExitStatus(shell.exitStatus());
+  }
   if (rc != 0) {
     LOG_RETURN_CODE(kLogError, "CCommandShell::Execute", rc);
   }
@@ -123,6 +133,9 @@ ResultCode TOLMAction::waitForChild(const std::string& commandLine) {
     // The code of the last wait decides, also where the child ended between a wait that ran out and the
     // next look. Readers of the log know it so.
     rc = waited;
+    if (waited == 0) {
+      recordExitStatus(exitCode);
+    }
     message =
         "Still running " + firstWord(commandLine) + ", please be patient as this may take a few minutes...";
   }

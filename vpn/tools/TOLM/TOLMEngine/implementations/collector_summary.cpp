@@ -8,6 +8,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/OutputFile.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/collector.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
@@ -207,6 +208,7 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
 ResultCode collector::writeSummary(const std::string& folder, XMLObject* config) {
   // Before the main information, so that its time is that of the end of the first config's walk.
   truncator(m_FileRecords, m_pXMLSummary.get()).keepAll();
+  recordDocument(m_FileRecords, *m_pXMLSummary);
   if (m_bFirstConfig) {
     if (const ResultCode rc = fillInSummaryMainInfo(); rc != 0) {
       LOG_RETURN_CODE(kLogError, "collector::fillInSummaryMainInfo", rc);

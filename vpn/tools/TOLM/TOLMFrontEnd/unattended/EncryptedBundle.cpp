@@ -1,0 +1,46 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/EncryptedBundle.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Zip/CZip.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
+
+namespace halvo {
+
+ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
+                                const std::string& path, std::string& reason) {
+  WorkFiles files;
+  reason = listWorkFiles(folder, files);
+  if (!reason.empty()) {
+    return TOLMENGINE_ERROR_WRITE_FAILURE;
+  }
+  const DescriptorHolder plain(recipients.makePlainFile());
+  if (!plain) {
+    reason = std::string("no file can be made for the plain archive: ") + std::strerror(errno);
+    return TOLMENGINE_ERROR_WRITE_FAILURE;
+  }
+  // The archive's calls want a name: the descriptor's own leads to the file without one.
+  const std::string name = "/proc/self/fd/" + std::to_string(plain.get());
+  if (CZip().Zip(folder, name, "", true) != 0) {
+    reason = "the archive can't be written; is there room in /tmp?";
+    return TOLMENGINE_ERROR_WRITE_FAILURE;
+  }
+  reason = bundleProblem(plain.get(), folder, files);
+  if (!reason.empty()) {
+    return TOLMENGINE_ERROR_WRITE_FAILURE;
+  }
+  const DescriptorHolder cipher(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+  if (!cipher) {
+    reason = std::string("the bundle can't be opened: ") + std::strerror(errno);
+    return TOLMENGINE_ERROR_WRITE_FAILURE;
+  }
+  reason = recipients.encrypt(plain.get(), cipher.get());
+  return reason.empty() ? 0 : TOLMENGINE_ERROR_WRITE_FAILURE;
+}
+
+}  // namespace halvo

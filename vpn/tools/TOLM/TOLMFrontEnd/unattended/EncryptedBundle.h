@@ -1,0 +1,19 @@
+// The archive writer of a run whose bundle is encrypted to public keys.
+
+#pragma once
+
+#include <string>
+
+#include "vpn/Common/Diagnostics/ResultCodes.h"
+
+namespace halvo {
+
+class Recipients;
+
+// Packs everything below `folder` and writes it, encrypted, to the empty file at `path`. The plain archive
+// lies in a file without a name, in a folder of this user alone, and is looked at before it is encrypted.
+// TOLMENGINE_ERROR_WRITE_FAILURE with a reason where anything failed.
+[[nodiscard]] ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
+                                              const std::string& path, std::string& reason);
+
+}  // namespace halvo

@@ -1,0 +1,320 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/RunStatus.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "vpn/tools/TOLM/TOLMAuthoring/plan/DocumentFolder.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
+
+namespace halvo {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Json = nlohmann::ordered_json;
+
+// Raised when a reader of the old form could misread the new one.
+constexpr int kFormat = 1;
+
+Json textOrNull(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
+}
+
+std::string codeText(ResultCode code) {
+  char hex[16];
+  std::snprintf(hex, sizeof(hex), "0x%.8X", static_cast<unsigned>(code));
+  return hex;
+}
+
+// The machine, as far as a selection needs it: which files there are is seen by the run itself.
+class SelectionHost : public PlanHost {
+ public:
+  ResultCode findAll(std::string /*folder*/, std::string /*pattern*/,
+                     std::list<helperUtil::FileFindEntry>& /*entries*/) override {
+    return 0;
+  }
+  ResultCode findNewest(const std::string& /*folder*/, const std::string& /*pattern*/,
+                        helperUtil::NewestFile& /*newest*/) override {
+    return 0;
+  }
+  std::string readProblem(const std::string& /*path*/) override { return ""; }
+  ResultCode logLocations(const std::string& /*file*/, std::vector<std::string>& /*locations*/) override {
+    return 0;
+  }
+};
+
+// What a path in the work folder stands for: itself, or every file of a folder.
+std::vector<FileDigest> digestsBelow(const std::string& path, const std::string& root) {
+  std::vector<FileDigest> digests;
+  std::error_code error;
+  const auto add = [&](const std::string& file) {
+    FileDigest digest = digestFile(file);
+    digest.path = file.substr(std::min(file.size(), root.size() + 1));
+    digests.push_back(std::move(digest));
+  };
+  const fs::file_status status = fs::symlink_status(path, error);
+  if (fs::is_regular_file(status)) {
+    add(path);
+  } else if (fs::is_directory(status)) {
+    for (fs::recursive_directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
+      std::error_code ignored;
+      if (fs::is_regular_file(at->symlink_status(ignored))) {
+        add(at->path().string());
+      }
+    }
+  }
+  std::sort(digests.begin(), digests.end(),
+            [](const FileDigest& a, const FileDigest& b) { return a.path < b.path; });
+  return digests;
+}
+
+}  // namespace
+
+// One row of the status: an id in a document, with all that came of it.
+struct RunStatus::Item {
+  std::string id;
+  std::string description;
+  Selection selection = Selection::kNotDefault;
+  bool hasInstructions = false;
+  std::vector<const FileDigest*> stored;
+  std::vector<const RunRecord::Omitted*> omitted;
+  std::vector<const RunRecord::Command*> commands;
+
+  [[nodiscard]] bool isCutOff() const {
+    return std::any_of(commands.begin(), commands.end(),
+                       [](const RunRecord::Command* command) { return command->overTime; });
+  }
+  // A stable word.
+  [[nodiscard]] const char* outcome() const {
+    if (!isSelected(selection)) {
+      return "left-out";
+    }
+    if (!hasInstructions) {
+      return "not-for-this-system";
+    }
+    if (stored.empty()) {
+      return "missing";
+    }
+    return omitted.empty() && !isCutOff() ? "gathered" : "partial";
+  }
+  [[nodiscard]] bool isMissing() const {
+    const std::string word = outcome();
+    return word == "missing" || word == "partial";
+  }
+};
+
+RunStatus::RunStatus(const std::string& requestPath, const std::string& configFolder)
+    : m_strRequest(requestPath), m_Begin(std::time(nullptr)) {
+  const DocumentFolder folder(configFolder.empty() ? helperUtil::defaultConfigFolder() : configFolder);
+  LoadedDocument request;
+  if (!requestPath.empty()) {
+    request = loadDocument(requestPath);
+  }
+  SelectionHost host;
+  m_Plan = buildPlan(folder.sources(), request.document, host);
+  for (const PlannedDocument& document : m_Plan.documents) {
+    m_Documents.push_back(digestFile(document.path));
+  }
+  setRunRecord(&m_Record);
+}
+
+RunStatus::~RunStatus() {
+  setRunRecord(nullptr);
+}
+
+CollectSettings::FolderStep RunStatus::digestStep() {
+  return [this](const std::string& folder, std::string& /*reason*/) -> ResultCode {
+    digestFolder(folder);
+    return 0;
+  };
+}
+
+void RunStatus::digestFolder(const std::string& folder) {
+  for (const RunRecord::Document& document : m_Record.documents) {
+    for (const RunRecord::Stored& stored : document.stored) {
+      if (m_Digests.count(stored.path) == 0) {
+        m_Digests.emplace(stored.path,
+                          digestsBelow(fs::path(stored.path).lexically_normal().string(), folder));
+      }
+    }
+  }
+}
+
+std::vector<std::vector<RunStatus::Item>> RunStatus::items() const {
+  std::vector<std::vector<Item>> documents;
+  // The run has a record for each document that can be parsed, in the plan's order.
+  std::size_t ran = 0;
+  for (const PlannedDocument& planned : m_Plan.documents) {
+    std::vector<Item> items;
+    std::map<std::string, std::size_t> places;
+    const auto itemOf = [&](const std::string& id) -> Item& {
+      const auto [place, isNew] = places.emplace(id, items.size());
+      if (isNew) {
+        items.emplace_back();
+        items.back().id = id;
+        // The comment of a request and what else no document has asked for.
+        items.back().selection = Selection::kRequested;
+        items.back().hasInstructions = true;
+      }
+      return items[place->second];
+    };
+    for (const PlannedItem& item : planned.items) {
+      // Several items of one id are one row: what was gathered bears no more than the id.
+      if (places.count(item.id) != 0) {
+        Item& known = itemOf(item.id);
+        known.hasInstructions = known.hasInstructions || item.hasOs;
+        if (!isSelected(known.selection)) {
+          known.selection = item.selection;
+        }
+        continue;
+      }
+      Item& row = itemOf(item.id);
+      row.description = item.description;
+      row.selection = item.selection;
+      row.hasInstructions = item.hasOs;
+    }
+    if (planned.parsed && ran < m_Record.documents.size()) {
+      const RunRecord::Document& record = m_Record.documents[ran];
+      std::set<std::pair<std::string, std::string>> seen;
+      for (const RunRecord::Stored& stored : record.stored) {
+        const auto found = m_Digests.find(stored.path);
+        // Two commands of one program share a file, which is one file of the item.
+        if (found == m_Digests.end() || !seen.emplace(stored.id, stored.path).second) {
+          continue;
+        }
+        Item& item = itemOf(stored.id);
+        for (const FileDigest& digest : found->second) {
+          item.stored.push_back(&digest);
+        }
+      }
+      for (const RunRecord::Omitted& omitted : record.omitted) {
+        itemOf(omitted.id).omitted.push_back(&omitted);
+      }
+      for (const RunRecord::Command& command : m_Record.commands) {
+        if (command.document == ran) {
+          itemOf(command.id).commands.push_back(&command);
+        }
+      }
+    }
+    ran += planned.parsed ? 1 : 0;
+    documents.push_back(std::move(items));
+  }
+  return documents;
+}
+
+bool RunStatus::isIncomplete(const RunOutcome& outcome) const {
+  if (outcome.lostCount > 0 || outcome.unreadableCount > 0 || !m_Plan.unmatchedIds.empty()) {
+    return true;
+  }
+  for (const PlannedDocument& document : m_Plan.documents) {
+    if (!document.parsed) {
+      return true;
+    }
+  }
+  for (const std::vector<Item>& document : items()) {
+    if (std::any_of(document.begin(), document.end(), [](const Item& item) { return item.isMissing(); })) {
+      return true;
+    }
+  }
+  return false;
+}
+
+namespace {
+
+Json fileJson(const FileDigest& file) {
+  return {{"name", file.path}, {"bytes", file.bytes}, {"sha256", textOrNull(file.sha256)}};
+}
+
+Json commandJson(const RunRecord::Command& command) {
+  return {{"line", command.line},
+          {"exit_status", command.exitStatus ? Json(*command.exitStatus) : Json()},
+          {"seconds", command.seconds},
+          {"bytes", command.bytes},
+          {"ended_by_limit", command.overTime}};
+}
+
+Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recipients) {
+  if (outcome.code != 0) {
+    return {};
+  }
+  const FileDigest digest = digestFile(outcome.bundlePath);
+  return {{"path", outcome.bundlePath},
+          {"bytes", digest.bytes},
+          {"sha256", textOrNull(digest.sha256)},
+          {"entries", outcome.files},
+          {"recipients", recipients}};
+}
+
+}  // namespace
+
+std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::string>& recipients) const {
+  Json documents = Json::array();
+  Json items = Json::array();
+  Json notes = Json::array();
+  const std::vector<std::vector<Item>> rows = this->items();
+  for (std::size_t i = 0; i < m_Plan.documents.size(); ++i) {
+    const PlannedDocument& document = m_Plan.documents[i];
+    documents.push_back({{"path", document.path},
+                         {"title", document.parsed ? Json(document.title) : Json()},
+                         {"sha256", textOrNull(m_Documents[i].sha256)},
+                         {"parsed", document.parsed}});
+    for (const Item& item : rows[i]) {
+      Json files = Json::array();
+      for (const FileDigest* file : item.stored) {
+        files.push_back(fileJson(*file));
+      }
+      Json omitted = Json::array();
+      for (const RunRecord::Omitted* omission : item.omitted) {
+        omitted.push_back({{"file", omission->file}, {"reason", omission->reason}});
+      }
+      Json commands = Json::array();
+      for (const RunRecord::Command* command : item.commands) {
+        commands.push_back(commandJson(*command));
+      }
+      items.push_back({{"id", item.id},
+                       {"document", document.path},
+                       {"description", item.description},
+                       {"outcome", item.outcome()},
+                       {"reason", selectionName(item.selection)},
+                       {"files", std::move(files)},
+                       {"omitted", std::move(omitted)},
+                       {"commands", std::move(commands)}});
+    }
+  }
+  for (const RunRecord::Document& document : m_Record.documents) {
+    for (const std::string& note : document.notes) {
+      notes.push_back(note);
+    }
+  }
+  const bool failed = outcome.code != 0;
+  const Json json = {
+      {"format", kFormat},
+      {"version", TOLM_VERSION},
+      {"host", hostName()},
+      {"start", utcText(m_Begin)},
+      {"end", utcText(std::time(nullptr))},
+      {"seconds", outcome.seconds},
+      {"mode", m_strRequest.empty() ? "default" : "request"},
+      {"request", textOrNull(m_strRequest)},
+      {"code", codeText(outcome.code)},
+      {"text", failed ? Json(outcome.text) : Json()},
+      {"reason", textOrNull(outcome.reason)},
+      {"incomplete", failed || isIncomplete(outcome)},
+      {"unmatched_ids", m_Plan.unmatchedIds},
+      {"documents", std::move(documents)},
+      {"items", std::move(items)},
+      {"notes", std::move(notes)},
+      {"cut_short", outcome.lost},
+      {"unreadable", outcome.unreadable},
+      {"bundle", bundleJson(outcome, recipients)},
+  };
+  // Names and outputs may hold any byte; what isn't UTF-8 is replaced.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace halvo

@@ -1,0 +1,68 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/SinceTime.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace halvo {
+
+namespace {
+
+constexpr char kHint[] = "a time is 2026-11-21, 2026-11-21T13:00:00, or a span before now such as 12h or 2d";
+constexpr int kMostSpan = 100000;
+
+bool readSpan(const std::string& given, std::time_t now, std::time_t& time) {
+  int count = 0;
+  char unit = 0;
+  int used = 0;
+  if (std::sscanf(given.c_str(), "%6d%c%n", &count, &unit, &used) != 2 ||
+      used != static_cast<int>(given.size()) || count < 0 || count > kMostSpan) {
+    return false;
+  }
+  const std::time_t seconds = unit == 'm'   ? 60
+                              : unit == 'h' ? 3600
+                              : unit == 'd' ? 86400
+                              : unit == 'w' ? 7 * 86400
+                                            : 0;
+  time = now - static_cast<std::time_t>(count) * seconds;
+  return seconds != 0;
+}
+
+bool readDate(std::string given, std::time_t& time) {
+  const bool utc = !given.empty() && given.back() == 'Z';
+  if (utc) {
+    given.pop_back();
+  }
+  // A date alone, with a time, with seconds: whatever is read has to be all that there is.
+  std::tm parts = {};
+  for (const char* format :
+       {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"}) {
+    parts = {};
+    const char* const end = strptime(given.c_str(), format, &parts);
+    if (end == nullptr || *end != '\0') {
+      continue;
+    }
+    const std::tm wanted = parts;
+    parts.tm_isdst = -1;
+    time = utc ? timegm(&parts) : mktime(&parts);
+    // 30 February would be taken for a day in March.
+    return parts.tm_mday == wanted.tm_mday && parts.tm_mon == wanted.tm_mon;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string readSinceTime(const std::string& given, std::time_t now, std::string& text) {
+  std::time_t time = 0;
+  if (!readSpan(given, now, time) && !readDate(given, time)) {
+    return kHint;
+  }
+  std::tm parts = {};
+  localtime_r(&time, &parts);
+  char out[64] = "";
+  static_cast<void>(std::strftime(out, sizeof(out), "%Y-%m-%d %H:%M:%S", &parts));
+  text = out;
+  return "";
+}
+
+}  // namespace halvo
