@@ -7,6 +7,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
+#include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
@@ -30,17 +31,19 @@ class CollectCommand : public ICommand {
     app.add_option("--request", m_strRequest,
                    "A request document: gather the items that it names instead of the default ones")
         ->type_name("FILE");
-    app.add_option("--bundle", m_strBundle,
-                   "Where to write the bundle; .zip is put behind a name that doesn't end so "
-                   "(default: $HOME/Desktop/TOLMBundle_MMDD_HHMM.zip)")
-        ->type_name("FILE");
+    CLI::Option* const bundle =
+        app.add_option("--bundle", m_strBundle,
+                       "Where to write the bundle; .zip is put behind a name that doesn't end so "
+                       "(default: $HOME/Desktop/TOLMBundle_MMDD_HHMM.zip)")
+            ->type_name("FILE");
     CLI::Option* const file =
         app.add_option("--password-file", m_strPasswordFile,
                        "Encrypt the bundle with the first line of this file, up to 1024 bytes")
             ->type_name("FILE");
-    app.add_flag("--ask-password", m_bAskPassword,
-                 "Encrypt the bundle with a password that is asked for twice on the terminal")
-        ->excludes(file);
+    CLI::Option* const ask =
+        app.add_flag("--ask-password", m_bAskPassword,
+                     "Encrypt the bundle with a password that is asked for twice on the terminal")
+            ->excludes(file);
     app.add_option("--command-timeout", m_nCommandTimeout,
                    "End a command, with all that it has started, that runs for longer than this; what it has "
                    "printed is kept (default: no limit)")
@@ -48,10 +51,15 @@ class CollectCommand : public ICommand {
         ->type_name("SECONDS");
     app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
     app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
+    m_Unattended.addOptions(app, bundle, {file, ask});
   }
 
   [[nodiscard]] int run() override {
     CollectSettings settings;
+    if (const std::string problem = m_Unattended.usageProblem(); !problem.empty()) {
+      return usageFailure(problem);
+    }
+    const bool silent = m_bQuiet || m_Unattended.statusOnOutput();
     if (m_bAskPassword || !m_strPasswordFile.empty()) {
       PasswordResult result = m_bAskPassword ? askPassword() : readPasswordFile(m_strPasswordFile);
       if (!result.error.empty()) {
@@ -64,27 +72,32 @@ class CollectCommand : public ICommand {
     settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
     settings.keepOlderBundle = m_strBundle.empty();
     settings.wait = m_bWait;
-    settings.quiet = m_bQuiet;
+    // A command's own output would stand in the status's way.
+    settings.quiet = silent;
     settings.commandTimeoutSeconds = m_nCommandTimeout;
     if (!m_bQuiet) {
       settings.tell = printRemark;
     }
-    setConsoleMode(m_bQuiet ? 0 : 1);
+    setConsoleMode(silent ? 0 : 1);
     outliveReader();
-    const RunOutcome outcome = CollectRun(std::move(settings)).run();
+    RunOutcome outcome = m_Unattended.prepare(settings);
+    if (outcome.code == 0) {
+      outcome = CollectRun(std::move(settings)).run();
+    }
     if (outcome.code != 0) {
       printError(failureLine(outcome));
-      return kExitFailure;
+      return m_Unattended.report(outcome, kExitFailure);
     }
     if (!m_bQuiet || !outcome.isWhole()) {
       for (const std::string& line : lossLines(outcome)) {
         printError(line);
       }
     }
-    if (!m_bQuiet) {
+    if (!silent) {
       std::printf("Bundle: %s\n", withoutControls(outcome.bundlePath).c_str());
     }
-    return finishOutput(outcome.isWhole() ? kExitSuccess : kExitFailure);
+    const int status = finishOutput(outcome.isWhole() ? kExitSuccess : kExitFailure);
+    return m_Unattended.report(outcome, status);
   }
 
  private:
@@ -95,6 +108,7 @@ class CollectCommand : public ICommand {
   bool m_bAskPassword = false;
   bool m_bWait = false;
   bool m_bQuiet = false;
+  UnattendedOptions m_Unattended;
 };
 
 }  // namespace

@@ -64,12 +64,12 @@ std::string bundlePlaceProblem(const std::string& path) {
   return "";
 }
 
-std::string freeBundlePath(const std::string& path) {
+std::string freeBundlePath(const std::string& path, const std::string& ending) {
   const std::string zip = TOLMEngine::zipPath(path);
   const std::string stem = zip.substr(0, zip.size() - std::strlen(".zip"));
   std::string candidate = zip;
   struct stat data;
-  for (int number = 2; number < kMostNames && lstat(candidate.c_str(), &data) == 0; ++number) {
+  for (int number = 2; number < kMostNames && lstat((candidate + ending).c_str(), &data) == 0; ++number) {
     candidate = stem + "_" + std::to_string(number) + ".zip";
   }
   return candidate;

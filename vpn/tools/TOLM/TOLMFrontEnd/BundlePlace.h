@@ -15,8 +15,9 @@ namespace halvo {
 // with ".zip" behind it: "/dev/stdout" doesn't mean a file "/dev/stdout.zip".
 std::string bundlePlaceProblem(const std::string& path);
 
-// `path`, or the first of path_2, path_3 ... (ahead of ".zip") of which there is none yet.
-std::string freeBundlePath(const std::string& path);
+// `path`, or the first of path_2, path_3 ... (ahead of ".zip") of which there is none yet, with `ending`
+// behind.
+std::string freeBundlePath(const std::string& path, const std::string& ending = "");
 
 // The folder that `path` lies in, with a "/" at its end: "./" for a bare name.
 std::string folderOf(const std::string& path);

@@ -166,7 +166,7 @@ std::string CollectRun::configFolder() const {
 
 RunOutcome CollectRun::run() {
   if (m_Settings.keepOlderBundle) {
-    m_Settings.bundlePath = freeBundlePath(m_Settings.bundlePath);
+    m_Settings.bundlePath = freeBundlePath(m_Settings.bundlePath, m_Settings.bundleEnding);
   }
   logBegin(m_Settings, "collect run", m_Settings.requestPath, configFolder(), m_Settings.bundlePath);
   return makeTimed([this] { return makeRun(); });
@@ -250,7 +250,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
             return rc;
           }
         }
-        return bundle.make(folder, path);
+        return bundle.make(folder, path + m_Settings.bundleEnding);
       });
 
   RunOutcome outcome;
@@ -265,7 +265,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   outcome.text = outcome.code == TOLMENGINE_ERROR_MEMALLOC_FAILED && engine.failureText().empty()
                      ? kNoMemory
                      : engine.failureText();
-  outcome.bundlePath = engine.bundlePath();
+  outcome.bundlePath = engine.bundlePath() + m_Settings.bundleEnding;
   if (outcome.code != 0) {
     outcome.reason = stepReason.empty() ? bundle.reason() : stepReason;
     return outcome;

@@ -60,6 +60,8 @@ struct CollectSettings : RunSettings {
   using ArchiveWriter = std::function<ResultCode(const std::string& folder, const std::string& path,
                                                  const std::string& password, std::string& reason)>;
   ArchiveWriter archiveWriter;
+  // Stands behind the bundle's ".zip", as another writer's result wants it.
+  std::string bundleEnding;
 };
 
 // How a run ended.

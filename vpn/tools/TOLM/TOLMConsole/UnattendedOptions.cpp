@@ -1,0 +1,184 @@
+#include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/tools/TOLM/TOLMConsole/Command.h"
+#include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/EncryptedBundle.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/IdlePriority.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/RunStatus.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/SinceTime.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr char kEncrypted[] = ".gpg";
+
+bool writeAll(int file, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t count = write(file, text.data() + done, text.size() - done);
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      return false;
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+}  // namespace
+
+UnattendedOptions::UnattendedOptions() = default;
+UnattendedOptions::~UnattendedOptions() = default;
+
+void UnattendedOptions::addOptions(CLI::App& app, CLI::Option* bundle,
+                                   const std::vector<CLI::Option*>& passwords) {
+  CLI::Option* const folder =
+      app.add_option("--output-dir", m_strOutputDir,
+                     "Write the bundle to this folder, as "
+                     "HOST_YYYYMMDDTHHMMSSZ[_LABEL].zip, and replace none that is there")
+          ->type_name("DIR")
+          ->excludes(bundle);
+  app.add_option("--label", m_strLabel, "A word for the name of a bundle in --output-dir")
+      ->type_name("TEXT")
+      ->needs(folder);
+  CLI::Option* const recipient =
+      app.add_option(
+             "--recipient", m_Keys,
+             "Encrypt the bundle to this public key, and put .gpg behind its name; may be given again. "
+             "A file, or a fingerprint in your keyring")
+          ->type_name("KEY")
+          ->expected(1)
+          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  for (CLI::Option* const password : passwords) {
+    recipient->excludes(password);
+  }
+  app.add_option("--since", m_strSince,
+                 "Have commands gather what happened since then: 2026-11-21, 2026-11-21T13:00:00, or a span "
+                 "before now such as 12h or 2d; they read it in TOLM_SINCE")
+      ->type_name("TIME");
+  app.add_option("--status-json", m_strStatus,
+                 "Write what was gathered, and what not, to this file as JSON; \"-\" for standard output")
+      ->type_name("FILE");
+  app.add_flag("--fail-incomplete", m_bFailIncomplete,
+               "End with status 3 where something that was wanted isn't in the bundle");
+  app.add_flag("--nice", m_bNice, "Give way to everything else on the machine");
+}
+
+std::string UnattendedOptions::usageProblem() const {
+  if (!m_strLabel.empty()) {
+    if (const std::string problem = labelProblem(m_strLabel); !problem.empty()) {
+      return "--label: " + problem;
+    }
+  }
+  std::string unused;
+  if (!m_strSince.empty()) {
+    if (const std::string problem = readSinceTime(m_strSince, std::time(nullptr), unused); !problem.empty()) {
+      return "--since: " + problem;
+    }
+  }
+  struct stat data;
+  if (!m_strOutputDir.empty() && (stat(m_strOutputDir.c_str(), &data) != 0 || !S_ISDIR(data.st_mode))) {
+    return "--output-dir: \"" + m_strOutputDir + "\" is no folder";
+  }
+  return "";
+}
+
+RunOutcome UnattendedOptions::prepare(CollectSettings& settings) {
+  if (m_bNice) {
+    takeIdlePriority();
+  }
+  if (std::string text; !m_strSince.empty() && readSinceTime(m_strSince, std::time(nullptr), text).empty()) {
+    setenv("TOLM_SINCE", text.c_str(), 1);
+  }
+  if (!m_strOutputDir.empty()) {
+    settings.bundlePath =
+        m_strOutputDir + "/" + unattendedBundleName(hostName(), std::time(nullptr), m_strLabel);
+    settings.keepOlderBundle = true;
+  }
+  if (m_bFailIncomplete || !m_strStatus.empty()) {
+    m_pStatus = std::make_unique<RunStatus>(settings.requestPath, settings.configFolder);
+    settings.folderSteps.push_back(m_pStatus->digestStep());
+  }
+  RunOutcome outcome;
+  if (!m_Keys.empty()) {
+    m_pRecipients = std::make_unique<Recipients>();
+    if (const std::string problem = m_pRecipients->open(m_Keys); !problem.empty()) {
+      outcome.code = TOLMENGINE_ERROR_WRITE_FAILURE;
+      outcome.text = "the bundle can't be encrypted, and nothing was run";
+      outcome.reason = problem;
+      return outcome;
+    }
+    // Given with its ending, the name has it once.
+    const std::size_t size = settings.bundlePath.size();
+    const std::size_t ending = sizeof(kEncrypted) - 1;
+    if (size > ending && settings.bundlePath.compare(size - ending, ending, kEncrypted) == 0) {
+      settings.bundlePath.erase(size - ending);
+    }
+    settings.bundleEnding = kEncrypted;
+    settings.archiveWriter = [this](const std::string& folder, const std::string& path,
+                                    const std::string& /*password*/, std::string& reason) {
+      return writeEncryptedBundle(*m_pRecipients, folder, path, reason);
+    };
+  }
+  return outcome;
+}
+
+bool UnattendedOptions::writeStatus(const std::string& text) const {
+  if (statusOnOutput()) {
+    std::fflush(stdout);
+    return writeAll(STDOUT_FILENO, text);
+  }
+  // A reader meets the old one or the whole new one. A pipe or a device is written to as it is.
+  struct stat data;
+  if (stat(m_strStatus.c_str(), &data) == 0 && !S_ISREG(data.st_mode)) {
+    const DescriptorHolder device(open(m_strStatus.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    return device && writeAll(device.get(), text);
+  }
+  std::string beside = m_strStatus + ".XXXXXX";
+  const DescriptorHolder file(mkostemp(beside.data(), O_CLOEXEC));
+  if (!file) {
+    return false;
+  }
+  if (writeAll(file.get(), text) && fsync(file.get()) == 0 &&
+      rename(beside.c_str(), m_strStatus.c_str()) == 0) {
+    return true;
+  }
+  const int error = errno;
+  unlink(beside.c_str());
+  errno = error;
+  return false;
+}
+
+int UnattendedOptions::report(const RunOutcome& outcome, int status) const {
+  if (!m_strStatus.empty() && m_pStatus) {
+    const std::vector<std::string> keys =
+        m_pRecipients ? m_pRecipients->fingerprints() : std::vector<std::string>();
+    if (!writeStatus(m_pStatus->json(outcome, keys))) {
+      printError("the status can't be written to \"" + m_strStatus + "\": " + std::strerror(errno));
+      return kExitFailure;
+    }
+  }
+  if (status == kExitSuccess && m_bFailIncomplete && m_pStatus && m_pStatus->isIncomplete(outcome)) {
+    return kExitIncomplete;
+  }
+  return status;
+}
+
+}  // namespace halvo

@@ -1,0 +1,64 @@
+// UnattendedOptions: the options of `collect` for runs that nobody stands in front of, and what they mean.
+//
+// Serves one command line: declares its options, prepares the settings of the run, and tells the outcome
+// in the forms that were asked for. Lives as long as the run. Used on the main thread.
+
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace halvo {
+
+class Recipients;
+class RunStatus;
+
+class UnattendedOptions {
+ public:
+  UnattendedOptions();
+  ~UnattendedOptions();
+  UnattendedOptions(const UnattendedOptions&) = delete;
+  UnattendedOptions& operator=(const UnattendedOptions&) = delete;
+
+  // `bundle` and `passwords` are the options that don't go together with some of these.
+  void addOptions(CLI::App& app, CLI::Option* bundle, const std::vector<CLI::Option*>& passwords);
+
+  // After a command line without faults, before anything is asked or run: what is wrong with it; empty if
+  // nothing is.
+  [[nodiscard]] std::string usageProblem() const;
+
+  // Standard output belongs to the status.
+  [[nodiscard]] bool statusOnOutput() const { return m_strStatus == "-"; }
+
+  // Completes the settings, takes the priority and finds the keys. Returns an outcome with a code where a
+  // key can't be used: nothing must be run then.
+  [[nodiscard]] RunOutcome prepare(CollectSettings& settings);
+
+  // Writes the status, where one was asked for. Returns the exit status: `status`, kExitIncomplete for a
+  // run that is not what --fail-incomplete wants, or a failure, told, where the status can't be written.
+  [[nodiscard]] int report(const RunOutcome& outcome, int status) const;
+
+ private:
+  [[nodiscard]] bool writeStatus(const std::string& text) const;
+
+  std::string m_strOutputDir;
+  std::string m_strLabel;
+  std::string m_strStatus;
+  std::string m_strSince;
+  std::vector<std::string> m_Keys;
+  bool m_bFailIncomplete = false;
+  bool m_bNice = false;
+
+  std::unique_ptr<Recipients> m_pRecipients;
+  std::unique_ptr<RunStatus> m_pStatus;
+};
+
+}  // namespace halvo
