@@ -1,0 +1,396 @@
+"""Runs that nobody stands in front of: names, the status, bundles to public keys.
+
+Runs in a mount namespace of its own, with an empty /opt and /tmp.
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import stat
+import subprocess
+import sys
+import unittest
+import zipfile
+
+import jsonschema
+
+import support
+from support import SOURCE, TMTOLM, run
+
+CONFIG = pathlib.Path("/opt/halvo/tessarmont/tolm/xml/config")
+PLACE = pathlib.Path("/tmp/place")
+RANDOM_RUNS = int(os.environ.get("TOLM_RANDOM_RUNS", "1000"))
+
+SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
+
+DOCUMENT = """<config><configure><title>Logs</title></configure>
+<file id="logs"><description>Logs</description><default>true</default><tolm><os opsys="linux">
+<file_copy_action><action><loc>/tmp/place/source/*.log</loc></action></file_copy_action>
+</os></tolm></file></config>"""
+
+COMMAND = """<config><configure><title>Out</title></configure>
+<file id="out"><description>Output</description><default>true</default><tolm><os opsys="linux">
+<use_extern_action><action><args>{}</args><stdout/></action></use_extern_action>
+</os></tolm></file></config>"""
+
+
+def collect(*arguments, check=None, timeout=60, env=None):
+    result = run([TMTOLM, "collect", *arguments], check=False, timeout=timeout, stderr=subprocess.PIPE,
+                 env=dict(os.environ, **(env or {})))
+    if check is not None and result.returncode != check:
+        raise AssertionError(f"collect ended with {result.returncode}: {result.stdout}{result.stderr}")
+    return result
+
+
+def status_of(result):
+    status = json.loads(result.stdout)
+    jsonschema.validate(status, SCHEMA)
+    return status
+
+
+class UnattendedCase(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        for folder in (CONFIG, PLACE):
+            shutil.rmtree(folder, ignore_errors=True)
+            folder.mkdir(parents=True)
+        (PLACE / "source").mkdir()
+        (PLACE / "out").mkdir()
+        (PLACE / "source/one.log").write_text("first\n", encoding="utf-8")
+        (CONFIG / "logs.xml").write_text(DOCUMENT, encoding="utf-8")
+
+    def bundles(self):
+        return sorted(path.name for path in (PLACE / "out").iterdir())
+
+
+class OutputDirTest(UnattendedCase):
+    def test_a_bundle_is_named_by_machine_time_and_label(self):
+        collect("--output-dir", PLACE / "out", "--label", "nightly", check=0)
+        self.assertRegex(self.bundles()[0], r"^[\w.-]+_\d{8}T\d{6}Z_nightly\.zip$")
+
+    def test_no_bundle_is_overwritten(self):
+        for _ in range(6):
+            collect("--output-dir", PLACE / "out", check=0)
+        self.assertEqual(len(self.bundles()), 6)
+
+    def test_a_folder_that_is_missing_is_wrong_usage(self):
+        collect("--output-dir", PLACE / "nowhere", check=2)
+
+    def test_a_label_cannot_leave_the_folder(self):
+        collect("--output-dir", PLACE / "out", "--label", "../x", check=2)
+        self.assertEqual(self.bundles(), [])
+
+    def test_the_bundle_is_its_users_alone(self):
+        collect("--output-dir", PLACE / "out", check=0)
+        self.assertEqual(stat.S_IMODE((PLACE / "out" / self.bundles()[0]).stat().st_mode), 0o600)
+
+
+class StatusTest(UnattendedCase):
+    def test_a_status_on_standard_output_stands_there_alone(self):
+        result = collect("--output-dir", PLACE / "out", "--status-json", "-", check=0)
+        status = status_of(result)
+        self.assertEqual(status["code"], "0x00000000")
+        self.assertFalse(status["incomplete"])
+
+    def test_a_command_that_prints_is_not_in_the_statuss_way(self):
+        (CONFIG / "run.xml").write_text(COMMAND.format("echo out; echo err &gt;&amp;2; exit 7"), encoding="utf-8")
+        status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", check=0))
+        command = [item for item in status["items"] if item["id"] == "out"][0]["commands"][0]
+        self.assertEqual((command["exit_status"], command["bytes"]), (7, 4))
+
+    def test_a_status_file_appears_whole_and_for_its_user_alone(self):
+        path = PLACE / "status.json"
+        path.write_text("old", encoding="utf-8")
+        collect("--output-dir", PLACE / "out", "--status-json", path, check=0)
+        jsonschema.validate(json.loads(path.read_text(encoding="utf-8")), SCHEMA)
+        self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
+        self.assertEqual([p.name for p in PLACE.glob("status.json*")], ["status.json"])
+
+    def test_a_status_that_cannot_be_written_is_a_failure(self):
+        result = collect("--output-dir", PLACE / "out", "--status-json", "/dev/full", check=1)
+        self.assertIn("the status can't be written", result.stderr)
+
+    def test_the_bundle_is_told_with_its_sum(self):
+        status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", check=0))
+        data = (PLACE / "out" / self.bundles()[0]).read_bytes()
+        self.assertEqual(status["bundle"]["path"], str(PLACE / "out" / self.bundles()[0]))
+        self.assertEqual(status["bundle"]["sha256"], hashlib.sha256(data).hexdigest())
+        self.assertEqual(status["bundle"]["bytes"], len(data))
+
+    def test_a_run_that_fails_has_a_status_too(self):
+        (CONFIG / "logs.xml").write_text("<broken", encoding="utf-8")
+        status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", check=1))
+        self.assertEqual((status["code"], status["bundle"]), ("0xFEAF000A", None))
+        self.assertIn("no valid configuration XML found", status["text"])
+        self.assertTrue(status["incomplete"])
+
+    def test_a_command_that_was_ended_is_told(self):
+        (CONFIG / "run.xml").write_text(COMMAND.format("echo begun; sleep 600"), encoding="utf-8")
+        status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", "--command-timeout", "1",
+                                   check=0))
+        item = [item for item in status["items"] if item["id"] == "out"][0]
+        self.assertTrue(item["commands"][0]["ended_by_limit"])
+        self.assertEqual(item["outcome"], "partial")
+
+    def test_what_is_missing_ends_with_three_where_that_was_asked_for(self):
+        (PLACE / "source/one.log").unlink()
+        collect("--output-dir", PLACE / "out", check=0)
+        collect("--output-dir", PLACE / "out", "--fail-incomplete", check=3)
+
+    def test_a_whole_run_ends_with_zero_where_three_was_asked_for(self):
+        collect("--output-dir", PLACE / "out", "--fail-incomplete", check=0)
+
+    def test_an_unknown_id_of_a_request_is_missing(self):
+        request = PLACE / "request.xml"
+        request.write_text('<request><file id="logs"/><file id="nobody"/></request>', encoding="utf-8")
+        result = collect("--output-dir", PLACE / "out", "--request", request, "--fail-incomplete", "--status-json",
+                         "-", check=3)
+        self.assertEqual(status_of(result)["unmatched_ids"], ["nobody"])
+
+    def test_commands_learn_since_when(self):
+        (CONFIG / "run.xml").write_text(COMMAND.format("echo \"since=$TOLM_SINCE\""), encoding="utf-8")
+        collect("--bundle", PLACE / "b.zip", "--since", "2026-11-20 08:30", check=0)
+        with zipfile.ZipFile(PLACE / "b.zip") as bundle:
+            self.assertIn(b"since=2026-11-20 08:30:00", bundle.read("Out/echo_result.txt"))
+
+    def test_a_time_that_is_none_is_wrong_usage(self):
+        collect("--bundle", PLACE / "b.zip", "--since", "soon", check=2)
+
+    def test_a_nice_run_gives_way(self):
+        (CONFIG / "run.xml").write_text(
+            COMMAND.format("cat /proc/self/stat; ionice -p $$; chrt -p $$"), encoding="utf-8")
+        collect("--bundle", PLACE / "b.zip", "--nice", check=0)
+        with zipfile.ZipFile(PLACE / "b.zip") as bundle:
+            text = bundle.read("Out/cat_result.txt").decode()
+        self.assertIn("\nidle", text)
+        self.assertIn("SCHED_IDLE", text)
+        line = [row for row in text.splitlines() if ") " in row][0]
+        self.assertEqual(line.rsplit(") ", 1)[1].split()[16], "19")
+
+
+class RandomRunsTest(UnattendedCase):
+    """What is told is compared with the plan, the summary and the bundle, over random documents and files."""
+
+    WORDS = ["a", "b.log", "c.txt", "long-name-that-fills-a-column-of-the-summary.log", "\u00e4.log", "d d.log"]
+
+    def item(self, pick, name):
+        actions = []
+        for _ in range(pick.randrange(3)):
+            kind = pick.randrange(4)
+            if kind < 2:
+                pattern = pick.choice(["*", "*.log", "?.txt", "missing*", pick.choice(self.WORDS)])
+                newest = ' gather_newest="true"' if pick.random() < 0.2 else ""
+                actions.append(f"<file_copy_action><action><loc{newest}>/tmp/place/source/{pattern}</loc></action>"
+                               "</file_copy_action>")
+            elif kind == 2:
+                line = pick.choice(["echo text", "true", "false", "nowhere-to-be-found", f"exit {pick.randrange(256)}"])
+                actions.append(f"<use_extern_action><action><args>{line}</args><stdout/></action></use_extern_action>")
+            else:
+                actions.append("<use_extern_action><action><args>touch /tmp/place/made</args>"
+                               "<temp_out>/tmp/place/made</temp_out></action></use_extern_action>")
+        default = pick.choice(["true", "true", "false"])
+        system = pick.choice(["linux", "linux", "linux", "mac"])
+        return (f'<file id="{name}"><description>Item {name}</description><default>{default}</default><tolm>'
+                f'<os opsys="{system}">{"".join(actions)}</os></tolm></file>')
+
+    def build(self, pick):
+        for folder in (CONFIG, PLACE / "source"):
+            shutil.rmtree(folder)
+            folder.mkdir()
+        for word in self.WORDS:
+            if pick.random() < 0.6:
+                (PLACE / "source" / word).write_bytes(pick.randbytes(pick.randrange(300)))
+        if pick.random() < 0.3:
+            (PLACE / "source/folder/deep").mkdir(parents=True)
+            (PLACE / "source/folder/deep/file").write_bytes(b"deep")
+        names = [f"id{number}" for number in range(4)]
+        for number in range(pick.randrange(1, 4)):
+            text = "<broken" if number > 0 and pick.random() < 0.1 else (
+                f"<config><configure><title>T{number}</title></configure>"
+                + "".join(self.item(pick, name) for name in pick.sample(names, pick.randrange(1, 4))) + "</config>")
+            (CONFIG / f"{number}.xml").write_text(text, encoding="utf-8")
+        if pick.random() < 0.4:
+            wanted = pick.sample(names + ["nobody"], pick.randrange(1, 4))
+            (PLACE / "request.xml").write_text(
+                "<request>" + "".join(f'<file id="{name}"/>' for name in wanted) + "</request>", encoding="utf-8")
+            return ["--request", str(PLACE / "request.xml")]
+        return []
+
+    def test_status_plan_summary_and_bundle_tell_the_same(self):
+        pick = random.Random(20261121)
+        kinds = set()
+        for number in range(RANDOM_RUNS):
+            request = self.build(pick)
+            with self.subTest(run=number):
+                plan = json.loads(run([TMTOLM, "plan", "--json", *request]).stdout)
+                bundle = PLACE / "b.zip"
+                bundle.unlink(missing_ok=True)
+                result = collect("--bundle", bundle, "--status-json", "-", *request, check=0)
+                status = status_of(result)
+                self.compare_with_plan(status, plan)
+                self.compare_with_bundle(status, bundle)
+                kinds |= {item["outcome"] for item in status["items"]}
+        # The runs had everything in them that a status can tell.
+        self.assertEqual(kinds, {"gathered", "partial", "missing", "left-out", "not-for-this-system"})
+
+    def compare_with_plan(self, status, plan):
+        self.assertEqual(status["mode"], plan["mode"])
+        self.assertEqual(status["unmatched_ids"], plan["unmatched_ids"])
+        self.assertEqual([(d["path"], d["parsed"], d["title"]) for d in status["documents"]],
+                         [(d["path"], d["parsed"], d["title"]) for d in plan["documents"]])
+        planned = [(d["path"], i["id"], i["selected"], i["reason"]) for d in plan["documents"] for i in d["items"]]
+        told = [(i["document"], i["id"], i["outcome"] != "left-out", i["reason"]) for i in status["items"]]
+        self.assertEqual(told, planned)
+
+    def compare_with_bundle(self, status, path):
+        stored = {}
+        for item in status["items"]:
+            for file in item["files"]:
+                stored[file["name"]] = (file["bytes"], file["sha256"])
+        with zipfile.ZipFile(path) as bundle:
+            # Names are stored as they are, without the mark for UTF-8.
+            entries = {name.encode("cp437").decode(): bundle.read(name) for name in bundle.namelist()}
+        summary = entries.pop("summary.txt").decode()
+        self.assertEqual(status["bundle"]["entries"], len(entries) + 1)
+        # What is stored may lie there for two items; what lies there is told by one at least.
+        told = {name: (len(data), hashlib.sha256(data).hexdigest()) for name, data in entries.items()}
+        self.assertEqual(stored, told)
+        sections = summary.split("=" * 141)[1:]
+        included = sum(len(re.findall(r"^id\d", part.split("Files Omitted")[0], re.M)) for part in sections)
+        omitted = sum(len(re.findall(r"^id\d", part.split("Files Omitted")[1], re.M)) for part in sections
+                      if "Files Omitted" in part)
+        self.assertEqual(sum(len(item["omitted"]) for item in status["items"]), omitted)
+        self.assertGreaterEqual(included, len({(i["id"], f["name"]) for i in status["items"] for f in i["files"]
+                                               if "/folder/" not in f["name"]}))
+
+
+class RecipientTest(UnattendedCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.homes = []
+        cls.reader = cls.make_home("reader")
+        cls.key = cls.make_key("support")
+
+    @classmethod
+    def tearDownClass(cls):
+        for home in cls.homes:
+            run(["gpgconf", "--homedir", home, "--kill", "all"], check=False)
+
+    @classmethod
+    def make_home(cls, name):
+        home = pathlib.Path("/tmp/homes") / name
+        home.mkdir(parents=True, mode=0o700)
+        cls.homes.append(home)
+        return home
+
+    @classmethod
+    def make_key(cls, name, expire="never", more=()):
+        run(["gpg", "--homedir", cls.reader, "--batch", "--quiet", "--passphrase", "", *more,
+             "--quick-generate-key", name, "future-default", "default", expire])
+        path = cls.reader / f"{name}.asc"
+        run(["gpg", "--homedir", cls.reader, "--batch", "--armor", "--output", path, "--export", name])
+        return path
+
+    def nothing_is_left(self):
+        self.assertEqual(self.bundles(), [])
+        left = [path.name for path in pathlib.Path("/tmp").iterdir() if path.name.startswith("TOLM_")]
+        self.assertEqual(left, [])
+
+    def collect(self, *arguments, **options):
+        return collect("--output-dir", PLACE / "out", *arguments, env={"GNUPGHOME": "/tmp/homes/none"}, **options)
+
+    def test_the_holder_of_the_key_opens_the_bundle(self):
+        self.collect("--recipient", self.key, check=0)
+        self.assertRegex(self.bundles()[0], r"\.zip\.gpg$")
+        run(["gpg", "--homedir", self.reader, "--batch", "--quiet", "--output", PLACE / "plain.zip", "--decrypt",
+             PLACE / "out" / self.bundles()[0]])
+        with zipfile.ZipFile(PLACE / "plain.zip") as bundle:
+            self.assertEqual(bundle.read("Logs/one.log"), b"first\n")
+
+    def test_a_fresh_home_does_not_open_it(self):
+        self.collect("--recipient", self.key, check=0)
+        stranger = self.make_home("stranger")
+        result = run(["gpg", "--homedir", stranger, "--batch", "--decrypt", PLACE / "out" / self.bundles()[0]],
+                     check=False)
+        self.assertNotEqual(result.returncode, 0)
+
+    def test_the_status_tells_the_keys(self):
+        status = status_of(self.collect("--recipient", self.key, "--status-json", "-", check=0))
+        self.assertEqual(len(status["bundle"]["recipients"]), 1)
+
+    def test_a_password_and_a_key_are_wrong_usage(self):
+        self.collect("--recipient", self.key, "--password-file", self.key, check=2)
+
+    def test_without_a_key_there_is_no_bundle(self):
+        self.collect("--recipient", "/nowhere.asc", check=1)
+        self.nothing_is_left()
+
+    def test_with_an_expired_key_there_is_no_bundle(self):
+        key = self.make_key("old", "1d", ["--faked-system-time", "20200101T000000"])
+        result = self.collect("--recipient", self.key, "--recipient", key, check=1)
+        self.assertIn("has expired", result.stderr)
+        self.nothing_is_left()
+
+    def test_with_an_unknown_key_there_is_no_bundle(self):
+        self.collect("--recipient", "0123456789ABCDEF0123456789ABCDEF01234567", check=1)
+        self.nothing_is_left()
+
+    def test_when_gpg_is_killed_there_is_no_bundle(self):
+        stand_in = pathlib.Path("/tmp/stand-in")
+        shutil.copy("/usr/bin/gpg", "/tmp/real-gpg")
+        stand_in.write_text('#!/bin/sh\ncase " $* " in *" --encrypt "*) printf half; kill -9 $$;; esac\n'
+                            'exec /tmp/real-gpg "$@"\n', encoding="utf-8")
+        stand_in.chmod(0o755)
+        run(["mount", "--bind", stand_in, "/usr/bin/gpg"])
+        try:
+            result = self.collect("--recipient", self.key, check=1)
+        finally:
+            run(["umount", "/usr/bin/gpg"])
+        self.assertIn("0xFEAF000B", result.stderr)
+        self.nothing_is_left()
+
+    def test_on_a_full_disk_there_is_no_bundle(self):
+        (PLACE / "source/large.log").write_bytes(random.Random(1).randbytes(3 << 20))
+        run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", PLACE / "out"])
+        try:
+            self.collect("--recipient", self.key, check=1)
+            self.nothing_is_left()
+        finally:
+            run(["umount", PLACE / "out"])
+
+    def test_a_run_that_is_killed_leaves_nothing_that_is_plain_beside_the_bundle(self):
+        (CONFIG / "run.xml").write_text(COMMAND.format("sleep 600"), encoding="utf-8")
+        with subprocess.Popen([TMTOLM, "collect", "--quiet", "--output-dir", PLACE / "out", "--recipient", self.key],
+                              env=dict(os.environ, GNUPGHOME="/tmp/homes/none"), start_new_session=True) as child:
+            try:
+                for _ in range(600):
+                    if run(["pgrep", "-g", str(child.pid), "sleep"], check=False).returncode == 0:
+                        break
+                    signal.sigtimedwait([signal.SIGUSR1], 0.05)
+            finally:
+                os.killpg(child.pid, signal.SIGKILL)
+                child.wait(timeout=30)
+        self.assertEqual(self.bundles(), [])
+        # What is left is the work folder and the keys, which are public; both are this user's alone.
+        for left in pathlib.Path("/tmp").glob("TOLM_*"):
+            self.assertEqual(stat.S_IMODE(left.stat().st_mode), 0o700)
+            self.assertEqual(list(left.glob("**/plain*")), [])
+            shutil.rmtree(left)
+
+
+if __name__ == "__main__":
+    if "TOLM_PRIVATE" not in os.environ:
+        if os.geteuid() != 0:
+            sys.exit("The tests need root, for a /opt and a /tmp of their own: sudo ./test --all")
+        os.environ["TOLM_PRIVATE"] = "1"
+        os.environ.setdefault("USER", "root")
+        os.execvp("unshare", ["unshare", "--mount", "sh", "-ec",
+                              "mount --make-rprivate /; mount -t tmpfs tmpfs /opt; "
+                              "mount -t tmpfs -o mode=1777 tmpfs /tmp; exec \"$@\"", "sh", sys.executable, *sys.argv])
+    support.main()
