@@ -1,0 +1,347 @@
+"""The Ansible collection, over real SSH: every host is an sshd on this machine with its own mounts.
+
+Each host has its own port, host key file, /opt, /tmp and home folder, and shares the rest with this machine.
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import re
+import resource
+import shutil
+import socket
+import subprocess
+import sys
+import time
+import unittest
+import zipfile
+
+import jsonschema
+
+import support
+from support import PROGRAMS, SOURCE, WORK, run
+
+COLLECTION = SOURCE / "packaging/ansible/halvo/tessarmont"
+PLACE = WORK / "fleet"
+PORT = int(os.environ.get("TOLM_FLEET_PORT", "22400"))
+
+BROKEN = {"down": "unreachable", "full": "failed", "bare": "failed", "hangs": "failed", "stranger": "unreachable"}
+
+SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
+
+DOCUMENT = """<config><configure><title>Client</title></configure>
+<file id="client-logs"><description>Logs</description><default>true</default><tolm><os opsys="linux">
+<file_copy_action><action><loc>/opt/halvo/tessarmont/log/*.log</loc><clear_log apply="true"/></action></file_copy_action>
+<use_extern_action><action><args>echo $TOLM_SINCE</args><stdout/></action></use_extern_action>
+</os></tolm></file>
+<file id="crash"><description>Crashes</description><default>false</default><tolm><os opsys="linux">
+<file_copy_action><action><loc>/opt/halvo/tessarmont/log/*.crash</loc></action></file_copy_action>
+</os></tolm></file></config>
+"""
+
+HANGING = """<config><configure><title>Hang</title></configure>
+<file id="hang"><description>Hangs</description><default>true</default><tolm><os opsys="linux">
+<use_extern_action><action><args>sleep 3600</args><stdout/></action></use_extern_action>
+</os></tolm></file></config>
+"""
+
+
+class Host:
+    """One sshd in a mount namespace of its own. Ends with the object, and everything in it too."""
+
+    def __init__(self, name, port, key, kind):
+        self.name, self.port = name, port
+        folder = PLACE / "hosts" / name
+        folder.mkdir(parents=True)
+        (folder / "sshd_config").write_text(f"""Port {port}
+ListenAddress 127.0.0.1
+HostKey {key}
+AuthorizedKeysFile {PLACE}/user.pub
+PidFile none
+StrictModes no
+UsePAM no
+PermitRootLogin yes
+PasswordAuthentication no
+MaxStartups 200
+Subsystem sftp internal-sftp
+""", encoding="utf-8")
+        size = "size=64k" if kind == "full" else "size=64m"
+        install = "" if kind == "bare" else f"""
+            mkdir -p /opt/halvo/tessarmont/bin /opt/halvo/tessarmont/log /opt/halvo/tessarmont/tolm/xml/config
+            cp {PROGRAMS}/tmtolm /opt/halvo/tessarmont/bin/
+            cp {PLACE}/client.xml /opt/halvo/tessarmont/tolm/xml/config/
+            echo "log of {name}" >/opt/halvo/tessarmont/log/{name}.log"""
+        hang = f"cp {PLACE}/hang.xml /opt/halvo/tessarmont/tolm/xml/config/" if kind == "hangs" else ""
+        fill = "dd if=/dev/zero of=/tmp/filling bs=1k 2>/dev/null || true" if kind == "full" else ""
+        script = f"""
+            mount --make-rprivate /
+            mount -t tmpfs tmpfs /opt
+            mount -t tmpfs -o mode=1777,{size} tmpfs /tmp
+            mount -t tmpfs -o mode=0700 tmpfs /root
+            mkdir -p /run/sshd
+            {install}
+            {hang}
+            {fill}
+            exec /usr/sbin/sshd -D -e -f {folder}/sshd_config"""
+        with open(folder / "log", "w", encoding="utf-8") as log:
+            self.process = subprocess.Popen(["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc",
+                                             "sh", "-ec", script], stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        for _ in range(200):
+            with socket.socket() as probe:
+                if probe.connect_ex(("127.0.0.1", port)) == 0:
+                    return
+            time.sleep(0.1)
+        raise AssertionError(f"{name} doesn't listen: " + (folder / "log").read_text(encoding="utf-8"))
+
+    def run(self, command):
+        """Runs a command on the host, by SSH."""
+        return run(["ssh", "-p", self.port, "-i", PLACE / "user", "-o", f"UserKnownHostsFile={PLACE}/known_hosts",
+                    "-o", "BatchMode=yes", "root@127.0.0.1", command])
+
+    def end(self):
+        self.process.kill()
+        self.process.wait(timeout=30)
+
+
+def make_place():
+    shutil.rmtree(PLACE, ignore_errors=True)
+    PLACE.mkdir(parents=True)
+    for name in ("user", "host", "other"):
+        run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", PLACE / name])
+    (PLACE / "client.xml").write_text(DOCUMENT, encoding="utf-8")
+    (PLACE / "hang.xml").write_text(HANGING, encoding="utf-8")
+    (PLACE / "ansible.cfg").write_text("", encoding="utf-8")
+    namespace = PLACE / "collections/ansible_collections/halvo"
+    namespace.mkdir(parents=True)
+    (namespace / "tessarmont").symlink_to(COLLECTION)
+
+
+def start_hosts(kinds):
+    """Hosts by name and kind, the inventory and the known keys."""
+    hosts, inventory, known = {}, [], []
+    key = (PLACE / "host.pub").read_text(encoding="utf-8").rsplit(" ", 1)[0]
+    for number, (name, kind) in enumerate(kinds):
+        port = PORT + number
+        if kind != "down":
+            hosts[name] = Host(name, port, PLACE / ("other" if kind == "stranger" else "host"), kind)
+        inventory.append(f"{name} ansible_host=127.0.0.1 ansible_port={port}")
+        known.append(f"[127.0.0.1]:{port} {key}")
+    (PLACE / "inventory").write_text("[all]\n" + "\n".join(inventory) + f"""
+[all:vars]
+ansible_user=root
+ansible_ssh_private_key_file={PLACE}/user
+ansible_python_interpreter=/usr/bin/python3
+ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostKeyChecking=yes
+""", encoding="utf-8")
+    (PLACE / "known_hosts").write_text("\n".join(known) + "\n", encoding="utf-8")
+    return hosts
+
+
+def play(name, *arguments, forks=20, check=None, limit="all", timeout=900, **variables):
+    (PLACE / "variables.json").write_text(json.dumps(dict(tolm_collect_dest=str(PLACE / "bundles"), **variables)),
+                                          encoding="utf-8")
+    environment = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=str(PLACE / "collections"), ANSIBLE_NOCOLOR="1",
+                       ANSIBLE_LOCAL_TEMP=str(PLACE / "local"), ANSIBLE_HOME=str(PLACE / "home"),
+                       ANSIBLE_TIMEOUT="20", ANSIBLE_SSH_CONTROL_PATH_DIR="/tmp/tolm-fleet-cp",
+                       ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=30s",
+                       ANSIBLE_CONFIG=str(PLACE / "ansible.cfg"), LC_ALL="C.UTF-8")
+    result = run(["ansible-playbook", "-i", PLACE / "inventory", "-f", forks, "-l", limit,
+                  "-e", f"@{PLACE}/variables.json", *arguments, f"halvo.tessarmont.{name}"],
+                 env=environment, check=False, timeout=timeout)
+    (PLACE / f"{name}.log").write_text(result.stdout, encoding="utf-8")
+    if check is not None and result.returncode != check:
+        raise AssertionError(f"the play ended with {result.returncode}:\n{result.stdout}")
+    return result
+
+
+def index():
+    told = json.loads((PLACE / "bundles/index.json").read_text(encoding="utf-8"))
+    return {row["host"]: row for row in told["hosts"]}
+
+
+class FleetTest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        make_place()
+        kinds = [(f"good{number:02}", "good") for number in range(15)] + [(kind, kind) for kind in BROKEN]
+        cls.hosts = start_hosts(kinds)
+
+    @classmethod
+    def tearDownClass(cls):
+        for host in cls.hosts.values():
+            host.end()
+
+    def setUp(self):
+        shutil.rmtree(PLACE / "bundles", ignore_errors=True)
+
+    def whole(self, name, row):
+        """A host's bundle and status are there, and are those that it has told."""
+        path = PLACE / "bundles" / row["bundle"]
+        data = path.read_bytes()
+        self.assertEqual((len(data), hashlib.sha256(data).hexdigest()), (row["bytes"], row["sha256"]))
+        status = json.loads((PLACE / "bundles" / name / "status.json").read_text(encoding="utf-8"))
+        jsonschema.validate(status, SCHEMA)
+        self.assertEqual(status["bundle"]["sha256"], row["sha256"])
+
+    def test_exactly_the_broken_hosts_are_told_and_all_others_are_whole(self):
+        result = play("collect", tolm_collect_seconds=30, tolm_collect_command_timeout=0)
+        rows = index()
+        self.assertEqual(set(rows), set(self.hosts) | {"down"})
+        self.assertEqual({name: row["state"] for name, row in rows.items() if row["state"] != "whole"}, BROKEN,
+                         result.stdout)
+        for name, row in rows.items():
+            if name in BROKEN:
+                self.assertIsNone(row["bundle"])
+                self.assertTrue(row["why"], name)
+                continue
+            self.whole(name, row)
+            with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
+                self.assertEqual(bundle.read(f"Client/{name}.log").decode(), f"log of {name}\n")
+        # Why, in words that lead somewhere.
+        self.assertIn("refused", rows["down"]["why"])
+        self.assertRegex(rows["stranger"]["why"], "(?i)host key verification failed|identification has changed")
+        self.assertRegex(rows["full"]["why"], "(?i)space|zip|folder")
+        self.assertRegex(rows["bare"]["why"], "No such file")
+        self.assertRegex(rows["hangs"]["why"], "(?i)within the requested time|timeout")
+        # The table names every host.
+        table = result.stdout[result.stdout.index("HOST  "):]
+        for name in rows:
+            self.assertIn(name, table)
+
+        for name in ("good00", "good14", "hangs"):
+            left = self.hosts[name].run("ls -A /tmp; pgrep -fa '[s]leep 3600' || true").stdout
+            self.assertNotRegex(left, r"tolm_collect_|\.zip|3600", name)
+
+    def test_a_command_that_hangs_is_ended_and_told(self):
+        play("collect", limit="hangs", check=0, tolm_collect_command_timeout=2)
+        row = index()["hangs"]
+        self.assertEqual((row["state"], row["missing"]), ("incomplete", ["hang"]))
+        self.whole("hangs", row)
+
+    def test_a_password_from_the_vault_encrypts_the_bundle(self):
+        (PLACE / "vault-password").write_text("opens the vault\n", encoding="utf-8")
+        secret = PLACE / "secret.yml"
+        secret.write_text("tolm_collect_password: s3cret of many words\n", encoding="utf-8")
+        run(["ansible-vault", "encrypt", "--vault-password-file", PLACE / "vault-password", secret],
+            env=dict(os.environ, ANSIBLE_HOME=str(PLACE / "home"), LC_ALL="C.UTF-8"))
+        self.assertNotIn("s3cret", secret.read_text(encoding="utf-8"))
+        result = play("collect", "-vv", "-e", f"@{secret}", "--vault-password-file", str(PLACE / "vault-password"),
+                      limit="good00:good01", check=0)
+        self.assertNotIn("s3cret", result.stdout)
+        row = index()["good00"]
+        self.whole("good00", row)
+        with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
+            with self.assertRaises(RuntimeError):
+                bundle.read("Client/good00.log")
+            self.assertEqual(bundle.read("Client/good00.log", pwd=b"s3cret of many words"), b"log of good00\n")
+
+    def test_a_public_key_encrypts_the_bundle(self):
+        reader = PLACE / "reader"
+        reader.mkdir(mode=0o700, exist_ok=True)
+        gpg = ["gpg", "--homedir", reader, "--batch", "--quiet", "--passphrase", ""]
+        try:
+            run([*gpg, "--quick-generate-key", "support", "future-default", "default", "never"])
+            run([*gpg, "--armor", "--output", PLACE / "support.asc", "--export", "support"])
+            play("collect", limit="good02", check=0, tolm_collect_recipients=[str(PLACE / "support.asc")])
+            row = index()["good02"]
+            self.assertTrue(row["bundle"].endswith(".zip.gpg"))
+            self.whole("good02", row)
+            run([*gpg, "--output", PLACE / "opened.zip", "--decrypt", PLACE / "bundles" / row["bundle"]])
+        finally:
+            run(["gpgconf", "--homedir", reader, "--kill", "all"], check=False)
+        with zipfile.ZipFile(PLACE / "opened.zip") as bundle:
+            self.assertEqual(bundle.read("Client/good02.log"), b"log of good02\n")
+
+    def test_a_request_and_documents_on_trial_are_taken_along_and_away(self):
+        (PLACE / "request.xml").write_text('<request><file id="trial"/></request>', encoding="utf-8")
+        (PLACE / "new.xml").write_text(DOCUMENT.replace("client-logs", "trial").replace("Client", "Trial"),
+                                       encoding="utf-8")
+        play("collect", limit="good03", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+             tolm_collect_documents=[str(PLACE / "new.xml")], tolm_collect_label="trial",
+             tolm_collect_since="2026-11-20")
+        row = index()["good03"]
+        self.whole("good03", row)
+        self.assertTrue(row["bundle"].endswith("_trial.zip"))
+        with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
+            self.assertIn("Trial/good03.log", bundle.namelist())
+            self.assertNotIn("Client/good03.log", bundle.namelist())
+            self.assertIn(b"2026-11-20 00:00:00", bundle.read("Trial/echo_result.txt"))
+        self.assertEqual(self.hosts["good03"].run("ls /opt/halvo/tessarmont/tolm/xml/config").stdout, "client.xml\n")
+
+    def test_check_mode_plans_and_gathers_nothing(self):
+        play("collect", "--check", limit="good04:hangs", check=0)
+        rows = index()
+        self.assertEqual({row["state"] for name, row in rows.items() if name in ("good04", "hangs")}, {"planned"})
+        plan = json.loads((PLACE / "bundles/good04/plan.json").read_text(encoding="utf-8"))
+        self.assertEqual(plan["documents"][0]["items"][0]["id"], "client-logs")
+        self.assertEqual([path.name for path in (PLACE / "bundles/good04").iterdir()], ["plan.json"])
+
+    def test_logs_are_cleared_once_that_was_confirmed(self):
+        logs = "ls /opt/halvo/tessarmont/log"
+        play("clear", limit="good05", check=2)
+        self.assertEqual(self.hosts["good05"].run(logs).stdout, "good05.log\n")
+        play("clear", limit="good05", check=0, tolm_clear_confirm="delete the logs")
+        self.assertEqual(self.hosts["good05"].run(logs).stdout, "")
+        self.hosts["good05"].run("echo 'log of good05' >/opt/halvo/tessarmont/log/good05.log")
+
+
+class CollectionTest(unittest.TestCase):
+    def test_the_collection_has_nothing_that_its_lint_complains_of(self):
+        tasks = sorted(str(path.relative_to(COLLECTION)) for path in COLLECTION.rglob("*.yml"))
+        self.assertGreater(len(tasks), 10)
+        # The collection's own names are found in an installed one, and nothing is written to a home folder.
+        namespace = WORK / "lint/collections/ansible_collections/halvo"
+        shutil.rmtree(WORK / "lint", ignore_errors=True)
+        namespace.mkdir(parents=True)
+        shutil.copytree(COLLECTION, namespace / "tessarmont")
+        environment = dict(os.environ, HOME=str(WORK / "lint"), LC_ALL="C.UTF-8",
+                           ANSIBLE_COLLECTIONS_PATH=str(WORK / "lint/collections"))
+        result = run(["ansible-lint", "--offline", "--nocolor", "--profile", "production", *tasks],
+                     cwd=namespace / "tessarmont", env=environment, check=False, timeout=300)
+        self.assertEqual(result.returncode, 0, result.stdout)
+
+    def test_the_collection_is_built_by_its_own_tool(self):
+        folder = WORK / "collection"
+        shutil.rmtree(folder, ignore_errors=True)
+        run(["ansible-galaxy", "collection", "build", "--output-path", folder, COLLECTION],
+            env=dict(os.environ, ANSIBLE_HOME=str(WORK / "home"), LC_ALL="C.UTF-8"))
+        self.assertEqual(len(list(folder.glob("halvo-tessarmont-*.tar.gz"))), 1)
+
+    def test_every_option_has_its_default_and_its_description(self):
+        for role in ("tolm_collect", "tolm_clear"):
+            specs = (COLLECTION / "roles" / role / "meta/argument_specs.yml").read_text(encoding="utf-8")
+            defaults = (COLLECTION / "roles" / role / "defaults/main.yml").read_text(encoding="utf-8")
+            self.assertEqual(set(re.findall(r"^      (tolm_\w+):", specs, re.M)),
+                             set(re.findall(r"^(tolm_\w+):", defaults, re.M)))
+
+
+def measure():
+    """Prints the figures of docs/fleet.md: hosts, forks, seconds a host, peak memory of the controller."""
+    make_place()
+    for count in (5, 20, 60):
+        hosts = start_hosts([(f"good{number:02}", "good") for number in range(count)])
+        try:
+            for forks in (5, 20):
+                shutil.rmtree(PLACE / "bundles", ignore_errors=True)
+                begin = time.monotonic()
+                play("collect", forks=forks, check=0)
+                seconds = time.monotonic() - begin
+                assert len(index()) == count and {row["state"] for row in index().values()} == {"whole"}
+                # The largest process of all plays so far: the controller's main one.
+                peak = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024
+                print(f"| {count} | {forks} | {seconds:.0f} | {seconds / count:.1f} | {peak} |", flush=True)
+        finally:
+            for host in hosts.values():
+                host.end()
+
+
+if __name__ == "__main__":
+    if os.geteuid() != 0:
+        sys.exit("The hosts of this test need root, for mounts of their own: sudo ./test --all")
+    if sys.argv[1:] == ["--measure"]:
+        measure()
+    else:
+        support.main()
