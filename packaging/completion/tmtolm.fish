@@ -16,8 +16,10 @@ function __tmtolm_words
       text = ""
       if (match(line, /   */)) { text = substr(line, RSTART + RLENGTH); line = substr(line, 1, RSTART - 1) }
       count = split(line, word, " ")
-      type = "-"
-      if (count > 1 && word[2] ~ /^[A-Z]+$/ && word[2] != "REQUIRED") type = word[2]
+      # "SECONDS:UINT in [1 - 86400]" says what else is looked at.
+      type = word[2]
+      sub(/:.*/, "", type)
+      if (count < 2 || type !~ /^[A-Z]+$/ || type == "REQUIRED") type = "-"
     }
     section == "Options:" {
       names = split(word[1], name, ",")
@@ -40,7 +42,7 @@ function __tmtolm_value
             __fish_complete_path "$argv[3]"
         case FOLDER DIR
             __fish_complete_directories "$argv[3]"
-        case ID
+        case ID WHAT
             $argv[1] plan --json 2>/dev/null | sed -n 's/^ *"id": "\([^\\\\]*\)",$/\1/p' | sort -u
     end
 end

@@ -120,6 +120,7 @@ def make_place():
 def start_hosts(kinds):
     """Hosts by name and kind, the inventory and the known keys."""
     hosts, inventory, known = {}, [], []
+    shutil.rmtree(PLACE / "hosts", ignore_errors=True)
     key = (PLACE / "host.pub").read_text(encoding="utf-8").rsplit(" ", 1)[0]
     for number, (name, kind) in enumerate(kinds):
         port = PORT + number
@@ -321,7 +322,7 @@ class CollectionTest(unittest.TestCase):
 def measure():
     """Prints the figures of docs/fleet.md: hosts, forks, seconds a host, peak memory of the controller."""
     make_place()
-    for count in (5, 20, 60):
+    for count in map(int, os.environ.get("TOLM_FLEET_COUNTS", "5,20,60").split(",")):
         hosts = start_hosts([(f"good{number:02}", "good") for number in range(count)])
         try:
             for forks in (5, 20):

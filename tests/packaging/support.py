@@ -58,7 +58,8 @@ def options(*subcommand):
     found = {}
     for row in section(help_text(*subcommand), "Options"):
         words = re.split(r"\s\s+", row)[0].split()
-        value = words[1] if len(words) > 1 and re.fullmatch("[A-Z]+", words[1]) else ""
+        # "SECONDS:UINT in [1 - 86400]" says what else is looked at.
+        value = words[1].split(":")[0] if len(words) > 1 and re.fullmatch("[A-Z]+(:.*)?", words[1]) else ""
         for name in words[0].split(","):
             found[name] = "" if value == "REQUIRED" else value
     return found

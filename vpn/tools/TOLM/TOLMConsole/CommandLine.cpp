@@ -19,7 +19,7 @@ constexpr char kDescription[] =
 
 constexpr char kFooter[] =
     "Exit status: 0 done; 1 the run failed (a line on standard error tells the text and the code), or\n"
-    "check found errors; 2 wrong usage, nothing was run.";
+    "check found errors; 2 wrong usage, nothing was run; 3 collect --fail-incomplete: something is missing.";
 
 CommandLine::Answer usageError(const std::string& message, const std::string& subcommand) {
   CommandLine::Answer answer;
