@@ -152,7 +152,8 @@ bool UnattendedOptions::writeStatus(const std::string& text) const {
     return device && writeAll(device.get(), text);
   }
   std::string beside = m_strStatus + ".XXXXXX";
-  const DescriptorHolder file(mkostemp(beside.data(), O_CLOEXEC));
+  // Nothing is started from here on that could inherit it.
+  const DescriptorHolder file(mkstemp(beside.data()));
   if (!file) {
     return false;
   }
