@@ -17,8 +17,8 @@ namespace halvo {
 
 // Exit statuses of the program.
 inline constexpr int kExitSuccess = 0;
-inline constexpr int kExitFailure = 1;  // a run ended with a code, or check found errors
-inline constexpr int kExitUsage = 2;    // nothing was run
+inline constexpr int kExitFailure = 1;     // a run ended with a code, or check found errors
+inline constexpr int kExitUsage = 2;       // nothing was run
 inline constexpr int kExitIncomplete = 3;  // asked for: something wanted isn't in the bundle
 
 class ICommand {
