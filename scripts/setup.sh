@@ -24,8 +24,10 @@ tolm_environment() {
   export USER HOME
   umask 022
 
-  # A compiler cache helps where there is one.
+  # A compiler cache helps where there is one, also from one clone to the next.
   if command -v ccache >/dev/null; then
+    export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$tolm_source}"
+    export CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-1}"
     export CMAKE_C_COMPILER_LAUNCHER="${CMAKE_C_COMPILER_LAUNCHER:-ccache}"
     export CMAKE_CXX_COMPILER_LAUNCHER="${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}"
   fi
