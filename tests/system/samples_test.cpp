@@ -135,7 +135,7 @@ std::vector<std::string> commandLines() {
 // The programs of the command lines that tell of the machine, as opposed to those that pass texts on.
 std::set<std::string> programs() {
   static const std::set<std::string> kPassOn = {"awk", "cat",  "tail", "head", "grep", "for", "do", "done",
-                                                "if",  "then", "fi",   "echo", "[",    "{",   "}"};
+                                                "if",  "then", "fi",   "echo", "[",    "{",   "}",  "env"};
   // Logs go as they are.
   static const std::set<std::string> kLogs = {"journalctl", "dmesg", "last"};
   std::set<std::string> found;
@@ -222,6 +222,8 @@ TEST(SamplesTest, NoSecretOfAnyFormComesThroughSettingsProfilesOrOutput) {
     EXPECT_NE(all.find("==> " + file + " <=="), std::string::npos) << file << " isn't in the bundle";
   }
   EXPECT_NE(all.find("harmless = behind"), std::string::npos);
+  // Of the environment the proxies alone, without their users.
+  EXPECT_NE(all.find("all_proxy=http://(removed)@proxy.example:1"), std::string::npos);
 }
 
 TEST(SamplesTest, WithoutTheFilterNothingIsGatheredInsteadOfSecrets) {
