@@ -135,7 +135,7 @@ TEST(BuiltInRulesTest, AHealthyMachineShowsNoError) {
        {"network-addresses", "ip_result.txt",
         "2: eth0: <BROADCAST,UP,LOWER_UP> mtu 1500 state UP\n4: tun0: <POINTOPOINT,UP,LOWER_UP> mtu 1400 "
         "state UNKNOWN\ndefault dev tun0 scope link\ndefault via 192.0.2.1 dev eth0 metric 100\n"},
-       {"config-names", "resolv.conf", "nameserver 127.0.0.53\n"}},
+       {"config-names", "tail_result.txt", "nameserver 127.0.0.53\n"}},
       rules);
   EXPECT_THAT(idsOf(findings), IsEmpty());
 }
