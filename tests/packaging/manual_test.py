@@ -61,7 +61,7 @@ class ManualTest(unittest.TestCase):
             for option, value in options(subcommand).items():
                 if value:
                     with self.subTest(f"{subcommand} {option}"):
-                        self.assertRegex(part, rf"\n\.It .*\bFl {re.escape(option[1:])} Ar {value}\b")
+                        self.assertRegex(part, rf"\n\.It (.* )?Fl {re.escape(option[1:])}( .*)? Ar {value}\b")
 
     def test_the_page_tells_every_exit_status(self):
         text = (PAGES / "tmtolm.1").read_text(encoding="utf-8")

@@ -1,4 +1,6 @@
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <ostream>
 
 #include "vpn/Common/Diagnostics/Log.h"
@@ -23,6 +25,13 @@ constexpr float kProgressBase = 1.1F;
 std::string firstWord(const std::string& commandLine) {
   const std::string word = helperUtil::stringBeforeFirst(commandLine, " ");
   return word.empty() ? commandLine : word;
+}
+
+// What lies in the file by now; 0 where the output is lost.
+std::uintmax_t bytesOf(const OutputStream& output, const std::string& path) {
+  std::error_code error;
+  const std::uintmax_t size = output.is_open() ? std::filesystem::file_size(path, error) : 0;
+  return error ? 0 : size;
 }
 
 // The carriage returns stand where readers of captured output expect them, odd as the places are.
@@ -79,12 +88,9 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
     writeBanner(output, commandLine);
   }
   CCommandShell shell(commandLine.c_str());
-  const std::streamoff begin = output.tellp();
+  const std::uintmax_t before = bytesOf(output, tempOut);
   const ResultCode rc = shell.Execute(output);
-  // A stream that failed says -1, of which nothing is known.
-  if (const std::streamoff end = output.tellp(); begin >= 0 && end > begin) {
-    recordOutput(static_cast<std::uint64_t>(end - begin));
-  }
+  recordOutput(bytesOf(output, tempOut) - before);
   if (shell.exitStatus() >= 0) {
     recordExitStatus(shell.exitStatus());
   }
