@@ -1,6 +1,6 @@
 """The Ansible collection, over real SSH: every host is an sshd on this machine with its own mounts.
 
-Each host has its own port, host key file, /opt, /tmp and home folder, and shares the rest with this machine.
+Each host has its own port, /opt, /run, /tmp and home folder, and shares the rest with this machine.
 """
 
 import hashlib
@@ -79,6 +79,7 @@ Subsystem sftp internal-sftp
             mount -t tmpfs tmpfs /opt
             mount -t tmpfs -o mode=1777,{size} tmpfs /tmp
             mount -t tmpfs -o mode=0700 tmpfs /root
+            mount -t tmpfs tmpfs /run
             mkdir -p /run/sshd
             {install}
             {hang}
