@@ -33,17 +33,21 @@ class NoHost : public IPlanHost {
     }
     return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
   }
-  ResultCode findNewest(const std::string& folder, const std::string& pattern,
-                        helperUtil::NewestFile& newest) override {
-    std::list<helperUtil::FileFindEntry> entries;
-    const ResultCode rc = findAll(folder, pattern, entries);
-    if (rc == 0) {
-      newest = {entries.back().name, 1};
-    }
-    return rc;
-  }
   std::int64_t sizeOf(const std::string& path) override { return static_cast<std::int64_t>(path.size()); }
-  bool isFolder(const std::string& path) override { return path.back() == '.'; }
+  HostKind kindOf(const std::string& path) override {
+    const std::size_t kind = path.size() % 4;
+    return kind == 0   ? HostKind::kMissing
+           : kind == 1 ? HostKind::kFolder
+           : kind == 2 ? HostKind::kOther
+                       : HostKind::kFile;
+  }
+  std::string deleteProblem(const std::string& path) override { return readProblem(path); }
+  bool hasProgram(const std::string& program) override { return program.size() % 2 == 0; }
+  std::vector<std::string> listFolder(const std::string& path) override {
+    return path.size() > 100 ? std::vector<std::string>() : std::vector<std::string>{"a", "bc"};
+  }
+  std::optional<Identity> identityOf(const std::string& path) override { return Identity(0, path.size()); }
+  std::string linkTarget(const std::string& path) override { return path.size() % 3 == 0 ? "/" : ""; }
   std::string readProblem(const std::string& path) override { return path.size() % 2 == 0 ? "" : "refused"; }
   ResultCode logLocations(const std::string& file, std::vector<std::string>& locations) override {
     locations.push_back(file);
@@ -96,7 +100,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   NoHost host;
   const XMLObject* const document = documents.front();
   for (const XMLObject* request : {static_cast<const XMLObject*>(nullptr), document}) {
-    Plan plan = buildPlan({{"a.xml", document}, {"broken.xml", nullptr}}, request, host);
+    const PlanOptions options{size % 2 == 0, size % 3 == 0, size % 5 == 0};
+    Plan plan = buildPlan({{"a.xml", document, &tree}, {"broken.xml", nullptr}}, request, host, options);
     plan.requestPath = request == nullptr ? "" : "a.xml";
     require(!planText(plan).empty());
     require(!planJson(plan).empty());

@@ -32,12 +32,16 @@ class PlanCommand : public ICommand {
   [[nodiscard]] const char* description() const override {
     return "Tell what a run would gather now, without running or writing anything";
   }
-  [[nodiscard]] const char* example() const override { return "tmtolm plan --config documents"; }
+  [[nodiscard]] const char* example() const override { return "tmtolm plan --deep --config documents"; }
 
   void addOptions(CLI::App& app) override {
     app.add_option("--request", m_strRequest, "Plan a run with this request document")->type_name("FILE");
     app.add_option("--config", m_strConfigFolder, "Take the instruction documents from this folder")
         ->type_name("FOLDER");
+    app.add_flag("--deep", m_Options.deep, "Look into matched folders, and where links lead out of them");
+    app.add_flag("--all", m_Options.all, "Tell the actions of items that are left out, too");
+    app.add_flag("--clear", m_Options.clear, "Tell what a clear run would delete and run")
+        ->excludes(app.get_option("--request"));
     app.add_flag("--json", m_bJson, "Print JSON");
   }
 
@@ -57,7 +61,7 @@ class PlanCommand : public ICommand {
     }
     const std::string configFolder =
         m_strConfigFolder.empty() ? helperUtil::defaultConfigFolder() : m_strConfigFolder;
-    const DocumentFolder folder(configFolder);
+    const DocumentFolder folder(configFolder, true);
     const std::vector<PlanSource>& sources = folder.sources();
     if (std::none_of(sources.begin(), sources.end(),
                      [](const PlanSource& source) { return source.document != nullptr; })) {
@@ -67,7 +71,7 @@ class PlanCommand : public ICommand {
       return kExitFailure;
     }
     PlanHost host;
-    Plan plan = buildPlan(sources, request.document, host);
+    Plan plan = buildPlan(sources, request.document, host, m_Options);
     plan.configFolder = folder.path();
     plan.requestPath = m_strRequest;
     const std::string text = m_bJson ? planJson(plan) : planText(plan);
@@ -78,6 +82,7 @@ class PlanCommand : public ICommand {
  private:
   std::string m_strRequest;       // empty for a default run
   std::string m_strConfigFolder;  // empty for the system's own
+  PlanOptions m_Options;
   bool m_bJson = false;
 };
 

@@ -34,13 +34,17 @@ LoadedDocument loadDocument(const std::string& path) {
   return loaded;
 }
 
-DocumentFolder::DocumentFolder(const std::string& path) : m_strPath(path) {
+DocumentFolder::DocumentFolder(const std::string& path, bool withPositions) : m_strPath(path) {
   if (m_strPath.empty() || m_strPath.back() != '/') {
     m_strPath += '/';
   }
   for (const std::string& name : documentNames(m_strPath)) {
-    m_Loaded.push_back(loadDocument(m_strPath + name));
-    m_Sources.push_back({m_strPath + name, m_Loaded.back().document});
+    LoadedDocument loaded = loadDocument(m_strPath + name);
+    if (withPositions && loaded.document != nullptr) {
+      loaded.positions = std::make_unique<DocumentTree>(parseDocumentFile(m_strPath + name));
+    }
+    m_Sources.push_back({m_strPath + name, loaded.document, loaded.positions.get()});
+    m_Loaded.push_back(std::move(loaded));
   }
 }
 

@@ -19,14 +19,17 @@ namespace halvo {
 struct LoadedDocument {
   std::unique_ptr<TOLMXmlLoader> loader = std::make_unique<TOLMXmlLoader>();
   const XMLObject* document = nullptr;
+  // Where its elements stand, where that was asked for.
+  std::unique_ptr<DocumentTree> positions;
 };
 
 LoadedDocument loadDocument(const std::string& path);
 
 class DocumentFolder {
  public:
-  // Loads every document of the folder; none where it can't be read.
-  explicit DocumentFolder(const std::string& path);
+  // Loads every document of the folder; none where it can't be read. `withPositions`: with the lines of
+  // their elements too, which takes a second reading.
+  explicit DocumentFolder(const std::string& path, bool withPositions = false);
 
   // Ends in "/".
   [[nodiscard]] const std::string& path() const { return m_strPath; }

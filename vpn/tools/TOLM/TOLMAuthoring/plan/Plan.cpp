@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/Plan.h"
 
 #include <algorithm>
+#include <list>
 #include <set>
 
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/PlanActions.h"
@@ -39,9 +40,74 @@ class Reader {
   const DataComponent* m_pPlace = nullptr;
 };
 
+// The lines of a document's elements, found by walking its two trees side by side: both come out of the
+// same events of the same parser.
+void mapLines(const DataComponent& component, const DocumentElement& element, ActionPlanner::Lines& lines) {
+  lines[&component] = element.position.line;
+  auto other = element.children.begin();
+  for (const auto& child : component.GetChildren()) {
+    if (other == element.children.end()) {
+      return;
+    }
+    mapLines(*child, **other++, lines);
+  }
+}
+
 class Planner {
  public:
-  Planner(const XMLObject* request, IPlanHost& host) : m_pRequest(request), m_Host(host) {}
+  Planner(const XMLObject* request, IPlanHost& host, const PlanOptions& options)
+      : m_pRequest(request), m_Options(options), m_Actions(host, m_Model, options) {}
+
+  PlannedDocument planDocument(const PlanSource& source, Plan& plan) {
+    PlannedDocument document;
+    document.path = source.path;
+    document.parsed = source.document != nullptr;
+    if (!document.parsed) {
+      return document;
+    }
+    ++m_nOrdinal;
+    const DataComponent* const title = findTitle(*source.document);
+    document.title = title != nullptr ? title->GetValue() : "Unknown_" + std::to_string(m_nOrdinal);
+    ActionPlanner::Lines lines;
+    if (source.positions != nullptr && source.positions->root != nullptr) {
+      mapLines(*source.document->GetRoot(), *source.positions->root, lines);
+    }
+    m_Actions.setDocument(source.path, lines);
+    if (!m_Options.clear) {
+      chooseFolder(document);
+    }
+    if (m_pRequest != nullptr && !m_Options.clear) {
+      walkRequest(*source.document, document.items);
+    } else {
+      walkDefault(*source.document, document.items);
+    }
+    if (!m_Options.clear) {
+      closeDocument(document, plan);
+    }
+    return document;
+  }
+
+  // After the last document: what became of everything that was stored, and the sums.
+  void finish(Plan& plan) const {
+    for (PlannedDocument& document : plan.documents) {
+      for (PlannedItem& item : document.items) {
+        for (PlannedAction& action : item.actions) {
+          action.replacedBy = replacer(action.id);
+          for (PlannedFile& file : action.files) {
+            file.replacedBy = replacer(file.id);
+          }
+          if (isSelected(item.selection) && (document.folder || m_Options.clear)) {
+            add(action, item.totals);
+          }
+        }
+        plan.totals.files += item.totals.files;
+        plan.totals.bytes += item.totals.bytes;
+        plan.totals.commands += item.totals.commands;
+      }
+    }
+    plan.cut = m_Actions.isCut();
+    plan.bundleNames = m_Model.names();
+  }
 
   void walkDefault(const XMLObject& config, std::vector<PlannedItem>& items) {
     std::list<DataComponent*> components = collector::getFileComponents(config);
@@ -86,13 +152,28 @@ class Planner {
     }
   }
 
-  // After the last document.
+  // After the last document: what was asked for in vain.
   void describeRequest(Plan& plan) const {
-    const DataComponent* commentsItem = nullptr;
-    bool summaryNamed = false;
+    for (const DataComponent* const item : wantedItems()) {
+      if (!collector::hasFileId(item, "comments") && !collector::hasFileId(item, "summary") &&
+          m_Matched.find(item) == m_Matched.end()) {
+        plan.unmatchedIds.push_back(collector::getFileId(item));
+      }
+    }
+  }
+
+ private:
+  [[nodiscard]] std::list<DataComponent*> wantedItems() const {
     std::list<DataComponent*> wanted = collector::getFileComponents(*m_pRequest);
     wanted.sort(collector::compareFileId);
-    for (const DataComponent* const item : wanted) {
+    return wanted;
+  }
+
+  // The names of the summary and of the comments.
+  void describeFiles(Plan& plan) const {
+    const DataComponent* commentsItem = nullptr;
+    bool summaryNamed = false;
+    for (const DataComponent* const item : wantedItems()) {
       if (collector::hasFileId(item, "comments")) {
         commentsItem = item;
       } else if (collector::hasFileId(item, "summary")) {
@@ -101,8 +182,6 @@ class Planner {
           plan.summaryFile = name;
         }
         summaryNamed = true;
-      } else if (m_Matched.find(item) == m_Matched.end()) {
-        plan.unmatchedIds.push_back(collector::getFileId(item));
       }
     }
     const DataComponent* const comments = m_pRequest->GetRoot()->FindChild("comments");
@@ -112,12 +191,86 @@ class Planner {
     }
   }
 
- private:
+  // As the engine makes a document's folder: where that fails, the files go to the top.
+  void chooseFolder(PlannedDocument& document) {
+    const std::optional<std::string> path = BundleModel::normalized(document.title);
+    if (!path) {
+      m_Folder.reset();
+      return;
+    }
+    m_Folder = m_Model.makeFolder(document.title) ? *path : "";
+    document.folder = m_Folder->empty() ? "" : *m_Folder + "/";
+  }
+
+  // The first document decides where the summary and the comments lie: beside its folder.
+  void closeDocument(PlannedDocument& document, Plan& plan) {
+    if (!m_bSummaryPlaced) {
+      m_bSummaryPlaced = true;
+      if (m_pRequest != nullptr) {
+        describeFiles(plan);
+      }
+      if (m_Folder && !m_Folder->empty()) {
+        const std::string beside = *m_Folder + "/../";
+        if (!plan.commentsFile.empty()) {
+          static_cast<void>(m_Model.appendTo(beside + plan.commentsFile));
+        }
+        plan.summaryPath = BundleModel::normalized(beside + plan.summaryFile);
+        m_bSummaryBlocked = plan.summaryPath && !m_Model.appendTo(beside + plan.summaryFile);
+      }
+    } else if (plan.summaryPath) {
+      // Appended to, whatever lies there by now.
+      m_bSummaryBlocked = m_bSummaryBlocked || !m_Model.appendTo(*plan.summaryPath);
+    }
+    if (plan.summaryPath && !m_bSummaryBlocked) {
+      m_Model.writeBehind(*plan.summaryPath, m_Actions.newPlace({*plan.summaryPath, 0}));
+    }
+    if (m_bSummaryBlocked) {
+      document.problem =
+          "the summary can't be written: a folder lies in its place; a run counts the document as failed";
+    }
+  }
+
+  [[nodiscard]] std::optional<PlannedPlace> replacer(std::size_t id) const {
+    const std::size_t by = id == BundleModel::kNobody ? id : m_Model.replacer(id);
+    if (by == BundleModel::kNobody) {
+      return std::nullopt;
+    }
+    return m_Actions.places()[by];
+  }
+
+  static void add(const PlannedAction& action, PlannedTotals& totals) {
+    totals.commands += action.kind == PlannedKind::kCapture || action.kind == PlannedKind::kLaunch ? 1 : 0;
+    for (const PlannedFile& file : action.files) {
+      if (!file.problem.empty() || file.replacedBy) {
+        continue;
+      }
+      if (file.inside.empty()) {
+        ++totals.files;
+        totals.bytes += std::max<std::int64_t>(file.size, 0);
+      }
+      for (const PlannedEntry& entry : file.inside) {
+        if (entry.problem.empty() && !entry.isFolder) {
+          ++totals.files;
+          totals.bytes += std::max<std::int64_t>(entry.size, 0);
+        }
+      }
+    }
+  }
+
   PlannedItem leaveOut(const DataComponent& component, Selection selection) {
     PlannedItem item;
     item.id = collector::getFileId(&component);
     item.description = collector::getFileDescription(&component);
     item.selection = selection;
+    if (!isSelected(selection) && m_Options.all) {
+      // Told, and nothing of it reaches the bundle; the run's own reader stays where it is.
+      Reader reader;
+      if (const DataComponent* const os = reader.moveTo(component); os != nullptr) {
+        item.hasOs = true;
+        item.opsys = os->FindAttribute("opsys")->GetValue();
+        item.actions = m_Actions.plan(*os, "", std::nullopt);
+      }
+    }
     return item;
   }
 
@@ -127,14 +280,21 @@ class Planner {
     if (os != nullptr) {
       item.hasOs = true;
       item.opsys = os->FindAttribute("opsys")->GetValue();
-      item.actions = planActions(*os, name, m_Host);
+      item.actions = m_Actions.plan(*os, name, m_Folder);
     }
     return item;
   }
 
   const XMLObject* m_pRequest;
-  IPlanHost& m_Host;
+  PlanOptions m_Options;
+  BundleModel m_Model;
+  ActionPlanner m_Actions;
   Reader m_Reader;
+  std::size_t m_nOrdinal = 0;
+  // Of the present document, in the model; nothing where it lies outside of the bundle.
+  std::optional<std::string> m_Folder;
+  bool m_bSummaryPlaced = false;
+  bool m_bSummaryBlocked = false;
   std::set<const DataComponent*> m_Matched;
 };
 
@@ -176,29 +336,19 @@ const char* selectionText(Selection selection) {
   return "left out, an item of the same id stands ahead of it";
 }
 
-Plan buildPlan(const std::vector<PlanSource>& documents, const XMLObject* request, IPlanHost& host) {
+Plan buildPlan(const std::vector<PlanSource>& documents, const XMLObject* request, IPlanHost& host,
+               const PlanOptions& options) {
   Plan plan;
-  Planner planner(request, host);
-  std::size_t ordinal = 0;
+  plan.clear = options.clear;
+  plan.deep = options.deep;
+  Planner planner(request, host, options);
   for (const PlanSource& source : documents) {
-    PlannedDocument document;
-    document.path = source.path;
-    document.parsed = source.document != nullptr;
-    if (document.parsed) {
-      ++ordinal;
-      const DataComponent* const title = findTitle(*source.document);
-      document.title = title != nullptr ? title->GetValue() : "Unknown_" + std::to_string(ordinal);
-      if (request != nullptr) {
-        planner.walkRequest(*source.document, document.items);
-      } else {
-        planner.walkDefault(*source.document, document.items);
-      }
-    }
-    plan.documents.push_back(std::move(document));
+    plan.documents.push_back(planner.planDocument(source, plan));
   }
-  if (request != nullptr) {
+  if (request != nullptr && !options.clear) {
     planner.describeRequest(plan);
   }
+  planner.finish(plan);
   return plan;
 }
 

@@ -11,17 +11,56 @@ std::string clean(const std::string& text) {
   return withoutControls(text);
 }
 
+std::string placeText(const PlannedPlace& place) {
+  return (place.line == 0 ? "" : "line " + std::to_string(place.line) + " of ") + clean(place.document);
+}
+
+std::string sizeText(std::int64_t size) {
+  return helperUtil::sizeToText(static_cast<double>(size), kDecimals);
+}
+
+std::string totalsText(const PlannedTotals& totals) {
+  return std::to_string(totals.files) + (totals.files == 1 ? " file (" : " files (") +
+         sizeText(totals.bytes) + ") and " + std::to_string(totals.commands) +
+         (totals.commands == 1 ? " command" : " commands");
+}
+
+void addInside(std::string& out, const std::vector<PlannedEntry>& entries) {
+  for (const PlannedEntry& entry : entries) {
+    out += "          " + clean(entry.path) + "  ";
+    out += !entry.problem.empty() ? "left out: " + entry.problem
+           : entry.isFolder       ? "folder"
+                                  : sizeText(entry.size);
+    if (entry.leaves) {
+      out += ", warning: a link out of the folder, to " + clean(entry.linkTarget) +
+             ": what lies there is gathered";
+    }
+    out += "\n";
+  }
+}
+
 void addFiles(std::string& out, const PlannedAction& action) {
   for (const PlannedFile& file : action.files) {
     out += "        " + clean(file.path) + "  ";
     if (!file.problem.empty()) {
-      out += "can't be read: " + file.problem;
+      out +=
+          (action.kind == PlannedKind::kDelete ? "can't be deleted: " : "can't be gathered: ") + file.problem;
     } else if (file.isFolder) {
       out += "folder";
     } else {
-      out += helperUtil::sizeToText(static_cast<double>(file.size), kDecimals);
+      out += sizeText(file.size);
+    }
+    if (!file.note.empty()) {
+      out += ", " + file.note;
+    }
+    if (!file.linkTarget.empty()) {
+      out += ", a link to " + clean(file.linkTarget);
+    }
+    if (file.replacedBy) {
+      out += ", replaced by " + placeText(*file.replacedBy);
     }
     out += "\n";
+    addInside(out, file.inside);
   }
 }
 
@@ -34,28 +73,35 @@ void addAction(std::string& out, const PlannedAction& action) {
       break;
     case PlannedKind::kCapture:
       out += "      run " + clean(action.expanded) + problem;
-      out += "        its output becomes " + clean(action.storedAs) + "\n";
+      out += "        its output becomes " + clean(action.storedAs) +
+             (action.replacedBy ? ", replaced by " + placeText(*action.replacedBy) : "") + "\n";
       break;
     case PlannedKind::kLaunch:
       out += "      start " + clean(action.expanded) + problem;
       if (!action.output.empty()) {
-        out += "        " + clean(action.output) + " becomes " + clean(action.storedAs) + " and is deleted\n";
+        out += "        " + clean(action.output) + " becomes " + clean(action.storedAs) + " and is deleted" +
+               (action.replacedBy ? ", replaced by " + placeText(*action.replacedBy) : "") + "\n";
       }
+      break;
+    case PlannedKind::kDelete:
+      out += "      delete " + clean(action.expanded) + problem;
       break;
     case PlannedKind::kList:
       out += "      copy what is named in " + clean(action.expanded) + problem;
       break;
   }
   addFiles(out, action);
+  addInside(out, action.inside);
 }
 
 void addItem(std::string& out, const PlannedItem& item) {
   out += "  " + quotedText(item.id) + ": " + selectionText(item.selection);
   if (isSelected(item.selection)) {
     out += item.hasOs ? ", os " + clean(item.opsys) : ", but it has no instructions for this system";
+    out += item.actions.empty() ? "" : ": " + totalsText(item.totals);
   }
   out += "\n";
-  if (!isSelected(item.selection)) {
+  if (!isSelected(item.selection) && item.actions.empty()) {
     return;
   }
   if (!item.description.empty()) {
@@ -73,9 +119,9 @@ std::string planText(const Plan& plan) {
   if (!plan.requestPath.empty()) {
     out += "Request: " + clean(plan.requestPath) + "\n";
   }
-  std::size_t files = 0;
-  std::size_t commands = 0;
-  double bytes = 0;
+  if (plan.clear) {
+    out += "A clear run: files are deleted, commands are run.\n";
+  }
   for (const PlannedDocument& document : plan.documents) {
     out += "\n" + clean(document.path) + ": ";
     if (!document.parsed) {
@@ -83,24 +129,27 @@ std::string planText(const Plan& plan) {
       continue;
     }
     out += quotedText(document.title) + "\n";
+    if (!document.folder && !plan.clear) {
+      out += "  Warning: the title leads out of the bundle, and so do the files below.\n";
+    }
+    if (!document.problem.empty()) {
+      out += "  Warning: " + document.problem + "\n";
+    }
     for (const PlannedItem& item : document.items) {
       addItem(out, item);
-      for (const PlannedAction& action : item.actions) {
-        commands += action.kind == PlannedKind::kCapture || action.kind == PlannedKind::kLaunch ? 1 : 0;
-        files += action.files.size();
-        for (const PlannedFile& file : action.files) {
-          bytes += file.size > 0 ? static_cast<double>(file.size) : 0;
-        }
-      }
     }
   }
   out += "\n";
   for (const std::string& id : plan.unmatchedIds) {
     out += "Asked for, but without instructions: " + quotedText(id) + "\n";
   }
-  out += std::to_string(files) + (files == 1 ? " file (" : " files (") +
-         helperUtil::sizeToText(bytes, kDecimals) + ") and " + std::to_string(commands) +
-         (commands == 1 ? " command\n" : " commands\n");
+  if (!plan.clear && !plan.summaryPath) {
+    out += "Warning: the first title puts the summary outside of the bundle.\n";
+  }
+  if (plan.cut) {
+    out += "The folders hold more than was looked at: the sums are too small.\n";
+  }
+  out += totalsText(plan.totals) + "\n";
   return out;
 }
 

@@ -3,16 +3,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 
+#include "tests/support/JsonSchema.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/plan/DeepWalk.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {
 namespace {
 
+using namespace test;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -25,6 +29,8 @@ class FakeHost : public IPlanHost {
     std::int64_t time = 0;
     bool folder = false;
     std::string problem;
+    std::string link;
+    bool other = false;
   };
   std::map<std::string, std::map<std::string, Entry>> folders;
   std::map<std::string, std::vector<std::string>> lists;
@@ -42,21 +48,17 @@ class FakeHost : public IPlanHost {
     }
     return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
   }
-  ResultCode findNewest(const std::string& folder, const std::string& pattern,
-                        helperUtil::NewestFile& newest) override {
-    std::list<helperUtil::FileFindEntry> entries;
-    if (const ResultCode rc = findAll(folder, pattern, entries); rc != 0) {
-      return rc;
-    }
-    for (const helperUtil::FileFindEntry& entry : entries) {
-      if (entry.modifiedTime >= newest.modifiedTime) {
-        newest = {entry.name, entry.modifiedTime};
-      }
-    }
-    return 0;
-  }
   std::int64_t sizeOf(const std::string& path) override { return at(path).size; }
-  bool isFolder(const std::string& path) override { return at(path).folder; }
+  HostKind kindOf(const std::string& path) override {
+    const std::size_t slash = path.rfind('/');
+    const auto found = folders.find(path.substr(0, slash + 1));
+    if (found == folders.end() || found->second.find(path.substr(slash + 1)) == found->second.end()) {
+      return HostKind::kMissing;
+    }
+    return at(path).other ? HostKind::kOther : at(path).folder ? HostKind::kFolder : HostKind::kFile;
+  }
+  std::string deleteProblem(const std::string& path) override { return at(path).problem; }
+  bool hasProgram(const std::string& program) override { return program == "tool"; }
   std::string readProblem(const std::string& path) override { return at(path).problem; }
   ResultCode logLocations(const std::string& file, std::vector<std::string>& locations) override {
     if (lists.find(file) == lists.end()) {
@@ -65,6 +67,21 @@ class FakeHost : public IPlanHost {
     locations = lists[file];
     return 0;
   }
+  std::vector<std::string> listFolder(const std::string& path) override {
+    std::vector<std::string> names;
+    for (const auto& [name, entry] : folders[path + "/"]) {
+      names.push_back(name);
+    }
+    return names;
+  }
+  std::optional<Identity> identityOf(const std::string& path) override {
+    if (folders.find(path + "/") == folders.end() && kindOf(path) == HostKind::kMissing) {
+      return std::nullopt;
+    }
+    const std::string real = at(path).link.empty() ? path : at(path).link;
+    return Identity(0, std::hash<std::string>()(real));
+  }
+  std::string linkTarget(const std::string& path) override { return at(path).link; }
 
  private:
   Entry& at(const std::string& path) {
@@ -85,6 +102,11 @@ class PlanTest : public ::testing::Test {
     Plan made = buildPlan({{"/c/a.xml", parse(config)}}, request.empty() ? nullptr : parse(request), host);
     made.configFolder = "/c/";
     made.requestPath = request.empty() ? "" : "/r.xml";
+    return made;
+  }
+  Plan planWith(const PlanOptions& options, const std::string& config) {
+    Plan made = buildPlan({{"/c/a.xml", parse(config)}}, nullptr, host, options);
+    made.configFolder = "/c/";
     return made;
   }
   static std::string item(const std::string& id, const std::string& kinds,
@@ -182,8 +204,9 @@ TEST_F(PlanTest, DocumentsWithoutATitleAreCountedAmongTheParsedOnes) {
 }
 
 TEST_F(PlanTest, CopiesNameTheFilesThatMatchNow) {
-  host.folders["/x/"] = {
-      {".", {0, 9, true, ""}}, {"a.log", {10, 5, false, ""}}, {"b.log", {20, 4, false, "no"}}};
+  host.folders["/x/"] = {{".", {0, 9, true, "", "", false}},
+                         {"a.log", {10, 5, false, "", "", false}},
+                         {"b.log", {20, 4, false, "no", "", false}}};
   const PlannedAction action = onlyAction(copy("/x/*.log"));
   EXPECT_EQ(action.kind, PlannedKind::kCopy);
   ASSERT_EQ(action.files.size(), 2U);
@@ -202,14 +225,15 @@ TEST_F(PlanTest, AFolderThatCannotBeReadIsToldApartFromOneWithoutSuchFiles) {
 }
 
 TEST_F(PlanTest, AFileWhoseSizeCannotBeToldSaysSo) {
-  host.folders["/x/"] = {{"a.log", {-1, 5, false, ""}}, {"b.log", {-1, 5, false, "Permission denied"}}};
+  host.folders["/x/"] = {{"a.log", {-1, 5, false, "", "", false}},
+                         {"b.log", {-1, 5, false, "Permission denied", "", false}}};
   const PlannedAction action = onlyAction(copy("/x/*.log"));
   EXPECT_EQ(action.files.at(0).problem, "its size can't be told");
   EXPECT_EQ(action.files.at(1).problem, "Permission denied");
 }
 
 TEST_F(PlanTest, ARequestMergesTheItemsNameIntoTheStoredOne) {
-  host.folders["/x/"] = {{"system.log", {1, 1, false, ""}}};
+  host.folders["/x/"] = {{"system.log", {1, 1, false, "", "", false}}};
   const Plan made = plan("<c><file id=\"a\"><name>report.txt</name><tolm><os opsys=\"linux\">" +
                              copy("/x/*") + "</os></tolm></file></c>",
                          "<r><file id=\"a\"/></r>");
@@ -217,8 +241,9 @@ TEST_F(PlanTest, ARequestMergesTheItemsNameIntoTheStoredOne) {
 }
 
 TEST_F(PlanTest, TheNewestIsOneFileAndNoneWhereTheFolderItselfIsNewer) {
-  host.folders["/x/"] = {
-      {".", {0, 9, true, ""}}, {"a.log", {10, 5, false, ""}}, {"b.log", {20, 4, false, ""}}};
+  host.folders["/x/"] = {{".", {0, 9, true, "", "", false}},
+                         {"a.log", {10, 5, false, "", "", false}},
+                         {"b.log", {20, 4, false, "", "", false}}};
   const std::string newest = " gather_newest=\"true\"";
   EXPECT_EQ(onlyAction(copy("/x/*.log", newest)).files.at(0).path, "/x/a.log");
   const PlannedAction none = onlyAction(copy("/x/*", newest));
@@ -250,6 +275,7 @@ TEST_F(PlanTest, LaunchedCommandsTellTheirOneArgument) {
   EXPECT_EQ(action.argument, "-a -b");
   EXPECT_EQ(action.output, "/tmp/out.txt");
   EXPECT_EQ(action.storedAs, "out.txt");
+  EXPECT_EQ(action.problem, "");
   EXPECT_THAT(onlyAction(command("<args>tool</args>")).problem, HasSubstr("nothing is gathered"));
   EXPECT_THAT(onlyAction(command("<temp_out>/tmp/x</temp_out>")).problem, HasSubstr("no program"));
   EXPECT_THAT(onlyAction(command("<args>ls</args><other/>")).problem, HasSubstr("a run drops this action"));
@@ -257,7 +283,7 @@ TEST_F(PlanTest, LaunchedCommandsTellTheirOneArgument) {
 
 TEST_F(PlanTest, PropertyListsTellTheirFiles) {
   host.lists["/x/a.plist"] = {"/log/a.log"};
-  host.folders["/log/"] = {{"a.log", {7, 1, false, ""}}};
+  host.folders["/log/"] = {{"a.log", {7, 1, false, "", "", false}}};
   const std::string kind =
       "<get_file_to_copy_action><action><path>/x/a.plist</path></action></get_file_to_copy_action>";
   const PlannedAction action = onlyAction(kind);
@@ -280,13 +306,13 @@ TEST_F(PlanTest, KindsThatARunSkipsAreLeftOut) {
 }
 
 TEST_F(PlanTest, TheTextFormTellsWhatIsGatheredAndWhy) {
-  host.folders["/x/"] = {{"a.log", {1536, 5, false, ""}}, {"d", {4096, 5, true, ""}}};
+  host.folders["/x/"] = {{"a.log", {1536, 5, false, "", "", false}}, {"d", {4096, 5, true, "", "", false}}};
   const std::string text = planText(
       plan(config(item("a", copy("/x/*") + command("<args>ip addr</args><stdout/>")) + item("b", "", "no"))));
   EXPECT_EQ(text,
             "Documents: /c/\n\n"
             "/c/a.xml: \"Title\"\n"
-            "  \"a\": selected, a default item, os linux\n"
+            "  \"a\": selected, a default item, os linux: 2 files (1.50K) and 1 command\n"
             "    D a\n"
             "      copy /x/*\n"
             "        /x/a.log  1.50K\n"
@@ -298,7 +324,7 @@ TEST_F(PlanTest, TheTextFormTellsWhatIsGatheredAndWhy) {
 }
 
 TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
-  host.folders["/x/"] = {{"a.log", {1536, 5, false, ""}}};
+  host.folders["/x/"] = {{"a.log", {1536, 5, false, "", "", false}}};
   EXPECT_EQ(planJson(plan(config(item("a", copy("/x/*"))))), R"({
   "format": 1,
   "mode": "default",
@@ -306,12 +332,19 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
   "request": null,
   "comments_file": null,
   "summary_file": "summary.txt",
+  "summary_path": "summary.txt",
   "unmatched_ids": [],
+  "files": 1,
+  "bytes": 1536,
+  "commands": 0,
+  "cut": false,
   "documents": [
     {
       "path": "/c/a.xml",
       "parsed": true,
       "title": "Title",
+      "folder": "Title/",
+      "problem": null,
       "items": [
         {
           "id": "a",
@@ -331,12 +364,19 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
                   "stored_as": "a.log",
                   "folder": false,
                   "size": 1536,
-                  "problem": null
+                  "problem": null,
+                  "note": null,
+                  "link": null,
+                  "replaced_by": null
                 }
               ],
-              "problem": null
+              "problem": null,
+              "line": null
             }
-          ]
+          ],
+          "files": 1,
+          "bytes": 1536,
+          "commands": 0
         }
       ]
     }
@@ -345,14 +385,184 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
 )");
 }
 
+TEST_F(PlanTest, WhatIsReplacedIsToldWithTheLinesOfBoth) {
+  host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}}};
+  host.folders["/y/"] = {{"a.log", {2, 5, false, "", "", false}}};
+  const std::string text = config("\n" + item("a", copy("/x/*")) + "\n" + item("b", copy("/y/*")));
+  const DocumentTree positions = parseDocumentText(text);
+  const Plan made = buildPlan({{"/c/a.xml", parse(text), &positions}}, nullptr, host);
+  const PlannedAction& first = made.documents[0].items[0].actions[0];
+  EXPECT_EQ(first.line, 2U);
+  ASSERT_TRUE(first.files.at(0).replacedBy.has_value());
+  EXPECT_EQ(first.files[0].replacedBy->document, "/c/a.xml");
+  EXPECT_EQ(first.files[0].replacedBy->line, 3U);
+  EXPECT_EQ(made.totals.files, 1U);
+  EXPECT_EQ(made.totals.bytes, 2);
+  EXPECT_THAT(planText(made), HasSubstr("/x/a.log  1 bytes, replaced by line 3 of /c/a.xml\n"));
+  EXPECT_THAT(planJson(made), HasSubstr("\"line\": 3\n"));
+}
+
+TEST_F(PlanTest, AFileThatALaterUnreadableNamesakeDeletesIsTold) {
+  host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}}};
+  host.folders["/y/"] = {{"a.log", {2, 5, false, "no", "", false}}};
+  const Plan made = plan(config(item("a", copy("/x/*")) + item("b", copy("/y/*"))));
+  EXPECT_TRUE(made.documents[0].items[0].actions[0].files.at(0).replacedBy.has_value());
+  EXPECT_EQ(made.documents[0].items[1].actions[0].files.at(0).problem, "no");
+  EXPECT_THAT(made.bundleNames, ElementsAre("Title/", "summary.txt"));
+}
+
+TEST_F(PlanTest, ACopyOntoAFolderOfThatNameIsNotGathered) {
+  host.folders["/x/"] = {{"a", {0, 5, true, "", "", false}}};
+  host.folders["/y/"] = {{"a", {2, 5, false, "", "", false}}};
+  const Plan made = plan(config(item("a", copy("/x/a")) + item("b", copy("/y/a"))));
+  EXPECT_EQ(made.documents[0].items[1].actions[0].files.at(0).problem,
+            "the bundle has a folder of that name by then");
+}
+
+TEST_F(PlanTest, PipesAndSocketsAreStoredAsEmptyFolders) {
+  host.folders["/x/"] = {{"pipe", {0, 5, false, "", "", true}}};
+  const PlannedAction action = onlyAction(copy("/x/pipe"));
+  EXPECT_TRUE(action.files.at(0).isFolder);
+  EXPECT_EQ(action.files[0].note, "it is no file: a run stores an empty folder");
+  EXPECT_EQ(action.files[0].problem, "");
+}
+
+TEST_F(PlanTest, ALaunchOfAProgramThatIsNotThereGathersWhatLiesThere) {
+  EXPECT_EQ(onlyAction(command("<args>none x</args><temp_out>/x/out.txt</temp_out>")).problem,
+            "the program isn't there, and there is no file at its place now");
+  host.folders["/x/"] = {{"out.txt", {3, 5, false, "", "", false}}};
+  const PlannedAction action = onlyAction(command("<args>none x</args><temp_out>/x/out.txt</temp_out>"));
+  EXPECT_EQ(action.problem, "");
+  EXPECT_EQ(action.outputSize, 3);
+}
+
+TEST_F(PlanTest, AnOutputFileIsGoneForTheNextKind) {
+  host.folders["/x/"] = {{"out.txt", {3, 5, false, "", "", false}}};
+  const Plan made = plan(
+      config(item("a", command("<args>tool x</args><temp_out>/x/out.txt</temp_out>") + copy("/x/out.txt"))));
+  EXPECT_EQ(made.documents[0].items[0].actions.at(1).problem, "no file matches");
+}
+
+TEST_F(PlanTest, AFirstTitleThatIsNoFolderPutsTheSummaryOutside) {
+  EXPECT_EQ(plan(config("")).summaryPath, "summary.txt");
+  for (const char* title : {"", ".", "a/b", "../x"}) {
+    const Plan made = plan("<c><configure><title>" + std::string(title) + "</title></configure></c>");
+    EXPECT_FALSE(made.summaryPath.has_value()) << title;
+    EXPECT_THAT(planText(made), HasSubstr("puts the summary outside of the bundle")) << title;
+  }
+  EXPECT_FALSE(plan("<c><configure><title>..</title></configure></c>").documents[0].folder.has_value());
+}
+
+TEST_F(PlanTest, ATitleThatIsTheSummarysNameFailsTheDocument) {
+  const Plan made = plan("<c><configure><title>summary.txt</title></configure></c>");
+  EXPECT_THAT(made.documents[0].problem, HasSubstr("counts the document as failed"));
+}
+
+TEST_F(PlanTest, ADeepPlanLooksIntoFoldersAndTellsWhereLinksLeaveThem) {
+  host.folders["/x/"] = {{"d", {0, 5, true, "", "", false}}};
+  host.folders["/x/d/"] = {{"f", {7, 5, false, "", "", false}},
+                           {"locked", {8, 5, false, "no", "", false}},
+                           {"loop", {0, 5, true, "", "/x/d", false}},
+                           {"pipe", {0, 5, false, "", "", true}},
+                           {"up", {0, 5, true, "", "/", false}}};
+  const PlanOptions deep{true, false, false};
+  const Plan made = planWith(deep, config(item("a", copy("/x/d"))));
+  const std::vector<PlannedEntry>& inside = made.documents[0].items[0].actions[0].files.at(0).inside;
+  ASSERT_EQ(inside.size(), 5U);
+  EXPECT_EQ(inside[0].size, 7);
+  EXPECT_EQ(inside[1].problem, "no");
+  EXPECT_EQ(inside[2].problem, "the folder leads back into itself");
+  EXPECT_TRUE(inside[3].isFolder);
+  EXPECT_FALSE(inside[2].leaves);
+  EXPECT_TRUE(inside[4].leaves);
+  EXPECT_EQ(made.totals.files, 1U);
+  EXPECT_EQ(made.totals.bytes, 7);
+  EXPECT_THAT(planText(made),
+              HasSubstr("up  folder, warning: a link out of the folder, to /: what lies there "
+                        "is gathered\n"));
+}
+
+TEST_F(PlanTest, ADeepPlanEndsAtItsBound) {
+  host.folders["/x/"] = {{"d", {0, 5, true, "", "", false}}};
+  for (std::size_t i = 0; i <= DeepWalk::kMaxEntries; ++i) {
+    host.folders["/x/d/"].insert({std::to_string(i), {1, 5, false, "", "", false}});
+  }
+  const Plan made = planWith({true, false, false}, config(item("a", copy("/x/d"))));
+  EXPECT_TRUE(made.cut);
+  EXPECT_LE(made.totals.files, DeepWalk::kMaxEntries);
+  EXPECT_THAT(planText(made), HasSubstr("more than was looked at"));
+}
+
+TEST_F(PlanTest, APlanOfAllTellsTheActionsOfItemsThatAreLeftOut) {
+  host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}}};
+  const std::string document = config(item("a", copy("/x/*"), "false"));
+  EXPECT_THAT(plan(document).documents[0].items[0].actions, IsEmpty());
+  const Plan made = planWith({false, true, false}, document);
+  EXPECT_EQ(made.documents[0].items[0].actions.at(0).files.at(0).path, "/x/a.log");
+  EXPECT_EQ(made.totals.files, 0U);
+  EXPECT_THAT(made.bundleNames, ElementsAre("Title/", "summary.txt"));
+}
+
+TEST_F(PlanTest, APlanOfAClearRunTellsWhatIsDeletedAndStarted) {
+  host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}},
+                         {"b.log", {1, 5, false, "no", "", false}},
+                         {"d.log", {0, 5, true, "", "", false}}};
+  const auto clearing = [](const std::string& loc) {
+    return "<file_copy_action><action><loc gather_newest=\"true\">" + loc +
+           "</loc><clear_log apply=\"true\"/></action></file_copy_action>";
+  };
+  const Plan made = planWith(
+      {false, false, true},
+      config(
+          item("a", clearing("/x/*.log") + copy("/x/a.log") + clearing("/x/a.log") +
+                        command("<args>ls</args><stdout/><clear_log apply=\"true\">tool $A/ b</clear_log>")) +
+          item("b", clearing("/x/*"), "no")));
+  const std::vector<PlannedAction>& actions = made.documents[0].items[0].actions;
+  ASSERT_EQ(actions.size(), 3U);
+  EXPECT_EQ(actions[0].kind, PlannedKind::kDelete);
+  ASSERT_EQ(actions[0].files.size(), 3U);
+  EXPECT_EQ(actions[0].files[0].problem, "");
+  EXPECT_EQ(actions[0].files[1].problem, "no");
+  EXPECT_EQ(actions[0].files[2].problem, "a folder stays");
+  EXPECT_EQ(actions[1].problem, "no file matches");
+  EXPECT_EQ(actions[2].program, "tool");
+  EXPECT_EQ(actions[2].argument, "$A/ b");
+  EXPECT_THAT(made.documents[0].items[1].actions, IsEmpty());
+  EXPECT_THAT(planText(made), HasSubstr("A clear run: files are deleted, commands are run.\n"));
+  EXPECT_EQ(jsonAgainstSchema(planJson(made), "plan.schema.json").err, "");
+}
+
+TEST_F(PlanTest, TheJsonFormOfEveryKindFitsItsSchema) {
+  host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}},
+                         {"b", {1, 5, false, "no", "", false}},
+                         {"d", {0, 5, true, "", "/y", false}}};
+  host.folders["/x/d/"] = {{"f", {7, 5, false, "", "", false}}};
+  host.lists["/x/a.plist"] = {"/x/a.log"};
+  const std::string document = config(item(
+      "a",
+      copy("/x/*") + command("<args>ip a</args><stdout/>") +
+          command("<args>tool x</args><temp_out>/tmp/o</temp_out>") +
+          "<get_file_to_copy_action><action><path>/x/a.plist</path></action></get_file_to_copy_action>"));
+  const DocumentTree positions = parseDocumentText(document);
+  for (const char* request : {"", "<r><comments>c</comments><file id=\"a\"/><file id=\"z\"/></r>"}) {
+    Plan made = buildPlan({{"/c/a\xff.xml", parse(document), &positions}, {"/c/b.xml", nullptr}},
+                          *request == '\0' ? nullptr : parse(request), host, {true, true, false});
+    made.configFolder = "/c/";
+    made.requestPath = *request == '\0' ? "" : "/r.xml";
+    const RunResult result = jsonAgainstSchema(planJson(made), "plan.schema.json");
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+  }
+  EXPECT_NE(jsonAgainstSchema("{\"format\": 1}", "plan.schema.json").exitStatus, 0);
+}
+
 TEST_F(PlanTest, ControlCharactersNeverReachTheTextForm) {
-  host.folders["/x/"] = {{"a\x1b[31m\n.log", {1, 5, false, ""}}};
+  host.folders["/x/"] = {{"a\x1b[31m\n.log", {1, 5, false, "", "", false}}};
   EXPECT_THAT(planText(plan(config(item("a", copy("/x/*"))))),
               HasSubstr("/x/a\\x1b[31m\\x0a.log  1 bytes\n"));
 }
 
 TEST_F(PlanTest, BytesThatAreNotUtf8BecomeReplacementCharactersInTheJsonForm) {
-  host.folders["/x/"] = {{"a\xff\xc0\xaf\xed\xa0\x80\"\\\n\x01\xc3\xa4.log", {1, 5, false, ""}}};
+  host.folders["/x/"] = {{"a\xff\xc0\xaf\xed\xa0\x80\"\\\n\x01\xc3\xa4.log", {1, 5, false, "", "", false}}};
   const std::string text = planJson(plan(config(item("a", copy("/x/*")))));
   EXPECT_THAT(text, HasSubstr("\\\"\\\\\\n\\u0001\xc3\xa4.log\""));
   EXPECT_THAT(text, HasSubstr("/x/a\xef\xbf\xbd"));
