@@ -14,7 +14,7 @@ namespace halvo::test {
 inline RunResult jsonAgainstSchema(const std::string& json, const std::string& schema) {
   const TempFolder folder;
   writeFile(folder.file("text.json"), json);
-  return runProgram({"python3", "-c",
+  return runProgram({"/usr/bin/python3", "-c",
                      "import json, sys, jsonschema\n"
                      "schema = json.load(open(sys.argv[1]))\n"
                      "jsonschema.Draft7Validator.check_schema(schema)\n"

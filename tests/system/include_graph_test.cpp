@@ -53,6 +53,7 @@ const std::vector<Storey>& storeys() {
       {"vpn/tools/TOLM/TOLMFrontEnd/recipients/", "tolm_recipients"},
       {"vpn/tools/TOLM/TOLMFrontEnd/", "tolm_frontend"},
       {"vpn/tools/TOLM/TOLMFrontEnd/unattended/", "tolm_unattended"},
+      {"vpn/tools/TOLM/TOLMAuthoring/trial/", "tolm_authoring_trial"},
       {"vpn/tools/TOLM/TOLMConsole/", "tolm_console"},
       {"vpn/tools/TOLM/TOLMOffline/", "tolm_offline_flow"},
   };

@@ -73,6 +73,27 @@ TEST_F(CommandLineTest, PlanTakesRequestConfigAndJson) {
   EXPECT_THAT(given("--json"), ElementsAre("true"));
 }
 
+TEST_F(CommandLineTest, PlanTakesDeepAllAndClear) {
+  EXPECT_EQ(parse({"plan", "--deep", "--all", "--clear"}), "plan");
+  for (const char* option : {"--deep", "--all", "--clear"}) {
+    EXPECT_THAT(given(option), ElementsAre("true")) << option;
+  }
+}
+
+TEST_F(CommandLineTest, TryTakesPathsAroundItsItems) {
+  EXPECT_EQ(parse({"try", "a.xml", "--item", "x", "b.xml", "--item", "y", "--bundle", "o.zip"}), "try");
+  EXPECT_THAT(given("PATH"), ElementsAre("a.xml", "b.xml"));
+  EXPECT_THAT(given("--item"), ElementsAre("x", "y"));
+  EXPECT_THAT(given("--bundle"), ElementsAre("o.zip"));
+}
+
+TEST_F(CommandLineTest, NewTakesATitleOrAFolder) {
+  EXPECT_EQ(parse({"new", "T"}), "new");
+  EXPECT_THAT(given("TITLE"), ElementsAre("T"));
+  EXPECT_EQ(parse({"new", "--request", "docs"}), "new");
+  EXPECT_THAT(given("--request"), ElementsAre("docs"));
+}
+
 TEST_F(CommandLineTest, HelpAndVersionAreTextsOfStatusZero) {
   const std::string help = parse({"--help"});
   EXPECT_EQ(answer.command, nullptr);
@@ -122,6 +143,10 @@ TEST_F(CommandLineTest, WrongUsageHasStatusTwoAndAHint) {
       {"check", ""},
       {"plan", "x"},
       {"plan", "--config", ""},
+      {"plan", "--clear", "--request", "r.xml"},
+      {"try"},
+      {"try", "a.xml", "--item", ""},
+      {"new", "T", "--request", "docs"},
   };
   for (const std::vector<std::string>& arguments : wrong) {
     const std::string text = parse(arguments);

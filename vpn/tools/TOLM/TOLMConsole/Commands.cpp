@@ -7,6 +7,8 @@
   ROW(Clear)               \
   ROW(Check)               \
   ROW(Plan)                \
+  ROW(Try)                 \
+  ROW(New)                 \
   ROW(Show)                \
   ROW(Report)              \
   ROW(Findings)            \

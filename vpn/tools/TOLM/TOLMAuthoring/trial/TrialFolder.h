@@ -1,0 +1,41 @@
+// TrialFolder: documents that their author names, laid out as a config folder for one run.
+//
+// The documents are read once, looked at for who else could have written them, and copied into a folder of
+// this user's alone: what is run is what was looked at. The folder goes with the object. Used on one thread.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace halvo {
+
+class TrialFolder {
+ public:
+  TrialFolder() = default;
+  ~TrialFolder();
+  TrialFolder(const TrialFolder&) = delete;
+  TrialFolder& operator=(const TrialFolder&) = delete;
+
+  // Lays out the documents: files, and folders by the name rule of a folder load. Returns why that can't be
+  // done, one line; empty on success. To be called once.
+  [[nodiscard]] std::string add(const std::vector<std::string>& paths);
+
+  // Writes a request for these items. Returns why that can't be done, such as an item that no document has.
+  [[nodiscard]] std::string request(const std::vector<std::string>& ids);
+
+  // Ends in "/".
+  [[nodiscard]] std::string configFolder() const { return m_strFolder + "/config/"; }
+  // Empty without a request.
+  [[nodiscard]] const std::string& requestPath() const { return m_strRequest; }
+
+ private:
+  std::string addDocument(const std::string& path);
+  std::string addFolder(const std::string& path);
+
+  std::string m_strFolder;
+  std::string m_strRequest;
+  std::size_t m_nDocuments = 0;
+};
+
+}  // namespace halvo
