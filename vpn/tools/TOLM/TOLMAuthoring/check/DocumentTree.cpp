@@ -229,6 +229,15 @@ std::vector<const DocumentElement*> DocumentElement::childrenNamed(const std::st
   return all;
 }
 
+std::string meantValue(const std::string& value) {
+  constexpr char kSign[] = "&#38;";
+  std::string meant = value;
+  for (std::size_t at = meant.find(kSign); at != std::string::npos; at = meant.find(kSign, at + 1)) {
+    meant.replace(at, sizeof(kSign) - 1, "&");
+  }
+  return meant;
+}
+
 DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& limits) {
   if (text.size() > limits.bytes) {
     return failed(ParseOutcome::kTooLarge, "more than " + std::to_string(limits.bytes >> 20) + " MiB");

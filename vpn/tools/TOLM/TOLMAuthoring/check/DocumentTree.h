@@ -85,6 +85,10 @@ struct DocumentTree {
   std::vector<ParserMessage> messages;
 };
 
+// An attribute's value as its author means it: the parser hands on "&#38;" for a "&", and a run compares
+// values in that form.
+std::string meantValue(const std::string& value);
+
 DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& limits = {});
 DocumentTree parseDocumentFile(const std::string& path, const DocumentLimits& limits = {});
 

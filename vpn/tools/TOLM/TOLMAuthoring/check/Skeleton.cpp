@@ -142,7 +142,7 @@ std::vector<RequestableItem> requestableItems(const std::string& folder,
         continue;
       }
       const DocumentElement* const description = item->find("description");
-      items.push_back({title == nullptr ? name : title->text, id->value,
+      items.push_back({title == nullptr ? name : title->text, meantValue(id->value),
                        description == nullptr ? "" : description->text});
     }
   }

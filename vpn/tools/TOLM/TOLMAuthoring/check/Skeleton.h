@@ -20,9 +20,10 @@ struct RequestableItem {
   std::string description;
 };
 
-// The items of the documents in a folder that a request can ask for, by documents in the order of their names.
-// A document that can't be parsed gives none, and its path stands in `unreadable`.
-std::vector<RequestableItem> requestableItems(const std::string& folder, std::vector<std::string>& unreadable);
+// The items of the documents in a folder that a request can ask for, by documents in the order of their
+// names. A document that can't be parsed gives none, and its path stands in `unreadable`.
+std::vector<RequestableItem> requestableItems(const std::string& folder,
+                                              std::vector<std::string>& unreadable);
 
 // A request for all of these, each with its description.
 std::string newRequest(const std::vector<RequestableItem>& items);

@@ -182,6 +182,13 @@ void BundleModel::writeBehind(const std::string& path, Id by) {
   }
 }
 
+void BundleModel::own(const std::string& path, Id id) {
+  const std::optional<std::string> at = place(path);
+  if (const auto node = at ? m_Nodes.find(*at) : m_Nodes.end(); node != m_Nodes.end()) {
+    node->second.owner = id;
+  }
+}
+
 void BundleModel::disown(const std::string& path) {
   const std::optional<std::string> at = place(path);
   if (const auto node = at ? m_Nodes.find(*at) : m_Nodes.end(); node != m_Nodes.end()) {

@@ -49,6 +49,8 @@ class BundleModel {
   bool appendTo(const std::string& path);
   // Something is written behind the file that is there, told to whom it was.
   void writeBehind(const std::string& path, Id by);
+  // A file that is there is this one's from now on.
+  void own(const std::string& path, Id id);
   // A file that is there is nobody's from now on.
   void disown(const std::string& path);
   // As fileDelete, told to whom the file was.

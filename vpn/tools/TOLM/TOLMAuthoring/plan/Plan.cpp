@@ -105,6 +105,9 @@ class Planner {
         plan.totals.commands += item.totals.commands;
       }
     }
+    if (!plan.summaryReplacedBy) {
+      plan.summaryReplacedBy = summaryReplacer();
+    }
     plan.cut = m_Actions.isCut();
     plan.bundleNames = m_Model.names();
   }
@@ -222,12 +225,25 @@ class Planner {
       m_bSummaryBlocked = m_bSummaryBlocked || !m_Model.appendTo(*plan.summaryPath);
     }
     if (plan.summaryPath && !m_bSummaryBlocked) {
-      m_Model.writeBehind(*plan.summaryPath, m_Actions.newPlace({*plan.summaryPath, 0}));
+      const std::size_t id = m_Actions.newPlace({*plan.summaryPath, 0});
+      m_Model.writeBehind(*plan.summaryPath, id);
+      // What stood in it goes with a file that is stored in its place later.
+      if (!plan.summaryReplacedBy && m_nSummary != BundleModel::kNobody) {
+        plan.summaryReplacedBy = summaryReplacer();
+      }
+      m_nSummary = id;
+      m_Model.own(*plan.summaryPath, id);
     }
     if (m_bSummaryBlocked) {
       document.problem =
           "the summary can't be written: a folder lies in its place; a run counts the document as failed";
     }
+  }
+
+  // The action that stored a file over the summary; another section behind it is none.
+  [[nodiscard]] std::optional<PlannedPlace> summaryReplacer() const {
+    const std::optional<PlannedPlace> by = replacer(m_nSummary);
+    return by && by->line == 0 && by->document.find('/') != 0 ? std::nullopt : by;
   }
 
   [[nodiscard]] std::optional<PlannedPlace> replacer(std::size_t id) const {
@@ -294,6 +310,7 @@ class Planner {
   // Of the present document, in the model; nothing where it lies outside of the bundle.
   std::optional<std::string> m_Folder;
   bool m_bSummaryPlaced = false;
+  std::size_t m_nSummary = BundleModel::kNobody;
   bool m_bSummaryBlocked = false;
   std::set<const DataComponent*> m_Matched;
 };

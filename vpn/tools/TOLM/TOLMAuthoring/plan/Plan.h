@@ -140,6 +140,8 @@ struct Plan {
   std::string summaryFile = "summary.txt";
   // Where the summary lies in the bundle; nothing where the first title puts it outside of it.
   std::optional<std::string> summaryPath;
+  // By what the summary is replaced: what stood in it until then is lost.
+  std::optional<PlannedPlace> summaryReplacedBy;
   bool clear = false;
   bool deep = false;
   // Folders hold more than a plan looks at.

@@ -146,6 +146,9 @@ std::string planText(const Plan& plan) {
   if (!plan.clear && !plan.summaryPath) {
     out += "Warning: the first title puts the summary outside of the bundle.\n";
   }
+  if (plan.summaryReplacedBy) {
+    out += "Warning: a file takes the summary's place, by " + placeText(*plan.summaryReplacedBy) + ".\n";
+  }
   if (plan.cut) {
     out += "The folders hold more than was looked at: the sums are too small.\n";
   }

@@ -159,7 +159,7 @@ std::string TrialFolder::request(const std::vector<std::string>& ids) {
     for (const DocumentElement* item :
          tree.root == nullptr ? std::vector<const DocumentElement*>() : tree.root->childrenNamed("file")) {
       if (const DocumentAttribute* const id = item->attribute("id"); id != nullptr) {
-        known.insert(id->value);
+        known.insert(meantValue(id->value));
       }
     }
   }
