@@ -38,10 +38,6 @@ class SelectionHost : public PlanHost {
                      std::list<helperUtil::FileFindEntry>& /*entries*/) override {
     return 0;
   }
-  ResultCode findNewest(const std::string& /*folder*/, const std::string& /*pattern*/,
-                        helperUtil::NewestFile& /*newest*/) override {
-    return 0;
-  }
   std::string readProblem(const std::string& /*path*/) override { return ""; }
   ResultCode logLocations(const std::string& /*file*/, std::vector<std::string>& /*locations*/) override {
     return 0;
