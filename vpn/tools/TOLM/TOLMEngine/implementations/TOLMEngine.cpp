@@ -147,6 +147,12 @@ ResultCode TOLMEngine::collectLogs() {
   if (const ResultCode rc = writeFailedFilesToSummary(m_pCollector->GetSummaryPath()); rc != 0) {
     LOG_RETURN_CODE(kLogWarning, "TOLMEngine::writeFailedFilesToSummary", rc);
   }
+  // The summary goes above the folder of the first config, wherever that is: where the folder couldn't be
+  // made, that is outside of what is packed. Told so, and a loss for whoever reads the bundle.
+  if (!m_pCollector->GetSummaryPath().starts_with(m_TempFolder.path() + "/")) {
+    recordLoss(__func__, LossKind::kCutShort, m_pCollector->GetSummaryPath(),
+               "it stands outside of the bundle, for want of a folder for the first document");
+  }
 
   reportProgress(kZipPercent, "Zipping the bundle, please wait...", kProcessing);
   m_strBundlePath = zipPath(m_strBundlePath);

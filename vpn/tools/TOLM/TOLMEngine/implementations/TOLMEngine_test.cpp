@@ -2,6 +2,8 @@
 
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -211,6 +213,20 @@ TEST_F(TOLMEngineTest, ATitleThatIsEmptyWritesStraightIntoTheWorkFolder) {
   EXPECT_RESULT(run(), 0);
   EXPECT_THAT(entries(), ElementsAre("TWO.LOG", "one.log"));
   EXPECT_TRUE(exists("/tmp/summary.txt"));
+}
+
+// A run that couldn't make the first document's folder told a success for a bundle without a summary.
+TEST_F(TOLMEngineTest, ASummaryOutsideOfTheBundleIsToldAsLost) {
+  config("a.xml", documentText("no/such", logsItem()));
+  EXPECT_RESULT(run(), 0);
+  ASSERT_EQ(lossCount(LossKind::kCutShort), 1U);
+  EXPECT_EQ(losses(LossKind::kCutShort)[0].path, "/tmp/summary.txt");
+}
+
+TEST_F(TOLMEngineTest, ASummaryInTheBundleIsNoLoss) {
+  config("a.xml", documentText("A", logsItem()));
+  EXPECT_RESULT(run(), 0);
+  EXPECT_EQ(lossCount(LossKind::kCutShort), 0U);
 }
 
 TEST_F(TOLMEngineTest, ATitleThatIsNoFolderNameWritesStraightIntoTheWorkFolder) {
