@@ -108,6 +108,18 @@ TEST_F(RedactCommandTest, RulesAndKeptKindsAreGoneBy) {
   EXPECT_EQ(content.count("Client/core"), 1U);
 }
 
+TEST_F(RedactCommandTest, ARunWithRedactMakesARedactedBundleAlone) {
+  const RunResult result = tmtolm({"collect", "--redact", "--bundle", "/opt/made/bundle.zip"});
+  EXPECT_EQ(result.exitStatus, 1) << "there is no such folder";
+  writeFile("/opt/made/keep", "");
+  const RunResult made = tmtolm({"collect", "--redact", "--bundle", "/opt/made/bundle.zip"});
+  ASSERT_EQ(made.exitStatus, 0) << made.err;
+  EXPECT_THAT(made.out, HasSubstr("Left out: 1\nBundle: /opt/made/bundle.zip\n"));
+  EXPECT_THAT(bundleContent(Reader::Python, "/opt/made/bundle.zip").at("Client/agent.log"),
+              HasSubstr("password=REDACTED"));
+  EXPECT_EQ(readTree("/opt/made").size(), 2U) << "the bundle, and what was there";
+}
+
 TEST_F(RedactCommandTest, WrongUsageRunsNothing) {
   writeFile("/opt/rules", "find id (\n");
   for (const std::vector<std::string>& arguments :

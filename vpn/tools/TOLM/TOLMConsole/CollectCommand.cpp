@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
@@ -49,9 +51,16 @@ class CollectCommand : public ICommand {
                    "printed is kept (default: no limit)")
         ->check(CLI::Range(1U, kMostSeconds))
         ->type_name("SECONDS");
+    app.add_flag("--redact", m_bRedact,
+                 "Take out of the bundle what identifies people and machines, before it gets its name");
     app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
     app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
     m_Unattended.addOptions(app, bundle, {file, ask});
+    // Both tell of, or pass on, what was gathered as it was: a bundle that only seems redacted is worse than
+    // none.
+    for (const char* plain : {"--recipient", "--status-json"}) {
+      app.get_option("--redact")->excludes(app.get_option(plain));
+    }
   }
 
   [[nodiscard]] int run() override {
@@ -78,6 +87,10 @@ class CollectCommand : public ICommand {
     if (!m_bQuiet) {
       settings.tell = printRemark;
     }
+    const auto redaction = std::make_shared<RedactedArchiveOutcome>();
+    if (m_bRedact) {
+      settings.archiveWriter = redactedArchiveWriter(redaction);
+    }
     setConsoleMode(silent ? 0 : 1);
     outliveReader();
     RunOutcome outcome = m_Unattended.prepare(settings);
@@ -93,6 +106,10 @@ class CollectCommand : public ICommand {
         printError(line);
       }
     }
+    if (!silent && m_bRedact) {
+      std::printf("Replaced: %llu\nLeft out: %llu\n", static_cast<unsigned long long>(redaction->replaced),
+                  static_cast<unsigned long long>(redaction->leftOut));
+    }
     if (!silent) {
       std::printf("Bundle: %s\n", withoutControls(outcome.bundlePath).c_str());
     }
@@ -107,6 +124,7 @@ class CollectCommand : public ICommand {
   unsigned m_nCommandTimeout = 0;  // 0 for no limit
   bool m_bAskPassword = false;
   bool m_bWait = false;
+  bool m_bRedact = false;
   bool m_bQuiet = false;
   UnattendedOptions m_Unattended;
 };
