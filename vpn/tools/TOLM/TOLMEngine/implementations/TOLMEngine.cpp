@@ -149,8 +149,10 @@ ResultCode TOLMEngine::collectLogs() {
   }
   // The summary goes above the folder of the first config, wherever that is: where the folder couldn't be
   // made, that is outside of what is packed. Told so, and a loss for whoever reads the bundle.
-  if (!m_pCollector->GetSummaryPath().starts_with(m_TempFolder.path() + "/")) {
-    recordLoss(__func__, LossKind::kCutShort, m_pCollector->GetSummaryPath(),
+  const std::string& summary = m_pCollector->GetSummaryPath();
+  const std::string inside = m_TempFolder.path() + "/";
+  if (!summary.starts_with(inside) || summary.starts_with(inside + "../")) {
+    recordLoss(__func__, LossKind::kCutShort, summary,
                "it stands outside of the bundle, for want of a folder for the first document");
   }
 

@@ -220,7 +220,7 @@ TEST_F(TOLMEngineTest, ASummaryOutsideOfTheBundleIsToldAsLost) {
   config("a.xml", documentText("no/such", logsItem()));
   EXPECT_RESULT(run(), 0);
   ASSERT_EQ(lossCount(LossKind::kCutShort), 1U);
-  EXPECT_EQ(losses(LossKind::kCutShort)[0].path, "/tmp/summary.txt");
+  EXPECT_TRUE(losses(LossKind::kCutShort)[0].path.ends_with("/../summary.txt"));
 }
 
 TEST_F(TOLMEngineTest, ASummaryInTheBundleIsNoLoss) {
