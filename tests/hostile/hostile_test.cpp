@@ -35,10 +35,6 @@ TEST(HostileTest, APlanWhoseSystemCallsFailInTurnEndsAndSaysSo) {
   expectNoFault("calls", "plan");
 }
 
-TEST(HostileTest, ARunWithoutMemoryAtAnyPlaceEndsAndLosesNothingInSilence) {
-  expectNoFault("memory");
-}
-
 TEST(HostileTest, ASignalAtAnyMomentLeavesNothingBehindAndNobodyAlive) {
   expectNoFault("signals");
 }
