@@ -374,7 +374,11 @@ TEST_F(BadInputTest, AnEmptyTitleGathersIntoTheWorkFolderItself) {
 
 TEST_F(BadInputTest, ATitleTooLongForAFolderGathersIntoTheWorkFolderItself) {
   config("a.xml", documentText(std::string(300, 't'), item("id='a'", copyAction("/opt/logs/*.log"))));
-  EXPECT_EQ(run().exitStatus, 0);
+  const RunResult result = run();
+  // The bundle has no summary then, which is no success to whoever reads it.
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr("1 file is cut short or missing\n"));
+  EXPECT_THAT(result.err, HasSubstr("/../summary.txt\": it stands outside of the bundle"));
   EXPECT_THAT(names(), ElementsAre("one.log"));
   EXPECT_THAT(differences(), UnorderedElementsAre(kBundle, "/tmp/summary.txt"));
   EXPECT_THAT(readFile("/tmp/summary.txt"), HasSubstr("\n" + std::string(300, 't') + ":\n"));
