@@ -20,7 +20,7 @@ class SinceTimeTest : public ::testing::Test {
     return problem.empty() ? text : "problem";
   }
 
-  const test::ScopedEnv m_Zone{"TZ", "XXX-2"};
+  const test::ScopedEnv m_Zone{"TZ", "TST-2"};
 };
 
 TEST_F(SinceTimeTest, ASpanIsCountedBackFromNow) {
