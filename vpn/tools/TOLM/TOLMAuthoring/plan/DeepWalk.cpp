@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/DeepWalk.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace halvo {
 
@@ -12,7 +13,8 @@ bool isBelow(const std::string& path, const std::string& folder) {
 
 }  // namespace
 
-DeepWalk::DeepWalk(IPlanHost& host) : m_Host(host), m_End(std::chrono::steady_clock::now() + kMaxTime) {}
+DeepWalk::DeepWalk(IPlanHost& host, IsGone isGone)
+    : m_Host(host), m_IsGone(std::move(isGone)), m_End(std::chrono::steady_clock::now() + kMaxTime) {}
 
 std::vector<PlannedEntry> DeepWalk::look(const std::string& path) {
   std::vector<PlannedEntry> entries;
@@ -36,17 +38,22 @@ void DeepWalk::enter(const std::string& source, const std::string& inside,
       break;
     }
     const std::string path = source + "/" + name;
+    if (m_IsGone(path)) {
+      continue;
+    }
     PlannedEntry entry;
     entry.path = inside + name;
     entry.linkTarget = m_Host.linkTarget(path);
     entry.leaves = !entry.linkTarget.empty() && !isBelow(entry.linkTarget, m_strTop);
-    const HostKind kind = m_Host.kindOf(path);
+    // A link stays when its file goes, and leads nowhere from then on.
+    const bool dangles = !entry.linkTarget.empty() && m_IsGone(entry.linkTarget);
+    const HostKind kind = dangles ? HostKind::kMissing : m_Host.kindOf(path);
     entry.isFolder = kind == HostKind::kFolder || kind == HostKind::kOther;
     const std::optional<IPlanHost::Identity> identity =
         kind == HostKind::kFolder ? m_Host.identityOf(path) : std::nullopt;
     bool goOn = false;
     if (kind == HostKind::kMissing) {
-      entry.problem = m_Host.readProblem(path);
+      entry.problem = dangles ? "it isn't there" : m_Host.readProblem(path);
     } else if (identity && std::find(m_Open.begin(), m_Open.end(), *identity) != m_Open.end()) {
       entry.problem = "the folder leads back into itself";
     } else if (kind == HostKind::kFile) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,9 @@ namespace halvo {
 
 class DeepWalk {
  public:
-  explicit DeepWalk(IPlanHost& host);
+  // `isGone` answers whether the run has deleted the file of a path by the time of the walk.
+  using IsGone = std::function<bool(const std::string&)>;
+  DeepWalk(IPlanHost& host, IsGone isGone);
 
   // What lies in the folder at `path`.
   std::vector<PlannedEntry> look(const std::string& path);
@@ -31,6 +34,7 @@ class DeepWalk {
   void enter(const std::string& source, const std::string& inside, std::vector<PlannedEntry>& entries);
 
   IPlanHost& m_Host;
+  IsGone m_IsGone;
   std::chrono::steady_clock::time_point m_End;
   std::size_t m_nEntries = 0;
   bool m_bCut = false;

@@ -220,13 +220,15 @@ PlannedFile ActionPlanner::planFile(const std::string& path, const std::string& 
   file.path = path;
   file.storedAs = storedAs;
   file.id = BundleModel::kNobody;
-  HostKind kind = isGone(path) ? HostKind::kMissing : m_Host.kindOf(path);
+  file.linkTarget = m_Host.linkTarget(path);
+  // A link stays when its file goes, and leads nowhere from then on.
+  const bool gone = isGone(path) || (!file.linkTarget.empty() && isGone(file.linkTarget));
+  HostKind kind = gone ? HostKind::kMissing : m_Host.kindOf(path);
   // The look at the folder that it lies in has shown it for one, whatever a second look answers.
   kind = kind == HostKind::kMissing && isFolder ? HostKind::kFolder : kind;
   file.isFolder = kind == HostKind::kFolder || kind == HostKind::kOther;
-  file.linkTarget = m_Host.linkTarget(path);
   if (kind == HostKind::kMissing) {
-    file.problem = m_Host.readProblem(path);
+    file.problem = gone ? "" : m_Host.readProblem(path);
     file.problem = file.problem.empty() ? "it isn't there" : file.problem;
     return file;
   }
@@ -251,7 +253,7 @@ PlannedFile ActionPlanner::planFile(const std::string& path, const std::string& 
 
 void ActionPlanner::store(PlannedFile& file, HostKind kind) {
   file.id = newId();
-  m_Sources[file.id] = file.path;
+  m_Insides[file.id] = file.inside;
   const std::string name = *m_Folder + "/" + file.storedAs;
   const BundleModel::Answer answer = kind == HostKind::kFile
                                          ? m_Model.storeFile(name, file.id, file.problem.empty())
@@ -329,8 +331,8 @@ void ActionPlanner::planCapture(PlannedAction& action, const std::string& baseNa
     // A folder that was copied under this name: what is in it becomes the result.
     const BundleModel::Id owner = m_Model.ownerOf(temp);
     answer = m_Model.storeFolder(result, action.id);
-    if (m_Options.deep && answer == BundleModel::Answer::kStored && owner != BundleModel::kNobody) {
-      action.inside = m_Walk.look(m_Sources[owner]);
+    if (answer == BundleModel::Answer::kStored && owner != BundleModel::kNobody) {
+      action.inside = m_Insides[owner];
     }
   }
   if (answer == BundleModel::Answer::kStored) {

@@ -22,7 +22,13 @@ namespace halvo {
 class ActionPlanner {
  public:
   ActionPlanner(IPlanHost& host, BundleModel& model, const PlanOptions& options)
-      : m_Host(host), m_Model(model), m_Options(options), m_Walk(host) {}
+      : m_Host(host),
+        m_Model(model),
+        m_Options(options),
+        m_Walk(host, [this](const std::string& path) { return isGone(path); }) {}
+  // The walk asks this object.
+  ActionPlanner(const ActionPlanner&) = delete;
+  ActionPlanner& operator=(const ActionPlanner&) = delete;
 
   // Where actions stand, for the lines that a plan tells.
   using Lines = std::map<const DataComponent*, std::uint32_t>;
@@ -69,8 +75,8 @@ class ActionPlanner {
   std::string m_strName;
   std::optional<std::string> m_Folder;
   std::uint32_t m_nLine = 0;
-  // Of what was stored, where it comes from.
-  std::map<std::size_t, std::string> m_Sources;
+  // Of folders that were stored, what came along with them.
+  std::map<std::size_t, std::vector<PlannedEntry>> m_Insides;
   // Files of the machine that the run has deleted by now.
   std::set<std::string> m_Gone;
   // What goes at the end of the present kind: paths of the model and of the machine.

@@ -178,6 +178,7 @@ std::string planJson(const Plan& plan) {
       {"comments_file", textOrNull(plan.commentsFile)},
       {"summary_file", plan.summaryFile},
       {"summary_path", plan.summaryPath ? Json(*plan.summaryPath) : Json()},
+      {"summary_replaced_by", placeOrNull(plan.summaryReplacedBy)},
       {"unmatched_ids", plan.unmatchedIds},
   };
   addTotals(json, plan.totals);

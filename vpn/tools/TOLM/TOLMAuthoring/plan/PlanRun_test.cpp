@@ -277,13 +277,7 @@ std::string readIfThere(const std::string& path) {
 class PlanRunTest : public ::testing::Test {
  protected:
   static void runCases(unsigned first, unsigned count) {
-    // The one case known in which a plan is wrong: a link in a copied folder leads into a folder whose own
-    // copy comes later, and the plan tells two files that the run doesn't store. To be mended.
-    constexpr unsigned kKnownDifference = 20592;
     for (unsigned seed = first; seed < first + count; ++seed) {
-      if (seed == kKnownDifference) {
-        continue;
-      }
       SCOPED_TRACE("seed " + std::to_string(seed));
       runCase(seed);
       if (HasFailure()) {

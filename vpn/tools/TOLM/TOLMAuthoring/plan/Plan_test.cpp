@@ -333,6 +333,7 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
   "comments_file": null,
   "summary_file": "summary.txt",
   "summary_path": "summary.txt",
+  "summary_replaced_by": null,
   "unmatched_ids": [],
   "files": 1,
   "bytes": 1536,
@@ -441,6 +442,38 @@ TEST_F(PlanTest, AnOutputFileIsGoneForTheNextKind) {
   const Plan made = plan(
       config(item("a", command("<args>tool x</args><temp_out>/x/out.txt</temp_out>") + copy("/x/out.txt"))));
   EXPECT_EQ(made.documents[0].items[0].actions.at(1).problem, "no file matches");
+}
+
+TEST_F(PlanTest, AnOutputFileIsGoneForALaterCopyOfItsFolder) {
+  host.folders["/x/"] = {{"out.txt", {3, 5, false, "", "", false}},
+                         {"rest", {4, 5, false, "", "", false}},
+                         {"to-out", {3, 5, false, "", "/x/out.txt", false}}};
+  host.folders["/y/"] = {{"link", {0, 5, true, "", "/x", false}}};
+  host.folders["/y/link/"] = host.folders["/x/"];
+  const Plan made = planWith(
+      {true, false, false},
+      config(item("a", command("<args>tool x</args><temp_out>/x/out.txt</temp_out>") + copy("/y/*"))));
+  const std::vector<PlannedEntry>& inside = made.documents[0].items[0].actions.at(1).files.at(0).inside;
+  ASSERT_EQ(inside.size(), 2U);
+  EXPECT_EQ(inside[0].path, "rest");
+  EXPECT_EQ(inside[1].path, "to-out");
+  EXPECT_EQ(inside[1].problem, "it isn't there");
+}
+
+TEST_F(PlanTest, AFileThatTakesTheSummarysPlaceIsToldInBothForms) {
+  host.folders["/x/"] = {{"summary.txt", {3, 5, false, "", "", false}}};
+  const std::string text =
+      "<c><configure><title>.</title></configure>\n" + item("a", copy("/x/summary.txt")) + "</c>";
+  const DocumentTree positions = parseDocumentText(text);
+  const Plan made =
+      buildPlan({{"/c/a.xml", parse(config(""))}, {"/c/b.xml", parse(text), &positions}}, nullptr, host);
+  EXPECT_THAT(planText(made),
+              HasSubstr("Warning: a file takes the summary's place, by line 2 of /c/b.xml.\n"));
+  const std::string json = planJson(made);
+  EXPECT_THAT(json,
+              HasSubstr("\"summary_replaced_by\": {\n    \"document\": \"/c/b.xml\",\n    \"line\": 2\n"));
+  const RunResult result = jsonAgainstSchema(json, "plan.schema.json");
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
 }
 
 TEST_F(PlanTest, AFirstTitleThatIsNoFolderPutsTheSummaryOutside) {
