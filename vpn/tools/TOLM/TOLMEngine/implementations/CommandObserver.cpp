@@ -12,6 +12,7 @@ void setCommandObserver(ICommandObserver* observer) {
   s_pObserver = observer;
 }
 
+// Kept for the end: it is told to whoever was told of the start.
 ObservedCommand::ObservedCommand(const std::string& commandLine) : m_pObserver(s_pObserver) {
   if (m_pObserver != nullptr) {
     m_pObserver->commandStarts(commandLine);

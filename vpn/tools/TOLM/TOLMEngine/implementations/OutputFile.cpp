@@ -52,6 +52,7 @@ DescriptorHolder openIn(int folder, const char* path, OutputMode mode) {
   return output;
 }
 
+// Follows links: where they lead is what isBelow() judges.
 DescriptorHolder openFolder(int folder, const char* path) {
   return DescriptorHolder(openat(folder, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
@@ -65,6 +66,7 @@ bool isBelow(DescriptorHolder folder, const DescriptorHolder& base) {
     return false;
   }
   while (!(FileIdentity(here) == FileIdentity(wanted))) {
+    // The topmost folder is its own ".."; there the way ends.
     const FileIdentity before(here);
     folder = openFolder(folder.get(), "..");
     if (!folder || fstat(folder.get(), &here) != 0 || FileIdentity(here) == before) {
@@ -107,6 +109,7 @@ FileHolder toFile(DescriptorHolder output, OutputMode mode) {
 
 void closeOutput(const char* function, const std::string& path, FileHolder file) {
   const bool failed = std::ferror(file.get()) != 0;
+  // Closing sets it only where it has something to write; what an earlier failure left in it is gone by now.
   errno = 0;
   if (std::fclose(file.release()) != 0 || failed) {
     recordLoss(function, LossKind::kCutShort, path, errno != 0 ? std::strerror(errno) : "a write failed");

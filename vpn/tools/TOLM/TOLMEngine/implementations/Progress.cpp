@@ -23,6 +23,7 @@ Channel& channel() {
 void reportToConsole(std::uint32_t percent, const std::string& message, bool isProgress) {
   if (!isProgress) {
     std::puts("\r");
+    // On a line of its own: the progress line in front of it has no end.
     std::printf("%s", message.c_str());
     std::puts("\r");
     return;
@@ -69,6 +70,7 @@ void reportProgress(std::uint32_t percent, const std::string& message, std::uint
     channel().state.message = message;
   }
   if (!isProgress) {
+    // At once and not by the queue: the code has to lie there before the block that shows the end runs.
     listener->tolmFinished(static_cast<ResultCode>(code));
     return;
   }

@@ -25,6 +25,7 @@ bool isTrue(const DataComponent& element, const char* attributeName) {
   return attribute != nullptr && attribute->GetValue() == "true";
 }
 
+// "regis" passes here and is refused by getPath(): the path is empty, and the action goes on.
 bool isPathElement(const std::string& name) {
   return name == "path" || name == "plugin" || name == "regis";
 }
@@ -62,6 +63,7 @@ void TOLMAction::Perform(std::list<FileRecord>& records) {
     const std::string kind = kindElement->GetName();
     std::list<std::string> tempFiles;
     for (const auto& element : kindElement->GetChildren()) {
+      // A copy, so that no action can change the document.
       const XMLObject actionXml(element.get());
       std::list<FileRecord> gathered;
       ResultCode rc = 0;
@@ -79,11 +81,13 @@ void TOLMAction::Perform(std::list<FileRecord>& records) {
       if (rc == 0) {
         records.splice(records.end(), gathered);
       } else if (rc != TOLMENGINE_ERROR_FILE_NOT_FOUND || kind == kPListKind) {
+        // A missing file stands in the summary already; what is wrong with a property list, in the log alone.
         LOG_RETURN_CODE(kLogError, invoked, rc);
       }
     }
     // Temporary files live until the end of their kind: a later command may append to the same one.
     for (const std::string& path : tempFiles) {
+      // One that can't be deleted is logged there.
       static_cast<void>(helperUtil::fileDelete(path));
     }
   }
@@ -98,6 +102,7 @@ std::string TOLMAction::getPath(const DataComponent* pDC) {
     return pDC->GetValue();
   }
   if (pDC->GetName() == "plugin") {
+    // The dot stays in. Meant so.
     const std::string folder = helperUtil::toolFolder() + "./plugin";
     return pDC->GetValue().empty() ? folder : folder + "/" + pDC->GetValue();
   }

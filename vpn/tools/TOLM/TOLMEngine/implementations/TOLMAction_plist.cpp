@@ -17,6 +17,7 @@ bool readDict(const DataComponent& dict, std::vector<std::string>& locations) {
     if ((*child)->GetName() != "key" || (*child)->GetValue() != kLogLocationKey) {
       continue;
     }
+    // Whatever stands behind a key is its value, another key too.
     if (++child == children.end()) {
       return false;
     }
@@ -40,6 +41,7 @@ ResultCode TOLMAction::getLogLocationArray(const std::string& file, std::vector<
   }
   TOLMXmlLoader loader;
   std::list<XMLObject*> documents;
+  // Its result says no more than the list.
   loader.load(file, kLoadFile, documents);
   if (documents.empty()) {
     LOG_MESSAGE(kLogError, "Unable to process XML parsing request");
@@ -81,6 +83,7 @@ ResultCode TOLMAction::performPListCopyAction(const XMLObject& actionXml, const 
       continue;
     }
     const std::string fileName = helperUtil::stringAfterLast(location, "/");
+    // The item's name plays no part here, and nothing is translated.
     const std::string destination = context.folder + "/" + fileName;
     std::string errorText;
     const ResultCode rc = helperUtil::fileCopy(location, destination, errorText);

@@ -78,6 +78,8 @@ ResultCode TOLMCollectLogsAction::performExternalAction(const XMLObject& actionX
   }
   const std::string& name = m_context.name;
   if (attributes.useStdout) {
+    // A program written with its path puts slashes into the name, and its output is lost. Meant so: documents
+    // name captured programs bare.
     attributes.tempOut =
         m_context.folder + "/" + (name.empty() ? attributes.baseName + "_tmp.txt" : name + ".tmp");
   }
@@ -103,6 +105,7 @@ ResultCode TOLMCollectLogsAction::performExternalAction(const XMLObject& actionX
     if (!errorText.empty()) {
       reason += " Error returned:" + errorText;
     }
+    // The file isn't put down for deletion: captured output stays in the bundle under its temporary name.
     helperUtil::fillSummaryFailedFile(m_context.summary, m_context.id, fileName, m_context.description,
                                       reason);
     LOG_RETURN_CODE_TEXT(kLogError, "helperUtil::fileCopy", rc, "%s", reason.c_str());

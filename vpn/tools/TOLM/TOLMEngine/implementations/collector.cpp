@@ -46,6 +46,7 @@ ResultCode collector::Collect(std::string& folder, XMLObject* config, std::uint3
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
   if (const ResultCode rc = initializeSummary(); rc != 0) {
+    // Not quite the function's name. Whoever searches the log knows it so.
     LOG_RETURN_CODE(kLogError, "collector::initializedSummary", rc);
     return rc;
   }
@@ -72,6 +73,8 @@ ResultCode collector::Collect(std::string& folder, XMLObject* config, std::uint3
 void collector::walkRequest(XMLObject& config, ActionContext& context, std::uint32_t percent) {
   std::list<DataComponent*> requestItems = getFileComponents(*m_pXMLRequest);
   std::list<DataComponent*> configItems = getFileComponents(config);
+  // The list's own sort, which keeps the order of equals and stands items without an id, of which none is
+  // before or behind another.
   requestItems.sort(compareFileId);
   configItems.sort(compareFileId);
   setProgressStep(requestItems);
@@ -98,19 +101,23 @@ void collector::walkRequest(XMLObject& config, ActionContext& context, std::uint
     while (cursor != configItems.end() && getFileId(*cursor) < id) {
       ++cursor;
     }
+    // Without an advance of the bar: the item may be another config's.
     if (cursor == configItems.end() || getFileId(*cursor) != id) {
       continue;
     }
+    // The request only names the item; what is known of it is the config's.
     const DataComponent* const found = *cursor;
     reportProgress(percent, "Processing " + getFileDescription(found) + "...", TOLMOFFLINE_ERROR_PROCESSING);
     describeItem(found, getFileName(found), context);
     if (moveReaderToCorrectOS(found) == 0) {
       collectFile(context);
+      // Behind the action: a duplicate is gathered too, and only then warned of.
       removeFromUnprocessedList(item);
       percent += m_nFileProgress;
     }
   }
   if (m_bFirstConfig) {
+    // A failure shows in the summary.
     writeComments(commentsItem, context.folder);
   }
 }
@@ -129,6 +136,7 @@ void collector::walkDefault(XMLObject& config, ActionContext& context, std::uint
     describeItem(item, "", context);
     if (moveReaderToCorrectOS(item) == 0) {
       collectFile(context);
+      // For gathered items alone: the start of the next config makes up for the others.
       percent += m_nFileProgress;
     }
   }

@@ -18,6 +18,7 @@ namespace halvo {
 
 namespace {
 
+// All widths are in bytes: a row with letters beyond the ASCII ones looks shorter.
 constexpr int kLabelWidth = 30;
 constexpr int kSectionRule = 141;
 constexpr int kIncludedRule = 101;
@@ -178,6 +179,7 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
   std::string fileName = "comments.txt";
   if (commentsItem != nullptr) {
     if (const DataComponent* const name = commentsItem->FindChild("name"); name != nullptr) {
+      // An empty one too: the path then ends in "/" and can't be opened, which the summary tells.
       fileName = name->GetValue();
     }
   }
@@ -200,6 +202,7 @@ ResultCode collector::writeComments(const DataComponent* commentsItem, const std
   record.path = path;
   record.description = "Tessarmont user comments";
   record.size = helperUtil::fileGetSize(path);
+  // Unlike that of a gathered file. Only a budget would look at it.
   record.defaultScheme = kTruncateData;
   m_FileRecords.push_back(record);
   return 0;
@@ -254,6 +257,7 @@ ResultCode collector::printSummary(const XMLObject* config) {
   std::fprintf(file, "Files Included in Bundle:\n");
   printRow(file, kIncludedTable, kIncludedTable.headings);
   std::fprintf(file, "%*.*s\n", kIncludedRule, kIncludedRule, ruleOf('-').c_str());
+  // What the writes give isn't looked at: closing tells of every one that failed.
   printEntries(file, kIncludedTable, root.FindChild("Manifest_Included"));
   std::fprintf(file, "%.*s\n", kIncludedRule, ruleOf('-').c_str());
 

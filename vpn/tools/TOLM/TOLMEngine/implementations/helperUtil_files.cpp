@@ -44,6 +44,7 @@ void tellFailedEntry(const std::string& source, ResultCode rc, const std::string
   } else if (rc == TOLMENGINE_ERROR_FILE_OPEN_FAILURE && !errorText.empty()) {
     recordLoss(kCopy, LossKind::kUnreadable, source, errorText);
   } else if (rc != TOLMENGINE_ERROR_UNEXPECTED || errorText.empty()) {
+    // With a text, that code is a folder that leads back into itself, of which nothing is lost.
     recordLoss(kCopy, LossKind::kCutShort, source, "its copy can't be made");
   }
 }
@@ -162,6 +163,7 @@ ResultCode copyEntry(const std::string& source, const std::string& destination, 
   if (stat(source.c_str(), &sourceData) != 0) {
     return TOLMENGINE_ERROR_FILE_NOT_FOUND;
   }
+  // Behind the look: a missing file is not found, onto itself too.
   if (source == destination || source.empty() || destination.empty()) {
     return 0;
   }
@@ -231,6 +233,7 @@ ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<File
     }
     return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
   }
+  // Only here: a folder that can't be opened leaves the caller's text as it was.
   pattern = CStringUtils::toLower(pattern);
   // Kept across entries: one that can't be looked at is listed with the time of the last reading.
   struct stat data = {};
@@ -257,6 +260,7 @@ ResultCode fileDeleteAll(std::string& folder) {
   }
   std::string pattern = "*";
   std::list<FileFindEntry> entries;
+  // "." and ".." are among the entries and can't be deleted, so a folder that can be listed always fails.
   ResultCode rc = fileFindAll(folder, pattern, entries);
   for (const FileFindEntry& entry : entries) {
     if (const ResultCode failure = fileDelete(folder + entry.name); failure != 0) {
@@ -277,6 +281,7 @@ ResultCode fileGetNewestMatchingFile(const std::string& folder, const std::strin
     }
     return rc;
   }
+  // The best so far is the time 0: a file from before 1970 is never the newest.
   newest = NewestFile();
   for (const FileFindEntry& entry : entries) {
     // At least as new: ties go to the later entry.
@@ -290,6 +295,8 @@ ResultCode fileGetNewestMatchingFile(const std::string& folder, const std::strin
 
 double fileGetSize(const std::string& path) {
   struct stat data;
+  // Translated here too, whatever the caller has done: below a folder named like a variable nothing has a
+  // size.
   return stat(translatePath(path).c_str(), &data) == 0 ? static_cast<double>(data.st_size) : -1.0;
 }
 

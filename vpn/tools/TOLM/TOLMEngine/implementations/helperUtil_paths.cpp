@@ -28,6 +28,7 @@ constexpr std::size_t kFolderBufferStep = 256;
 std::string translatePath(const std::string& path) {
   std::string translated = path;
   for (;;) {
+    // From the start again each time: a "$" in a value has its turn.
     const std::size_t dollar = translated.find('$');
     if (dollar == std::string::npos) {
       return translated;
@@ -122,6 +123,7 @@ float powerOfFloat(std::uint32_t exponent, float base) {
 std::string currentDirectory() {
   for (std::size_t size = kFolderBufferStep;; size += kFolderBufferStep) {
     std::vector<char> buffer(size, '\0');
+    // Another failure leaves the buffer as it was, which is the empty text.
     if (getcwd(buffer.data(), buffer.size()) != nullptr || errno != ERANGE) {
       return buffer.data();
     }
@@ -156,6 +158,7 @@ std::string osDescription() {
 std::string osDescription(const OSInfo& record) {
   std::string text = "Unknown:";
   if (record.family == kFamilyMac) {
+    // The one without a colon. Readers of summaries know it so.
     text = "macOS";
   } else if (record.family == kFamilyLinux) {
     text = std::string(record.name) + ":";

@@ -21,6 +21,7 @@ std::uint64_t DataComponent::changeNumber() {
   return s_nChanges.load(std::memory_order_relaxed);
 }
 
+// No change that counts: nobody has looked anything up in the copy yet.
 DataComponent::DataComponent(const DataComponent& other)
     : m_bIsLeaf(other.m_bIsLeaf),
       m_strName(other.m_strName),
@@ -80,6 +81,7 @@ void DataComponent::DecreaseCount(std::uint32_t n) {
 
 DataComponent* DataComponent::AddChild(const std::string& name, const std::string& value) {
   AddChild(std::make_unique<DataComponent>(name, value));
+  // A new node counts 1, and so is always taken in.
   return m_Children.back().get();
 }
 
@@ -127,6 +129,7 @@ DataComponent* DataComponent::FindChild(const std::string& name) const {
 
 DataComponent::Attributes::iterator DataComponent::AddAttribute(const std::string& name,
                                                                 const std::string& value) {
+  // No change that counts: nothing is looked for by an attribute.
   m_Attributes.push_back(std::make_unique<DataAttribute>(name, value));
   return std::prev(m_Attributes.end());
 }

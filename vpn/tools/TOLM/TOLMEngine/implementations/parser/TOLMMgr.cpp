@@ -100,6 +100,7 @@ std::list<XMLObject*>* TOLMXmlLoader::load(const std::string& source, int mode,
     return nullptr;
   }
   m_bLoaded = true;
+  // The manager keeps it, and with it what a failed parse leaves half done.
   documents.push_back(m_pXmlMgr->GetXMLObject());
   return &documents;
 }

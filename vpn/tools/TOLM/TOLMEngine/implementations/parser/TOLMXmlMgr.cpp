@@ -15,6 +15,7 @@ void TOLMXmlMgr::startElement(const std::string& name) {
   m_OpenElements.push_back(element);
 }
 
+// Outside of the root a parser sends nothing; whoever else does, sends it to nobody.
 void TOLMXmlMgr::endElement(const std::string& /*name*/) {
   if (!m_OpenElements.empty()) {
     m_OpenElements.pop_back();

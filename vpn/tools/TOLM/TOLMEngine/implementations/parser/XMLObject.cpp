@@ -54,6 +54,7 @@ XMLObject& XMLObject::operator=(const XMLObject& other) {
 }
 
 void XMLObject::SetRoot(std::unique_ptr<DataComponent> node) {
+  // Not freed, as the header says: whoever points into it goes on doing so.
   static_cast<void>(m_pRoot.release());
   m_pRoot = std::move(node);
   if (m_pRoot != nullptr) {
@@ -119,6 +120,7 @@ void XMLObject::RemoveChild(DataComponent* parent, const DataComponent* node) {
   if (parent == nullptr || node == nullptr) {
     return;
   }
+  // Ahead of the removal, which ends the node; also for one that is no direct child, and stays.
   m_nCount -= node->GetCount();
   parent->RemoveChild(node);
 }
