@@ -45,8 +45,11 @@ class UnifiedLog final : public IUnifiedLog {
 }  // namespace
 
 std::unique_ptr<ILogger> makeHostLogger(const char* name) {
+  // The logger borrows one of them and may live until behind the last static object: they have nothing to
+  // destroy.
   static AppleSystemLog s_systemLog;
   static UnifiedLog s_unifiedLog;
+  // Anew and not by the version that is kept for the wizard: the two have readings of their own.
   OSInfo system;
   getOSInfo(system);
   return makeAppleLogger(system, s_systemLog, s_unifiedLog, name);

@@ -89,6 +89,7 @@ ResultCode CProcessApi::Launch(LaunchInfo& info, std::vector<const char*> argume
   if (arguments.empty() || arguments.front() == nullptr) {
     return PROCESS_API_ERROR_BAD_PARAMETER;
   }
+  // Ahead of the test as well: a shell without a script then has null in its script's place.
   arguments.push_back(nullptr);
   if (info.verifySignature) {
     const ResultCode rc = testSignature(info, arguments);
@@ -123,6 +124,7 @@ ResultCode CProcessApi::Launch(LaunchInfo& info, std::vector<const char*> argume
       return PROCESS_API_ERROR_UNKNOWN;
     }
     if (grandchild > 0) {
+      // Not by exit(): handlers and unwritten streams are copies of the parent's here.
       _exit(0);
     }
   }
@@ -147,8 +149,10 @@ ResultCode CProcessApi::testSignature(const LaunchInfo& info, const std::vector<
 }
 
 void CProcessApi::runProgram(const LaunchInfo& info, const std::vector<const char*>& arguments) {
+  // What a command writes is its user's affair; only the program's own files are kept private.
   umask(callersMask());
   if (info.runAsUser && info.userName != nullptr) {
+    // Ahead of everything that is added below: another user's program sees the entries alone.
     emptyEnvironment();
     CUnixImpersonate impersonate(info.userName);
     const ResultCode rc = impersonate.PermanentlyBecomeUser();
@@ -163,6 +167,7 @@ void CProcessApi::runProgram(const LaunchInfo& info, const std::vector<const cha
     LOG_RETURN_CODE(kLogWarning, "chdir", errno);
   }
   for (const char* const* entry = info.environment; entry != nullptr && *entry != nullptr; ++entry) {
+    // putenv() keeps the pointer, which holds until the program takes the process over.
     if (putenv(const_cast<char*>(*entry)) != 0) {
       LOG_MESSAGE(kLogError, "Cannot set environment variable: %s Error: %s", *entry, std::strerror(errno));
       _exit(-1);
@@ -187,6 +192,7 @@ ResultCode CProcessApi::terminateProcess(std::int32_t processId) {
   if (processId < 1 || kill(processId, SIGTERM) != 0) {
     return PROCESS_API_ERROR_UNKNOWN;
   }
+  // One that isn't our child was sent the signal all the same, and can't be waited for.
   static_cast<void>(waitForChildToEnd(processId));
   return 0;
 }
@@ -240,6 +246,7 @@ ResultCode CProcessApi::WaitForProcess(std::int32_t processId, int& exitCode, CC
     for (;;) {
       {
         std::lock_guard<std::mutex> hold(m_mutexWait);
+        // The difference is right though the tick has wrapped in between.
         // Ahead of the look at the child: with a limit of 0 nobody looks at it at all.
         if (m_nWaitForever == 0 && tickMilliseconds() - m_nWaitStart >= limitMs) {
           break;

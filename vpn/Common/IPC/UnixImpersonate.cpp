@@ -37,9 +37,11 @@ CUnixImpersonate::~CUnixImpersonate() {
 
 ResultCode CUnixImpersonate::impersonate(const passwd* entry, bool permanent) {
   if (entry == nullptr) {
+    // The look-up is the caller's, and so is what it left in errno.
     LOG_RETURN_CODE(kLogError, "getpwnam", errno);
     return GLOBAL_ERROR_NULL_POINTER;
   }
+  // The user comes last: whoever isn't root any more may set neither groups nor group.
   const char* failed = nullptr;
   if (takeGroupsOf(&initgroups, *entry) != 0) {
     failed = "initgroups";

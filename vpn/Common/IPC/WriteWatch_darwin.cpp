@@ -16,12 +16,14 @@ void closeWriteWatch(int /*watch*/) {
 
 int registerWriteWatch(int watch, int descriptor) {
   struct kevent change;
+  // Good for one event: all writes until the next registration are that one.
   EV_SET(&change, static_cast<uintptr_t>(descriptor), EVFILT_VNODE, EV_ADD | EV_ONESHOT, NOTE_WRITE, 0,
          nullptr);
   return kevent(watch, &change, 1, nullptr, 0, nullptr);
 }
 
 int awaitWrite(int watch, int descriptor) {
+  // In which a stop request is seen.
   const struct timespec second = {1, 0};
   struct kevent event;
   const int result = kevent(watch, nullptr, 0, &event, 1, &second);

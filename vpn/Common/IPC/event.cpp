@@ -188,6 +188,7 @@ ResultCode CCEvent::basicConstructor(CEventList* list, int externalHandle, std::
       return EVENT_ERROR_CREATE_FAILED;
     }
   }
+  // Last: what stands on a list can be waited on.
   if (list != nullptr) {
     const ResultCode rc = list->AddEvent(this);
     if (rc != 0) {
@@ -214,6 +215,7 @@ CCEvent::~CCEvent() {
 }
 
 ResultCode CCEvent::SetEvent(bool logFailure) {
+  // One byte raises the event as well as two do.
   if (write(m_nWriteDescriptor, kRaise, sizeof(kRaise)) < 1) {
     if (logFailure) {
       LOG_RETURN_CODE(kLogError, "::write", errno);
@@ -340,6 +342,7 @@ ResultCode CCEvent::processSignaledEvent(bool runCallback) {
 }
 
 ResultCode CCEvent::setExternalHandle(int handle, std::uint32_t kind) {
+  // A file's writes need a watcher, which only a constructor makes.
   if (handle <= 0 || kind > kHandleWrite) {
     return EVENT_ERROR_BAD_PARAMETER;
   }

@@ -109,6 +109,8 @@ ResultCode CCommandShell::run(const std::string& commandLine, std::ostream& outp
   // The shell is what instruction documents write their command lines for.
   CommandHolder pipe;
   {
+    // In force for every thread, and so for the start alone: what a command writes isn't this program's to
+    // keep private.
     const CallersMask mask;
     pipe.reset(popen(commandLine.c_str(), "r"));
   }

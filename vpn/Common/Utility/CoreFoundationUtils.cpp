@@ -7,6 +7,7 @@ namespace halvo {
 
 // The messages name the calls of macOS on every host: those who read logs search for these texts.
 ResultCode GetLangCode(const HostLocale& locale, std::string& out) {
+  // In the order in which macOS is asked: a locale that lacks several parts is told by the first of them.
   out.clear();
   if (!locale.known) {
     LOG_MESSAGE(kLogError, "CFLocaleCopyCurrent returned NULL");

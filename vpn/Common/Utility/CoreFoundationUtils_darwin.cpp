@@ -19,6 +19,7 @@ std::optional<std::string> textOf(CFLocaleRef locale, CFLocaleKey key) {
   const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8) + 1;
   std::vector<char> buffer(static_cast<std::size_t>(size));
   if (!CFStringGetCString(text, buffer.data(), size, kCFStringEncodingUTF8)) {
+    // Empty and not missing: the two are different failures to those who read the log.
     return std::string();
   }
   return std::string(buffer.data());
@@ -50,6 +51,7 @@ ResultCode GetPreferredLanguage(CFStringRef& out) {
     LOG_MESSAGE(kLogError, "CFArrayGetValueAtIndex returned NULL");
     return GLOBAL_ERROR_UNEXPECTED;
   }
+  // A copy: the one in the array ends with the array.
   out = CFStringCreateCopy(kCFAllocatorDefault, static_cast<CFStringRef>(first));
   return out != nullptr ? 0 : GLOBAL_ERROR_UNEXPECTED;
 }

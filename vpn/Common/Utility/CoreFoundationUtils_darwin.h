@@ -54,7 +54,7 @@ namespace halvo {
 // allocation are GLOBAL_ERROR_MEMALLOC_FAILED. Nothing is logged.
 [[nodiscard]] ResultCode STDStringsToCFArray(const std::vector<std::string>& texts, CFArrayRef& out);
 
-// The first of the user's preferred languages, as a copy.
+// The first of the user's preferred languages, as a copy. One that can't be made isn't logged.
 [[nodiscard]] ResultCode GetPreferredLanguage(CFStringRef& out);
 
 // Whether something is at `path`. An empty path is bad input, with nothing logged. An error that the

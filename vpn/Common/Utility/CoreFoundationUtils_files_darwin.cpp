@@ -100,6 +100,7 @@ ResultCode ParseFileToDict(const std::string& path, CFDictionaryRef& out) {
     LOG_MESSAGE(kLogError, "CFPropertyListCreateFromXMLData returned with error: %s",
                 textOf(error.get()).c_str());
   }
+  // A list that comes with an error isn't taken: it may be a part of what the file says.
   if (list == nullptr || error != nullptr) {
     return GLOBAL_ERROR_UNEXPECTED;
   }
@@ -107,6 +108,7 @@ ResultCode ParseFileToDict(const std::string& path, CFDictionaryRef& out) {
     LOG_MESSAGE(kLogError, "Unexpect plist type.");
     return GLOBAL_ERROR_UNEXPECTED;
   }
+  // The caller's own hold; that of this function ends here.
   out = static_cast<CFDictionaryRef>(CFRetain(list.get()));
   return 0;
 }

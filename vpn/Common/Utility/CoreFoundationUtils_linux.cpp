@@ -10,11 +10,13 @@ HostLocale readHostLocale() {
   std::string name;
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* value = std::getenv(variable);
+    // The first that is set decides, even for no locale: so the C library has it.
     if (value != nullptr && value[0] != '\0') {
       name = value;
       break;
     }
   }
+  // Ahead of the comparison: "C.UTF-8" is no locale either.
   name.resize(std::min(name.size(), name.find_first_of(".@")));
   if (name.empty() || name == "C" || name == "POSIX") {
     return {};

@@ -10,6 +10,7 @@ namespace {
 
 constexpr const char* kConnectionPrefix = "ipsec://";
 
+// The platform has no unsigned numbers: values go through its signed ones of the same size, bit for bit.
 template <typename Value>
 ResultCode numberTo(const char* function, int line, CFNumberRef number, CFNumberType type, Value& out) {
   out = 0;
@@ -132,6 +133,7 @@ ResultCode CFStringToSTDString(CFStringRef string, std::string& out, std::size_t
   if (string == nullptr) {
     return 0;
   }
+  // Only a look, where the platform keeps the text as UTF-8; any other text has to be converted.
   const char* text = CFStringGetCStringPtr(string, kCFStringEncodingUTF8);
   if (text != nullptr) {
     out = text;
@@ -139,6 +141,7 @@ ResultCode CFStringToSTDString(CFStringRef string, std::string& out, std::size_t
   }
   std::vector<char> buffer(size);
   if (!CFStringGetCString(string, buffer.data(), static_cast<CFIndex>(size), kCFStringEncodingUTF8)) {
+    // Not logged: texts for the log are made by this as well.
     return GLOBAL_ERROR_UNEXPECTED;
   }
   out = buffer.data();
@@ -149,6 +152,7 @@ ResultCode STDStringToCFString(const std::string& text, CFStringRef& out) {
   out = nullptr;
   const Held<CFStringRef> format(CFStringCreateWithCString(kCFAllocatorDefault, "%s", kCFStringEncodingUTF8));
   if (format != nullptr) {
+    // The text is the argument and never the format: it may hold percent signs.
     out = CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, format.get(), text.c_str());
   }
   if (out == nullptr) {
@@ -173,6 +177,7 @@ ResultCode STDStringsToCFArray(const std::vector<std::string>& texts, CFArrayRef
     if (string == nullptr) {
       return GLOBAL_ERROR_MEMALLOC_FAILED;
     }
+    // The array counts its own hold on the string.
     CFArrayAppendValue(array.get(), string.get());
   }
   out = array.release();
@@ -182,6 +187,7 @@ ResultCode STDStringsToCFArray(const std::vector<std::string>& texts, CFArrayRef
 ResultCode SplitConnectionText(const std::string& text, std::string& before, std::string& behind) {
   before.clear();
   behind.clear();
+  // Anywhere, not at the start alone: what stands ahead of it is dropped.
   const std::size_t prefix = text.find(kConnectionPrefix);
   if (prefix == std::string::npos) {
     return GLOBAL_ERROR_UNEXPECTED;

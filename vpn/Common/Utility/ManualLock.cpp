@@ -19,6 +19,7 @@ CManualLock::~CManualLock() {
 }
 
 void CManualLock::Lock() {
+  // The count is changed only while the mutex is held, which is all that guards it.
   pthread_mutex_lock(&m_mutex);
   ++m_nHolds;
 }

@@ -167,6 +167,7 @@ bool isWin8() {
 
 void SystemVersion::read() {
   const std::optional<std::string> text = m_pReader();
+  // A longer text isn't cut: what is left would be another version.
   if (!text.has_value() || text->size() >= kProductVersionSize) {
     return;
   }

@@ -23,6 +23,7 @@ void getOSInfo(OSInfo& record) {
   // The results aren't looked at: a number that can't be had stays zero.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  // "sys1" to "sys3"; as characters in one constant they draw a warning.
   static_cast<void>(Gestalt(0x73797331, &numbers[0]));
   static_cast<void>(Gestalt(0x73797332, &numbers[1]));
   static_cast<void>(Gestalt(0x73797333, &numbers[2]));
@@ -39,6 +40,7 @@ std::optional<std::string> productVersionIn(const char* file) {
   std::ostringstream content;
   content << stream.rdbuf();
   const std::string text = content.str();
+  // Not copied: the text outlives the data, and the null allocator leaves its bytes alone.
   const Held<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(text.data()),
                                                          static_cast<CFIndex>(text.size()),
                                                          kCFAllocatorNull));

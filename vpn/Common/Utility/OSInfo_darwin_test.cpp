@@ -17,7 +17,7 @@ class OSInfoDarwinTest : public ::testing::Test {
  protected:
   OSInfoDarwinTest() { platform::reset(); }
 
-  // The answer to "at least 10.10.0" and to "at least 10.9.5" with this version list.
+  // What is read of a version list with these entries.
   static std::optional<std::string> versionIn(const std::string& entries) {
     const test::TempFolder folder;
     const std::string path = folder.path() + "/SystemVersion.plist";

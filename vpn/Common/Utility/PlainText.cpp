@@ -42,6 +42,7 @@ std::string jsonWithoutControls(const std::string& json) {
     auto c = static_cast<unsigned char>(json[i]);
     const bool secondControl =
         c == 0xc2 && i + 1 < json.size() && (static_cast<unsigned char>(json[i + 1]) & 0xe0) == 0x80;
+    // Those below the blank stand escaped in any JSON; these two kinds may stand as they are.
     if (c != 0x7f && !secondControl) {
       clean += json[i];
       continue;
@@ -60,6 +61,7 @@ std::string quotedText(const std::string& text) {
   std::size_t length = text.size();
   if (length > kMaxQuoted) {
     length = kMaxQuoted;
+    // Back to the start of a character: half of one would be no text.
     while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80) {
       --length;
     }

@@ -17,6 +17,7 @@ constexpr std::size_t kFormatSize = 1024;
 std::string CStringUtils::toLower(const std::string& text) {
   std::string lower = text;
   for (char& character : lower) {
+    // tolower() takes no negative numbers, which bytes above 0x7f are as char.
     character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
   }
   return lower;
@@ -58,6 +59,7 @@ bool CStringUtils::wildcardMatch(const std::string& text, const std::string& pat
       // The last piece stands at the very end, and not on what is matched already.
       return text.size() - inText >= piece.size() && endsWith(text, piece);
     }
+    // The first place will do: the star behind the piece takes up whatever a later one would have skipped.
     const std::size_t found = text.find(piece, inText);
     if (found == std::string::npos) {
       return false;

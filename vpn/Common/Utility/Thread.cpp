@@ -153,6 +153,7 @@ ResultCode CThread::exitThread(std::uint32_t exitCode) {
 }
 
 void CThread::adoptCurrentThread() {
+  // Not started by this: an adopted thread is nobody's here to join or to cancel.
   m_hThread = pthread_self();
 }
 

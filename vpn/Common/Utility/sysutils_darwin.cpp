@@ -30,6 +30,7 @@ class SysctlTable : public ProcessTable {
     if (sysctl(name, 3, nullptr, &hostBytes, nullptr, 0) != 0) {
       return errno;
     }
+    // The host adds room for processes that start between the two looks.
     bytes = hostBytes / sizeof(kinfo_proc) * sizeof(BSDProcess);
     return 0;
   }

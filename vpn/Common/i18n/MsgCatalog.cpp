@@ -122,6 +122,7 @@ void MsgCatalog::getMessage(const char* key, const std::string& catalog, std::st
   }
   if (prepareLookup(key)) {
     // Where it fails, for its character set, the catalog is current all the same.
+    // Behind the set-up of a first request, which makes the default catalog current.
     static_cast<void>(setCatalog(catalog));
     getMessage(key, out);
   }
@@ -173,6 +174,7 @@ ResultCode MsgCatalog::GetLangCodeFromSupportedLangs(std::list<std::string>& sup
     LOG_RETURN_CODE(kLogError, "MsgCatalog::GetLangCode", GLOBAL_ERROR_UNEXPECTED);
     return GLOBAL_ERROR_UNEXPECTED;
   }
+  // Shortest first: where nothing matches in full, the language by itself stands in ahead of its countries.
   supportedLanguages.sort(
       [](const std::string& one, const std::string& other) { return one.size() < other.size(); });
   const std::size_t mark = requested.find('-');

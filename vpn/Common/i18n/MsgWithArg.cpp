@@ -216,6 +216,7 @@ void MsgWithArg::format(std::string& out, bool translateIt) const {
       if (count == arguments.size()) {
         break;
       }
+      // As printf takes a text: up to its first zero.
       arguments[count] = argument.c_str();
       ++count;
     }

@@ -14,6 +14,8 @@ const std::string textEnableEncryption = "Enable Bundle Encryption";
 const std::string textEncryptionPassword = "Encryption Password";
 const std::string textMaskPassword = "Mask Password";
 const std::string textBundleOnDesktop = "The bundle was created successfully on your Desktop.";
+// The two blanks behind a full stop, here and below, are part of the keys: with one the translations aren't
+// found.
 const std::string textBundleCannotBeSaved =
     "The bundle cannot be saved in the location \"%s\".  Please specify another location and try again.";
 const std::string textInternalError =

@@ -18,6 +18,7 @@ std::wstring UnicodeTrx::convertMultiByteToWide(const char* text) {
     LOG_RETURN_CODE(kLogError, "UnicodeTrx::convertMultiByteToWide", GLOBAL_ERROR_BAD_PARAMETER);
     return {};
   }
+  // By the length first: it tells a text that can't be converted before there is half a result.
   const std::size_t length = std::mbstowcs(nullptr, text, 0);
   if (length == kFailed) {
     LOG_RETURN_CODE_TEXT(kLogError, "UnicodeTrx::convertMultiByteToWide", GLOBAL_ERROR_UNEXPECTED,
