@@ -30,6 +30,7 @@ class ClearCommand : public ICommand {
 
   [[nodiscard]] int run() override {
     if (!m_bYes) {
+      // A script that forgot what this command does must not find out by it.
       if (isatty(STDIN_FILENO) == 0) {
         return usageFailure(
             "clear deletes files and has no terminal to ask on; --yes goes on without asking");

@@ -65,6 +65,7 @@ class CollectCommand : public ICommand {
 
   [[nodiscard]] int run() override {
     CollectSettings settings;
+    // Ahead of the password: nobody should type one for a line that is refused.
     if (const std::string problem = m_Unattended.usageProblem(); !problem.empty()) {
       return usageFailure(problem);
     }
@@ -79,6 +80,7 @@ class CollectCommand : public ICommand {
     }
     settings.requestPath = m_strRequest;
     settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
+    // A name of the program's own gives way to what is there; one that was given takes its place.
     settings.keepOlderBundle = m_strBundle.empty();
     settings.wait = m_bWait;
     // A command's own output would stand in the status's way.
@@ -99,8 +101,10 @@ class CollectCommand : public ICommand {
     }
     if (outcome.code != 0) {
       printError(failureLine(outcome));
+      // A failed run has a status too: whoever reads it waits for one.
       return m_Unattended.report(outcome, kExitFailure);
     }
+    // What the exit status is about is told in any case.
     if (!m_bQuiet || !outcome.isWhole()) {
       for (const std::string& line : lossLines(outcome)) {
         printError(line);
@@ -111,6 +115,7 @@ class CollectCommand : public ICommand {
                   static_cast<unsigned long long>(redaction->leftOut));
     }
     if (!silent) {
+      // The last line: scripts take the path from there.
       std::printf("Bundle: %s\n", withoutControls(outcome.bundlePath).c_str());
     }
     const int status = finishOutput(outcome.isWhole() ? kExitSuccess : kExitFailure);

@@ -151,6 +151,7 @@ CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments
     m_pApp->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {
     CLI::App* const subcommand = chosen();
+    // With 0 it is no error: --help and --version leave by this way too.
     if (error.get_exit_code() != 0) {
       const std::string unknown = unknownWord(*m_pApp, subcommand, arguments);
       return usageError(unknown.empty() ? error.what() : unknown,

@@ -11,6 +11,7 @@ namespace halvo {
 
 namespace {
 
+// Differing lines of one file: as many as a reader looks through, and as many as a program may want.
 constexpr std::size_t kTextLines = 20;
 constexpr std::size_t kJsonLines = 10000;
 

@@ -31,6 +31,7 @@ class FindingsCommand : public ICommand {
 
   [[nodiscard]] int run() override {
     RuleSet rules;
+    // Ahead of the password: nobody should type one to be told of a slip in the rules.
     if (const int status = loadRules(m_Rules, rules); status != kExitSuccess) {
       return status;
     }

@@ -48,6 +48,7 @@ class NewCommand : public ICommand {
   int printRequest() const {
     std::vector<std::string> unreadable;
     const std::vector<RequestableItem> items = requestableItems(m_strFolder, unreadable);
+    // What could be read is printed all the same. The exit status tells of the rest.
     for (const std::string& path : unreadable) {
       printError(quotedText(path) + " can't be read; \"tmtolm check\" tells why");
     }

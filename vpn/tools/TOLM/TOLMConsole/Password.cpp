@@ -83,12 +83,15 @@ class SilentTerminal {
     if (m_bSet) {
       termios silent = m_OldSettings;
       silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+      // Whole lines, whatever was set: readLine() knows no key to take letters back.
       silent.c_lflag |= ICANON;
+      // What was typed ahead of the question goes: it was meant for something else.
       m_bSet = tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
     }
   }
   ~SilentTerminal() {
     if (m_bSet) {
+      // Ahead of the rest: a signal that has waited ends the program as soon as the mask is back.
       tcsetattr(m_nTerminal, TCSAFLUSH, &m_OldSettings);
     }
     for (int number = 1; number < NSIG; ++number) {
@@ -165,6 +168,7 @@ std::string objection(const std::string& password) {
   if (password.size() > kMaxPassword) {
     return "the password is longer than " + std::to_string(kMaxPassword) + " bytes";
   }
+  // The archive takes a password up to its first zero byte: it would be encrypted with less than was given.
   if (password.find('\0') != std::string::npos) {
     return "the password holds a zero byte";
   }
@@ -206,7 +210,8 @@ PasswordResult readPasswordFile(const std::string& path) {
   }
   PasswordResult result;
   char c = 0;
-  // One byte more than any good line has, for the carriage return.
+  // Byte by byte: what stands behind the line in a pipe is somebody else's. One byte more than any good line
+  // has, for the carriage return.
   while (result.password.size() <= kMaxPassword + 1) {
     const ssize_t got = read(file.get(), &c, 1);
     if (got < 0 && errno == EINTR) {
@@ -258,6 +263,7 @@ PasswordResult askPassword(PasswordUse use) {
 }
 
 bool askYes(const std::string& question) {
+  // Not standard output, which may be a file that nobody looks at now.
   const Descriptor terminal(open("/dev/tty", O_WRONLY | O_NOCTTY | O_CLOEXEC));
   writeText(terminal.get() >= 0 ? terminal.get() : STDERR_FILENO, question);
   std::string answer;

@@ -22,6 +22,7 @@ namespace {
 
 // Behind the failure: which folder it is that can't be read.
 std::string folderRemark(const std::string& folder) {
+  // Looked at again: the loading tells no empty folder from one that refuses.
   const FolderHolder stream(opendir(folder.c_str()));
   return stream != nullptr ? "" : "; the folder \"" + folder + "\" can't be read: " + std::strerror(errno);
 }
@@ -50,6 +51,7 @@ class PlanCommand : public ICommand {
     LoadedDocument request;
     if (!m_strRequest.empty()) {
       if (const std::string problem = requestProblem(m_strRequest); !problem.empty()) {
+        // In the words and with the code that the run would end with.
         printError(
             failureLine("Internal Error: invalid request XML, please contact your administrator, or run "
                         "in default mode",

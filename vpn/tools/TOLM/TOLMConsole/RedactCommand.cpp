@@ -71,6 +71,7 @@ class RedactCommand : public ICommand {
     if (!reader.damage().empty()) {
       printError(m_strIn + ": " + reader.damage());
     }
+    // What was encrypted stays so: with less in it, it is still nobody else's.
     if (options.password.empty() && reader.isEncrypted()) {
       options.password = m_Options.password();
     }
@@ -81,6 +82,7 @@ class RedactCommand : public ICommand {
     }
     int status = kExitSuccess;
     if (!m_strMap.empty()) {
+      // The bundle is there by now, and is told; only the status says that the map isn't.
       status = told(saveMap(m_strMap, standIns), status);
     }
     if (!m_strReport.empty()) {
@@ -107,6 +109,7 @@ class RedactCommand : public ICommand {
       if (word == "binary") {
         options.keepBinary = true;
       } else if (!redactKindOf(word, kind) || kind == RedactKind::kSecret) {
+        // A secret has a word as every kind has, but it is none to be left in.
         return usageFailure("--keep takes no kind \"" + word + "\"");
       } else {
         options.keep.keep(kind);

@@ -28,6 +28,7 @@ std::vector<std::string> documentsOf(const std::string& path) {
       documents.push_back(at->path().string());
     }
   }
+  // So that the same folder gives the same order of findings everywhere.
   std::sort(documents.begin(), documents.end());
   return documents;
 }

@@ -114,6 +114,7 @@ class ShowCommand : public ICommand {
       if (terminal) {
         text.print(block.data(), static_cast<std::size_t>(got));
       } else if (std::fwrite(block.data(), 1, static_cast<std::size_t>(got), stdout) == 0) {
+        // finishOutput() tells it.
         break;
       }
     }

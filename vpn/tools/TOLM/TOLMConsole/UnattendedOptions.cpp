@@ -87,6 +87,7 @@ std::string UnattendedOptions::usageProblem() const {
       return "--label: " + problem;
     }
   }
+  // Read for its faults alone. A span counts back from the run's begin, which comes behind the password.
   std::string unused;
   if (!m_strSince.empty()) {
     if (const std::string problem = readSinceTime(m_strSince, std::time(nullptr), unused); !problem.empty()) {
@@ -142,10 +143,12 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings) {
 
 bool UnattendedOptions::writeStatus(const std::string& text) const {
   if (statusOnOutput()) {
+    // What was printed stands ahead of it.
     std::fflush(stdout);
     return writeAll(STDOUT_FILENO, text);
   }
-  // A reader meets the old one or the whole new one. A pipe or a device is written to as it is.
+  // A reader meets the old one or the whole new one. A pipe or a device is written to as it is, and a pipe
+  // that nobody reads isn't waited for.
   struct stat data;
   if (stat(m_strStatus.c_str(), &data) == 0 && !S_ISREG(data.st_mode)) {
     const DescriptorHolder device(open(m_strStatus.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
@@ -176,6 +179,7 @@ int UnattendedOptions::report(const RunOutcome& outcome, int status) const {
       return kExitFailure;
     }
   }
+  // What is missing counts where nothing worse has happened.
   if (status == kExitSuccess && m_bFailIncomplete && m_pStatus && m_pStatus->isIncomplete(outcome)) {
     return kExitIncomplete;
   }
