@@ -41,6 +41,7 @@ FolderOpener::FolderOpener(QObject* parent) : QObject(parent) {}
 void FolderOpener::find(std::function<void(bool canShow)> answer) {
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) {
+    // Never from within this call: the answer comes as late with a bus, too.
     QTimer::singleShot(0, this, [answer = std::move(answer)] { answer(canOpenFolders()); });
     return;
   }
@@ -54,6 +55,7 @@ void FolderOpener::find(std::function<void(bool canShow)> answer) {
       answer(m_bFileManager || canOpenFolders());
     }
   };
+  // Nobody waits: a bus that doesn't answer holds up the button and not the window.
   for (const char* method : {"ListNames", "ListActivatableNames"}) {
     QDBusPendingCallWatcher* const call =
         new QDBusPendingCallWatcher(bus.asyncCall(busCall(method), kAnswerMs), this);

@@ -23,6 +23,7 @@ void GUIController::awakeFromNib() {
   m_pStoragePath = nullptr;
   const ResultCode result = m_Services.createStoragePath(m_pStoragePath);
   if (result != 0) {
+    // Function and line are fixed, whatever toolkit stands above: readers of logs know the record by them.
     logDebugReturnCode("-[GUIController awakeFromNib]", __FILE__, 40, kLogError,
                        "CStoragePath::CreateSingletonInstance", result, nullptr, nullptr);
     m_pStoragePath = nullptr;
@@ -35,6 +36,7 @@ void GUIController::awakeFromNib() {
       std::make_unique<std::string>(helperUtil::translatePath(helperUtil::defaultBundleFolder()) +
                                     "TOLMBundle" + m_Services.bundleTimeText() + ".zip");
 
+  // The queue first: a listener without it would be told on the engine's thread, which must not draw.
   setMainQueue(&m_rToolkit.mainQueue());
   setProgressListener(this);
 
@@ -67,6 +69,7 @@ void GUIController::maskPassword() {
   const bool masked = m_rToolkit.state(Outlet::maskPswdBox) == kStateOn;
   const Outlet target = masked ? Outlet::passwordField : Outlet::unmaskPassword;
   const Outlet source = masked ? Outlet::unmaskPassword : Outlet::passwordField;
+  // Filled ahead of being shown, so that the one field that is seen never lacks what was typed.
   m_rToolkit.setStringValue(target, m_rToolkit.stringValue(source));
   m_rToolkit.setHidden(target, false);
   m_rToolkit.setHidden(source, true);
@@ -104,6 +107,7 @@ void GUIController::checkBundleFolder() {
 }
 
 void GUIController::runButton() {
+  // First of all: the button goes with its screen, and a second press finds none.
   setProgressWindow();
 
   // The visible field decides. Nothing is checked: an empty password with the box on is a password too.
@@ -118,6 +122,7 @@ void GUIController::runButton() {
   m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password]() mutable {
     // The empty request path is what makes this the default run.
     const std::unique_ptr<IEngineRun> engine = m_Services.makeEngine("", bundleLocation, password, false);
+    // The run has a copy of its own by now.
     wipe(password);
     engine->run();
     // Behind every progress block of the run, and before the engine is destroyed.
@@ -175,6 +180,7 @@ void GUIController::setFinishedWindow() {
 void GUIController::showOutcome() {
   Outcome outcome;
   outcome.isGood = m_StatusCode == 0;
+  // Without a location the application is about to end, and nobody sees the screen any more.
   if (outcome.isGood && m_pNSStrBundleLocation != nullptr) {
     outcome.bundlePath = *m_pNSStrBundleLocation;
     outcome.showInFolderTitle = ts(textShowInFolder);

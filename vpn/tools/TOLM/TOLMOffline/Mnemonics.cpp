@@ -50,6 +50,7 @@ QString Mnemonics::mark(const QString& title, QChar latin) {
     }
     return withoutMnemonic(title);
   }
+  // Two passes: the eye finds a letter at the front of a word first.
   for (const bool firstOfAWord : {true, false}) {
     for (qsizetype i = 0; i < title.size(); ++i) {
       const bool first = i == 0 || title[i - 1].isSpace();

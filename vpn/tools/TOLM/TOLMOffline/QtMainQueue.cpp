@@ -7,6 +7,7 @@ namespace halvo {
 
 namespace {
 
+// For so long blocks may hold up the window's own events: a press is answered within a moment.
 constexpr qint64 kSliceMilliseconds = 10;
 
 }  // namespace

@@ -51,6 +51,7 @@ void onMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QStr
     LOG_MESSAGE(type == QtWarningMsg ? kLogWarning : kLogError, "The toolkit says: %s", words.c_str());
   }
   if (type == QtFatalMsg) {
+    // Qt would abort next. The status is that of every wizard that has opened, whatever became of it.
     RunGuard::endRunAtOnce();
     _exit(0);
   }

@@ -32,12 +32,14 @@ void WorkerQueue::work() {
     {
       std::unique_lock<std::mutex> guard(m_Lock);
       m_Wake.wait(guard, [this] { return m_bStop || !m_Blocks.empty(); });
+      // A stop is obeyed once the queue is empty: blocks that were submitted are run.
       if (m_Blocks.empty()) {
         return;
       }
       block = std::move(m_Blocks.front());
       m_Blocks.pop_front();
     }
+    // Without the lock: a block may submit the next one.
     block();
   }
 }

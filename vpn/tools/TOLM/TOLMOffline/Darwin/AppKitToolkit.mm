@@ -43,6 +43,7 @@ void runBlockInPool(void* context) {
 }  // namespace
 
 void AppKitMainQueue::submit(std::function<void()> block) {
+  // By function and context: blocks aren't known to every compiler that builds this.
   dispatch_async_f(dispatch_get_main_queue(), new std::function<void()>(std::move(block)), &runBlock);
 }
 
@@ -93,6 +94,7 @@ void AppKitToolkit::setTabViewType(Outlet outlet, int type) {
 }
 
 void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
+  // From here on, and not from the press: what counts is how long the user has seen the screen.
   [static_cast<NSTabView*>(object(outlet)) selectNextTabViewItem:nil];
   m_dShown = [NSDate timeIntervalSinceReferenceDate];
 }
@@ -114,6 +116,7 @@ void AppKitToolkit::setHidden(Outlet outlet, bool hidden) {
 }
 
 int AppKitToolkit::state(Outlet outlet) {
+  // A box may know a third, mixed state, which is not on.
   return [static_cast<NSButton*>(object(outlet)) state] == kStateOn ? kStateOn : kStateOff;
 }
 

@@ -36,6 +36,7 @@ NSTextField* makeLabel(NSRect frame, bool bold) {
   [label setSelectable:NO];
   [label setBezeled:NO];
   [label setDrawsBackground:NO];
+  // Many translations are longer than the English text.
   [[label cell] setWraps:YES];
   const double size = [NSFont systemFontSize];
   [label setFont:bold ? [NSFont boldSystemFontOfSize:size] : [NSFont systemFontOfSize:size]];
@@ -177,6 +178,7 @@ void openWizardWindow(id controller) {
                                                  styleMask:style
                                                    backing:NSBackingStoreBuffered
                                                      defer:NO];
+  // What the run still reports goes to the controls, also behind a close.
   [window setReleasedWhenClosed:NO];
   [window setContentMinSize:NSMakeSize(kWidth, kHeight)];
 

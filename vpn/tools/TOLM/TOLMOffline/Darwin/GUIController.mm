@@ -47,6 +47,7 @@ struct AppKitWizard {
 }
 
 - (void)awakeFromNib {
+  // A second one would make a second flow, with a second name for the bundle.
   if (m_pWizard != nullptr) {
     return;
   }
@@ -73,7 +74,8 @@ struct AppKitWizard {
   m_pWizard = new halvo::AppKitWizard(self, std::move(services));
   m_pWizard->flow->awakeFromNib();
   m_pNSStrBundleLocation = [halvo::hostText(m_pWizard->flow->bundleLocation()) retain];
-  // The engine reports to this object, which hands on to the flow.
+  // The engine reports to this object, which hands on to the flow. Behind the flow's own set-up, by which it
+  // has made itself the listener.
   halvo::setProgressListener(m_pWizard->listener.get());
 }
 
@@ -84,6 +86,7 @@ struct AppKitWizard {
 
 - (IBAction)enableEncrypt:(id)sender {
   static_cast<void>(sender);
+  // Only the user's hand comes here, and so the keyboard goes to the password as well.
   m_pWizard->flow->encryptionTicked();
 }
 
