@@ -50,6 +50,7 @@ std::string bundlePlaceProblem(const std::string& path) {
     return quoted(path) + " is the name of a folder, and a bundle is a file: name a file in it";
   }
   const std::string zip = TOLMEngine::zipPath(path);
+  // Both: the engine puts ".zip" behind a name, and whoever named a pipe means that pipe.
   for (const std::string& candidate : {path, zip}) {
     if (const std::string obstacle = obstacleAt(candidate); !obstacle.empty()) {
       return obstacle;
@@ -84,6 +85,7 @@ std::int64_t freeSpace(const std::string& folder) {
   if (data.f_blocks == 0) {
     return -1;
   }
+  // Root may use what is kept back for it.
   const std::uint64_t blocks = geteuid() == 0 ? data.f_bfree : data.f_bavail;
   return static_cast<std::int64_t>(blocks * data.f_frsize);
 }

@@ -68,6 +68,7 @@ RunOutcome lookAtDocuments(const std::string& folder) {
 }
 
 RunOutcome takeLock(const RunSettings& settings, RunLock& lock) {
+  // Also where no lock can be had: a run without one is better than none, and the log says so.
   if (lock.tryAcquire() != RunLock::Answer::kBusy) {
     return RunOutcome();
   }
@@ -75,6 +76,7 @@ RunOutcome takeLock(const RunSettings& settings, RunLock& lock) {
       lock.holder() > 0 ? "process " + std::to_string(lock.holder()) : "another process";
   if (settings.wait) {
     tell(settings, "waiting for the run of " + holder + " to end");
+    // Whatever comes of it, the waiting is over: see above.
     static_cast<void>(lock.acquire());
     return RunOutcome();
   }
@@ -217,9 +219,11 @@ RunOutcome CollectRun::makeRun() {
   if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
     return refuse(outcome);
   }
+  // Under the lock: what lies there now is no other run's work of this user's.
   removeUnfinishedBundle(lock.unfinishedBundle());
   removeUnfinishedBundles(folderOf(TOLMEngine::zipPath(m_Settings.bundlePath)));
   removeLeftOverFolders(kWorkParent);
+  // And under the lock: no other run of this user takes room meanwhile.
   // Behind the left-overs, whose room is free now.
   if (RunOutcome outcome = lookAtSizes(); outcome.code != 0) {
     return refuse(outcome);
@@ -255,6 +259,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
 
   RunOutcome outcome;
   {
+    // In this order: the guard's last line goes to the stream that is put aside here.
     const DroppedOutput dropped(m_Settings.quiet);
     const RunGuard guard(guardSettings(m_Settings, engine, dropped.errorStream()));
     outcome.code = engine.run();
@@ -272,6 +277,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   }
   outcome.files = bundle.files();
   outcome.bundleBytes = bundle.bytes();
+  // Only of a bundle that stands: a failed run has said what is wrong.
   takeLosses(outcome);
   return outcome;
 }

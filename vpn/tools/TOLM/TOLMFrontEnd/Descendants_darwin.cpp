@@ -62,6 +62,7 @@ int signalDescendants(std::uint64_t since, int signal) {
     ++living;
     if (signal != 0) {
       kill(process.kp_proc.p_pid, signal);
+      // One that is stopped ends only when it goes on.
       kill(process.kp_proc.p_pid, SIGCONT);
     }
   }
@@ -91,6 +92,7 @@ void endDescendants(std::uint64_t since, unsigned graceMs) {
       return;
     }
   }
+  // Again and again: one may have started another meanwhile.
   for (unsigned waited = 0; waited < kLastWaitMs && signalDescendants(since, SIGKILL) > 0;
        waited += kPollMs) {
     usleep(kPollMs * 1000);

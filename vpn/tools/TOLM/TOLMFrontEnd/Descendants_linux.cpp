@@ -117,6 +117,7 @@ int signalDescendants(std::uint64_t since, int signal) {
     return 0;
   }
   const pid_t self = getpid();
+  // By the system call: the C library's listing asks for memory, which a stopped thread may hold the lock of.
   int count = 0;
   alignas(RawEntry) char block[4096];
   long got = 0;
@@ -151,6 +152,7 @@ void sleepMs(unsigned milliseconds) {
 
 }  // namespace
 
+// A command's own children become this process's when the command ends, and so stay to be found.
 bool adoptOrphans() {
   return prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) == 0;
 }

@@ -35,6 +35,7 @@ DroppedOutput::DroppedOutput(bool drop) {
   if (!drop) {
     return;
   }
+  // What waits in the streams was written ahead of this, and isn't to be dropped.
   std::fflush(nullptr);
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nothing < 0) {
@@ -47,6 +48,7 @@ DroppedOutput::DroppedOutput(bool drop) {
 
 DroppedOutput::~DroppedOutput() {
   if (m_nOutput >= 0 || m_nError >= 0) {
+    // And what waits now is.
     std::fflush(nullptr);
   }
   putBack(m_nOutput, STDOUT_FILENO);

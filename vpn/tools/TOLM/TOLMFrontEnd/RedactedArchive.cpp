@@ -60,6 +60,7 @@ std::string copyInto(const std::string& from, const std::string& to) {
 
 std::string writeRedacted(const std::string& folder, const std::string& path, const std::string& password,
                           RedactedArchiveOutcome& outcome) {
+  // Listed ahead of the two files below, which aren't the bundle's.
   WorkFiles files;
   if (std::string problem = listWorkFiles(folder, files); !problem.empty()) {
     return "the work folder can't be read: " + problem;
@@ -70,6 +71,7 @@ std::string writeRedacted(const std::string& folder, const std::string& path, co
     return "the plain archive can't be made in the work folder";
   }
   const DescriptorHolder archive(open(plain.path().c_str(), O_RDONLY | O_CLOEXEC));
+  // The redacted one has other sizes than the work folder: only the plain one can be held against it.
   if (std::string problem = bundleProblem(archive.get(), folder, files); !problem.empty()) {
     return problem;
   }

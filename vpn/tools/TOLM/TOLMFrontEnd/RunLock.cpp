@@ -176,6 +176,7 @@ RunLock::Answer RunLock::take(int operation) {
       return Answer::kUnavailable;
     }
     if (lockFile(m_File.get(), operation) != 0) {
+      // Only here is the content another's, who is to be named.
       if (errno == EWOULDBLOCK) {
         readContent();
         return Answer::kBusy;
@@ -186,6 +187,7 @@ RunLock::Answer RunLock::take(int operation) {
     if (isNamed(m_Folder.get(), m_strName, m_File.get())) {
       break;
     }
+    // The run that held it has removed it meanwhile: a lock on a file without a name keeps nobody out.
     m_File.reset();
   }
   m_bHeld = true;

@@ -26,6 +26,7 @@ rlim_t setCoreLimit(rlim_t wanted) {
 }  // namespace
 
 void wipe(std::string& text) {
+  // The whole block: a longer text may have stood there before. By a call that no optimiser drops.
   text.resize(text.capacity());
   memset_s(text.data(), text.size(), 0, text.size());
   text.clear();
@@ -44,6 +45,7 @@ Secret::Secret(std::string& text) {
   }
   m_pText = static_cast<char*>(pages);
   m_nSize = text.size();
+  // May be refused by a limit; the password is kept as well as can be.
   m_bLocked = mlock(pages, m_nPages) == 0;
   m_bWasDumpable = false;  // this host has no such mark
   m_nOldCoreLimit = setCoreLimit(0);

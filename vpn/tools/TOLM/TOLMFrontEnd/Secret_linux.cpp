@@ -26,6 +26,7 @@ rlim_t setCoreLimit(rlim_t wanted) {
 }  // namespace
 
 void wipe(std::string& text) {
+  // The whole block: a longer text may have stood there before. By a call that no optimiser drops.
   text.resize(text.capacity());
   explicit_bzero(text.data(), text.size());
   text.clear();
@@ -44,6 +45,7 @@ Secret::Secret(std::string& text) {
   }
   m_pText = static_cast<char*>(pages);
   m_nSize = text.size();
+  // Each of these may be refused, by a limit or an older system; the password is kept as well as can be.
   m_bLocked = mlock(pages, m_nPages) == 0;
   static_cast<void>(madvise(pages, m_nPages, MADV_DONTDUMP));
   m_bWasDumpable = prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) == 1;

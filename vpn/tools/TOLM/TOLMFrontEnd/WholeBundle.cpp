@@ -91,6 +91,8 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
     if (problem.empty() && !isStill(parent.get(), hidden, file.get())) {
       problem = "somebody else has changed \"" + place + "\" meanwhile";
     }
+    // Ahead of the name: one that survives a crash must have its content with it. Some file systems can't do
+    // that.
     if (problem.empty() && fsync(file.get()) != 0 && errno != EINVAL && errno != ENOSYS) {
       problem = systemText("it can't be written to the disk", errno);
     }
@@ -130,6 +132,8 @@ std::string WholeBundle::write(int file, const std::string& folder, const std::s
   m_rPassword.with([&](const std::string& password) {
     rc = m_Writer ? m_Writer(folder, hidden, password, reason) : CZip().Zip(folder, hidden, password, true);
   });
+  // Looked at now, while the unfinished file still takes its room: what failed may have left no reason but
+  // this.
   const std::string place = folderOf(bundlePath);
   const std::int64_t room = freeSpace(place);
   const std::string full = room >= 0 && room < kNoRoom ? "; there is no room left in \"" + place + "\"" : "";

@@ -53,6 +53,7 @@ Context makeContext(const std::string& home) {
       (!home.empty() && gpgme_ctx_set_engine_info(raw, GPGME_PROTOCOL_OpenPGP, nullptr, home.c_str()) != 0)) {
     return nullptr;
   }
+  // Nothing is fetched: a key is what its file or the keyring holds, and no server learns of the run.
   gpgme_set_offline(raw, 1);
   gpgme_set_armor(raw, 0);
   return context;
@@ -203,6 +204,7 @@ std::string Recipients::Keyring::add(const std::string& name, std::vector<std::s
     if (import->result != 0 || import->fpr == nullptr) {
       continue;
     }
+    // One file, one reader: a second key in it would be somebody that nobody named.
     if (!fingerprint.empty() && fingerprint != import->fpr) {
       return "it holds several keys";
     }
@@ -262,6 +264,7 @@ std::string Recipients::encrypt(int plain, int cipher) const {
     return "no key is given";
   }
   const Context context = makeContext(m_pKeyring->home);
+  // The archive was written through another descriptor's name, and this one may stand anywhere.
   if (lseek(plain, 0, SEEK_SET) != 0) {
     return std::string("the plain bundle can't be read: ") + std::strerror(errno);
   }

@@ -22,6 +22,7 @@ std::string formatUtc(std::time_t time, const char* format) {
   std::tm parts = {};
   gmtime_r(&time, &parts);
   std::ostringstream text;
+  // A name that programs look for follows nobody's language.
   text.imbue(std::locale::classic());
   text << std::put_time(&parts, format);
   return text.str();
@@ -41,6 +42,7 @@ std::string unattendedBundleName(const std::string& host, std::time_t time, cons
   std::string name = host.substr(0, kLongestLabel);
   std::replace_if(
       name.begin(), name.end(), [](char character) { return !isNameCharacter(character); }, '-');
+  // No hidden file: whoever fetches bundles by a pattern would miss it.
   if (!name.empty() && name.front() == '.') {
     name.front() = '-';
   }

@@ -30,6 +30,7 @@ ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string&
     reason = "the archive can't be written; is there room in /tmp?";
     return TOLMENGINE_ERROR_WRITE_FAILURE;
   }
+  // Looked at while it is plain: nobody here can open what comes out of the encryption.
   reason = bundleProblem(plain.get(), folder, files);
   if (!reason.empty()) {
     return TOLMENGINE_ERROR_WRITE_FAILURE;

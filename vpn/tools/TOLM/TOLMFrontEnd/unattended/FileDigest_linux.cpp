@@ -13,6 +13,7 @@ namespace halvo {
 FileDigest digestFile(const std::string& path) {
   FileDigest digest;
   digest.path = path;
+  // A link or a pipe that has taken the file's place is neither followed nor waited for: it has no sum.
   const DescriptorHolder file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat data;
   if (!file || fstat(file.get(), &data) != 0 || !S_ISREG(data.st_mode)) {
@@ -26,6 +27,7 @@ FileDigest digestFile(const std::string& path) {
     sha256_update(&context, static_cast<std::size_t>(got), block.data());
     digest.bytes += static_cast<std::uint64_t>(got);
   }
+  // No sum at all: one of the part that could be read would be taken for the file's.
   if (got < 0) {
     return digest;
   }

@@ -12,6 +12,7 @@ void takeIdlePriority() {
   constexpr int kIoProcess = 1;
   constexpr int kIoIdle = 3 << 13;
   constexpr int kLowest = 19;
+  // Each by itself: one that the host refuses leaves the others in force.
   static_cast<void>(setpriority(PRIO_PROCESS, 0, kLowest));
   const sched_param parameters = {};
   static_cast<void>(sched_setscheduler(0, SCHED_IDLE, &parameters));

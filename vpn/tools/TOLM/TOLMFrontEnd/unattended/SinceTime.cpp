@@ -42,6 +42,7 @@ bool readDate(std::string given, std::time_t& time) {
       continue;
     }
     const std::tm wanted = parts;
+    // Whether summer time holds on that day is the time zone's to say.
     parts.tm_isdst = -1;
     time = utc ? timegm(&parts) : mktime(&parts);
     // 30 February would be taken for a day in March.
