@@ -33,9 +33,10 @@ class CEventList {
   // EVENTLIST_ERROR_BAD_PARAMETER for null; the codes of CCEvent::setEventList, logged.
   [[nodiscard]] ResultCode AddEvent(CCEvent* event);
 
-  // Takes an event off. Where a callback does so, the event isn't served in that round any more, though it
-  // was raised and be put on again: the next wait serves it. EVENTLIST_ERROR_BAD_PARAMETER for null;
-  // EVENTLIST_ERROR_EVENT_NOT_FOUND.
+  // Takes an event off. Where a callback does so, a raise of the event isn't served in that round any more,
+  // though the event be put on again: the next wait serves it. An external handle that an event still to be
+  // served waits on must not be closed by a callback: a new event may get its number, and would pass for
+  // raised. EVENTLIST_ERROR_BAD_PARAMETER for null; EVENTLIST_ERROR_EVENT_NOT_FOUND.
   [[nodiscard]] ResultCode RemoveEvent(CCEvent* event);
 
   // Waits for any of the events, at most `limitMs` milliseconds, and serves all that are raised by

@@ -61,6 +61,7 @@ bool MsgCatalog::setCatalog(const std::string& catalog) {
   if (catalog == catalogName) {
     return true;
   }
+  // Stored whatever comes: a catalog that is refused below is the current one all the same.
   catalogName = catalog;
   // No look-up follows the C library's locale; the host's own texts, such as strerror's, do.
   static_cast<void>(std::setlocale(LC_ALL, ""));

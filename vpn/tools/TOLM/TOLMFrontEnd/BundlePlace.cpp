@@ -69,6 +69,7 @@ std::string freeBundlePath(const std::string& path, const std::string& ending) {
   const std::string zip = TOLMEngine::zipPath(path);
   const std::string stem = zip.substr(0, zip.size() - std::strlen(".zip"));
   std::string candidate = zip;
+  // A link counts, wherever it leads: the bundle would take its place.
   struct stat data;
   for (int number = 2; number < kMostNames && lstat((candidate + ending).c_str(), &data) == 0; ++number) {
     candidate = stem + "_" + std::to_string(number) + ".zip";
@@ -107,6 +108,7 @@ SpaceFindings compareSpace(std::uint64_t plannedBytes, std::int64_t freeForWork,
   if (plannedBytes / kMostShrunk > static_cast<std::uint64_t>(freeForBundle)) {
     findings.problem = text + ": make room, or write the bundle elsewhere";
   } else {
+    // Logs shrink to a part of their size, so the run is worth a try.
     findings.remark = text + "; the bundle may not fit";
   }
   return findings;

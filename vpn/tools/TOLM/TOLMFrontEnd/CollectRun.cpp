@@ -147,6 +147,7 @@ RunOutcome makeTimed(const std::function<RunOutcome()>& make) {
     outcome.code = TOLMENGINE_ERROR_MEMALLOC_FAILED;
     // Short enough to lie in the string itself where there is nothing left at all.
     outcome.text = "out of memory";
+    // Without a text: a copy of one would ask for memory.
     reportProgress(0, "", outcome.code);
   }
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -193,6 +194,7 @@ RunOutcome CollectRun::lookAhead() {
 
 RunOutcome CollectRun::lookAtSizes() {
   const PlannedSizes sizes = planSizes(m_Settings.requestPath, configFolder());
+  // The limit is that of the archive's plain entries, which another writer needn't use.
   const std::string large = m_Settings.archiveWriter ? ""
                                                      : largeFileProblem(sizes.largestFile, sizes.largestBytes,
                                                                         !m_Settings.password.empty());
@@ -232,6 +234,7 @@ RunOutcome CollectRun::makeRun() {
 }
 
 RunOutcome CollectRun::runEngine(RunLock& lock) {
+  // First: from here on the text lies in locked memory alone.
   const Secret password(m_Settings.password);
   WholeBundle bundle(
       password,

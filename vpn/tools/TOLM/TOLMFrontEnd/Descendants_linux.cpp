@@ -128,6 +128,7 @@ int signalDescendants(std::uint64_t since, int signal) {
       const char* name = reinterpret_cast<const char*>(entry) + offsetof(RawEntry, name);
       const auto process = static_cast<pid_t>(number(name));
       ProcessFacts facts;
+      // A child from before the run isn't the run's: it may be that of a shell whose place this program took.
       if (process <= 1 || *name != '\0' || process == self || !readFacts(process, facts) ||
           facts.state == 'Z' || facts.state == 'X' || facts.started < since || !isBelow(facts.parent, self)) {
         continue;

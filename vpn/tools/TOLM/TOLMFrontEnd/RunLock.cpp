@@ -57,6 +57,7 @@ DescriptorHolder openLockFile(const DescriptorHolder& folder, const std::string&
   if (!folder) {
     return DescriptorHolder();
   }
+  // A pipe of that name isn't waited for, and a link isn't followed.
   DescriptorHolder file(
       openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, kOwnFile));
   struct stat data;
@@ -190,6 +191,7 @@ RunLock::Answer RunLock::take(int operation) {
     // The run that held it has removed it meanwhile: a lock on a file without a name keeps nobody out.
     m_File.reset();
   }
+  // Read ahead of being written: what the last holder left behind is named there.
   m_bHeld = true;
   readContent();
   m_nHolder = 0;

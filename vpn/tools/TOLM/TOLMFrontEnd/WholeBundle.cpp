@@ -100,6 +100,7 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
       problem = systemText("it can't be given its name", errno);
     }
   } catch (...) {
+    // No memory, most likely; nothing half-written stays for that.
     unlinkat(parent.get(), hidden.c_str(), 0);
     m_Noter("");
     throw;

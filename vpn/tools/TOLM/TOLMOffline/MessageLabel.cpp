@@ -16,6 +16,7 @@ namespace {
 constexpr int kPreferredLetters = 40;
 constexpr int kSmallestLetters = 8;
 
+// Texts are laid out at each paint: a longer one would hold the window up, and nobody reads to its end.
 constexpr qsizetype kLongestText = 10000;
 
 // A text without a letter that runs from right to left stays as it is in a window that does: progress

@@ -86,6 +86,7 @@ std::string fingerprintOf(const std::string& text) {
 
 // Why nothing can be encrypted to a key; empty where it can.
 std::string keyProblem(const gpgme_key_t key) {
+  // The gravest first: a revoked key may have expired as well.
   if (key->revoked != 0) {
     return "it is revoked";
   }
@@ -153,6 +154,7 @@ std::string Recipients::Keyring::make() {
 }
 
 std::string Recipients::Keyring::read(const std::string& name, Data& material) {
+  // A file of that name comes first: forty digits can name one too.
   const DescriptorHolder file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   const std::string fingerprint = fingerprintOf(name);
   if (!file) {
@@ -274,6 +276,7 @@ std::string Recipients::encrypt(int plain, int cipher) const {
   if (!context || !source || !target || gpgme_set_ctx_flag(context.get(), "full-status", "1") != 0) {
     return "gpg can't be asked";
   }
+  // Set behind the flag above, without which the library keeps most status lines to itself.
   gpgme_set_status_cb(context.get(), noteStatus, &ended);
   std::vector<gpgme_key_t> keys;
   for (const Key& key : m_pKeyring->keys) {

@@ -57,6 +57,7 @@ std::vector<FileDigest> digestsBelow(const std::string& path, const std::string&
   if (fs::is_regular_file(status)) {
     add(path);
   } else if (fs::is_directory(status)) {
+    // A walk that breaks off gives what it had: the run has told of what it lost itself.
     for (fs::recursive_directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
       std::error_code ignored;
       if (fs::is_regular_file(at->symlink_status(ignored))) {
@@ -114,6 +115,7 @@ RunStatus::RunStatus(const std::string& requestPath, const std::string& configFo
   SelectionHost host;
   m_Plan = buildPlan(folder.sources(), request.document, host);
   for (const PlannedDocument& document : m_Plan.documents) {
+    // Now: these are the documents that are run, whatever becomes of them meanwhile.
     m_Documents.push_back(digestFile(document.path));
   }
   setRunRecord(&m_Record);
@@ -132,8 +134,10 @@ CollectSettings::FolderStep RunStatus::digestStep() {
 
 void RunStatus::digestFolder(const std::string& folder) {
   for (const RunRecord::Document& document : m_Record.documents) {
+    // Once for each path: items may share a file, and reading it costs.
     for (const RunRecord::Stored& stored : document.stored) {
       if (m_Digests.count(stored.path) == 0) {
+        // Without dots, so that what stands behind the work folder is the name in the bundle.
         m_Digests.emplace(stored.path,
                           digestsBelow(fs::path(stored.path).lexically_normal().string(), folder));
       }
@@ -238,6 +242,7 @@ Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recip
   if (outcome.code != 0) {
     return {};
   }
+  // Of the file itself, as whoever fetches it finds it.
   const FileDigest digest = digestFile(outcome.bundlePath);
   return {{"path", outcome.bundlePath},
           {"bytes", digest.bytes},
