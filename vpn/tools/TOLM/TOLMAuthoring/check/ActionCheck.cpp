@@ -20,6 +20,7 @@ std::string lineOf(Position position) {
 // Characters that only a shell gives a meaning to.
 constexpr const char* kShellCharacters = "\"'`|&;<>*?";
 
+// As the engine's reader of <args> makes it.
 std::string baseNameOf(const std::string& program) {
   std::string name = helperUtil::stringBeforeLast(program, ".", true);
   if (!name.empty() && name.back() == '.') {
@@ -105,6 +106,7 @@ void ActionCheck::checkCopy(const DocumentElement& action, const ActionPlace& pl
   }
   const std::string folder = helperUtil::stringBeforeLast(loc->text, "/", true);
   const std::string pattern = helperUtil::stringAfterLast(loc->text, "/");
+  // Without a "/" a run finds nothing, and so stores nothing.
   if (folder != loc->text) {
     m_Names.addCopy(*loc, folder, pattern, place);
   }

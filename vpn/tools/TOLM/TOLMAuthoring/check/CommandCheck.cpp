@@ -137,6 +137,7 @@ void checkPrograms(FindingList& list, const DocumentElement& element, const Shel
   for (const ShellCommand& command : line.commands) {
     bool bounded = false;
     const Words inner = unwrapCommand(command.words, bounded);
+    // The wrapper has to be there as well as what it starts.
     for (const Words& words : {command.words, inner}) {
       if (words.empty() || words[0].empty() || isBuiltin(words[0]) || isOpaque(words[0]) ||
           startsWith(words[0], "~") || host.hasProgram(words[0]) || !told.insert(words[0]).second) {

@@ -75,6 +75,7 @@ void stop(Builder& builder, void* context, const std::string& why) {
   builder.tree.messages.push_back(
       {{positive(builder.document->input->line), positive(builder.document->input->col)}, why});
   xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+  // An entity's text is parsed in a context of its own; both have to stop.
   if (context != builder.document) {
     xmlStopParser(builder.document);
   }
@@ -260,11 +261,14 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
   } else {
     Builder builder{tree, limits, context};
     context->_private = &builder;
+    // `initialized` stays 0, as in a run: only so the parser delivers these events.
     xmlSAXHandler handler = {};
     handler.startElement = startElement;
     handler.endElement = endElement;
     handler.characters = characters;
     handler.error = error;
+    // Put back behind the parse: freeing a context frees the handler that it finds, and this one is on the
+    // stack.
     xmlSAXHandlerPtr own = context->sax;
     context->sax = &handler;
     const int answer = xmlParseDocument(context);

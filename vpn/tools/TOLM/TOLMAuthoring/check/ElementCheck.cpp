@@ -129,6 +129,7 @@ void checkTextOnly(FindingList& list, const DocumentElement& element) {
 }
 
 void reportStray(FindingList& list, const DocumentElement& element) {
+  // The look for a near name costs, and nothing more is taken.
   if (list.isFull()) {
     return;
   }
@@ -144,10 +145,12 @@ void reportStray(FindingList& list, const DocumentElement& element) {
 }
 
 std::string suggestion(const std::string& name) {
+  // None that readers know is near so long a name, and the comparison is no cheap one.
   if (name.size() > 40) {
     return "";
   }
   std::string plain = CStringUtils::toLower(name);
+  // The names of other houses have other signs in them.
   std::replace(plain.begin(), plain.end(), '-', '_');
   std::replace(plain.begin(), plain.end(), '.', '_');
   const KnownElement* nearest = nullptr;
@@ -164,6 +167,7 @@ std::string suggestion(const std::string& name) {
 void checkVariables(FindingList& list, const DocumentElement& element, const std::string& text) {
   std::string rest = text;
   for (;;) {
+    // From left to right, and no further than the first fault: a run stops expanding there too.
     const std::size_t dollar = rest.find('$');
     if (dollar == std::string::npos) {
       return;

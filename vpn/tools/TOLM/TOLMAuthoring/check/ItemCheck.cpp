@@ -86,7 +86,7 @@ void checkOs(FindingList& list, ActionCheck& actions, const DocumentElement& os,
   bool anyKind = false;
   for (const auto& kind : os.children) {
     if (isSearchedInItem(kind->name)) {
-      continue;
+      continue;  // told by the search
     }
     if (!isOneOf(kKinds, kind->name)) {
       list.add("kind-unknown", *kind,
@@ -110,7 +110,7 @@ void checkTolm(FindingList& list, ActionCheck& actions, const DocumentElement& t
   bool any = false;
   for (const auto& child : tolm.children) {
     if (isSearchedInItem(child->name)) {
-      continue;
+      continue;  // told by the search
     }
     if (child->name != "os") {
       reportStray(list, *child);
@@ -144,6 +144,7 @@ void checkTolm(FindingList& list, ActionCheck& actions, const DocumentElement& t
 }
 
 void checkDefault(FindingList& list, const DocumentElement* element) {
+  // A plain no is meant. Anything else may be a slip for "true".
   if (element != nullptr && element->text != "true" && !saysNo(element->text)) {
     list.add("default-value", *element,
              "<default> holds " + quotedText(element->text) +

@@ -104,6 +104,7 @@ class Reader {
 
   void readOperator(char c) {
     if (c == '(' && m_bInWord && m_Command.words.empty()) {
+      // A word that touches "(" at the beginning of a command names a function.
       m_Line.functions.insert(std::exchange(m_strWord, {}));
       m_bInWord = false;
     }
@@ -147,6 +148,7 @@ class Reader {
     }
     if (m_Command.words.empty() && !quoted) {
       if (word == "case") {
+        // Its patterns look like words and its ends like groups: what stands behind isn't read.
         m_bStopped = true;
         return;
       }

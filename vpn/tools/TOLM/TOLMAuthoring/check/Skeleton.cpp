@@ -50,6 +50,7 @@ std::string forComment(const std::string& text) {
   return safe;
 }
 
+// What "tmtolm check" would complain of in a title, and control characters, which nobody types on purpose.
 bool isFolderName(const std::string& title) {
   return !title.empty() && title.size() <= kMaxTitle && title != "." && title != ".." &&
          title != "summary.txt" && title.front() != ' ' && title.back() != ' ' &&

@@ -141,6 +141,7 @@ BundleModel::Answer BundleModel::storeFile(const std::string& path, Id id, bool 
   if (!clearWay(path, id)) {
     return Answer::kFolderInTheWay;
   }
+  // Behind the removal: a run deletes the old file before it opens the new one.
   if (!readable) {
     return Answer::kUnreadable;
   }

@@ -143,6 +143,7 @@ class Planner {
       items.push_back(select(**cursor, Selection::kRequested, collector::getFileName(*cursor)));
       chosen.insert(*cursor);
       chosenIds.insert(id);
+      // As a run takes an item off its list: only where it has gathered for it.
       if (items.back().hasOs) {
         m_Matched.insert(item);
       }

@@ -47,6 +47,7 @@ std::string escaped(const std::string& text) {
 // Who could have written the file, by the folders on the way to it.
 std::string trustProblemOf(const std::string& path, const struct stat& status) {
   const TrustingUser user;
+  // By the folders that the links on the way really lead through.
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
   const std::string absolute = real == nullptr ? path : real.get();
   for (std::size_t slash = absolute.find('/'); slash != std::string::npos;

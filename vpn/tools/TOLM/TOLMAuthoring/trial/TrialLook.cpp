@@ -70,6 +70,7 @@ std::vector<std::string> resultComplaints(const std::string& text) {
     const std::size_t next = text.find(begin, output);
     const std::string body = text.substr(output, next == std::string::npos ? next : next - output);
     const std::string name = quotedText(text.substr(command, close - command));
+    // A shell's complaint comes ahead of all else that is printed.
     const std::size_t first = body.find_first_not_of(" \t\r\n");
     const std::string line = first == std::string::npos
                                  ? ""
