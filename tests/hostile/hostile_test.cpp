@@ -23,6 +23,18 @@ void expectNoFault(const std::string& part, const std::string& scenario = "") {
   EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
 }
 
+TEST(HostileTest, ACollectWhoseSystemCallsFailInTurnLosesNothingInSilence) {
+  expectNoFault("calls", "plain");
+}
+
+TEST(HostileTest, AnEncryptedCollectWhoseSystemCallsFailInTurnLosesNothingInSilence) {
+  expectNoFault("calls", "encrypted");
+}
+
+TEST(HostileTest, ACollectOfCommandsWhoseSystemCallsFailInTurnLosesNothingInSilence) {
+  expectNoFault("calls", "commands");
+}
+
 TEST(HostileTest, AClearRunWhoseSystemCallsFailInTurnEnds) {
   expectNoFault("calls", "clear");
 }
@@ -33,6 +45,14 @@ TEST(HostileTest, ACheckWhoseSystemCallsFailInTurnEndsAndSaysSo) {
 
 TEST(HostileTest, APlanWhoseSystemCallsFailInTurnEndsAndSaysSo) {
   expectNoFault("calls", "plan");
+}
+
+TEST(HostileTest, ARunWithoutMemoryAtAnyPlaceEndsAndLosesNothingInSilence) {
+  expectNoFault("memory");
+}
+
+TEST(HostileTest, ALimitOnTheSizeOfFilesGivesAWholeBundleOrAToldFailure) {
+  expectNoFault("limits", "ulimit -f");
 }
 
 TEST(HostileTest, ASignalAtAnyMomentLeavesNothingBehindAndNobodyAlive) {

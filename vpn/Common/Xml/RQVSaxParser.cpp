@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
@@ -18,21 +19,30 @@ namespace halvo {
 
 namespace {
 
-void discardMessage(void* /*context*/, const char* /*format*/, ...) {}
-
 // What libxml2 can't tie to the handler of a parse (a file that won't open, a read that fails) it
 // prints on standard error, which is the program's own. The setting belongs to the thread and is put
 // back as it was found.
 class GenericErrorMute {
  public:
   GenericErrorMute() : m_pOldFunction(xmlGenericError), m_pOldContext(xmlGenericErrorContext) {
-    xmlSetGenericErrorFunc(nullptr, discardMessage);
+    xmlSetGenericErrorFunc(this, noteMessage);
   }
   ~GenericErrorMute() { xmlSetGenericErrorFunc(m_pOldContext, m_pOldFunction); }
   GenericErrorMute(const GenericErrorMute&) = delete;
   GenericErrorMute& operator=(const GenericErrorMute&) = delete;
 
+  // Memory that ran out in a function of libxml2's that knows no parse: the parse may go on then, with an
+  // attribute or a text less, and be a success in the end.
+  [[nodiscard]] bool hasMissedMemory() const { return m_bMissedMemory; }
+
  private:
+  static void noteMessage(void* context, const char* /*format*/, ...) {
+    if (const auto* const error = xmlGetLastError(); error != nullptr && error->code == XML_ERR_NO_MEMORY) {
+      static_cast<GenericErrorMute*>(context)->m_bMissedMemory = true;
+    }
+  }
+
+  bool m_bMissedMemory = false;
   xmlGenericErrorFunc m_pOldFunction;
   void* m_pOldContext;
 };
@@ -124,6 +134,9 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   {
     const HandlerLoan loan(context.get(), &handler);
     answer = xmlParseDocument(context.get());
+  }
+  if (mute.hasMissedMemory() || context->errNo == XML_ERR_NO_MEMORY) {
+    throw std::bad_alloc();
   }
   if (answer != 0) {
     LOG_RETURN_CODE(kLogError, "xmlParseDocument", answer);

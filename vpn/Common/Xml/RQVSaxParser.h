@@ -43,6 +43,9 @@ class RQVSaxParser {
   // Logged at error level: a context that libxml2 couldn't make (a missing file, say), each of
   // libxml2's messages, and the result of a parse that failed. An empty source, a text of white space
   // only and an unknown mode are refused without a record.
+  //
+  // Throws std::bad_alloc where memory ran out while the document was read: libxml2 goes on without the
+  // attribute that it had no room for, and calls what is left of the document well-formed.
   [[nodiscard]] ResultCode startParser(const std::string& source, int mode);
 
  private:

@@ -2,8 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libxml/xmlmemory.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -351,6 +355,67 @@ TEST_F(RQVSaxParserTest, OneParserServesSeveralDocuments) {
   m_manager.m_events.clear();
   EXPECT_RESULT(parser.startParser("<c/>", RQVSaxParser::kMemory), 0);
   EXPECT_THAT(m_manager.m_events, ElementsAre("start c", "end c"));
+}
+
+// libxml2's own allocations, counted; the one of that number fails, from 1.
+int s_nAllocations = 0;
+int s_nFailing = 0;
+
+bool mayAllocate() {
+  return ++s_nAllocations != s_nFailing;
+}
+
+// Puts a malloc that can say no below libxml2 for as long as it lives.
+class FailingXmlMemory {
+ public:
+  FailingXmlMemory() {
+    xmlMemGet(&m_free, &m_malloc, &m_realloc, &m_strdup);
+    xmlMemSetup(
+        std::free, [](std::size_t size) { return mayAllocate() ? std::malloc(size) : nullptr; },
+        [](void* old, std::size_t size) { return mayAllocate() ? std::realloc(old, size) : nullptr; },
+        [](const char* text) { return mayAllocate() ? strdup(text) : nullptr; });
+  }
+  ~FailingXmlMemory() {
+    s_nFailing = 0;
+    xmlMemSetup(m_free, m_malloc, m_realloc, m_strdup);
+  }
+  FailingXmlMemory(const FailingXmlMemory&) = delete;
+  FailingXmlMemory& operator=(const FailingXmlMemory&) = delete;
+
+ private:
+  xmlFreeFunc m_free = nullptr;
+  xmlMallocFunc m_malloc = nullptr;
+  xmlReallocFunc m_realloc = nullptr;
+  xmlStrdupFunc m_strdup = nullptr;
+};
+
+// libxml2 left the attribute out that it had no memory for and called the document well-formed: an action of
+// a run was gone without a word.
+TEST_F(RQVSaxParserTest, NoAttributeIsLostInSilenceWhereMemoryRunsOut) {
+  const std::string text = "<a b='one' c='t&lt;wo'><d e='three'>text &amp; more</d></a>";
+  ASSERT_RESULT(parse(text), 0);
+  const std::vector<std::string> whole = m_manager.m_events;
+  const FailingXmlMemory memory;
+  int told = 0;
+  bool wasReached = true;
+  for (int failing = 1; wasReached && failing < 10000; ++failing) {
+    m_manager.m_events.clear();
+    s_nAllocations = 0;
+    s_nFailing = failing;
+    ResultCode rc = 0;
+    try {
+      rc = parse(text);
+    } catch (const std::bad_alloc&) {
+      rc = GLOBAL_ERROR_UNEXPECTED;
+    }
+    wasReached = s_nAllocations >= failing;
+    told += rc != 0 ? 1 : 0;
+    if (rc == 0) {
+      EXPECT_EQ(m_manager.m_events, whole) << "allocation " << failing;
+    }
+  }
+  EXPECT_FALSE(wasReached);
+  EXPECT_GT(told, 10);
 }
 
 }  // namespace
