@@ -193,7 +193,7 @@ std::vector<std::string> unwrapCommand(const std::vector<std::string>& words, bo
   std::size_t at = 0;
   while (at < words.size() && isOneOf(words[at], {"env", "timeout", "nice", "ionice", "nohup", "exec",
                                                   "command", "stdbuf", "setsid", "time", "busybox"})) {
-    const std::string wrapper = words[at++];
+    const std::string& wrapper = words[at++];
     // Of these the value of an option may stand in the next word.
     const bool values = isOneOf(wrapper, {"timeout", "nice", "ionice", "stdbuf"});
     while (at < words.size() && (words[at].compare(0, 1, "-") == 0 || isAssignment(words[at]))) {

@@ -115,8 +115,6 @@ Json actionJson(const PlannedAction& action, const Plan& plan) {
       }
       break;
     case PlannedKind::kDelete:
-      json["files"] = filesJson(action, plan);
-      break;
     case PlannedKind::kList:
       json["files"] = filesJson(action, plan);
       break;
