@@ -108,6 +108,7 @@ class Planner {
     if (!plan.summaryReplacedBy) {
       plan.summaryReplacedBy = summaryReplacer();
     }
+    plan.failure = m_Options.clear ? "" : failureOf(plan.documents);
     plan.cut = m_Actions.isCut();
     plan.bundleNames = m_Model.names();
   }
@@ -245,6 +246,19 @@ class Planner {
   [[nodiscard]] std::optional<PlannedPlace> summaryReplacer() const {
     const std::optional<PlannedPlace> by = replacer(m_nSummary);
     return by && by->line == 0 && by->document.find('/') != 0 ? std::nullopt : by;
+  }
+
+  // As the engine compares: once a document has failed, the failed ones, with those that aren't well-formed,
+  // against the well-formed ones. A document that succeeds doesn't save such a run.
+  [[nodiscard]] static std::string failureOf(const std::vector<PlannedDocument>& documents) {
+    std::size_t parsed = 0;
+    std::size_t failing = 0;
+    for (const PlannedDocument& document : documents) {
+      parsed += document.parsed ? 1 : 0;
+      failing += document.problem.empty() ? 0 : 1;
+    }
+    const std::size_t failed = failing + documents.size() - parsed;
+    return failing > 0 && failed == parsed ? "as many documents fail as can be used" : "";
   }
 
   [[nodiscard]] std::optional<PlannedPlace> replacer(std::size_t id) const {

@@ -142,6 +142,8 @@ struct Plan {
   std::optional<std::string> summaryPath;
   // By what the summary is replaced: what stood in it until then is lost.
   std::optional<PlannedPlace> summaryReplacedBy;
+  // Why the run ends without a bundle; empty if it doesn't.
+  std::string failure;
   bool clear = false;
   bool deep = false;
   // Folders hold more than a plan looks at.

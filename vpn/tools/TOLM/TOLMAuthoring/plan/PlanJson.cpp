@@ -177,6 +177,7 @@ std::string planJson(const Plan& plan) {
       {"summary_file", plan.summaryFile},
       {"summary_path", plan.summaryPath ? Json(*plan.summaryPath) : Json()},
       {"summary_replaced_by", placeOrNull(plan.summaryReplacedBy)},
+      {"failure", textOrNull(plan.failure)},
       {"unmatched_ids", plan.unmatchedIds},
   };
   addTotals(json, plan.totals);

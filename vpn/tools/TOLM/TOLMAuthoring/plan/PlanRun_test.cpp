@@ -1,4 +1,5 @@
-// What a plan says is what a run stores: random documents over random folders, planned and then run.
+// What a plan says is what a run stores: random documents over random folders,
+// planned and then run.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -39,7 +39,8 @@ class Maker {
   explicit Maker(unsigned seed) : m_Random(seed) {}
 
   void makeFolders() {
-    // Nothing here is read-only but single files, so that this works without root's rights too.
+    // Nothing here is read-only but single files, so that this works without
+    // root's rights too.
     fs::remove_all(kPlaces);
     fs::remove_all(kDocuments);
     for (const std::string folder : {"A", "B", "C"}) {
@@ -48,7 +49,8 @@ class Maker {
         makeEntry(kPlaces + folder + "/" + fileName(), 2);
       }
     }
-    // What a run changes in a folder makes the folder newer; its files must stay the newest.
+    // What a run changes in a folder makes the folder newer; its files must
+    // stay the newest.
     for (const auto& entry : fs::recursive_directory_iterator(kPlaces)) {
       const fs::file_type type = entry.symlink_status().type();
       if (type == fs::file_type::regular) {
@@ -259,7 +261,8 @@ Content contentOf(const Plan& plan) {
                 entry.size;
           }
         }
-        // A captured output is as long as it gets; of a launch the file is known if it was there.
+        // A captured output is as long as it gets; of a launch the file is
+        // known if it was there.
         if (action.kind == PlannedKind::kLaunch && action.problem.empty() && !action.replacedBy &&
             action.outputSize >= 0 && action.program == "none" && document.folder) {
           content[*document.folder + action.storedAs] = action.outputSize;
@@ -332,11 +335,8 @@ class PlanRunTest : public ::testing::Test {
           return ResultCode{0};
         });
     const ResultCode rc = engine.run();
+    EXPECT_EQ(rc != 0, !plan.failure.empty()) << engine.failureText();
     if (rc != 0) {
-      EXPECT_TRUE(std::all_of(
-          plan.documents.begin(), plan.documents.end(),
-          [](const PlannedDocument& document) { return !document.parsed || !document.problem.empty(); }))
-          << engine.failureText();
       return;
     }
     compare(plan, stored);
@@ -354,7 +354,10 @@ class PlanRunTest : public ::testing::Test {
       }
     }
     for (const auto& [name, size] : stored) {
-      EXPECT_TRUE(planned.find(name) != planned.end()) << "stored and not planned: " << name;
+      // What a command writes is foreseen as its own result alone. Until its kind ends it lies in its folder
+      // too, which another action may copy.
+      const bool isMade = name.size() > 5 && name.compare(name.size() - 5, 5, "/made") == 0;
+      EXPECT_TRUE(isMade || planned.find(name) != planned.end()) << "stored and not planned: " << name;
     }
   }
 

@@ -149,6 +149,9 @@ std::string planText(const Plan& plan) {
   if (plan.summaryReplacedBy) {
     out += "Warning: a file takes the summary's place, by " + placeText(*plan.summaryReplacedBy) + ".\n";
   }
+  if (!plan.failure.empty()) {
+    out += "Warning: the run ends without a bundle: " + plan.failure + ".\n";
+  }
   if (plan.cut) {
     out += "The folders hold more than was looked at: the sums are too small.\n";
   }

@@ -334,6 +334,7 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
   "summary_file": "summary.txt",
   "summary_path": "summary.txt",
   "summary_replaced_by": null,
+  "failure": null,
   "unmatched_ids": [],
   "files": 1,
   "bytes": 1536,
@@ -489,6 +490,20 @@ TEST_F(PlanTest, AFirstTitleThatIsNoFolderPutsTheSummaryOutside) {
 TEST_F(PlanTest, ATitleThatIsTheSummarysNameFailsTheDocument) {
   const Plan made = plan("<c><configure><title>summary.txt</title></configure></c>");
   EXPECT_THAT(made.documents[0].problem, HasSubstr("counts the document as failed"));
+}
+
+// A run compares how many documents failed, those that aren't well-formed among them, with how many it has.
+TEST_F(PlanTest, ARunThatEndsWithoutABundleIsTold) {
+  host.folders["/x/"] = {{"summary.txt", {0, 5, false, "", "", true}}};
+  const PlanSource good = {"/c/a.xml", parse(config(""))};
+  const PlanSource broken = {"/c/b.xml", nullptr};
+  const PlanSource failing = {"/c/c.xml", parse("<c><configure><title>.</title></configure>" +
+                                                item("a", copy("/x/summary.txt")) + "</c>")};
+  EXPECT_EQ(buildPlan({good, broken}, nullptr, host).failure, "");
+  EXPECT_EQ(buildPlan({good, failing}, nullptr, host).failure, "");
+  const Plan ended = buildPlan({good, broken, failing}, nullptr, host);
+  EXPECT_EQ(ended.failure, "as many documents fail as can be used");
+  EXPECT_THAT(planText(ended), HasSubstr("Warning: the run ends without a bundle: as many documents fail"));
 }
 
 TEST_F(PlanTest, ADeepPlanLooksIntoFoldersAndTellsWhereLinksLeaveThem) {
