@@ -9,12 +9,18 @@
 #include <cerrno>
 #include <cstring>
 #include <unordered_set>
+#include <utility>
 #include <vector>
+
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 
 namespace halvo {
 
 namespace {
 
+// The records and the places of their numbers: PKWARE APPNOTE.TXT, sections 4.3.7, 4.3.12 and 4.3.14 to
+// 4.3.16.
 constexpr std::uint32_t kLocalSignature = 0x04034b50;
 constexpr std::uint32_t kCentralSignature = 0x02014b50;
 constexpr std::uint32_t kEndSignature = 0x06054b50;
@@ -112,6 +118,7 @@ bool findTable(int file, Table& table) {
     return false;
   }
   const auto size = static_cast<std::uint64_t>(data.st_size);
+  // At the very end: the comment that could stand behind this record is never written here.
   const std::uint64_t endAt = size - kEndSize;
   if (!readAt(file, endAt, end, sizeof(end)) || number32(end) != kEndSignature) {
     return false;
@@ -153,6 +160,7 @@ void readLongForm(const char* extra, std::size_t size, Entry& entry) {
     if (id != kLongFormField || at > size) {
       continue;
     }
+    // In this order, and only those that their own place has no room for (section 4.5.3).
     for (std::uint64_t* const value : {&entry.size, &entry.packedSize, &entry.offset}) {
       if (*value == kInLongForm && length >= 8) {
         *value = number(field, 8);
@@ -193,6 +201,7 @@ std::uint64_t endOfEntry(int file, const Entry& entry) {
       std::memcmp(local.data() + kLocalSize, entry.name.data(), entry.name.size()) != 0) {
     return 0;
   }
+  // The extra field has a length of its own here, which needn't be that of the table.
   return entry.offset + local.size() + number16(local.data() + 28) + entry.packedSize;
 }
 
@@ -235,18 +244,16 @@ bool isThere(const std::string& path) {
   return lstat(path.c_str(), &data) == 0 && S_ISREG(data.st_mode);
 }
 
-// Takes `descriptor` over.
-std::string listFolder(int descriptor, const std::string& prefix, WorkFiles& files) {
-  DIR* const stream = fdopendir(descriptor);
+std::string listFolder(DescriptorHolder descriptor, const std::string& prefix, WorkFiles& files) {
+  const FolderHolder stream(fdopendir(descriptor.get()));
   if (stream == nullptr) {
-    const std::string problem = std::strerror(errno);
-    close(descriptor);
-    return problem;
+    return std::strerror(errno);
   }
+  static_cast<void>(descriptor.release());  // the stream's from here
   std::string problem;
   for (;;) {
     errno = 0;
-    const dirent* const entry = readdir(stream);
+    const dirent* const entry = readdir(stream.get());
     if (entry == nullptr) {
       if (errno != 0 && problem.empty()) {
         problem = std::strerror(errno);
@@ -255,31 +262,33 @@ std::string listFolder(int descriptor, const std::string& prefix, WorkFiles& fil
     }
     const std::string name = entry->d_name;
     struct stat data;
-    if (name == "." || name == ".." ||
-        fstatat(dirfd(stream), entry->d_name, &data, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (isDotName(name) || fstatat(dirfd(stream.get()), entry->d_name, &data, AT_SYMLINK_NOFOLLOW) != 0) {
       continue;
     }
     if (S_ISREG(data.st_mode)) {
       files[prefix + name] = static_cast<std::uint64_t>(data.st_size);
     } else if (S_ISDIR(data.st_mode)) {
-      const int folder =
-          openat(dirfd(stream), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-      const std::string inner =
-          folder < 0 ? std::strerror(errno) : listFolder(folder, prefix + name + "/", files);
-      if (!inner.empty() && problem.empty()) {
-        problem = folder < 0 ? "\"" + prefix + name + "\": " + inner : inner;
+      DescriptorHolder folder(
+          openat(dirfd(stream.get()), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+      std::string inner;
+      if (!folder) {
+        inner = "\"" + prefix + name + "\": " + std::strerror(errno);
+      } else {
+        inner = listFolder(std::move(folder), prefix + name + "/", files);
+      }
+      if (problem.empty()) {
+        problem = inner;
       }
     }
   }
-  closedir(stream);
   return problem;
 }
 
 }  // namespace
 
 std::string listWorkFiles(const std::string& folder, WorkFiles& files) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  return descriptor < 0 ? std::strerror(errno) : listFolder(descriptor, "", files);
+  DescriptorHolder descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return descriptor ? listFolder(std::move(descriptor), "", files) : std::strerror(errno);
 }
 
 std::string bundleProblem(int file, const std::string& folder, const WorkFiles& files) {
@@ -301,6 +310,7 @@ std::string bundleProblem(int file, const std::string& folder, const WorkFiles& 
       return entry.name.empty() ? "the work folder couldn't be read"
                                 : "the folder \"" + entry.name + "\" of the work folder couldn't be read";
     }
+    // The archive's calls write one entry right behind the other, so a gap is a loss.
     if (entry.offset != next || (next = endOfEntry(file, entry)) == 0) {
       return damaged + ": \"" + entry.name + "\" isn't where its table of contents says";
     }
@@ -318,10 +328,12 @@ std::string bundleProblem(int file, const std::string& folder, const WorkFiles& 
   }
   std::vector<std::string> names;
   for (const auto& [name, size] : files) {
+    // A file that is gone since the list was made isn't missed.
     if (stored.count(name) == 0 && isThere(folder + "/" + name)) {
       names.push_back(name);
     }
   }
+  // The table has no order of its own, and one fault should read the same twice.
   std::sort(names.begin(), names.end());
   Named missing;
   for (const std::string& name : names) {

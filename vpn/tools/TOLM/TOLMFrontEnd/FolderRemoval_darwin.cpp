@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
 namespace halvo {
@@ -13,10 +13,6 @@ namespace halvo {
 namespace {
 
 constexpr int kDeepest = 200;
-
-bool isDotOrDotDot(const char* name) {
-  return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
 
 bool removeAt(int parent, const char* name, int depth);
 
@@ -30,7 +26,7 @@ bool emptyFolder(int folder, int depth) {
   }
   bool all = true;
   while (const dirent* const entry = readdir(stream)) {
-    all = (isDotOrDotDot(entry->d_name) || removeAt(dirfd(stream), entry->d_name, depth + 1)) && all;
+    all = (isDotName(entry->d_name) || removeAt(dirfd(stream), entry->d_name, depth + 1)) && all;
   }
   closedir(stream);
   return all;
@@ -40,6 +36,7 @@ bool removeAt(int parent, const char* name, int depth) {
   if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) {
     return true;
   }
+  // EPERM by this host and the standard.
   if ((errno != EISDIR && errno != EPERM) || depth > kDeepest) {
     return false;
   }
@@ -50,6 +47,7 @@ bool removeAt(int parent, const char* name, int depth) {
   if (folder < 0) {
     return false;
   }
+  // A command may have made a folder that nobody can change; it is the user's own here.
   static_cast<void>(fchmod(folder, S_IRWXU));
   static_cast<void>(emptyFolder(folder, depth));
   return unlinkat(parent, name, AT_REMOVEDIR) == 0;

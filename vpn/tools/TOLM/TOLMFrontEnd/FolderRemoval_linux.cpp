@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
 namespace halvo {
@@ -27,10 +27,6 @@ struct RawEntry {
 constexpr std::size_t kBlock = 2048;
 constexpr int kDeepest = 900;
 
-bool isDotOrDotDot(const char* name) {
-  return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
-}
-
 bool removeAt(int parent, const char* name, int depth);
 
 // Removes what the open folder holds. Returns whether it is empty then.
@@ -47,7 +43,7 @@ bool emptyFolder(int folder, int depth) {
         const auto* const entry = reinterpret_cast<const RawEntry*>(block + at);
         at += entry->length;
         const char* const name = reinterpret_cast<const char*>(entry) + offsetof(RawEntry, name);
-        if (isDotOrDotDot(name)) {
+        if (isDotName(name)) {
           continue;
         }
         const bool removed = removeAt(folder, name, depth + 1);

@@ -10,17 +10,25 @@
 #include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
 namespace halvo {
 
 namespace {
 
-constexpr char kWorkFolder[] = "TOLM_Temp_Bundle_";
 // A bundle's hidden name: a dot, the name, and this behind eight digits.
 constexpr char kUnfinished[] = ".tolm-part";
 constexpr std::size_t kMarkDigits = 8;
 constexpr std::size_t kLongestName = 255;
+
+// What the names of work folders begin with that have a suffix. The plain one is a run's own affair, which
+// begins with its removal.
+std::string workFolderStart() {
+  const std::string path = helperUtil::kWorkFolder;
+  return path.substr(path.rfind('/') + 1) + "_";
+}
 
 bool startsWith(const std::string& text, const std::string& start) {
   return text.compare(0, start.size(), start) == 0;
@@ -42,19 +50,16 @@ class OpenFolder {
 
   [[nodiscard]] std::vector<std::string> names() const {
     std::vector<std::string> names;
-    // The stream takes its descriptor over.
-    const int copy = m_nFolder >= 0 ? openat(m_nFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
-    DIR* const stream = copy >= 0 ? fdopendir(copy) : nullptr;
+    // Of its own: reading moves a descriptor, and the stream takes this one over.
+    DescriptorHolder copy(m_nFolder >= 0 ? openat(m_nFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+    const FolderHolder stream(copy ? fdopendir(copy.get()) : nullptr);
     if (stream == nullptr) {
-      if (copy >= 0) {
-        close(copy);
-      }
       return names;
     }
-    while (const dirent* const entry = readdir(stream)) {
+    static_cast<void>(copy.release());
+    while (const dirent* const entry = readdir(stream.get())) {
       names.emplace_back(entry->d_name);
     }
-    closedir(stream);
     return names;
   }
 
@@ -95,8 +100,9 @@ void removeUnfinishedIn(const OpenFolder& folder, const std::string& name) {
 
 void removeLeftOverFolders(const std::string& parent) {
   const OpenFolder folder(parent);
+  const std::string start = workFolderStart();
   for (const std::string& name : folder.names()) {
-    if (!startsWith(name, kWorkFolder)) {
+    if (!startsWith(name, start)) {
       continue;
     }
     const int leftOver = openAbandoned(folder.get(), name, S_IFDIR);
@@ -108,6 +114,7 @@ void removeLeftOverFolders(const std::string& parent) {
     } else {
       LOG_MESSAGE(kLogWarning, "The work folder %s of an earlier run can't be removed", name.c_str());
     }
+    // Locked until it is gone: no run takes it up meanwhile.
     close(leftOver);
   }
 }
@@ -132,6 +139,7 @@ void removeUnfinishedBundles(const std::string& path) {
 std::string unfinishedName(const std::string& name, unsigned mark) {
   char digits[kMarkDigits + 1];
   std::snprintf(digits, sizeof(digits), "%08x", mark);
+  // A longer name would be refused by the file system, though the bundle's own is allowed.
   const std::size_t room = kLongestName - 2 - kMarkDigits - (sizeof(kUnfinished) - 1);
   return "." + name.substr(0, room) + "." + digits + kUnfinished;
 }

@@ -7,13 +7,12 @@
 #include <cstring>
 #include <list>
 
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {
 
 namespace {
-
-constexpr int kFileMode = 1;
 
 // Why the file can't be read; empty if it can. A pipe isn't opened: that would wait for its writer.
 std::string readProblem(const std::string& path) {
@@ -26,7 +25,8 @@ std::string readProblem(const std::string& path) {
 }  // namespace
 
 bool isPlainFileName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." && name.find_first_of("/$") == std::string::npos;
+  // A "$" begins a variable in the engine's paths.
+  return !name.empty() && !isDotName(name) && name.find_first_of("/$") == std::string::npos;
 }
 
 std::string requestProblem(const std::string& path) {
@@ -35,7 +35,7 @@ std::string requestProblem(const std::string& path) {
   }
   TOLMXmlLoader loader;
   std::list<XMLObject*> documents;
-  loader.load(path, kFileMode, documents);
+  loader.load(path, kLoadFile, documents);
   if (documents.size() != 1 || documents.front()->GetRoot() == nullptr) {
     return "\"tmtolm check\" tells what is wrong with the request \"" + path + "\"";
   }

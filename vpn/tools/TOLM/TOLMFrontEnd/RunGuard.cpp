@@ -16,6 +16,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
@@ -43,7 +44,6 @@ constexpr int kMostYieldingMs = 10'000;
 constexpr int kPollMs = 5;
 constexpr int kLookMs = 500;  // between two looks of the watcher by itself
 constexpr int kMostDescriptors = 4096;
-constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
 
 int s_pipe[2] = {-1, -1};
 std::atomic<std::uint32_t> s_command{0};
@@ -155,7 +155,7 @@ void removeHeldFolders() {
       continue;
     }
     target[length] = '\0';
-    if (std::strncmp(target, kWorkFolder, sizeof(kWorkFolder) - 1) != 0) {
+    if (std::strncmp(target, helperUtil::kWorkFolder, sizeof(helperUtil::kWorkFolder) - 1) != 0) {
       continue;
     }
     // The folder itself, and not a file or folder in it.
@@ -194,6 +194,7 @@ std::string secondsText(std::chrono::steady_clock::duration time) {
 }  // namespace
 
 void RunGuard::noteUnfinishedFile(const std::string& path) {
+  // Off while the name changes: a signal in between must not remove half a name's file.
   s_hasUnfinishedFile.store(false);
   if (path.empty() || path.size() >= sizeof(s_unfinishedFile)) {
     return;
@@ -241,6 +242,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   sigset_t old;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &old);
+  // Ahead of the watcher, which ends where it finds no run.
   s_running.store(true);
   try {
     m_Watcher = std::thread([this] { watch(); });
@@ -249,6 +251,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
     s_running.store(false);
     LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error.code().value(), error.what());
   }
+  // Behind the watcher: a signal without anybody to act on it had better end the program as it always did.
   if (m_bGuarding) {
     installHandlers();
     setCommandObserver(this);
@@ -313,12 +316,14 @@ void RunGuard::commandStarts(const std::string& commandLine) {
     m_nSerial = ++m_nLatest;
   }
   s_command.store(m_nLatest);
+  // The watcher may sleep longer than this command has.
   if (m_Settings.commandTimeoutSeconds > 0) {
     sendNotice();
   }
 }
 
 void RunGuard::commandEnded() {
+  // First: a key pressed from here on meets no command.
   s_command.store(0);
   const std::lock_guard<std::mutex> guard(m_Lock);
   if (m_bOverTime) {
@@ -393,11 +398,13 @@ void RunGuard::tell(const std::string& line) {
 void RunGuard::endProcess(int signal) {
   // Asks for memory and takes a lock, so it is done while the run's thread still goes on.
   const std::string folder = m_Settings.workFolder ? m_Settings.workFolder() : "";
+  // A longer one is found by the descriptor that holds it.
   if (folder.size() < sizeof(s_workFolder)) {
     std::memcpy(s_workFolder, folder.c_str(), folder.size() + 1);
   }
   LOG_MESSAGE(kLogWarning, "The run is ended by %s", nameOf(signal));
   parkRun();
+  // Ahead of the folder, into which they could write anew.
   endDescendants(s_runClock, kGraceMs);
   if (s_workFolder[0] != '\0') {
     removeFolder(AT_FDCWD, s_workFolder);
@@ -414,6 +421,8 @@ void RunGuard::endProcess(int signal) {
     writeText(m_Settings.errorStream, ": the run was ended by ");
     writeText(m_Settings.errorStream, nameOf(signal));
     writeText(m_Settings.errorStream, "; it has left nothing behind\n");
+    // By the signal itself, so that a shell sees what has ended the program. The status stands in for it
+    // where something else holds the signal back.
     struct sigaction byDefault = {};
     byDefault.sa_handler = SIG_DFL;
     sigaction(signal, &byDefault, nullptr);
@@ -422,6 +431,7 @@ void RunGuard::endProcess(int signal) {
     sigaddset(&one, signal);
     pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
     kill(getpid(), signal);
+    // The signal may take a moment to arrive.
     sleepMs(100);
     _exit(128 + signal);
   }

@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <vector>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
 namespace halvo {
@@ -17,6 +17,7 @@ namespace halvo {
 namespace {
 
 std::string userName(uid_t user) {
+  // By the call with a buffer of the caller's: another thread may look up users as well.
   passwd entry = {};
   passwd* found = nullptr;
   std::vector<char> buffer(16384);
@@ -32,7 +33,7 @@ bool isTrustedOwner(uid_t owner, const TrustingUser& user, bool isAbove) {
 
 // The path with all links resolved; empty where it leads nowhere.
 std::string resolved(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);
+  const MemoryHolder<char> real(realpath(path.c_str(), nullptr));
   return real != nullptr ? real.get() : "";
 }
 
@@ -54,6 +55,8 @@ std::string problemAt(const std::string& path, const TrustingUser& user, bool is
 }
 
 std::string problemAbove(const std::string& path, const TrustingUser& user) {
+  // From the root on: whoever can write to a folder decides what lies below, so the topmost is the one to
+  // mend.
   for (const std::string& folder : foldersAbove(path)) {
     if (std::string problem = problemAt(folder, user, true); !problem.empty()) {
       return problem;
@@ -97,7 +100,8 @@ TrustingUser::TrustingUser() : id(geteuid()) {
 std::string trustProblem(const std::string& path, const struct stat& status, const TrustingUser& user,
                          bool isAbove) {
   const bool owned = isTrustedOwner(status.st_uid, user, isAbove);
-  // An access list shows as the group's rights, so these are looked at whatever the group is.
+  // An access list shows as the group's rights, so these are looked at whatever the group is. In a sticky
+  // folder others can add names and not take ours away.
   const bool open = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !S_ISLNK(status.st_mode) &&
                     !(isAbove && (status.st_mode & S_ISVTX) != 0);
   if (owned && !open) {
@@ -122,12 +126,12 @@ std::string documentTrustProblem(const std::string& folder, const TrustingUser& 
   if (std::string problem = problemOf(path, user); !problem.empty()) {
     return problem;
   }
-  DIR* const stream = opendir(path.c_str());
+  const FolderHolder stream(opendir(path.c_str()));
   if (stream == nullptr) {
     return "";
   }
   std::string problem;
-  while (const dirent* const entry = readdir(stream)) {
+  while (const dirent* const entry = readdir(stream.get())) {
     if (!problem.empty() || !TOLMMgr::isDocumentName(entry->d_name)) {
       continue;
     }
@@ -143,7 +147,6 @@ std::string documentTrustProblem(const std::string& folder, const TrustingUser& 
     problem =
         S_ISLNK(status.st_mode) ? problemOf(document, user) : trustProblem(document, status, user, false);
   }
-  closedir(stream);
   return problem;
 }
 

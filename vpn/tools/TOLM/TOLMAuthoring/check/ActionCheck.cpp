@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/CommandCheck.h"
@@ -139,7 +140,7 @@ void ActionCheck::checkLocation(const DocumentElement& loc) {
                    "of its files with \"/*\"");
     return;
   }
-  if (pattern == "." || pattern == "..") {
+  if (isDotName(pattern)) {
     m_List.add(
         "loc-dots", loc,
         quotedText(loc.text) + " ends in \"" + pattern + "\": a run passes that over and gathers nothing");

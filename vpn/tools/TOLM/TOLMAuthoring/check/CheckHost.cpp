@@ -13,8 +13,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -125,7 +126,7 @@ bool CheckHost::isSpecialFile(const std::string& path) {
 
 std::vector<std::string> CheckHost::namesIn(const std::string& folder, const std::string& pattern) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
+  const FolderHolder stream(opendir(folder.c_str()));
   if (stream == nullptr) {
     return names;
   }
@@ -136,8 +137,7 @@ std::vector<std::string> CheckHost::namesIn(const std::string& folder, const std
     if (++seen > kMaxNames) {
       break;
     }
-    if (name != "." && name != ".." &&
-        helperUtil::wildcardMatch(plain.c_str(), CStringUtils::toLower(name).c_str())) {
+    if (!isDotName(name) && helperUtil::wildcardMatch(plain.c_str(), CStringUtils::toLower(name).c_str())) {
       names.push_back(name);
     }
   }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/RulesCheck.h"
@@ -38,16 +39,15 @@ void CheckRun::addPath(const std::string& path) {
 }
 
 void CheckRun::addFolder(const std::string& path) {
-  DIR* const stream = opendir(path.c_str());
+  const FolderHolder stream(opendir(path.c_str()));
   if (stream == nullptr) {
     addFinding(path, "unreadable", std::string("the folder can't be read: ") + std::strerror(errno));
     return;
   }
   std::vector<std::string> names;
-  while (const dirent* entry = readdir(stream)) {
+  while (const dirent* entry = readdir(stream.get())) {
     names.emplace_back(entry->d_name);
   }
-  closedir(stream);
   // The order of a folder load is the file system's; findings come in an order that stays.
   std::sort(names.begin(), names.end());
 

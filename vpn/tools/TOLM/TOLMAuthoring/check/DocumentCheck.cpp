@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/ItemCheck.h"
 
@@ -48,7 +49,7 @@ void checkTitleText(FindingList& list, const DocumentElement& title) {
       "bundle";
   if (text.empty()) {
     list.add("title-empty", title, "the title is empty" + where);
-  } else if (text == "." || text == ".." || text.find('/') != std::string::npos) {
+  } else if (isDotName(text) || text.find('/') != std::string::npos) {
     list.add("title-path", title, "the title " + quotedText(text) + " is no name of one folder" + where);
   } else if (text.size() > kMaxTitle) {
     list.add("title-too-long", title,

@@ -9,12 +9,58 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <memory>
+#include <utility>
+
+#include "vpn/Common/Utility/Holders.h"
 
 namespace halvo {
 
 namespace {
 
 constexpr std::size_t kMaxMessages = 20;
+
+struct ContextFreer {
+  void operator()(xmlParserCtxtPtr context) const {
+    // A document that declares entities leaves a stub behind that holds them, events or not.
+    xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+};
+using ContextHolder = std::unique_ptr<xmlParserCtxt, ContextFreer>;
+
+// Puts a handler into a context for as long as it lives. Freeing a context frees the handler that it finds,
+// which must not be one on the stack, whatever way the parse is left.
+class HandlerLoan {
+ public:
+  HandlerLoan(xmlParserCtxtPtr context, xmlSAXHandlerPtr handler)
+      : m_pContext(context), m_pOwn(std::exchange(context->sax, handler)) {}
+  ~HandlerLoan() { m_pContext->sax = m_pOwn; }
+  HandlerLoan(const HandlerLoan&) = delete;
+  HandlerLoan& operator=(const HandlerLoan&) = delete;
+
+ private:
+  xmlParserCtxtPtr m_pContext;
+  xmlSAXHandlerPtr m_pOwn;
+};
+
+// Keeps libxml2 from printing what it can't tie to a parse; the setting belongs to the thread.
+class GenericErrorMute {
+ public:
+  GenericErrorMute() : m_pOldFunction(xmlGenericError), m_pOldContext(xmlGenericErrorContext) {
+    xmlSetGenericErrorFunc(nullptr, discard);
+  }
+  ~GenericErrorMute() { xmlSetGenericErrorFunc(m_pOldContext, m_pOldFunction); }
+  GenericErrorMute(const GenericErrorMute&) = delete;
+  GenericErrorMute& operator=(const GenericErrorMute&) = delete;
+
+ private:
+  static void discard(void* /*context*/, const char* /*format*/, ...) {}
+
+  xmlGenericErrorFunc m_pOldFunction;
+  void* m_pOldContext;
+};
 
 // Receives the events of one parse.
 struct Builder {
@@ -152,8 +198,6 @@ void error(void* context, const char* format, ...) {
   builder.tree.messages.push_back({place, text});
 }
 
-void discard(void* /*context*/, const char* /*format*/, ...) {}
-
 // Whether an element may hold more attributes than the limit. A start tag holds one "<", and each of
 // its attributes one "=" in front of a quote; zero bytes come with two-byte encodings.
 bool hasTooManyAttributes(const std::string& text, std::size_t limit) {
@@ -250,16 +294,13 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
     return failed(ParseOutcome::kTooLarge,
                   "an element of more than " + std::to_string(limits.attributesOfAnElement) + " attributes");
   }
-  const xmlGenericErrorFunc oldFunction = xmlGenericError;
-  void* const oldContext = xmlGenericErrorContext;
-  xmlSetGenericErrorFunc(nullptr, discard);
-
+  const GenericErrorMute mute;
   DocumentTree tree;
-  xmlParserCtxtPtr context = xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size()));
+  const ContextHolder context(xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())));
   if (context == nullptr) {
     tree = failed(ParseOutcome::kNotWellFormed, "the document can't be read as XML");
   } else {
-    Builder builder{tree, limits, context};
+    Builder builder{tree, limits, context.get()};
     context->_private = &builder;
     // `initialized` stays 0, as in a run: only so the parser delivers these events.
     xmlSAXHandler handler = {};
@@ -267,15 +308,11 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
     handler.endElement = endElement;
     handler.characters = characters;
     handler.error = error;
-    // Put back behind the parse: freeing a context frees the handler that it finds, and this one is on the
-    // stack.
-    xmlSAXHandlerPtr own = context->sax;
-    context->sax = &handler;
-    const int answer = xmlParseDocument(context);
-    context->sax = own;
-    xmlFreeDoc(context->myDoc);
-    context->myDoc = nullptr;
-    xmlFreeParserCtxt(context);
+    int answer = 0;
+    {
+      const HandlerLoan loan(context.get(), &handler);
+      answer = xmlParseDocument(context.get());
+    }
     if (tree.outcome == ParseOutcome::kParsed && (answer != 0 || tree.root == nullptr)) {
       tree.outcome = ParseOutcome::kNotWellFormed;
       if (tree.messages.empty()) {
@@ -286,27 +323,26 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
       tree.root.reset();
     }
   }
-  xmlSetGenericErrorFunc(oldContext, oldFunction);
   return tree;
 }
 
 DocumentTree parseDocumentFile(const std::string& path, const DocumentLimits& limits) {
   // Without O_NONBLOCK a FIFO that nobody writes to would hold the program for ever.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) {
+  const DescriptorHolder descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!descriptor) {
     return failed(ParseOutcome::kUnreadable, std::strerror(errno));
   }
   struct stat status = {};
   std::string why;
   std::string text;
-  if (fstat(descriptor, &status) != 0) {
+  if (fstat(descriptor.get(), &status) != 0) {
     why = std::strerror(errno);
   } else if (!S_ISREG(status.st_mode)) {
     why = S_ISDIR(status.st_mode) ? "it is a folder" : "it isn't a regular file";
   } else {
     std::string buffer(65536, '\0');
     ssize_t got = 0;
-    while (text.size() <= limits.bytes && (got = read(descriptor, buffer.data(), buffer.size())) != 0) {
+    while (text.size() <= limits.bytes && (got = read(descriptor.get(), buffer.data(), buffer.size())) != 0) {
       if (got > 0) {
         text.append(buffer, 0, static_cast<std::size_t>(got));
       } else if (errno != EINTR) {
@@ -315,7 +351,6 @@ DocumentTree parseDocumentFile(const std::string& path, const DocumentLimits& li
       }
     }
   }
-  close(descriptor);
   return why.empty() ? parseDocumentText(text, limits) : failed(ParseOutcome::kUnreadable, why);
 }
 

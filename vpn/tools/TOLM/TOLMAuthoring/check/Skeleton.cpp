@@ -3,9 +3,10 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <memory>
 #include <set>
 
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentTree.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -52,8 +53,8 @@ std::string forComment(const std::string& text) {
 
 // What "tmtolm check" would complain of in a title, and control characters, which nobody types on purpose.
 bool isFolderName(const std::string& title) {
-  return !title.empty() && title.size() <= kMaxTitle && title != "." && title != ".." &&
-         title != "summary.txt" && title.front() != ' ' && title.back() != ' ' &&
+  return !title.empty() && title.size() <= kMaxTitle && !isDotName(title) && title != "summary.txt" &&
+         title.front() != ' ' && title.back() != ' ' &&
          std::none_of(title.begin(), title.end(),
                       [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7f; });
 }
@@ -114,7 +115,7 @@ std::string newDocument(const std::string& title) {
 std::vector<RequestableItem> requestableItems(const std::string& folder,
                                               std::vector<std::string>& unreadable) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
+  const FolderHolder stream(opendir(folder.c_str()));
   if (stream == nullptr) {
     unreadable.push_back(folder);
     return {};

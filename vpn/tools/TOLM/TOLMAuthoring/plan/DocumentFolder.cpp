@@ -2,6 +2,9 @@
 
 #include <dirent.h>
 
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
+
 namespace halvo {
 
 namespace {
@@ -10,16 +13,15 @@ namespace {
 // documents that use one title to be the later.
 std::vector<std::string> documentNames(const std::string& folder) {
   std::vector<std::string> names;
-  DIR* const stream = opendir(folder.c_str());
+  const FolderHolder stream(opendir(folder.c_str()));
   if (stream == nullptr) {
     return names;
   }
-  while (const dirent* entry = readdir(stream)) {
+  while (const dirent* entry = readdir(stream.get())) {
     if (TOLMMgr::isDocumentName(entry->d_name)) {
       names.emplace_back(entry->d_name);
     }
   }
-  closedir(stream);
   return names;
 }
 
@@ -34,10 +36,7 @@ LoadedDocument loadDocument(const std::string& path) {
   return loaded;
 }
 
-DocumentFolder::DocumentFolder(const std::string& path, bool withPositions) : m_strPath(path) {
-  if (m_strPath.empty() || m_strPath.back() != '/') {
-    m_strPath += '/';
-  }
+DocumentFolder::DocumentFolder(const std::string& path, bool withPositions) : m_strPath(withSlash(path)) {
   for (const std::string& name : documentNames(m_strPath)) {
     LoadedDocument loaded = loadDocument(m_strPath + name);
     if (withPositions && loaded.document != nullptr) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "vpn/Common/Utility/PathText.h"
+
 namespace halvo {
 
 namespace {
@@ -21,7 +23,7 @@ bool expansionEnds(std::string text) {
     if (value.empty()) {
       return true;
     }
-    text = text.substr(0, dollar) + value + (value.back() == '/' ? "" : "/") + text.substr(slash + 1);
+    text = text.substr(0, dollar) + withSlash(value) + text.substr(slash + 1);
   }
   return false;
 }
@@ -174,7 +176,7 @@ void ActionPlanner::planCopy(PlannedAction& action, const XMLObject& subtree) {
     }
   }
   for (const helperUtil::FileFindEntry& entry : entries) {
-    if (entry.name != "." && entry.name != ".." && (!attributes.gatherNewest || entry.name == newest)) {
+    if (!isDotName(entry.name) && (!attributes.gatherNewest || entry.name == newest)) {
       action.files.push_back(planFile(
           folder + entry.name, helperUtil::buildBundleFileName(m_strName, entry.name), entry.isDirectory));
     }
@@ -194,7 +196,7 @@ void ActionPlanner::planDeletion(PlannedAction& action, const FileActionAttribut
   std::list<helperUtil::FileFindEntry> entries;
   static_cast<void>(find(folder, helperUtil::stringAfterLast(action.expanded, "/"), entries));
   for (const helperUtil::FileFindEntry& entry : entries) {
-    if (entry.name == "." || entry.name == "..") {
+    if (isDotName(entry.name)) {
       continue;
     }
     PlannedFile file;

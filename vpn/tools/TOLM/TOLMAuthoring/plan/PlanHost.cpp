@@ -10,8 +10,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
+#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 
@@ -84,10 +85,10 @@ ResultCode PlanHost::logLocations(const std::string& file, std::vector<std::stri
 
 std::vector<std::string> PlanHost::listFolder(const std::string& path) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(path.c_str()), closedir);
+  const FolderHolder stream(opendir(path.c_str()));
   while (const dirent* entry = stream == nullptr ? nullptr : readdir(stream.get())) {
     const std::string name = entry->d_name;
-    if (name != "." && name != "..") {
+    if (!isDotName(name)) {
       names.push_back(name);
     }
   }
@@ -107,7 +108,7 @@ std::string PlanHost::linkTarget(const std::string& path) {
   if (lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) {
     return "";
   }
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  const MemoryHolder<char> real(realpath(path.c_str(), nullptr));
   return real == nullptr ? "" : real.get();
 }
 

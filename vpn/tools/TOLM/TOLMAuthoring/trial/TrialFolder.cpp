@@ -11,9 +11,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <set>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentTree.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -48,7 +48,7 @@ std::string escaped(const std::string& text) {
 std::string trustProblemOf(const std::string& path, const struct stat& status) {
   const TrustingUser user;
   // By the folders that the links on the way really lead through.
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  const MemoryHolder<char> real(realpath(path.c_str(), nullptr));
   const std::string absolute = real == nullptr ? path : real.get();
   for (std::size_t slash = absolute.find('/'); slash != std::string::npos;
        slash = absolute.find('/', slash + 1)) {
@@ -91,7 +91,7 @@ std::string TrialFolder::add(const std::vector<std::string>& paths) {
 std::string TrialFolder::addFolder(const std::string& path) {
   std::vector<std::string> names;
   {
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(path.c_str()), closedir);
+    const FolderHolder stream(opendir(path.c_str()));
     if (stream == nullptr) {
       return because(path, std::strerror(errno));
     }

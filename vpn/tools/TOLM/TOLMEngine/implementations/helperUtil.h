@@ -75,7 +75,9 @@ namespace halvo::helperUtil {
 // The present local time as text, by sysutils' selector.
 [[nodiscard]] std::string timeText(int selector);
 
-// "/tmp/TOLM_Temp_Bundle", where a run works; its folder may have a suffix.
+// Where a run works; its folder may have a suffix.
+inline constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
+// The same as a text.
 [[nodiscard]] std::string workFolder();
 // "/opt/halvo/tessarmont/tolm/"
 [[nodiscard]] std::string toolFolder();
@@ -104,10 +106,10 @@ struct NewestFile {
 // Returns TOLMENGINE_ERROR_FILE_NOT_FOUND where the source can't be looked at (not logged),
 // fileDelete's code where the destination can't be deleted (a folder, say), and
 // TOLMENGINE_ERROR_FILE_OPEN_FAILURE where source or destination can't be opened; for the source
-// nothing is logged and `errorText` gets the system's words. Two equal or empty paths give 0 and do
-// nothing. A folder gives 0 whatever happened below it; what failed there is logged as a warning. A
-// folder that leads back into itself is left out there. What is cut short or left out under a result of 0
-// goes to the losses (Losses.h).
+// nothing is logged and `errorText` gets the system's words. A destination that is empty, or the source's own
+// path, gives 0 and nothing is done. A folder gives 0 whatever happened below it; what failed there is logged
+// as a warning. A folder that leads back into itself is left out there. What is cut short or left out under a
+// result of 0 goes to the losses (Losses.h).
 //
 // A destination is written as OutputFile.h says, and a source that has become a pipe isn't waited for.
 [[nodiscard]] ResultCode fileCopy(const std::string& source, const std::string& destination,

@@ -20,7 +20,6 @@ namespace halvo::helperUtil {
 namespace {
 
 constexpr char kToolFolder[] = "/opt/halvo/tessarmont/tolm/";
-constexpr char kWorkFolder[] = "/tmp/TOLM_Temp_Bundle";
 constexpr std::size_t kFolderBufferStep = 256;
 
 }  // namespace

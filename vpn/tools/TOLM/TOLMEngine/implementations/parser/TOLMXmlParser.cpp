@@ -4,19 +4,12 @@
 
 namespace halvo {
 
-namespace {
-
-constexpr int kModeMemory = 0;
-constexpr int kModeFile = 1;
-
-}  // namespace
-
 ResultCode TOLMXmlParser::parseFile(const std::string& path) {
-  return RQVSaxParser(m_pXmlMgr).startParser(path, kModeFile);
+  return RQVSaxParser(m_pXmlMgr).startParser(path, RQVSaxParser::kFile);
 }
 
 ResultCode TOLMXmlParser::parseMemory(const std::string& text) {
-  return RQVSaxParser(m_pXmlMgr).startParser(text, kModeMemory);
+  return RQVSaxParser(m_pXmlMgr).startParser(text, RQVSaxParser::kMemory);
 }
 
 }  // namespace halvo
