@@ -104,6 +104,13 @@ class StatusTest(UnattendedCase):
         command = [item for item in status["items"] if item["id"] == "out"][0]["commands"][0]
         self.assertEqual((command["exit_status"], command["bytes"]), (7, 4))
 
+    def test_a_hostile_name_reaches_no_terminal(self):
+        (PLACE / "source/\u009b.log").write_text("x\n", encoding="utf-8")
+        result = collect("--output-dir", PLACE / "out", "--status-json", "-", check=0)
+        self.assertIn("\\u009b.log", result.stdout)
+        self.assertNotIn("\u009b", result.stdout)
+        status_of(result)
+
     def test_a_status_file_appears_whole_and_for_its_user_alone(self):
         path = PLACE / "status.json"
         path.write_text("old", encoding="utf-8")

@@ -149,6 +149,18 @@ TEST(ShowTest, HostileTextsReachNoTerminal) {
   EXPECT_FALSE(nlohmann::json::parse(showJson(*content, {}), nullptr, false).is_discarded());
 }
 
+// JSON bears U+009B as it is, and a terminal obeys it.
+TEST(ShowTest, HostileTextsReachNoTerminalAsJsonEither) {
+  SummaryBuilder summary;
+  summary.section("T").included("a", "\xc2\x9b.log", "\xc2\x9b", "1 bytes");
+  ZipBuilder zip;
+  zip.add({"summary.txt", summary.take()}).add({"T/\xc2\x9b.log", "x"});
+  const Opened content(zip);
+  for (const std::string& text : {showJson(*content, {}), showItemJson(*content, "a")}) {
+    EXPECT_THAT(text, AllOf(HasSubstr("T/\\u009b.log"), Not(HasSubstr("\xc2\x9b"))));
+  }
+}
+
 TEST(CompareTest, TimesAndProcessIdsAreNoDifference) {
   ZipBuilder before;
   before.add({"log", "Mar 15 10:42:07 h tm[1]: up\nMar 15 10:42:08 h tm[1]: down\n"});
@@ -180,6 +192,18 @@ TEST(CompareTest, LinesOfOneSideAreTold) {
               AllOf(HasSubstr("Only in OLD (1)\n  old"), HasSubstr("    - gone"), HasSubstr("    + new")));
   const auto json = nlohmann::json::parse(comparisonJson(comparison));
   EXPECT_EQ(json["changed"][0]["lines_gone"], 2);
+}
+
+TEST(CompareTest, HostileNamesReachNoTerminalAsJson) {
+  ZipBuilder before;
+  before.add({"\xc2\x9b", "x"});
+  ZipBuilder after;
+  after.add({"\x7f", "x"});
+  const Opened old(before);
+  const Opened now(after);
+  EXPECT_THAT(comparisonJson(compareBundles(*old, *now, 10)),
+              AllOf(HasSubstr("\"\\u009b\""), HasSubstr("\"\\u007f\""), Not(HasSubstr("\xc2\x9b")),
+                    Not(HasSubstr("\x7f"))));
 }
 
 TEST(CompareTest, KeptLinesAreBoundedAndCounted) {

@@ -246,7 +246,7 @@ std::string comparisonJson(const Comparison& comparison) {
                                {"fault", change.fault}});
   }
   json["same"] = comparison.same;
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo

@@ -12,7 +12,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::string dump(const Json& json) {
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  // What a bundle holds may be any bytes, and the text may go to a terminal.
+  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 // Thousandths of the whole.

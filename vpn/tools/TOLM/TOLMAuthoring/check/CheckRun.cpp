@@ -83,10 +83,12 @@ void CheckRun::addFolder(const std::string& path) {
 
 void CheckRun::addDocument(const std::string& path, bool fromFolder) {
   struct stat status = {};
+  // By what it is and not by its path: a folder may be given, and a document of it too.
   if (stat(path.c_str(), &status) == 0 && !m_Seen.insert({status.st_dev, status.st_ino}).second) {
     return;
   }
   const DocumentTree tree = parseDocumentFile(path);
+  // Rules for findings lie beside documents at times, and have a reader of their own.
   if (isRulesDocument(tree)) {
     m_Documents.push_back({path, {checkRulesDocument(path), {}}});
     return;
@@ -131,6 +133,7 @@ void CheckRun::compareWithOthers(Checked& document) {
   }
   for (const auto& [id, position] : facts.ids) {
     const auto [other, added] = m_Ids.insert({id, document.path});
+    // Past the bound the list has said so already.
     if (!added && findings.size() <= FindingList::kMaxFindings) {
       findings.push_back({"id-duplicate-documents", position,
                           "the id " + quotedText(id) + " is used in " + withoutControls(other->second) +
@@ -142,6 +145,7 @@ void CheckRun::compareWithOthers(Checked& document) {
 }
 
 void CheckRun::finish() {
+  // Requests alone: which documents they are for isn't known.
   if (!m_bAnyConfig) {
     return;
   }
@@ -192,7 +196,8 @@ std::string CheckRun::json() const {
     }
   }
   // File names hold any bytes; JSON has to be UTF-8.
-  return all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return jsonWithoutControls(all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)) +
+         "\n";
 }
 
 bool CheckRun::hasFindings() const {

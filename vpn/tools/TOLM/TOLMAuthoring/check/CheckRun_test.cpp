@@ -436,6 +436,16 @@ TEST_F(CheckRunTest, TheJsonFormHoldsEachFindingWithItsPlace) {
   EXPECT_EQ(none.json(), "[]\n");
 }
 
+TEST_F(CheckRunTest, TheJsonFormOfAHostileNameReachesNoTerminal) {
+  writeFile(folder.file("\xc2\x9b.xml"), "<c>");
+  FakeCheckHost host;
+  CheckRun run(host);
+  run.addPath(folder.file("\xc2\x9b.xml"));
+  run.finish();
+  EXPECT_NE(run.json().find("/\\u009b.xml"), std::string::npos) << run.json();
+  EXPECT_EQ(run.json().find("\xc2\x9b"), std::string::npos);
+}
+
 TEST_F(CheckRunTest, TheJsonFormOfEveryRuleFitsItsSchema) {
   FakeCheckHost host;
   CheckRun run(host);

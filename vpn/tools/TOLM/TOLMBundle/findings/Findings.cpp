@@ -433,7 +433,7 @@ std::string findingsJson(const BundleContent& content, const std::vector<KnownPr
     }
     json["findings"].push_back(std::move(one));
   }
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo

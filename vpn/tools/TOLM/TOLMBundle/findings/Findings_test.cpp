@@ -52,8 +52,9 @@ std::vector<KnownProblem> findIn(const Files& files, const RuleSet& rules, std::
   const std::vector<KnownProblem> findings = findProblems(content, rules);
   if (text != nullptr) {
     *text = findingsText(content, findings, rules.rules().size());
-    EXPECT_FALSE(nlohmann::json::parse(findingsJson(content, findings, rules.rules().size()), nullptr, false)
-                     .is_discarded());
+    const std::string json = findingsJson(content, findings, rules.rules().size());
+    EXPECT_FALSE(nlohmann::json::parse(json, nullptr, false).is_discarded());
+    EXPECT_EQ(json.find("\xc2\x9b"), std::string::npos) << json;
   }
   return findings;
 }

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/DocumentFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
@@ -314,8 +315,8 @@ std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::st
       {"unreadable", outcome.unreadable},
       {"bundle", bundleJson(outcome, recipients)},
   };
-  // Names and outputs may hold any byte; what isn't UTF-8 is replaced.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  // Names and outputs may hold any byte; what isn't UTF-8 is replaced, and the text may go to a terminal.
+  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo
