@@ -31,7 +31,7 @@ std::string folderKey(const std::string& folder, const std::string& key) {
 // The output behind the last banner of the front; npos where no banner stands there.
 std::size_t behindBanner(const std::string& front) {
   static const std::string s_strStart = "\n\r" + std::string(kBannerStars, '*') + "\n\"";
-  static const std::string s_strEnd = "\" output:\n" + std::string(kBannerStars, '*') + "\n\n\r";
+  static const std::string s_strEnd = "\" output:\n" + std::string(kBannerStars, '*') + "\n\r\n";
   const std::size_t start = front.rfind(s_strStart);
   const std::size_t end = start == std::string::npos ? start : front.find(s_strEnd, start);
   return end == std::string::npos ? end : end + s_strEnd.size();

@@ -84,7 +84,7 @@ class SummaryBuilder {
 // What stands over a captured output.
 inline std::string banner(const std::string& command) {
   const std::string stars(75, '*');
-  return "\n\r" + stars + "\n\"" + command + "\" output:\n" + stars + "\n\n\r";
+  return "\n\r" + stars + "\n\"" + command + "\" output:\n" + stars + "\n\r\n";
 }
 
 }  // namespace halvo::test

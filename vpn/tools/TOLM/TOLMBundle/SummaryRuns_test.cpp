@@ -232,6 +232,26 @@ TEST_F(SummaryRunsTest, WhatIsReadIsWhatWasGatheredInRandomRuns) {
   }
 }
 
+// The banner was looked for with its last two bytes the other way round, so no run's failures were ever seen.
+TEST_F(SummaryRunsTest, AFailingCommandOfARunIsSeen) {
+  config("a.xml",
+         test::documentText("Alpha", test::itemText("bad", test::captureAction("ls /nowhere 2&gt;&amp;1")) +
+                                         test::itemText("good", test::captureAction("echo fine")) +
+                                         test::itemText("mute", test::captureAction("true"))));
+  ASSERT_EQ(run(), 0U) << m_Log.dump();
+  BundleReader reader;
+  ASSERT_EQ(reader.open("/tmp/out.zip", ""), "");
+  BundleContent content(reader);
+  content.load();
+  std::vector<std::string> failed;
+  for (const FailedOutput& output : findFailedOutputs(content)) {
+    failed.push_back(content.files()[output.file].id + ": " + output.why);
+  }
+  EXPECT_THAT(failed,
+              ::testing::UnorderedElementsAre(::testing::MatchesRegex("bad: .*No such file or directory.*"),
+                                              "mute: the command printed nothing"));
+}
+
 TEST_F(SummaryRunsTest, MainInformationFailedDocumentsAndCommentsAreRead) {
   config("a.xml", test::documentText("Alpha", logsItem()));
   config("bad.xml", "<open>");
