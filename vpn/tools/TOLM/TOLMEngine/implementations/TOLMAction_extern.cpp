@@ -18,6 +18,8 @@ namespace halvo {
 
 namespace {
 
+// The functions below do callExtern()'s work, and log under its name.
+constexpr char kCall[] = "callExtern";
 constexpr std::size_t kBannerWidth = 75;
 constexpr std::uint32_t kWaitMs = 1000;
 constexpr float kProgressBase = 1.1F;
@@ -95,10 +97,10 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
     recordExitStatus(shell.exitStatus());
   }
   if (rc != 0) {
-    LOG_RETURN_CODE(kLogError, "CCommandShell::Execute", rc);
+    logDebugReturnCode(kCall, __FILE__, __LINE__, kLogError, "CCommandShell::Execute", rc, nullptr, nullptr);
   }
   if (const int error = output.close(); error != 0) {
-    recordLoss(__func__, LossKind::kCutShort, tempOut, std::strerror(error));
+    recordLoss(kCall, LossKind::kCutShort, tempOut, std::strerror(error));
   }
   return rc;
 }
@@ -116,7 +118,7 @@ ResultCode TOLMAction::launchProgram(const std::string& path, const std::string&
   const ResultCode rc =
       m_pProcessApi->Launch(info, program.c_str(), arguments.c_str(), static_cast<const char*>(nullptr));
   if (rc != 0) {
-    LOG_RETURN_CODE(kLogError, "CProcessApi::Launch", rc);
+    logDebugReturnCode(kCall, __FILE__, __LINE__, kLogError, "CProcessApi::Launch", rc, nullptr, nullptr);
     return rc;
   }
   m_pid = info.processId;
@@ -132,7 +134,8 @@ ResultCode TOLMAction::waitForChild(const std::string& commandLine) {
     int exitCode = 0;
     const ResultCode waited = m_pProcessApi->WaitForProcess(m_pid, exitCode, nullptr, 0, kWaitMs);
     if (waited == PROCESS_API_ERROR_WAIT_INTERRUPTED) {
-      LOG_RETURN_CODE(kLogError, "CProcessApi::WaitForProcess", waited);
+      logDebugReturnCode(kCall, __FILE__, __LINE__, kLogError, "CProcessApi::WaitForProcess", waited, nullptr,
+                         nullptr);
       return TOLMENGINE_ERROR_ACTION_CANCELED_BY_USER;
     }
     reportProgress(base + waitingShare(n, m_context.percentStep), message, TOLMOFFLINE_ERROR_PROCESSING);

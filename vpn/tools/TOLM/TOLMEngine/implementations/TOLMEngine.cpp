@@ -26,7 +26,11 @@ constexpr std::uint32_t kZipPercent = 96;
 constexpr std::uint32_t kEndPercent = 100;
 constexpr int kFailureRule = 100;
 constexpr ResultCode kProcessing = TOLMOFFLINE_ERROR_PROCESSING;
+// What the end of a run without memory needs for its texts, its records and the removal, and some more.
 constexpr std::size_t kReserve = 256 * 1024;
+// Steps of a collect run that are functions of their own fail under its name: whoever searches the log looks
+// for that.
+constexpr char kCollectRun[] = "collectLogs";
 constexpr char kNoConfigs[] = "Internal Error: no valid configuration XML found...";
 constexpr char kNoMemory[] = "Internal Error: out of memory...";
 
@@ -133,6 +137,7 @@ ResultCode TOLMEngine::collectLogs() {
   if (m_nConfigs == 0) {
     return FAIL_RUN(kNoConfigs, TOLMENGINE_ERROR_INTERNAL);
   }
+  // Ahead of the configs that fail later: the summary lists them in this order.
   m_FailedConfigs = m_pConfigMgr->GetFailedFiles();
 
   m_TempFolder.choose();
@@ -157,6 +162,7 @@ ResultCode TOLMEngine::collectLogs() {
   }
 
   reportProgress(kZipPercent, "Zipping the bundle, please wait...", kProcessing);
+  // Only now: the summary shows the path as it was passed.
   m_strBundlePath = zipPath(m_strBundlePath);
   if (m_ArchiveStep(m_TempFolder.path(), m_strBundlePath, m_strPassword) != 0) {
     // The code is fixed; the archive's own isn't passed on.
@@ -169,6 +175,7 @@ ResultCode TOLMEngine::collectLogs() {
 }
 
 std::string TOLMEngine::zipPath(const std::string& path) {
+  // Exactly "zip": behind ".ZIP" comes a second one.
   return helperUtil::stringAfterLast(path, ".") == "zip" ? path : path + ".zip";
 }
 
@@ -178,9 +185,12 @@ ResultCode TOLMEngine::loadRequest() {
   m_pRequestMgr->load(m_strRequestPath, kLoadFile, documents);
   if (documents.size() == 1) {
     m_pXMLRequest = documents.front();
+    // A well-formed document has one. Nothing below may have to count on that.
     if (m_pXMLRequest->GetRoot() == nullptr) {
-      return FAIL_RUN("Internal Error: TOLM has encountered an error...", TOLMENGINE_ERROR_NULL_POINTER);
+      return fail(kCollectRun, __LINE__, "Internal Error: TOLM has encountered an error...",
+                  TOLMENGINE_ERROR_NULL_POINTER);
     }
+    // "comments" and "summary" too, which no config takes out again: the list is told as it stands.
     for (const auto& child : m_pXMLRequest->GetRoot()->GetChildren()) {
       if (child->GetName() == "file") {
         m_UnprocessedFiles.push_back(child.get());
@@ -189,7 +199,8 @@ ResultCode TOLMEngine::loadRequest() {
     return 0;
   }
   if (!m_strRequestPath.empty()) {
-    return FAIL_RUN(
+    return fail(
+        kCollectRun, __LINE__,
         "Internal Error: invalid request XML, please contact your administrator, or run in default mode",
         TOLMENGINE_ERROR_INVALID_XML);
   }
@@ -223,6 +234,7 @@ bool TOLMEngine::collectConfigs() {
     const std::uint32_t start = dividePercent(ordinal * kCollectPercent - kCollectPercent, m_nConfigs);
     reportProgress(start, "Reading instructions ...", kProcessing);
     std::string target = m_TempFolder.path() + "/" + name;
+    // No failure: a title that is no folder name has its files straight in the work folder.
     if (helperUtil::MakeDirectory(target) != 0) {
       target = m_TempFolder.path();
     }
@@ -252,6 +264,7 @@ ResultCode TOLMEngine::clearLogs() {
   std::uint32_t accumulated = 0;
   for (XMLObject* const config : m_Configs) {
     if (config != nullptr) {
+      // What couldn't be cleared stands in the log. It is no failure of the run.
       static_cast<void>(m_pCollector->Clear(config, dividePercent(accumulated, m_nConfigs)));
     }
     accumulated += kCollectPercent;

@@ -36,6 +36,28 @@ TEST_F(EngineSeamsTest, AFrontEndsArchiveStepGetsFolderBundleAndPassword) {
   EXPECT_FALSE(exists("/tmp/out.zip"));
 }
 
+TEST_F(EngineSeamsTest, ABadRequestIsLoggedUnderTheRunsName) {
+  EXPECT_RESULT(run("/tmp/missing.xml"), TOLMENGINE_ERROR_INVALID_XML);
+  std::string function;
+  for (const LogRecord& record : m_Log.records()) {
+    if (record.text() == m_strFailure) {
+      function = record.field("Function");
+    }
+  }
+  EXPECT_EQ(function, "collectLogs") << m_Log.dump();
+}
+
+TEST_F(EngineSeamsTest, ALeftOverThatIsntThereIsLoggedUnderTheRunsName) {
+  EXPECT_RESULT(run(), 0);
+  for (const LogRecord& record : m_Log.records()) {
+    if (record.field("Invoked Function") == "helperUtil::fileDeleteDirectory") {
+      EXPECT_EQ(record.field("Function"), "collectLogs");
+      return;
+    }
+  }
+  FAIL() << m_Log.dump();
+}
+
 TEST_F(EngineSeamsTest, AFailingArchiveStepEndsTheRunWithTheOneCode) {
   TOLMEngine engine("", "/tmp/out.zip", "", false);
   engine.setArchiveStep(

@@ -58,7 +58,9 @@ void WorkFolder::choose() {
   if (rc == 0) {
     return;
   }
-  LOG_RETURN_CODE(kLogWarning, "helperUtil::fileDeleteDirectory", rc);
+  // Under the name of the run whose step this is, as its other records.
+  logDebugReturnCode("collectLogs", __FILE__, __LINE__, kLogWarning, "helperUtil::fileDeleteDirectory", rc,
+                     nullptr, nullptr);
   // A folder that doesn't exist is told as "access denied", so a clean machine gets the suffix, and the
   // plain name is used only after a left-over folder has been removed. This is meant.
   if (rc != TOLMENGINE_ERROR_FILE_NOT_FOUND) {

@@ -413,6 +413,17 @@ TEST_F(CommandActionTest, AnEmptyCapturedCommandIsToldAsNotExecuted) {
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "TOLMAction::callExtern", GLOBAL_ERROR_NOT_INITIALIZED));
 }
 
+TEST_F(CommandActionTest, TheRecordsOfACommandsStartBearTheOperationsName) {
+  gather(command("<args/><stdout/>"));
+  for (const LogRecord& record : m_Log.records()) {
+    if (record.field("Invoked Function") == "CCommandShell::Execute") {
+      EXPECT_EQ(record.field("Function"), "callExtern");
+      return;
+    }
+  }
+  FAIL() << m_Log.dump();
+}
+
 TEST_F(CommandActionTest, ALaunchedProgramGetsAllBehindTheFirstBlankAsOneArgument) {
   const std::string out = m_Folder.file("out");
   writeFile(m_Folder.file("tool"), "#!/bin/sh\nprintf '%s|' $# \"$@\" >'" + out + "'\n");
@@ -708,6 +719,7 @@ TEST(ActionWithoutProcessesTest, ACommandThatCantBeLaunchedIsToldAsNotExecuted) 
   EXPECT_EQ(result.exitStatus, 0) << result.dump();
   EXPECT_EQ(result.invokedFunctions(),
             "fork CProcessApi::Launch TOLMAction::callExtern TOLMAction::performExternalAction");
+  EXPECT_EQ(result.records.at(1).field("Function"), "callExtern") << result.dump();
   EXPECT_TRUE(result.hasReturnCode(kLogError, "TOLMAction::callExtern", PROCESS_API_ERROR_UNKNOWN));
 }
 

@@ -13,6 +13,8 @@ namespace halvo {
 
 namespace {
 
+// The steps of perform() log under its name.
+constexpr char kPerform[] = "perform";
 constexpr int kDecimals = 2;
 constexpr char kWholeMark[] = "; see note *1";
 // The capital N is this mark's own.
@@ -103,8 +105,10 @@ ResultCode truncator::perform() {
       dropMismatch(record);
     } else if (scheme == kTruncateNone) {
       entry.appliedScheme = kTruncateNone;
+      // A file that can't be entered is logged there, as in keepAll().
       static_cast<void>(fillSummaryGoodFile(record));
     } else if (scheme == kTruncateData) {
+      // A copy: the marks of data cutting stay in the group.
       group.push_back(record);
       sum += record.size;
     } else {
@@ -137,7 +141,8 @@ void truncator::closeGroup(std::int32_t scheme, std::list<FileRecord>& group, do
     return;
   }
   if (const ResultCode rc = DATATruncateAll(group, sum); rc != 0) {
-    LOG_RETURN_CODE(kLogError, "truncator::DATATruncateAll", rc);
+    logDebugReturnCode(kPerform, __FILE__, __LINE__, kLogError, "truncator::DATATruncateAll", rc, nullptr,
+                       nullptr);
   }
 }
 
@@ -150,7 +155,8 @@ void truncator::selectWhole(Entry& entry, double& sum) {
     entry.mark = kWholeMark;
     m_bNote1Due = true;
     if (const ResultCode rc = fillSummaryGoodFile(marked(entry)); rc != 0) {
-      LOG_RETURN_CODE(kLogError, "truncator::fillSummaryGoodFile", rc);
+      logDebugReturnCode(kPerform, __FILE__, __LINE__, kLogError, "truncator::fillSummaryGoodFile", rc,
+                         nullptr, nullptr);
     }
     return;
   }
@@ -168,17 +174,18 @@ void truncator::selectWhole(Entry& entry, double& sum) {
 void truncator::dropMismatch(const FileRecord& record) {
   static_cast<void>(helperUtil::fileDelete(record.path));
   fillSummaryInternalFailure(record);
-  LOG_MESSAGE(kLogInformation,
-              "Two files corresponding to the same fileID have different requested truncation scheme");
+  logDebugMessage(kPerform, __FILE__, __LINE__, kLogInformation,
+                  "Two files corresponding to the same fileID have different requested truncation scheme");
 }
 
 void truncator::dropLost(const FileRecord& record) {
-  LOG_MESSAGE(kLogInformation, "Lost fileID for file: \"%s\"", record.path.c_str());
+  logDebugMessage(kPerform, __FILE__, __LINE__, kLogInformation, "Lost fileID for file: \"%s\"",
+                  record.path.c_str());
   fillSummaryInternalFailure(record);
   if (helperUtil::fileDelete(record.path) != 0) {
     const std::string note = "Dead file: " + record.path + " in bundle.";
     helperUtil::fillSummaryNote(m_Sections, note);
-    LOG_MESSAGE(kLogError, "%s", note.c_str());
+    logDebugMessage(kPerform, __FILE__, __LINE__, kLogError, "%s", note.c_str());
   }
 }
 
@@ -187,6 +194,7 @@ ResultCode truncator::DATATruncateAll(std::list<FileRecord>& group, double sum) 
     m_bNote2Due = true;
   }
   for (FileRecord& record : group) {
+    // What the cuts give isn't looked at: a file that couldn't be cut is listed as one that was.
     const std::int32_t keep = keepSize(record.size * record.requestedSize / sum);
     switch (record.defaultScheme) {
       case kTruncateEnd:

@@ -304,7 +304,8 @@ TEST_F(TruncatorTest, AGroupThatCantBeCutIsLoggedAndTheWalkGoesOn) {
   EXPECT_THAT(failing.calls, ElementsAre("a 2 30 bytes", "c 1 7 bytes"));
   EXPECT_THAT(included(), ElementsAre("b|b|about b|1 bytes"));
   EXPECT_TRUE(m_Log.hasReturnCode(kLogError, "truncator::DATATruncateAll", TOLMENGINE_ERROR_UNEXPECTED));
-  EXPECT_EQ(m_Log.count("truncator::DATATruncateAll"), 2U) << m_Log.dump();
+  ASSERT_EQ(m_Log.count("truncator::DATATruncateAll"), 2U) << m_Log.dump();
+  EXPECT_EQ(m_Log.records().front().field("Function"), "perform");
 }
 
 TEST_F(TruncatorTest, DataCuttingSetsTheAppliedScheme) {
@@ -432,6 +433,30 @@ TEST_F(TruncatorTest, AnIdNamedLikeASectionTakesWhatComesBehindIt) {
   EXPECT_EQ((*section)->GetName(), "Manifest_Not_Included");
   EXPECT_THAT(valuesBelow(**section), ElementsAre("a_gone"));
   EXPECT_THAT(valuesBelow(*root->GetChildren().back()), IsEmpty());
+}
+
+TEST_F(TruncatorTest, TheRecordsOfItsStepsBearTheOperationsName) {
+  gather({{"a", "kept", 10, kTruncateWhole, 100},
+          {"a", "mismatch", 5, kTruncateNone, 0},
+          {"b", "lost", 10, kTruncateEnd, 0}});
+  makeFolders(m_Folder.file("dead"));
+  FileRecord record;
+  record.id = "b";
+  record.path = m_Folder.file("dead");
+  record.requestedScheme = kTruncateEnd;
+  m_Records.push_back(record);
+  m_Summary.GetRoot()->RemoveChild("Manifest_Included");
+  EXPECT_RESULT(perform(), 0);
+  std::vector<std::string> texts;
+  for (const LogRecord& entry : m_Log.records()) {
+    if (entry.field("Function") == "perform") {
+      const std::string invoked = entry.field("Invoked Function");
+      texts.push_back(invoked.empty() ? entry.text().substr(0, 9) : invoked);
+    }
+  }
+  EXPECT_THAT(texts, ElementsAre("truncator::fillSummaryGoodFile", "Two files", "Lost file", "Lost file",
+                                 "Dead file"))
+      << m_Log.dump();
 }
 
 TEST_F(TruncatorTest, GroupsOfEverySchemeStandBesideEachOther) {
