@@ -92,7 +92,9 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
   CCommandShell shell(commandLine.c_str());
   const std::uintmax_t before = bytesOf(output, tempOut);
   const ResultCode rc = shell.Execute(output);
-  recordOutput(bytesOf(output, tempOut) - before);
+  // A command may clean up its own folder, and the file with it.
+  const std::uintmax_t after = bytesOf(output, tempOut);
+  recordOutput(after > before ? after - before : 0);
   if (shell.exitStatus() >= 0) {
     recordExitStatus(shell.exitStatus());
   }
@@ -113,6 +115,7 @@ ResultCode TOLMAction::launchProgram(const std::string& path, const std::string&
     arguments = commandLine.substr(blank + 1);
   }
   LaunchInfo info;
+  // The launcher reads neither. Where a program lies is for PATH to say.
   info.text = path;
   info.flag = true;
   const ResultCode rc =
