@@ -50,6 +50,7 @@ std::vector<std::string> missingItems(const BundleContent& content) {
   std::vector<std::string> ids;
   std::set<std::string> seen;
   for (const MissingFile& missing : content.missing()) {
+    // Comments are the user's own words: no document has an item for them.
     if (!missing.id.empty() && missing.id != "comments" && seen.insert(missing.id).second) {
       ids.push_back(missing.id);
     }

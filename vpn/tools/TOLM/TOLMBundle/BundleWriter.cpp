@@ -51,6 +51,7 @@ std::string BundleWriter::open(const std::string& path, const std::string& passw
     return "\"" + path + "\" can't be written: " + std::strerror(errno);
   }
   close(descriptor);
+  // Opened again by its name, since minizip takes no descriptor. The name was made here and can't be guessed.
   m_strTemporary = temporary;
   m_pArchive = zipOpen64(temporary.c_str(), APPEND_STATUS_CREATE);
   if (m_pArchive == nullptr) {
@@ -116,6 +117,7 @@ std::string BundleWriter::endPacked(const BundleEntryInfo& information) {
 
 std::string BundleWriter::copy(const BundleReader& from, EntryReader& reader, std::size_t index,
                                const std::string& name) {
+  // The packed bytes as they are: nothing of the content changes, and packing costs most.
   if (std::string error = reader.open(index, EntryReader::Form::kDeflated); !error.empty()) {
     return error;
   }
@@ -138,6 +140,7 @@ std::string BundleWriter::finish() {
   const int closed = zipClose(m_pArchive, nullptr);
   m_pArchive = nullptr;
   const int descriptor = ::open(m_strTemporary.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  // Ahead of the renaming: the name must not come to stand for bytes that a power cut takes away.
   const bool onDisk = descriptor >= 0 && fsync(descriptor) == 0;
   if (descriptor >= 0) {
     close(descriptor);

@@ -70,6 +70,7 @@ void compareLines(const BundleContent& before, std::size_t oldEntry, const Bundl
   for (const auto& [hash, count] : counts) {
     anyLeft = anyLeft || count > 0;
   }
+  // Read once more for the words of what is left: the counts know hashes alone.
   if (anyLeft) {
     change.fault = walkLines(before, oldEntry, change.binary, [&](std::string_view line, std::size_t hash) {
       const auto found = counts.find(hash);
@@ -174,6 +175,7 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
     seenOld.insert(oldEntry);
     const BundleEntryInfo& old = before.reader().entries()[oldEntry];
     FileChange change;
+    // Where both agree, the bytes do: most files of two bundles need no reading.
     if (old.size != added.size || old.crc != added.crc) {
       change.name = added.name;
       change.oldSize = old.size;

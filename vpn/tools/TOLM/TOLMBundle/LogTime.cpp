@@ -263,6 +263,7 @@ bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::si
     found.hour = twoDigits(line, first - 2);
     found.minute = twoDigits(line, first + 1);
     found.second = twoDigits(line, first + 4);
+    // A minute may have a leap second.
     if (found.hour > 23 || found.minute > 59 || found.second > 60) {
       continue;
     }

@@ -122,6 +122,7 @@ std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
       continue;
     }
     std::string front;
+    // A file that can't be read is told among them: nobody looks for it elsewhere.
     std::string why = reader.readFront(file.entry, kOutputFront, front);
     if (why.empty()) {
       why = outputFailure(front);

@@ -31,6 +31,7 @@ class CheckCommand : public ICommand {
     for (const std::string& path : m_Paths) {
       run.addPath(path);
     }
+    // What shows only between documents comes last.
     run.finish();
     if (m_bJson) {
       std::fputs(run.json().c_str(), stdout);

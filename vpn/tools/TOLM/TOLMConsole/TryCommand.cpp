@@ -41,6 +41,7 @@ class TryCommand : public ICommand {
     if (const std::string problem = folder.add(m_Paths); !problem.empty()) {
       return usageFailure(problem);
     }
+    // Behind the documents: an item is looked for in what they hold.
     if (!m_Items.empty()) {
       if (const std::string problem = folder.request(m_Items); !problem.empty()) {
         return usageFailure(problem);

@@ -18,6 +18,7 @@ std::vector<Finding> checkRulesDocument(const std::string& path) {
   text << file.rdbuf();
   RuleSet rules;
   std::vector<RuleFault> faults;
+  // By the reader of `findings` itself: what passes here is what that takes.
   rules.add(text.str(), faults);
   std::vector<Finding> findings;
   for (const RuleFault& fault : faults) {

@@ -112,6 +112,7 @@ class Scan {
     std::string_view line;
     std::uint64_t number = 0;
     while (lines.next(line)) {
+      // No text from here on. What was found ahead of it counts.
       if (lines.sawZero()) {
         return;
       }
@@ -181,6 +182,7 @@ class Scan {
 
   void noteTime(const std::vector<std::size_t>& probes, std::string_view line) {
     LogTime time;
+    // Without the bundle's own time none of a log can be told for old.
     if (!m_Now || !findLogTime(line, time)) {
       return;
     }
@@ -239,6 +241,7 @@ class Judge {
         return any;
       }
       case ConditionKind::kNone: {
+        // Of its own: the lines of what must not hold speak for nothing.
         Judge quiet(m_rContent, m_rScan);
         return std::none_of(condition.children.begin(), condition.children.end(),
                             [&quiet](const Condition& child) { return quiet.holds(child); });

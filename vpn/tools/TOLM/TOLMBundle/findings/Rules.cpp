@@ -249,6 +249,7 @@ class RuleParser {
     if (!hasCondition) {
       fault(node, "the rule has no condition");
     }
+    // A rule with a fault is left out, and the next one looked at: all faults are told at once.
     if (m_rFaults.size() == before) {
       m_rSet.m_Rules.push_back(std::move(rule));
     }
@@ -371,6 +372,7 @@ class RuleParser {
       return nullptr;
     }
     RE2::Options options;
+    // Byte by byte: a log is of any encoding, and of several.
     options.set_encoding(RE2::Options::EncodingLatin1);
     options.set_log_errors(false);
     options.set_max_mem(kPatternMemory);
@@ -436,6 +438,7 @@ class RuleParser {
   std::set<std::string> m_Ids;
 };
 
+// Rules that ask the same share the answer, so that a file is looked through once for it.
 int RuleSet::probe(const FileSelector& selector, std::shared_ptr<const RE2> pattern) {
   for (std::size_t i = 0; i < m_Probes.size(); ++i) {
     const Probe& known = m_Probes[i];
@@ -459,6 +462,7 @@ bool RuleSet::add(const std::string& xml, std::vector<RuleFault>& faults) {
 void RuleSet::addBuiltIn() {
   std::vector<RuleFault> faults;
   for (const std::string& document : builtInRules()) {
+    // None has any: a test reads them all.
     add(document, faults);
   }
 }

@@ -207,6 +207,7 @@ std::string BundleRedactor::run() {
       m_Order.push_back(i);
     }
   }
+  // The largest first: no processor is left alone with one at the end.
   std::stable_sort(m_Order.begin(), m_Order.end(),
                    [&entries](std::size_t a, std::size_t b) { return entries[a].size > entries[b].size; });
   m_Spools.resize(

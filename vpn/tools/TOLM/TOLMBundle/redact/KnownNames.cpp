@@ -130,6 +130,7 @@ KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) {
     m_Places.emplace(m_Names[i].lower, i);
   }
   for (auto& [pair, sizes] : m_Sizes) {
+    // The longest first: a name may begin with another.
     std::sort(sizes.begin(), sizes.end(), std::greater<>());
     sizes.erase(std::unique(sizes.begin(), sizes.end()), sizes.end());
   }

@@ -63,6 +63,7 @@ std::string writeTextFile(const std::string& path, const std::string& text, unsi
     good = put > 0 || (put < 0 && errno == EINTR);
     done += put > 0 ? static_cast<std::size_t>(put) : 0;
   }
+  // Ahead of the renaming: an older map must not go for one that isn't on the disk yet.
   good = good && fsync(file) == 0;
   good = close(file) == 0 && good;
   good = good && rename(temporary.c_str(), path.c_str()) == 0;
@@ -75,6 +76,7 @@ std::string writeTextFile(const std::string& path, const std::string& text, unsi
 }
 
 std::string loadMap(const std::string& path, StandIns& standIns) {
+  // The first redaction with a map makes it.
   if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
     return {};
   }

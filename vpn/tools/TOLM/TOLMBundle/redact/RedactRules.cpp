@@ -75,6 +75,7 @@ std::string RedactRules::load(std::string_view text) {
     re2::RE2::Options options;
     options.set_log_errors(false);
     options.set_max_mem(kExpressionMemory);
+    // Byte by byte: a log is of any encoding, and of several.
     options.set_encoding(re2::RE2::Options::EncodingLatin1);
     auto expression = std::make_unique<re2::RE2>(re2::StringPiece(line.data(), line.size()), options);
     if (!expression->ok()) {
@@ -98,6 +99,7 @@ bool RedactRules::keeps(std::string_view text) const {
 std::string RedactRules::redactLine(std::string_view line, const RedactKeep& keep, StandIns& standIns,
                                     RedactCounts& counts) const {
   std::string current(line);
+  // One behind the other: each sees what the one before has left.
   for (const Pattern& pattern : m_Patterns) {
     if (keep.keeps(pattern.kind)) {
       continue;

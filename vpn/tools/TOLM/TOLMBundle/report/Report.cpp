@@ -322,6 +322,7 @@ class PageFile {
     return m_File == nullptr ? failure() : "";
   }
 
+  // What this gives isn't looked at: finish() tells of every write that failed.
   void put(const std::string& text) { std::fwrite(text.data(), 1, text.size(), m_File.get()); }
 
   void put(std::FILE* from) {
@@ -368,6 +369,7 @@ std::string writeReport(const BundleContent& content, const RuleSet& rules, cons
   Timeline timeline(content.madeAt().value_or(0));
   FilesPart files(content, timeline);
   const std::string error = files.write();
+  // Waited for in any case: it borrows the bundle.
   const std::vector<KnownProblem> found = findings.get();
   if (!error.empty()) {
     return error;

