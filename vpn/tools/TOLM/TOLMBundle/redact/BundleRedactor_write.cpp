@@ -92,8 +92,10 @@ std::string BundleRedactor::redactSummary() {
     }
     Summary summary = readSummary(text);
     if (!summary.fault.empty()) {
+      // As any text then: what can't be made out must not stay as it was.
       m_strSummary = redactor.redact(text);
     } else {
+      // The label is what tells that a user's name follows.
       const std::string label = "User Name: ";
       summary.user = redactor.redact(label + summary.user).substr(label.size());
       summary.os = redactor.redact(summary.os);
@@ -138,6 +140,8 @@ std::size_t BundleRedactor::entryOf(const SummarySection& section, const Summary
 void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched) {
   std::vector<SummaryRow> included;
   for (SummaryRow& row : section.included) {
+    // Ahead of the redaction, and the title's behind all rows: the row still has the names that the bundle
+    // has.
     const std::size_t index = entryOf(section, row, matched);
     row.id = redactor.redact(row.id);
     row.description = redactor.redact(row.description);

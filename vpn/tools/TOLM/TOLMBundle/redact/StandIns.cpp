@@ -332,6 +332,7 @@ bool StandIns::isUuid(std::string_view text) {
 }
 
 std::uint8_t StandIns::permutedByte(std::uint64_t prefix, std::uint8_t value) const {
+  // These two mean networks and broadcasts, and are to be seen as such.
   if (value == 0 || value == 255) {
     return value;
   }

@@ -23,6 +23,7 @@ TextRedactor::TextRedactor(const RedactKeep& keep, StandIns& standIns, NameColle
     : m_rKeep(keep), m_rStandIns(standIns), m_pCollector(&collector) {}
 
 void TextRedactor::feed(std::string_view text, std::string& out) {
+  // The rules' patterns go over a line once: not while names are learnt, and not in a text within a text.
   if (m_pRules != nullptr && m_pRules->hasPatterns() && m_pCollector == nullptr && m_nDepth == 0) {
     feedLines(text, out, false);
   } else {
@@ -318,6 +319,7 @@ void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_
   m_pOut->append(standIn);
   m_nCopied = m_nReplaced = end;
   m_Counts.add(kind);
+  // Nobody needs a secret back, and the map is a file.
   if (kind != RedactKind::kSecret && kind != RedactKind::kCertificate) {
     m_rStandIns.remember(kind, text(begin, end), standIn);
   }
