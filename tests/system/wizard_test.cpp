@@ -30,6 +30,7 @@ using test::WizardDesktop;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -509,6 +510,32 @@ TEST_F(WizardTest, ShowInFolderOpensTheFolderWhereNoFileManagerAnswers) {
     usleep(50000);
   }
   EXPECT_EQ(test::readFile("/run/opened"), "file://" + m_strDesktopFolder + "\n");
+}
+
+TEST_F(WizardTest, RunThatEndsBehindAnotherWindowAsksForAttention) {
+  setConfig(configDocument({{"Client log", test::copyAction("/opt/halvo/tessarmont/log/*.log")},
+                            {"A wait", test::captureAction("until test -e /opt/go; do sleep 0.1; done")}}));
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  const auto active = [this] { return desktop().run({"xdotool", "getactivewindow"}, 30).out; };
+  const std::string window = active();
+  desktop().press("Return");
+  desktop().accessibility({"wait-text", "Processing"});
+  const BackgroundProgram other({"xev"}, desktop().environment(), "/opt/other");
+  for (int i = 0; i < 600 && active() == window; ++i) {
+    usleep(50000);
+  }
+  const auto state = [&] {
+    return desktop().run({"xprop", "-id", lines(window).front(), "_NET_WM_STATE"}, 30).out;
+  };
+  ASSERT_THAT(state(), Not(HasSubstr("DEMANDS_ATTENTION")));
+
+  test::writeFile("/opt/go", "");
+
+  for (int i = 0; i < 600 && state().find("DEMANDS_ATTENTION") == std::string::npos; ++i) {
+    usleep(50000);
+  }
+  EXPECT_THAT(state(), HasSubstr("_NET_WM_STATE_DEMANDS_ATTENTION"));
+  EXPECT_THAT(bundles(), SizeIs(1));
 }
 
 TEST_F(WizardTest, SecondHalfOfADoubleReturnOnRunLeavesTheMessageOfARunThatFailedAtOnce) {

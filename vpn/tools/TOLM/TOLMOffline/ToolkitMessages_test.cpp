@@ -6,6 +6,7 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTranslator>
 
+#include "tests/support/LogRecorder.h"
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkitSupport_test.h"
 
 namespace halvo {
@@ -37,6 +38,22 @@ TEST(StartFailureLineTest, AnythingElseIsToldInTheToolkitsFirstWords) {
   EXPECT_EQ(line.find('\n'), std::string::npos);
   EXPECT_THAT(line, HasSubstr("the toolkit is broken;"));
   EXPECT_THAT(line, HasSubstr(" tmtolm "));
+}
+
+TEST(ToolkitMessagesTest, FailureOfTheToolkitBehindTheWindowLeavesARecord) {
+  test::application();
+  const test::LogRecorder log;
+  takeToolkitMessages();
+  toolkitHasOpened();
+
+  qWarning("the display is gone");
+  qCritical("the style is broken");
+  qInfo("a word");
+  qInstallMessageHandler(nullptr);
+
+  EXPECT_TRUE(log.has(kLogWarning, "The toolkit says: the display is gone")) << log.dump();
+  EXPECT_TRUE(log.has(kLogError, "The toolkit says: the style is broken")) << log.dump();
+  EXPECT_EQ(log.count("a word"), 0U);
 }
 
 TEST(ToolkitTextsTest, CountryOfALanguageReadsTheTextsOfTheLanguage) {
