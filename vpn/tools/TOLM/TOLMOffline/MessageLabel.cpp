@@ -71,8 +71,21 @@ QSize MessageLabel::minimumSizeHint() const {
 }
 
 int MessageLabel::heightForWidth(int width) const {
+  if (m_strMeasured != text() || m_MeasuredFont != font() || m_MeasuredDirection != layoutDirection()) {
+    m_Heights.clear();
+    m_strMeasured = text();
+    m_MeasuredFont = font();
+    m_MeasuredDirection = layoutDirection();
+  }
+  const int room = qMax(width, 1);
+  const auto known = m_Heights.constFind(room);
+  if (known != m_Heights.constEnd()) {
+    return *known;
+  }
   QTextLayout layout;
-  return qCeil(layOut(layout, *this, qMax(width, 1)));
+  const int height = qCeil(layOut(layout, *this, room));
+  m_Heights.insert(room, height);
+  return height;
 }
 
 void MessageLabel::paintEvent(QPaintEvent* /*event*/) {

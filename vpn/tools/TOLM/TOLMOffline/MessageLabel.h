@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <QtCore/QHash>
+#include <QtGui/QFont>
 #include <QtWidgets/QLabel>
 
 namespace halvo {
@@ -22,6 +24,14 @@ class MessageLabel : public QLabel {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  // Heights by width, of the text, the font and the direction below: while a window is laid out, each label
+  // is asked a dozen times for the same.
+  mutable QHash<int, int> m_Heights;
+  mutable QString m_strMeasured;
+  mutable QFont m_MeasuredFont;
+  mutable Qt::LayoutDirection m_MeasuredDirection = Qt::LeftToRight;
 };
 
 // One line, with an ellipsis where the text is too wide for it; the whole text is then the tool tip.

@@ -2,6 +2,7 @@
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QPointer>
+#include <QtGui/QImageReader>
 #include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QMainWindow>
@@ -30,8 +31,6 @@ static void loadResources() {
 namespace halvo {
 
 namespace {
-
-const char* const kIconName = "com.halvo.tessarmont.tolm";
 
 // The widest that a title may make its button or check box, in letters. What is longer is elided, with
 // the whole text as tool tip.
@@ -70,10 +69,15 @@ Qt::LayoutDirection readingDirection(const QString& words) {
   return balance > 0 ? Qt::RightToLeft : Qt::LeftToRight;
 }
 
+// The program's own pictures, and not those of the desktop's icon theme, which takes a fifth of the start to
+// look up: a desktop shows the theme's by the desktop entry. They are said to be PNG, since a reader that is
+// to find that out loads each of the toolkit's plugins for other formats.
 QIcon programIcon() {
   QIcon icon;
-  for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
-    icon.addFile(QStringLiteral(":/icons/%1.png").arg(size), QSize(size, size));
+  for (const int size : {16, 24, 32, 48, 64, 128}) {
+    QImageReader reader(QStringLiteral(":/icons/%1.png").arg(size), "png");
+    reader.setAutoDetectImageFormat(false);
+    icon.addPixmap(QPixmap::fromImageReader(&reader));
   }
   return icon;
 }
@@ -135,7 +139,7 @@ QtToolkit::QtToolkit(int quietTime) : m_pWindow(std::make_unique<Window>()), m_n
       {Outlet::mQuitTolm, ui.mQuitTolm, 'Q'},
   };
 
-  QApplication::setWindowIcon(QIcon::fromTheme(QLatin1String(kIconName), programIcon()));
+  QApplication::setWindowIcon(programIcon());
   ui.programIcon->setPixmap(
       frame.windowIcon().pixmap(QSize(kIconSize, kIconSize), frame.devicePixelRatioF()));
   QFont heading = ui.welcomeMsg->font();
