@@ -79,6 +79,7 @@ class TableStream {
       std::memmove(m_Block.data(), m_Block.data() + m_nAt, m_nFilled - m_nAt);
       m_nFilled -= m_nAt;
       m_nAt = 0;
+      // A name and its two fields may have three blocks' size between them.
       m_Block.resize(std::max(m_Block.size(), size));
       const std::size_t more =
           static_cast<std::size_t>(std::min<std::uint64_t>(m_Block.size() - m_nFilled, m_nEnd - m_nNext));

@@ -168,6 +168,7 @@ std::string CollectRun::configFolder() const {
 }
 
 RunOutcome CollectRun::run() {
+  // Ahead of the first record, which names the bundle.
   if (m_Settings.keepOlderBundle) {
     m_Settings.bundlePath = freeBundlePath(m_Settings.bundlePath, m_Settings.bundleEnding);
   }

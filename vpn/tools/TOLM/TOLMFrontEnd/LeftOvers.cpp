@@ -121,6 +121,7 @@ void removeLeftOverFolders(const std::string& parent) {
 
 void removeUnfinishedBundle(const std::string& path) {
   const std::size_t slash = path.rfind('/');
+  // The path comes from a file of an earlier run: nothing is removed on its word but what has such a name.
   if (slash == std::string::npos || !isUnfinishedName(path.substr(slash + 1))) {
     return;
   }

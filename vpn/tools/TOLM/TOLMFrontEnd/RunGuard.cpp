@@ -214,6 +214,7 @@ void RunGuard::endRunAtOnce() {
   if (!s_running.load() || pthread_equal(pthread_self(), s_runThread) != 0) {
     return;
   }
+  // The run first: it would take an ended command for a finished one, and start the next.
   parkRun();
   endDescendants(s_runClock, kGraceMs);
   removeUnfinishedFile();
@@ -232,9 +233,11 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   s_signal.store(0);
   s_ending.store(false);
   s_hasUnfinishedFile.store(false);
+  // The terminal itself: the program's streams may lead elsewhere.
   s_terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   s_hasTerminal = s_terminal >= 0 && tcgetattr(s_terminal, &s_terminalSettings) == 0;
   s_quitEndsCommand = s_hasTerminal && m_Settings.endBySignal;
+  // On a host without that, what a command leaves behind it is out of reach.
   static_cast<void>(adoptOrphans());
 
   // The watcher takes no signal itself: they interrupt the run's thread, as they always did.
@@ -353,6 +356,7 @@ void RunGuard::watch() {
     if (char noticed[64]; polled > 0) {
       static_cast<void>(!read(s_pipe[0], noticed, sizeof(noticed)));
     }
+    // Whatever the pipe has said: where it was full, the notice of a signal is lost and the signal is not.
     if (const int number = s_signal.exchange(0); number != 0) {
       if (number == SIGQUIT && s_quitEndsCommand) {
         endCommand(s_signalCommand.load(), false);

@@ -71,6 +71,7 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
   const std::string place = folderOf(bundlePath);
   const std::string name = bundlePath.substr(bundlePath.rfind('/') + 1);
   const std::string unreachable = "is there a folder for \"" + bundlePath + "\", and may you write there?";
+  // By the open folder from here on: its path may lead elsewhere a moment later.
   const DescriptorHolder parent(open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (parent.get() < 0) {
     return fail(unreachable);

@@ -170,6 +170,7 @@ std::string Recipients::Keyring::read(const std::string& name, Data& material) {
     if (error != 0) {
       return errorText(error);
     }
+    // A key that isn't there is exported as nothing, which is a success.
     return gpgme_data_seek(material.get(), 0, SEEK_END) > 0 ? "" : "there is no such key in the keyring";
   }
   // A key is a few kilobytes; a file that is more is none, and a pipe may never end.
@@ -253,6 +254,7 @@ int Recipients::makePlainFile() const {
   std::string path = m_pKeyring->home + "/plain.XXXXXX";
   const int file = mkostemp(path.data(), O_CLOEXEC);
   if (file >= 0 && unlink(path.c_str()) != 0) {
+    // The reason is that of the removal, whatever the closing says.
     const int error = errno;
     close(file);
     errno = error;
