@@ -338,6 +338,17 @@ class RecipientTest(UnattendedCase):
         self.collect("--recipient", "/nowhere.asc", check=1)
         self.nothing_is_left()
 
+    def test_without_the_library_the_run_says_so_and_there_is_no_bundle(self):
+        shadow = PLACE / "shadow"
+        shadow.mkdir()
+        # A library of that name, found before the machine's own, that knows none of the calls.
+        zlib = next(line.split()[2] for line in run(["ldd", TMTOLM]).stdout.splitlines() if "libz.so" in line)
+        shutil.copy(zlib, shadow / "libgpgme.so.11")
+        result = collect("--output-dir", PLACE / "out", "--recipient", self.key, check=1,
+                         env={"LD_LIBRARY_PATH": str(shadow)})
+        self.assertIn("libgpgme.so.11 isn't installed", result.stderr)
+        self.nothing_is_left()
+
     def test_with_an_expired_key_there_is_no_bundle(self):
         key = self.make_key("old", "1d", ["--faked-system-time", "20200101T000000"])
         result = self.collect("--recipient", self.key, "--recipient", key, check=1)

@@ -83,7 +83,8 @@ void TOLMEngine::setConfigFolder(const std::string& folder) {
 ResultCode TOLMEngine::run() {
   try {
     resetLosses();
-    m_pReserve = std::make_unique<char[]>(kReserve);
+    // Left as it comes: an empty run doesn't pay for pages that nobody looks at.
+    m_pReserve = std::make_unique_for_overwrite<char[]>(kReserve);
     return m_bClearLogs == 0 ? collectLogs() : clearLogs();
   } catch (const std::bad_alloc&) {
     return endWithoutMemory();

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <gpgme.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Gpgme_linux.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
 
 namespace halvo {
@@ -21,52 +21,58 @@ namespace {
 
 constexpr std::size_t kFingerprintDigits = 40;
 
+// Everything below Keyring::make(), which has looked that they are there.
+const GpgmeCalls& gpgme() {
+  return *gpgmeCalls();
+}
+
 struct ContextReleaser {
-  void operator()(gpgme_ctx_t context) const { gpgme_release(context); }
+  void operator()(gpgme_ctx_t context) const { gpgme().release(context); }
 };
 using Context = std::unique_ptr<std::remove_pointer_t<gpgme_ctx_t>, ContextReleaser>;
 
 struct DataReleaser {
-  void operator()(gpgme_data_t data) const { gpgme_data_release(data); }
+  void operator()(gpgme_data_t data) const { gpgme().data_release(data); }
 };
 using Data = std::unique_ptr<std::remove_pointer_t<gpgme_data_t>, DataReleaser>;
 
 struct KeyReleaser {
-  void operator()(gpgme_key_t key) const { gpgme_key_unref(key); }
+  void operator()(gpgme_key_t key) const { gpgme().key_unref(key); }
 };
 using Key = std::unique_ptr<std::remove_pointer_t<gpgme_key_t>, KeyReleaser>;
 
 std::string errorText(gpgme_error_t error) {
   char text[256] = "";
-  static_cast<void>(gpgme_strerror_r(error, text, sizeof(text)));
+  static_cast<void>(gpgme().strerror_r(error, text, sizeof(text)));
   return text;
 }
 
 // A context on the keyring in `home`; empty for the user's own.
 Context makeContext(const std::string& home) {
   gpgme_ctx_t raw = nullptr;
-  if (gpgme_new(&raw) != 0) {
+  if (gpgme().new_context(&raw) != 0) {
     return nullptr;
   }
   Context context(raw);
-  if (gpgme_set_protocol(raw, GPGME_PROTOCOL_OpenPGP) != 0 ||
-      (!home.empty() && gpgme_ctx_set_engine_info(raw, GPGME_PROTOCOL_OpenPGP, nullptr, home.c_str()) != 0)) {
+  if (gpgme().set_protocol(raw, GPGME_PROTOCOL_OpenPGP) != 0 ||
+      (!home.empty() &&
+       gpgme().ctx_set_engine_info(raw, GPGME_PROTOCOL_OpenPGP, nullptr, home.c_str()) != 0)) {
     return nullptr;
   }
   // Nothing is fetched: a key is what its file or the keyring holds, and no server learns of the run.
-  gpgme_set_offline(raw, 1);
-  gpgme_set_armor(raw, 0);
+  gpgme().set_offline(raw, 1);
+  gpgme().set_armor(raw, 0);
   return context;
 }
 
 Data makeData() {
   gpgme_data_t raw = nullptr;
-  return gpgme_data_new(&raw) == 0 ? Data(raw) : nullptr;
+  return gpgme().data_new(&raw) == 0 ? Data(raw) : nullptr;
 }
 
 Data makeFileData(int descriptor) {
   gpgme_data_t raw = nullptr;
-  return gpgme_data_new_from_fd(&raw, descriptor) == 0 ? Data(raw) : nullptr;
+  return gpgme().data_new_from_fd(&raw, descriptor) == 0 ? Data(raw) : nullptr;
 }
 
 // The digits of a fingerprint without blanks, in capitals; empty where `text` is something else.
@@ -141,8 +147,12 @@ struct Recipients::Keyring {
 };
 
 std::string Recipients::Keyring::make() {
+  if (gpgmeCalls() == nullptr) {
+    return "the library libgpgme.so.11 isn't installed on this machine";
+  }
   // Says which version is wanted and sets the library up; it wants to be asked before anything else.
-  if (gpgme_check_version(nullptr) == nullptr || gpgme_engine_check_version(GPGME_PROTOCOL_OpenPGP) != 0) {
+  if (gpgme().check_version(nullptr) == nullptr ||
+      gpgme().engine_check_version(GPGME_PROTOCOL_OpenPGP) != 0) {
     return "there is no usable gpg on this machine";
   }
   char folder[] = "/tmp/TOLM_Keys_XXXXXX";
@@ -166,12 +176,12 @@ std::string Recipients::Keyring::read(const std::string& name, Data& material) {
     if (!user || !material) {
       return "gpg can't be asked";
     }
-    const gpgme_error_t error = gpgme_op_export(user.get(), fingerprint.c_str(), 0, material.get());
+    const gpgme_error_t error = gpgme().op_export(user.get(), fingerprint.c_str(), 0, material.get());
     if (error != 0) {
       return errorText(error);
     }
     // A key that isn't there is exported as nothing, which is a success.
-    return gpgme_data_seek(material.get(), 0, SEEK_END) > 0 ? "" : "there is no such key in the keyring";
+    return gpgme().data_seek(material.get(), 0, SEEK_END) > 0 ? "" : "there is no such key in the keyring";
   }
   // A key is a few kilobytes; a file that is more is none, and a pipe may never end.
   constexpr off_t kLargestKey = 4 << 20;
@@ -180,7 +190,7 @@ std::string Recipients::Keyring::read(const std::string& name, Data& material) {
     return "it is no file of a key's size";
   }
   gpgme_data_t raw = nullptr;
-  if (gpgme_data_new_from_file(&raw, name.c_str(), 1) != 0) {
+  if (gpgme().data_new_from_file(&raw, name.c_str(), 1) != 0) {
     return "it can't be read";
   }
   material.reset(raw);
@@ -192,15 +202,15 @@ std::string Recipients::Keyring::add(const std::string& name, std::vector<std::s
   if (std::string problem = read(name, material); !problem.empty()) {
     return problem;
   }
-  gpgme_data_seek(material.get(), 0, SEEK_SET);
+  gpgme().data_seek(material.get(), 0, SEEK_SET);
   const Context context = makeContext(home);
   if (!context) {
     return "gpg can't be asked";
   }
-  if (const gpgme_error_t error = gpgme_op_import(context.get(), material.get()); error != 0) {
+  if (const gpgme_error_t error = gpgme().op_import(context.get(), material.get()); error != 0) {
     return errorText(error);
   }
-  const gpgme_import_result_t result = gpgme_op_import_result(context.get());
+  const gpgme_import_result_t result = gpgme().op_import_result(context.get());
   std::string fingerprint;
   for (gpgme_import_status_t import = result != nullptr ? result->imports : nullptr; import != nullptr;
        import = import->next) {
@@ -217,7 +227,7 @@ std::string Recipients::Keyring::add(const std::string& name, std::vector<std::s
     return "it holds no public key";
   }
   gpgme_key_t raw = nullptr;
-  if (const gpgme_error_t error = gpgme_get_key(context.get(), fingerprint.c_str(), &raw, 0); error != 0) {
+  if (const gpgme_error_t error = gpgme().get_key(context.get(), fingerprint.c_str(), &raw, 0); error != 0) {
     return errorText(error);
   }
   Key key(raw);
@@ -275,11 +285,11 @@ std::string Recipients::encrypt(int plain, int cipher) const {
   const Data source = makeFileData(plain);
   const Data target = makeFileData(cipher);
   bool ended = false;
-  if (!context || !source || !target || gpgme_set_ctx_flag(context.get(), "full-status", "1") != 0) {
+  if (!context || !source || !target || gpgme().set_ctx_flag(context.get(), "full-status", "1") != 0) {
     return "gpg can't be asked";
   }
   // Set behind the flag above, without which the library keeps most status lines to itself.
-  gpgme_set_status_cb(context.get(), noteStatus, &ended);
+  gpgme().set_status_cb(context.get(), noteStatus, &ended);
   std::vector<gpgme_key_t> keys;
   for (const Key& key : m_pKeyring->keys) {
     keys.push_back(key.get());
@@ -288,8 +298,9 @@ std::string Recipients::encrypt(int plain, int cipher) const {
   // Whoever names a key trusts it. A bundle is compressed already.
   const auto flags =
       static_cast<gpgme_encrypt_flags_t>(GPGME_ENCRYPT_ALWAYS_TRUST | GPGME_ENCRYPT_NO_COMPRESS);
-  const gpgme_error_t error = gpgme_op_encrypt(context.get(), keys.data(), flags, source.get(), target.get());
-  const gpgme_encrypt_result_t result = gpgme_op_encrypt_result(context.get());
+  const gpgme_error_t error =
+      gpgme().op_encrypt(context.get(), keys.data(), flags, source.get(), target.get());
+  const gpgme_encrypt_result_t result = gpgme().op_encrypt_result(context.get());
   std::string problem;
   if (error != 0) {
     problem = "it can't be encrypted: " + errorText(error);
