@@ -27,7 +27,7 @@ constexpr std::uint32_t kEndPercent = 100;
 constexpr int kFailureRule = 100;
 constexpr ResultCode kProcessing = TOLMOFFLINE_ERROR_PROCESSING;
 // What the end of a run without memory needs for its texts, its records and the removal, and some more.
-constexpr std::size_t kReserve = 256 * 1024;
+constexpr std::size_t kReserve = std::size_t{256} * 1024;
 // Steps of a collect run that are functions of their own fail under its name: whoever searches the log looks
 // for that.
 constexpr char kCollectRun[] = "collectLogs";
