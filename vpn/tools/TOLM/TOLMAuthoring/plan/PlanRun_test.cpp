@@ -49,14 +49,12 @@ class Maker {
         makeEntry(kPlaces + folder + "/" + fileName(), 2);
       }
     }
-    // What a run changes in a folder makes the folder newer; its files must
-    // stay the newest.
+    // What a run changes in a folder makes the folder newer; what lies in it must stay the newest.
     for (const auto& entry : fs::recursive_directory_iterator(kPlaces)) {
       const fs::file_type type = entry.symlink_status().type();
-      if (type == fs::file_type::regular) {
-        setModifiedTime(entry.path().string(), 4'102'444'800 + number(3));
-      } else if (type == fs::file_type::directory) {
-        setModifiedTime(entry.path().string(), 1);
+      if (type == fs::file_type::regular || type == fs::file_type::directory) {
+        const bool isPlace = entry.path().parent_path() == fs::path(kPlaces).parent_path();
+        setModifiedTime(entry.path().string(), isPlace ? 1 : 4'102'444'800 + number(3));
       }
     }
   }
@@ -162,7 +160,8 @@ class Maker {
   std::string commandAction() {
     switch (number(9)) {
       case 0:
-        return "<action><args>none x</args><temp_out>" + place() + fileName() + "</temp_out></action>";
+        return "<action><args>none x</args><temp_out>" + kPlaces + pick({"A/", "B/", "C/", "none/"}) +
+               fileName() + "</temp_out></action>";
       case 1:
         return "<action><args>touch " + kPlaces + "A/made</args><temp_out>" + kPlaces +
                "A/made</temp_out></action>";
