@@ -277,6 +277,48 @@ class RandomRunsTest(UnattendedCase):
                                                if "/folder/" not in f["name"]}))
 
 
+class RedactedStatusTest(UnattendedCase):
+    """What is told of a run whose bundle is redacted."""
+
+    def setUp(self):
+        super().setUp()
+        (PLACE / "source/one.log").write_text("user=quinzeldov\npassword=hunter2\n", encoding="utf-8")
+        (PLACE / "source/for-quinzeldov.log").write_text("from 81.2.69.142\n", encoding="utf-8")
+        (PLACE / "source/core.log").write_bytes(b"\0\1")
+        (CONFIG / "run.xml").write_text(COMMAND.format("echo of quinzeldov"), encoding="utf-8")
+
+    def test_the_status_tells_the_redacted_bundle(self):
+        status = status_of(collect("--output-dir", PLACE / "out", "--redact", "--status-json", "-", check=0))
+        path = PLACE / "out" / self.bundles()[0]
+        data = path.read_bytes()
+        self.assertEqual((status["bundle"]["bytes"], status["bundle"]["sha256"]),
+                         (len(data), hashlib.sha256(data).hexdigest()))
+        self.assertGreaterEqual(status["redaction"]["replaced"], 4)
+        self.assertEqual(status["redaction"]["left_out"], 1)
+        with zipfile.ZipFile(path) as bundle:
+            sizes = {i.filename: i.file_size for i in bundle.infolist()}
+        told = {f["name"]: f["bytes"] for i in status["items"] for f in i["files"]}
+        self.assertEqual(len(told), 3)
+        self.assertEqual(told, {name: sizes[name] for name in told})
+        self.assertEqual({f["sha256"] for i in status["items"] for f in i["files"]}, {None})
+
+    def test_the_status_gives_nothing_away(self):
+        text = collect("--output-dir", PLACE / "out", "--redact", "--status-json", "-", check=0).stdout
+        for seeded in ("quinzeldov", "hunter2", "81.2.69.142"):
+            self.assertNotIn(seeded, text)
+
+    def test_a_file_that_was_left_out_is_an_omitted_one(self):
+        status = status_of(collect("--output-dir", PLACE / "out", "--redact", "--status-json", "-", check=0))
+        item = [item for item in status["items"] if item["id"] == "logs"][0]
+        self.assertEqual(item["outcome"], "partial")
+        self.assertEqual(item["omitted"], [{"file": "core.log", "reason": "Left out by redaction: not a text"}])
+        self.assertTrue(status["incomplete"])
+
+    def test_a_run_that_is_not_redacted_says_so(self):
+        self.assertIsNone(status_of(collect("--output-dir", PLACE / "out", "--status-json", "-",
+                                            check=0))["redaction"])
+
+
 class RecipientTest(UnattendedCase):
     @classmethod
     def setUpClass(cls):
@@ -330,6 +372,22 @@ class RecipientTest(UnattendedCase):
     def test_the_status_tells_the_keys(self):
         status = status_of(self.collect("--recipient", self.key, "--status-json", "-", check=0))
         self.assertEqual(len(status["bundle"]["recipients"]), 1)
+
+    def test_the_holder_of_the_key_opens_the_redacted_bundle(self):
+        (PLACE / "source/one.log").write_text("password=hunter2 from 81.2.69.142\n", encoding="utf-8")
+        status = status_of(self.collect("--recipient", self.key, "--redact", "--status-json", "-", check=0))
+        data = (PLACE / "out" / self.bundles()[0]).read_bytes()
+        self.assertEqual((status["bundle"]["bytes"], status["bundle"]["sha256"]),
+                         (len(data), hashlib.sha256(data).hexdigest()))
+        self.assertEqual(len(status["bundle"]["recipients"]), 1)
+        run(["gpg", "--homedir", self.reader, "--batch", "--quiet", "--output", PLACE / "plain.zip", "--decrypt",
+             PLACE / "out" / self.bundles()[0]])
+        with zipfile.ZipFile(PLACE / "plain.zip") as bundle:
+            self.assertIn("redaction.txt", bundle.namelist())
+            text = bundle.read("Logs/one.log").decode()
+        self.assertRegex(text, r"^password=REDACTED from 24[0-7]\.")
+        left = [path.name for path in pathlib.Path("/tmp").iterdir() if path.name.startswith("TOLM_")]
+        self.assertEqual(left, [])
 
     def test_a_password_and_a_key_are_wrong_usage(self):
         self.collect("--recipient", self.key, "--password-file", self.key, check=2)

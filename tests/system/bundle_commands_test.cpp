@@ -90,6 +90,22 @@ TEST_F(BundleCommandsTest, FindingsTellTheLineThatSpeaksForThem) {
   EXPECT_THAT(bad.err, HasSubstr("/opt/rules.xml:1: the pattern can't be used"));
 }
 
+TEST_F(BundleCommandsTest, AReportLooksForTheRulesThatAreGiven) {
+  writeFile("/opt/own/rules.xml",
+            "<rules><rule id=\"x\" severity=\"info\"><title>Our own problem</title><advice>a</advice>"
+            "<line pattern=\"agent:\"/></rule></rules>");
+  writeFile("/opt/broken.xml", "<rules>");
+  const RunResult own = tmtolm({"report", "/opt/plain.zip", "-o", "/opt/own.html", "--rules", "/opt/own"});
+  EXPECT_EQ(own.exitStatus, 0) << own.err;
+  EXPECT_THAT(readFile("/opt/own.html"),
+              AllOf(HasSubstr("Our own problem"), Not(HasSubstr("The gateway refused the sign-on"))));
+  const RunResult bad =
+      tmtolm({"report", "/opt/plain.zip", "-o", "/opt/bad.html", "--rules", "/opt/broken.xml"});
+  EXPECT_EQ(bad.exitStatus, 2);
+  EXPECT_THAT(bad.err, HasSubstr("/opt/broken.xml:1: "));
+  EXPECT_FALSE(exists("/opt/bad.html"));
+}
+
 TEST_F(BundleCommandsTest, CompareTellsNothingOfTwoEqualRuns) {
   const RunResult same =
       tmtolm({"compare", "/opt/plain.zip", "/opt/secret.zip", "--password-file", "/opt/word"});

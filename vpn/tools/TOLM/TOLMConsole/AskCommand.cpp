@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -23,28 +22,22 @@ class AskCommand : public ICommand {
   }
 
   void addOptions(CLI::App& app) override {
-    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
+    m_Bundle.addPlace(app);
     app.add_flag("--missing", m_bMissing,
                  "Every item that the bundle lacks something of (the default without --item)");
     app.add_option("--item", m_Items, "This item; may be given more than once")
         ->type_name("ID")
         ->allow_extra_args(false);
-    m_Options.addTo(app);
+    m_Bundle.addOptions(app);
   }
 
   [[nodiscard]] int run() override {
-    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+    if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
-    BundleReader reader;
-    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
-      return status;
-    }
-    BundleContent content(reader);
-    content.load();
     std::vector<std::string> ids;
     if (m_bMissing || m_Items.empty()) {
-      ids = missingItems(content);
+      ids = missingItems(m_Bundle.content());
     }
     ids.insert(ids.end(), m_Items.begin(), m_Items.end());
     if (ids.empty()) {
@@ -56,16 +49,14 @@ class AskCommand : public ICommand {
         printError("no document can have an item \"" + id + "\"; it is left out");
       }
     }
-    const std::string text = requestDocument(ids);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    printText(requestDocument(ids));
     return finishOutput(kExitSuccess);
   }
 
  private:
-  std::string m_strBundle;
+  OneBundle m_Bundle;
   bool m_bMissing = false;
   std::vector<std::string> m_Items;
-  BundleOptions m_Options;
 };
 
 }  // namespace

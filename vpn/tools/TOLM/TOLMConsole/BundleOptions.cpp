@@ -38,4 +38,19 @@ int BundleOptions::open(BundleReader& reader, const std::string& path) const {
   return kExitSuccess;
 }
 
+void OneBundle::addPlace(CLI::App& app) {
+  app.add_option("BUNDLE", m_strPath, "The bundle")->required()->type_name("");
+}
+
+int OneBundle::load() {
+  int status = m_Options.prepare();
+  if (status == kExitSuccess) {
+    status = m_Options.open(m_Reader, m_strPath);
+  }
+  if (status == kExitSuccess) {
+    m_Content.load();
+  }
+  return status;
+}
+
 }  // namespace halvo

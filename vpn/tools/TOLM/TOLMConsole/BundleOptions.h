@@ -1,10 +1,12 @@
 // BundleOptions: what every subcommand that reads bundles has in common: the password's options, and how a
-// bundle is opened. Used on the main thread.
+// bundle is opened. OneBundle: the same for a subcommand that reads one bundle whole. Used on the main
+// thread.
 
 #pragma once
 
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
 
 namespace CLI {
@@ -29,6 +31,24 @@ class BundleOptions {
   std::string m_strPasswordFile;
   std::string m_strPassword;
   bool m_bAskPassword = false;
+};
+
+class OneBundle {
+ public:
+  // The positional BUNDLE.
+  void addPlace(CLI::App& app);
+  void addOptions(CLI::App& app) { m_Options.addTo(app); }
+
+  // Once, after the command line: gets the password, opens the bundle and reads its summary. Returns an exit
+  // status as BundleOptions does.
+  [[nodiscard]] int load();
+  [[nodiscard]] const BundleContent& content() const { return m_Content; }
+
+ private:
+  std::string m_strPath;
+  BundleOptions m_Options;
+  BundleReader m_Reader;
+  BundleContent m_Content{m_Reader};
 };
 
 }  // namespace halvo

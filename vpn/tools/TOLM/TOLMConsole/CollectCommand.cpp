@@ -56,11 +56,6 @@ class CollectCommand : public ICommand {
     app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
     app.add_flag("--quiet", m_bQuiet, "Print nothing unless the run fails");
     m_Unattended.addOptions(app, bundle, {file, ask});
-    // Both tell of, or pass on, what was gathered as it was: a bundle that only seems redacted is worse than
-    // none.
-    for (const char* plain : {"--recipient", "--status-json"}) {
-      app.get_option("--redact")->excludes(app.get_option(plain));
-    }
   }
 
   [[nodiscard]] int run() override {
@@ -89,13 +84,13 @@ class CollectCommand : public ICommand {
     if (!m_bQuiet) {
       settings.tell = printRemark;
     }
-    const auto redaction = std::make_shared<RedactedArchiveOutcome>();
+    const auto redaction = m_bRedact ? std::make_shared<RedactedArchiveOutcome>() : nullptr;
     if (m_bRedact) {
       settings.archiveWriter = redactedArchiveWriter(redaction);
     }
     setConsoleMode(silent ? 0 : 1);
     outliveReader();
-    RunOutcome outcome = m_Unattended.prepare(settings);
+    RunOutcome outcome = m_Unattended.prepare(settings, redaction);
     if (outcome.code == 0) {
       outcome = CollectRun(std::move(settings)).run();
     }

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <string>
 
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
@@ -49,8 +48,7 @@ class CompareCommand : public ICommand {
     afterContent.load();
     const Comparison comparison =
         compareBundles(beforeContent, afterContent, m_bJson ? kJsonLines : kTextLines);
-    const std::string text = m_bJson ? comparisonJson(comparison) : comparisonText(comparison);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    printText(m_bJson ? comparisonJson(comparison) : comparisonText(comparison));
     return finishOutput(kExitSuccess);
   }
 

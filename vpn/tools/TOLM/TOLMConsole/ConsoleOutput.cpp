@@ -19,6 +19,10 @@ void printError(const std::string& line) {
   std::fprintf(stderr, "tmtolm: %s\n", withoutControls(line).c_str());
 }
 
+void printText(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
 int usageFailure(const std::string& line) {
   printError(line);
   return kExitUsage;

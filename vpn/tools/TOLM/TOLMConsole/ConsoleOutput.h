@@ -10,6 +10,9 @@ namespace halvo {
 // "tmtolm: LINE" on standard error: one line, whatever the paths in it hold.
 void printError(const std::string& line);
 
+// A result as it is.
+void printText(const std::string& text);
+
 // Prints the line and returns the status of wrong usage.
 [[nodiscard]] int usageFailure(const std::string& line);
 

@@ -1,6 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <string>
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/findings/Findings.h"
@@ -22,41 +20,32 @@ class FindingsCommand : public ICommand {
   [[nodiscard]] const char* example() const override { return "tmtolm findings bundle.zip"; }
 
   void addOptions(CLI::App& app) override {
-    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
-    app.add_option("RULES", m_Rules, "Documents of rules, or folders of them (default: those built in)")
-        ->type_name("");
+    m_Bundle.addPlace(app);
+    m_Rules.addPlace(app);
     app.add_flag("--json", m_bJson, "Print JSON");
-    m_Options.addTo(app);
+    m_Bundle.addOptions(app);
   }
 
   [[nodiscard]] int run() override {
     RuleSet rules;
     // Ahead of the password: nobody should type one to be told of a slip in the rules.
-    if (const int status = loadRules(m_Rules, rules); status != kExitSuccess) {
+    if (const int status = m_Rules.load(rules); status != kExitSuccess) {
       return status;
     }
-    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+    if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
-    BundleReader reader;
-    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
-      return status;
-    }
-    BundleContent content(reader);
-    content.load();
+    const BundleContent& content = m_Bundle.content();
     const std::vector<KnownProblem> findings = findProblems(content, rules);
     const std::size_t count = rules.rules().size();
-    const std::string text =
-        m_bJson ? findingsJson(content, findings, count) : findingsText(content, findings, count);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    printText(m_bJson ? findingsJson(content, findings, count) : findingsText(content, findings, count));
     return finishOutput(kExitSuccess);
   }
 
  private:
-  std::string m_strBundle;
-  std::vector<std::string> m_Rules;
+  OneBundle m_Bundle;
+  RuleOptions m_Rules;
   bool m_bJson = false;
-  BundleOptions m_Options;
 };
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -76,8 +75,7 @@ class PlanCommand : public ICommand {
     Plan plan = buildPlan(sources, request.document, host, m_Options);
     plan.configFolder = folder.path();
     plan.requestPath = m_strRequest;
-    const std::string text = m_bJson ? planJson(plan) : planText(plan);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    printText(m_bJson ? planJson(plan) : planText(plan));
     return finishOutput(kExitSuccess);
   }
 

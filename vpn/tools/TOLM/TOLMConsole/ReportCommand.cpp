@@ -20,24 +20,21 @@ class ReportCommand : public ICommand {
   [[nodiscard]] const char* example() const override { return "tmtolm report bundle.zip -o report.html"; }
 
   void addOptions(CLI::App& app) override {
-    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
+    m_Bundle.addPlace(app);
     app.add_option("-o,--output", m_strOutput, "Where to write the page")->required()->type_name("FILE");
-    m_Options.addTo(app);
+    m_Rules.addOption(app);
+    m_Bundle.addOptions(app);
   }
 
   [[nodiscard]] int run() override {
     RuleSet rules;
-    rules.addBuiltIn();
-    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+    if (const int status = m_Rules.load(rules); status != kExitSuccess) {
       return status;
     }
-    BundleReader reader;
-    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
+    if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
-    BundleContent content(reader);
-    content.load();
-    if (const std::string error = writeReport(content, rules, m_strOutput); !error.empty()) {
+    if (const std::string error = writeReport(m_Bundle.content(), rules, m_strOutput); !error.empty()) {
       printError(error);
       return kExitFailure;
     }
@@ -45,9 +42,9 @@ class ReportCommand : public ICommand {
   }
 
  private:
-  std::string m_strBundle;
+  OneBundle m_Bundle;
   std::string m_strOutput;
-  BundleOptions m_Options;
+  RuleOptions m_Rules;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMConsole/RuleOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -35,13 +36,26 @@ std::vector<std::string> documentsOf(const std::string& path) {
 
 }  // namespace
 
-int loadRules(const std::vector<std::string>& paths, RuleSet& rules) {
-  if (paths.empty()) {
+void RuleOptions::addPlace(CLI::App& app) {
+  app.add_option("RULES", m_Paths, "Documents of rules, or folders of them (default: those built in)")
+      ->type_name("");
+}
+
+void RuleOptions::addOption(CLI::App& app) {
+  app.add_option("--rules", m_Paths,
+                 "Look for the problems of this document of rules, or folder of them, instead of those built "
+                 "in; may be given again")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+}
+
+int RuleOptions::load(RuleSet& rules) const {
+  if (m_Paths.empty()) {
     rules.addBuiltIn();
     return kExitSuccess;
   }
   int status = kExitSuccess;
-  for (const std::string& path : paths) {
+  for (const std::string& path : m_Paths) {
     for (const std::string& document : documentsOf(path)) {
       std::error_code error;
       // A pipe without a writer would hold the program up.

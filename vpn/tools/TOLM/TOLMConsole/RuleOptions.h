@@ -1,4 +1,4 @@
-// RuleOptions: which known problems a subcommand looks for. Used on the main thread.
+// RuleOptions: which known problems a subcommand looks for. Serves one command line, on the main thread.
 
 #pragma once
 
@@ -7,10 +7,24 @@
 
 #include "vpn/tools/TOLM/TOLMBundle/findings/Rules.h"
 
+namespace CLI {
+class App;
+}
+
 namespace halvo {
 
-// Fills `rules` from documents and folders of documents (*.xml), or with the built-in ones where there are no
-// paths. Returns an exit status; what is wrong with a document is told on standard error, by its line.
-[[nodiscard]] int loadRules(const std::vector<std::string>& paths, RuleSet& rules);
+class RuleOptions {
+ public:
+  // The documents as the positional RULES, or as values of --rules.
+  void addPlace(CLI::App& app);
+  void addOption(CLI::App& app);
+
+  // Fills `rules` from documents and folders of documents (*.xml), or with the built-in ones where none is
+  // given. Returns an exit status; what is wrong with a document is told on standard error, by its line.
+  [[nodiscard]] int load(RuleSet& rules) const;
+
+ private:
+  std::vector<std::string> m_Paths;
+};
 
 }  // namespace halvo

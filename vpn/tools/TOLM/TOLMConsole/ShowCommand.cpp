@@ -15,10 +15,6 @@ namespace halvo {
 
 namespace {
 
-void print(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
 // What a terminal may be shown of a file: line feeds and tabs work, other control characters are made
 // visible. A character that two blocks share comes with the second of them.
 class TerminalText {
@@ -41,9 +37,9 @@ class TerminalText {
       clean += withoutControls(whole);
       m_strPart.erase(0, whole.size());
     }
-    halvo::print(clean);
+    printText(clean);
   }
-  void finish() { halvo::print(withoutControls(m_strPart)); }
+  void finish() { printText(withoutControls(m_strPart)); }
 
  private:
   std::string m_strPart;
@@ -58,37 +54,31 @@ class ShowCommand : public ICommand {
   [[nodiscard]] const char* example() const override { return "tmtolm show bundle.zip client-logs"; }
 
   void addOptions(CLI::App& app) override {
-    app.add_option("BUNDLE", m_strBundle, "The bundle")->required()->type_name("");
+    m_Bundle.addPlace(app);
     app.add_option("WHAT", m_strWhat, "The id of an item, to see its files, or a file, to see its text")
         ->type_name("");
     app.add_flag("--json", m_bJson, "Print JSON");
-    m_Options.addTo(app);
+    m_Bundle.addOptions(app);
   }
 
   [[nodiscard]] int run() override {
-    if (const int status = m_Options.prepare(); status != kExitSuccess) {
+    if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
-    BundleReader reader;
-    if (const int status = m_Options.open(reader, m_strBundle); status != kExitSuccess) {
-      return status;
-    }
-    BundleContent content(reader);
-    content.load();
-    return m_strWhat.empty() ? showAll(content) : showOne(content);
+    return m_strWhat.empty() ? showAll(m_Bundle.content()) : showOne(m_Bundle.content());
   }
 
  private:
   [[nodiscard]] int showAll(const BundleContent& content) const {
     const std::vector<FailedOutput> failed = findFailedOutputs(content);
-    print(m_bJson ? showJson(content, failed) : showText(content, failed));
+    printText(m_bJson ? showJson(content, failed) : showText(content, failed));
     return finishOutput(kExitSuccess);
   }
 
   [[nodiscard]] int showOne(const BundleContent& content) const {
     const std::string item = m_bJson ? showItemJson(content, m_strWhat) : showItemText(content, m_strWhat);
     if (!item.empty()) {
-      print(item);
+      printText(item);
       return finishOutput(kExitSuccess);
     }
     std::size_t entry = content.reader().find(m_strWhat);
@@ -126,10 +116,9 @@ class ShowCommand : public ICommand {
     return finishOutput(error.empty() ? kExitSuccess : kExitFailure);
   }
 
-  std::string m_strBundle;
+  OneBundle m_Bundle;
   std::string m_strWhat;  // empty for the whole bundle
   bool m_bJson = false;
-  BundleOptions m_Options;
 };
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/EncryptedBundle.h"
@@ -101,7 +102,9 @@ std::string UnattendedOptions::usageProblem() const {
   return "";
 }
 
-RunOutcome UnattendedOptions::prepare(CollectSettings& settings) {
+RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
+                                      const std::shared_ptr<RedactedArchiveOutcome>& redaction) {
+  m_pRedaction = redaction;
   if (m_bNice) {
     takeIdlePriority();
   }
@@ -135,7 +138,7 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings) {
     settings.bundleEnding = kEncrypted;
     settings.archiveWriter = [this](const std::string& folder, const std::string& path,
                                     const std::string& /*password*/, std::string& reason) {
-      return writeEncryptedBundle(*m_pRecipients, folder, path, reason);
+      return writeEncryptedBundle(*m_pRecipients, folder, path, m_pRedaction.get(), reason);
     };
   }
   return outcome;
@@ -171,6 +174,9 @@ bool UnattendedOptions::writeStatus(const std::string& text) const {
 }
 
 int UnattendedOptions::report(const RunOutcome& outcome, int status) const {
+  if (m_pStatus && m_pRedaction) {
+    m_pStatus->redact(*m_pRedaction);
+  }
   if (!m_strStatus.empty() && m_pStatus) {
     const std::vector<std::string> keys =
         m_pRecipients ? m_pRecipients->fingerprints() : std::vector<std::string>();

@@ -19,6 +19,7 @@ class Option;
 namespace halvo {
 
 class Recipients;
+struct RedactedArchiveOutcome;
 class RunStatus;
 
 class UnattendedOptions {
@@ -39,8 +40,10 @@ class UnattendedOptions {
   [[nodiscard]] bool statusOnOutput() const { return m_strStatus == "-"; }
 
   // Completes the settings, takes the priority and finds the keys. Returns an outcome with a code where a
-  // key can't be used: nothing must be run then.
-  [[nodiscard]] RunOutcome prepare(CollectSettings& settings);
+  // key can't be used: nothing must be run then. `redaction` is that of a run whose bundle is redacted, by
+  // the settings' archive writer or, with keys, by the one that is put in its place; null for none.
+  [[nodiscard]] RunOutcome prepare(CollectSettings& settings,
+                                   const std::shared_ptr<RedactedArchiveOutcome>& redaction);
 
   // Writes the status, where one was asked for. Returns the exit status: `status`, kExitIncomplete for a
   // run that is not what --fail-incomplete wants, or a failure, told, where the status can't be written.
@@ -57,6 +60,7 @@ class UnattendedOptions {
   bool m_bFailIncomplete = false;
   bool m_bNice = false;
 
+  std::shared_ptr<RedactedArchiveOutcome> m_pRedaction;
   std::unique_ptr<Recipients> m_pRecipients;
   std::unique_ptr<RunStatus> m_pStatus;
 };

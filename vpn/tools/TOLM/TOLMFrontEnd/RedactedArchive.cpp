@@ -12,7 +12,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Zip/CZip.h"
-#include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
 
 namespace halvo {
@@ -33,11 +33,10 @@ class ScopedFile {
 };
 
 // The file at `to` stays the one that it is: its owner holds it open and locked.
-std::string copyInto(const std::string& from, const std::string& to) {
-  const DescriptorHolder source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+std::string copyInto(const DescriptorHolder& source, const std::string& to) {
   const DescriptorHolder target(open(to.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
-  if (source.get() < 0 || target.get() < 0) {
-    return std::string("the redacted bundle can't be opened: ") + std::strerror(errno);
+  if (target.get() < 0) {
+    return std::string("the bundle can't be opened: ") + std::strerror(errno);
   }
   std::vector<char> block(65536);
   for (;;) {
@@ -58,7 +57,8 @@ std::string copyInto(const std::string& from, const std::string& to) {
   }
 }
 
-std::string writeRedacted(const std::string& folder, const std::string& path, const std::string& password,
+// Redacts the work folder into the file `out`.
+std::string writeRedacted(const std::string& folder, const std::string& out, const std::string& password,
                           RedactedArchiveOutcome& outcome) {
   // Listed ahead of the two files below, which aren't the bundle's.
   WorkFiles files;
@@ -66,7 +66,6 @@ std::string writeRedacted(const std::string& folder, const std::string& path, co
     return "the work folder can't be read: " + problem;
   }
   const ScopedFile plain(folder + "/.plain.zip");
-  const ScopedFile redacted(folder + "/.redacted.zip");
   if (CZip().Zip(folder, plain.path(), "", true) != 0) {
     return "the plain archive can't be made in the work folder";
   }
@@ -79,25 +78,49 @@ std::string writeRedacted(const std::string& folder, const std::string& path, co
   if (std::string problem = reader.open(plain.path(), ""); !problem.empty()) {
     return problem;
   }
-  StandIns standIns;
   RedactOptions options;
-  options.outPath = redacted.path();
+  options.outPath = out;
   options.password = password;
-  BundleRedactor redactor(reader, standIns, options);
+  BundleRedactor redactor(reader, outcome.standIns, options);
   if (std::string problem = redactor.run(); !problem.empty()) {
     return problem;
   }
   outcome.replaced = redactor.counts().total();
   outcome.leftOut = redactor.leftOut();
-  return copyInto(redacted.path(), path);
+  outcome.entries = redactor.entries();
+  outcome.known = redactor.knownNames();
+  return "";
 }
 
 }  // namespace
 
+std::string RedactedArchiveOutcome::redact(const std::string& text) {
+  static const KnownNames kNone;
+  const RedactKeep keep;
+  return TextRedactor(keep, standIns, known ? *known : kNone).redact(text);
+}
+
+DescriptorHolder makeRedactedArchive(const std::string& folder, const std::string& password,
+                                     RedactedArchiveOutcome& outcome, std::string& reason) {
+  const ScopedFile redacted(folder + "/.redacted.zip");
+  reason = writeRedacted(folder, redacted.path(), password, outcome);
+  if (!reason.empty()) {
+    return {};
+  }
+  DescriptorHolder file(open(redacted.path().c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) {
+    reason = std::string("the redacted bundle can't be opened: ") + std::strerror(errno);
+  }
+  return file;
+}
+
 CollectSettings::ArchiveWriter redactedArchiveWriter(std::shared_ptr<RedactedArchiveOutcome> outcome) {
   return [outcome = std::move(outcome)](const std::string& folder, const std::string& path,
                                         const std::string& password, std::string& reason) {
-    reason = writeRedacted(folder, path, password, *outcome);
+    const DescriptorHolder redacted = makeRedactedArchive(folder, password, *outcome, reason);
+    if (reason.empty()) {
+      reason = copyInto(redacted, path);
+    }
     return reason.empty() ? ResultCode{0} : GLOBAL_ERROR_UNEXPECTED;
   };
 }

@@ -39,6 +39,14 @@ struct RedactOptions {
   unsigned threads = 0;                // 0: as many as processors
 };
 
+// An entry of the bundle and what became of it.
+struct RedactedEntry {
+  std::string name;        // in the bundle
+  std::string newName;     // in the new one
+  std::string leftOut;     // why it isn't there; empty where it is
+  std::uint64_t size = 0;  // of the new content
+};
+
 // The bounds of a bundle that is to be redacted: its texts are read twice.
 BundleLimits redactLimits();
 
@@ -62,6 +70,10 @@ class BundleRedactor {
   [[nodiscard]] const std::string& report() const { return m_strReport; }
   // How many entries were left out.
   [[nodiscard]] std::size_t leftOut() const { return m_nLeftOut; }
+  // What became of the entries, in the bundle's order.
+  [[nodiscard]] std::vector<RedactedEntry> entries() const;
+  // The names that the bundle gave away, to redact what is told of it elsewhere; null before run().
+  [[nodiscard]] std::shared_ptr<const KnownNames> knownNames() const { return m_pKnown; }
 
  private:
   enum class State { kText, kSummary, kReport, kFolder, kBinary, kFault };
@@ -99,13 +111,14 @@ class BundleRedactor {
                         const std::string& text);
   void makeReport();
   [[nodiscard]] bool isLeftOut(const Entry& entry) const;
+  static const char* leftOutReason(const Entry& entry);
   template <typename Work>
   std::string onAllProcessors(Work work);
 
   const BundleReader& m_rIn;
   StandIns& m_rStandIns;
   const RedactOptions& m_rOptions;
-  std::unique_ptr<KnownNames> m_pKnown;
+  std::shared_ptr<const KnownNames> m_pKnown;
   std::vector<Entry> m_Entries;
   std::vector<std::size_t> m_Order;  // large ones first
   std::vector<Spool> m_Spools;

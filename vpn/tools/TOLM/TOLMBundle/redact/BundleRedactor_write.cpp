@@ -154,8 +154,7 @@ void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor,
     const Entry& entry = m_Entries[index];
     row.name = lastComponent(entry.name);
     if (isLeftOut(entry)) {
-      row.last = entry.state == State::kBinary ? "Left out by redaction: not a text"
-                                               : "Left out by redaction: it can't be read";
+      row.last = leftOutReason(entry);
       section.omitted.push_back(std::move(row));
       continue;
     }

@@ -8,30 +8,43 @@
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Zip/CZip.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
 
 namespace halvo {
 
-ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
-                                const std::string& path, std::string& reason) {
+namespace {
+
+// The plain archive in a file without a name; none with a reason where that failed.
+DescriptorHolder makePlainArchive(const Recipients& recipients, const std::string& folder,
+                                  std::string& reason) {
   WorkFiles files;
   reason = listWorkFiles(folder, files);
   if (!reason.empty()) {
-    return TOLMENGINE_ERROR_WRITE_FAILURE;
+    return {};
   }
-  const DescriptorHolder plain(recipients.makePlainFile());
+  DescriptorHolder plain(recipients.makePlainFile());
   if (!plain) {
     reason = std::string("no file can be made for the plain archive: ") + std::strerror(errno);
-    return TOLMENGINE_ERROR_WRITE_FAILURE;
+    return {};
   }
   // The archive's calls want a name: the descriptor's own leads to the file without one.
   const std::string name = "/proc/self/fd/" + std::to_string(plain.get());
   if (CZip().Zip(folder, name, "", true) != 0) {
     reason = "the archive can't be written; is there room in /tmp?";
-    return TOLMENGINE_ERROR_WRITE_FAILURE;
+    return {};
   }
-  // Looked at while it is plain: nobody here can open what comes out of the encryption.
   reason = bundleProblem(plain.get(), folder, files);
+  return plain;
+}
+
+}  // namespace
+
+ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
+                                const std::string& path, RedactedArchiveOutcome* redaction,
+                                std::string& reason) {
+  const DescriptorHolder plain = redaction != nullptr ? makeRedactedArchive(folder, "", *redaction, reason)
+                                                      : makePlainArchive(recipients, folder, reason);
   if (!reason.empty()) {
     return TOLMENGINE_ERROR_WRITE_FAILURE;
   }

@@ -9,6 +9,7 @@
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/plan/DocumentFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
 
 namespace halvo {
@@ -146,6 +147,58 @@ void RunStatus::digestFolder(const std::string& folder) {
   }
 }
 
+// The files by their new names. Their sums are those of what was gathered, and would tell who has it what
+// stood there.
+void RunStatus::redactFiles() {
+  std::map<std::string, const RedactedEntry*> entries;
+  for (const RedactedEntry& entry : m_pRedaction->entries) {
+    entries.emplace(entry.name, &entry);
+  }
+  for (RunRecord::Document& document : m_Record.documents) {
+    std::set<std::pair<std::string, std::string>> told;
+    for (const RunRecord::Stored& stored : document.stored) {
+      const auto found = m_Digests.find(stored.path);
+      if (found == m_Digests.end() || !told.emplace(stored.id, stored.path).second) {
+        continue;
+      }
+      for (const FileDigest& file : found->second) {
+        const auto entry = entries.find(file.path);
+        if (entry != entries.end() && !entry->second->leftOut.empty()) {
+          const std::string name = fs::path(entry->second->newName).filename().string();
+          document.omitted.push_back({stored.id, name, entry->second->leftOut});
+        }
+      }
+    }
+  }
+  for (auto& [path, files] : m_Digests) {
+    std::vector<FileDigest> left;
+    for (const FileDigest& file : files) {
+      const auto entry = entries.find(file.path);
+      if (entry != entries.end() && entry->second->leftOut.empty()) {
+        left.push_back({entry->second->newName, entry->second->size, ""});
+      }
+    }
+    files = std::move(left);
+  }
+}
+
+void RunStatus::redact(RedactedArchiveOutcome& redaction) {
+  m_pRedaction = &redaction;
+  for (RunRecord::Document& document : m_Record.documents) {
+    for (RunRecord::Omitted& omitted : document.omitted) {
+      omitted.file = redaction.redact(omitted.file);
+      omitted.reason = redaction.redact(omitted.reason);
+    }
+    for (std::string& note : document.notes) {
+      note = redaction.redact(note);
+    }
+  }
+  for (RunRecord::Command& command : m_Record.commands) {
+    command.line = redaction.redact(command.line);
+  }
+  redactFiles();
+}
+
 std::vector<std::vector<RunStatus::Item>> RunStatus::items() const {
   std::vector<std::vector<Item>> documents;
   // The run has a record for each document that can be parsed, in the plan's order.
@@ -255,6 +308,13 @@ Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recip
 }  // namespace
 
 std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::string>& recipients) const {
+  const auto clean = [this](const std::string& text) {
+    return m_pRedaction == nullptr ? text : m_pRedaction->redact(text);
+  };
+  const auto cleanAll = [&clean](std::vector<std::string> texts) {
+    std::transform(texts.begin(), texts.end(), texts.begin(), clean);
+    return texts;
+  };
   Json documents = Json::array();
   Json items = Json::array();
   Json notes = Json::array();
@@ -304,15 +364,18 @@ std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::st
       {"mode", m_strRequest.empty() ? "default" : "request"},
       {"request", textOrNull(m_strRequest)},
       {"code", codeText(outcome.code)},
-      {"text", failed ? Json(outcome.text) : Json()},
-      {"reason", textOrNull(outcome.reason)},
+      {"text", failed ? Json(clean(outcome.text)) : Json()},
+      {"reason", textOrNull(clean(outcome.reason))},
       {"incomplete", failed || isIncomplete(outcome)},
       {"unmatched_ids", m_Plan.unmatchedIds},
       {"documents", std::move(documents)},
       {"items", std::move(items)},
       {"notes", std::move(notes)},
-      {"cut_short", outcome.lost},
-      {"unreadable", outcome.unreadable},
+      {"cut_short", cleanAll(outcome.lost)},
+      {"unreadable", cleanAll(outcome.unreadable)},
+      {"redaction", m_pRedaction == nullptr
+                        ? Json()
+                        : Json{{"replaced", m_pRedaction->replaced}, {"left_out", m_pRedaction->leftOut}}},
       {"bundle", bundleJson(outcome, recipients)},
   };
   // Names and outputs may hold any byte; what isn't UTF-8 is replaced, and the text may go to a terminal.

@@ -19,6 +19,8 @@
 
 namespace halvo {
 
+struct RedactedArchiveOutcome;
+
 class RunStatus {
  public:
   // Plans a run over the documents of `configFolder` (the suite's where it is empty) for the request (empty
@@ -30,6 +32,10 @@ class RunStatus {
 
   // The step for CollectSettings::folderSteps, the last of them. The object has to outlive the run.
   [[nodiscard]] CollectSettings::FolderStep digestStep();
+
+  // Once the run is over, of a run whose bundle was redacted: from here on what is told of the run goes by
+  // the bundle's stand-ins, and its files are those that are left. Borrows the outcome.
+  void redact(RedactedArchiveOutcome& redaction);
 
   // Once the run is over: the text, ending in a line feed. `recipients`: the fingerprints of the keys.
   [[nodiscard]] std::string json(const RunOutcome& outcome, const std::vector<std::string>& recipients) const;
@@ -43,10 +49,12 @@ class RunStatus {
   struct Item;
   [[nodiscard]] std::vector<std::vector<Item>> items() const;
   void digestFolder(const std::string& folder);
+  void redactFiles();
 
   std::string m_strRequest;
   Plan m_Plan;
   RunRecord m_Record;
+  RedactedArchiveOutcome* m_pRedaction = nullptr;  // of a redacted run that is over
   std::time_t m_Begin;
   // Path in the work folder to the file or files that stand for it; the paths in them are names in the
   // bundle.
