@@ -6,6 +6,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/sysctl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -41,6 +43,18 @@ int registerChange(int queue, const struct kevent& change) {
   const std::lock_guard<std::mutex> guard(s_lock);
   s_idents[{queue, watch}] = change.ident;
   return 0;
+}
+
+// When a process started: the clock of the day. The table of this host counts from the machine's start, in
+// hundredths; the running one counts whole, as a process never started before it was asked for.
+timeval startTime(long long hundredths) {
+  timespec day;
+  timespec machine;
+  clock_gettime(CLOCK_REALTIME, &day);
+  clock_gettime(CLOCK_BOOTTIME, &machine);
+  const long long micros = (day.tv_sec - machine.tv_sec) * 1'000'000LL +
+                           (day.tv_nsec - machine.tv_nsec) / 1000 + (hundredths + 1) * 10'000LL;
+  return {static_cast<time_t>(micros / 1'000'000), static_cast<suseconds_t>(micros % 1'000'000)};
 }
 
 // One process as the kernel of macOS tells it: SIDL is 1, SRUN 2, SSLEEP 3, SSTOP 4, SZOMB 5.
@@ -75,6 +89,16 @@ bool fill(pid_t pid, kinfo_proc& record) {
   }
   std::memcpy(record.kp_proc.p_comm, command.c_str(), command.size());
   record.kp_eproc.e_pcred.p_ruid = owner.st_uid;
+  // Behind the name stand the state, the parent, and eighteenth behind that the start.
+  std::istringstream fields(line.substr(close + 2));
+  std::string field;
+  for (int number = 0; number <= 19 && fields >> field; ++number) {
+    if (number == 1) {
+      record.kp_eproc.e_ppid = std::atoi(field.c_str());
+    } else if (number == 19) {
+      record.kp_proc.p_un.__p_starttime = startTime(std::atoll(field.c_str()));
+    }
+  }
   return true;
 }
 
@@ -173,4 +197,12 @@ extern "C" int sysctl(int* name, unsigned int length, void* old, size_t* oldLeng
 
 extern "C" const char* getprogname(void) {
   return program_invocation_short_name;
+}
+
+extern "C" int memset_s(void* block, size_t size, int value, size_t count) {
+  if (count > size || value != 0) {
+    std::abort();
+  }
+  explicit_bzero(block, count);
+  return 0;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <sys/time.h>
 #include <sys/types.h>
 
 #define CTL_KERN 1
@@ -11,8 +12,13 @@
 #define KERN_PROC_ALL 0
 #define KERN_PROC_PID 1
 
+#define SZOMB 5
+
 struct kinfo_proc {
   struct {
+    union {
+      struct timeval __p_starttime;
+    } p_un;
     pid_t p_pid;
     char p_stat;
     char p_comm[17];
@@ -21,7 +27,8 @@ struct kinfo_proc {
     struct {
       uid_t p_ruid;
     } e_pcred;
-    char padding[620];
+    pid_t e_ppid;
+    char padding[600];
   } kp_eproc;
 };
 static_assert(sizeof(kinfo_proc) == 648);
