@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -88,6 +89,16 @@ TEST_F(BundleCommandsTest, FindingsTellTheLineThatSpeaksForThem) {
   const RunResult bad = tmtolm({"findings", "/opt/plain.zip", "/opt/rules.xml"});
   EXPECT_EQ(bad.exitStatus, 2);
   EXPECT_THAT(bad.err, HasSubstr("/opt/rules.xml:1: the pattern can't be used"));
+}
+
+TEST_F(BundleCommandsTest, AFolderOfRulesThatCannotBeListedIsNamed) {
+  writeFile("/opt/shut/rules.xml", "<rules/>");
+  ASSERT_EQ(chmod("/opt/shut", 0), 0);
+  // Without the rights that let root read everything.
+  const RunResult shut = runProgram({"/usr/bin/setpriv", "--bounding-set=-all", builtProgram("tmtolm"),
+                                     "findings", "/opt/plain.zip", "/opt/shut"});
+  EXPECT_EQ(shut.exitStatus, 2);
+  EXPECT_THAT(shut.err, HasSubstr("the rules \"/opt/shut\" can't be read"));
 }
 
 TEST_F(BundleCommandsTest, AReportLooksForTheRulesThatAreGiven) {

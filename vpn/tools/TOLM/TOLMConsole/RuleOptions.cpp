@@ -29,6 +29,10 @@ std::vector<std::string> documentsOf(const std::string& path) {
       documents.push_back(at->path().string());
     }
   }
+  // Named itself where it can't be listed: it would pass for a folder without rules.
+  if (error) {
+    return {path};
+  }
   // So that the same folder gives the same order of findings everywhere.
   std::sort(documents.begin(), documents.end());
   return documents;

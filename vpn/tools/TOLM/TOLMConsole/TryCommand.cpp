@@ -53,7 +53,7 @@ class TryCommand : public ICommand {
     settings.requestPath = folder.requestPath();
     settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
     settings.keepOlderBundle = m_strBundle.empty();
-    settings.tell = [](const std::string& line) { printError(line); };
+    settings.tell = printRemark;
     // The work folder is looked at while it is there: no bundle need be read back.
     settings.folderSteps.emplace_back([&findings](const std::string& work, std::string& /*reason*/) {
       findings = lookAtWorkFolder(work);
