@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace halvo {
@@ -69,6 +71,13 @@ inline bool isSpaceByte(unsigned char c) {
 }
 inline unsigned hexValue(unsigned char c) {
   return c <= '9' ? c - '0' : (c & 0x5fU) - 'A' + 10U;
+}
+inline std::string hexText(std::uint64_t value, int digits) {
+  std::string text;
+  for (int i = digits - 1; i >= 0; --i) {
+    text += "0123456789abcdef"[(value >> (4U * static_cast<unsigned>(i))) & 15U];
+  }
+  return text;
 }
 inline unsigned char lowerByte(unsigned char c) {
   return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);

@@ -113,17 +113,20 @@ class TextRedactor {
   Place tryKey(Place begin, Place end);
   bool isElementName(Place begin) const;
   Value valueBehind(Place begin, Place end) const;
+  bool endsSoftly(Place at) const;
   Place valueEnd(const Value& value) const;
   bool hasLineForItself(Place value) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
+
+  // TextRedactor_secrets.cpp
+  static bool saysNothing(std::string_view value);
   Place takeSecret(const Value& value);
   Place tryPem(Place begin);
   Place tryPemTail(Place begin, Place end);
   Place tryCrypt(Place dollar);
   void swallow();
-  bool endsSoftly(Place at) const;
 
   // TextRedactor_forms.cpp
   Place tryPercent(Place begin, Place end);
