@@ -27,8 +27,7 @@ bool wordAt(std::string_view line, std::size_t at, std::string_view word) {
   if (line.size() - at < word.size()) {
     return false;
   }
-  // The first letter is known to be right.
-  for (std::size_t i = 1; i < word.size(); ++i) {
+  for (std::size_t i = 0; i < word.size(); ++i) {
     if (lower(line[at + i]) != word[i]) {
       return false;
     }
@@ -39,23 +38,24 @@ bool wordAt(std::string_view line, std::size_t at, std::string_view word) {
 }  // namespace
 
 bool tellsError(std::string_view line) {
-  // By their first letter, two at most: a look at a byte is all that most of a line takes.
-  using Words = std::array<std::string_view, 2>;
-  static const std::array<Words, 256> s_Words = [] {
-    std::array<Words, 256> words = {};
-    for (const std::string_view word :
-         {"error", "fail", "fatal", "panic", "denied", "refused", "critical", "segfault"}) {
-      for (const char first : {word[0], static_cast<char>(word[0] - 32)}) {
-        Words& known = words[static_cast<unsigned char>(first)];
-        known[known[0].empty() ? 0 : 1] = word;
-      }
+  // The words' first two letters differ enough for one look at a pair of bytes: that is all that most of a
+  // line takes. 0 fits no letter.
+  static constexpr std::array<std::string_view, 8> kWords = {"error",  "fail",    "fatal",    "panic",
+                                                             "denied", "refused", "critical", "segfault"};
+  static constexpr std::array<unsigned char, 256> kSecond = [] {
+    std::array<unsigned char, 256> second = {};
+    for (const std::string_view word : kWords) {
+      second[static_cast<unsigned char>(word[0])] = static_cast<unsigned char>(word[1]);
+      second[static_cast<unsigned char>(word[0] - 32)] = static_cast<unsigned char>(word[1]);
     }
-    return words;
+    return second;
   }();
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const Words& words = s_Words[static_cast<unsigned char>(line[i])];
-    if (!words[0].empty() &&
-        (wordAt(line, i, words[0]) || (!words[1].empty() && wordAt(line, i, words[1])))) {
+  constexpr unsigned char kSmall = 0x20;
+  for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+    const unsigned second = static_cast<unsigned char>(line[i + 1]) | kSmall;
+    if (second == kSecond[static_cast<unsigned char>(line[i])] &&
+        std::any_of(kWords.begin(), kWords.end(),
+                    [&](std::string_view word) { return wordAt(line, i, word); })) {
       return true;
     }
   }
