@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <new>
 #include <utility>
@@ -72,8 +73,31 @@ class HandlerLoan {
   xmlSAXHandlerPtr m_pOwn;
 };
 
+// What a context carries through a parse.
+struct Parse {
+  XmlMgr* manager = nullptr;
+  std::exception_ptr thrown{};
+};
+
 XmlMgr* managerOf(void* ctx) {
-  return static_cast<XmlMgr*>(static_cast<xmlParserCtxtPtr>(ctx)->_private);
+  return static_cast<Parse*>(static_cast<xmlParserCtxtPtr>(ctx)->_private)->manager;
+}
+
+// Lets no exception through libxml2, which would lose what it holds at that moment: it is kept until the
+// parse, which goes no further, has come back.
+template <typename Event>
+void deliver(void* ctx, Event event) {
+  auto* const context = static_cast<xmlParserCtxtPtr>(ctx);
+  auto& parse = *static_cast<Parse*>(context->_private);
+  if (parse.thrown != nullptr) {
+    return;
+  }
+  try {
+    event();
+  } catch (...) {
+    parse.thrown = std::current_exception();
+    xmlStopParser(context);
+  }
 }
 
 std::string textOf(const xmlChar* text) {
@@ -120,7 +144,9 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   }
 
   // The user data stays the context itself: the callbacks get it and find the manager in it.
-  context->_private = xmlMgr;
+  Parse parse;
+  parse.manager = xmlMgr;
+  context->_private = &parse;
 
   // `initialized` stays 0: that is what makes libxml2 deliver an element as a name and a flat list of
   // attributes. All other slots stay null, so nothing is fetched and no tree is built.
@@ -134,6 +160,9 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   {
     const HandlerLoan loan(context.get(), &handler);
     answer = xmlParseDocument(context.get());
+  }
+  if (parse.thrown != nullptr) {
+    std::rethrow_exception(parse.thrown);
   }
   if (mute.hasMissedMemory() || context->errNo == XML_ERR_NO_MEMORY) {
     throw std::bad_alloc();
@@ -150,16 +179,18 @@ void RQVSaxParser::startElementCB(void* ctx, const xmlChar* name, const xmlChar*
     LOG_MESSAGE(kLogError, "No XML Manager provided.");
     return;
   }
-  manager->startElement(textOf(name));
-  if (atts == nullptr) {
-    return;
-  }
-  // Names stand at the even places, each with its value behind it.
-  for (std::size_t i = 0; atts[i] != nullptr; ++i) {
-    if (i % 2 == 1) {
-      manager->addAttribute(textOf(atts[i - 1]), textOf(atts[i]));
+  deliver(ctx, [manager, name, atts] {
+    manager->startElement(textOf(name));
+    if (atts == nullptr) {
+      return;
     }
-  }
+    // Names stand at the even places, each with its value behind it.
+    for (std::size_t i = 0; atts[i] != nullptr; ++i) {
+      if (i % 2 == 1) {
+        manager->addAttribute(textOf(atts[i - 1]), textOf(atts[i]));
+      }
+    }
+  });
 }
 
 void RQVSaxParser::endElementCB(void* ctx, const xmlChar* name) {
@@ -168,7 +199,7 @@ void RQVSaxParser::endElementCB(void* ctx, const xmlChar* name) {
     LOG_MESSAGE(kLogError, "No XML Manager provided.");
     return;
   }
-  manager->endElement(textOf(name));
+  deliver(ctx, [manager, name] { manager->endElement(textOf(name)); });
 }
 
 void RQVSaxParser::elementValueCB(void* ctx, const xmlChar* chars, int len) {
@@ -179,12 +210,14 @@ void RQVSaxParser::elementValueCB(void* ctx, const xmlChar* chars, int len) {
   }
   // The piece has no end mark of its own; what stands behind a zero byte in it is dropped. An empty
   // piece is handed on as well.
-  std::string text;
-  if (len > 0) {
-    const auto* const bytes = reinterpret_cast<const char*>(chars);
-    text.assign(bytes, strnlen(bytes, static_cast<std::size_t>(len)));
-  }
-  manager->elementValue(text);
+  deliver(ctx, [manager, chars, len] {
+    std::string text;
+    if (len > 0) {
+      const auto* const bytes = reinterpret_cast<const char*>(chars);
+      text.assign(bytes, strnlen(bytes, static_cast<std::size_t>(len)));
+    }
+    manager->elementValue(text);
+  });
 }
 
 void RQVSaxParser::errorCB(void* /*ctx*/, const char* fmt, ...) {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <utility>
 
@@ -71,10 +72,25 @@ struct Builder {
   std::size_t elements = 0;
   std::size_t textBytes = 0;
   bool stopped = false;
+  std::exception_ptr thrown{};
 };
 
 Builder& builderOf(void* context) {
   return *static_cast<Builder*>(static_cast<xmlParserCtxtPtr>(context)->_private);
+}
+
+// Lets no exception through libxml2, which would lose what it holds at that moment: it is kept until the
+// parse, which goes no further, has come back.
+template <typename Event>
+void deliver(void* context, Event event) {
+  try {
+    event();
+  } catch (...) {
+    Builder& builder = builderOf(context);
+    builder.thrown = std::current_exception();
+    builder.stopped = true;
+    xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+  }
 }
 
 std::string textOf(const xmlChar* text) {
@@ -175,16 +191,11 @@ void characters(void* context, const xmlChar* text, int length) {
   builder.open->text.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
 }
 
-void error(void* context, const char* format, ...) {
+void error(void* context, std::string text) {
   Builder& builder = builderOf(context);
   if (builder.stopped || builder.tree.messages.size() >= kMaxMessages) {
     return;
   }
-  // The format is "%s", and the message its one argument.
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::string text = va_arg(arguments, const char*);
-  va_end(arguments);
   for (char& c : text) {
     c = c == '\n' ? ' ' : c;
   }
@@ -195,7 +206,24 @@ void error(void* context, const char* format, ...) {
   if (context == builder.document && builder.document->lastError.line > 0) {
     place = {positive(builder.document->lastError.line), positive(builder.document->lastError.int2)};
   }
-  builder.tree.messages.push_back({place, text});
+  builder.tree.messages.push_back({place, std::move(text)});
+}
+
+void startElementEvent(void* context, const xmlChar* name, const xmlChar** attributes) {
+  deliver(context, [&] { startElement(context, name, attributes); });
+}
+
+void charactersEvent(void* context, const xmlChar* text, int length) {
+  deliver(context, [&] { characters(context, text, length); });
+}
+
+void errorEvent(void* context, const char* format, ...) {
+  // The format is "%s", and the message its one argument.
+  std::va_list arguments;
+  va_start(arguments, format);
+  const char* const message = va_arg(arguments, const char*);
+  va_end(arguments);
+  deliver(context, [&] { error(context, message); });
 }
 
 // Whether an element may hold more attributes than the limit. A start tag holds one "<", and each of
@@ -304,14 +332,17 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
     context->_private = &builder;
     // `initialized` stays 0, as in a run: only so the parser delivers these events.
     xmlSAXHandler handler = {};
-    handler.startElement = startElement;
+    handler.startElement = startElementEvent;
     handler.endElement = endElement;
-    handler.characters = characters;
-    handler.error = error;
+    handler.characters = charactersEvent;
+    handler.error = errorEvent;
     int answer = 0;
     {
       const HandlerLoan loan(context.get(), &handler);
       answer = xmlParseDocument(context.get());
+    }
+    if (builder.thrown != nullptr) {
+      std::rethrow_exception(builder.thrown);
     }
     if (tree.outcome == ParseOutcome::kParsed && (answer != 0 || tree.root == nullptr)) {
       tree.outcome = ParseOutcome::kNotWellFormed;

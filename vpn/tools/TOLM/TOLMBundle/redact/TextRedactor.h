@@ -134,7 +134,8 @@ class TextRedactor {
   Place tryArpa(Place begin, Place end);
 
   [[nodiscard]] unsigned char at(Place place) const {
-    return static_cast<unsigned char>(m_Window.data()[place]);  // the byte behind the last is 0
+    // 0 behind the last: a bounded look ahead may begin right before a text's end.
+    return place < m_Window.size() ? static_cast<unsigned char>(m_Window[place]) : 0;
   }
   [[nodiscard]] std::string_view text(Place begin, Place end) const {
     return std::string_view(m_Window).substr(begin, end - begin);

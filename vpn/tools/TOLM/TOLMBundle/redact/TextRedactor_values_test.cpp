@@ -39,6 +39,19 @@ TEST(RedactSecretTest, ValuesBehindTheUsualNamesGo) {
   EXPECT_EQ("cfg[\"secret\"] = \"REDACTED\"", redacted("cfg[\"secret\"] = \"hunter2\""));
 }
 
+// Short texts lie in a string itself, behind whose end anything may stand: the sanitizer sees a look there.
+TEST(RedactSecretTest, ATextThatEndsWithinAKeyStaysAsItIs) {
+  for (const std::string whole :
+       {"<config><entry><password type", "<plist><dict><key>Password</key", "<config><entry><password ",
+        "<plist><dict><key>Password</key>\n\t ", "{\"settings\": {\"password\"",
+        "cfg[\"settings\"][\"secret\"", "run --with-some-options --password",
+        "<p class=\"setting\" name=\"password\" value"}) {
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+      EXPECT_EQ(whole.substr(0, length), redacted(whole.substr(0, length)));
+    }
+  }
+}
+
 TEST(RedactSecretTest, KeysOfWirelessNetworksAndTunnelsGo) {
   EXPECT_EQ("psk=\"REDACTED\"", redacted("psk=\"correct horse\""));
   EXPECT_EQ("wpa_passphrase=REDACTED", redacted("wpa_passphrase=hunter22"));
