@@ -173,7 +173,7 @@ TEST_F(FrontEndTest, CommandsKeepTheMaskOfTheCaller) {
 // --- one run at a time ----------------------------------------------------------------------------
 
 TEST_F(FrontEndTest, ASecondRunSaysWhichProcessIsAtWorkAndDoesNothing) {
-  slowRun([this](pid_t process) {
+  slowRun([](pid_t process) {
     const RunResult second = tmtolm({"collect", "--bundle", "/opt/out/b.zip"});
     EXPECT_EQ(second.exitStatus, 1);
     EXPECT_EQ(second.err, "tmtolm: process " + std::to_string(process) +
