@@ -168,8 +168,8 @@ TEST_F(FaultTest, AFullTemporaryFolderShortensWhatIsGatheredAndTheRunEnds) {
   umount("/tmp");
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_THAT(result.err, HasSubstr("1 file is cut short or missing\n"));
-  // Named as it was written: the output is captured under this name before it gets its own.
-  EXPECT_THAT(result.err, HasSubstr("Full/head_tmp.txt\": No space left on device\n"));
+  // Named as it stands in the bundle, and not as it was captured.
+  EXPECT_THAT(result.err, HasSubstr("  \"Full/head_result.txt\": No space left on device\n"));
   EXPECT_THAT(left, IsEmpty());
   EXPECT_EQ(runProgram({"unzip", "-tq", "/opt/bundles/out.zip"}).exitStatus, 0);
   EXPECT_LT(runProgram({"unzip", "-p", "/opt/bundles/out.zip", "Full/head_result.txt"}).out.size(),

@@ -206,3 +206,11 @@ extern "C" int memset_s(void* block, size_t size, int value, size_t count) {
   explicit_bzero(block, count);
   return 0;
 }
+
+extern "C" int renameatx_np(int oldFolder, const char* oldName, int newFolder, const char* newName,
+                            unsigned int flags) {
+  if (flags != RENAME_EXCL) {
+    std::abort();
+  }
+  return renameat2(oldFolder, oldName, newFolder, newName, RENAME_NOREPLACE);
+}

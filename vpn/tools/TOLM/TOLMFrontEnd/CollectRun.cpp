@@ -6,17 +6,18 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <new>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/FolderRemoval.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundlePlace.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/DroppedOutput.h"
-#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/LeftOvers.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/PlannedSizes.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RequestCheck.h"
@@ -102,22 +103,32 @@ void removeWorkFolder(const TOLMEngine& engine) {
   }
 }
 
-std::vector<std::string> firstNames(LossKind kind) {
+// What lies in the work folder is called by its name in the bundle: by then, nobody finds it anywhere else.
+std::string nameForUser(const std::string& path, const std::string& workFolder) {
+  const std::string inside = workFolder + "/";
+  if (workFolder.empty() || !path.starts_with(inside)) {
+    return path;
+  }
+  const std::string name = std::filesystem::path(path).lexically_normal().string();
+  return name.starts_with(inside) ? name.substr(inside.size()) : path;
+}
+
+std::vector<std::string> firstNames(LossKind kind, const std::string& workFolder) {
   std::vector<std::string> names;
   for (const Loss& loss : losses(kind)) {
     if (names.size() == kMostNamed) {
       break;
     }
-    names.push_back("\"" + loss.path + "\": " + loss.what);
+    names.push_back("\"" + nameForUser(loss.path, workFolder) + "\": " + loss.what);
   }
   return names;
 }
 
-void takeLosses(RunOutcome& outcome) {
+void takeLosses(RunOutcome& outcome, const std::string& workFolder) {
   outcome.lostCount = lossCount(LossKind::kCutShort);
-  outcome.lost = firstNames(LossKind::kCutShort);
+  outcome.lost = firstNames(LossKind::kCutShort, workFolder);
   outcome.unreadableCount = lossCount(LossKind::kUnreadable);
-  outcome.unreadable = firstNames(LossKind::kUnreadable);
+  outcome.unreadable = firstNames(LossKind::kUnreadable, workFolder);
 }
 
 void logBegin(const RunSettings& settings, const char* kind, const std::string& request,
@@ -167,11 +178,15 @@ std::string CollectRun::configFolder() const {
   return m_Settings.configFolder.empty() ? helperUtil::defaultConfigFolder() : m_Settings.configFolder;
 }
 
-RunOutcome CollectRun::run() {
-  // Ahead of the first record, which names the bundle.
+void CollectRun::chooseBundlePath() {
   if (m_Settings.keepOlderBundle) {
-    m_Settings.bundlePath = freeBundlePath(m_Settings.bundlePath, m_Settings.bundleEnding);
+    m_Settings.bundlePath = freeBundlePath(m_strWantedPath, m_Settings.bundleEnding);
   }
+}
+
+RunOutcome CollectRun::run() {
+  m_strWantedPath = m_Settings.bundlePath;
+  chooseBundlePath();
   logBegin(m_Settings, "collect run", m_Settings.requestPath, configFolder(), m_Settings.bundlePath);
   return makeTimed([this] { return makeRun(); });
 }
@@ -222,6 +237,8 @@ RunOutcome CollectRun::makeRun() {
   if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
     return refuse(outcome);
   }
+  // The run that was waited for may have taken the name.
+  chooseBundlePath();
   // Under the lock: what lies there now is no other run's work of this user's.
   removeUnfinishedBundle(lock.unfinishedBundle());
   removeUnfinishedBundles(folderOf(TOLMEngine::zipPath(m_Settings.bundlePath)));
@@ -245,7 +262,15 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
         RunGuard::yieldToSignal();
       },
       m_Settings.archiveWriter);
+  if (m_Settings.keepOlderBundle) {
+    // Somebody else's bundle may still get there first.
+    bundle.keepOlder([this] {
+      chooseBundlePath();
+      return m_Settings.bundlePath + m_Settings.bundleEnding;
+    });
+  }
   std::string stepReason;
+  std::string workFolder;
   // The engine needs no password: what it would do with it is the archive, which is made here.
   TOLMEngine engine(m_Settings.requestPath, m_Settings.bundlePath, "", false);
   if (!m_Settings.configFolder.empty()) {
@@ -253,6 +278,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   }
   engine.setArchiveStep(
       [&](const std::string& folder, const std::string& path, const std::string& /*password*/) -> ResultCode {
+        workFolder = folder;
         for (const CollectSettings::FolderStep& step : m_Settings.folderSteps) {
           if (const ResultCode rc = step(folder, stepReason); rc != 0) {
             return rc;
@@ -274,7 +300,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   outcome.text = outcome.code == TOLMENGINE_ERROR_MEMALLOC_FAILED && engine.failureText().empty()
                      ? kNoMemory
                      : engine.failureText();
-  outcome.bundlePath = engine.bundlePath() + m_Settings.bundleEnding;
+  outcome.bundlePath = bundle.path().empty() ? engine.bundlePath() + m_Settings.bundleEnding : bundle.path();
   if (outcome.code != 0) {
     outcome.reason = stepReason.empty() ? bundle.reason() : stepReason;
     return outcome;
@@ -282,7 +308,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   outcome.files = bundle.files();
   outcome.bundleBytes = bundle.bytes();
   // Only of a bundle that stands: a failed run has said what is wrong.
-  takeLosses(outcome);
+  takeLosses(outcome, workFolder);
   return outcome;
 }
 

@@ -42,7 +42,8 @@ struct CollectSettings : RunSettings {
   std::string requestPath;
   // Where to write the bundle, with or without ".zip".
   std::string bundlePath;
-  // Takes a name with _2, _3 ... where there is a bundle of that name.
+  // Takes a name with _2, _3 ... where there is a bundle of that name, also one that comes to be while the
+  // run is at work; the summary then names the path that the run had in mind.
   bool keepOlderBundle = false;
   // Reads the config documents from here and not from the suite's own folder: the trial run of their
   // author, whose trust is his own affair. Empty for the suite's folder.
@@ -72,7 +73,8 @@ struct RunOutcome {
   std::string text;
   std::string reason;
 
-  // The first ten files that are cut short or missing, and how many there are: the bundle stands, and the
+  // The first ten files that are cut short or missing, a captured output by its name in the bundle, and how
+  // many there are: the bundle stands, and the
   // run isn't a success all the same.
   std::vector<std::string> lost;
   std::size_t lostCount = 0;
@@ -110,8 +112,11 @@ class CollectRun {
   RunOutcome lookAtSizes();
   RunOutcome runEngine(RunLock& lock);
   [[nodiscard]] std::string configFolder() const;
+  // Where no older bundle is to be replaced: takes a name that is free now.
+  void chooseBundlePath();
 
   CollectSettings m_Settings;
+  std::string m_strWantedPath;  // of the bundle, as the caller gave it
 };
 
 class ClearRun {

@@ -6,13 +6,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/FolderRemoval.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
-#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
 namespace halvo {
 
@@ -23,15 +25,11 @@ constexpr char kUnfinished[] = ".tolm-part";
 constexpr std::size_t kMarkDigits = 8;
 constexpr std::size_t kLongestName = 255;
 
-// What the names of work folders begin with that have a suffix. The plain one is a run's own affair, which
-// begins with its removal.
-std::string workFolderStart() {
+// What the names of folders begin with that a run or a trial keeps while it lasts: work folders that have a
+// suffix, keys, documents. The plain work folder is a run's own affair, which begins with its removal.
+std::array<std::string, 3> folderStarts() {
   const std::string path = helperUtil::kWorkFolder;
-  return path.substr(path.rfind('/') + 1) + "_";
-}
-
-bool startsWith(const std::string& text, const std::string& start) {
-  return text.compare(0, start.size(), start) == 0;
+  return {path.substr(path.rfind('/') + 1) + "_", "TOLM_Keys_", "tmtolm-try-"};
 }
 
 // A folder of the file system, held by its descriptor.
@@ -100,9 +98,10 @@ void removeUnfinishedIn(const OpenFolder& folder, const std::string& name) {
 
 void removeLeftOverFolders(const std::string& parent) {
   const OpenFolder folder(parent);
-  const std::string start = workFolderStart();
+  const std::array<std::string, 3> starts = folderStarts();
   for (const std::string& name : folder.names()) {
-    if (!startsWith(name, start)) {
+    if (std::none_of(starts.begin(), starts.end(),
+                     [&name](const std::string& start) { return name.starts_with(start); })) {
       continue;
     }
     const int leftOver = openAbandoned(folder.get(), name, S_IFDIR);
@@ -110,9 +109,9 @@ void removeLeftOverFolders(const std::string& parent) {
       continue;
     }
     if (removeFolder(folder.get(), name.c_str())) {
-      LOG_MESSAGE(kLogInformation, "Removed the work folder %s of an earlier run", name.c_str());
+      LOG_MESSAGE(kLogInformation, "Removed the folder %s of an earlier run", name.c_str());
     } else {
-      LOG_MESSAGE(kLogWarning, "The work folder %s of an earlier run can't be removed", name.c_str());
+      LOG_MESSAGE(kLogWarning, "The folder %s of an earlier run can't be removed", name.c_str());
     }
     // Locked until it is gone: no run takes it up meanwhile.
     close(leftOver);

@@ -9,9 +9,10 @@
 
 namespace halvo {
 
-// Removes the unlocked work folders of this user in `parent` ("/tmp"), those with a suffix in their name.
-// The plain one is the engine's to remove: whether it was there decides the name that a run takes. Logs
-// each removal as information, and what can't be removed as a warning.
+// Removes the unlocked folders of this user in `parent` ("/tmp") that runs make: the work folders with a
+// suffix in their name, and the folders of keys and of trials. The plain work folder is the engine's to
+// remove: whether it was there decides the name that a run takes. Logs each removal as information, and what
+// can't be removed as a warning.
 void removeLeftOverFolders(const std::string& parent);
 
 // Removes `path` if it is an unlocked half-written bundle of this user, by its name and its kind; nothing

@@ -10,6 +10,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/TemporaryFolder.h"
 
 namespace halvo {
 namespace {
@@ -29,6 +30,16 @@ TEST(LeftOversTest, UnlockedWorkFoldersWithASuffixGo) {
   writeFile(folder.file("other/z"), "z");
   removeLeftOverFolders(folder.path());
   EXPECT_THAT(listFolder(folder.path()), ElementsAre("other"));
+}
+
+TEST(LeftOversTest, FoldersOfKeysAndOfTrialsGoUnlessTheyAreInUse) {
+  const TempFolder folder;
+  writeFile(folder.file("TOLM_Keys_abcdef/pubring.kbx"), "x");
+  writeFile(folder.file("tmtolm-try-abcdef/config/a.xml"), "x");
+  TemporaryFolder inUse;
+  ASSERT_EQ(inUse.make(folder.path(), "TOLM_Keys_"), 0);
+  removeLeftOverFolders(folder.path());
+  EXPECT_THAT(listFolder(folder.path()), ElementsAre(inUse.path().substr(folder.path().size() + 1)));
 }
 
 TEST(LeftOversTest, ThePlainFolderIsTheEnginesToRemove) {

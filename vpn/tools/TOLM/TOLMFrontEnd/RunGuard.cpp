@@ -15,10 +15,11 @@
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/FolderRemoval.h"
+#include "vpn/Common/Utility/TemporaryFolder.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
-#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
 
 namespace halvo {
 
@@ -415,6 +416,7 @@ void RunGuard::endProcess(int signal) {
   }
   removeHeldFolders();
   removeUnfinishedFile();
+  TemporaryFolder::removeAll();
   restoreTerminal();
   if (m_Settings.endBySignal) {
     // The line of progress ends without a line feed.

@@ -16,6 +16,7 @@
 #include "vpn/Common/Zip/CZip.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundlePlace.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/ExclusiveRename.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/LeftOvers.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
@@ -52,6 +53,10 @@ bool isStill(int folder, const std::string& name, int file) {
          open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
+std::string nameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
 std::string systemText(const std::string& what, int error) {
   return what + ": " + std::strerror(error);
 }
@@ -67,9 +72,22 @@ ResultCode WholeBundle::fail(const std::string& reason) {
   return TOLMENGINE_ERROR_WRITE_FAILURE;
 }
 
+int WholeBundle::giveName(int parent, const std::string& hidden) {
+  if (!m_NextPath) {
+    return renameat(parent, hidden.c_str(), parent, nameOf(m_strPath).c_str()) == 0 ? 0 : errno;
+  }
+  int error = renameExclusively(parent, hidden, nameOf(m_strPath));
+  for (int i = 0; i < kMostNames && error == EEXIST; ++i) {
+    m_strPath = m_NextPath();
+    error = renameExclusively(parent, hidden, nameOf(m_strPath));
+  }
+  return error;
+}
+
 ResultCode WholeBundle::make(const std::string& folder, const std::string& bundlePath) {
+  m_strPath = bundlePath;
   const std::string place = folderOf(bundlePath);
-  const std::string name = bundlePath.substr(bundlePath.rfind('/') + 1);
+  const std::string name = nameOf(bundlePath);
   const std::string unreachable = "is there a folder for \"" + bundlePath + "\", and may you write there?";
   // By the open folder from here on: its path may lead elsewhere a moment later.
   const DescriptorHolder parent(open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -97,8 +115,8 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
     if (problem.empty() && fsync(file.get()) != 0 && errno != EINVAL && errno != ENOSYS) {
       problem = systemText("it can't be written to the disk", errno);
     }
-    if (problem.empty() && renameat(parent.get(), hidden.c_str(), parent.get(), name.c_str()) != 0) {
-      problem = systemText("it can't be given its name", errno);
+    if (const int error = problem.empty() ? giveName(parent.get(), hidden) : 0; error != 0) {
+      problem = systemText("it can't be given its name", error);
     }
   } catch (...) {
     // No memory, most likely; nothing half-written stays for that.

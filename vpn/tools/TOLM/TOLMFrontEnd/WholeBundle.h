@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 
@@ -27,21 +28,31 @@ class WholeBundle {
   // Told the hidden path while there is such a file, and an empty one when there is none any more.
   using Noter = std::function<void(const std::string& path)>;
 
+  // Tells a path in the same folder to take where the one that was wanted is taken by now.
+  using NextPath = std::function<std::string()>;
+
   // `password` is borrowed. Without a writer, CZip::Zip() writes, and its work is looked at; another's result
   // alone counts.
   WholeBundle(const Secret& password, Noter noter, Writer writer = nullptr);
+
+  // Has no bundle replaced: `next` is asked for as long as the path is taken. Without it, an older bundle of
+  // the same path goes.
+  void keepOlder(NextPath next) { m_NextPath = std::move(next); }
 
   // Makes the bundle. 0, or TOLMENGINE_ERROR_WRITE_FAILURE with reason(), also logged.
   [[nodiscard]] ResultCode make(const std::string& folder, const std::string& bundlePath);
 
   // What failed, or what is missing; for the line that tells the failure.
   [[nodiscard]] const std::string& reason() const { return m_strReason; }
-  // Of a bundle that was made: the files that went in, and its bytes.
+  // Of a bundle that was made: where it is, the files that went in, and its bytes.
+  [[nodiscard]] const std::string& path() const { return m_strPath; }
   [[nodiscard]] std::uint64_t files() const { return m_nFiles; }
   [[nodiscard]] std::uint64_t bytes() const { return m_nBytes; }
 
  private:
   ResultCode fail(const std::string& reason);
+  // Gives the hidden file its name, m_strPath. Returns 0 or an errno value.
+  int giveName(int parent, const std::string& hidden);
   // What is wrong with the archive that was made in the open file.
   std::string write(int file, const std::string& folder, const std::string& hidden,
                     const std::string& bundlePath);
@@ -49,6 +60,8 @@ class WholeBundle {
   const Secret& m_rPassword;
   Noter m_Noter;
   Writer m_Writer;
+  NextPath m_NextPath;
+  std::string m_strPath;
   std::string m_strReason;
   std::uint64_t m_nFiles = 0;
   std::uint64_t m_nBytes = 0;

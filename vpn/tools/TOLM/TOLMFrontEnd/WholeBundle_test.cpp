@@ -119,6 +119,26 @@ TEST_F(WholeBundleTest, AFileOfFourGibibytesWithoutAPasswordIsNamed) {
   EXPECT_THAT(listFolder(m_Folder.file("out")), IsEmpty());
 }
 
+// A name that is free at a look may be taken a moment later, by a run of another user's.
+TEST_F(WholeBundleTest, ANameThatIsTakenMeanwhileIsNotReplacedWhereAnOlderBundleIsToStay) {
+  std::string none;
+  const Secret secret(none);
+  WholeBundle bundle(secret, [](const std::string&) {});
+  std::vector<std::string> asked;
+  bundle.keepOlder([this, &asked] {
+    asked.push_back(m_Folder.file("out/a_" + std::to_string(asked.size() + 2) + ".zip"));
+    return asked.back();
+  });
+  writeFile(zip(), "another's");
+  writeFile(m_Folder.file("out/a_2.zip"), "a third one's");
+  EXPECT_EQ(bundle.make(work(), zip()), 0U);
+  EXPECT_EQ(bundle.path(), m_Folder.file("out/a_3.zip"));
+  EXPECT_EQ(readFile(zip()), "another's");
+  EXPECT_EQ(readFile(m_Folder.file("out/a_2.zip")), "a third one's");
+  EXPECT_EQ(test::bundleContent(test::Reader::Unzip, bundle.path()).size(), 2U);
+  EXPECT_THAT(listFolder(m_Folder.file("out")), ElementsAre("a.zip", "a_2.zip", "a_3.zip"));
+}
+
 TEST_F(WholeBundleTest, AMissingFolderIsTold) {
   std::string none;
   const Secret secret(none);

@@ -65,21 +65,16 @@ std::string trustProblemOf(const std::string& path, const struct stat& status) {
 
 }  // namespace
 
-TrialFolder::~TrialFolder() {
-  if (!m_strFolder.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_strFolder, ignored);
-  }
-}
-
 std::string TrialFolder::add(const std::vector<std::string>& paths) {
   const char* const variable = std::getenv("TMPDIR");
-  std::string folder =
-      std::string(variable == nullptr || *variable != '/' ? "/tmp" : variable) + "/tmtolm-try-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr || mkdir((folder + "/config").c_str(), 0700) != 0) {
-    return "no folder for the documents can be made at " + folder + ": " + std::strerror(errno);
+  const std::string parent = variable == nullptr || *variable != '/' ? "/tmp" : variable;
+  int error = m_Folder.make(parent, "tmtolm-try-");
+  if (error == 0 && mkdir((m_Folder.path() + "/config").c_str(), 0700) != 0) {
+    error = errno;
   }
-  m_strFolder = folder;
+  if (error != 0) {
+    return "no folder for the documents can be made in " + quotedText(parent) + ": " + std::strerror(error);
+  }
   for (const std::string& path : paths) {
     if (std::string problem = isFolder(path) ? addFolder(path) : addDocument(path); !problem.empty()) {
       return problem;
@@ -95,10 +90,15 @@ std::string TrialFolder::addFolder(const std::string& path) {
     if (stream == nullptr) {
       return because(path, std::strerror(errno));
     }
+    errno = 0;
     while (const dirent* entry = readdir(stream.get())) {
       if (TOLMMgr::isDocumentName(entry->d_name)) {
         names.emplace_back(entry->d_name);
       }
+      errno = 0;
+    }
+    if (errno != 0) {
+      return because(path, std::strerror(errno));
     }
   }
   if (names.empty()) {
@@ -171,7 +171,7 @@ std::string TrialFolder::request(const std::vector<std::string>& ids) {
     }
     text += "<file id=\"" + escaped(id) + "\"/>";
   }
-  m_strRequest = m_strFolder + "/request.xml";
+  m_strRequest = m_Folder.path() + "/request.xml";
   std::ofstream out(m_strRequest, std::ios::binary);
   out << text << "</request>\n";
   out.close();

@@ -1,19 +1,22 @@
 // TrialFolder: documents that their author names, laid out as a config folder for one run.
 //
 // The documents are read once, looked at for who else could have written them, and copied into a folder of
-// this user's alone: what is run is what was looked at. The folder goes with the object. Used on one thread.
+// this user's alone: what is run is what was looked at. The folder goes with the object, and with the program
+// where a signal ends it. Used on one thread.
 
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "vpn/Common/Utility/TemporaryFolder.h"
+
 namespace halvo {
 
 class TrialFolder {
  public:
   TrialFolder() = default;
-  ~TrialFolder();
+  ~TrialFolder() = default;
   TrialFolder(const TrialFolder&) = delete;
   TrialFolder& operator=(const TrialFolder&) = delete;
 
@@ -25,7 +28,7 @@ class TrialFolder {
   [[nodiscard]] std::string request(const std::vector<std::string>& ids);
 
   // Ends in "/".
-  [[nodiscard]] std::string configFolder() const { return m_strFolder + "/config/"; }
+  [[nodiscard]] std::string configFolder() const { return m_Folder.path() + "/config/"; }
   // Empty without a request.
   [[nodiscard]] const std::string& requestPath() const { return m_strRequest; }
 
@@ -33,7 +36,7 @@ class TrialFolder {
   std::string addDocument(const std::string& path);
   std::string addFolder(const std::string& path);
 
-  std::string m_strFolder;
+  TemporaryFolder m_Folder;
   std::string m_strRequest;
   std::size_t m_nDocuments = 0;
 };

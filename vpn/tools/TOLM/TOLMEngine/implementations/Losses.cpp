@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 
+#include <algorithm>
 #include <mutex>
 #include <unordered_set>
 
@@ -65,6 +66,24 @@ void recordLoss(const char* function, LossKind kind, const std::string& path, co
   } else {
     logDebugMessage(function, __FILE__, __LINE__, kLogWarning, "\"%s\" can't be read and is left out: %s",
                     path.c_str(), what.c_str());
+  }
+}
+
+void renameLoss(const std::string& from, const std::string& to) {
+  const std::lock_guard<std::mutex> guard(record().mutex);
+  for (KindOfLoss& kind : record().kinds) {
+    if (from == to || kind.paths.erase(from) == 0) {
+      continue;
+    }
+    const auto loss = std::find_if(kind.kept.begin(), kind.kept.end(),
+                                   [&from](const Loss& noted) { return noted.path == from; });
+    if (kind.paths.insert(to).second) {
+      loss->path = to;
+    } else {
+      // One file, one loss.
+      kind.kept.erase(loss);
+      --kind.count;
+    }
   }
 }
 

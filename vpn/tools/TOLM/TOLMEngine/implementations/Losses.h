@@ -37,6 +37,9 @@ void resetLosses();
 // A path is noted once for each kind: what was captured cut short and then copied so is one file.
 void recordLoss(const char* function, LossKind kind, const std::string& path, const std::string& what);
 
+// Has what was noted for `from` stand for `to`: the file has got that name. Logs nothing.
+void renameLoss(const std::string& from, const std::string& to);
+
 [[nodiscard]] std::size_t lossCount(LossKind kind);
 // The first kKeptLosses, in the order in which they happened.
 [[nodiscard]] std::vector<Loss> losses(LossKind kind);

@@ -64,6 +64,18 @@ TEST_F(LossesTest, APathIsNotedOnceForEachKindAndLoggedUnderTheOperationsName) {
   EXPECT_THAT(unread(), IsEmpty());
 }
 
+TEST_F(LossesTest, ALossGoesWithTheNameOfItsFile) {
+  recordLoss("f", LossKind::kCutShort, at("a_tmp.txt"), "one");
+  renameLoss(at("a_tmp.txt"), at("a_result.txt"));
+  renameLoss(at("none"), at("other"));
+  EXPECT_THAT(cut(), ElementsAre("a_result.txt: one"));
+  // What is appended later, and lost as well, is the same file's.
+  recordLoss("f", LossKind::kCutShort, at("b"), "two");
+  recordLoss("f", LossKind::kCutShort, at("a_tmp.txt"), "three");
+  renameLoss(at("a_tmp.txt"), at("a_result.txt"));
+  EXPECT_THAT(cut(), ElementsAre("a_result.txt: one", "b: two"));
+}
+
 TEST_F(LossesTest, BeyondAThousandTheyAreCounted) {
   for (std::size_t i = 0; i < kKeptLosses + 5; ++i) {
     recordLoss("f", LossKind::kCutShort, std::to_string(i), "");
@@ -135,7 +147,7 @@ TEST_F(LossesTest, CapturedOutputThatIsCutShortIsOneLossWithItsCopy) {
     TOLMCollectLogsAction(context, document->GetRoot()).Perform(records);
   }
   EXPECT_EQ(records.size(), 1U);
-  EXPECT_THAT(cut(), ElementsAre("head_tmp.txt: File too large"));
+  EXPECT_THAT(cut(), ElementsAre("head_result.txt: File too large"));
 }
 
 TEST_F(LossesTest, ASummaryOrCommentsThatAreCutShortAreALoss) {

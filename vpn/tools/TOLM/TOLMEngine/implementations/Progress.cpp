@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "vpn/Common/Utility/PlainText.h"
+
 namespace halvo {
 
 namespace {
@@ -24,7 +26,7 @@ void reportToConsole(std::uint32_t percent, const std::string& message, bool isP
   if (!isProgress) {
     std::puts("\r");
     // On a line of its own: the progress line in front of it has no end.
-    std::printf("%s", message.c_str());
+    std::printf("%s", withoutControls(message).c_str());
     std::puts("\r");
     return;
   }
@@ -33,7 +35,7 @@ void reportToConsole(std::uint32_t percent, const std::string& message, bool isP
   }
   // No line end: the next report overwrites the line.
   std::putchar(13);
-  std::printf("%-50.50s %3d%%", message.c_str(), static_cast<int>(percent));
+  std::printf("%-50.50s %3d%%", withoutControls(message).c_str(), static_cast<int>(percent));
   std::fflush(stdout);
 }
 

@@ -192,6 +192,14 @@ TEST_F(ProgressTest, InConsoleModeTheListenerAndTheStateRest) {
   EXPECT_EQ(getProgressState().message, before.message);
 }
 
+// A title or a description comes from a document, and would move the terminal's cursor.
+TEST_F(ProgressTest, TheConsolePrintsNoControlCharactersOfAMessage) {
+  setConsoleMode(1);
+  EXPECT_THAT(printed(33, "Processing \x1b[2J\xc2\x9b\n...", kProcessing),
+              ::testing::StartsWith("\rProcessing \\x1b[2J\\xc2\\x9b\\x0a... "));
+  EXPECT_EQ(printed(0, "failed: \x07", 1), "\r\nfailed: \\x07\r\n");
+}
+
 TEST_F(ProgressTest, ConsoleModeIsTwoBytesOfANumber) {
   setConsoleMode(0xAABBCC01);
   EXPECT_EQ(getConsoleMode().console, 0x01);

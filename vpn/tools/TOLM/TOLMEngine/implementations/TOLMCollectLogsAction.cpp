@@ -1,5 +1,6 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/PathText.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -112,6 +113,10 @@ ResultCode TOLMCollectLogsAction::performExternalAction(const XMLObject& actionX
                                       reason);
     LOG_RETURN_CODE_TEXT(kLogError, "helperUtil::fileCopy", rc, "%s", reason.c_str());
     return rc;
+  }
+  if (attributes.useStdout) {
+    // The temporary file goes; in the bundle is its copy.
+    renameLoss(tempOut, destination);
   }
   // Also a file that a launched program wrote by itself, wherever it lies, goes once it is copied.
   tempFiles.push_back(tempOut);

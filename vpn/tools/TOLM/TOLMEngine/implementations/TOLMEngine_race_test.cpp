@@ -135,6 +135,7 @@ TEST_F(EngineRaceTest, ARemovalNeverLeavesItsFolder) {
     swapNames(plain, "/tmp/other_link");
   });
   const int turns = race([&plain] { helperUtil::fileDeleteLeftOver(plain); });
+  RecordProperty("removals", turns);
   EXPECT_GT(turns, 10);
   expectNothingTouched();
 }
@@ -170,7 +171,7 @@ TEST_F(EngineRaceTest, ASecondUserNeverGetsIntoARun) {
   });
   makeFolders("/opt/out");
   int good = 0;
-  race([this, &good] {
+  const int turns = race([this, &good] {
     TOLMEngine engine("", "/opt/out/race.zip", "", false);
     const ResultCode rc = engine.run();
     if (rc == 0) {
@@ -182,6 +183,8 @@ TEST_F(EngineRaceTest, ASecondUserNeverGetsIntoARun) {
     }
   });
   expectNothingTouched();
+  RecordProperty("runs", turns);
+  RecordProperty("bundles", good);
   EXPECT_GT(good, 0);
 }
 

@@ -8,10 +8,10 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/TemporaryFolder.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Gpgme_linux.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
 
@@ -129,17 +129,11 @@ gpgme_error_t noteStatus(void* ended, const char* keyword, const char* /*argumen
 }  // namespace
 
 struct Recipients::Keyring {
-  std::string home;
+  TemporaryFolder folder;
+  // Goes before the folder does.
   std::vector<Key> keys;
 
-  ~Keyring() {
-    keys.clear();
-    if (!home.empty()) {
-      std::error_code ignored;
-      std::filesystem::remove_all(home, ignored);
-    }
-  }
-
+  [[nodiscard]] const std::string& home() const { return folder.path(); }
   [[nodiscard]] std::string make();
   [[nodiscard]] std::string add(const std::string& name, std::vector<std::string>& fingerprints);
   // The key's material from a file or the user's keyring, into `material`.
@@ -155,11 +149,9 @@ std::string Recipients::Keyring::make() {
       gpgme().engine_check_version(GPGME_PROTOCOL_OpenPGP) != 0) {
     return "there is no usable gpg on this machine";
   }
-  char folder[] = "/tmp/TOLM_Keys_XXXXXX";
-  if (mkdtemp(folder) == nullptr) {
-    return std::string("no folder for the keys can be made in /tmp: ") + std::strerror(errno);
+  if (const int error = folder.make("/tmp", "TOLM_Keys_"); error != 0) {
+    return std::string("no folder for the keys can be made in /tmp: ") + std::strerror(error);
   }
-  home = folder;
   return "";
 }
 
@@ -203,7 +195,7 @@ std::string Recipients::Keyring::add(const std::string& name, std::vector<std::s
     return problem;
   }
   gpgme().data_seek(material.get(), 0, SEEK_SET);
-  const Context context = makeContext(home);
+  const Context context = makeContext(home());
   if (!context) {
     return "gpg can't be asked";
   }
@@ -261,7 +253,7 @@ int Recipients::makePlainFile() const {
     errno = EINVAL;
     return -1;
   }
-  std::string path = m_pKeyring->home + "/plain.XXXXXX";
+  std::string path = m_pKeyring->home() + "/plain.XXXXXX";
   const int file = mkostemp(path.data(), O_CLOEXEC);
   if (file >= 0 && unlink(path.c_str()) != 0) {
     // The reason is that of the removal, whatever the closing says.
@@ -277,7 +269,7 @@ std::string Recipients::encrypt(int plain, int cipher) const {
   if (!m_pKeyring || m_pKeyring->keys.empty()) {
     return "no key is given";
   }
-  const Context context = makeContext(m_pKeyring->home);
+  const Context context = makeContext(m_pKeyring->home());
   // The archive was written through another descriptor's name, and this one may stand anywhere.
   if (lseek(plain, 0, SEEK_SET) != 0) {
     return std::string("the plain bundle can't be read: ") + std::strerror(errno);

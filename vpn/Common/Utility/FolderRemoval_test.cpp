@@ -1,4 +1,4 @@
-#include "vpn/tools/TOLM/TOLMFrontEnd/FolderRemoval.h"
+#include "vpn/Common/Utility/FolderRemoval.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

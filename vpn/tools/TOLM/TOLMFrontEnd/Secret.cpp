@@ -1,12 +1,13 @@
-#define __STDC_WANT_LIB_EXT1__ 1
-#include <string.h>
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <new>
 
-#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/SecretPages.h"
 
 namespace halvo {
 
@@ -28,7 +29,7 @@ rlim_t setCoreLimit(rlim_t wanted) {
 void wipe(std::string& text) {
   // The whole block: a longer text may have stood there before. By a call that no optimiser drops.
   text.resize(text.capacity());
-  memset_s(text.data(), text.size(), 0, text.size());
+  eraseBytes(text.data(), text.size());
   text.clear();
 }
 
@@ -45,11 +46,11 @@ Secret::Secret(std::string& text) {
   }
   m_pText = static_cast<char*>(pages);
   m_nSize = text.size();
-  // May be refused by a limit; the password is kept as well as can be.
+  // Each of these may be refused, by a limit or an older system; the password is kept as well as can be.
   m_bLocked = mlock(pages, m_nPages) == 0;
-  m_bWasDumpable = false;  // this host has no such mark
+  m_bWasDumpable = banDumps(pages, m_nPages);
   m_nOldCoreLimit = setCoreLimit(0);
-  memcpy(m_pText, text.data(), text.size());
+  std::memcpy(m_pText, text.data(), text.size());
   wipe(text);
 }
 
@@ -57,8 +58,9 @@ Secret::~Secret() {
   if (m_pText == nullptr) {
     return;
   }
-  memset_s(m_pText, m_nPages, 0, m_nPages);
+  eraseBytes(m_pText, m_nPages);
   munmap(m_pText, m_nPages);
+  undoDumpBan(m_bWasDumpable);
   setCoreLimit(m_nOldCoreLimit);
 }
 

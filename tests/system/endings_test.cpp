@@ -1,0 +1,198 @@
+// Whole runs of the console program: what goes away with a run that a signal ends, and what name a bundle
+// gets among others.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/BundleReader.h"
+#include "tests/support/Documents.h"
+#include "tests/support/Files.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TempFolder.h"
+
+namespace halvo {
+namespace {
+
+using namespace test;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
+
+std::string itemDocument(const std::string& title, const std::string& actions) {
+  return documentText(title,
+                      "<file id=\"i\"><description>D</description><default>true</default><tolm>"
+                      "<os opsys=\"linux\">" +
+                          actions + "</os></tolm></file>");
+}
+
+// A command that tells its own process in /opt/child and its run's in /opt/run, and then lasts.
+std::string lastingDocument() {
+  return itemDocument(
+      "Slow",
+      "<use_extern_action><action><args>echo $$ &gt;/opt/child; echo $PPID &gt;/opt/run.new; "
+      "mv /opt/run.new /opt/run; exec sleep 100</args><stdout/></action></use_extern_action>");
+}
+
+pid_t processIn(const std::string& file) {
+  return exists(file) ? static_cast<pid_t>(std::strtol(readFile(file).c_str(), nullptr, 10)) : 0;
+}
+
+class EndingsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* folder : {"/opt/halvo", "/opt/out", "/opt/logs", "/opt/documents"}) {
+      std::filesystem::remove_all(folder);
+    }
+    makeFolders(std::string(std::getenv("HOME")) + "/Desktop");
+    makeFolders(kConfig);
+    makeFolders("/opt/out");
+    writeFile("/opt/logs/one.log", "one\n");
+  }
+  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
+    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
+    return runProgram(arguments, options);
+  }
+
+  // Starts a run whose command lasts and sends it the signal. `before` looks at what is there by then.
+  template <typename Look>
+  static RunResult signalled(int number, const std::vector<std::string>& arguments, Look before) {
+    unlink("/opt/run");
+    RunResult result;
+    std::thread run([&] { result = tmtolm(arguments); });
+    for (int i = 0; i < 4000 && !exists("/opt/run"); ++i) {
+      usleep(5000);
+    }
+    EXPECT_TRUE(exists("/opt/run"));
+    before();
+    if (const pid_t process = processIn("/opt/run"); process > 0) {
+      kill(process, number);
+    }
+    run.join();
+    return result;
+  }
+};
+
+TEST_F(EndingsTest, ATrialThatASignalEndsLeavesNoFolderOfDocuments) {
+  writeFile("/opt/documents/slow.xml", lastingDocument());
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    const RunResult result =
+        signalled(number, {"try", "/opt/documents/slow.xml", "--bundle", "/opt/out/a.zip"},
+                  [] { EXPECT_THAT(listFolder("/tmp"), Contains(StartsWith("tmtolm-try-"))); });
+    EXPECT_EQ(result.signal, number);
+    EXPECT_THAT(listFolder("/tmp"), Each(Not(StartsWith("tmtolm-try-"))));
+    EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+  }
+}
+
+TEST_F(EndingsTest, ARunToAKeyThatASignalEndsLeavesNoFolderOfKeys) {
+  const TempFolder keys;
+  chmod(keys.path().c_str(), 0700);
+  const std::vector<std::string> gpg = {"gpg",          "--homedir", keys.path(),       "--batch", "--quiet",
+                                        "--passphrase", "",          "--pinentry-mode", "loopback"};
+  std::vector<std::string> make = gpg;
+  make.insert(make.end(), {"--quick-generate-key", "reader", "future-default", "default", "never"});
+  ASSERT_EQ(runProgram(make).exitStatus, 0);
+  std::vector<std::string> give = gpg;
+  give.insert(give.end(), {"--output", "/opt/reader.key", "--export", "reader"});
+  ASSERT_EQ(runProgram(give).exitStatus, 0);
+  static_cast<void>(runProgram({"gpgconf", "--homedir", keys.path(), "--kill", "all"}));
+  writeFile(kConfig + "slow.xml", lastingDocument());
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    const RunResult result =
+        signalled(number, {"collect", "--recipient", "/opt/reader.key", "--bundle", "/opt/out/a.zip"},
+                  [] { EXPECT_THAT(listFolder("/tmp"), Contains(StartsWith("TOLM_Keys_"))); });
+    EXPECT_EQ(result.signal, number);
+    EXPECT_THAT(listFolder("/tmp"), Each(Not(StartsWith("TOLM_Keys_"))));
+    EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+  }
+}
+
+TEST_F(EndingsTest, WhatAKilledTrialHasLeftGoesWithTheNextRun) {
+  writeFile("/opt/documents/slow.xml", lastingDocument());
+  EXPECT_EQ(
+      signalled(SIGKILL, {"try", "/opt/documents/slow.xml", "--bundle", "/opt/out/a.zip"}, [] {}).signal,
+      SIGKILL);
+  // Nobody ends what a killed run had started.
+  if (const pid_t child = processIn("/opt/child"); child > 0) {
+    kill(child, SIGKILL);
+  }
+  EXPECT_THAT(listFolder("/tmp"), Contains(StartsWith("tmtolm-try-")));
+  writeFile(kConfig + "a.xml", itemDocument("Alpha", copyAction("/opt/logs/*.log")));
+  EXPECT_EQ(tmtolm({"collect", "--quiet", "--wait", "--bundle", "/opt/out/b.zip"}).exitStatus, 0);
+  EXPECT_THAT(listFolder("/tmp"), Each(Not(StartsWith("tmtolm-try-"))));
+}
+
+TEST_F(EndingsTest, RunsOfOneSecondEachGetANameOfTheirOwn) {
+  writeFile(kConfig + "a.xml", itemDocument("Alpha", copyAction("/opt/logs/*.log")));
+  RunOptions options;
+  options.environment = {{"LD_PRELOAD", std::string(TOLM_TEST_BUILD_DIR) + "/tests/fixed_clock.so"}};
+  constexpr int kRuns = 4;
+  std::vector<RunResult> results(kRuns);
+  std::vector<std::thread> runs;
+  runs.reserve(kRuns);
+  for (RunResult& result : results) {
+    runs.emplace_back([&result, &options] {
+      result = tmtolm({"collect", "--wait", "--output-dir", "/opt/out"}, options);
+    });
+  }
+  for (std::thread& run : runs) {
+    run.join();
+  }
+  const std::vector<std::string> names = listFolder("/opt/out");
+  EXPECT_THAT(names, SizeIs(kRuns));
+  for (const RunResult& result : results) {
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    // Each tells the bundle that it made, and the summary in it names the same.
+    const std::string path = result.out.substr(result.out.rfind("Bundle: ") + 8, std::string::npos);
+    const std::string bundle = path.substr(0, path.find('\n'));
+    ASSERT_TRUE(exists(bundle)) << result.out;
+    EXPECT_THAT(bundleContent(Reader::Unzip, bundle).at("summary.txt"), HasSubstr(bundle + "\n"));
+  }
+}
+
+TEST_F(EndingsTest, NoJsonThatIsWrittenHoldsControlCharacters) {
+  const std::string odd =
+      "od\xc2\x9b"
+      "d\x7f";
+  writeFile("/opt/logs/" + odd + ".log", "one\n");
+  writeFile(kConfig + "a.xml",
+            itemDocument(odd, copyAction("/opt/logs/*.log") + copyAction("/opt/none/" + odd)));
+  ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/out/old.zip"}).exitStatus, 0);
+  writeFile("/opt/logs/new-" + odd + ".log", "authentication failed\n");
+  const RunResult run = tmtolm({"collect", "--bundle", "/opt/out/" + odd + ".zip", "--status-json", "-"});
+  ASSERT_EQ(run.exitStatus, 0) << run.err;
+  writeFile("/opt/documents/" + odd + ".xml",
+            itemDocument("T", "<" + std::string("unknown>") + odd + "</unknown>"));
+  const auto expectPlain = [](const std::string& out, const std::string& command) {
+    EXPECT_THAT(out, HasSubstr("\\u009b")) << command;
+    EXPECT_THAT(out, AllOf(Not(HasSubstr("\xc2\x9b")), Not(HasSubstr("\x7f")))) << command;
+  };
+  expectPlain(run.out, "collect");
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+           {"plan", "--json"},
+           {"check", "--json", "/opt/documents"},
+           {"show", "--json", "/opt/out/" + odd + ".zip"},
+           {"compare", "--json", "/opt/out/old.zip", "/opt/out/" + odd + ".zip"}}) {
+    expectPlain(tmtolm(command).out, command[0]);
+  }
+}
+
+}  // namespace
+}  // namespace halvo
