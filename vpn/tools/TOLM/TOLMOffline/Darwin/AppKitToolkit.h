@@ -26,8 +26,9 @@ class AppKitToolkit final : public IToolkit {
   // `controller` holds the outlets under their names and becomes the application's delegate; it isn't owned.
   explicit AppKitToolkit(id controller);
 
-  // Whether the present screen has been shown for long enough that a press is meant for it. A button of a
-  // new screen stands where the last one's stood, so a double click would go through both.
+  // Whether the present screen had been shown for long enough, when the present press was made, that it is
+  // meant for it. A button of a new screen stands where the last one's stood, so a double click would go
+  // through both.
   [[nodiscard]] bool takesPress() const;
 
   // Shows the bundle of a good run in its folder.
@@ -60,7 +61,7 @@ class AppKitToolkit final : public IToolkit {
   std::map<Outlet, id> m_Outlets;
   AppKitMainQueue m_MainQueue;
   std::string m_strBundlePath;
-  // When the present screen was shown, in seconds since the toolkit's reference date.
+  // When the present screen was shown, by the clock of the events: in seconds since the machine's start.
   double m_dShown = 0;
 };
 

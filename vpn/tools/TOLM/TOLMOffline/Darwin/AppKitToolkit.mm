@@ -1,6 +1,7 @@
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitToolkit.h"
 
 #include <dispatch/dispatch.h>
+#include <time.h>
 
 #include <memory>
 #include <utility>
@@ -12,6 +13,9 @@ namespace halvo {
 namespace {
 
 constexpr double kSecondsBeforePresses = 0.5;
+// How long a press may wait for a busy program. An event that is older isn't what the action comes from: an
+// accessibility service sends actions without one.
+constexpr double kSecondsOfAPress = 5;
 
 // The controller's field of each outlet.
 const std::pair<Outlet, NSString*> kOutletNames[] = {
@@ -40,6 +44,13 @@ void runBlockInPool(void* context) {
   [pool release];
 }
 
+// The clock that an event's time is of.
+double secondsOfEvents() {
+  timespec now = {};
+  clock_gettime(CLOCK_UPTIME_RAW, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
 }  // namespace
 
 void AppKitMainQueue::submit(std::function<void()> block) {
@@ -54,7 +65,12 @@ AppKitToolkit::AppKitToolkit(id controller) : m_pController(controller) {
 }
 
 bool AppKitToolkit::takesPress() const {
-  return [NSDate timeIntervalSinceReferenceDate] - m_dShown >= kSecondsBeforePresses;
+  const double now = secondsOfEvents();
+  if (now - m_dShown < kSecondsBeforePresses) {
+    return false;
+  }
+  const double pressed = [[NSApp currentEvent] timestamp];
+  return now - pressed > kSecondsOfAPress || pressed - m_dShown >= kSecondsBeforePresses;
 }
 
 id AppKitToolkit::object(Outlet outlet) const {
@@ -96,7 +112,7 @@ void AppKitToolkit::setTabViewType(Outlet outlet, int type) {
 void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
   // From here on, and not from the press: what counts is how long the user has seen the screen.
   [static_cast<NSTabView*>(object(outlet)) selectNextTabViewItem:nil];
-  m_dShown = [NSDate timeIntervalSinceReferenceDate];
+  m_dShown = secondsOfEvents();
 }
 
 std::string AppKitToolkit::stringValue(Outlet outlet) {

@@ -151,7 +151,12 @@ enum : NSUInteger {
 - (void)setSubmenu:(NSMenu*)menu forItem:(NSMenuItem*)item;
 @end
 
+@interface NSEvent : NSObject
+- (NSTimeInterval)timestamp;
+@end
+
 @interface NSApplication : NSResponder
+- (NSEvent*)currentEvent;
 - (void)setDelegate:(id)delegate;
 - (void)setMainMenu:(NSMenu*)menu;
 - (void)finishLaunching;

@@ -42,10 +42,6 @@ static inline NSRect NSMakeRect(double x, double y, double width, double height)
 - (NSString*)lastPathComponent;
 @end
 
-@interface NSDate : NSObject
-+ (NSTimeInterval)timeIntervalSinceReferenceDate;
-@end
-
 @interface NSAutoreleasePool : NSObject
 @end
 
