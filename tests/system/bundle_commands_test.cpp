@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <zlib.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/Terminal.h"
+#include "vpn/tools/TOLM/TOLMBundle/BundleWriter.h"
 
 namespace halvo {
 namespace {
@@ -27,6 +30,10 @@ const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 class BundleCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // Of the tests before, which share the private root.
+    for (const char* made : {"/opt/r.html", "/opt/redacted.zip"}) {
+      std::filesystem::remove(made);
+    }
     writeFile("/opt/logs/agent.log", "2026-03-15 10:42:07 agent: authentication failed\n\x1b[2J\n");
     writeFile(
         kConfig + "client.xml",
@@ -45,7 +52,53 @@ class BundleCommandsTest : public ::testing::Test {
     arguments.insert(arguments.begin(), builtProgram("tmtolm"));
     return runProgram(arguments);
   }
+
+  // With little memory, however much the bundle holds.
+  static RunResult tmtolmInBounds(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {"prlimit", "--as=536870912", builtProgram("tmtolm")};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    RunOptions options;
+    options.timeoutSeconds = 200;
+    return runProgram(command, options);
+  }
+
+  // Every command that reads bundles, over this one.
+  static std::vector<std::vector<std::string>> commandsOver(const std::string& bundle) {
+    return {{"show", bundle},
+            {"show", bundle, "--json"},
+            {"show", bundle, "Client/agent.log"},
+            {"findings", bundle},
+            {"ask", bundle, "--item", "client-logs"},
+            {"compare", "/opt/plain.zip", bundle},
+            {"report", bundle, "-o", "/opt/r.html"},
+            {"redact", bundle, "/opt/redacted.zip"}};
+  }
 };
+
+// A deflate stream (RFC 1951) of zeros that unpacks to `count` times 64 MiB, and the CRC of what comes out.
+std::string bombStream(unsigned count, std::uint32_t& crc) {
+  const std::string zeros(std::size_t{1} << 26U, '\0');
+  std::string block(std::size_t{1} << 20U, '\0');
+  z_stream stream = {};
+  EXPECT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(zeros.data()));
+  stream.avail_in = static_cast<uInt>(zeros.size());
+  stream.next_out = reinterpret_cast<Bytef*>(block.data());
+  stream.avail_out = static_cast<uInt>(block.size());
+  // Behind a full flush nothing refers to what came before: the bytes can be repeated.
+  EXPECT_EQ(deflate(&stream, Z_FULL_FLUSH), Z_OK);
+  block.resize(block.size() - stream.avail_out);
+  deflateEnd(&stream);
+  const uLong one = crc32(0, reinterpret_cast<const Bytef*>(zeros.data()), static_cast<uInt>(zeros.size()));
+  uLong all = 0;
+  std::string whole;
+  for (unsigned i = 0; i < count; ++i) {
+    whole += block;
+    all = crc32_combine(all, one, static_cast<z_off_t>(zeros.size()));
+  }
+  crc = static_cast<std::uint32_t>(all);
+  return whole + std::string("\x03\x00", 2);
+}
 
 TEST_F(BundleCommandsTest, EveryCommandReadsPlainAndEncryptedBundles) {
   const std::vector<std::vector<std::string>> commands = {{"show"},     {"show", "--json"},
@@ -148,6 +201,109 @@ TEST_F(BundleCommandsTest, WhatIsNoBundleIsToldByEveryCommandAndLeavesNothing) {
     EXPECT_EQ(result.out, "");
   }
   EXPECT_FALSE(exists("/opt/none.html"));
+}
+
+TEST_F(BundleCommandsTest, ABombOfTenGigabytesEndsEveryCommandInBounds) {
+  BundleEntryInfo information;
+  information.name = "Client/agent.log";
+  information.size = std::uint64_t{160} << 26U;
+  information.deflated = true;
+  const std::string stream = bombStream(160, information.crc);
+  information.packedSize = stream.size();
+  BundleWriter writer;
+  ASSERT_EQ(writer.open("/opt/bomb.zip", ""), "");
+  ASSERT_EQ(writer.beginPacked(information), "");
+  ASSERT_EQ(writer.write(stream.data(), stream.size()), "");
+  ASSERT_EQ(writer.endPacked(information), "");
+  ASSERT_EQ(writer.finish(), "");
+  ASSERT_LT(std::filesystem::file_size("/opt/bomb.zip"), 16U << 20U);
+  for (std::vector<std::string> command : commandsOver("/opt/bomb.zip")) {
+    SCOPED_TRACE(command[0]);
+    if (command[0] == "show" && command.back() == "Client/agent.log") {
+      continue;  // prints what comes out, which is what is asked for; its bound is the reader's
+    }
+    const RunResult result = tmtolmInBounds(command);
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.signal, 0) << result.err;
+    EXPECT_LE(result.out.size() + result.err.size(), 1U << 20U);
+  }
+  for (const char* made : {"/opt/r.html", "/opt/redacted.zip"}) {
+    EXPECT_TRUE(!exists(made) || std::filesystem::file_size(made) < (32U << 20U)) << made;
+  }
+  EXPECT_FALSE(exists("/Client"));
+}
+
+TEST_F(BundleCommandsTest, ABundleOfAHundredThousandEntriesEndsEveryCommandInBounds) {
+  BundleWriter writer;
+  ASSERT_EQ(writer.open("/opt/many.zip", ""), "");
+  BundleEntryInfo information;
+  information.size = 1;
+  information.crc = static_cast<std::uint32_t>(crc32(0, reinterpret_cast<const Bytef*>("x"), 1));
+  for (int i = 0; i < 100000; ++i) {
+    information.name = "Client/file" + std::to_string(i);
+    ASSERT_EQ(writer.beginPacked(information), "");
+    ASSERT_EQ(writer.write("x", 1), "");
+    ASSERT_EQ(writer.endPacked(information), "");
+  }
+  ASSERT_EQ(writer.finish(), "");
+  for (const std::vector<std::string>& command : commandsOver("/opt/many.zip")) {
+    SCOPED_TRACE(command[0]);
+    const RunResult result = tmtolmInBounds(command);
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.signal, 0) << result.err;
+    EXPECT_LE(result.exitStatus, 1) << result.err;
+  }
+  EXPECT_LT(std::filesystem::file_size("/opt/r.html"), 25U << 20U);
+}
+
+TEST_F(BundleCommandsTest, ACutBundleIsToldByEveryCommand) {
+  const std::string whole = readFile("/opt/plain.zip");
+  for (const std::size_t size : {std::size_t{1}, std::size_t{30}, whole.size() / 2, whole.size() - 30}) {
+    writeFile("/opt/cut.zip", whole.substr(0, size));
+    for (const std::vector<std::string>& command : commandsOver("/opt/cut.zip")) {
+      SCOPED_TRACE(command[0] + " " + std::to_string(size));
+      const RunResult result = tmtolm(command);
+      EXPECT_EQ(result.exitStatus, 1);
+      EXPECT_THAT(result.err, HasSubstr("\"/opt/cut.zip\" can't be read as a bundle"));
+    }
+  }
+  EXPECT_FALSE(exists("/opt/r.html"));
+  EXPECT_FALSE(exists("/opt/redacted.zip"));
+}
+
+TEST_F(BundleCommandsTest, AWrongPasswordIsToldByEveryCommand) {
+  writeFile("/opt/wrong", "lion\n");
+  for (std::vector<std::string> command : commandsOver("/opt/secret.zip")) {
+    SCOPED_TRACE(command[0]);
+    command.insert(command.end(), {"--password-file", "/opt/wrong"});
+    const RunResult result = tmtolm(command);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.err, HasSubstr("the password doesn't open \"/opt/secret.zip\""));
+    EXPECT_EQ(result.out, "");
+  }
+  EXPECT_FALSE(exists("/opt/r.html"));
+  EXPECT_FALSE(exists("/opt/redacted.zip"));
+}
+
+TEST_F(BundleCommandsTest, NamesThatLeadOutAndComeTwiceWriteNothingOutside) {
+  BundleWriter writer;
+  ASSERT_EQ(writer.open("/opt/names.zip", ""), "");
+  for (const char* name : {"Client/agent.log", "../../escaped", "/escaped", "Client/agent.log"}) {
+    BundleEntryInfo information;
+    information.name = name;
+    ASSERT_EQ(writer.begin(information), "");
+    ASSERT_EQ(writer.write("text\n", 5), "");
+    ASSERT_EQ(writer.end(), "");
+  }
+  ASSERT_EQ(writer.finish(), "");
+  for (const std::vector<std::string>& command : commandsOver("/opt/names.zip")) {
+    SCOPED_TRACE(command[0]);
+    EXPECT_EQ(tmtolm(command).exitStatus, 0);
+  }
+  EXPECT_FALSE(exists("/escaped"));
+  EXPECT_FALSE(exists("/opt/escaped"));
+  EXPECT_THAT(tmtolm({"show", "/opt/names.zip"}).out,
+              AllOf(HasSubstr("../../escaped"), HasSubstr("another entry in front of it has the same name")));
 }
 
 }  // namespace
