@@ -1,4 +1,3 @@
-#include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -14,19 +13,9 @@ ResultCode TOLMClearLogsAction::performFileAction(const XMLObject& actionXml,
     return 0;
   }
   // All matches go: gather_newest has no effect here.
-  const std::string folder = helperUtil::stringBeforeLast(attributes.translatedLocation, "/", true);
-  std::string folderCopy = folder;
-  std::string pattern = helperUtil::stringAfterLast(attributes.translatedLocation, "/");
-  std::list<helperUtil::FileFindEntry> entries;
-  if (helperUtil::fileFindAll(folderCopy, pattern, entries) != 0) {
-    return 0;
-  }
-  for (const helperUtil::FileFindEntry& entry : entries) {
-    if (!isDotName(entry.name)) {
-      // What stays, such as a folder among the matches, is in the log.
-      static_cast<void>(helperUtil::fileDelete(folder + entry.name));
-    }
-  }
+  // A folder that is missing or can't be listed is told to nobody.
+  helperUtil::fileDeleteMatching(helperUtil::stringBeforeLast(attributes.translatedLocation, "/", true),
+                                 helperUtil::stringAfterLast(attributes.translatedLocation, "/"));
   return 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -25,6 +26,7 @@ using namespace test;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr unsigned kExchange = 2;  // RENAME_EXCHANGE
@@ -69,6 +71,38 @@ class Attacker {
  private:
   pid_t m_pid;
 };
+
+bool waitFor(const std::string& path) {
+  for (int i = 0; i < 4000 && !exists(path); ++i) {
+    usleep(5000);
+  }
+  return exists(path);
+}
+
+// Makes a folder of logs in `place` and exchanges it for a link to `target` as soon as somebody lists it.
+void exchangeOnceListed(const std::string& place, const std::string& target) {
+  const std::string logs = place + "/logs";
+  const std::string link = place + "/link";
+  mkdir(place.c_str(), 0755);
+  mkdir(logs.c_str(), 0755);
+  plantLink(target.c_str(), link.c_str());
+  for (int i = 0; i < 1000; ++i) {
+    close(open((logs + "/file" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0644));
+  }
+  // Listed behind the others where the file system keeps the order of making, or its reverse.
+  close(open((logs + "/rc").c_str(), O_WRONLY | O_CREAT, 0644));
+  const int watch = inotify_init1(IN_CLOEXEC);
+  inotify_add_watch(watch, logs.c_str(), IN_OPEN | IN_ONLYDIR);
+  close(open((place + "/ready").c_str(), O_WRONLY | O_CREAT, 0644));
+  char event[4096];
+  if (read(watch, event, sizeof(event)) > 0) {
+    swapNames(logs, link);
+  }
+  close(open((place + "/done").c_str(), O_WRONLY | O_CREAT, 0644));
+  for (;;) {
+    pause();
+  }
+}
 
 class EngineRaceTest : public TOLMEngineTest {
  protected:
@@ -138,6 +172,25 @@ TEST_F(EngineRaceTest, ARemovalNeverLeavesItsFolder) {
   RecordProperty("removals", turns);
   EXPECT_GT(turns, 10);
   expectNothingTouched();
+}
+
+// A second user exchanged a folder of logs for a link to root's once it was listed, and what was deleted was
+// root's: lost at the second try.
+TEST_F(EngineRaceTest, AClearRunDeletesInTheFolderThatItHasListed) {
+  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone, also of a namespace";
+  config("a.xml",
+         documentText("A", itemText("1", copyAction("/tmp/theirs/logs/*", "<clear_log apply=\"true\"/>"))));
+  race([this] {
+    std::filesystem::remove_all("/tmp/theirs");
+    const Attacker attacker([](unsigned /*round*/) { exchangeOnceListed("/tmp/theirs", "/opt/precious"); });
+    ASSERT_TRUE(waitFor("/tmp/theirs/ready"));
+    EXPECT_RESULT(clear(), 0);
+    ASSERT_TRUE(waitFor("/tmp/theirs/done"));
+    expectNothingTouched();
+    // By now that name is the folder's which was listed.
+    EXPECT_THAT(listFolder("/tmp/theirs/link"), IsEmpty());
+  });
+  std::filesystem::remove_all("/tmp/theirs");
 }
 
 // A folder that stood there was taken for one's own: through the links in it a run wrote root's files.

@@ -137,6 +137,11 @@ struct NewestFile {
 [[nodiscard]] ResultCode fileFindAll(std::string& folder, std::string& pattern,
                                      std::list<FileFindEntry>& entries);
 
+// Deletes what fileFindAll() lists there, in that order, "." and ".." aside. The files go through the folder
+// that was listed: whoever swaps it for another one meanwhile has nothing deleted there. Returns
+// fileFindAll's code; an entry that stays, as a folder does, is logged as by fileDelete and changes nothing.
+ResultCode fileDeleteMatching(const std::string& folder, const std::string& pattern);
+
 // Deletes the files of one folder; returns the last failure. `folder` changes as in fileFindAll.
 ResultCode fileDeleteAll(std::string& folder);
 

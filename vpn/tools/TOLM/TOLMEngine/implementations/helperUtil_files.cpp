@@ -24,8 +24,9 @@ namespace {
 constexpr std::size_t kCopyBlock = 4096;
 constexpr mode_t kFolderMode = 0777;
 
-// The functions below do fileCopy()'s work, and log under its name.
+// The functions below do the work of these two, and log under their names.
 constexpr char kCopy[] = "fileCopy";
+constexpr char kFind[] = "fileFindAll";
 
 // The folders that a copy must not enter: those it is inside of, which a symbolic link may lead back
 // to, and the one it writes to.
@@ -187,6 +188,45 @@ ResultCode copyEntry(const std::string& source, const std::string& destination, 
   return copyRegularFile(source, destination, errorText);
 }
 
+// fileFindAll()'s work, logged under its name. `stream` gets the folder that was listed: whose path leads
+// elsewhere a moment later is known by it.
+ResultCode findThrough(FolderHolder& stream, std::string& folder, std::string& pattern,
+                       std::list<FileFindEntry>& entries) {
+  if (folder.empty()) {
+    logDebugMessage(kFind, __FILE__, __LINE__, kLogError, "tstrDirectory is an empty string");
+    return TOLMENGINE_ERROR_BAD_PARAMETER;
+  }
+  folder = withSlash(folder);
+  errno = 0;
+  stream.reset(opendir(folder.c_str()));
+  if (stream == nullptr) {
+    if (errno == ENOENT) {
+      logDebugMessage(kFind, __FILE__, __LINE__, kLogInformation, "\"%s\" is not a directory",
+                      folder.c_str());
+      return TOLMENGINE_ERROR_FILE_NOT_FOUND;
+    }
+    return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
+  }
+  // Only here: a folder that can't be opened leaves the caller's text as it was.
+  pattern = CStringUtils::toLower(pattern);
+  // Kept across entries: one that can't be looked at is listed with the time of the last reading.
+  struct stat data = {};
+  errno = 0;
+  while (const dirent* entry = readdir(stream.get())) {
+    const std::string name = entry->d_name;
+    if (wildcardMatch(pattern.c_str(), CStringUtils::toLower(name).c_str())) {
+      const bool known = fstatat(dirfd(stream.get()), name.c_str(), &data, 0) == 0;
+      entries.push_back({name, known && S_ISDIR(data.st_mode), data.st_mtime});
+    }
+    // A null entry is the end, or a failure where errno says so.
+    errno = 0;
+  }
+  if (errno != 0) {
+    recordLoss(kFind, LossKind::kCutShort, folder, std::strerror(errno));
+  }
+  return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
+}
+
 }  // namespace
 
 ResultCode fileCopy(const std::string& source, const std::string& destination, std::string& errorText) {
@@ -219,38 +259,31 @@ ResultCode mkdirResult(int error) {
 }
 
 ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<FileFindEntry>& entries) {
-  if (folder.empty()) {
-    LOG_MESSAGE(kLogError, "tstrDirectory is an empty string");
-    return TOLMENGINE_ERROR_BAD_PARAMETER;
+  FolderHolder stream;
+  return findThrough(stream, folder, pattern, entries);
+}
+
+ResultCode fileDeleteMatching(const std::string& folder, const std::string& pattern) {
+  FolderHolder stream;
+  std::string folderCopy = folder;
+  std::string patternCopy = pattern;
+  std::list<FileFindEntry> entries;
+  if (const ResultCode rc = findThrough(stream, folderCopy, patternCopy, entries); rc != 0) {
+    return rc;
   }
-  folder = withSlash(folder);
-  errno = 0;
-  const FolderHolder stream(opendir(folder.c_str()));
-  if (stream == nullptr) {
-    if (errno == ENOENT) {
-      LOG_MESSAGE(kLogInformation, "\"%s\" is not a directory", folder.c_str());
-      return TOLMENGINE_ERROR_FILE_NOT_FOUND;
+  for (const FileFindEntry& entry : entries) {
+    if (isDotName(entry.name)) {
+      continue;
     }
-    return TOLMENGINE_ERROR_FILE_OPEN_FAILURE;
-  }
-  // Only here: a folder that can't be opened leaves the caller's text as it was.
-  pattern = CStringUtils::toLower(pattern);
-  // Kept across entries: one that can't be looked at is listed with the time of the last reading.
-  struct stat data = {};
-  errno = 0;
-  while (const dirent* entry = readdir(stream.get())) {
-    const std::string name = entry->d_name;
-    if (wildcardMatch(pattern.c_str(), CStringUtils::toLower(name).c_str())) {
-      const bool known = stat((folder + name).c_str(), &data) == 0;
-      entries.push_back({name, known && S_ISDIR(data.st_mode), data.st_mtime});
+    if (folder.back() != '/') {
+      // Folder and name stand side by side, meant as it stands: what that names wasn't listed.
+      static_cast<void>(fileDelete(folder + entry.name));
+    } else if (unlinkat(dirfd(stream.get()), entry.name.c_str(), 0) != 0 && errno != ENOENT) {
+      logDebugReturnCode("fileDelete", __FILE__, __LINE__, kLogError, "unlink_file",
+                         static_cast<ResultCode>(errno), nullptr, nullptr);
     }
-    // A null entry is the end, or a failure where errno says so.
-    errno = 0;
   }
-  if (errno != 0) {
-    recordLoss(__func__, LossKind::kCutShort, folder, std::strerror(errno));
-  }
-  return entries.empty() ? TOLMENGINE_ERROR_FILE_NOT_FOUND : 0;
+  return 0;
 }
 
 ResultCode fileDeleteAll(std::string& folder) {
