@@ -4,9 +4,15 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <deque>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "vpn/Common/Utility/Holders.h"
@@ -17,7 +23,6 @@ namespace halvo {
 namespace {
 
 std::string userName(uid_t user) {
-  // By the call with a buffer of the caller's: another thread may look up users as well.
   passwd entry = {};
   passwd* found = nullptr;
   std::vector<char> buffer(16384);
@@ -27,56 +32,163 @@ std::string userName(uid_t user) {
   return "user " + std::to_string(user);
 }
 
-bool isTrustedOwner(uid_t owner, const TrustingUser& user, bool isAbove) {
-  return owner == 0 || owner == user.id || (isAbove && user.hasStrangers && owner == user.stranger);
+// Where something stands on the way to what is looked at.
+enum class Place {
+  kEnd,      // the thing itself
+  kAbove,    // a folder on the way, or a link there
+  kMissing,  // the folder in which the way ends: whoever can make an entry there can go on with it
+};
+
+// As many links in a row as the system itself follows.
+constexpr int kMostLinks = 40;
+
+bool isTrustedOwner(uid_t owner, const TrustingUser& user, Place place) {
+  return owner == 0 || owner == user.id ||
+         (place != Place::kEnd && user.hasStrangers && owner == user.stranger);
 }
 
-// The path with all links resolved; empty where it leads nowhere.
-std::string resolved(const std::string& path) {
-  const MemoryHolder<char> real(realpath(path.c_str(), nullptr));
-  return real != nullptr ? real.get() : "";
-}
-
-// "/", "/opt", "/opt/halvo" ... for "/opt/halvo/x": every folder above `path`.
-std::vector<std::string> foldersAbove(const std::string& path) {
-  std::vector<std::string> folders = {"/"};
-  for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
-    if (at + 1 < path.size() && path[at - 1] != '/') {
-      folders.push_back(path.substr(0, at));
-    }
+std::string problemOf(const std::string& path, const struct stat& status, const TrustingUser& user,
+                      Place place) {
+  const bool owned = isTrustedOwner(status.st_uid, user, place);
+  // An access list shows as the group's rights, so these are looked at whatever the group is. In a sticky
+  // folder others can add names and not take ours away.
+  const bool open = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !S_ISLNK(status.st_mode) &&
+                    !(place == Place::kAbove && (status.st_mode & S_ISVTX) != 0);
+  if (owned && !open) {
+    return "";
   }
-  return folders;
-}
-
-// Looks at what a path leads to. What isn't there can't be trusted or mistrusted.
-std::string problemAt(const std::string& path, const TrustingUser& user, bool isAbove) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 ? trustProblem(path, status, user, isAbove) : "";
-}
-
-std::string problemAbove(const std::string& path, const TrustingUser& user) {
-  // From the root on: whoever can write to a folder decides what lies below, so the topmost is the one to
-  // mend.
-  for (const std::string& folder : foldersAbove(path)) {
-    if (std::string problem = problemAt(folder, user, true); !problem.empty()) {
-      return problem;
-    }
+  char mode[8];
+  std::snprintf(mode, sizeof(mode), "%04o", static_cast<unsigned>(status.st_mode) & 07777U);
+  const std::string whom = user.id == 0 ? "root" : "root and you";
+  const std::string who = !owned                            ? userName(status.st_uid) + ", who owns it,"
+                          : (status.st_mode & S_IWOTH) != 0 ? "every user"
+                                                            : "its group";
+  std::string mend =
+      owned ? "" : std::string("chown ") + (S_ISLNK(status.st_mode) ? "-h " : "") + "root \"" + path + "\"";
+  if (open) {
+    mend += std::string(mend.empty() ? "" : " && ") + "chmod go-w \"" + path + "\"";
   }
-  return "";
+  return who + " can write to \"" + path + "\" (mode " + mode + "), and so decide what is run as " +
+         userName(user.id) + "; nobody but " + whom + " may: as root, " + mend;
 }
 
-// A path and, where links are in it, what it leads to.
-std::string problemOf(const std::string& path, const TrustingUser& user) {
-  if (std::string problem = problemAbove(path, user); !problem.empty()) {
+// The names in a path, in order, without those that lead nowhere else.
+std::deque<std::string> namesIn(const std::string& path) {
+  std::deque<std::string> names;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    const std::size_t end = std::min(path.find('/', start), path.size());
+    if (std::string name = path.substr(start, end - start); !name.empty() && name != ".") {
+      names.push_back(std::move(name));
+    }
+    start = end + 1;
+  }
+  return names;
+}
+
+// Goes a path as the system does, through every link on it. Whoever can change a folder that is passed, also
+// one that only a link in the middle leads through, decides where the path leads.
+class Way {
+ public:
+  Way(const std::string& path, const TrustingUser& user) : m_User(user), m_Rest(namesIn(path)) {}
+
+  // The first thing on the way that is wrong; empty if nothing is.
+  std::string walk() {
+    std::string problem;
+    while (problem.empty() && !m_Rest.empty()) {
+      const std::string name = std::move(m_Rest.front());
+      m_Rest.pop_front();
+      if (name == "..") {
+        m_Here.erase(m_Here.empty() ? 0 : m_Here.rfind('/'));
+        continue;
+      }
+      // From the root on: whoever can write to a folder decides what lies below, so the topmost is the one to
+      // mend.
+      problem = problemHere(Place::kAbove);
+      if (problem.empty() && !enter(name, problem)) {
+        break;
+      }
+    }
     return problem;
   }
-  const std::string real = resolved(path);
-  if (!real.empty() && real != path) {
-    if (std::string problem = problemAbove(real, user); !problem.empty()) {
-      return problem;
-    }
+
+  // Behind a walk without a problem: whether the path leads to something, and to what.
+  [[nodiscard]] bool hasEnd(std::string& path, struct stat& status) const {
+    path = here();
+    return !m_bMissing && lstat(path.c_str(), &status) == 0;
   }
-  return problemAt(path, user, false);
+
+ private:
+  [[nodiscard]] std::string here() const { return m_Here.empty() ? "/" : m_Here; }
+
+  [[nodiscard]] std::string problemHere(Place place) const {
+    struct stat status;
+    return lstat(here().c_str(), &status) == 0 ? problemOf(here(), status, m_User, place) : "";
+  }
+
+  // Goes on to an entry of the folder. False where the way ends.
+  bool enter(const std::string& name, std::string& problem) {
+    const std::string path = m_Here + "/" + name;
+    struct stat status;
+    if (lstat(path.c_str(), &status) != 0) {
+      m_bMissing = true;
+      // In a folder that can't be searched nothing is found later either, unless by its owner's will.
+      problem = errno == ENOENT ? problemHere(Place::kMissing) : "";
+      return false;
+    }
+    if (!S_ISLNK(status.st_mode)) {
+      m_Here = path;
+      return true;
+    }
+    // In a folder that keeps its users apart the link's owner is the one who can exchange it.
+    problem = problemOf(path, status, m_User, Place::kAbove);
+    std::error_code error;
+    const std::string target = std::filesystem::read_symlink(path, error).string();
+    if (error || target.empty() || ++m_nLinks > kMostLinks) {
+      m_bMissing = true;
+      return false;
+    }
+    if (target.front() == '/') {
+      m_Here.clear();
+    }
+    std::deque<std::string> names = namesIn(target);
+    m_Rest.insert(m_Rest.begin(), std::make_move_iterator(names.begin()),
+                  std::make_move_iterator(names.end()));
+    return true;
+  }
+
+  const TrustingUser& m_User;
+  std::deque<std::string> m_Rest;
+  std::string m_Here;  // without links; empty for "/"
+  int m_nLinks = 0;
+  bool m_bMissing = false;
+};
+
+// A path, all that it leads through, and what it leads to. `files` has only regular files count there: what
+// is no file isn't read by a run.
+std::string problemOfPath(const std::string& path, const TrustingUser& user, bool files) {
+  Way way(path, user);
+  if (std::string problem = way.walk(); !problem.empty()) {
+    return problem;
+  }
+  std::string end;
+  struct stat status;
+  if (!way.hasEnd(end, status) || (files && !S_ISREG(status.st_mode))) {
+    return "";
+  }
+  return problemOf(end, status, user, Place::kEnd);
+}
+
+// One in the folder that was looked at: only a link leads through others.
+std::string problemOfEntry(const std::string& path, const TrustingUser& user) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) {
+    return "";
+  }
+  if (S_ISLNK(status.st_mode)) {
+    return problemOfPath(path, user, true);
+  }
+  return S_ISREG(status.st_mode) ? problemOf(path, status, user, Place::kEnd) : "";
 }
 
 std::string withoutSlashAtEnd(const std::string& path) {
@@ -87,67 +199,51 @@ std::string withoutSlashAtEnd(const std::string& path) {
 }  // namespace
 
 TrustingUser::TrustingUser() : id(geteuid()) {
-  // "0 0 4294967295" where every user is known by his own number.
+  std::ifstream overflow("/proc/sys/kernel/overflowuid");
+  if (uid_t number = 0; overflow >> number) {
+    stranger = number;
+  }
   std::ifstream map("/proc/self/uid_map");
+  hasStrangers = standsForStrangers(map, stranger);
+}
+
+bool standsForStrangers(std::istream& map, uid_t user) {
+  bool any = false;
   unsigned long inside = 0;
   unsigned long outside = 0;
   unsigned long count = 0;
-  if (map >> inside >> outside >> count) {
-    hasStrangers = count != 4294967295UL;
+  while (map >> inside >> outside >> count) {
+    any = true;
+    if (user >= inside && user - inside < count) {
+      return false;
+    }
   }
+  return any;
 }
 
 std::string trustProblem(const std::string& path, const struct stat& status, const TrustingUser& user,
                          bool isAbove) {
-  const bool owned = isTrustedOwner(status.st_uid, user, isAbove);
-  // An access list shows as the group's rights, so these are looked at whatever the group is. In a sticky
-  // folder others can add names and not take ours away.
-  const bool open = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !S_ISLNK(status.st_mode) &&
-                    !(isAbove && (status.st_mode & S_ISVTX) != 0);
-  if (owned && !open) {
-    return "";
-  }
-  char mode[8];
-  std::snprintf(mode, sizeof(mode), "%04o", static_cast<unsigned>(status.st_mode) & 07777U);
-  const std::string whom = user.id == 0 ? "root" : "root and you";
-  const std::string who = !owned                            ? userName(status.st_uid) + ", who owns it,"
-                          : (status.st_mode & S_IWOTH) != 0 ? "every user"
-                                                            : "its group";
-  std::string mend = owned ? "" : "chown root \"" + path + "\"";
-  if (open) {
-    mend += std::string(mend.empty() ? "" : " && ") + "chmod go-w \"" + path + "\"";
-  }
-  return who + " can write to \"" + path + "\" (mode " + mode + "), and so decide what is run as " +
-         userName(user.id) + "; nobody but " + whom + " may: as root, " + mend;
+  return problemOf(path, status, user, isAbove ? Place::kAbove : Place::kEnd);
 }
 
 std::string documentTrustProblem(const std::string& folder, const TrustingUser& user) {
   const std::string path = withoutSlashAtEnd(folder);
-  if (std::string problem = problemOf(path, user); !problem.empty()) {
+  if (std::string problem = problemOfPath(path, user, false); !problem.empty()) {
     return problem;
   }
   const FolderHolder stream(opendir(path.c_str()));
   if (stream == nullptr) {
     return "";
   }
-  std::string problem;
   while (const dirent* const entry = readdir(stream.get())) {
-    if (!problem.empty() || !TOLMMgr::isDocumentName(entry->d_name)) {
+    if (!TOLMMgr::isDocumentName(entry->d_name)) {
       continue;
     }
-    const std::string document = path + "/" + entry->d_name;
-    struct stat status;
-    struct stat target;
-    // What is no file isn't read by a run.
-    if (lstat(document.c_str(), &status) != 0 || stat(document.c_str(), &target) != 0 ||
-        !S_ISREG(target.st_mode)) {
-      continue;
+    if (std::string problem = problemOfEntry(path + "/" + entry->d_name, user); !problem.empty()) {
+      return problem;
     }
-    // The way to a document that lies elsewhere counts too.
-    problem =
-        S_ISLNK(status.st_mode) ? problemOf(document, user) : trustProblem(document, status, user, false);
   }
-  return problem;
+  return "";
 }
 
 }  // namespace halvo

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <sstream>
+
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 
@@ -57,6 +59,26 @@ TEST(TrustTest, WhereStrangersAreOneTheOwnerOfFoldersAboveIsBorne) {
   EXPECT_NE(trustProblem("/", statusOf(65534, S_IFDIR | 0777), user, true), "");
 }
 
+// A map that knew any user less than all had root's folders in the hands of "nobody", who is a user of his
+// own where the map holds his number.
+TEST(TrustTest, StrangersAreOneOnlyWhereThatOneIsNoUserOfTheNamespace) {
+  const struct {
+    const char* map;
+    bool strangers;
+  } maps[] = {{"0 0 4294967295\n", false},
+              {"0 1000 1\n", true},
+              {"0 0 65536\n", false},
+              {"0 0 65534\n", true},
+              {"65534 0 1\n", false},
+              {"0 1000 1\n1 100000 65536\n", false},
+              {"0 1000 1\n70000 100000 65536\n", true},
+              {"", false}};
+  for (const auto& one : maps) {
+    std::istringstream map(one.map);
+    EXPECT_EQ(standsForStrangers(map, 65534), one.strangers) << one.map;
+  }
+}
+
 class DocumentTrustTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -108,6 +130,56 @@ TEST_F(DocumentTrustTest, TheWayThatALinkLeadsCounts) {
   EXPECT_EQ(documentTrustProblem(folder()), "");
   chmod(m_Folder.file("elsewhere").c_str(), 0777);
   EXPECT_THAT(documentTrustProblem(folder()), HasSubstr("/elsewhere\" (mode 0777)"));
+}
+
+// Only the two ends of a chain of links were looked at.
+TEST_F(DocumentTrustTest, EveryFolderThatAChainOfLinksLeadsThroughCounts) {
+  test::writeFile(m_Folder.file("good/b.xml"), "<a/>");
+  chmod(m_Folder.file("good/b.xml").c_str(), 0644);
+  test::makeFolders(m_Folder.file("theirs"));
+  ASSERT_EQ(symlink("../good/b.xml", m_Folder.file("theirs/hop").c_str()), 0);
+  ASSERT_EQ(symlink("../good/../theirs/hop", (folder() + "b.xml").c_str()), 0);
+  EXPECT_EQ(documentTrustProblem(folder()), "");
+  chmod(m_Folder.file("theirs").c_str(), 0777);
+  EXPECT_THAT(documentTrustProblem(folder()), HasSubstr("/theirs\" (mode 0777)"));
+}
+
+TEST_F(DocumentTrustTest, SoDoesOneThatTheWayToTheFolderLeadsThrough) {
+  test::makeFolders(m_Folder.file("theirs"));
+  ASSERT_EQ(symlink(m_Folder.file("config").c_str(), m_Folder.file("theirs/hop").c_str()), 0);
+  ASSERT_EQ(symlink(m_Folder.file("theirs/hop").c_str(), m_Folder.file("halvo").c_str()), 0);
+  EXPECT_EQ(documentTrustProblem(m_Folder.file("halvo/")), "");
+  chmod(m_Folder.file("theirs").c_str(), 0777);
+  EXPECT_THAT(documentTrustProblem(m_Folder.file("halvo/")), HasSubstr("/theirs\" (mode 0777)"));
+}
+
+// A link that led nowhere was passed over, and somebody made its target while the run waited for another.
+TEST_F(DocumentTrustTest, OfALinkThatLeadsNowhereThoseCountWhoCouldMakeItsTarget) {
+  test::makeFolders(m_Folder.file("theirs"));
+  ASSERT_EQ(symlink(m_Folder.file("theirs/none.xml").c_str(), (folder() + "b.xml").c_str()), 0);
+  EXPECT_EQ(documentTrustProblem(folder()), "");
+  // One that keeps its users apart too: a new entry is anybody's.
+  chmod(m_Folder.file("theirs").c_str(), 01777);
+  EXPECT_THAT(documentTrustProblem(folder()), HasSubstr("/theirs\" (mode 1777)"));
+}
+
+TEST_F(DocumentTrustTest, LinksInACircleLeadNowhere) {
+  ASSERT_EQ(symlink("b.xml", (folder() + "c.xml").c_str()), 0);
+  ASSERT_EQ(symlink("c.xml", (folder() + "b.xml").c_str()), 0);
+  EXPECT_EQ(documentTrustProblem(folder()), "");
+}
+
+// In a folder that keeps its users apart a link belongs to whoever made it.
+TEST_F(DocumentTrustTest, ALinkOfSomebodyElsesIsNotTrusted) {
+  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone, also of a namespace";
+  test::makeFolders(m_Folder.file("shared"));
+  chmod(m_Folder.path().c_str(), 0755);
+  chmod(m_Folder.file("shared").c_str(), 01777);
+  ASSERT_EQ(symlink("../config", m_Folder.file("shared/link").c_str()), 0);
+  EXPECT_EQ(documentTrustProblem(m_Folder.file("shared/link")), "");
+  ASSERT_EQ(lchown(m_Folder.file("shared/link").c_str(), 1234, 1234), 0);
+  EXPECT_THAT(documentTrustProblem(m_Folder.file("shared/link")),
+              AllOf(HasSubstr("who owns it, can write to"), HasSubstr("chown -h root \"")));
 }
 
 }  // namespace
