@@ -302,7 +302,9 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
                      : engine.failureText();
   outcome.bundlePath = bundle.path().empty() ? engine.bundlePath() + m_Settings.bundleEnding : bundle.path();
   if (outcome.code != 0) {
-    outcome.reason = stepReason.empty() ? bundle.reason() : stepReason;
+    outcome.reason = !stepReason.empty()        ? stepReason
+                     : !bundle.reason().empty() ? bundle.reason()
+                                                : engine.workFolderProblem();
     return outcome;
   }
   outcome.files = bundle.files();

@@ -74,6 +74,8 @@ class TOLMEngine {
 
   // The text of the failure that ended the run; empty before a run and after a success.
   [[nodiscard]] const std::string& failureText() const { return m_strFailureText; }
+  // Why there was no work folder, with its path; empty where there was one.
+  [[nodiscard]] const std::string& workFolderProblem() const { return m_TempFolder.problem(); }
 
  private:
   ResultCode collectLogs();

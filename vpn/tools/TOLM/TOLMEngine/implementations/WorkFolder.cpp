@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/PathText.h"
@@ -19,8 +20,9 @@ namespace {
 
 constexpr mode_t kPrivateMode = 0700;
 constexpr mode_t kWritableByOthers = 0022;
-// An hour of names: whoever plants more of them keeps a run from beginning, and no longer from ending.
-constexpr std::time_t kNamesInReach = 3600;
+// More than a day of names. Whoever plants that many keeps a run from beginning, which is told; the look at
+// them all takes a second.
+constexpr std::time_t kNamesInReach = 100'000;
 
 std::string suffixOf(std::time_t second) {
   // The time text begins with an underscore of its own, so the name holds two in a row.
@@ -81,7 +83,9 @@ bool WorkFolder::draw() {
       return true;
     }
   }
-  LOG_MESSAGE(kLogError, "Every name of a work folder is taken, the last one is \"%s\"", m_strPath.c_str());
+  m_strProblem = "every name that the work folder could have in the next " + std::to_string(kNamesInReach) +
+                 " seconds is taken, the last one is \"" + m_strPath + "\": remove what stands there";
+  LOG_MESSAGE(kLogError, "%s", m_strProblem.c_str());
   return false;
 }
 
@@ -95,6 +99,7 @@ ResultCode WorkFolder::make() {
                          static_cast<ResultCode>(error), nullptr, nullptr);
     }
     if (error != 0 && error != EEXIST) {
+      m_strProblem = "\"" + m_strPath + "\" can't be made: " + std::strerror(error);
       return helperUtil::mkdirResult(error);
     }
     // A drawn name that is taken is passed over. Under the plain name an existing folder will do, if it
@@ -106,7 +111,8 @@ ResultCode WorkFolder::make() {
     }
     m_Lock.reset();
     if (look == Look::kForeign) {
-      LOG_MESSAGE(kLogError, "\"%s\" is not an empty folder of this user alone", m_strPath.c_str());
+      m_strProblem = "\"" + m_strPath + "\" is not an empty folder of this user alone";
+      LOG_MESSAGE(kLogError, "%s", m_strProblem.c_str());
       return TOLMENGINE_ERROR_ACCESS_DENIED;
     }
     if (!draw()) {

@@ -34,10 +34,13 @@ class WorkFolder {
   void choose();
 
   // Makes the folder with mode 0700. TOLMENGINE_ERROR_ACCESS_DENIED for EACCES, and where what then stands
-  // under the name isn't an empty folder of this user that nobody else can write to;
-  // TOLMENGINE_ERROR_UNEXPECTED for the rest. Logged. A name that is taken, or a folder that another run
-  // takes away meanwhile, only leads to the next drawn name.
+  // under the name isn't an empty folder of this user that nobody else can write to, or all names in reach
+  // are taken; TOLMENGINE_ERROR_UNEXPECTED for the rest. Logged. A name that is taken, or a folder that
+  // another run takes away meanwhile, only leads to the next drawn name.
   [[nodiscard]] ResultCode make();
+
+  // Why make() has failed, for people, with the path; empty where it hasn't.
+  [[nodiscard]] const std::string& problem() const { return m_strProblem; }
 
   // Removes the folder, by whatever name it has now; one that this run hasn't made only as a left-over.
   // Failures are logged.
@@ -55,6 +58,7 @@ class WorkFolder {
   void setHeld(const std::string& path);
 
   std::string m_strPath;
+  std::string m_strProblem;
   bool m_bDrawn = false;
   std::time_t m_nNextSecond = 0;
   DescriptorHolder m_Lock;

@@ -43,6 +43,13 @@ class WorkFolderTest : public TOLMEngineTest {
     std::strftime(text, sizeof(text), "_%m%d_%H%M_", &local);
     return std::string(kPlainTempFolder) + "_" + text + std::to_string(helperUtil::randomFiveDigits(second));
   }
+  // Anybody's files under all names of a time from a moment ago on.
+  static void plantNames(std::time_t seconds) {
+    const std::time_t now = std::time(nullptr);
+    for (std::time_t second = now - 1; second < now + seconds; ++second) {
+      close(open(nameOf(second).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    }
+  }
   static DescriptorHolder locked(const std::string& path) {
     DescriptorHolder folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     EXPECT_EQ(flock(folder.get(), LOCK_EX | LOCK_NB), 0);
@@ -95,6 +102,26 @@ TEST_F(WorkFolderTest, ATakenNameLeadsToTheNextSecondsWhateverTakesIt) {
   folder.remove();
   EXPECT_EQ(leftovers(), planted);
   EXPECT_THAT(listFolder("/opt/precious"), IsEmpty());
+}
+
+// Four thousand of them, and any user kept root from making a run.
+TEST_F(WorkFolderTest, PlantedNamesOfManyHoursAreNoHindrance) {
+  plantNames(20'000);
+  WorkFolder folder;
+  folder.choose();
+  EXPECT_RESULT(folder.make(), 0);
+  EXPECT_EQ(folder.problem(), "");
+  folder.remove();
+}
+
+TEST_F(WorkFolderTest, WhereEveryNameInReachIsTakenThatIsToldAsTheCause) {
+  plantNames(100'000 + kManySeconds);
+  config("a.xml", documentText("A", logsItem()));
+  TOLMEngine engine("", "/tmp/out.zip", "", false);
+  EXPECT_RESULT(engine.run(), TOLMENGINE_ERROR_ACCESS_DENIED);
+  EXPECT_THAT(engine.workFolderProblem(),
+              MatchesRegex("every name that .* in the next 100000 seconds is taken, the last one is "
+                           "\"/tmp/TOLM_Temp_Bundle__[0-9_]+\": remove what stands there"));
 }
 
 TEST_F(WorkFolderTest, TwoFoldersOfOneSecondAreTwo) {
