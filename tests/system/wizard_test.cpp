@@ -1,9 +1,11 @@
 // The wizard as a user meets it: its window on a real X server with a window manager, worked by keys and
 // through accessibility, with its bundle opened by other makers' programs.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,6 +30,7 @@ namespace {
 using test::BackgroundProgram;
 using test::WizardDesktop;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -189,6 +192,46 @@ TEST_F(WizardTest, RunByAccessibilityAloneGivesAnOpenBundle) {
   EXPECT_EQ(
       test::bundleContent(test::Reader::Python, m_strDesktopFolder + "/" + bundles()[0]).count("summary.txt"),
       1U);
+}
+
+TEST_F(WizardTest, WhatItWritesIsForItsUserAloneAndItsCommandsHaveTheCallersMask) {
+  setConfig(configDocument({{"Modes", test::captureAction("stat -c %a /tmp/TOLM_Temp_Bundle*; umask")}}));
+  desktop();
+  const mode_t before = umask(0);
+  const std::unique_ptr<BackgroundProgram> wizard = desktop().startWizard();
+  umask(before);
+
+  EXPECT_THAT(closingMessage("The bundle was created"), StartsWith("The bundle was created"));
+
+  ASSERT_THAT(bundles(), SizeIs(1));
+  const std::string bundle = m_strDesktopFolder + "/" + bundles()[0];
+  struct stat status = {};
+  EXPECT_EQ(stat(bundle.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  EXPECT_THAT(test::bundleContent(test::Reader::Python, bundle).at("Client/stat_result.txt"),
+              EndsWith("700\n0000\n"));
+}
+
+TEST_F(WizardTest, ARunWaitsQuietlyForAnotherOneOfTheUsers) {
+  test::makeFolders("/opt/runtime");
+  ASSERT_EQ(chmod("/opt/runtime", 0700), 0);
+  const int lock = open("/opt/runtime/tolm.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  const std::unique_ptr<BackgroundProgram> wizard =
+      desktop().startWizard({{"XDG_RUNTIME_DIR", "/opt/runtime"}});
+
+  desktop().press("Return");
+  // Longer than the run itself takes.
+  sleep(2);
+  EXPECT_THAT(bundles(), IsEmpty());
+  EXPECT_THAT(temporaryFolders(), IsEmpty());
+
+  close(lock);
+  desktop().accessibility({"wait-text", "The bundle was created"});
+  EXPECT_THAT(bundles(), SizeIs(1));
+  desktop().press("Return");
+  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_EQ(wizard->err(), "");
 }
 
 TEST_F(WizardTest, PasswordOfTenThousandCharactersOfAnyScriptAndLineEndsOpensTheBundle) {

@@ -33,6 +33,8 @@ const std::string textShowInFolder = "Show in Folder";
 const std::string textPasswordEmpty = "Without a password the bundle is not encrypted.";
 const std::string textDesktopMissing =
     "The bundle is saved in the folder \"%s\", which is missing or cannot be written to.";
+const std::string textFilesLost =
+    "Files that are cut short or missing in the bundle: %s. The system log names them.";
 
 const std::vector<std::string>& uiTexts() {
   static const std::vector<std::string> texts = {textWindowTitle,
@@ -57,7 +59,8 @@ const std::vector<std::string>& uiTexts() {
 }
 
 const std::vector<std::string>& uiAidTexts() {
-  static const std::vector<std::string> texts = {textShowInFolder, textPasswordEmpty, textDesktopMissing};
+  static const std::vector<std::string> texts = {textShowInFolder, textPasswordEmpty, textDesktopMissing,
+                                                 textFilesLost};
   return texts;
 }
 

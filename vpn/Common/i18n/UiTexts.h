@@ -38,8 +38,10 @@ extern const std::string textShowInFolder;
 extern const std::string textPasswordEmpty;
 // The wizard fills its "%s" with the folder.
 extern const std::string textDesktopMissing;
+// And this one's with a number.
+extern const std::string textFilesLost;
 
-// These three, in that order. A language file holds them behind those of uiTexts().
+// These four, in that order. A language file holds them behind those of uiTexts().
 const std::vector<std::string>& uiAidTexts();
 
 }  // namespace halvo

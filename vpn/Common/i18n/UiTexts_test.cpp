@@ -38,7 +38,8 @@ TEST(UiTextsTest, AidsHaveTheirTextsBehindThoseOfTheFlow) {
   EXPECT_EQ(uiAidTexts(),
             (std::vector<std::string>{
                 "Show in Folder", "Without a password the bundle is not encrypted.",
-                "The bundle is saved in the folder \"%s\", which is missing or cannot be written to."}));
+                "The bundle is saved in the folder \"%s\", which is missing or cannot be written to.",
+                "Files that are cut short or missing in the bundle: %s. The system log names them."}));
 }
 
 TEST(UiTextsTest, NoTwoTextsAreTheSame) {

@@ -126,8 +126,9 @@ void GUIController::runButton() {
     wipe(password);
     engine->run();
     // Behind every progress block of the run, and before the engine is destroyed.
-    m_rToolkit.mainQueue().submit([this] {
+    m_rToolkit.mainQueue().submit([this, lost = engine->lostFiles()] {
       setFinishedWindow();
+      tellLostFiles(lost);
       showOutcome();
     });
   });
@@ -175,6 +176,17 @@ void GUIController::setFinishedWindow() {
   m_rToolkit.setStringValue(Outlet::finishMsg, getFinishedMsg());
   m_rToolkit.displayIfNeeded(Outlet::finishMsg);
   m_rToolkit.displayIfNeeded(Outlet::tabView);
+}
+
+void GUIController::tellLostFiles(std::size_t count) {
+  if (count == 0) {
+    return;
+  }
+  std::string hint = ts(textFilesLost);
+  if (const std::size_t place = hint.find("%s"); place != std::string::npos) {
+    hint.replace(place, 2, std::to_string(count));
+  }
+  m_rToolkit.setHint(Hint::lostFiles, hint);
 }
 
 void GUIController::showOutcome() {

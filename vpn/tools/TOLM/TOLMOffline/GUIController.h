@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,6 +30,8 @@ class IEngineRun {
   virtual ~IEngineRun() = default;
   // Returns when the run is over; its result travels through the progress channel alone.
   virtual void run() = 0;
+  // Behind run(): how many files are cut short or missing in a bundle that stands.
+  [[nodiscard]] virtual std::size_t lostFiles() const { return 0; }
 };
 
 // What the flow calls below itself. The defaults are the real thing; tests put their own in.
@@ -92,6 +95,9 @@ class GUIController : public IProgressListener, public IApplicationDelegate {
   void updateMsg(const std::string& message) override;
   void tolmFinished(ResultCode code) override;
 
+  // Behind setFinishedWindow(), whose message tells a bundle that stands as a success: how many files are cut
+  // short or missing in it.
+  void tellLostFiles(std::size_t count);
   // Behind setFinishedWindow(): tells the toolkit how the run has ended.
   void showOutcome();
 

@@ -35,8 +35,9 @@ struct EngineRequest {
 
 class FakeEngine : public IEngineRun {
  public:
-  FakeEngine(std::vector<std::string>& events, std::function<void()> work, FakeToolkit& toolkit)
-      : m_rEvents(events), m_Work(std::move(work)), m_rToolkit(toolkit) {}
+  FakeEngine(std::vector<std::string>& events, std::function<void()> work, FakeToolkit& toolkit,
+             std::size_t lostFiles)
+      : m_rEvents(events), m_Work(std::move(work)), m_rToolkit(toolkit), m_nLostFiles(lostFiles) {}
   ~FakeEngine() override {
     m_rEvents.push_back("destroyed with " + std::to_string(m_rToolkit.queue.size()) + " blocks queued");
   }
@@ -46,11 +47,13 @@ class FakeEngine : public IEngineRun {
       m_Work();
     }
   }
+  [[nodiscard]] std::size_t lostFiles() const override { return m_nLostFiles; }
 
  private:
   std::vector<std::string>& m_rEvents;
   std::function<void()> m_Work;
   FakeToolkit& m_rToolkit;
+  std::size_t m_nLostFiles;
 };
 
 class GUIControllerTest : public ::testing::Test {
@@ -69,7 +72,7 @@ class GUIControllerTest : public ::testing::Test {
     m_Services.makeEngine = [this](const std::string& requestPath, const std::string& bundlePath,
                                    const std::string& password, bool clearLogs) {
       m_Requests.push_back({requestPath, bundlePath, password, clearLogs});
-      return std::make_unique<FakeEngine>(m_EngineEvents, m_EngineWork, m_Toolkit);
+      return std::make_unique<FakeEngine>(m_EngineEvents, m_EngineWork, m_Toolkit, m_nLostFiles);
     };
     m_Services.exitProcess = [this](int status) { m_Exits.push_back(status); };
   }
@@ -134,6 +137,7 @@ class GUIControllerTest : public ::testing::Test {
   std::vector<int> m_Exits;
   std::string m_strBundleFolder;
   bool m_bTakesFiles = true;
+  std::size_t m_nLostFiles = 0;
 };
 
 TEST_F(GUIControllerTest, WindowOpensInTheToldOrder) {
@@ -728,6 +732,24 @@ TEST_F(GUIControllerTest, EmptyPasswordIsToldWhileTheBoxIsOnAndTheVisibleFieldIs
   m_Toolkit.texts[Outlet::passwordField] = "p";
   controller.passwordEdited();
   EXPECT_EQ(m_Toolkit.hints[Hint::emptyPassword], "");
+}
+
+// A bundle with files that a full disk had cut short ended on the screen of a success, and the log alone
+// told.
+TEST_F(GUIControllerTest, FilesThatAreLostInABundleThatStandsAreToldBelowTheClosingMessage) {
+  m_nLostFiles = 12;
+  open();
+  passwordOfRun();
+  EXPECT_EQ(m_Toolkit.hints[Hint::lostFiles],
+            "<Files that are cut short or missing in the bundle: 12. The system log names them.>");
+  EXPECT_EQ(m_Toolkit.texts[Outlet::finishMsg], "<The bundle was created successfully on your Desktop.>");
+  EXPECT_TRUE(m_Toolkit.outcomes.at(0).isGood);
+}
+
+TEST_F(GUIControllerTest, OfABundleThatIsWholeNoLossIsTold) {
+  open();
+  passwordOfRun();
+  EXPECT_EQ(m_Toolkit.hints.count(Hint::lostFiles), 0U);
 }
 
 TEST_F(GUIControllerTest, OutcomeOfAGoodRunNamesItsBundleBehindTheClosingMessage) {

@@ -53,6 +53,7 @@ inline constexpr int kNoTabsNoBorder = 6;
 enum class Hint {
   desktopFolder,  // welcome screen: the bundle can't be saved where it will go
   emptyPassword,  // beside the password: encryption is ticked and nothing is typed
+  lostFiles,      // finished screen: the bundle stands, and not all is whole that its summary lists
 };
 
 // How a run has ended, for the finished screen.

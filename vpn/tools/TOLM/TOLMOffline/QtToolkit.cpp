@@ -494,7 +494,9 @@ void QtToolkit::displayIfNeeded(Outlet outlet) {
 
 void QtToolkit::setHint(Hint hint, const std::string& value) {
   const Ui::MainWindow& ui = m_pWindow->ui;
-  QLabel* const label = hint == Hint::desktopFolder ? ui.desktopHint : ui.passwordHint;
+  QLabel* const label = hint == Hint::desktopFolder ? ui.desktopHint
+                        : hint == Hint::lostFiles   ? ui.lossHint
+                                                    : ui.passwordHint;
   const QString words = text(value);
   label->setText(words);
   label->setAccessibleName(words);

@@ -163,6 +163,17 @@ TEST_F(QtToolkitTest, UsableDesktopFolderIsNotMentioned) {
   EXPECT_FALSE(visible("desktopHint"));
 }
 
+TEST_F(QtToolkitTest, FilesThatAreLostAreToldOnTheLastScreen) {
+  m_nLostFiles = 3;
+  open();
+  runThrough();
+
+  EXPECT_TRUE(visible("lossHint"));
+  EXPECT_EQ(
+      find<QLabel>("lossHint").text(),
+      QStringLiteral("Files that are cut short or missing in the bundle: 3. The system log names them."));
+}
+
 TEST_F(QtToolkitTest, GoodRunShowsItsBundleAndABadOneDoesNot) {
   open();
   runThrough();

@@ -60,15 +60,18 @@ inline QString unmarked(QString title) {
 
 class ScriptedEngine : public IEngineRun {
  public:
-  explicit ScriptedEngine(std::function<void()> work) : m_Work(std::move(work)) {}
+  ScriptedEngine(std::function<void()> work, std::size_t lostFiles)
+      : m_Work(std::move(work)), m_nLostFiles(lostFiles) {}
   void run() override {
     if (m_Work) {
       m_Work();
     }
   }
+  [[nodiscard]] std::size_t lostFiles() const override { return m_nLostFiles; }
 
  private:
   std::function<void()> m_Work;
+  std::size_t m_nLostFiles;
 };
 
 class QtToolkitTest : public ::testing::Test {
@@ -80,7 +83,7 @@ class QtToolkitTest : public ::testing::Test {
     m_Services.makeEngine = [this](const std::string&, const std::string&, const std::string& password,
                                    bool) {
       m_Passwords.push_back(password);
-      return std::make_unique<ScriptedEngine>(m_Work);
+      return std::make_unique<ScriptedEngine>(m_Work, m_nLostFiles);
     };
     m_Services.takesFiles = [this](const std::string& folder) {
       m_BundleFolders.push_back(folder);
@@ -147,6 +150,7 @@ class QtToolkitTest : public ::testing::Test {
   std::vector<int> m_Exits;
   std::vector<std::string> m_BundleFolders;
   bool m_bTakesFiles = true;
+  std::size_t m_nLostFiles = 0;
   std::unique_ptr<GUIController> m_pController;
   std::unique_ptr<QtToolkit> m_pToolkit;
 };

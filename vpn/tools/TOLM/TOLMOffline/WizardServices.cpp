@@ -32,12 +32,16 @@ class GuardedRun : public IEngineRun {
   }
   void run() override {
     // The code comes through tolmFinished() as well, which is the one way that counts.
-    static_cast<void>(m_bClearLogs ? ClearRun(m_Settings).run() : CollectRun(std::move(m_Settings)).run());
+    const RunOutcome outcome =
+        m_bClearLogs ? ClearRun(m_Settings).run() : CollectRun(std::move(m_Settings)).run();
+    m_nLost = outcome.lostCount;
   }
+  [[nodiscard]] std::size_t lostFiles() const override { return m_nLost; }
 
  private:
   CollectSettings m_Settings;
   bool m_bClearLogs;
+  std::size_t m_nLost = 0;
 };
 
 // The run that is under way ends with the process, and so do its commands.

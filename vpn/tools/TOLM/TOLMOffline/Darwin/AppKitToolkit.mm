@@ -153,8 +153,9 @@ void AppKitToolkit::displayIfNeeded(Outlet outlet) {
 }
 
 void AppKitToolkit::setHint(Hint hint, const std::string& text) {
-  NSTextField* label =
-      [m_pController valueForKey:hint == Hint::desktopFolder ? @"desktopHint" : @"passwordHint"];
+  NSTextField* label = [m_pController valueForKey:hint == Hint::desktopFolder ? @"desktopHint"
+                                                  : hint == Hint::lostFiles   ? @"lossHint"
+                                                                              : @"passwordHint"];
   [label setStringValue:hostText(text)];
   [label setHidden:text.empty()];
 }

@@ -136,6 +136,8 @@ void fillFinishedScreen(id controller, NSView* screen) {
   [show setFrameSize:NSMakeSize(2 * kButtonWidth, kButtonHeight)];
   [show setHidden:YES];
   place(controller, screen, show, @"showButton", NSViewMaxXMargin | kKeepsBottom);
+  place(controller, screen, makeHint(lineAt(304, 36, kIcon + 12)), @"lossHint",
+        NSViewWidthSizable | kKeepsBottom);
   NSButton* finish = makeButton(buttonPlace(), controller, @selector(finishButton:));
   [finish setKeyEquivalent:@"\r"];
   place(controller, screen, finish, @"finishButton", NSViewMinXMargin | kKeepsBottom);

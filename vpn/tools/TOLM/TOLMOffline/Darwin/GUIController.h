@@ -49,6 +49,7 @@ struct AppKitWizard;
   // Aids beyond the flow's own controls: see IToolkit.h.
   IBOutlet id desktopHint;
   IBOutlet id passwordHint;
+  IBOutlet id lossHint;
   IBOutlet id outcomeIcon;
   IBOutlet id bundleName;
   IBOutlet id showButton;
