@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <vector>
 
@@ -65,10 +66,22 @@ class OpenFolder {
   int m_nFolder;
 };
 
+// A folder of this user's that a command has closed to everybody.
+bool isClosedFolder(int folder, const std::string& name) {
+  struct stat data;
+  return fstatat(folder, name.c_str(), &data, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(data.st_mode) &&
+         data.st_uid == geteuid() && (data.st_mode & S_IRUSR) == 0;
+}
+
 // Opens an entry that is this user's, of the wanted kind and locked by nobody, and locks it; -1 otherwise.
 int openAbandoned(int folder, const std::string& name, mode_t kind) {
   // O_NONBLOCK: a pipe of that name must not be waited for.
-  const int entry = openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
+  int entry = openat(folder, name.c_str(), kFlags);
+  if (entry < 0 && errno == EACCES && kind == S_IFDIR && isClosedFolder(folder, name) &&
+      fchmodat(folder, name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW) == 0) {
+    entry = openat(folder, name.c_str(), kFlags);
+  }
   if (entry < 0) {
     return -1;
   }

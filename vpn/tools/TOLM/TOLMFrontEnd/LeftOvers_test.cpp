@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "tests/support/Files.h"
+#include "tests/support/Privileges.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/TemporaryFolder.h"
@@ -58,6 +59,17 @@ TEST(LeftOversTest, ALockedWorkFolderIsAtWorkAndStays) {
   removeLeftOverFolders(folder.path());
   EXPECT_TRUE(exists(path + "/x"));
   held.reset();
+  removeLeftOverFolders(folder.path());
+  EXPECT_FALSE(exists(path));
+}
+
+// A command had closed the work folder, and then the run was killed.
+TEST(LeftOversTest, AClosedWorkFolderGoesToo) {
+  const TempFolder folder;
+  const std::string path = folder.file("TOLM_Temp_Bundle__0101_0000_1");
+  writeFile(path + "/x", "x");
+  chmod(path.c_str(), 0);
+  const test::WithoutFileOverride ordinary;
   removeLeftOverFolders(folder.path());
   EXPECT_FALSE(exists(path));
 }
