@@ -475,6 +475,17 @@ TEST_F(FrontEndTest, AWrongWordIsNamedWithTheNearestRightOne) {
            {{"xyzzy"}, "there is no subcommand \"xyzzy\""},
            {{"collect", "--bundel", "x"}, "there is no option \"--bundel\"; did you mean \"--bundle\"?"},
            {{"plan", "--jsno=x"}, "there is no option \"--jsno\"; did you mean \"--json\"?"},
+           {{"--bundel", "x"},
+            "there is no option \"--bundel\" before a subcommand; did you mean \"collect --bundle\"?"},
+           {{"--bundle=x", "collect"},
+            "there is no option \"--bundle\" before a subcommand; did you mean \"collect --bundle\"?"},
+           {{"--jsno", "plan"},
+            "there is no option \"--jsno\" before a subcommand; did you mean \"plan --json\"?"},
+           {{"-x"}, "there is no option \"-x\" before a subcommand"},
+           {{},
+            "a subcommand is missing; there are collect, clear, try, check, plan, new, show, report, "
+            "findings, "
+            "compare, ask, redact"},
            {{"collect", "--\x1b[2J"}, "there is no option \"--\\x1b[2J\""}}) {
     const RunResult result = tmtolm(arguments);
     EXPECT_EQ(result.exitStatus, 2);

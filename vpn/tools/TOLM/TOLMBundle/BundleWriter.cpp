@@ -12,6 +12,8 @@
 #include <cstring>
 #include <vector>
 
+#include "vpn/Common/Utility/DescriptorPath.h"
+
 namespace halvo {
 
 namespace {
@@ -20,6 +22,14 @@ constexpr std::size_t kLongestName = 0xffff;
 constexpr int kMemoryLevel = 8;
 // From here on a size needs the ZIP64 form. Packed bytes may be a little more than the content.
 constexpr std::uint64_t kLargeSize = 0xf0000000;
+
+// Whether the name is that of the open file.
+bool isNamed(const std::string& path, int file) {
+  struct stat open = {};
+  struct stat named = {};
+  return fstat(file, &open) == 0 && lstat(path.c_str(), &named) == 0 && open.st_dev == named.st_dev &&
+         open.st_ino == named.st_ino;
+}
 
 }  // namespace
 
@@ -33,7 +43,11 @@ void BundleWriter::discard() {
     m_pArchive = nullptr;
   }
   if (!m_strTemporary.empty()) {
-    unlink(m_strTemporary.c_str());
+    // Where the name has become another's that file stays, and this one keeps nothing.
+    if (isNamed(m_strTemporary, m_File.get())) {
+      unlink(m_strTemporary.c_str());
+    }
+    static_cast<void>(!ftruncate(m_File.get(), 0));
     m_strTemporary.clear();
   }
 }
@@ -46,14 +60,13 @@ std::string BundleWriter::open(const std::string& path, const std::string& passw
     return "\"" + path + "\" is no file; a bundle can't be written there";
   }
   std::string temporary = path + ".XXXXXX";
-  const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
-  if (descriptor < 0) {
+  m_File.reset(mkostemp(temporary.data(), O_CLOEXEC));
+  if (!m_File) {
     return "\"" + path + "\" can't be written: " + std::strerror(errno);
   }
-  close(descriptor);
-  // Opened again by its name, since minizip takes no descriptor. The name was made here and can't be guessed.
+  // minizip takes no descriptor: opened again, but by what leads to this file and no other.
   m_strTemporary = temporary;
-  m_pArchive = zipOpen64(temporary.c_str(), APPEND_STATUS_CREATE);
+  m_pArchive = zipOpen64(descriptorPath(m_File.get()).c_str(), APPEND_STATUS_CREATE);
   if (m_pArchive == nullptr) {
     return "\"" + path + "\" can't be written: " + std::strerror(errno);
   }
@@ -139,14 +152,21 @@ std::string BundleWriter::copy(const BundleReader& from, EntryReader& reader, st
 std::string BundleWriter::finish() {
   const int closed = zipClose(m_pArchive, nullptr);
   m_pArchive = nullptr;
-  const int descriptor = ::open(m_strTemporary.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
   // Ahead of the renaming: the name must not come to stand for bytes that a power cut takes away.
-  const bool onDisk = descriptor >= 0 && fsync(descriptor) == 0;
-  if (descriptor >= 0) {
-    close(descriptor);
-  }
-  if (closed != ZIP_OK || !onDisk || rename(m_strTemporary.c_str(), m_strPath.c_str()) != 0) {
+  if (closed != ZIP_OK || fsync(m_File.get()) != 0) {
     return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+  }
+  const std::string changed =
+      "\"" + m_strPath + "\" can't be written: somebody else has changed its folder meanwhile";
+  if (!isNamed(m_strTemporary, m_File.get())) {
+    return changed;
+  }
+  if (rename(m_strTemporary.c_str(), m_strPath.c_str()) != 0) {
+    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+  }
+  // Between the look and the new name there was time for another change.
+  if (!isNamed(m_strPath, m_File.get())) {
+    return changed;
   }
   m_strTemporary.clear();
   return "";

@@ -1,7 +1,9 @@
 // BundleWriter: writes a bundle entry by entry, names, order and times as its caller gives them.
 //
 // The file appears under its name when it is whole: until finish() it is a new file beside it, which
-// nobody else may read (mode 0600) and which goes where finish() isn't reached. One thread at a time.
+// nobody else may read (mode 0600) and which goes where finish() isn't reached. It is written through the
+// descriptor that made it, so that nobody who can write to the folder puts another file in its place; where
+// that has been tried, finish() fails. One thread at a time.
 //
 // Every operation returns a text for people, empty on success. After a failure only the destructor is left.
 
@@ -11,6 +13,7 @@
 #include <cstdint>
 #include <string>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
 
 namespace halvo {
@@ -51,6 +54,7 @@ class BundleWriter {
 
   std::string m_strPath;
   std::string m_strTemporary;
+  DescriptorHolder m_File;  // the temporary one
   std::string m_strPassword;
   void* m_pArchive = nullptr;
 };

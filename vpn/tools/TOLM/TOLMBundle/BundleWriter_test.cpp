@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -146,6 +147,28 @@ TEST_F(BundleWriterTest, NamesThatMinizipCantTakeAreRefused) {
   EXPECT_THAT(writer.begin(information), HasSubstr("name is empty"));
   information.name = std::string(65536, 'n');
   EXPECT_THAT(writer.begin(information), HasSubstr("longer than 65535 bytes"));
+}
+
+// The file was made safely, closed, and opened once more by its name.
+TEST_F(BundleWriterTest, ALinkThatTakesTheUnfinishedFilesPlaceIsNotFollowed) {
+  pack("");
+  BundleReader reader;
+  ASSERT_EQ(reader.open(in(), ""), "");
+  EntryReader entry(reader);
+  writeFile(m_temp.file("precious"), "kept");
+  test::makeFolders(m_temp.file("shared"));
+  {
+    BundleWriter writer;
+    ASSERT_EQ(writer.open(m_temp.file("shared/out.zip"), ""), "");
+    const std::string unfinished = m_temp.file("shared/" + test::listFolder(m_temp.file("shared")).at(0));
+    std::filesystem::rename(unfinished, m_temp.file("gone"));
+    std::filesystem::create_symlink(m_temp.file("precious"), unfinished);
+    ASSERT_EQ(writer.copy(reader, entry, 0, "a"), "");
+    EXPECT_THAT(writer.finish(), HasSubstr("somebody else has changed its folder"));
+  }
+  EXPECT_EQ(test::readFile(m_temp.file("precious")), "kept");
+  EXPECT_FALSE(test::exists(m_temp.file("shared/out.zip")));
+  EXPECT_EQ(test::readFile(m_temp.file("gone")), "");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
@@ -26,7 +27,8 @@ int BundleOptions::prepare() {
   if (!result.error.empty()) {
     return usageFailure(result.error);
   }
-  m_strPassword = result.password;
+  m_pSecret = result.password;
+  m_strPassword = m_pSecret->view();
   return kExitSuccess;
 }
 

@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
@@ -14,6 +15,8 @@ class App;
 }
 
 namespace halvo {
+
+class Secret;
 
 class BundleOptions {
  public:
@@ -29,6 +32,8 @@ class BundleOptions {
 
  private:
   std::string m_strPasswordFile;
+  // Keeps the process from being looked into for as long as there is the password, here and in the reader.
+  std::shared_ptr<Secret> m_pSecret;
   std::string m_strPassword;
   bool m_bAskPassword = false;
 };

@@ -70,8 +70,7 @@ class CollectCommand : public ICommand {
       if (!result.error.empty()) {
         return usageFailure(result.error);
       }
-      settings.password = result.password;
-      wipe(result.password);
+      settings.password = std::move(result.password);
     }
     settings.requestPath = m_strRequest;
     settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;

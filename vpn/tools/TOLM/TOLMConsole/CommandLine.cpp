@@ -17,6 +17,9 @@ constexpr char kDescription[] =
     "Gathers what a support engineer needs to know of the VPN client into one ZIP bundle.\n"
     "What is gathered, instruction documents in /opt/halvo/tessarmont/tolm/xml/config/ say.";
 
+// The subcommand that is meant where none is named.
+constexpr char kUsual[] = "collect";
+
 constexpr char kFooter[] =
     "Exit status: 0 done; 1 the run failed (a line on standard error tells the text and the code), or\n"
     "check found errors; 2 wrong usage, nothing was run; 3 collect --fail-incomplete: something is missing.";
@@ -88,31 +91,63 @@ std::string meant(const std::string& word) {
   return word.empty() ? "" : "; did you mean \"" + word + "\"?";
 }
 
+std::vector<std::string> optionsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      names.push_back("--" + name);
+    }
+  }
+  return names;
+}
+
+// Names an option that stands ahead of the subcommand, whose it may be; empty where there is none.
+std::string earlyOption(const CLI::App& app, const CLI::App& subcommand,
+                        const std::vector<std::string>& arguments) {
+  const std::vector<std::string> own = optionsOf(app);
+  for (const std::string& argument : arguments) {
+    if (argument.size() < 2 || argument.front() != '-' || argument == "--") {
+      break;
+    }
+    const std::string word = argument.substr(0, argument.find('='));
+    if (word != "-h" && std::find(own.begin(), own.end(), word) == own.end()) {
+      const std::string nearest = nearestWord(word, optionsOf(subcommand));
+      return "there is no option \"" + word + "\" before a subcommand" +
+             meant(nearest.empty() ? "" : subcommand.get_name() + " " + nearest);
+    }
+  }
+  return "";
+}
+
 // Names a subcommand or an option that there is none of, with the nearest one that there is; empty where
 // something else is wrong with the line.
 std::string unknownWord(const CLI::App& app, const CLI::App* subcommand,
                         const std::vector<std::string>& arguments) {
+  if (std::string early =
+          earlyOption(app, subcommand != nullptr ? *subcommand : *app.get_subcommand(kUsual), arguments);
+      !early.empty()) {
+    return early;
+  }
   if (subcommand == nullptr) {
+    std::vector<std::string> names;
+    for (const CLI::App* const known : app.get_subcommands(nullptr)) {
+      names.push_back(known->get_name());
+    }
     const auto first = std::find_if(arguments.begin(), arguments.end(), [](const std::string& argument) {
       return !argument.empty() && argument.front() != '-';
     });
     if (first == arguments.end()) {
-      return "";
-    }
-    std::vector<std::string> names;
-    for (const CLI::App* const known : app.get_subcommands(nullptr)) {
-      names.push_back(known->get_name());
+      std::string all;
+      for (const std::string& name : names) {
+        all += (all.empty() ? "" : ", ") + name;
+      }
+      return "a subcommand is missing; there are " + all;
     }
     const auto other = otherWords().find(*first);
     return "there is no subcommand \"" + *first + "\"" +
            meant(other != otherWords().end() ? other->second : nearestWord(*first, names));
   }
-  std::vector<std::string> names;
-  for (const CLI::Option* const option : subcommand->get_options()) {
-    for (const std::string& name : option->get_lnames()) {
-      names.push_back("--" + name);
-    }
-  }
+  const std::vector<std::string> names = optionsOf(*subcommand);
   for (const std::string& argument : arguments) {
     if (argument == "--") {
       break;
@@ -140,12 +175,18 @@ CommandLine::CommandLine(std::vector<std::unique_ptr<ICommand>> commands)
 
 CommandLine::~CommandLine() = default;
 
+void CommandLine::declareOptions(const std::string& name) {
+  for (const std::unique_ptr<ICommand>& command : m_Commands) {
+    if (name == command->name() && m_Declared.insert(name).second) {
+      command->addOptions(*m_pApp->get_subcommand(name));
+    }
+  }
+}
+
 CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments) {
   // A start pays for the options of its own subcommand alone: those of all take longer than an empty run.
-  for (const std::unique_ptr<ICommand>& command : m_Commands) {
-    if (std::find(arguments.begin(), arguments.end(), command->name()) != arguments.end()) {
-      command->addOptions(*m_pApp->get_subcommand(command->name()));
-    }
+  for (const std::string& argument : arguments) {
+    declareOptions(argument);
   }
   const auto chosen = [this]() -> CLI::App* {
     const std::vector<CLI::App*> parsed = m_pApp->get_subcommands();
@@ -158,6 +199,10 @@ CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments
     CLI::App* const subcommand = chosen();
     // With 0 it is no error: --help and --version leave by this way too.
     if (error.get_exit_code() != 0) {
+      // Nearly every line is meant for this one, and an option ahead of it is compared with its own.
+      if (subcommand == nullptr) {
+        declareOptions(kUsual);
+      }
       const std::string unknown = unknownWord(*m_pApp, subcommand, arguments);
       return usageError(unknown.empty() ? error.what() : unknown,
                         subcommand == nullptr ? "" : subcommand->get_name());

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,10 @@ class CommandLine {
   [[nodiscard]] std::vector<std::string> given(const std::string& command, const std::string& option) const;
 
  private:
+  void declareOptions(const std::string& name);
+
   std::vector<std::unique_ptr<ICommand>> m_Commands;
+  std::set<std::string> m_Declared;  // the subcommands that have their options
   std::unique_ptr<CLI::App> m_pApp;
 };
 

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
@@ -130,8 +131,12 @@ void writeText(int descriptor, const std::string& text) {
 
 enum class LineEnd { kLine, kEndOfInput, kSignal, kFailure };
 
-// Reads up to a line feed, which isn't kept.
-LineEnd readLine(int terminal, const sigset_t& waitMask, std::string& line) {
+// Longer by one byte than any good line, for the carriage return of a file's, and by one more, which tells
+// one that is too long.
+constexpr std::size_t kRoom = kMaxPassword + 2;
+
+// Reads up to a line feed, which isn't kept, and drops what there is no room for.
+LineEnd readLine(int terminal, const sigset_t& waitMask, Secret& line) {
   for (;;) {
     fd_set ready;
     FD_ZERO(&ready);
@@ -156,12 +161,12 @@ LineEnd readLine(int terminal, const sigset_t& waitMask, std::string& line) {
     if (c == '\n') {
       return LineEnd::kLine;
     }
-    line += c;
+    static_cast<void>(line.append(c));
   }
 }
 
 // Why the password can't be used; empty if it can.
-std::string objection(const std::string& password) {
+std::string objection(std::string_view password) {
   if (password.empty()) {
     return "the password is empty";
   }
@@ -169,7 +174,7 @@ std::string objection(const std::string& password) {
     return "the password is longer than " + std::to_string(kMaxPassword) + " bytes";
   }
   // The archive takes a password up to its first zero byte: it would be encrypted with less than was given.
-  if (password.find('\0') != std::string::npos) {
+  if (password.find('\0') != std::string_view::npos) {
     return "the password holds a zero byte";
   }
   return "";
@@ -179,15 +184,15 @@ std::string objection(const std::string& password) {
 // ends it, with the terminal as it was found.
 PasswordResult askOnce(int terminal, const std::string& prompt) {
   for (;;) {
-    PasswordResult result;
+    PasswordResult result = {std::make_shared<Secret>(kRoom), ""};
     LineEnd end = LineEnd::kFailure;
     {
       const SilentTerminal silent(terminal);
       if (!silent.isSet()) {
-        return {"", "the terminal can't be told not to echo"};
+        return {nullptr, "the terminal can't be told not to echo"};
       }
       writeText(terminal, prompt);
-      end = readLine(terminal, silent.waitMask(), result.password);
+      end = readLine(terminal, silent.waitMask(), *result.password);
       writeText(terminal, "\n");
     }
     if (end == LineEnd::kSignal) {
@@ -195,7 +200,7 @@ PasswordResult askOnce(int terminal, const std::string& prompt) {
       continue;
     }
     if (end != LineEnd::kLine) {
-      return {"", "no password was entered"};
+      return {nullptr, "no password was entered"};
     }
     return result;
   }
@@ -206,33 +211,33 @@ PasswordResult askOnce(int terminal, const std::string& prompt) {
 PasswordResult readPasswordFile(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.get() < 0) {
-    return {"", "the password file \"" + path + "\" can't be opened: " + std::strerror(errno)};
+    return {nullptr, "the password file \"" + path + "\" can't be opened: " + std::strerror(errno)};
   }
-  PasswordResult result;
+  PasswordResult result = {std::make_shared<Secret>(kRoom), ""};
+  Secret& line = *result.password;
   char c = 0;
-  // Byte by byte: what stands behind the line in a pipe is somebody else's. One byte more than any good line
-  // has, for the carriage return.
-  while (result.password.size() <= kMaxPassword + 1) {
+  // Byte by byte: what stands behind the line in a pipe is somebody else's.
+  while (line.view().size() < kRoom) {
     const ssize_t got = read(file.get(), &c, 1);
     if (got < 0 && errno == EINTR) {
       continue;
     }
     if (got < 0) {
-      return {"", "the password file \"" + path + "\" can't be read: " + std::strerror(errno)};
+      return {nullptr, "the password file \"" + path + "\" can't be read: " + std::strerror(errno)};
     }
     if (got == 0) {
       break;
     }
     if (c == '\n') {
-      if (!result.password.empty() && result.password.back() == '\r') {
-        result.password.pop_back();
+      if (!line.empty() && line.view().back() == '\r') {
+        line.shorten();
       }
       break;
     }
-    result.password += c;
+    static_cast<void>(line.append(c));
   }
-  if (const std::string why = objection(result.password); !why.empty()) {
-    return {"", "the first line of the password file \"" + path + "\" can't be used: " + why};
+  if (const std::string why = objection(line.view()); !why.empty()) {
+    return {nullptr, "the first line of the password file \"" + path + "\" can't be used: " + why};
   }
   return result;
 }
@@ -240,14 +245,14 @@ PasswordResult readPasswordFile(const std::string& path) {
 PasswordResult askPassword(PasswordUse use) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (terminal.get() < 0) {
-    return {"", "there is no terminal to ask for the password on; use --password-file"};
+    return {nullptr, "there is no terminal to ask for the password on; use --password-file"};
   }
   PasswordResult first = askOnce(terminal.get(), "Password of the bundle: ");
   if (!first.error.empty()) {
     return first;
   }
-  if (const std::string why = objection(first.password); !why.empty()) {
-    return {"", why};
+  if (const std::string why = objection(first.password->view()); !why.empty()) {
+    return {nullptr, why};
   }
   if (use == PasswordUse::kExisting) {
     return first;
@@ -256,8 +261,8 @@ PasswordResult askPassword(PasswordUse use) {
   if (!second.error.empty()) {
     return second;
   }
-  if (second.password != first.password) {
-    return {"", "the two passwords differ"};
+  if (second.password->view() != first.password->view()) {
+    return {nullptr, "the two passwords differ"};
   }
   return first;
 }

@@ -4,17 +4,21 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace halvo {
+
+class Secret;
 
 // Bytes; longer ones are refused.
 inline constexpr std::size_t kMaxPassword = 1024;
 
 struct PasswordResult {
-  std::string password;
-  // Why there is none, one line; empty on success. A success always has a password that isn't empty,
-  // since an empty one would make a bundle that anybody can read.
+  // Never null or empty on success, since an empty one would make a bundle that anybody can read. It was kept
+  // from other programs ahead of its first character.
+  std::shared_ptr<Secret> password;
+  // Why there is none, one line; empty on success.
   std::string error;
 };
 

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vpn/Common/Utility/PlainText.h"
@@ -12,6 +14,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
@@ -136,11 +139,12 @@ class RedactCommand : public ICommand {
       }
     }
     if (!m_strOutPasswordFile.empty()) {
-      const PasswordResult result = readPasswordFile(m_strOutPasswordFile);
+      PasswordResult result = readPasswordFile(m_strOutPasswordFile);
       if (!result.error.empty()) {
         return usageFailure(result.error);
       }
-      options.password = result.password;
+      m_pOutSecret = std::move(result.password);
+      options.password = m_pOutSecret->view();
     }
     options.outPath = m_strOut;
     return m_Options.prepare();
@@ -153,6 +157,7 @@ class RedactCommand : public ICommand {
   std::vector<std::string> m_Keep;
   std::string m_strReport;
   std::string m_strOutPasswordFile;
+  std::shared_ptr<Secret> m_pOutSecret;  // as long as the options hold it too
   BundleOptions m_Options;
 };
 

@@ -1,17 +1,11 @@
 #include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
-#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
@@ -27,21 +21,6 @@ namespace halvo {
 namespace {
 
 constexpr char kEncrypted[] = ".gpg";
-
-bool writeAll(int file, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(file, text.data() + done, text.size() - done);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count <= 0) {
-      return false;
-    }
-    done += static_cast<std::size_t>(count);
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -82,7 +61,7 @@ void UnattendedOptions::addOptions(CLI::App& app, CLI::Option* bundle,
   app.add_flag("--nice", m_bNice, "Give way to everything else on the machine");
 }
 
-std::string UnattendedOptions::usageProblem() const {
+std::string UnattendedOptions::usageProblem() {
   if (!m_strLabel.empty()) {
     if (const std::string problem = labelProblem(m_strLabel); !problem.empty()) {
       return "--label: " + problem;
@@ -99,7 +78,8 @@ std::string UnattendedOptions::usageProblem() const {
   if (!m_strOutputDir.empty() && (stat(m_strOutputDir.c_str(), &data) != 0 || !S_ISDIR(data.st_mode))) {
     return "--output-dir: \"" + m_strOutputDir + "\" is no folder";
   }
-  return "";
+  // A run of hours whose status nobody gets would be run for nothing.
+  return m_strStatus.empty() ? "" : m_StatusFile.open(m_strStatus);
 }
 
 RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
@@ -119,6 +99,7 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
   if (m_bFailIncomplete || !m_strStatus.empty()) {
     m_pStatus = std::make_unique<RunStatus>(settings.requestPath, settings.configFolder);
     settings.folderSteps.push_back(m_pStatus->digestStep());
+    settings.begins = [this] { m_pStatus->plan(); };
   }
   RunOutcome outcome;
   if (!m_Keys.empty()) {
@@ -136,52 +117,23 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
       settings.bundlePath.erase(size - ending);
     }
     settings.bundleEnding = kEncrypted;
-    settings.archiveWriter = [this](const std::string& folder, const std::string& path,
-                                    const std::string& /*password*/, std::string& reason) {
-      return writeEncryptedBundle(*m_pRecipients, folder, path, m_pRedaction.get(), reason);
+    settings.archiveWriter = [this](const std::string& folder, int file, const std::string& /*password*/,
+                                    std::string& reason) {
+      return writeEncryptedBundle(*m_pRecipients, folder, file, m_pRedaction.get(), reason);
     };
   }
   return outcome;
 }
 
-bool UnattendedOptions::writeStatus(const std::string& text) const {
-  if (statusOnOutput()) {
-    // What was printed stands ahead of it.
-    std::fflush(stdout);
-    return writeAll(STDOUT_FILENO, text);
-  }
-  // A reader meets the old one or the whole new one. A pipe or a device is written to as it is, and a pipe
-  // that nobody reads isn't waited for.
-  struct stat data;
-  if (stat(m_strStatus.c_str(), &data) == 0 && !S_ISREG(data.st_mode)) {
-    const DescriptorHolder device(open(m_strStatus.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-    return device && writeAll(device.get(), text);
-  }
-  std::string beside = m_strStatus + ".XXXXXX";
-  // Nothing is started from here on that could inherit it.
-  const DescriptorHolder file(mkstemp(beside.data()));
-  if (!file) {
-    return false;
-  }
-  if (writeAll(file.get(), text) && fsync(file.get()) == 0 &&
-      rename(beside.c_str(), m_strStatus.c_str()) == 0) {
-    return true;
-  }
-  const int error = errno;
-  unlink(beside.c_str());
-  errno = error;
-  return false;
-}
-
-int UnattendedOptions::report(const RunOutcome& outcome, int status) const {
+int UnattendedOptions::report(const RunOutcome& outcome, int status) {
   if (m_pStatus && m_pRedaction) {
     m_pStatus->redact(*m_pRedaction);
   }
   if (!m_strStatus.empty() && m_pStatus) {
     const std::vector<std::string> keys =
         m_pRecipients ? m_pRecipients->fingerprints() : std::vector<std::string>();
-    if (!writeStatus(m_pStatus->json(outcome, keys))) {
-      printError("the status can't be written to \"" + m_strStatus + "\": " + std::strerror(errno));
+    if (const std::string problem = m_StatusFile.write(m_pStatus->json(outcome, keys)); !problem.empty()) {
+      printError(problem);
       return kExitFailure;
     }
   }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/StatusFile.h"
 
 namespace CLI {
 class App;
@@ -33,8 +34,8 @@ class UnattendedOptions {
   void addOptions(CLI::App& app, CLI::Option* bundle, const std::vector<CLI::Option*>& passwords);
 
   // After a command line without faults, before anything is asked or run: what is wrong with it; empty if
-  // nothing is.
-  [[nodiscard]] std::string usageProblem() const;
+  // nothing is. Opens the place of the status.
+  [[nodiscard]] std::string usageProblem();
 
   // Standard output belongs to the status.
   [[nodiscard]] bool statusOnOutput() const { return m_strStatus == "-"; }
@@ -47,11 +48,9 @@ class UnattendedOptions {
 
   // Writes the status, where one was asked for. Returns the exit status: `status`, kExitIncomplete for a
   // run that is not what --fail-incomplete wants, or a failure, told, where the status can't be written.
-  [[nodiscard]] int report(const RunOutcome& outcome, int status) const;
+  [[nodiscard]] int report(const RunOutcome& outcome, int status);
 
  private:
-  [[nodiscard]] bool writeStatus(const std::string& text) const;
-
   std::string m_strOutputDir;
   std::string m_strLabel;
   std::string m_strStatus;
@@ -59,6 +58,7 @@ class UnattendedOptions {
   std::vector<std::string> m_Keys;
   bool m_bFailIncomplete = false;
   bool m_bNice = false;
+  StatusFile m_StatusFile;
 
   std::shared_ptr<RedactedArchiveOutcome> m_pRedaction;
   std::unique_ptr<Recipients> m_pRecipients;

@@ -4,6 +4,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
@@ -45,11 +46,25 @@ std::string folderOf(const std::string& path) {
   return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
-std::string bundlePlaceProblem(const std::string& path) {
+std::string takenProblem(const std::string& folder, const std::string& name) {
+  struct stat place;
+  struct stat taken;
+  if (lstat((folder + name).c_str(), &taken) != 0) {
+    return errno == ENAMETOOLONG ? "its name is too long" : "";
+  }
+  const bool isForeign = geteuid() != 0 && taken.st_uid != geteuid();
+  if (isForeign && stat(folder.c_str(), &place) == 0 && (place.st_mode & S_ISVTX) != 0 &&
+      place.st_uid != geteuid()) {
+    return "the file that is there is another user's";
+  }
+  return "";
+}
+
+std::string bundlePlaceProblem(const std::string& path, const std::string& ending) {
   if (!path.empty() && path.back() == '/') {
     return quoted(path) + " is the name of a folder, and a bundle is a file: name a file in it";
   }
-  const std::string zip = TOLMEngine::zipPath(path);
+  const std::string zip = TOLMEngine::zipPath(path) + ending;
   // Both: the engine puts ".zip" behind a name, and whoever named a pipe means that pipe.
   for (const std::string& candidate : {path, zip}) {
     if (const std::string obstacle = obstacleAt(candidate); !obstacle.empty()) {
@@ -62,7 +77,8 @@ std::string bundlePlaceProblem(const std::string& path) {
       access(folder.c_str(), W_OK | X_OK) != 0) {
     return "is there a folder for " + quoted(zip) + ", and may you write there?";
   }
-  return "";
+  const std::string problem = takenProblem(folder, zip.substr(zip.rfind('/') + 1));
+  return problem.empty() ? "" : quoted(zip) + " can't be written: " + problem;
 }
 
 std::string freeBundlePath(const std::string& path, const std::string& ending) {

@@ -12,8 +12,12 @@ namespace halvo {
 
 // Why no bundle can be written at `path`, as the user gave it: no folder, no right to write there, the
 // place of a folder, a pipe or a device. Empty where it can. Two names are looked at, `path` and the one
-// with ".zip" behind it: "/dev/stdout" doesn't mean a file "/dev/stdout.zip".
-std::string bundlePlaceProblem(const std::string& path);
+// with ".zip" behind it: "/dev/stdout" doesn't mean a file "/dev/stdout.zip". `ending` stands behind that.
+std::string bundlePlaceProblem(const std::string& path, const std::string& ending = "");
+
+// Why no file can be given that name in the folder by a rename: it is too long, or taken by another user's
+// file where each user's files are kept from others. Empty where one can.
+std::string takenProblem(const std::string& folder, const std::string& name);
 
 // `path`, or the first of path_2, path_3 ... (ahead of ".zip") of which there is none yet, with `ending`
 // behind.

@@ -168,10 +168,13 @@ RunOutcome makeTimed(const std::function<RunOutcome()>& make) {
 
 }  // namespace
 
-CollectRun::CollectRun(CollectSettings settings) : m_Settings(std::move(settings)) {}
+CollectRun::CollectRun(CollectSettings settings)
+    : m_Settings(std::move(settings)), m_strWantedPath(m_Settings.bundlePath) {}
 
-CollectRun::~CollectRun() {
-  wipe(m_Settings.password);
+CollectRun::~CollectRun() = default;
+
+bool CollectRun::isEncrypted() const {
+  return m_Settings.password && !m_Settings.password->empty();
 }
 
 std::string CollectRun::configFolder() const {
@@ -185,14 +188,15 @@ void CollectRun::chooseBundlePath() {
 }
 
 RunOutcome CollectRun::run() {
-  m_strWantedPath = m_Settings.bundlePath;
+  // Ahead of the first record, which names the bundle.
   chooseBundlePath();
   logBegin(m_Settings, "collect run", m_Settings.requestPath, configFolder(), m_Settings.bundlePath);
   return makeTimed([this] { return makeRun(); });
 }
 
 RunOutcome CollectRun::lookAhead() {
-  if (const std::string problem = bundlePlaceProblem(m_Settings.bundlePath); !problem.empty()) {
+  if (const std::string problem = bundlePlaceProblem(m_Settings.bundlePath, m_Settings.bundleEnding);
+      !problem.empty()) {
     return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, problem);
   }
   if (m_Settings.configFolder.empty()) {
@@ -211,9 +215,8 @@ RunOutcome CollectRun::lookAhead() {
 RunOutcome CollectRun::lookAtSizes() {
   const PlannedSizes sizes = planSizes(m_Settings.requestPath, configFolder());
   // The limit is that of the archive's plain entries, which another writer needn't use.
-  const std::string large = m_Settings.archiveWriter ? ""
-                                                     : largeFileProblem(sizes.largestFile, sizes.largestBytes,
-                                                                        !m_Settings.password.empty());
+  const std::string large =
+      m_Settings.archiveWriter ? "" : largeFileProblem(sizes.largestFile, sizes.largestBytes, isEncrypted());
   if (!large.empty()) {
     return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, large);
   }
@@ -237,10 +240,19 @@ RunOutcome CollectRun::makeRun() {
   if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
     return refuse(outcome);
   }
-  // The run that was waited for may have taken the name.
+  // Once more: the run may have waited for hours, and another has made its bundle meanwhile.
+  const std::string name = m_Settings.bundlePath;
   chooseBundlePath();
+  if (m_Settings.bundlePath != name) {
+    LOG_MESSAGE(kLogInformation, "The bundle becomes \"%s\"", m_Settings.bundlePath.c_str());
+  }
+  if (RunOutcome outcome = lookAhead(); outcome.code != 0) {
+    return refuse(outcome);
+  }
   // Under the lock: what lies there now is no other run's work of this user's.
-  removeUnfinishedBundle(lock.unfinishedBundle());
+  for (const std::string& path : lock.unfinishedBundles()) {
+    removeUnfinishedBundle(path);
+  }
   removeUnfinishedBundles(folderOf(TOLMEngine::zipPath(m_Settings.bundlePath)));
   removeLeftOverFolders(kWorkParent);
   // And under the lock: no other run of this user takes room meanwhile.
@@ -248,14 +260,17 @@ RunOutcome CollectRun::makeRun() {
   if (RunOutcome outcome = lookAtSizes(); outcome.code != 0) {
     return refuse(outcome);
   }
+  if (m_Settings.begins) {
+    m_Settings.begins();
+  }
   return runEngine(lock);
 }
 
 RunOutcome CollectRun::runEngine(RunLock& lock) {
-  // First: from here on the text lies in locked memory alone.
-  const Secret password(m_Settings.password);
+  std::string nothing;
+  const Secret none(nothing);
   WholeBundle bundle(
-      password,
+      m_Settings.password ? *m_Settings.password : none,
       [&lock](const std::string& path) {
         RunGuard::noteUnfinishedFile(path);
         lock.noteBundle(path);
@@ -329,7 +344,13 @@ RunOutcome ClearRun::makeRun() {
   if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
     return refuse(outcome);
   }
-  removeUnfinishedBundle(lock.unfinishedBundle());
+  // Once more: the run may have waited.
+  if (RunOutcome outcome = lookAtDocuments(helperUtil::defaultConfigFolder()); outcome.code != 0) {
+    return refuse(outcome);
+  }
+  for (const std::string& path : lock.unfinishedBundles()) {
+    removeUnfinishedBundle(path);
+  }
   removeLeftOverFolders(kWorkParent);
   TOLMEngine engine("", "", "", true);
   RunOutcome outcome;

@@ -12,12 +12,15 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
 
 namespace halvo {
+
+class Secret;
 
 // What a run needs to know that its documents don't say.
 struct RunSettings {
@@ -48,21 +51,24 @@ struct CollectSettings : RunSettings {
   // Reads the config documents from here and not from the suite's own folder: the trial run of their
   // author, whose trust is his own affair. Empty for the suite's folder.
   std::string configFolder;
-  // Empty for no encryption. The run takes its own copy into locked memory and wipes this string.
-  std::string password;
+  // Null or empty for no encryption. Let go of when the run is over.
+  std::shared_ptr<const Secret> password;
   // Steps between the last document and the archive, in order, over the whole work folder: to leave
   // something out of it, to make something unreadable. One that fails ends the run as a failed archive,
   // with its reason. Called on the run's thread.
   using FolderStep = std::function<ResultCode(const std::string& folder, std::string& reason)>;
   std::vector<FolderStep> folderSteps;
 
-  // Writes everything below `folder` to the empty file `path`; empty for the ZIP file told. What another
-  // writer makes can't be looked at afterwards: it has to tell all by its result.
-  using ArchiveWriter = std::function<ResultCode(const std::string& folder, const std::string& path,
+  // Writes everything below `folder` to the open file, which is empty; without one, the ZIP file told is
+  // made. What another writer makes can't be looked at afterwards: it has to tell all by its result.
+  using ArchiveWriter = std::function<ResultCode(const std::string& folder, int file,
                                                  const std::string& password, std::string& reason)>;
   ArchiveWriter archiveWriter;
   // Stands behind the bundle's ".zip", as another writer's result wants it.
   std::string bundleEnding;
+  // Called once nothing stands in the run's way any more, ahead of the engine: a run that has waited may find
+  // other documents than there were when it was asked for. May be empty. Called on the run's thread.
+  std::function<void()> begins;
 };
 
 // How a run ended.
@@ -112,6 +118,7 @@ class CollectRun {
   RunOutcome lookAtSizes();
   RunOutcome runEngine(RunLock& lock);
   [[nodiscard]] std::string configFolder() const;
+  [[nodiscard]] bool isEncrypted() const;
   // Where no older bundle is to be replaced: takes a name that is free now.
   void chooseBundlePath();
 

@@ -32,12 +32,8 @@ class ScopedFile {
   std::string m_strPath;
 };
 
-// The file at `to` stays the one that it is: its owner holds it open and locked.
-std::string copyInto(const DescriptorHolder& source, const std::string& to) {
-  const DescriptorHolder target(open(to.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
-  if (target.get() < 0) {
-    return std::string("the bundle can't be opened: ") + std::strerror(errno);
-  }
+// The open file stays the one that it is: its owner holds it locked.
+std::string copyInto(const DescriptorHolder& source, int target) {
   std::vector<char> block(65536);
   for (;;) {
     const ssize_t got = read(source.get(), block.data(), block.size());
@@ -45,7 +41,7 @@ std::string copyInto(const DescriptorHolder& source, const std::string& to) {
       return {};
     }
     for (ssize_t done = 0; done < got;) {
-      const ssize_t put = write(target.get(), block.data() + done, static_cast<std::size_t>(got - done));
+      const ssize_t put = write(target, block.data() + done, static_cast<std::size_t>(got - done));
       if (put < 0 && errno != EINTR) {
         return std::string("it can't be written: ") + std::strerror(errno);
       }
@@ -115,11 +111,11 @@ DescriptorHolder makeRedactedArchive(const std::string& folder, const std::strin
 }
 
 CollectSettings::ArchiveWriter redactedArchiveWriter(std::shared_ptr<RedactedArchiveOutcome> outcome) {
-  return [outcome = std::move(outcome)](const std::string& folder, const std::string& path,
-                                        const std::string& password, std::string& reason) {
+  return [outcome = std::move(outcome)](const std::string& folder, int file, const std::string& password,
+                                        std::string& reason) {
     const DescriptorHolder redacted = makeRedactedArchive(folder, password, *outcome, reason);
     if (reason.empty()) {
-      reason = copyInto(redacted, path);
+      reason = copyInto(redacted, file);
     }
     return reason.empty() ? ResultCode{0} : GLOBAL_ERROR_UNEXPECTED;
   };

@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include "tests/support/BundleReader.h"
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/Common/Utility/Holders.h"
 
 namespace halvo {
 namespace {
@@ -24,7 +26,8 @@ class RedactedArchiveTest : public testing::Test {
   }
 
   ResultCode write(const std::string& out, const std::string& password) {
-    return redactedArchiveWriter(m_pOutcome)(m_temp.file("work"), out, password, m_strReason);
+    const DescriptorHolder file(open(out.c_str(), O_WRONLY | O_CLOEXEC));
+    return redactedArchiveWriter(m_pOutcome)(m_temp.file("work"), file.get(), password, m_strReason);
   }
 
   test::TempFolder m_temp;

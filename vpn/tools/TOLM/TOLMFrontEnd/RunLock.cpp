@@ -7,10 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
 
@@ -29,24 +30,45 @@ bool isOwnFolder(int folder) {
          (data.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+bool isOfUser(int folder) {
+  struct stat data;
+  return fstat(folder, &data) == 0 && data.st_uid == geteuid();
+}
+
+DescriptorHolder openFolder(const std::string& path) {
+  return path.empty() || path.front() != '/'
+             ? DescriptorHolder()
+             : DescriptorHolder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
 // Opens `path` if it is a folder of the user's own.
 DescriptorHolder openOwnFolder(const std::string& path) {
-  if (path.empty() || path.front() != '/') {
-    return DescriptorHolder();
-  }
-  DescriptorHolder folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DescriptorHolder folder = openFolder(path);
   if (folder && !isOwnFolder(folder.get())) {
     folder.reset();
   }
   return folder;
 }
 
-// Opens a folder inside of a folder of the user's own, making it where it is missing.
-DescriptorHolder enterOwnFolder(const DescriptorHolder& parent, const char* name) {
+// Opens a folder inside of another, making it where it is missing.
+DescriptorHolder enterFolder(const DescriptorHolder& parent, const char* name, int flags) {
   if (!parent || (mkdirat(parent.get(), name, kOwnFolder) != 0 && errno != EEXIST)) {
     return DescriptorHolder();
   }
-  DescriptorHolder folder(openat(parent.get(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return DescriptorHolder(openat(parent.get(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
+}
+
+// Many a home folder, and the cache in it, is open to a group. That does for the way: who could carry these
+// folders off could have two runs made at once, and nothing worse. The last folder is the user's alone.
+DescriptorHolder openBelowHome(const std::string& home) {
+  const DescriptorHolder top = openFolder(home);
+  // A link of the user's own leads where he wants it; one that others may have laid isn't followed.
+  const bool isOwn = top && isOwnFolder(top.get());
+  const DescriptorHolder cache = enterFolder(top, ".cache", isOwn ? 0 : O_NOFOLLOW);
+  if (!cache || !isOfUser(cache.get())) {
+    return DescriptorHolder();
+  }
+  DescriptorHolder folder = enterFolder(cache, "tolm", O_NOFOLLOW);
   if (folder && !isOwnFolder(folder.get())) {
     folder.reset();
   }
@@ -67,10 +89,6 @@ DescriptorHolder openLockFile(const DescriptorHolder& folder, const std::string&
   return file;
 }
 
-DescriptorHolder openBelowHome(const std::string& home) {
-  return enterOwnFolder(enterOwnFolder(openOwnFolder(home), ".cache"), "tolm");
-}
-
 std::string environmentValue(const char* name) {
   const char* const value = std::getenv(name);
   return value != nullptr ? value : "";
@@ -85,32 +103,13 @@ std::string homeOfUser() {
              : "";
 }
 
-// The first folder of the user's own in which the file can be had, and the file. A run outside of a session
-// (a timer's, say) knows no runtime folder and still has to meet the session's runs, so the folder's usual
-// place is tried without the variable too. /run is root's own on every machine, and nobody else's by its
-// owner.
-bool openFirst(DescriptorHolder& folder, std::string& name, DescriptorHolder& file) {
-  using Opener = DescriptorHolder (*)();
-  struct Place {
-    Opener open;
-    const char* name;
-  };
-  static constexpr Place kPlaces[] = {
-      {[] { return openOwnFolder(environmentValue("XDG_RUNTIME_DIR")); }, "tolm.lock"},
-      {[] { return openOwnFolder("/run/user/" + std::to_string(geteuid())); }, "tolm.lock"},
-      {[] { return openOwnFolder("/run"); }, "tolm.lock"},
-      {[] { return openBelowHome(environmentValue("HOME")); }, "run.lock"},
-      {[] { return openBelowHome(homeOfUser()); }, "run.lock"},
-  };
-  for (const Place& place : kPlaces) {
-    folder = place.open();
-    name = place.name;
-    file = openLockFile(folder, name);
-    if (file) {
-      return true;
-    }
+// Home folders are shared between machines here and there, and a run on another one is in nobody's way.
+std::string nameBelowHome() {
+  char host[256] = "";
+  if (gethostname(host, sizeof(host) - 1) != 0) {
+    host[0] = '\0';
   }
-  return false;
+  return std::string("run.") + host + ".lock";
 }
 
 // Whether the open file is the one of that name.
@@ -156,55 +155,132 @@ class SizeSignalHeld {
 
 }  // namespace
 
+LockFolders lockFoldersOfUser() {
+  LockFolders folders;
+  if (geteuid() == 0) {
+    folders.root = "/run";
+  }
+  // The home folder that the user has, whatever the variable says, and the variable's for those who have
+  // none. The runtime folder's usual place is looked at without the variable too.
+  folders.homes = {homeOfUser(), environmentValue("HOME")};
+  folders.runtimes = {"/run/user/" + std::to_string(geteuid()), environmentValue("XDG_RUNTIME_DIR")};
+  return folders;
+}
+
+RunLock::RunLock(LockFolders folders) : m_Folders(std::move(folders)) {}
+
 RunLock::~RunLock() {
-  if (m_bHeld) {
+  if (!m_bHeld) {
+    return;
+  }
+  for (const Place& place : m_Places) {
     // While the lock is held: whoever waits for this file finds it gone, and makes another.
-    unlinkat(m_Folder.get(), m_strName.c_str(), 0);
+    unlinkat(place.folder.get(), place.name.c_str(), 0);
   }
 }
 
-bool RunLock::open() {
-  if (!m_File && !openFirst(m_Folder, m_strName, m_File)) {
-    LOG_MESSAGE(kLogWarning, "No folder of the user's own can hold the lock of a run; going on without one");
-    return false;
+void RunLock::addPlace(DescriptorHolder folder, const std::string& name) {
+  DescriptorHolder file = openLockFile(folder, name);
+  if (!file) {
+    return;
   }
-  return true;
-}
-
-RunLock::Answer RunLock::take(int operation) {
-  for (;;) {
-    if (!open()) {
-      return Answer::kUnavailable;
+  // Two ways may lead to one folder, and whoever has locked a file would wait for himself at the second.
+  for (const Place& known : m_Places) {
+    if (isNamed(known.folder.get(), known.name, file.get())) {
+      return;
     }
-    if (lockFile(m_File.get(), operation) != 0) {
-      // Only here is the content another's, who is to be named.
-      if (errno == EWOULDBLOCK) {
-        readContent();
-        return Answer::kBusy;
+  }
+  m_Places.push_back({std::move(folder), name, std::move(file)});
+}
+
+void RunLock::openPlaces() {
+  m_Places.clear();
+  if (!m_Folders.root.empty()) {
+    addPlace(openOwnFolder(m_Folders.root), "tolm.lock");
+    if (!m_Places.empty()) {
+      return;
+    }
+  }
+  for (const std::string& home : m_Folders.homes) {
+    addPlace(openBelowHome(home), nameBelowHome());
+  }
+  for (const std::string& runtime : m_Folders.runtimes) {
+    addPlace(openOwnFolder(runtime), "tolm.lock");
+  }
+}
+
+RunLock::Taking RunLock::takeAll() {
+  openPlaces();
+  for (auto place = m_Places.begin(); place != m_Places.end();) {
+    if (lockFile(place->file.get(), LOCK_EX | LOCK_NB) == 0) {
+      // The run that held it may have removed it meanwhile: a lock on a file without a name keeps nobody out.
+      if (!isNamed(place->folder.get(), place->name, place->file.get())) {
+        return Taking::kAgain;
       }
+      ++place;
+    } else if (errno == EWOULDBLOCK) {
+      m_Busy = std::move(place->file);
+      return Taking::kBusy;
+    } else {
+      // Some file systems know no locks.
+      LOG_RETURN_CODE_DESCRIBED(kLogWarning, "flock", errno, std::strerror(errno));
+      place = m_Places.erase(place);
+    }
+  }
+  return Taking::kAll;
+}
+
+RunLock::Answer RunLock::take(bool wait) {
+  for (;;) {
+    const Taking taking = takeAll();
+    if (taking == Taking::kAll) {
+      break;
+    }
+    // All or none, so that no two runs hold what the other wants. The files stay: what a killed run has
+    // noted in one of them is still to be read.
+    m_Places.clear();
+    if (taking == Taking::kAgain) {
+      continue;
+    }
+    std::string unused;
+    m_nHolder = readContent(m_Busy.get(), unused);
+    if (!wait) {
+      m_Busy.reset();
+      return Answer::kBusy;
+    }
+    const int waited = lockFile(m_Busy.get(), LOCK_EX);
+    m_Busy.reset();
+    if (waited != 0) {
       LOG_RETURN_CODE_DESCRIBED(kLogWarning, "flock", errno, std::strerror(errno));
       return Answer::kUnavailable;
     }
-    if (isNamed(m_Folder.get(), m_strName, m_File.get())) {
-      break;
-    }
-    // The run that held it has removed it meanwhile: a lock on a file without a name keeps nobody out.
-    m_File.reset();
   }
-  // Read ahead of being written: what the last holder left behind is named there.
+  if (m_Places.empty()) {
+    LOG_MESSAGE(kLogWarning, "No folder of the user's own can hold the lock of a run; going on without one");
+    return Answer::kUnavailable;
+  }
   m_bHeld = true;
-  readContent();
   m_nHolder = 0;
+  m_Unfinished.clear();
+  for (const Place& place : m_Places) {
+    // Read ahead of being written: what the last holder left behind is named there.
+    std::string bundle;
+    static_cast<void>(readContent(place.file.get(), bundle));
+    if (!bundle.empty() &&
+        std::find(m_Unfinished.begin(), m_Unfinished.end(), bundle) == m_Unfinished.end()) {
+      m_Unfinished.push_back(bundle);
+    }
+  }
   writeContent("");
   return Answer::kHeld;
 }
 
 RunLock::Answer RunLock::tryAcquire() {
-  return take(LOCK_EX | LOCK_NB);
+  return take(false);
 }
 
 RunLock::Answer RunLock::acquire() {
-  return take(LOCK_EX);
+  return take(true);
 }
 
 void RunLock::noteBundle(const std::string& path) {
@@ -213,21 +289,19 @@ void RunLock::noteBundle(const std::string& path) {
   }
 }
 
-void RunLock::readContent() {
-  m_nHolder = 0;
-  m_strUnfinished.clear();
+pid_t RunLock::readContent(int file, std::string& bundle) {
   std::string content(kLongestContent, '\0');
-  const ssize_t got = pread(m_File.get(), content.data(), content.size(), 0);
+  const ssize_t got = pread(file, content.data(), content.size(), 0);
   content.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   const std::size_t end = content.find('\n');
   if (end == std::string::npos) {
-    return;
+    return 0;
   }
-  m_nHolder = static_cast<pid_t>(std::strtol(content.c_str(), nullptr, 10));
   // The path ends in a zero byte, which no path holds.
   if (content.size() > end + 1 && content.back() == '\0') {
-    m_strUnfinished = content.substr(end + 1, content.size() - end - 2);
+    bundle = content.substr(end + 1, content.size() - end - 2);
   }
+  return static_cast<pid_t>(std::strtol(content.c_str(), nullptr, 10));
 }
 
 void RunLock::writeContent(const std::string& bundle) {
@@ -236,10 +310,12 @@ void RunLock::writeContent(const std::string& bundle) {
     content += bundle + '\0';
   }
   const SizeSignalHeld held;
-  // In one write, and cut behind it: whoever is busy-waiting reads it meanwhile.
-  const ssize_t put = pwrite(m_File.get(), content.data(), content.size(), 0);
-  if (put != static_cast<ssize_t>(content.size()) || ftruncate(m_File.get(), put) != 0) {
-    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pwrite", errno, std::strerror(errno));
+  for (const Place& place : m_Places) {
+    // In one write, and cut behind it: whoever is busy-waiting reads it meanwhile.
+    const ssize_t put = pwrite(place.file.get(), content.data(), content.size(), 0);
+    if (put != static_cast<ssize_t>(content.size()) || ftruncate(place.file.get(), put) != 0) {
+      LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pwrite", errno, std::strerror(errno));
+    }
   }
 }
 

@@ -20,8 +20,9 @@ namespace {
 
 using test::exists;
 using test::readFile;
-using test::ScopedEnv;
 using test::TempFolder;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class RunLockTest : public ::testing::Test {
  protected:
@@ -30,25 +31,28 @@ class RunLockTest : public ::testing::Test {
     ASSERT_EQ(mkdir(m_Folder.file("home").c_str(), 0700), 0);
   }
   [[nodiscard]] std::string lockFile() const { return m_Folder.file("run/tolm.lock"); }
+  // Of a user with a session.
+  [[nodiscard]] LockFolders folders() const { return {"", {home()}, {m_Folder.file("run")}}; }
+  // Of the same user where there is none.
+  [[nodiscard]] LockFolders withoutSession() const { return {"", {home()}, {}}; }
+  [[nodiscard]] std::string home() const { return m_Folder.file("home"); }
 
   TempFolder m_Folder;
-  ScopedEnv m_Runtime{"XDG_RUNTIME_DIR", m_Folder.file("run").c_str()};
-  ScopedEnv m_Home{"HOME", m_Folder.file("home").c_str()};
 };
 
 TEST_F(RunLockTest, ASecondRunIsToldWhichProcessIsAtWork) {
-  RunLock first;
+  RunLock first(folders());
   EXPECT_EQ(first.tryAcquire(), RunLock::Answer::kHeld);
-  RunLock second;
+  RunLock second(folders());
   EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
   EXPECT_EQ(second.holder(), getpid());
 }
 
 // The program was ended by the signal there, without a line: nothing of the run guarded it yet.
 TEST_F(RunLockTest, ALimitOnTheSizeOfFilesLeavesALockWithoutContent) {
-  const test::ForkedResult result = test::runForked([] {
+  const test::ForkedResult result = test::runForked([this] {
     const rlimit none = {0, 0};
-    RunLock lock;
+    RunLock lock(folders());
     return setrlimit(RLIMIT_FSIZE, &none) == 0 && lock.tryAcquire() == RunLock::Answer::kHeld ? 0 : 1;
   });
   EXPECT_EQ(result.exitStatus, 0) << result.dump();
@@ -57,32 +61,32 @@ TEST_F(RunLockTest, ALimitOnTheSizeOfFilesLeavesALockWithoutContent) {
 
 TEST_F(RunLockTest, TheLockGoesWithItsHolder) {
   {
-    RunLock first;
+    RunLock first(folders());
     ASSERT_EQ(first.tryAcquire(), RunLock::Answer::kHeld);
   }
-  RunLock second;
+  RunLock second(folders());
   EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kHeld);
 }
 
 TEST_F(RunLockTest, ARunThatEndsTakesTheFileAwayAndOneThatWaitsMakesItAnew) {
-  auto first = std::make_unique<RunLock>();
+  auto first = std::make_unique<RunLock>(folders());
   ASSERT_EQ(first->tryAcquire(), RunLock::Answer::kHeld);
-  RunLock second;
+  RunLock second(folders());
   ASSERT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
   first.reset();
   EXPECT_FALSE(exists(lockFile()));
   EXPECT_EQ(second.acquire(), RunLock::Answer::kHeld);
   EXPECT_TRUE(exists(lockFile()));
-  RunLock third;
+  RunLock third(folders());
   EXPECT_EQ(third.tryAcquire(), RunLock::Answer::kBusy);
 }
 
 TEST_F(RunLockTest, AWaitEndsWhenTheOtherRunDoes) {
-  auto first = std::make_unique<RunLock>();
+  auto first = std::make_unique<RunLock>(folders());
   ASSERT_EQ(first->tryAcquire(), RunLock::Answer::kHeld);
   RunLock::Answer answer = RunLock::Answer::kBusy;
-  std::thread waiting([&answer] {
-    RunLock second;
+  std::thread waiting([this, &answer] {
+    RunLock second(folders());
     answer = second.acquire();
   });
   first.reset();
@@ -92,22 +96,89 @@ TEST_F(RunLockTest, AWaitEndsWhenTheOtherRunDoes) {
 
 TEST_F(RunLockTest, AnotherUsersOrAnOpenRuntimeFolderIsNotUsed) {
   ASSERT_EQ(chmod(m_Folder.file("run").c_str(), 0777), 0);
-  RunLock lock;
+  RunLock lock(folders());
   EXPECT_EQ(lock.tryAcquire(), RunLock::Answer::kHeld);
   EXPECT_FALSE(exists(lockFile()));
   if (geteuid() == 0) {
     ASSERT_EQ(chmod(m_Folder.file("run").c_str(), 0700), 0);
     ASSERT_EQ(chown(m_Folder.file("run").c_str(), 65534, 65534), 0);
-    RunLock other;
+    RunLock other(folders());
     EXPECT_NE(other.tryAcquire(), RunLock::Answer::kUnavailable);
     EXPECT_FALSE(exists(lockFile()));
   }
 }
 
+// A session's run and a timer's, which knows no runtime folder, worked at once.
+TEST_F(RunLockTest, ARunInASessionAndOneOutsideOfItMeet) {
+  {
+    RunLock session(folders());
+    ASSERT_EQ(session.tryAcquire(), RunLock::Answer::kHeld);
+    RunLock timer(withoutSession());
+    EXPECT_EQ(timer.tryAcquire(), RunLock::Answer::kBusy);
+    EXPECT_EQ(timer.holder(), getpid());
+  }
+  RunLock timer(withoutSession());
+  ASSERT_EQ(timer.tryAcquire(), RunLock::Answer::kHeld);
+  RunLock session(folders());
+  EXPECT_EQ(session.tryAcquire(), RunLock::Answer::kBusy);
+}
+
+TEST_F(RunLockTest, RunsOfTwoHomeFoldersMeetInTheRuntimeFolder) {
+  const LockFolders elsewhere = {"", {m_Folder.file("none")}, {m_Folder.file("run")}};
+  RunLock first(folders());
+  ASSERT_EQ(first.tryAcquire(), RunLock::Answer::kHeld);
+  RunLock second(elsewhere);
+  EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
+}
+
+// What one run holds and another asks for must not be the other way round as well.
+TEST_F(RunLockTest, ARunThatIsRefusedHoldsNothing) {
+  RunLock timer({"", {}, {m_Folder.file("run")}});
+  ASSERT_EQ(timer.tryAcquire(), RunLock::Answer::kHeld);
+  RunLock second(folders());
+  ASSERT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
+  RunLock third(withoutSession());
+  EXPECT_EQ(third.tryAcquire(), RunLock::Answer::kHeld);
+}
+
+// There was no lock at all, with a record in the log.
+TEST_F(RunLockTest, AHomeFolderThatIsOpenToAGroupHoldsTheLock) {
+  ASSERT_EQ(mkdir((home() + "/.cache").c_str(), 0775), 0);
+  ASSERT_EQ(chmod((home() + "/.cache").c_str(), 0775), 0);
+  ASSERT_EQ(chmod(home().c_str(), 0775), 0);
+  RunLock first(withoutSession());
+  EXPECT_EQ(first.tryAcquire(), RunLock::Answer::kHeld);
+  RunLock second(withoutSession());
+  EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
+}
+
+TEST_F(RunLockTest, AFolderForTheLockThatOthersCanWriteToIsNotUsed) {
+  test::makeFolders(home() + "/.cache/tolm");
+  ASSERT_EQ(chmod((home() + "/.cache/tolm").c_str(), 0777), 0);
+  RunLock lock(withoutSession());
+  EXPECT_EQ(lock.tryAcquire(), RunLock::Answer::kUnavailable);
+}
+
+TEST_F(RunLockTest, RootsLockIsInOneFolderWhateverElseThereIs) {
+  test::makeFolders(m_Folder.file("system"));
+  ASSERT_EQ(chmod(m_Folder.file("system").c_str(), 0755), 0);
+  RunLock first({m_Folder.file("system"), {home()}, {}});
+  ASSERT_EQ(first.tryAcquire(), RunLock::Answer::kHeld);
+  RunLock second({m_Folder.file("system"), {}, {m_Folder.file("run")}});
+  EXPECT_EQ(second.tryAcquire(), RunLock::Answer::kBusy);
+  EXPECT_FALSE(exists(lockFile()));
+  EXPECT_THAT(test::listFolder(home()), IsEmpty());
+}
+
+TEST_F(RunLockTest, TwoWaysToOneFolderAreOne) {
+  RunLock lock({"", {home(), home() + "/."}, {m_Folder.file("run"), m_Folder.file("run/")}});
+  EXPECT_EQ(lock.tryAcquire(), RunLock::Answer::kHeld);
+}
+
 TEST_F(RunLockTest, ALinkInTheLocksPlaceIsNotFollowed) {
   test::writeFile(m_Folder.file("precious"), "kept");
   ASSERT_EQ(symlink(m_Folder.file("precious").c_str(), lockFile().c_str()), 0);
-  RunLock lock;
+  RunLock lock(folders());
   static_cast<void>(lock.tryAcquire());
   EXPECT_EQ(readFile(m_Folder.file("precious")), "kept");
 }
@@ -115,32 +186,32 @@ TEST_F(RunLockTest, ALinkInTheLocksPlaceIsNotFollowed) {
 TEST_F(RunLockTest, ARunThatWasKilledHasLeftThePathOfItsBundle) {
   const pid_t child = fork();
   if (child == 0) {
-    RunLock lock;
+    RunLock lock(folders());
     static_cast<void>(lock.tryAcquire());
     lock.noteBundle("/home/me/a folder/.a.zip.1.tolm-part");
     _exit(0);  // nothing is destroyed, as by a kill
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
-  RunLock next;
+  RunLock next(folders());
   EXPECT_EQ(next.tryAcquire(), RunLock::Answer::kHeld);
-  EXPECT_EQ(next.unfinishedBundle(), "/home/me/a folder/.a.zip.1.tolm-part");
+  EXPECT_THAT(next.unfinishedBundles(), ElementsAre("/home/me/a folder/.a.zip.1.tolm-part"));
 }
 
 TEST_F(RunLockTest, ARunThatEndedHasLeftNone) {
   {
-    RunLock lock;
+    RunLock lock(folders());
     ASSERT_EQ(lock.tryAcquire(), RunLock::Answer::kHeld);
     lock.noteBundle("/x/.a.zip.1.tolm-part");
     lock.noteBundle("");
   }
-  RunLock next;
+  RunLock next(folders());
   EXPECT_EQ(next.tryAcquire(), RunLock::Answer::kHeld);
-  EXPECT_EQ(next.unfinishedBundle(), "");
+  EXPECT_THAT(next.unfinishedBundles(), IsEmpty());
 }
 
 TEST_F(RunLockTest, TheFileIsForItsUserAlone) {
-  RunLock lock;
+  RunLock lock(folders());
   ASSERT_EQ(lock.tryAcquire(), RunLock::Answer::kHeld);
   struct stat status;
   ASSERT_EQ(stat(lockFile().c_str(), &status), 0);
@@ -150,9 +221,9 @@ TEST_F(RunLockTest, TheFileIsForItsUserAlone) {
 TEST_F(RunLockTest, AFileOfOtherContentIsBorne) {
   for (const std::string& content : {std::string("x"), std::string("12\nabc"), std::string(100'000, '\n')}) {
     test::writeFile(lockFile(), content);
-    RunLock lock;
+    RunLock lock(folders());
     EXPECT_EQ(lock.tryAcquire(), RunLock::Answer::kHeld);
-    EXPECT_EQ(lock.unfinishedBundle(), "");
+    EXPECT_THAT(lock.unfinishedBundles(), IsEmpty());
   }
 }
 

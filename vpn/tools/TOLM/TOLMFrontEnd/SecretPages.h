@@ -9,9 +9,12 @@ namespace halvo {
 // Overwrites with zero bytes, which no compiler takes for needless.
 void eraseBytes(void* bytes, std::size_t size);
 
-// Keeps the pages, and with them the process where the host has a mark for it, out of memory dumps. Returns
-// whether the process had been free to be dumped, for undoDumpBan().
-bool banDumps(void* pages, std::size_t size);
+// Keeps the pages out of memory dumps, where the host has a mark for that.
+void keepOutOfDumps(void* pages, std::size_t size);
+
+// Keeps the whole process out of memory dumps, and other programs of the user out of it, where the host has a
+// mark for that. Returns whether it had been free to be dumped, for undoDumpBan().
+bool banDumps();
 void undoDumpBan(bool wasFree);
 
 }  // namespace halvo

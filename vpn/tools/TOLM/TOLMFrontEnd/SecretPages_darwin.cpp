@@ -10,7 +10,9 @@ void eraseBytes(void* bytes, std::size_t size) {
 }
 
 // This host has no such marks: the limit on core files is all.
-bool banDumps(void* /*pages*/, std::size_t /*size*/) {
+void keepOutOfDumps(void* /*pages*/, std::size_t /*size*/) {}
+
+bool banDumps() {
   return false;
 }
 

@@ -10,8 +10,11 @@ void eraseBytes(void* bytes, std::size_t size) {
   explicit_bzero(bytes, size);
 }
 
-bool banDumps(void* pages, std::size_t size) {
+void keepOutOfDumps(void* pages, std::size_t size) {
   static_cast<void>(madvise(pages, size, MADV_DONTDUMP));
+}
+
+bool banDumps() {
   const bool wasFree = prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) == 1;
   static_cast<void>(prctl(PR_SET_DUMPABLE, 0, 0, 0, 0));
   return wasFree;

@@ -65,5 +65,36 @@ TEST(SecretTest, NoPasswordChangesNothing) {
   secret.with([](const std::string& password) { EXPECT_EQ(password, ""); });
 }
 
+TEST(SecretTest, TheLastOneGoneOpensTheProcessAgain) {
+  ASSERT_EQ(prctl(PR_SET_DUMPABLE, 1, 0, 0, 0), 0);
+  {
+    const SecretScope outer;
+    {
+      std::string text = "hunter2";
+      const Secret inner(text);
+    }
+    EXPECT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 0);
+    EXPECT_EQ(coreLimit(), 0U);
+  }
+  EXPECT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 1);
+}
+
+TEST(SecretTest, ATextThatComesByCharactersIsKeptUpToItsRoom) {
+  Secret secret(10);
+  EXPECT_TRUE(secret.empty());
+  EXPECT_TRUE(secret.append('a'));
+  EXPECT_TRUE(secret.append('b'));
+  EXPECT_EQ(secret.view(), "ab");
+  secret.shorten();
+  EXPECT_EQ(secret.view(), "a");
+  const char* const bytes = secret.view().data();
+  secret.clear();
+  EXPECT_EQ(std::string(bytes, 2), std::string(2, '\0'));
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_TRUE(secret.append('x'));
+  }
+  EXPECT_FALSE(secret.append('x'));
+}
+
 }  // namespace
 }  // namespace halvo

@@ -7,10 +7,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/DescriptorPath.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/sysutils.h"
 #include "vpn/Common/Zip/CZip.h"
@@ -55,6 +57,20 @@ bool isStill(int folder, const std::string& name, int file) {
 
 std::string nameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
+}
+
+// For a run that begins in another folder and is to find the file.
+std::string absolute(const std::string& folder) {
+  const MemoryHolder<char> real(realpath(folder.c_str(), nullptr));
+  return real ? std::string(real.get()) + "/" : folder;
+}
+
+// What isn't to be a bundle: gone with its name and, where that has become another's, without content.
+void discard(int folder, const std::string& name, int file) {
+  if (isStill(folder, name, file)) {
+    unlinkat(folder, name.c_str(), 0);
+  }
+  static_cast<void>(!ftruncate(file, 0));
 }
 
 std::string systemText(const std::string& what, int error) {
@@ -103,12 +119,13 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
   }
   // Whoever tidies up meanwhile leaves a locked file alone.
   static_cast<void>(flock(file.get(), LOCK_EX | LOCK_NB));
-  m_Noter(place + hidden);
+  m_Noter(absolute(place) + hidden);
   std::string problem;
   try {
-    problem = write(file.get(), folder, place + hidden, bundlePath);
+    problem = write(file.get(), folder, bundlePath);
+    const std::string changed = "somebody else has changed \"" + place + "\" meanwhile";
     if (problem.empty() && !isStill(parent.get(), hidden, file.get())) {
-      problem = "somebody else has changed \"" + place + "\" meanwhile";
+      problem = changed;
     }
     // Ahead of the name: one that survives a crash must have its content with it. Some file systems can't do
     // that.
@@ -118,14 +135,18 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
     if (const int error = problem.empty() ? giveName(parent.get(), hidden) : 0; error != 0) {
       problem = systemText("it can't be given its name", error);
     }
+    // Between the look and the new name there was time for another change.
+    if (problem.empty() && !isStill(parent.get(), nameOf(m_strPath), file.get())) {
+      problem = changed;
+    }
   } catch (...) {
     // No memory, most likely; nothing half-written stays for that.
-    unlinkat(parent.get(), hidden.c_str(), 0);
+    discard(parent.get(), hidden, file.get());
     m_Noter("");
     throw;
   }
   if (!problem.empty()) {
-    unlinkat(parent.get(), hidden.c_str(), 0);
+    discard(parent.get(), hidden, file.get());
     m_Noter("");
     return fail(problem);
   }
@@ -135,8 +156,7 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
   return 0;
 }
 
-std::string WholeBundle::write(int file, const std::string& folder, const std::string& hidden,
-                               const std::string& bundlePath) {
+std::string WholeBundle::write(int file, const std::string& folder, const std::string& bundlePath) {
   WorkFiles files;
   if (const std::string problem = listWorkFiles(folder, files); !problem.empty()) {
     return "the work folder can't be read: " + problem;
@@ -150,7 +170,8 @@ std::string WholeBundle::write(int file, const std::string& folder, const std::s
   ResultCode rc = 0;
   std::string reason;
   m_rPassword.with([&](const std::string& password) {
-    rc = m_Writer ? m_Writer(folder, hidden, password, reason) : CZip().Zip(folder, hidden, password, true);
+    rc = m_Writer ? m_Writer(folder, file, password, reason)
+                  : CZip().Zip(folder, descriptorPath(file), password, true);
   });
   // Looked at now, while the unfinished file still takes its room: what failed may have left no reason but
   // this.

@@ -3,7 +3,9 @@
 //
 // The archive is written beside its name, under a hidden one, held against the work folder, made durable and
 // renamed. Until then a bundle of that name from an earlier run stays what it is; where anything fails it
-// stays, and nothing else does. A link in the bundle's place is replaced, not followed.
+// stays, and nothing else does. A link in the bundle's place is replaced, not followed. In a folder that
+// others can write to the hidden name may come to mean another file: the archive is written and read through
+// the file that was opened first, and one that has lost its name is emptied, and told as a failure.
 //
 // For one run, on its thread.
 
@@ -22,10 +24,11 @@ class Secret;
 
 class WholeBundle {
  public:
-  // Writes everything below `folder` into the empty file at `path`.
-  using Writer = std::function<ResultCode(const std::string& folder, const std::string& path,
-                                          const std::string& password, std::string& reason)>;
-  // Told the hidden path while there is such a file, and an empty one when there is none any more.
+  // Writes everything below `folder` into the open file, which is empty.
+  using Writer = std::function<ResultCode(const std::string& folder, int file, const std::string& password,
+                                          std::string& reason)>;
+  // Told the hidden path, an absolute one, while there is such a file, and an empty one when there is none
+  // any more.
   using Noter = std::function<void(const std::string& path)>;
 
   // Tells a path in the same folder to take where the one that was wanted is taken by now.
@@ -54,8 +57,7 @@ class WholeBundle {
   // Gives the hidden file its name, m_strPath. Returns 0 or an errno value.
   int giveName(int parent, const std::string& hidden);
   // What is wrong with the archive that was made in the open file.
-  std::string write(int file, const std::string& folder, const std::string& hidden,
-                    const std::string& bundlePath);
+  std::string write(int file, const std::string& folder, const std::string& bundlePath);
 
   const Secret& m_rPassword;
   Noter m_Noter;

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <functional>
 #include <new>
 
 #include "tests/support/BundleReader.h"
@@ -37,7 +39,14 @@ class WholeBundleTest : public ::testing::Test {
     std::string text = password;
     const Secret secret(text);
     WholeBundle bundle(
-        secret, [this](const std::string& path) { m_Noted.push_back(path); }, writer);
+        secret,
+        [this](const std::string& path) {
+          m_Noted.push_back(path);
+          if (m_OnNote && !path.empty()) {
+            m_OnNote(path);
+          }
+        },
+        writer);
     const ResultCode rc = bundle.make(work(), zip());
     m_strReason = bundle.reason();
     m_nFiles = bundle.files();
@@ -45,17 +54,18 @@ class WholeBundleTest : public ::testing::Test {
     return rc;
   }
 
-  // A writer that writes a good archive and then does something to the file.
+  // A writer that does something to the file that was noted.
   template <typename Change>
-  static WholeBundle::Writer thatSpoils(Change change) {
-    return [change](const std::string&, const std::string& path, const std::string&, std::string&) {
-      change(path);
+  WholeBundle::Writer thatSpoils(Change change) {
+    return [this, change](const std::string&, int, const std::string&, std::string&) {
+      change(m_Noted.back());
       return ResultCode{0};
     };
   }
 
   test::TempFolder m_Folder;
   std::vector<std::string> m_Noted;
+  std::function<void(const std::string& path)> m_OnNote;
   std::string m_strReason;
   std::uint64_t m_nFiles = 0;
   std::uint64_t m_nBytes = 0;
@@ -88,7 +98,7 @@ TEST_F(WholeBundleTest, APasswordReachesTheArchive) {
 
 TEST_F(WholeBundleTest, AnOlderBundleSurvivesARunThatFails) {
   writeFile(zip(), "older");
-  EXPECT_EQ(make([](const std::string&, const std::string&, const std::string&, std::string& reason) {
+  EXPECT_EQ(make([](const std::string&, int, const std::string&, std::string& reason) {
               reason = "no recipient";
               return ResultCode{5};
             }),
@@ -148,7 +158,7 @@ TEST_F(WholeBundleTest, AMissingFolderIsTold) {
 }
 
 TEST_F(WholeBundleTest, AWriterWithoutMemoryLeavesNothing) {
-  EXPECT_THROW(static_cast<void>(make([](const std::string&, const std::string&, const std::string&,
+  EXPECT_THROW(static_cast<void>(make([](const std::string&, int, const std::string&,
                                          std::string&) -> ResultCode { throw std::bad_alloc(); })),
                std::bad_alloc);
   EXPECT_THAT(listFolder(m_Folder.file("out")), IsEmpty());
@@ -163,6 +173,47 @@ TEST_F(WholeBundleTest, AFileThatWasPutInTheHiddenOnesPlaceIsNotTaken) {
             TOLMENGINE_ERROR_WRITE_FAILURE);
   EXPECT_THAT(m_strReason, HasSubstr("somebody else has changed"));
   EXPECT_FALSE(test::exists(zip()));
+}
+
+// The archive's calls opened the hidden file once more by its name: a link there had its target overwritten,
+// a pipe held the run up for ever, and a file of somebody else's took in what only the user may read.
+TEST_F(WholeBundleTest, WhatTakesTheHiddenNamesPlaceIsNeitherWrittenToNorWaitedFor) {
+  writeFile(m_Folder.file("precious"), "kept");
+  using Plant = std::function<void(const std::string& path)>;
+  const std::vector<Plant> plants = {
+      [this](const std::string& path) { std::filesystem::create_symlink(m_Folder.file("precious"), path); },
+      [](const std::string& path) { mkfifo(path.c_str(), 0666); },
+      [](const std::string& path) { writeFile(path, ""); },
+  };
+  for (const Plant& plant : plants) {
+    m_Noted.clear();
+    m_OnNote = [this, &plant](const std::string& path) {
+      std::filesystem::rename(path, m_Folder.file("gone"));
+      plant(path);
+    };
+    EXPECT_EQ(make(), TOLMENGINE_ERROR_WRITE_FAILURE);
+    EXPECT_THAT(m_strReason, HasSubstr("somebody else has changed"));
+    EXPECT_FALSE(test::exists(zip()));
+    // What was planted is its owner's, as it was; what was carried away holds nothing.
+    EXPECT_EQ(readFile(m_Folder.file("precious")), "kept");
+    if (std::filesystem::is_regular_file(m_Noted.front())) {
+      EXPECT_EQ(readFile(m_Noted.front()), std::filesystem::is_symlink(m_Noted.front()) ? "kept" : "");
+    }
+    EXPECT_EQ(readFile(m_Folder.file("gone")), "");
+    std::filesystem::remove(m_Noted.front());
+  }
+}
+
+TEST_F(WholeBundleTest, OfARelativeBundleTheWholePathIsNoted) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(m_Folder.file("out"));
+  std::string none;
+  const Secret secret(none);
+  WholeBundle bundle(secret, [this](const std::string& path) { m_Noted.push_back(path); });
+  const ResultCode rc = bundle.make(work(), "a.zip");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(rc, 0U);
+  EXPECT_THAT(m_Noted, ElementsAre(HasSubstr(m_Folder.file("out") + "/.a.zip."), ""));
 }
 
 }  // namespace

@@ -112,21 +112,27 @@ void GUIController::runButton() {
 
   // The visible field decides. Nothing is checked: an empty password with the box on is a password too.
   std::string password;
+  // Ahead of the first copy, and until the run is over.
+  std::shared_ptr<const SecretScope> kept;
   if (m_rToolkit.state(Outlet::encryptionBox) == kStateOn) {
+    kept = std::make_shared<const SecretScope>();
     password = m_rToolkit.stringValue(visiblePasswordField());
   }
   const std::string bundleLocation = *m_pNSStrBundleLocation;
 
   const GlobalQueue queue =
       m_Services.isSystemVersionAtLeast(10, 10, 0) ? GlobalQueue::utility : GlobalQueue::background;
-  m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password]() mutable {
+  m_rToolkit.dispatchAsync(queue, [this, bundleLocation, password, kept]() mutable {
     // The empty request path is what makes this the default run.
     const std::unique_ptr<IEngineRun> engine = m_Services.makeEngine("", bundleLocation, password, false);
     // The run has a copy of its own by now.
     wipe(password);
     engine->run();
     // Behind every progress block of the run, and before the engine is destroyed.
-    m_rToolkit.mainQueue().submit([this, lost = engine->lostFiles()] {
+    m_rToolkit.mainQueue().submit([this, lost = engine->lostFiles(), written = engine->bundlePath()] {
+      if (!written.empty() && m_pNSStrBundleLocation != nullptr) {
+        *m_pNSStrBundleLocation = written;
+      }
       setFinishedWindow();
       tellLostFiles(lost);
       showOutcome();

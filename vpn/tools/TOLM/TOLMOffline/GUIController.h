@@ -32,6 +32,9 @@ class IEngineRun {
   virtual void run() = 0;
   // Behind run(): how many files are cut short or missing in a bundle that stands.
   [[nodiscard]] virtual std::size_t lostFiles() const { return 0; }
+  // Behind a run: where its bundle is, which may bear another name than was asked for; empty where there is
+  // none to tell of.
+  [[nodiscard]] virtual std::string bundlePath() const { return ""; }
 };
 
 // What the flow calls below itself. The defaults are the real thing; tests put their own in.

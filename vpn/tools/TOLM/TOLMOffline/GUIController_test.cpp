@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
 #include <functional>
@@ -36,8 +37,12 @@ struct EngineRequest {
 class FakeEngine : public IEngineRun {
  public:
   FakeEngine(std::vector<std::string>& events, std::function<void()> work, FakeToolkit& toolkit,
-             std::size_t lostFiles)
-      : m_rEvents(events), m_Work(std::move(work)), m_rToolkit(toolkit), m_nLostFiles(lostFiles) {}
+             std::size_t lostFiles, std::string bundle)
+      : m_rEvents(events),
+        m_Work(std::move(work)),
+        m_rToolkit(toolkit),
+        m_nLostFiles(lostFiles),
+        m_strBundle(std::move(bundle)) {}
   ~FakeEngine() override {
     m_rEvents.push_back("destroyed with " + std::to_string(m_rToolkit.queue.size()) + " blocks queued");
   }
@@ -48,12 +53,14 @@ class FakeEngine : public IEngineRun {
     }
   }
   [[nodiscard]] std::size_t lostFiles() const override { return m_nLostFiles; }
+  [[nodiscard]] std::string bundlePath() const override { return m_strBundle; }
 
  private:
   std::vector<std::string>& m_rEvents;
   std::function<void()> m_Work;
   FakeToolkit& m_rToolkit;
   std::size_t m_nLostFiles;
+  std::string m_strBundle;
 };
 
 class GUIControllerTest : public ::testing::Test {
@@ -72,7 +79,8 @@ class GUIControllerTest : public ::testing::Test {
     m_Services.makeEngine = [this](const std::string& requestPath, const std::string& bundlePath,
                                    const std::string& password, bool clearLogs) {
       m_Requests.push_back({requestPath, bundlePath, password, clearLogs});
-      return std::make_unique<FakeEngine>(m_EngineEvents, m_EngineWork, m_Toolkit, m_nLostFiles);
+      return std::make_unique<FakeEngine>(m_EngineEvents, m_EngineWork, m_Toolkit, m_nLostFiles,
+                                          m_strWritten);
     };
     m_Services.exitProcess = [this](int status) { m_Exits.push_back(status); };
   }
@@ -134,6 +142,7 @@ class GUIControllerTest : public ::testing::Test {
   std::vector<EngineRequest> m_Requests;
   std::vector<std::string> m_EngineEvents;
   std::function<void()> m_EngineWork;
+  std::string m_strWritten;  // what the engine tells of its bundle
   std::vector<int> m_Exits;
   std::string m_strBundleFolder;
   bool m_bTakesFiles = true;
@@ -445,6 +454,30 @@ TEST_F(GUIControllerTest, PasswordAndPlaceAreCopiedWhenRunIsPressed) {
   runQueues();
 
   EXPECT_EQ(m_Requests[0].password, "at the press");
+}
+
+// Before the protection began with the engine's own work, and a run that waits for another waits for hours.
+TEST_F(GUIControllerTest, ThePasswordIsKeptFromOtherProgramsFromTheButtonToTheRunsEnd) {
+  ASSERT_EQ(prctl(PR_SET_DUMPABLE, 1, 0, 0, 0), 0);
+  int during = -1;
+  m_EngineWork = [&during] { during = prctl(PR_GET_DUMPABLE, 0, 0, 0, 0); };
+  open();
+  clickEncryption();
+  type("s3cret");
+  m_pController->runButton();
+  EXPECT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 0);
+  runQueues();
+  EXPECT_EQ(during, 0);
+  EXPECT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 1);
+}
+
+// A bundle of the same minute stays, and the new one has a number in its name.
+TEST_F(GUIControllerTest, TheBundleIsShownUnderTheNameThatItGot) {
+  m_strWritten = "/home/tester/Desktop/TOLMBundle_0315_1042_2.zip";
+  open();
+  m_pController->runButton();
+  runQueues();
+  EXPECT_EQ(m_Toolkit.outcomes.at(0).bundlePath, m_strWritten);
 }
 
 TEST_F(GUIControllerTest, PasswordIsNeverLogged) {

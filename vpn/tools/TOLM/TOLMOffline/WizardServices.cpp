@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <memory>
 #include <utility>
 
 #include "vpn/Common/Utility/OSInfo.h"
@@ -10,6 +11,7 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 
 namespace halvo {
@@ -28,17 +30,23 @@ class GuardedRun : public IEngineRun {
     m_Settings.endBySignal = false;
     m_Settings.requestPath = requestPath;
     m_Settings.bundlePath = bundlePath;
-    m_Settings.password = password;
+    // The name is the wizard's own, and of the minute: it gives way to what is there.
+    m_Settings.keepOlderBundle = true;
+    std::string copy = password;
+    m_Settings.password = std::make_shared<const Secret>(copy);
   }
   void run() override {
     // The code comes through tolmFinished() as well, which is the one way that counts.
     const RunOutcome outcome =
         m_bClearLogs ? ClearRun(m_Settings).run() : CollectRun(std::move(m_Settings)).run();
     m_nLost = outcome.lostCount;
+    m_strBundle = outcome.bundlePath;
   }
   [[nodiscard]] std::size_t lostFiles() const override { return m_nLost; }
+  [[nodiscard]] std::string bundlePath() const override { return m_strBundle; }
 
  private:
+  std::string m_strBundle;
   CollectSettings m_Settings;
   bool m_bClearLogs;
   std::size_t m_nLost = 0;

@@ -1,10 +1,9 @@
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/EncryptedBundle.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
 
+#include "vpn/Common/Utility/DescriptorPath.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Zip/CZip.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
@@ -29,8 +28,7 @@ DescriptorHolder makePlainArchive(const Recipients& recipients, const std::strin
     return {};
   }
   // The archive's calls want a name: the descriptor's own leads to the file without one.
-  const std::string name = "/proc/self/fd/" + std::to_string(plain.get());
-  if (CZip().Zip(folder, name, "", true) != 0) {
+  if (CZip().Zip(folder, descriptorPath(plain.get()), "", true) != 0) {
     reason = "the archive can't be written; is there room in /tmp?";
     return {};
   }
@@ -40,20 +38,14 @@ DescriptorHolder makePlainArchive(const Recipients& recipients, const std::strin
 
 }  // namespace
 
-ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
-                                const std::string& path, RedactedArchiveOutcome* redaction,
-                                std::string& reason) {
+ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder, int file,
+                                RedactedArchiveOutcome* redaction, std::string& reason) {
   const DescriptorHolder plain = redaction != nullptr ? makeRedactedArchive(folder, "", *redaction, reason)
                                                       : makePlainArchive(recipients, folder, reason);
   if (!reason.empty()) {
     return TOLMENGINE_ERROR_WRITE_FAILURE;
   }
-  const DescriptorHolder cipher(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-  if (!cipher) {
-    reason = std::string("the bundle can't be opened: ") + std::strerror(errno);
-    return TOLMENGINE_ERROR_WRITE_FAILURE;
-  }
-  reason = recipients.encrypt(plain.get(), cipher.get());
+  reason = recipients.encrypt(plain.get(), file);
   return reason.empty() ? 0 : TOLMENGINE_ERROR_WRITE_FAILURE;
 }
 

@@ -11,12 +11,12 @@ namespace halvo {
 class Recipients;
 struct RedactedArchiveOutcome;
 
-// Packs everything below `folder` and writes it, encrypted, to the empty file at `path`. The plain archive
-// lies in a file without a name, in a folder of this user alone, and is looked at before it is encrypted.
-// With a `redaction`, which is filled, what is encrypted is the redacted archive; null for none.
+// Packs everything below `folder` and writes it, encrypted, to the open file, which is empty. The plain
+// archive lies in a file without a name, in a folder of this user alone, and is looked at before it is
+// encrypted. With a `redaction`, which is filled, what is encrypted is the redacted archive; null for none.
 // TOLMENGINE_ERROR_WRITE_FAILURE with a reason where anything failed.
 [[nodiscard]] ResultCode writeEncryptedBundle(const Recipients& recipients, const std::string& folder,
-                                              const std::string& path, RedactedArchiveOutcome* redaction,
+                                              int file, RedactedArchiveOutcome* redaction,
                                               std::string& reason);
 
 }  // namespace halvo

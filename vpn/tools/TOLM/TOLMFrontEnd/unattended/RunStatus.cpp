@@ -108,19 +108,26 @@ struct RunStatus::Item {
 };
 
 RunStatus::RunStatus(const std::string& requestPath, const std::string& configFolder)
-    : m_strRequest(requestPath), m_Begin(std::time(nullptr)) {
-  const DocumentFolder folder(configFolder.empty() ? helperUtil::defaultConfigFolder() : configFolder);
+    : m_strRequest(requestPath),
+      m_strConfigFolder(configFolder.empty() ? helperUtil::defaultConfigFolder() : configFolder),
+      m_Begin(std::time(nullptr)) {
+  plan();
+  setRunRecord(&m_Record);
+}
+
+void RunStatus::plan() {
+  const DocumentFolder folder(m_strConfigFolder);
   LoadedDocument request;
-  if (!requestPath.empty()) {
-    request = loadDocument(requestPath);
+  if (!m_strRequest.empty()) {
+    request = loadDocument(m_strRequest);
   }
   SelectionHost host;
   m_Plan = buildPlan(folder.sources(), request.document, host);
+  m_Documents.clear();
   for (const PlannedDocument& document : m_Plan.documents) {
     // Now: these are the documents that are run, whatever becomes of them meanwhile.
     m_Documents.push_back(digestFile(document.path));
   }
-  setRunRecord(&m_Record);
 }
 
 RunStatus::~RunStatus() {

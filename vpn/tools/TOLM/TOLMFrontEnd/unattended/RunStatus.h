@@ -27,6 +27,8 @@ class RunStatus {
   // for none), and begins to note what the engine does.
   RunStatus(const std::string& requestPath, const std::string& configFolder);
   ~RunStatus();
+  // Plans once more, for a run that may have waited: see CollectSettings::begins.
+  void plan();
   RunStatus(const RunStatus&) = delete;
   RunStatus& operator=(const RunStatus&) = delete;
 
@@ -52,6 +54,7 @@ class RunStatus {
   void redactFiles();
 
   std::string m_strRequest;
+  std::string m_strConfigFolder;
   Plan m_Plan;
   RunRecord m_Record;
   RedactedArchiveOutcome* m_pRedaction = nullptr;  // of a redacted run that is over

@@ -1,0 +1,110 @@
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/StatusFile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/support/Files.h"
+#include "tests/support/ForkedCase.h"
+#include "tests/support/TempFolder.h"
+
+namespace halvo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class StatusFileTest : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::string path() const { return m_Folder.file("status.json"); }
+  // Opens, and writes where that went well.
+  static std::string put(const std::string& path) {
+    StatusFile status;
+    const std::string problem = status.open(path);
+    return problem.empty() ? status.write("new") : problem;
+  }
+
+  test::TempFolder m_Folder;
+};
+
+TEST_F(StatusFileTest, TheFileIsReplacedAndNothingStaysBesideIt) {
+  test::writeFile(path(), "old");
+  const int reader = open(path().c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(put(path()), "");
+  char text[4] = {};
+  EXPECT_EQ(read(reader, text, 3), 3);
+  close(reader);
+  EXPECT_STREQ(text, "old");
+  EXPECT_EQ(test::readFile(path()), "new");
+  EXPECT_THAT(test::listFolder(m_Folder.path()), ElementsAre("status.json"));
+}
+
+TEST_F(StatusFileTest, AStatusThatIsNeverWrittenLeavesNothing) {
+  StatusFile status;
+  EXPECT_EQ(status.open(path()), "");
+  EXPECT_THAT(test::listFolder(m_Folder.path()), IsEmpty());
+}
+
+// It was looked at and then opened, and its target was overwritten.
+TEST_F(StatusFileTest, ALinkIsReplacedAndNotFollowed) {
+  test::writeFile(m_Folder.file("precious"), "kept");
+  std::filesystem::create_symlink(m_Folder.file("precious"), path());
+  EXPECT_EQ(put(path()), "");
+  EXPECT_EQ(test::readFile(m_Folder.file("precious")), "kept");
+  EXPECT_FALSE(std::filesystem::is_symlink(path()));
+  EXPECT_EQ(test::readFile(path()), "new");
+}
+
+TEST_F(StatusFileTest, WhatCantBeWrittenIsToldBeforeTheRun) {
+  StatusFile status;
+  EXPECT_THAT(status.open(m_Folder.file("none/x")), HasSubstr("No such file or directory"));
+  EXPECT_THAT(status.open(m_Folder.path()), HasSubstr("Is a directory"));
+  EXPECT_THAT(status.open(m_Folder.path() + "/"), HasSubstr("it is a folder"));
+  EXPECT_THAT(status.open(m_Folder.file(std::string(256, 'n'))), HasSubstr("File name too long"));
+  EXPECT_EQ(status.open(m_Folder.file(std::string(255, 'n'))), "");
+  EXPECT_THAT(status.open("/dev/fd/987654"), HasSubstr("Bad file descriptor"));
+}
+
+TEST_F(StatusFileTest, APipeIsWrittenToAndOneThatNobodyReadsIsTold) {
+  ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+  StatusFile unread;
+  EXPECT_THAT(unread.open(path()), HasSubstr("nobody reads from it"));
+  const int reader = open(path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_EQ(put(path()), "");
+  char text[4] = {};
+  EXPECT_EQ(read(reader, text, 3), 3);
+  EXPECT_STREQ(text, "new");
+  close(reader);
+}
+
+TEST_F(StatusFileTest, TheNameOfADescriptorMeansThatDescriptor) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_EQ(put("/dev/fd/" + std::to_string(ends[1])), "");
+  char text[4] = {};
+  EXPECT_EQ(read(ends[0], text, 3), 3);
+  EXPECT_STREQ(text, "new");
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(StatusFileTest, SomebodyElsesFileInASharedFolderIsTold) {
+  ASSERT_EQ(chmod(m_Folder.path().c_str(), 01777), 0);
+  test::writeFile(path(), "theirs");
+  const bool isRoot = geteuid() == 0;
+  const test::ForkedResult result = test::runForked([this] {
+    test::dropToNobody();
+    StatusFile status;
+    return status.open(path()).find("is another user's") != std::string::npos ? 7 : 1;
+  });
+  // An ordinary user's test has one user alone, whose file it is.
+  EXPECT_EQ(result.exitStatus, isRoot ? 7 : 1) << result.dump();
+}
+
+}  // namespace
+}  // namespace halvo
