@@ -12,7 +12,7 @@ namespace halvo {
 namespace {
 
 bool isUnknown(int error) {
-  return error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EOPNOTSUPP;
+  return error == EINVAL || error == ENOSYS || error == ENOTSUP;
 }
 
 }  // namespace
