@@ -468,6 +468,7 @@ TEST_F(FrontEndTest, AQuietRunIsQuietWhateverItsCommandsPrint) {
   EXPECT_THAT(collect().err, HasSubstr("complaint"));
 }
 
+// An option ahead of the subcommand was taken for none, and its value for a subcommand.
 TEST_F(FrontEndTest, AWrongWordIsNamedWithTheNearestRightOne) {
   for (const auto& [arguments, line] : std::map<std::vector<std::string>, std::string>{
            {{"gather"}, "there is no subcommand \"gather\"; did you mean \"collect\"?"},

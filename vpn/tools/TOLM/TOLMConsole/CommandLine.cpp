@@ -101,7 +101,8 @@ std::vector<std::string> optionsOf(const CLI::App& app) {
   return names;
 }
 
-// Names an option that stands ahead of the subcommand, whose it may be; empty where there is none.
+// Names an option that stands ahead of the subcommand, with the subcommand's own that was meant; empty where
+// there is none.
 std::string earlyOption(const CLI::App& app, const CLI::App& subcommand,
                         const std::vector<std::string>& arguments) {
   const std::vector<std::string> own = optionsOf(app);
