@@ -484,7 +484,7 @@ TEST_F(FrontEndTest, AWrongWordIsNamedWithTheNearestRightOne) {
             "there is no option \"--jsno\" before a subcommand; did you mean \"plan --json\"?"},
            {{"-x"}, "there is no option \"-x\" before a subcommand"},
            {{},
-            "a subcommand is missing; there are collect, clear, try, check, plan, new, show, report, "
+            "a subcommand is missing; there are collect, clear, check, plan, try, new, show, report, "
             "findings, "
             "compare, ask, redact"},
            {{"collect", "--\x1b[2J"}, "there is no option \"--\\x1b[2J\""}}) {
