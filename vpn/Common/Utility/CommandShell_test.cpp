@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <sstream>
@@ -292,6 +293,24 @@ TEST_F(CommandShellTest, FailureOfPcloseIsLoggedAndChangesNoResult) {
   ASSERT_EQ(m_log.records().size(), 1U) << m_log.dump();
   EXPECT_TRUE(m_log.hasReturnCode(kLogError, "pclose", ECHILD)) << m_log.dump();
   EXPECT_EQ(m_log.records()[0].field("Description"), "No child processes");
+}
+
+TEST_F(CommandShellTest, ACommandThatIsGivenUpIsWaitedForNoLonger) {
+  for (const char* rest : {"sleep 200", "sleep 200 >/dev/null", "yes"}) {
+    SCOPED_TRACE(rest);
+    int asked = 0;
+    CCommandShell shell(("echo $$; exec " + std::string(rest)).c_str());
+    shell.giveUpWhen([&asked] { return ++asked > 3; });
+    std::string output;
+    EXPECT_RESULT(shell.Execute(output), 0);
+    EXPECT_EQ(shell.exitStatus(), -1);
+    const auto process = static_cast<pid_t>(std::strtol(output.c_str(), nullptr, 10));
+    ASSERT_GT(process, 1) << output;
+    // Nobody has waited for it.
+    kill(process, SIGKILL);
+    EXPECT_EQ(waitpid(process, nullptr, 0), process);
+  }
+  EXPECT_TRUE(m_log.records().empty()) << m_log.dump();
 }
 
 TEST(CommandShellLimitTest, FailureOfPopenRunsNothing) {

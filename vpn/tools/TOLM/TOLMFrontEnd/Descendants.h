@@ -19,8 +19,9 @@ std::uint64_t processClock();
 
 // Ends the living processes below this one that have started at `since` or later: asks them to
 // (SIGTERM), and makes them (SIGKILL) `graceMs` later. Returns when none is left, at the latest two
-// seconds after that. The dead are left for whoever waits for them.
-void endDescendants(std::uint64_t since, unsigned graceMs);
+// seconds after that, and how many are left: this process may not end one that works with more rights than
+// its own. The dead are left for whoever waits for them.
+int endDescendants(std::uint64_t since, unsigned graceMs);
 
 // How many living processes are below this one that have started at `since` or later.
 int countDescendants(std::uint64_t since);

@@ -82,14 +82,14 @@ std::uint64_t processClock() {
   return static_cast<std::uint64_t>(now.tv_sec) * 100U + static_cast<std::uint64_t>(now.tv_usec) / 10'000U;
 }
 
-void endDescendants(std::uint64_t since, unsigned graceMs) {
+int endDescendants(std::uint64_t since, unsigned graceMs) {
   if (signalDescendants(since, SIGTERM) == 0) {
-    return;
+    return 0;
   }
   for (unsigned waited = 0; waited < graceMs; waited += kPollMs) {
     usleep(kPollMs * 1000);
     if (signalDescendants(since, 0) == 0) {
-      return;
+      return 0;
     }
   }
   // Again and again: one may have started another meanwhile.
@@ -97,6 +97,7 @@ void endDescendants(std::uint64_t since, unsigned graceMs) {
        waited += kPollMs) {
     usleep(kPollMs * 1000);
   }
+  return signalDescendants(since, 0);
 }
 
 int countDescendants(std::uint64_t since) {

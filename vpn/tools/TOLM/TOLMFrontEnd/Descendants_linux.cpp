@@ -166,14 +166,14 @@ std::uint64_t processClock() {
          static_cast<std::uint64_t>(now.tv_nsec) * ticks / 1'000'000'000ULL;
 }
 
-void endDescendants(std::uint64_t since, unsigned graceMs) {
+int endDescendants(std::uint64_t since, unsigned graceMs) {
   if (signalDescendants(since, SIGTERM) == 0) {
-    return;
+    return 0;
   }
   for (unsigned waited = 0; waited < graceMs; waited += kPollMs) {
     sleepMs(kPollMs);
     if (signalDescendants(since, 0) == 0) {
-      return;
+      return 0;
     }
   }
   // Again and again: one may have started another meanwhile.
@@ -181,6 +181,7 @@ void endDescendants(std::uint64_t since, unsigned graceMs) {
        waited += kPollMs) {
     sleepMs(kPollMs);
   }
+  return signalDescendants(since, 0);
 }
 
 int countDescendants(std::uint64_t since) {

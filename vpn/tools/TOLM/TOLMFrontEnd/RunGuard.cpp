@@ -4,6 +4,8 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -69,6 +71,11 @@ termios s_terminalSettings;
 char s_unfinishedFile[PATH_MAX + 256];
 std::atomic<bool> s_hasUnfinishedFile{false};
 char s_workFolder[PATH_MAX];
+// The last of the folders that the run held by a descriptor alone and that can't be removed.
+char s_heldFolder[PATH_MAX];
+
+bool s_hasCoreLimit = false;
+rlim_t s_oldCoreLimit = 0;
 
 // Not pipe2(), which isn't everywhere: no other thread starts a program while a guard is being built.
 bool makePipe() {
@@ -161,8 +168,9 @@ void removeHeldFolders() {
     }
     // The folder itself, and not a file or folder in it.
     const char* const name = target + std::strlen("/tmp/");
-    if (std::strchr(name, '/') == nullptr && std::strchr(name, ' ') == nullptr) {
-      removeFolder(AT_FDCWD, target);
+    if (std::strchr(name, '/') == nullptr && std::strchr(name, ' ') == nullptr &&
+        !removeFolder(AT_FDCWD, target) && std::strcmp(target, s_workFolder) != 0) {
+      std::memcpy(s_heldFolder, target, static_cast<std::size_t>(length) + 1);
     }
   }
 }
@@ -171,10 +179,63 @@ void writeText(int descriptor, const char* text) {
   static_cast<void>(!write(descriptor, text, std::strlen(text)));
 }
 
-// As it was when the run began: a command may have left it without echo.
+// As it was when the run began: a command may have left it without echo. Of a run in the background the
+// terminal is another program's, which has set it up for itself.
 void restoreTerminal() {
-  if (s_hasTerminal) {
+  if (s_hasTerminal && tcgetpgrp(s_terminal) == getpgrp()) {
     tcsetattr(s_terminal, TCSANOW, &s_terminalSettings);
+  }
+}
+
+// A signal that ends a command, or the run, would leave a core in the caller's folder, with what was
+// gathered.
+void setCores(bool allowed) {
+  rlimit limit = {};
+  if (!allowed && getrlimit(RLIMIT_CORE, &limit) == 0) {
+    s_oldCoreLimit = limit.rlim_cur;
+    limit.rlim_cur = 0;
+    s_hasCoreLimit = setrlimit(RLIMIT_CORE, &limit) == 0;
+  } else if (allowed && s_hasCoreLimit && getrlimit(RLIMIT_CORE, &limit) == 0) {
+    limit.rlim_cur = s_oldCoreLimit;
+    setrlimit(RLIMIT_CORE, &limit);
+    s_hasCoreLimit = false;
+  }
+}
+
+bool isThere(const char* path) {
+  struct stat data;
+  return lstat(path, &data) == 0;
+}
+
+// A path between quotation marks, without what a terminal would obey.
+void writePath(int descriptor, const char* path) {
+  char text[PATH_MAX + 256 + 2];
+  std::size_t at = 0;
+  text[at++] = '"';
+  for (; *path != '\0' && at < sizeof(text) - 1; ++path) {
+    const auto byte = static_cast<unsigned char>(*path);
+    text[at++] = byte < 0x20 || byte >= 0x7F ? '?' : *path;
+  }
+  text[at++] = '"';
+  static_cast<void>(!write(descriptor, text, at));
+}
+
+// Behind the line's first words: what the end of a run has left, by a look at it.
+void writeWhatStays(int descriptor, int living) {
+  const char* word = "; it couldn't remove ";
+  const char* const paths[] = {s_workFolder, s_heldFolder,
+                               s_hasUnfinishedFile.load() ? s_unfinishedFile : ""};
+  for (const char* const path : paths) {
+    if (*path != '\0' && isThere(path)) {
+      writeText(descriptor, word);
+      writePath(descriptor, path);
+      word = " and ";
+    }
+  }
+  if (living > 0) {
+    writeText(descriptor, "; a command that couldn't be ended is left running");
+  } else if (*word == ';') {
+    writeText(descriptor, "; it has left nothing behind");
   }
 }
 
@@ -234,6 +295,8 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   s_signal.store(0);
   s_ending.store(false);
   s_hasUnfinishedFile.store(false);
+  s_workFolder[0] = '\0';
+  s_heldFolder[0] = '\0';
   // The terminal itself: the program's streams may lead elsewhere.
   s_terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   s_hasTerminal = s_terminal >= 0 && tcgetattr(s_terminal, &s_terminalSettings) == 0;
@@ -255,10 +318,18 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
     s_running.store(false);
     LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error.code().value(), error.what());
   }
+  m_CallersSignals = old;
   // Behind the watcher: a signal without anybody to act on it had better end the program as it always did.
   if (m_bGuarding) {
     installHandlers();
     setCommandObserver(this);
+    setCores(false);
+    // A caller that has blocked them, by negligence mostly, would have a run that nothing but SIGKILL ends.
+    for (std::size_t i = 0; i <= kEnding.size(); ++i) {
+      if (s_installed[i]) {
+        sigdelset(&old, i < kEnding.size() ? kEnding[i].number : kParkSignal);
+      }
+    }
   }
   pthread_sigmask(SIG_SETMASK, &old, nullptr);
 }
@@ -271,6 +342,8 @@ RunGuard::~RunGuard() {
     sendNotice();
     // Ahead of the handlers: a watcher that is on its way to the end stops this thread here.
     m_Watcher.join();
+    setCores(true);
+    pthread_sigmask(SIG_SETMASK, &m_CallersSignals, nullptr);
     restoreHandlers();
     if (const int number = s_signal.exchange(0); number != 0) {
       // Too late for the run, which is over; it does what it did ahead of it.
@@ -317,6 +390,7 @@ void RunGuard::commandStarts(const std::string& commandLine) {
     m_nClock = processClock();
     m_bEnded = false;
     m_bOverTime = false;
+    m_bGivenUp.store(false);
     m_nSerial = ++m_nLatest;
   }
   s_command.store(m_nLatest);
@@ -334,6 +408,10 @@ void RunGuard::commandEnded() {
     recordOverTime();
   }
   m_nSerial = 0;
+}
+
+bool RunGuard::isCommandGivenUp() const {
+  return m_bGivenUp.load();
 }
 
 int RunGuard::waitTime(std::uint32_t& serial) {
@@ -368,6 +446,11 @@ void RunGuard::watch() {
       endCommand(serial, true);
     }
   }
+  // On a busy machine the run may be over ahead of this thread's first look. The command has met the signal
+  // by itself then, and the program must not end by it afterwards.
+  if (int quit = SIGQUIT; s_quitEndsCommand && s_signal.compare_exchange_strong(quit, 0)) {
+    endCommand(s_signalCommand.load(), false);
+  }
 }
 
 void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
@@ -381,11 +464,12 @@ void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
       const Clock::duration time = Clock::now() - m_Started;
       m_bEnded = true;
       m_bOverTime = overTime;
-      if (m_nSerial == serial) {
-        endDescendants(m_nClock, kGraceMs);
-      }
-      line = "the command \"" + m_strCommand + "\" was ended after " + secondsText(time) +
-             (overTime ? ", the time that commands have" : "") + "; what it had printed is kept";
+      // One that works with more rights than this process is nobody's to end but its own.
+      const bool living = m_nSerial == serial && endDescendants(m_nClock, kGraceMs) > 0;
+      m_bGivenUp.store(living);
+      line = "the command \"" + m_strCommand + "\" " + (living ? "couldn't be ended" : "was ended") +
+             " after " + secondsText(time) + (overTime ? ", the time that commands have" : "") +
+             (living ? ", and is left running" : "") + "; what it had printed is kept";
     }
   }
   if (!line.empty()) {
@@ -410,7 +494,7 @@ void RunGuard::endProcess(int signal) {
   LOG_MESSAGE(kLogWarning, "The run is ended by %s", nameOf(signal));
   parkRun();
   // Ahead of the folder, into which they could write anew.
-  endDescendants(s_runClock, kGraceMs);
+  const int living = endDescendants(s_runClock, kGraceMs);
   if (s_workFolder[0] != '\0') {
     removeFolder(AT_FDCWD, s_workFolder);
   }
@@ -426,7 +510,8 @@ void RunGuard::endProcess(int signal) {
     writeText(m_Settings.errorStream, m_Settings.program.c_str());
     writeText(m_Settings.errorStream, ": the run was ended by ");
     writeText(m_Settings.errorStream, nameOf(signal));
-    writeText(m_Settings.errorStream, "; it has left nothing behind\n");
+    writeWhatStays(m_Settings.errorStream, living);
+    writeText(m_Settings.errorStream, "\n");
     // By the signal itself, so that a shell sees what has ended the program. The status stands in for it
     // where something else holds the signal back.
     struct sigaction byDefault = {};

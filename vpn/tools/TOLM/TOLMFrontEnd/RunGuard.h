@@ -3,13 +3,20 @@
 // A thread of its own waits for signals and for commands that run too long. A signal that ends the program
 // (SIGINT, SIGTERM, SIGHUP, SIGXFSZ, and SIGQUIT off a terminal) first has the thread of the run stand still
 // wherever it is, then ends the run's commands with all that they have started, removes the work folder and
-// the half-written bundle, puts the terminal back as it was, prints one line, and ends the process.
+// the half-written bundle, puts the terminal back as it was if the run has it, prints one line that tells
+// what couldn't be removed or ended, and ends the process.
 // SIGQUIT from a terminal (Ctrl-\) ends the command in progress alone, and the run goes on.
+//
+// A command that can't be ended, since it works with more rights, is no longer waited for.
+//
+// While one lives, signals that the caller has blocked get through, and nothing that is ended leaves a core.
 //
 // One at a time in a process, built and destroyed on the thread that runs the engine. Signals that the
 // caller has chosen to ignore stay ignored. Where no thread can be had the run goes on without a guard.
 
 #pragma once
+
+#include <signal.h>
 
 #include <atomic>
 #include <chrono>
@@ -59,6 +66,7 @@ class RunGuard : public ICommandObserver {
 
   void commandStarts(const std::string& commandLine) override;
   void commandEnded() override;
+  [[nodiscard]] bool isCommandGivenUp() const override;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -84,6 +92,9 @@ class RunGuard : public ICommandObserver {
   bool m_bEnded = false;        // the command in progress was ended from here
   bool m_bOverTime = false;     // since it ran for too long
   bool m_bGuarding = false;
+  // The command in progress outlived its end: its user isn't that of the run.
+  std::atomic<bool> m_bGivenUp{false};
+  sigset_t m_CallersSignals = {};
 };
 
 }  // namespace halvo

@@ -16,10 +16,16 @@ class ICommandObserver {
   // Both on the engine's thread, in pairs: ahead of the start of a command, and once it is done with.
   virtual void commandStarts(const std::string& commandLine) = 0;
   virtual void commandEnded() = 0;
+  // Whether the command in progress is to be waited for no longer: it can't be ended. Asked on the engine's
+  // thread a few times a second.
+  [[nodiscard]] virtual bool isCommandGivenUp() const { return false; }
 };
 
 // Null, as at first, for none.
 void setCommandObserver(ICommandObserver* observer);
+
+// What the observer says of the command in progress; false without one.
+[[nodiscard]] bool isCommandGivenUp();
 
 // Tells the observer of one command for a scope.
 class ObservedCommand {

@@ -90,6 +90,7 @@ ResultCode TOLMAction::runInShell(const std::string& commandLine, const std::str
     writeBanner(output, commandLine);
   }
   CCommandShell shell(commandLine.c_str());
+  shell.giveUpWhen(&isCommandGivenUp);
   const std::uintmax_t before = bytesOf(output, tempOut);
   const ResultCode rc = shell.Execute(output);
   // A command may clean up its own folder, and the file with it.
@@ -147,6 +148,10 @@ ResultCode TOLMAction::waitForChild(const std::string& commandLine) {
     rc = waited;
     if (waited == 0) {
       recordExitStatus(exitCode);
+    } else if (isCommandGivenUp()) {
+      // Not to be waited for at the end of the action either.
+      m_pid = 0;
+      break;
     }
     message =
         "Still running " + firstWord(commandLine) + ", please be patient as this may take a few minutes...";
