@@ -22,7 +22,7 @@ struct RawEntry {
 // Asks the kernel itself, block by block: the C library's stream would ask for memory.
 class Listing {
  public:
-  // Each level needs a block on the stack and a descriptor: as deep as paths can be, and no deeper.
+  // Each level needs a block on the stack and a descriptor.
   static constexpr int kDeepest = 900;
 
   explicit Listing(int folder) : m_nFolder(folder) {}

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/FolderRemoval.h"
 #include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/sysutils.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileIdentity.h"
@@ -151,7 +152,10 @@ void WorkFolder::remove() {
     return;
   }
   // Under its own lock: nobody finds it without one as long as it is there.
-  helperUtil::fileDeleteDirectory(m_strPath);
+  if (helperUtil::fileDeleteDirectory(m_strPath) != 0) {
+    // That opens no folder which a command has closed, and has told so: what a run left would stay for good.
+    static_cast<void>(removeFolder(AT_FDCWD, m_strPath.c_str()));
+  }
   setHeld("");
   m_Lock.reset();
 }
