@@ -19,7 +19,8 @@ cd "$tolm_source"
 mkdir -p "$build/report"
 # A line counts that any test program reached. Branches the compiler adds for exceptions don't count.
 gcovr --root . --object-directory "$build" -j "$(nproc)" \
-  --filter 'vpn/Common/' --filter 'vpn/tools/TOLM/TOLMEngine/' --exclude '.*_test\.cpp' \
+  --filter 'vpn/Common/' --filter 'vpn/tools/TOLM/TOLMEngine/' --filter 'vpn/tools/TOLM/TOLMAuthoring/' \
+  --filter 'vpn/tools/TOLM/TOLMBundle/' --filter 'vpn/tools/TOLM/TOLMFrontEnd/' --exclude '.*_test\.(cpp|h)' \
   --exclude-throw-branches --exclude-unreachable-branches --exclude-directories '.*tolm_offline_qt.*' \
   --html-details "$build/report/index.html" --txt "$build/report/lines.txt" --print-summary \
   --fail-under-line "$least" | tee "$build/report/summary.txt" ||
