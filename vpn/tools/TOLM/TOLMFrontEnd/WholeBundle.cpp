@@ -121,6 +121,7 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
   static_cast<void>(flock(file.get(), LOCK_EX | LOCK_NB));
   m_Noter(absolute(place) + hidden);
   std::string problem;
+  std::string current = hidden;
   try {
     problem = write(file.get(), folder, bundlePath);
     const std::string changed = "somebody else has changed \"" + place + "\" meanwhile";
@@ -134,19 +135,21 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
     }
     if (const int error = problem.empty() ? giveName(parent.get(), hidden) : 0; error != 0) {
       problem = systemText("it can't be given its name", error);
+    } else if (problem.empty()) {
+      current = nameOf(m_strPath);
     }
     // Between the look and the new name there was time for another change.
-    if (problem.empty() && !isStill(parent.get(), nameOf(m_strPath), file.get())) {
+    if (problem.empty() && !isStill(parent.get(), current, file.get())) {
       problem = changed;
     }
   } catch (...) {
     // No memory, most likely; nothing half-written stays for that.
-    discard(parent.get(), hidden, file.get());
+    discard(parent.get(), current, file.get());
     m_Noter("");
     throw;
   }
   if (!problem.empty()) {
-    discard(parent.get(), hidden, file.get());
+    discard(parent.get(), current, file.get());
     m_Noter("");
     return fail(problem);
   }
