@@ -30,8 +30,6 @@ using ::testing::IsEmpty;
 constexpr char kConfig[] = "/opt/halvo/tessarmont/tolm/xml/config/";
 constexpr char kProgram[] = "/opt/bin/tmtolm";
 constexpr uid_t kNobody = 65534;
-// Everything that a command has to say of itself once it lasts.
-constexpr char kNote[] = "/opt/note";
 
 class RunGuardRunTest : public ::testing::Test {
  protected:

@@ -1,7 +1,6 @@
 #include "vpn/tools/TOLM/TOLMFrontEnd/RunLock.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,7 +10,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <ios>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "vpn/Common/Diagnostics/Log.h"
 
@@ -95,12 +98,28 @@ std::string environmentValue(const char* name) {
 }
 
 std::string homeOfUser() {
-  passwd entry = {};
-  passwd* found = nullptr;
-  std::vector<char> buffer(16384);
-  return getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr
-             ? found->pw_dir
-             : "";
+  // Read here and not asked of the C library, which ends the process where its look into the user database
+  // finds no memory. Who stands in a directory service alone has the variable.
+  std::ifstream users("/etc/passwd");
+  users.exceptions(std::ios::badbit);
+  const std::string user = std::to_string(geteuid());
+  // name:password:user:group:comment:home:shell
+  constexpr std::size_t kUser = 2;
+  constexpr std::size_t kHome = 5;
+  for (std::string line; std::getline(users, line);) {
+    std::vector<std::string> fields(1);
+    for (const char c : line) {
+      if (c == ':') {
+        fields.emplace_back();
+      } else {
+        fields.back() += c;
+      }
+    }
+    if (fields.size() > kHome && fields[kUser] == user) {
+      return fields[kHome];
+    }
+  }
+  return "";
 }
 
 // Home folders are shared between machines here and there, and a run on another one is in nobody's way.
