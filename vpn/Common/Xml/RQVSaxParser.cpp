@@ -2,7 +2,6 @@
 
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
-#include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 #include <sys/stat.h>
 
@@ -10,11 +9,10 @@
 #include <cstddef>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <new>
-#include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Xml/SaxHolders.h"
 
 namespace halvo {
 
@@ -46,31 +44,6 @@ class GenericErrorMute {
   bool m_bMissedMemory = false;
   xmlGenericErrorFunc m_pOldFunction;
   void* m_pOldContext;
-};
-
-struct ContextFreer {
-  void operator()(xmlParserCtxtPtr context) const {
-    // A document that declares entities leaves a stub behind that holds them, events or not.
-    xmlFreeDoc(context->myDoc);
-    context->myDoc = nullptr;
-    xmlFreeParserCtxt(context);
-  }
-};
-using ContextHolder = std::unique_ptr<xmlParserCtxt, ContextFreer>;
-
-// Puts a handler into a context for as long as it lives. Freeing a context frees the handler that it finds,
-// which must not be one on the stack, whatever way the parse is left.
-class HandlerLoan {
- public:
-  HandlerLoan(xmlParserCtxtPtr context, xmlSAXHandlerPtr handler)
-      : m_pContext(context), m_pOwn(std::exchange(context->sax, handler)) {}
-  ~HandlerLoan() { m_pContext->sax = m_pOwn; }
-  HandlerLoan(const HandlerLoan&) = delete;
-  HandlerLoan& operator=(const HandlerLoan&) = delete;
-
- private:
-  xmlParserCtxtPtr m_pContext;
-  xmlSAXHandlerPtr m_pOwn;
 };
 
 // What a context carries through a parse.
@@ -121,7 +94,7 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
   }
 
   const GenericErrorMute mute;
-  ContextHolder context;
+  SaxContextHolder context;
   if (mode == kFile) {
     if (isFileOrFolder(source)) {
       context.reset(xmlCreateFileParserCtxt(source.c_str()));
@@ -158,7 +131,7 @@ ResultCode RQVSaxParser::startParser(const std::string& source, int mode) {
 
   int answer = 0;
   {
-    const HandlerLoan loan(context.get(), &handler);
+    const SaxHandlerLoan loan(context.get(), &handler);
     answer = xmlParseDocument(context.get());
   }
   if (parse.thrown != nullptr) {

@@ -11,12 +11,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/ProgramSearch.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
 extern char** environ;
@@ -27,28 +27,6 @@ namespace {
 
 constexpr int kPatience = 10'000;  // milliseconds; reading a line takes one
 constexpr std::size_t kMaxComplaint = 1000;
-
-bool isProgramFile(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0;
-}
-
-bool searchPath(const std::string& program) {
-  if (program.find('/') != std::string::npos) {
-    return isProgramFile(program);
-  }
-  const char* const path = std::getenv("PATH");
-  const std::string folders = path == nullptr ? "/usr/bin:/bin" : path;
-  for (std::size_t at = 0; at <= folders.size();) {
-    const std::size_t colon = std::min(folders.find(':', at), folders.size());
-    const std::string folder = folders.substr(at, colon - at);
-    if (isProgramFile((folder.empty() ? "." : folder) + "/" + program)) {
-      return true;
-    }
-    at = colon + 1;
-  }
-  return false;
-}
 
 // The first line of what comes out of the pipe, until its end or until patience does.
 std::string readFirstLine(int descriptor) {
@@ -75,7 +53,7 @@ std::string withoutShellName(const std::string& line) {
 
 bool CheckHost::hasProgram(const std::string& program) {
   const auto known = m_Programs.find(program);
-  return known != m_Programs.end() ? known->second : (m_Programs[program] = searchPath(program));
+  return known != m_Programs.end() ? known->second : (m_Programs[program] = findsProgram(program));
 }
 
 std::string CheckHost::shellComplaint(const std::string& commandLine) {

@@ -14,37 +14,13 @@
 #include <utility>
 
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Xml/SaxHolders.h"
 
 namespace halvo {
 
 namespace {
 
 constexpr std::size_t kMaxMessages = 20;
-
-struct ContextFreer {
-  void operator()(xmlParserCtxtPtr context) const {
-    // A document that declares entities leaves a stub behind that holds them, events or not.
-    xmlFreeDoc(context->myDoc);
-    context->myDoc = nullptr;
-    xmlFreeParserCtxt(context);
-  }
-};
-using ContextHolder = std::unique_ptr<xmlParserCtxt, ContextFreer>;
-
-// Puts a handler into a context for as long as it lives. Freeing a context frees the handler that it finds,
-// which must not be one on the stack, whatever way the parse is left.
-class HandlerLoan {
- public:
-  HandlerLoan(xmlParserCtxtPtr context, xmlSAXHandlerPtr handler)
-      : m_pContext(context), m_pOwn(std::exchange(context->sax, handler)) {}
-  ~HandlerLoan() { m_pContext->sax = m_pOwn; }
-  HandlerLoan(const HandlerLoan&) = delete;
-  HandlerLoan& operator=(const HandlerLoan&) = delete;
-
- private:
-  xmlParserCtxtPtr m_pContext;
-  xmlSAXHandlerPtr m_pOwn;
-};
 
 // Keeps libxml2 from printing what it can't tie to a parse; the setting belongs to the thread.
 class GenericErrorMute {
@@ -324,7 +300,7 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
   }
   const GenericErrorMute mute;
   DocumentTree tree;
-  const ContextHolder context(xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())));
+  const SaxContextHolder context(xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())));
   if (context == nullptr) {
     tree = failed(ParseOutcome::kNotWellFormed, "the document can't be read as XML");
   } else {
@@ -338,7 +314,7 @@ DocumentTree parseDocumentText(const std::string& text, const DocumentLimits& li
     handler.error = errorEvent;
     int answer = 0;
     {
-      const HandlerLoan loan(context.get(), &handler);
+      const SaxHandlerLoan loan(context.get(), &handler);
       answer = xmlParseDocument(context.get());
     }
     if (builder.thrown != nullptr) {

@@ -5,28 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PathText.h"
+#include "vpn/tools/TOLM/TOLMAuthoring/check/ProgramSearch.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 
 namespace halvo {
-
-namespace {
-
-bool isProgramFile(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
-}
-
-}  // namespace
 
 ResultCode PlanHost::findAll(std::string folder, std::string pattern,
                              std::list<helperUtil::FileFindEntry>& entries) {
@@ -63,20 +52,7 @@ std::string PlanHost::deleteProblem(const std::string& path) {
 }
 
 bool PlanHost::hasProgram(const std::string& program) {
-  if (program.empty() || program.find('/') != std::string::npos) {
-    return isProgramFile(program);
-  }
-  const char* const variable = std::getenv("PATH");
-  const std::string folders = variable == nullptr ? "/bin:/usr/bin" : variable;
-  for (std::size_t at = 0; at <= folders.size();) {
-    const std::size_t colon = std::min(folders.find(':', at), folders.size());
-    const std::string folder = folders.substr(at, colon - at);
-    if (isProgramFile((folder.empty() ? "." : folder) + "/" + program)) {
-      return true;
-    }
-    at = colon + 1;
-  }
-  return false;
+  return findsProgram(program);
 }
 
 ResultCode PlanHost::logLocations(const std::string& file, std::vector<std::string>& locations) {
