@@ -16,6 +16,7 @@
 #include <set>
 
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkitSupport_test.h"
+#include "vpn/tools/TOLM/TOLMOffline/WizardStyle.h"
 
 namespace halvo {
 namespace {
@@ -28,6 +29,22 @@ using ::testing::IsEmpty;
 
 // Longer than any test goes on: what is pressed comes too early until the test says otherwise.
 constexpr int kForEver = 1000000;
+
+class WizardStyleTest : public QtToolkitTest {};
+
+TEST_F(WizardStyleTest, ItIsTheDesktopsOwnStyle) {
+  const WizardStyle style;
+
+  EXPECT_EQ(style.baseStyle()->name(), QApplication::style()->name());
+}
+
+TEST_F(WizardStyleTest, OnlyTheIconOfMenusThatDoNotFitIsMissing) {
+  const WizardStyle style;
+
+  EXPECT_TRUE(style.standardIcon(QStyle::SP_ToolBarHorizontalExtensionButton, nullptr, nullptr).isNull());
+  EXPECT_FALSE(style.standardIcon(QStyle::SP_MessageBoxInformation, nullptr, nullptr).isNull());
+  EXPECT_FALSE(style.standardIcon(QStyle::SP_MessageBoxCritical, nullptr, nullptr).isNull());
+}
 
 class QuietTimeTest : public QtToolkitTest {
  protected:

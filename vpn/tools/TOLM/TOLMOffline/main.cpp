@@ -1,6 +1,7 @@
 // tmtolmui: the wizard. The arguments go to the toolkit as they are; the exit status of a wizard that
 // has opened is always 0.
 
+#include <fontconfig/fontconfig.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -8,6 +9,8 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "vpn/Common/Utility/CoreFoundationUtils.h"
 #include "vpn/Common/Utility/ProgramStart.h"
@@ -16,8 +19,35 @@
 #include "vpn/tools/TOLM/TOLMOffline/GUIController.h"
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkit.h"
 #include "vpn/tools/TOLM/TOLMOffline/ToolkitMessages.h"
+#include "vpn/tools/TOLM/TOLMOffline/WizardStyle.h"
 
 namespace {
+
+// To read the settings of all fonts takes as long as to connect to the display: the one is done beside the
+// other. The library keeps what it has read for the toolkit.
+class FontSettings {
+ public:
+  FontSettings() {
+    try {
+      m_Reader = std::thread([] { static_cast<void>(FcInit()); });
+    } catch (const std::system_error&) {
+      // No thread to be had: the toolkit reads them when it draws the first text.
+    }
+  }
+  ~FontSettings() { wait(); }
+  FontSettings(const FontSettings&) = delete;
+  FontSettings& operator=(const FontSettings&) = delete;
+
+  // Before the first text: two threads that look at once would both read.
+  void wait() {
+    if (m_Reader.joinable()) {
+      m_Reader.join();
+    }
+  }
+
+ private:
+  std::thread m_Reader;
+};
 
 // Whatever ends the wizard ends the commands of a run that is under way.
 void endWithTheRun() {
@@ -59,7 +89,13 @@ void followTheLanguage(halvo::GUIController& controller) {
 int main(int argc, char** argv) {
   halvo::prepareProgram();
   halvo::takeToolkitMessages();
+  FontSettings fonts;
+  // A menu bar for the whole desktop is asked for over the session's bus, for which the first window waits.
+  QCoreApplication::setAttribute(Qt::AA_DontUseNativeMenuBar);
   QApplication application(argc, argv);
+  fonts.wait();
+  // Not before the application stands: which style the desktop wants isn't known yet. It owns this one.
+  QApplication::setStyle(new halvo::WizardStyle);
   QGuiApplication::setDesktopFileName(QStringLiteral("com.halvo.tessarmont.tolm"));
 
   halvo::QtToolkit toolkit;

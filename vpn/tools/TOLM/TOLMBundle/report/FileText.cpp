@@ -90,7 +90,7 @@ void cut(FileText& text, std::string& tail, std::uint64_t behindHead, std::uint6
   }
   tail.erase(0, tail.size() - std::min(kHalf, tail.size()));
   const std::size_t firstFeed = tail.find('\n');
-  if (firstFeed != std::string::npos && firstFeed < kNear) {
+  if (firstFeed < kNear) {  // which the place of no feed isn't
     tail.erase(0, firstFeed + 1);
   }
   text.leftOut = behindHead - tail.size();
