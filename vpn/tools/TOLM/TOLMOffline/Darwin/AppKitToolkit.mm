@@ -125,6 +125,11 @@ void AppKitToolkit::setStringValue(Outlet outlet, const std::string& text) {
 
 void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
   [static_cast<NSControl*>(object(outlet)) setEnabled:enabled];
+  if (outlet == Outlet::passwordField) {
+    // A label in full ink beside a grey field looks like one that waits for something.
+    [static_cast<NSTextField*>(object(Outlet::pswdText))
+        setTextColor:enabled ? [NSColor controlTextColor] : [NSColor disabledControlTextColor]];
+  }
 }
 
 void AppKitToolkit::setHidden(Outlet outlet, bool hidden) {

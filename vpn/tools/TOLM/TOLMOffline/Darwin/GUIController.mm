@@ -155,7 +155,9 @@ struct AppKitWizard {
 
 - (IBAction)showBundle:(id)sender {
   static_cast<void>(sender);
-  m_pWizard->toolkit->showBundle();
+  if (m_pWizard->toolkit->takesPress()) {
+    m_pWizard->toolkit->showBundle();
+  }
 }
 
 - (void)controlTextDidChange:(NSNotification*)notification {

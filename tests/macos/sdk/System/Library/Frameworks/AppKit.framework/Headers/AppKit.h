@@ -82,7 +82,13 @@ enum : NSUInteger {
 - (void)setState:(NSControlStateValue)state;
 @end
 
+@interface NSColor : NSObject
++ (NSColor*)controlTextColor;
++ (NSColor*)disabledControlTextColor;
+@end
+
 @interface NSTextField : NSControl
+- (void)setTextColor:(NSColor*)color;
 - (void)setEditable:(BOOL)editable;
 - (void)setSelectable:(BOOL)selectable;
 - (void)setBezeled:(BOOL)bezeled;
