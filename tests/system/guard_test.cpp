@@ -78,9 +78,17 @@ class RunGuardRunTest : public ::testing::Test {
   }
 };
 
+// A second user can be had by root alone: ./test runs as root what is called so.
+class TwoUsersGuardTest : public RunGuardRunTest {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(geteuid(), 0U) << "run this as root, as ./test does";
+    RunGuardRunTest::SetUp();
+  }
+};
+
 // An ordinary user's limit was no limit for a command that works as root: the run waited for its output.
-TEST_F(RunGuardRunTest, ACommandThatCannotBeEndedIsLeftRunningAndTheRunGoesOn) {
-  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone";
+TEST_F(TwoUsersGuardTest, ACommandThatCannotBeEndedIsLeftRunningAndTheRunGoesOn) {
   for (const char* folder : {"/opt/theirs", "/opt/theirs/home"}) {
     makeFolders(folder);
     ASSERT_EQ(chown(folder, kNobody, kNobody), 0);
@@ -128,8 +136,7 @@ TEST_F(RunGuardRunTest, ACommandThatCannotBeEndedIsLeftRunningAndTheRunGoesOn) {
 }
 
 // The code alone was told, which is that of many things.
-TEST_F(RunGuardRunTest, AWorkFolderThatCannotBeMadeIsToldWithItsCause) {
-  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone";
+TEST_F(TwoUsersGuardTest, AWorkFolderThatCannotBeMadeIsToldWithItsCause) {
   command("true");
   makeFolders("/opt/theirs");
   ASSERT_EQ(chown("/opt/theirs", kNobody, kNobody), 0);
@@ -199,8 +206,7 @@ TEST_F(RunGuardRunTest, FoldersOfAnyDepthGoWithARunThatASignalEndsAndWithAKilled
 }
 
 // An ordinary user's own folder, closed by a command, stayed behind a run that ended well.
-TEST_F(RunGuardRunTest, AFolderThatACommandHasClosedGoesWithTheRun) {
-  ASSERT_EQ(geteuid(), 0U) << "a second user can be had by root alone";
+TEST_F(TwoUsersGuardTest, AFolderThatACommandHasClosedGoesWithTheRun) {
   command("w=$(echo /tmp/TOLM_Temp_Bundle*); mkdir -p $w/k/l/m; chmod 000 $w/k/l $w/k; echo x");
   makeFolders("/opt/theirs");
   ASSERT_EQ(chown("/opt/theirs", kNobody, kNobody), 0);

@@ -114,8 +114,9 @@ bool isToolkitAdapter(const std::string& path) {
     return false;
   }
   const std::string name = path.substr(kWizard.size());
-  static const char* const kBeginnings[] = {
-      "Qt", "ui_", "MessageLabel", "Mnemonics", "FolderOpener", "ToolkitMessages", "WizardWindow"};
+  static const char* const kBeginnings[] = {"Qt",          "ui_",          "MessageLabel",
+                                            "Mnemonics",   "FolderOpener", "ToolkitMessages",
+                                            "WizardStyle", "WizardWindow"};
   return std::any_of(std::begin(kBeginnings), std::end(kBeginnings),
                      [&name](const char* beginning) { return startsWith(name, beginning); }) ||
          name == "main.cpp";

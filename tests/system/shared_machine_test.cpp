@@ -30,6 +30,7 @@ namespace halvo {
 namespace {
 
 using namespace test;
+using ::testing::HasSubstr;
 
 const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 constexpr uid_t kNobody = 65534;
@@ -370,6 +371,50 @@ TEST_F(SharedMachineTest, ARuntimeFolderThatAppearsBetweenTwoRunsChangesNothing)
   EXPECT_THAT(second.err, ::testing::HasSubstr("is making a run already"));
   go();
   first.join();
+}
+
+// A second user can be had by root alone: ./test runs as root what is called so.
+class TwoUsersClearTest : public SharedMachineTest {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(geteuid(), 0U) << "run this as root, as ./test does";
+    SharedMachineTest::SetUp();
+    makeOthersFolder("/opt/others");
+    writeFile("/opt/precious/a.log", "root's");
+    unlink("/opt/others/logs");
+    ASSERT_EQ(symlink("/opt/precious", "/opt/others/logs"), 0);
+    writeFile(kConfig + "a.xml",
+              documentText("Alpha",
+                           "<file id=\"a\"><description>D</description><default>true</default><tolm>"
+                           "<os opsys=\"linux\">" +
+                               copyAction("/opt/others/logs/*.log", "<clear_log apply=\"true\"/>") +
+                               copyAction("/opt/logs/*.log", "<clear_log apply=\"true\"/>") +
+                               "</os></tolm></file>"));
+  }
+};
+
+// A user whose folder of logs root cleared had any file of root's deleted, by a link in its place.
+TEST_F(TwoUsersClearTest, ALinkOfAnotherUsersLeadsAClearRunNowhere) {
+  ASSERT_EQ(lchown("/opt/others/logs", kNobody, kNobody), 0);
+  const std::string why = "\"/opt/others/logs/\": a link that another user has made leads there";
+
+  const RunResult planned = tmtolm({"plan", "--clear", "--json"});
+  const RunResult result = tmtolm({"clear", "--yes", "--quiet"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.err, "tmtolm: 1 folder isn't cleared\ntmtolm:   " + why + "\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(readFile("/opt/precious/a.log"), "root's");
+  EXPECT_FALSE(exists("/opt/logs/one.log")) << "what is one's own is cleared all the same";
+  EXPECT_THAT(planned.out, HasSubstr("a link that another user has made leads there"));
+}
+
+TEST_F(TwoUsersClearTest, RootsOwnLinkInAnotherUsersFolderIsFollowed) {
+  const RunResult result = tmtolm({"clear", "--yes", "--quiet"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_FALSE(exists("/opt/precious/a.log"));
 }
 
 }  // namespace

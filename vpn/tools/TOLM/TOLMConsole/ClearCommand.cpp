@@ -1,7 +1,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
@@ -54,7 +56,11 @@ class ClearCommand : public ICommand {
       printError(failureLine(outcome));
       return kExitFailure;
     }
-    return finishOutput(kExitSuccess);
+    const std::vector<std::string> uncleared = unclearedLines(outcome);
+    for (const std::string& line : uncleared) {
+      printError(line);
+    }
+    return finishOutput(uncleared.empty() ? kExitSuccess : kExitFailure);
   }
 
  private:

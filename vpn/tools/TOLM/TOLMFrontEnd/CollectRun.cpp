@@ -360,6 +360,7 @@ RunOutcome ClearRun::makeRun() {
     outcome.code = engine.run();
   }
   outcome.text = engine.failureText();
+  takeLosses(outcome, "");
   return outcome;
 }
 
@@ -377,7 +378,7 @@ void addLossLines(const std::vector<std::string>& names, std::size_t count, cons
   if (count == 0) {
     return;
   }
-  lines.push_back(std::to_string(count) + (count == 1 ? " file is " : " files are ") + what);
+  lines.push_back(std::to_string(count) + " " + what);
   for (const std::string& name : names) {
     lines.push_back("  " + name);
   }
@@ -390,9 +391,22 @@ void addLossLines(const std::vector<std::string>& names, std::size_t count, cons
 
 std::vector<std::string> lossLines(const RunOutcome& outcome) {
   std::vector<std::string> lines;
-  addLossLines(outcome.lost, outcome.lostCount, "cut short or missing", lines);
-  addLossLines(outcome.unreadable, outcome.unreadableCount, "left out of gathered folders, unreadable",
+  addLossLines(outcome.lost, outcome.lostCount,
+               outcome.lostCount == 1 ? "file is cut short or missing" : "files are cut short or missing",
                lines);
+  addLossLines(outcome.unreadable, outcome.unreadableCount,
+               outcome.unreadableCount == 1 ? "file is left out of gathered folders, unreadable"
+                                            : "files are left out of gathered folders, unreadable",
+               lines);
+  return lines;
+}
+
+std::vector<std::string> unclearedLines(const RunOutcome& outcome) {
+  std::vector<std::string> names = outcome.lost;
+  names.insert(names.end(), outcome.unreadable.begin(), outcome.unreadable.end());
+  const std::size_t count = outcome.lostCount + outcome.unreadableCount;
+  std::vector<std::string> lines;
+  addLossLines(names, count, count == 1 ? "folder isn't cleared" : "folders aren't cleared", lines);
   return lines;
 }
 

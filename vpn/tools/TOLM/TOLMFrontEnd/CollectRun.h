@@ -147,5 +147,7 @@ std::string failureLine(const RunOutcome& outcome);
 
 // The lines that tell losses and unreadable files, without line ends; none where there are none.
 std::vector<std::string> lossLines(const RunOutcome& outcome);
+// The same of a clear run: the folders in which it deleted nothing, or not all.
+std::vector<std::string> unclearedLines(const RunOutcome& outcome);
 
 }  // namespace halvo

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/OwnLinks.h"
 #include "vpn/Common/Utility/PathText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/ProgramSearch.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
@@ -48,6 +49,9 @@ std::string PlanHost::readProblem(const std::string& path) {
 std::string PlanHost::deleteProblem(const std::string& path) {
   // The folder decides. One that keeps each user's files from others may refuse all the same.
   const std::string folder = helperUtil::stringBeforeLast(path, "/", true);
+  if (!openFolderByOwnLinks(folder) && errno == EPERM) {
+    return "a link that another user has made leads there";
+  }
   return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? "" : std::strerror(errno);
 }
 

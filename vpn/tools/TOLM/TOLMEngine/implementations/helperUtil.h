@@ -138,8 +138,10 @@ struct NewestFile {
                                      std::list<FileFindEntry>& entries);
 
 // Deletes what fileFindAll() lists there, in that order, "." and ".." aside. The files go through the folder
-// that was listed: whoever swaps it for another one meanwhile has nothing deleted there. Returns
-// fileFindAll's code; an entry that stays, as a folder does, is logged as by fileDelete and changes nothing.
+// that was listed: whoever swaps it for another one meanwhile has nothing deleted there. A link on the way to
+// the folder that somebody else than root or this user has made isn't followed, and goes to the losses:
+// TOLMENGINE_ERROR_FILE_OPEN_FAILURE. Returns fileFindAll's code; an entry that stays, as a folder does, is
+// logged as by fileDelete and changes nothing.
 ResultCode fileDeleteMatching(const std::string& folder, const std::string& pattern);
 
 // Deletes the files of one folder; returns the last failure. `folder` changes as in fileFindAll.

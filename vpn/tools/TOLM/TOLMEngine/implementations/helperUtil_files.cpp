@@ -9,6 +9,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/OwnLinks.h"
 #include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/StringUtils.h"
 #include "vpn/Common/Utility/sysutils.h"
@@ -188,17 +189,33 @@ ResultCode copyEntry(const std::string& source, const std::string& destination, 
   return copyRegularFile(source, destination, errorText);
 }
 
+FolderHolder openAny(const std::string& folder) {
+  return FolderHolder(opendir(folder.c_str()));
+}
+
+// For what is to be deleted.
+FolderHolder openOwn(const std::string& folder) {
+  DescriptorHolder opened = openFolderByOwnLinks(folder);
+  FolderHolder stream(opened ? fdopendir(opened.get()) : nullptr);
+  if (stream != nullptr) {
+    static_cast<void>(opened.release());
+  } else if (errno == EPERM) {
+    recordLoss(kFind, LossKind::kUnreadable, folder, "a link that another user has made leads there");
+  }
+  return stream;
+}
+
 // fileFindAll()'s work, logged under its name. `stream` gets the folder that was listed: whose path leads
 // elsewhere a moment later is known by it.
-ResultCode findThrough(FolderHolder& stream, std::string& folder, std::string& pattern,
-                       std::list<FileFindEntry>& entries) {
+ResultCode findThrough(FolderHolder (*open)(const std::string&), FolderHolder& stream, std::string& folder,
+                       std::string& pattern, std::list<FileFindEntry>& entries) {
   if (folder.empty()) {
     logDebugMessage(kFind, __FILE__, __LINE__, kLogError, "tstrDirectory is an empty string");
     return TOLMENGINE_ERROR_BAD_PARAMETER;
   }
   folder = withSlash(folder);
   errno = 0;
-  stream.reset(opendir(folder.c_str()));
+  stream = open(folder);
   if (stream == nullptr) {
     if (errno == ENOENT) {
       logDebugMessage(kFind, __FILE__, __LINE__, kLogInformation, "\"%s\" is not a directory",
@@ -260,7 +277,7 @@ ResultCode mkdirResult(int error) {
 
 ResultCode fileFindAll(std::string& folder, std::string& pattern, std::list<FileFindEntry>& entries) {
   FolderHolder stream;
-  return findThrough(stream, folder, pattern, entries);
+  return findThrough(openAny, stream, folder, pattern, entries);
 }
 
 ResultCode fileDeleteMatching(const std::string& folder, const std::string& pattern) {
@@ -268,7 +285,7 @@ ResultCode fileDeleteMatching(const std::string& folder, const std::string& patt
   std::string folderCopy = folder;
   std::string patternCopy = pattern;
   std::list<FileFindEntry> entries;
-  if (const ResultCode rc = findThrough(stream, folderCopy, patternCopy, entries); rc != 0) {
+  if (const ResultCode rc = findThrough(openOwn, stream, folderCopy, patternCopy, entries); rc != 0) {
     return rc;
   }
   for (const FileFindEntry& entry : entries) {
