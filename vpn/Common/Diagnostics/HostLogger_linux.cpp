@@ -70,11 +70,7 @@ class JournalOrSyslogLogger : public ILogger {
 }  // namespace
 
 std::unique_ptr<ILogger> makeHostLogger(const char* name) {
-  std::unique_ptr<ILogger> journal = makeJournalLogger(name);
-  if (journal == nullptr) {
-    return std::make_unique<SyslogLogger>(name);
-  }
-  return std::make_unique<JournalOrSyslogLogger>(std::move(journal), name);
+  return std::make_unique<JournalOrSyslogLogger>(makeJournalLogger(name), name);
 }
 
 }  // namespace halvo

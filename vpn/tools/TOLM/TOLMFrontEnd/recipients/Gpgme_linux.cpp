@@ -1,8 +1,8 @@
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Gpgme_linux.h"
 
-#include <dlfcn.h>
-
 #include <optional>
+
+#include "vpn/Common/Utility/OpenedLibrary.h"
 
 namespace halvo {
 
@@ -11,39 +11,29 @@ namespace {
 // The name that the header's version of the interface has.
 constexpr char kLibrary[] = "libgpgme.so.11";
 
-template <typename Function>
-bool find(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(dlsym(library, name));
-  return function != nullptr;
-}
-
 std::optional<GpgmeCalls> load() {
-  void* const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    return std::nullopt;
-  }
+  const OpenedLibrary library(kLibrary);
   GpgmeCalls calls;
   const bool whole =
-      find(library, "gpgme_check_version", calls.check_version) &&
-      find(library, "gpgme_ctx_set_engine_info", calls.ctx_set_engine_info) &&
-      find(library, "gpgme_data_new", calls.data_new) &&
-      find(library, "gpgme_data_new_from_fd", calls.data_new_from_fd) &&
-      find(library, "gpgme_data_new_from_file", calls.data_new_from_file) &&
-      find(library, "gpgme_data_release", calls.data_release) &&
-      find(library, "gpgme_data_seek", calls.data_seek) &&
-      find(library, "gpgme_engine_check_version", calls.engine_check_version) &&
-      find(library, "gpgme_get_key", calls.get_key) && find(library, "gpgme_key_unref", calls.key_unref) &&
-      find(library, "gpgme_new", calls.new_context) && find(library, "gpgme_op_encrypt", calls.op_encrypt) &&
-      find(library, "gpgme_op_encrypt_result", calls.op_encrypt_result) &&
-      find(library, "gpgme_op_export", calls.op_export) &&
-      find(library, "gpgme_op_import", calls.op_import) &&
-      find(library, "gpgme_op_import_result", calls.op_import_result) &&
-      find(library, "gpgme_release", calls.release) && find(library, "gpgme_set_armor", calls.set_armor) &&
-      find(library, "gpgme_set_ctx_flag", calls.set_ctx_flag) &&
-      find(library, "gpgme_set_offline", calls.set_offline) &&
-      find(library, "gpgme_set_protocol", calls.set_protocol) &&
-      find(library, "gpgme_set_status_cb", calls.set_status_cb) &&
-      find(library, "gpgme_strerror_r", calls.strerror_r);
+      library.find("gpgme_check_version", calls.check_version) &&
+      library.find("gpgme_ctx_set_engine_info", calls.ctx_set_engine_info) &&
+      library.find("gpgme_data_new", calls.data_new) &&
+      library.find("gpgme_data_new_from_fd", calls.data_new_from_fd) &&
+      library.find("gpgme_data_new_from_file", calls.data_new_from_file) &&
+      library.find("gpgme_data_release", calls.data_release) &&
+      library.find("gpgme_data_seek", calls.data_seek) &&
+      library.find("gpgme_engine_check_version", calls.engine_check_version) &&
+      library.find("gpgme_get_key", calls.get_key) && library.find("gpgme_key_unref", calls.key_unref) &&
+      library.find("gpgme_new", calls.new_context) && library.find("gpgme_op_encrypt", calls.op_encrypt) &&
+      library.find("gpgme_op_encrypt_result", calls.op_encrypt_result) &&
+      library.find("gpgme_op_export", calls.op_export) && library.find("gpgme_op_import", calls.op_import) &&
+      library.find("gpgme_op_import_result", calls.op_import_result) &&
+      library.find("gpgme_release", calls.release) && library.find("gpgme_set_armor", calls.set_armor) &&
+      library.find("gpgme_set_ctx_flag", calls.set_ctx_flag) &&
+      library.find("gpgme_set_offline", calls.set_offline) &&
+      library.find("gpgme_set_protocol", calls.set_protocol) &&
+      library.find("gpgme_set_status_cb", calls.set_status_cb) &&
+      library.find("gpgme_strerror_r", calls.strerror_r);
   return whole ? std::optional<GpgmeCalls>(calls) : std::nullopt;
 }
 

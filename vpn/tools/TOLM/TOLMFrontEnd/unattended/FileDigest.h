@@ -10,7 +10,8 @@ namespace halvo {
 struct FileDigest {
   std::string path;
   std::uint64_t bytes = 0;
-  std::string sha256;  // 64 hex digits; empty where the file can't be read to its end
+  std::string
+      sha256;  // 64 hex digits; empty where the file can't be read to its end, or no library counts it
 };
 
 // Reads the file at `path`, in blocks. A link in its place isn't followed.

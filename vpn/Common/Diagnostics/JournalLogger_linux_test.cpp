@@ -4,6 +4,7 @@
 #include "vpn/Common/Diagnostics/JournalLogger.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -113,6 +114,27 @@ TEST_F(JournalLoggerTest, LineFeedsOfAMessageStay) {
   const JournalRecord record = take();
   EXPECT_EQ(record.fields.at("MESSAGE"), message);
   EXPECT_EQ(record.inBinaryForm, std::vector<std::string>{"MESSAGE"});
+}
+
+TEST_F(JournalLoggerTest, LengthOfLinesIsToldWholeWhereItTakesMoreThanAByte) {
+  const std::unique_ptr<ILogger> logger = makeHostLogger("tmtolmui");
+  const std::string message = std::string(700, 'a') + "\n" + std::string(1200, 'b');
+  EXPECT_RESULT(logger->log(7, message.c_str(), "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
+  EXPECT_EQ(take().fields.at("MESSAGE"), message);
+}
+
+TEST_F(JournalLoggerTest, RunWithoutADescriptorLeftCanStillSaySo) {
+  const std::unique_ptr<ILogger> logger = makeJournalLogger("tmtolmui");
+  EXPECT_RESULT(logger->log(7, "first", "MID_DEBUG_MESSAGE", 1, kLogError), 0U);
+  EXPECT_EQ(take().fields.at("MESSAGE"), "first");
+  rlimit before = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none = {0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const ResultCode rc = logger->log(7, "none left", "MID_DEBUG_MESSAGE", 1, kLogError);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_RESULT(rc, 0U);
+  EXPECT_EQ(take().fields.at("MESSAGE"), "none left");
 }
 
 TEST_F(JournalLoggerTest, MessageWithLinesThatLookLikeFieldsStaysOneField) {
