@@ -168,13 +168,14 @@ CommandLine::CommandLine(std::vector<std::unique_ptr<ICommand>> commands)
   m_pApp->footer(kFooter);
   m_pApp->require_subcommand(1);
   m_pApp->set_version_flag("--version", std::string("tmtolm ") + TOLM_VERSION);
-  for (const std::unique_ptr<ICommand>& command : m_Commands) {
-    CLI::App* const subcommand = m_pApp->add_subcommand(command->name(), command->description());
-    subcommand->footer(std::string("Example: ") + command->example());
-  }
 }
 
 CommandLine::~CommandLine() = default;
+
+void CommandLine::declareSubcommand(const ICommand& command) {
+  CLI::App* const subcommand = m_pApp->add_subcommand(command.name(), command.description());
+  subcommand->footer(std::string("Example: ") + command.example());
+}
 
 void CommandLine::declareOptions(const std::string& name) {
   for (const std::unique_ptr<ICommand>& command : m_Commands) {
@@ -184,11 +185,27 @@ void CommandLine::declareOptions(const std::string& name) {
   }
 }
 
-CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments) {
-  // A start pays for the options of its own subcommand alone: those of all take longer than an empty run.
+// A start pays for its own subcommand alone: all of them with their options take longer than an empty run.
+// One that is named first has the rest of the line to itself; any other line needs all, if only to say what
+// is wrong.
+void CommandLine::declareWhatIsNamed(const std::vector<std::string>& arguments) {
+  for (const std::unique_ptr<ICommand>& command : m_Commands) {
+    if (!arguments.empty() && arguments.front() == command->name()) {
+      declareSubcommand(*command);
+      declareOptions(arguments.front());
+      return;
+    }
+  }
+  for (const std::unique_ptr<ICommand>& command : m_Commands) {
+    declareSubcommand(*command);
+  }
   for (const std::string& argument : arguments) {
     declareOptions(argument);
   }
+}
+
+CommandLine::Answer CommandLine::parse(const std::vector<std::string>& arguments) {
+  declareWhatIsNamed(arguments);
   const auto chosen = [this]() -> CLI::App* {
     const std::vector<CLI::App*> parsed = m_pApp->get_subcommands();
     return parsed.empty() ? nullptr : parsed.front();

@@ -39,7 +39,9 @@ class CommandLine {
   [[nodiscard]] std::vector<std::string> given(const std::string& command, const std::string& option) const;
 
  private:
+  void declareSubcommand(const ICommand& command);
   void declareOptions(const std::string& name);
+  void declareWhatIsNamed(const std::vector<std::string>& arguments);
 
   std::vector<std::unique_ptr<ICommand>> m_Commands;
   std::set<std::string> m_Declared;  // the subcommands that have their options

@@ -66,6 +66,11 @@ TEST_F(CommandLineTest, CheckTakesOneOrMorePaths) {
   EXPECT_EQ(answer.exitStatus, kExitUsage);
 }
 
+TEST_F(CommandLineTest, WordOfAnotherSubcommandBehindTheFirstIsAPath) {
+  EXPECT_EQ(parse({"check", "collect", "plan"}), "check");
+  EXPECT_THAT(given("PATH"), ElementsAre("collect", "plan"));
+}
+
 TEST_F(CommandLineTest, PlanTakesRequestConfigAndJson) {
   EXPECT_EQ(parse({"plan", "--request=r.xml", "--config", "docs", "--json"}), "plan");
   EXPECT_THAT(given("--request"), ElementsAre("r.xml"));

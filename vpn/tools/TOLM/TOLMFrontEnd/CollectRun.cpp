@@ -68,21 +68,33 @@ RunOutcome lookAtDocuments(const std::string& folder) {
                        "the instruction documents can't be trusted, and nothing was run", problem);
 }
 
-RunOutcome takeLock(const RunSettings& settings, RunLock& lock) {
-  // Also where no lock can be had: a run without one is better than none, and the log says so.
-  if (lock.tryAcquire() != RunLock::Answer::kBusy) {
-    return RunOutcome();
-  }
+RunOutcome waitForTurn(const RunSettings& settings, RunLock& lock) {
   const std::string holder =
       lock.holder() > 0 ? "process " + std::to_string(lock.holder()) : "another process";
   if (settings.wait) {
     tell(settings, "waiting for the run of " + holder + " to end");
-    // Whatever comes of it, the waiting is over: see above.
+    // Whatever comes of it, the waiting is over: see takeTurn().
     static_cast<void>(lock.acquire());
     return RunOutcome();
   }
   return failure(TOLMENGINE_ERROR_ALREADY_INITIALIZED, holder + " is making a run already",
                  "a run at a time, or --wait to wait for that one");
+}
+
+// Takes the lock, and looks ahead under it. Where another run holds it, what stops this one is told ahead of
+// the waiting too, and looked at once more behind it: that may be hours later.
+RunOutcome takeTurn(const RunSettings& settings, RunLock& lock,
+                    const std::function<RunOutcome()>& lookAhead) {
+  // Also where no lock can be had: a run without one is better than none, and the log says so.
+  const bool isBusy = lock.tryAcquire() == RunLock::Answer::kBusy;
+  RunOutcome outcome = lookAhead();
+  if (outcome.code == 0 && isBusy) {
+    outcome = waitForTurn(settings, lock);
+    if (outcome.code == 0) {
+      outcome = lookAhead();
+    }
+  }
+  return outcome;
 }
 
 GuardSettings guardSettings(const RunSettings& settings, const TOLMEngine& engine, int errorStream) {
@@ -195,6 +207,12 @@ RunOutcome CollectRun::run() {
 }
 
 RunOutcome CollectRun::lookAhead() {
+  // Another run may have made its bundle under the name meanwhile.
+  const std::string name = m_Settings.bundlePath;
+  chooseBundlePath();
+  if (m_Settings.bundlePath != name) {
+    LOG_MESSAGE(kLogInformation, "The bundle becomes \"%s\"", m_Settings.bundlePath.c_str());
+  }
   if (const std::string problem = bundlePlaceProblem(m_Settings.bundlePath, m_Settings.bundleEnding);
       !problem.empty()) {
     return failure(TOLMENGINE_ERROR_WRITE_FAILURE, kNoBundle, problem);
@@ -233,20 +251,8 @@ RunOutcome CollectRun::lookAtSizes() {
 }
 
 RunOutcome CollectRun::makeRun() {
-  if (RunOutcome outcome = lookAhead(); outcome.code != 0) {
-    return refuse(outcome);
-  }
   RunLock lock;
-  if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
-    return refuse(outcome);
-  }
-  // Once more: the run may have waited for hours, and another has made its bundle meanwhile.
-  const std::string name = m_Settings.bundlePath;
-  chooseBundlePath();
-  if (m_Settings.bundlePath != name) {
-    LOG_MESSAGE(kLogInformation, "The bundle becomes \"%s\"", m_Settings.bundlePath.c_str());
-  }
-  if (RunOutcome outcome = lookAhead(); outcome.code != 0) {
+  if (RunOutcome outcome = takeTurn(m_Settings, lock, [this] { return lookAhead(); }); outcome.code != 0) {
     return refuse(outcome);
   }
   // Under the lock: what lies there now is no other run's work of this user's.
@@ -337,15 +343,9 @@ RunOutcome ClearRun::run() {
 }
 
 RunOutcome ClearRun::makeRun() {
-  if (RunOutcome outcome = lookAtDocuments(helperUtil::defaultConfigFolder()); outcome.code != 0) {
-    return refuse(outcome);
-  }
   RunLock lock;
-  if (RunOutcome outcome = takeLock(m_Settings, lock); outcome.code != 0) {
-    return refuse(outcome);
-  }
-  // Once more: the run may have waited.
-  if (RunOutcome outcome = lookAtDocuments(helperUtil::defaultConfigFolder()); outcome.code != 0) {
+  const auto lookAhead = [] { return lookAtDocuments(helperUtil::defaultConfigFolder()); };
+  if (RunOutcome outcome = takeTurn(m_Settings, lock, lookAhead); outcome.code != 0) {
     return refuse(outcome);
   }
   for (const std::string& path : lock.unfinishedBundles()) {

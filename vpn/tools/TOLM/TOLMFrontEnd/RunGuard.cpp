@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <system_error>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
@@ -311,12 +310,17 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   pthread_sigmask(SIG_SETMASK, &all, &old);
   // Ahead of the watcher, which ends where it finds no run.
   s_running.store(true);
-  try {
-    m_Watcher = std::thread([this] { watch(); });
-    m_bGuarding = true;
-  } catch (const std::system_error& error) {
+  // Not a std::thread: its thread frees a state that was made by another, and for that gets a heap of its
+  // own.
+  const auto watch = [](void* guard) -> void* {
+    static_cast<RunGuard*>(guard)->watch();
+    return nullptr;
+  };
+  const int error = pthread_create(&m_Watcher, nullptr, watch, this);
+  m_bGuarding = error == 0;
+  if (!m_bGuarding) {
     s_running.store(false);
-    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error.code().value(), error.what());
+    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error, std::strerror(error));
   }
   m_CallersSignals = old;
   // Behind the watcher: a signal without anybody to act on it had better end the program as it always did.
@@ -341,7 +345,7 @@ RunGuard::~RunGuard() {
     s_running.store(false);
     sendNotice();
     // Ahead of the handlers: a watcher that is on its way to the end stops this thread here.
-    m_Watcher.join();
+    pthread_join(m_Watcher, nullptr);
     setCores(true);
     pthread_sigmask(SIG_SETMASK, &m_CallersSignals, nullptr);
     restoreHandlers();

@@ -16,6 +16,7 @@
 
 #pragma once
 
+#include <pthread.h>
 #include <signal.h>
 
 #include <atomic>
@@ -24,7 +25,6 @@
 #include <functional>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "vpn/tools/TOLM/TOLMEngine/implementations/CommandObserver.h"
 
@@ -81,7 +81,7 @@ class RunGuard : public ICommandObserver {
   void tell(const std::string& line);
 
   GuardSettings m_Settings;
-  std::thread m_Watcher;
+  pthread_t m_Watcher = {};  // while m_bGuarding
   // Held while a command is being ended, so that the run doesn't start the next one meanwhile.
   std::mutex m_Lock;
   std::string m_strCommand;     // of the latest command
