@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -618,8 +619,11 @@ TEST_F(WatcherTest, RaiseThatWaitsForRoomIsMadeWhenThereIsSome) {
   EXPECT_TRUE(waitUntil([&] {
     EXPECT_EQ(::write(m_file, "a", 1), 1);
     m_pipe.empty();
+    // The raise that waited is made now, on the other thread: emptied again at once, it would be missed.
+    pollfd ready = {m_pipe.ends[0], POLLIN, 0};
     char bytes[2] = {};
-    return ::read(m_pipe.ends[0], bytes, sizeof(bytes)) == 2 && bytes[0] == 'x' && bytes[1] == '\0';
+    return poll(&ready, 1, 100) == 1 && ::read(m_pipe.ends[0], bytes, sizeof(bytes)) == 2 &&
+           bytes[0] == 'x' && bytes[1] == '\0';
   }));
 }
 
