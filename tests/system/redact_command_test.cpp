@@ -1,10 +1,12 @@
 // `tmtolm redact`, as a user or a script starts it, over a bundle that a run made.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -133,6 +135,37 @@ TEST_F(RedactCommandTest, WrongUsageRunsNothing) {
     EXPECT_EQ(result.exitStatus, 2) << result.out;
     EXPECT_THAT(result.err, StartsWith("tmtolm: "));
   }
+  EXPECT_NE(access("/opt/never.zip", F_OK), 0);
+}
+
+// In a folder of others: a link there led to a file of root's, and a pipe's reader got the map.
+TEST_F(RedactCommandTest, LinksAndPipesInThePlaceOfMapAndReportAreNotWrittenTo) {
+  writeFile("/opt/precious", "kept");
+  std::filesystem::create_symlink("/opt/precious", "/opt/link");
+  ASSERT_EQ(mkfifo("/opt/pipe", 0600), 0);
+  const int reader = open("/opt/pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  for (const char* const option : {"--map", "--report"}) {
+    const RunResult result = tmtolm({"redact", "/opt/plain.zip", "/opt/never.zip", option, "/opt/pipe"});
+    EXPECT_EQ(result.exitStatus, 2) << option;
+    EXPECT_THAT(result.err, HasSubstr("it is no file")) << option;
+  }
+  EXPECT_EQ(tmtolm({"redact", "/opt/plain.zip", "/opt/never.zip", "--map", "/opt/link"}).exitStatus, 2);
+  EXPECT_NE(access("/opt/never.zip", F_OK), 0);
+  char text = 0;
+  EXPECT_EQ(read(reader, &text, 1), 0);
+  close(reader);
+  ASSERT_EQ(tmtolm({"redact", "/opt/plain.zip", "/opt/out.zip", "--report", "/opt/link"}).exitStatus, 0);
+  EXPECT_EQ(readFile("/opt/precious"), "kept");
+  EXPECT_FALSE(std::filesystem::is_symlink("/opt/link"));
+  struct stat status = {};
+  ASSERT_EQ(stat("/opt/link", &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(RedactCommandTest, AMapThatCannotBeWrittenIsToldBeforeTheWork) {
+  const RunResult result = tmtolm({"redact", "/opt/plain.zip", "/opt/never.zip", "--map", "/opt/none/map"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.err, HasSubstr("the map can't be written to \"/opt/none/map\""));
   EXPECT_NE(access("/opt/never.zip", F_OK), 0);
 }
 

@@ -15,6 +15,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
 
 namespace halvo {
 
@@ -86,10 +87,10 @@ class RedactCommand : public ICommand {
     int status = kExitSuccess;
     if (!m_strMap.empty()) {
       // The bundle is there by now, and is told; only the status says that the map isn't.
-      status = told(saveMap(m_strMap, standIns), status);
+      status = told(m_MapFile.write(standIns.save()), status);
     }
     if (!m_strReport.empty()) {
-      status = told(writeTextFile(m_strReport, redactor.report(), 0644), status);
+      status = told(m_ReportFile.write(redactor.report()), status);
     }
     std::printf("Replaced: %llu\nLeft out: %zu\nBundle: %s\n",
                 static_cast<unsigned long long>(redactor.counts().total()), redactor.leftOut(),
@@ -104,6 +105,15 @@ class RedactCommand : public ICommand {
     }
     printError(failure);
     return kExitFailure;
+  }
+
+  // Ahead of the work: a bundle without its map couldn't be told apart from others.
+  std::string openResults() {
+    std::string failure = m_strMap.empty() ? "" : m_MapFile.open(m_strMap);
+    if (failure.empty() && !m_strReport.empty()) {
+      failure = m_ReportFile.open(m_strReport);
+    }
+    return failure;
   }
 
   int prepare(RedactOptions& options, RedactRules& rules, StandIns& standIns) {
@@ -138,6 +148,9 @@ class RedactCommand : public ICommand {
         return usageFailure(failure);
       }
     }
+    if (const std::string failure = openResults(); !failure.empty()) {
+      return usageFailure(failure);
+    }
     if (!m_strOutPasswordFile.empty()) {
       PasswordResult result = readPasswordFile(m_strOutPasswordFile);
       if (!result.error.empty()) {
@@ -156,6 +169,8 @@ class RedactCommand : public ICommand {
   std::string m_strMap;
   std::vector<std::string> m_Keep;
   std::string m_strReport;
+  ResultFile m_MapFile{"the map", ResultFile::Streams::kRefused};
+  ResultFile m_ReportFile{"the report", ResultFile::Streams::kRefused};
   std::string m_strOutPasswordFile;
   std::shared_ptr<Secret> m_pOutSecret;  // as long as the options hold it too
   BundleOptions m_Options;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
-#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/StatusFile.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
 
 namespace CLI {
 class App;
@@ -58,7 +58,7 @@ class UnattendedOptions {
   std::vector<std::string> m_Keys;
   bool m_bFailIncomplete = false;
   bool m_bNice = false;
-  StatusFile m_StatusFile;
+  ResultFile m_StatusFile{"the status", ResultFile::Streams::kTaken};
 
   std::shared_ptr<RedactedArchiveOutcome> m_pRedaction;
   std::unique_ptr<Recipients> m_pRecipients;

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
@@ -11,35 +12,35 @@
 namespace halvo {
 namespace {
 
-TEST(MapFileTest, AMapIsForItsOwnerAlone) {
-  const test::TempFolder temp;
-  test::writeFile(temp.file("map"), "");
-  ASSERT_EQ(0, chmod(temp.file("map").c_str(), 0666));
-  ASSERT_EQ("", saveMap(temp.file("map"), StandIns()));
-  struct stat status = {};
-  ASSERT_EQ(0, stat(temp.file("map").c_str(), &status));
-  EXPECT_EQ(0600U, status.st_mode & 07777U);
-}
-
 TEST(MapFileTest, AMapIsTakenOverAndAMissingOneIsNoFailure) {
   const test::TempFolder temp;
   const StandIns first;
-  ASSERT_EQ("", saveMap(temp.file("map"), first));
+  test::writeFile(temp.file("map"), first.save());
   StandIns second;
   EXPECT_EQ("", loadMap(temp.file("none"), second));
   ASSERT_EQ("", loadMap(temp.file("map"), second));
   EXPECT_EQ(first.label(RedactKind::kUser, "x"), second.label(RedactKind::kUser, "x"));
 }
 
-TEST(MapFileTest, WhatCantBeReadOrWrittenIsTold) {
+TEST(MapFileTest, WhatCantBeReadIsTold) {
   const test::TempFolder temp;
   StandIns standIns;
   test::writeFile(temp.file("map"), "hello\n");
   EXPECT_THAT(loadMap(temp.file("map"), standIns), testing::HasSubstr("line 1"));
   EXPECT_THAT(loadMap(temp.path(), standIns), testing::HasSubstr(temp.path()));
-  EXPECT_THAT(saveMap(temp.file("none/map"), standIns), testing::HasSubstr("none/map"));
   std::string text;
   EXPECT_THAT(readTextFile(temp.file("map"), 3, text), testing::HasSubstr("too long"));
+}
+
+// In a folder of others: the link led to a file of root's, and the pipe held the program for ever.
+TEST(MapFileTest, ALinkAndAPipeAreNoMaps) {
+  const test::TempFolder temp;
+  StandIns standIns;
+  test::writeFile(temp.file("map"), standIns.save());
+  ASSERT_EQ(symlink(temp.file("map").c_str(), temp.file("link").c_str()), 0);
+  ASSERT_EQ(mkfifo(temp.file("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(loadMap(temp.file("link"), standIns), temp.file("link") + ": it is a link, and no map");
+  EXPECT_EQ(loadMap(temp.file("pipe"), standIns), temp.file("pipe") + ": it is no file");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/StatusFile.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -19,12 +19,12 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-class StatusFileTest : public ::testing::Test {
+class ResultFileTest : public ::testing::Test {
  protected:
   [[nodiscard]] std::string path() const { return m_Folder.file("status.json"); }
   // Opens, and writes where that went well.
-  static std::string put(const std::string& path) {
-    StatusFile status;
+  static std::string put(const std::string& path, ResultFile::Streams streams = ResultFile::Streams::kTaken) {
+    ResultFile status("the status", streams);
     const std::string problem = status.open(path);
     return problem.empty() ? status.write("new") : problem;
   }
@@ -32,7 +32,7 @@ class StatusFileTest : public ::testing::Test {
   test::TempFolder m_Folder;
 };
 
-TEST_F(StatusFileTest, TheFileIsReplacedAndNothingStaysBesideIt) {
+TEST_F(ResultFileTest, TheFileIsReplacedAndNothingStaysBesideIt) {
   test::writeFile(path(), "old");
   const int reader = open(path().c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(put(path()), "");
@@ -44,14 +44,14 @@ TEST_F(StatusFileTest, TheFileIsReplacedAndNothingStaysBesideIt) {
   EXPECT_THAT(test::listFolder(m_Folder.path()), ElementsAre("status.json"));
 }
 
-TEST_F(StatusFileTest, AStatusThatIsNeverWrittenLeavesNothing) {
-  StatusFile status;
+TEST_F(ResultFileTest, AStatusThatIsNeverWrittenLeavesNothing) {
+  ResultFile status("the status", ResultFile::Streams::kTaken);
   EXPECT_EQ(status.open(path()), "");
   EXPECT_THAT(test::listFolder(m_Folder.path()), IsEmpty());
 }
 
 // It was looked at and then opened, and its target was overwritten.
-TEST_F(StatusFileTest, ALinkIsReplacedAndNotFollowed) {
+TEST_F(ResultFileTest, ALinkIsReplacedAndNotFollowed) {
   test::writeFile(m_Folder.file("precious"), "kept");
   std::filesystem::create_symlink(m_Folder.file("precious"), path());
   EXPECT_EQ(put(path()), "");
@@ -60,8 +60,8 @@ TEST_F(StatusFileTest, ALinkIsReplacedAndNotFollowed) {
   EXPECT_EQ(test::readFile(path()), "new");
 }
 
-TEST_F(StatusFileTest, WhatCantBeWrittenIsToldBeforeTheRun) {
-  StatusFile status;
+TEST_F(ResultFileTest, WhatCantBeWrittenIsToldBeforeTheRun) {
+  ResultFile status("the status", ResultFile::Streams::kTaken);
   EXPECT_THAT(status.open(m_Folder.file("none/x")), HasSubstr("No such file or directory"));
   EXPECT_THAT(status.open(m_Folder.path()), HasSubstr("Is a directory"));
   EXPECT_THAT(status.open(m_Folder.path() + "/"), HasSubstr("it is a folder"));
@@ -70,9 +70,9 @@ TEST_F(StatusFileTest, WhatCantBeWrittenIsToldBeforeTheRun) {
   EXPECT_THAT(status.open("/dev/fd/987654"), HasSubstr("Bad file descriptor"));
 }
 
-TEST_F(StatusFileTest, APipeIsWrittenToAndOneThatNobodyReadsIsTold) {
+TEST_F(ResultFileTest, APipeIsWrittenToAndOneThatNobodyReadsIsTold) {
   ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
-  StatusFile unread;
+  ResultFile unread("the status", ResultFile::Streams::kTaken);
   EXPECT_THAT(unread.open(path()), HasSubstr("nobody reads from it"));
   const int reader = open(path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   EXPECT_EQ(put(path()), "");
@@ -82,7 +82,28 @@ TEST_F(StatusFileTest, APipeIsWrittenToAndOneThatNobodyReadsIsTold) {
   close(reader);
 }
 
-TEST_F(StatusFileTest, TheNameOfADescriptorMeansThatDescriptor) {
+// A name for somebody's private text: whoever can plant a pipe there would read it.
+TEST_F(ResultFileTest, APipeThatSomebodyReadsIsRefusedWhereStreamsAre) {
+  ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+  EXPECT_EQ(put(path(), ResultFile::Streams::kRefused),
+            "the status can't be written to \"" + path() + "\": it is no file");
+  const int reader = open(path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_THAT(put(path(), ResultFile::Streams::kRefused), HasSubstr("it is no file"));
+  char text[4] = {};
+  EXPECT_EQ(read(reader, text, 3), 0);
+  close(reader);
+}
+
+TEST_F(ResultFileTest, ANewFileIsForItsOwnerAlone) {
+  test::writeFile(path(), "old");
+  ASSERT_EQ(chmod(path().c_str(), 0666), 0);
+  ASSERT_EQ(put(path()), "");
+  struct stat status = {};
+  ASSERT_EQ(stat(path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(ResultFileTest, TheNameOfADescriptorMeansThatDescriptor) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   EXPECT_EQ(put("/dev/fd/" + std::to_string(ends[1])), "");
@@ -93,13 +114,13 @@ TEST_F(StatusFileTest, TheNameOfADescriptorMeansThatDescriptor) {
   close(ends[1]);
 }
 
-TEST_F(StatusFileTest, SomebodyElsesFileInASharedFolderIsTold) {
+TEST_F(ResultFileTest, SomebodyElsesFileInASharedFolderIsTold) {
   ASSERT_EQ(chmod(m_Folder.path().c_str(), 01777), 0);
   test::writeFile(path(), "theirs");
   const bool isRoot = geteuid() == 0;
   const test::ForkedResult result = test::runForked([this] {
     test::dropToNobody();
-    StatusFile status;
+    ResultFile status("the status", ResultFile::Streams::kTaken);
     return status.open(path()).find("is another user's") != std::string::npos ? 7 : 1;
   });
   // An ordinary user's test has one user alone, whose file it is.

@@ -1,4 +1,4 @@
-#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/StatusFile.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -44,10 +44,6 @@ int descriptorOf(const std::string& path) {
   return -1;
 }
 
-std::string problemOf(const std::string& path, const std::string& why) {
-  return "the status can't be written to \"" + path + "\": " + why;
-}
-
 // 0, or why it isn't written whole.
 int writeAll(int stream, const std::string& text) {
   std::size_t done = 0;
@@ -79,13 +75,17 @@ bool isNamed(int folder, const std::string& name, int file) {
 
 }  // namespace
 
-std::string StatusFile::open(const std::string& path) {
-  m_strPath = path;
-  const std::string problem = openPlace();
-  return problem.empty() ? "" : problemOf(path, problem);
+std::string ResultFile::problemOf(const std::string& why) const {
+  return m_strWhat + " can't be written to \"" + m_strPath + "\": " + why;
 }
 
-std::string StatusFile::openPlace() {
+std::string ResultFile::open(const std::string& path) {
+  m_strPath = path;
+  const std::string problem = openPlace();
+  return problem.empty() ? "" : problemOf(problem);
+}
+
+std::string ResultFile::openPlace() {
   if (const int own = descriptorOf(m_strPath); own >= 0) {
     m_Stream.reset(fcntl(own, F_DUPFD_CLOEXEC, 0));
     return m_Stream ? "" : std::strerror(errno);
@@ -108,11 +108,14 @@ std::string StatusFile::openPlace() {
       return std::strerror(errno);
     }
     if (!S_ISREG(data.st_mode)) {
+      if (m_Streams == Streams::kRefused) {
+        return "it is no file";
+      }
       m_Stream = std::move(place);
       return "";
     }
   } else if (errno == ENXIO) {
-    return "nobody reads from it";
+    return m_Streams == Streams::kRefused ? "it is no file" : "nobody reads from it";
   } else if (errno != ENOENT && errno != EACCES && errno != ELOOP && errno != ETXTBSY && errno != EPERM) {
     // A file that is there without a right to write to it is replaced all the same.
     return std::strerror(errno);
@@ -130,7 +133,7 @@ std::string StatusFile::openPlace() {
   return "";
 }
 
-int StatusFile::makeBeside(std::string& name) const {
+int ResultFile::makeBeside(std::string& name) const {
   unsigned mark = tickMilliseconds() ^ (static_cast<unsigned>(getpid()) << 8U);
   for (int i = 0; i < kMostNames; ++i, ++mark) {
     name = unfinishedName(m_strName, mark);
@@ -143,7 +146,7 @@ int StatusFile::makeBeside(std::string& name) const {
   return -1;
 }
 
-std::string StatusFile::write(const std::string& text) {
+std::string ResultFile::write(const std::string& text) {
   std::string problem;
   if (m_Stream) {
     // What was printed stands ahead of it.
@@ -153,10 +156,10 @@ std::string StatusFile::write(const std::string& text) {
   } else {
     problem = replace(text);
   }
-  return problem.empty() ? "" : problemOf(m_strPath, problem);
+  return problem.empty() ? "" : problemOf(problem);
 }
 
-std::string StatusFile::replace(const std::string& text) {
+std::string ResultFile::replace(const std::string& text) {
   std::string beside;
   const DescriptorHolder file(makeBeside(beside));
   if (!file) {
