@@ -246,4 +246,18 @@ std::string documentTrustProblem(const std::string& folder, const TrustingUser& 
   return "";
 }
 
+std::string fileTrustProblem(const std::string& path, const struct stat& status, const TrustingUser& user) {
+  Way way(path, user);
+  if (std::string problem = way.walk(); !problem.empty()) {
+    return problem;
+  }
+  std::string end;
+  struct stat found;
+  // Somebody may have led the opening elsewhere, and have mended the way since.
+  if (!way.hasEnd(end, found) || found.st_dev != status.st_dev || found.st_ino != status.st_ino) {
+    return "it has become another file meanwhile";
+  }
+  return problemOf(end, status, user, Place::kEnd);
+}
+
 }  // namespace halvo

@@ -40,4 +40,10 @@ std::string trustProblem(const std::string& path, const struct stat& status, con
 // is missing, or a link leads nowhere, those count who could put it there.
 std::string documentTrustProblem(const std::string& folder, const TrustingUser& user = TrustingUser());
 
+// The same for one file, as `status` has it, that was opened at `path` (an absolute one), and for all that
+// the way there leads through. Behind the opening: where nothing is wrong, nobody else can have led it
+// elsewhere.
+std::string fileTrustProblem(const std::string& path, const struct stat& status,
+                             const TrustingUser& user = TrustingUser());
+
 }  // namespace halvo

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <system_error>
 
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PlainText.h"
@@ -44,23 +45,11 @@ std::string escaped(const std::string& text) {
   return safe;
 }
 
-// Who could have written the file, by the folders on the way to it.
+// Who could have written the file that was opened.
 std::string trustProblemOf(const std::string& path, const struct stat& status) {
-  const TrustingUser user;
-  // By the folders that the links on the way really lead through.
-  const MemoryHolder<char> real(realpath(path.c_str(), nullptr));
-  const std::string absolute = real == nullptr ? path : real.get();
-  for (std::size_t slash = absolute.find('/'); slash != std::string::npos;
-       slash = absolute.find('/', slash + 1)) {
-    const std::string above = slash == 0 ? "/" : absolute.substr(0, slash);
-    struct stat folder = {};
-    if (stat(above.c_str(), &folder) == 0) {
-      if (std::string problem = trustProblem(above, folder, user, true); !problem.empty()) {
-        return problem;
-      }
-    }
-  }
-  return trustProblem(absolute, status, user, false);
+  // No folder to work in is none that a file was opened in.
+  std::error_code error;
+  return fileTrustProblem(std::filesystem::absolute(path, error).string(), status);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "tests/support/Files.h"
@@ -68,6 +69,28 @@ TEST_F(TrialFolderTest, ADocumentThatOthersCanWriteToIsRefused) {
   // The document itself is fine, and so is what lies elsewhere.
   TrialFolder other;
   EXPECT_EQ(other.add({source.file("one.xml")}), "");
+}
+
+// The links were looked at by where they lead in the end: what lay between didn't count.
+TEST_F(TrialFolderTest, ALinkThatLeadsThroughAFolderOfAllIsRefused) {
+  makeFolders(source.file("open"));
+  std::filesystem::create_symlink(source.file("more"), source.file("open/hop"));
+  std::filesystem::create_symlink("open/hop/two.xml", source.file("linked.xml"));
+  TrialFolder trial;
+  EXPECT_EQ(trial.add({source.file("linked.xml")}), "");
+  ASSERT_EQ(chmod(source.file("open").c_str(), 0777), 0);
+  TrialFolder refused;
+  EXPECT_THAT(refused.add({source.file("linked.xml")}),
+              HasSubstr("can write to \"" + source.file("open") + "\""));
+}
+
+TEST_F(TrialFolderTest, APathFromTheWorkingFolderIsLookedAtAsAWholeOne) {
+  const WorkingFolder here(source.path());
+  TrialFolder trial;
+  EXPECT_EQ(trial.add({"one.xml", "more/../odd.txt"}), "");
+  chmod(source.file("more").c_str(), 0777);
+  TrialFolder refused;
+  EXPECT_THAT(refused.add({"more/two.xml"}), HasSubstr("can write to"));
 }
 
 TEST_F(TrialFolderTest, WhatIsNoDocumentIsToldByItsPath) {
