@@ -246,6 +246,17 @@ class TmpfilesTest(unittest.TestCase):
         self.clean("--remove", later="+1s")
         self.assertTrue(os.path.exists(f"{self.folder}/Client/client.log"))
 
+    def test_keys_and_trials_of_killed_runs_go_in_the_same_ways(self):
+        folders = [f"{self.root}/tmp/{name}" for name in ("TOLM_Keys_ab12cd", "tmtolm-try-ab12cd")]
+        for folder in folders:
+            os.makedirs(f"{folder}/config")
+        self.clean("--clean", later="+2h")
+        self.assertEqual([os.listdir(folder) for folder in folders], [["config"], ["config"]])
+        self.clean("--clean", later="+26h")
+        self.assertEqual([os.listdir(folder) for folder in folders], [[], []])
+        self.clean("--remove", "--boot", later="+1s")
+        self.assertEqual([os.path.exists(folder) for folder in folders], [False, False])
+
     def test_a_link_in_a_left_over_folder_is_not_followed(self):
         os.symlink(f"{self.root}/tmp/other", f"{self.folder}/link")
         self.clean("--clean", later="+26h")
