@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import socket
 import subprocess
@@ -27,7 +28,19 @@ COLLECTION = SOURCE / "packaging/ansible/halvo/tessarmont"
 PLACE = WORK / "fleet"
 PORT = int(os.environ.get("TOLM_FLEET_PORT", "22400"))
 
-BROKEN = {"down": "unreachable", "full": "failed", "bare": "failed", "hangs": "failed", "stranger": "unreachable"}
+BROKEN = {"down": "unreachable", "full": "failed", "bare": "failed", "hangs": "failed", "stranger": "unreachable",
+          "spoils": "failed", "leaves": "unreachable"}
+
+# Programs in the place of tmtolm: one changes its bundle when its sum is told; one ends its host's sshd.
+WRAPPERS = {
+    "spoils": """#!/bin/sh
+/opt/halvo/tessarmont/bin/real "$@"
+for bundle in /tmp/tolm_collect_*/*.zip; do echo more >>"$bundle"; done
+""",
+    "leaves": """#!/bin/sh
+kill 1
+sleep 60
+"""}
 
 SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
 
@@ -73,7 +86,20 @@ Subsystem sftp internal-sftp
             cp {PROGRAMS}/tmtolm /opt/halvo/tessarmont/bin/
             cp {PLACE}/client.xml /opt/halvo/tessarmont/tolm/xml/config/
             echo "log of {name}" >/opt/halvo/tessarmont/log/{name}.log"""
+        if kind in WRAPPERS:
+            (folder / "tmtolm").write_text(WRAPPERS[kind], encoding="utf-8")
+            install += f"""
+            mv /opt/halvo/tessarmont/bin/tmtolm /opt/halvo/tessarmont/bin/real
+            cp {folder}/tmtolm /opt/halvo/tessarmont/bin/tmtolm
+            chmod 755 /opt/halvo/tessarmont/bin/tmtolm"""
         hang = f"cp {PLACE}/hang.xml /opt/halvo/tessarmont/tolm/xml/config/" if kind == "hangs" else ""
+        # Its package management is its own, over this machine's.
+        own = "" if kind != "bare" else """
+            for place in usr var etc; do
+              mkdir -p /run/over/$place/upper /run/over/$place/work
+              mount -t overlay -o lowerdir=/$place,upperdir=/run/over/$place/upper,workdir=/run/over/$place/work \\
+                overlay /$place
+            done"""
         fill = "dd if=/dev/zero of=/tmp/filling bs=1k 2>/dev/null || true" if kind == "full" else ""
         script = f"""
             mount --make-rprivate /
@@ -81,6 +107,7 @@ Subsystem sftp internal-sftp
             mount -t tmpfs -o mode=1777,{size} tmpfs /tmp
             mount -t tmpfs -o mode=0700 tmpfs /root
             mount -t tmpfs tmpfs /run
+            {own}
             mkdir -p /run/sshd
             {install}
             {hang}
@@ -169,7 +196,7 @@ class FleetTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         make_place()
-        kinds = [(f"good{number:02}", "good") for number in range(15)] + [(kind, kind) for kind in BROKEN]
+        kinds = [(f"good{number:02}", "good") for number in range(13)] + [(kind, kind) for kind in BROKEN]
         cls.hosts = start_hosts(kinds)
 
     @classmethod
@@ -209,12 +236,14 @@ class FleetTest(unittest.TestCase):
         self.assertRegex(rows["full"]["why"], "(?i)space|zip|folder")
         self.assertRegex(rows["bare"]["why"], "No such file")
         self.assertRegex(rows["hangs"]["why"], "(?i)within the requested time|timeout")
+        self.assertRegex(rows["spoils"]["why"], "isn't the one that was made")
+        self.assertRegex(rows["leaves"]["why"], "(?i)refused|closed|reset")
         # The table names every host.
         table = result.stdout[result.stdout.index("HOST  "):]
         for name in rows:
             self.assertIn(name, table)
 
-        for name in ("good00", "good14", "hangs"):
+        for name in ("good00", "good12", "hangs", "spoils"):
             left = self.hosts[name].run("ls -A /tmp; pgrep -fa '[s]leep 3600' || true").stdout
             self.assertNotRegex(left, r"tolm_collect_|\.zip|3600", name)
 
@@ -273,6 +302,25 @@ class FleetTest(unittest.TestCase):
             self.assertNotIn("Client/good03.log", bundle.namelist())
             self.assertIn(b"2026-11-20 00:00:00", bundle.read("Trial/echo_result.txt"))
         self.assertEqual(self.hosts["good03"].run("ls /opt/halvo/tessarmont/tolm/xml/config").stdout, "client.xml\n")
+
+    def test_packages_are_installed_first_where_that_is_told(self):
+        tree = PLACE / "package"
+        for folder in ("DEBIAN", "opt/halvo/tessarmont/bin", "opt/halvo/tessarmont/log",
+                       "opt/halvo/tessarmont/tolm/xml/config"):
+            (tree / folder).mkdir(parents=True)
+        architecture = run(["dpkg", "--print-architecture"]).stdout.strip()
+        (tree / "DEBIAN/control").write_text(
+            f"Package: tolm-console\nVersion: 1.0.0\nArchitecture: {architecture}\nMaintainer: a test <test@halvo.example>\n"
+            "Description: the program and a document\n", encoding="utf-8")
+        shutil.copy(PROGRAMS / "tmtolm", tree / "opt/halvo/tessarmont/bin")
+        shutil.copy(PLACE / "client.xml", tree / "opt/halvo/tessarmont/tolm/xml/config")
+        (tree / "opt/halvo/tessarmont/log/bare.log").write_text("log of bare\n", encoding="utf-8")
+        run(["dpkg-deb", "--root-owner-group", "-Znone", "-b", tree, PLACE / "tolm-console.deb"])
+        try:
+            play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "tolm-console.deb")])
+            self.whole("bare", index()["bare"])
+        finally:
+            self.hosts["bare"].run("dpkg --purge tolm-console")
 
     def test_check_mode_plans_and_gathers_nothing(self):
         play("collect", "--check", limit="good04:hangs", check=0)
@@ -357,8 +405,15 @@ class ControllerMemory(threading.Thread):
         return 0
 
 
+def processor_seconds():
+    """What the children of this process that have ended have used; what else the machine does isn't in it."""
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
 def measure():
-    """Prints the figures of docs/fleet.md: hosts, forks, seconds, seconds a host, peak memory of the controller."""
+    """Prints the figures of docs/fleet.md: hosts, forks, seconds, seconds a host, processor seconds a host of the
+    controller, peak memory of the controller."""
     make_place()
     for count in map(int, os.environ.get("TOLM_FLEET_COUNTS", "5,20,60").split(",")):
         hosts = start_hosts([(f"good{number:02}", "good") for number in range(count)])
@@ -367,13 +422,13 @@ def measure():
                 shutil.rmtree(PLACE / "bundles", ignore_errors=True)
                 memory = ControllerMemory()
                 memory.start()
-                begin = time.monotonic()
+                begin, used = time.monotonic(), processor_seconds()
                 play("collect", forks=forks, check=0)
-                seconds = time.monotonic() - begin
+                seconds, used = time.monotonic() - begin, processor_seconds() - used
                 memory.ended.set()
                 memory.join()
                 assert len(index()) == count and {row["state"] for row in index().values()} == {"whole"}
-                print(f"| {count} | {forks} | {seconds:.0f} | {seconds / count:.1f} | {memory.peak} |", flush=True)
+                print(f"| {count} | {forks} | {seconds:.0f} | {seconds / count:.1f} | {used / count:.1f} | {memory.peak} |", flush=True)
         finally:
             for host in hosts.values():
                 host.end()

@@ -2,6 +2,7 @@
 
 import hashlib
 import os
+import pathlib
 import re
 import shutil
 import subprocess
@@ -75,6 +76,9 @@ class PackagesTest(unittest.TestCase):
         documents = {f"{PREFIX}/tolm/xml/config/{path.name}" for path in (SOURCE / "samples").glob("*.xml")}
         self.assertGreater(len(documents), 4)
         self.assertLessEqual(documents, files("tolm-console"))
+        schemas = [*(SOURCE / "packaging/schema").iterdir(), *(SOURCE / "docs/schema").iterdir()]
+        self.assertGreater(len(schemas), 2)
+        self.assertLessEqual({f"{PREFIX}/share/tolm/schema/{path.name}" for path in schemas}, files("tolm-console"))
         self.assertIn(f"{PREFIX}/bin/tmtolmui", files("tolm"))
         self.assertIn(f"{PREFIX}/l10n/de/LC_MESSAGES/Tessarmont.mo", files("tolm"))
 
@@ -189,7 +193,7 @@ class PackagesTest(unittest.TestCase):
             environment = dict(os.environ, TZ="Asia/Kathmandu", LC_ALL="C", CCACHE_DISABLE="1",
                                DEB_BUILD_OPTIONS="parallel=3", GIT_CEILING_DIRECTORIES=folder)
             run(["bash", "-c", f'umask 077; exec "{tree}/package" --no-install --output "{folder}/output" '
-                 f'--work "{folder}/a-longer-name-than-before"'], env=environment, timeout=1500)
+                 f'--work "{folder}/a-longer-name-than-before"'], env=environment, timeout=3000)
             built = {path.name: hashlib.sha256(path.read_bytes()).hexdigest()
                      for path in PACKAGES.glob("*.deb")}
             again = {path.name: hashlib.sha256(path.read_bytes()).hexdigest()
