@@ -178,6 +178,14 @@ class PackagesTest(unittest.TestCase):
         given = {name.split()[0] for name in field.split(",")}
         self.assertEqual(wanted - given, set())
 
+    def test_libraries_that_are_opened_at_run_time_are_depended_on(self):
+        opened = {f"lib{name}{version}" for path in (SOURCE / "vpn").rglob("*_linux.cpp")
+                  for name, version in re.findall(r'kLibrary\[\] = "lib(\w+)\.so\.(\d+)"', path.read_text("utf-8"))}
+        self.assertGreater(len(opened), 1)
+        control = (SOURCE / "packaging/debian/control").read_text(encoding="utf-8")
+        field = re.search(r"^Package: tolm-console$.*?^Depends: (.*?)^\S", control, re.M | re.S)[1]
+        self.assertEqual(opened - {name.strip() for name in field.split(",")}, set())
+
     def test_packages_built_elsewhere_are_the_same_bytes(self):
         # Another copy of the tree with other times, in another folder; another clock zone, language and umask, no
         # compiler cache, and another number of compilers at a time.
