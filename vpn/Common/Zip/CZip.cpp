@@ -21,6 +21,7 @@
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PathText.h"
+#include "vpn/Common/Utility/WriteAll.h"
 
 namespace halvo {
 
@@ -108,21 +109,6 @@ bool isSafeName(const std::string& name) {
   return true;
 }
 
-bool writeAll(int descriptor, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t put = write(descriptor, data, size);
-    if (put < 0 && errno == EINTR) {
-      continue;
-    }
-    if (put <= 0) {
-      return false;
-    }
-    data += put;
-    size -= static_cast<std::size_t>(put);
-  }
-  return true;
-}
-
 ResultCode copyOpenEntry(unzFile archive, int descriptor) {
   std::vector<char> block(kBlockSize);
   for (;;) {
@@ -134,8 +120,8 @@ ResultCode copyOpenEntry(unzFile archive, int descriptor) {
     if (got == 0) {
       break;
     }
-    if (!writeAll(descriptor, block.data(), static_cast<std::size_t>(got))) {
-      LOG_RETURN_CODE_DESCRIBED(kLogError, "write", errno, std::strerror(errno));
+    if (const int error = writeAll(descriptor, block.data(), static_cast<std::size_t>(got)); error != 0) {
+      LOG_RETURN_CODE_DESCRIBED(kLogError, "write", error, std::strerror(error));
       return GLOBAL_ERROR_UNEXPECTED;
     }
   }

@@ -11,6 +11,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/Common/Zip/CZip.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/BundleCheck.h"
@@ -40,15 +41,14 @@ std::string copyInto(const DescriptorHolder& source, int target) {
     if (got == 0) {
       return {};
     }
-    for (ssize_t done = 0; done < got;) {
-      const ssize_t put = write(target, block.data() + done, static_cast<std::size_t>(got - done));
-      if (put < 0 && errno != EINTR) {
-        return std::string("it can't be written: ") + std::strerror(errno);
+    if (got < 0) {
+      if (errno == EINTR) {
+        continue;
       }
-      done += put > 0 ? put : 0;
-    }
-    if (got < 0 && errno != EINTR) {
       return std::string("the redacted bundle can't be read: ") + std::strerror(errno);
+    }
+    if (const int error = writeAll(target, block.data(), static_cast<std::size_t>(got)); error != 0) {
+      return std::string("it can't be written: ") + std::strerror(error);
     }
   }
 }

@@ -11,6 +11,7 @@
 #include <set>
 #include <thread>
 
+#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
@@ -51,21 +52,6 @@ class TextTest {
   std::uint64_t m_nSize = 0;
 };
 
-bool writeAll(int file, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t put = write(file, data, size);
-    if (put < 0 && errno == EINTR) {
-      continue;
-    }
-    if (put <= 0) {
-      return false;
-    }
-    data += put;
-    size -= static_cast<std::size_t>(put);
-  }
-  return true;
-}
-
 std::string systemFailure(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
@@ -102,7 +88,8 @@ class Packer {
       m_Stream.avail_out = static_cast<uInt>(m_Out.size());
       answer = deflate(&m_Stream, isLast ? Z_FINISH : Z_NO_FLUSH);
       const std::size_t made = m_Out.size() - m_Stream.avail_out;
-      if (!writeAll(m_nFile, m_Out.data(), made)) {
+      if (const int error = writeAll(m_nFile, m_Out.data(), made); error != 0) {
+        errno = error;
         return false;
       }
       m_nPacked += made;

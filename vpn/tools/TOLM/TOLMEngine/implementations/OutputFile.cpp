@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileIdentity.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
@@ -114,21 +115,6 @@ void closeOutput(const char* function, const std::string& path, FileHolder file)
   if (std::fclose(file.release()) != 0 || failed) {
     recordLoss(function, LossKind::kCutShort, path, errno != 0 ? std::strerror(errno) : "a write failed");
   }
-}
-
-int writeAll(int descriptor, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(descriptor, bytes, count);
-    if (written < 0) {
-      if (errno == EINTR) {
-        continue;
-      }
-      return errno;
-    }
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return 0;
 }
 
 int closeAndTell(DescriptorHolder& output) {

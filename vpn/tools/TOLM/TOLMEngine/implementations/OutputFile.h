@@ -40,8 +40,6 @@ enum class OutputMode {
 // `path` is cut short.
 void closeOutput(const char* function, const std::string& path, FileHolder file);
 
-// Writes all of it. Returns 0 or an errno value.
-[[nodiscard]] int writeAll(int descriptor, const char* bytes, std::size_t count);
 // Closes what `output` holds. Returns 0 or an errno value; what was written may then be lost.
 [[nodiscard]] int closeAndTell(DescriptorHolder& output);
 

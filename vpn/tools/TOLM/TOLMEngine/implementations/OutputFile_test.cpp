@@ -12,6 +12,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempFolder.h"
+#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 
 namespace halvo {

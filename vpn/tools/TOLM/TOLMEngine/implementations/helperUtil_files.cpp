@@ -12,6 +12,7 @@
 #include "vpn/Common/Utility/OwnLinks.h"
 #include "vpn/Common/Utility/PathText.h"
 #include "vpn/Common/Utility/StringUtils.h"
+#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/Common/Utility/sysutils.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileIdentity.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
