@@ -117,18 +117,63 @@ TEST(ShowTest, MissingStandsAheadOfFailuresAndThoseAheadOfTheRest) {
   EXPECT_THAT(text, HasSubstr("*.xml: /etc/*.xml not found on client machine."));
 }
 
+std::string wholeJson(const BundleContent& content, const std::vector<FailedOutput>& failed) {
+  std::string all;
+  showJson(content, failed, [&all](const std::string& text) { all += text; });
+  return all;
+}
+
+// Nothing where the bundle doesn't know the item.
+std::string itemJson(const BundleContent& content, const std::string& id) {
+  std::string all;
+  const bool known = showItemJson(content, id, [&all](const std::string& text) { all += text; });
+  EXPECT_EQ(known, !all.empty());
+  return all;
+}
+
 TEST(ShowTest, JsonHoldsTheSame) {
   const Opened content(sample());
-  const auto json = nlohmann::json::parse(showJson(*content, findFailedOutputs(*content)));
+  const auto json = nlohmann::json::parse(wholeJson(*content, findFailedOutputs(*content)));
   EXPECT_EQ(json["machine"]["os"], "Debian GNU/Linux: 12.0.0");
   EXPECT_EQ(json["documents"][0]["title"], "Logs");
   EXPECT_EQ(json["files"][0]["id"], "agent");
   EXPECT_EQ(json["files"][0]["size"], 18);
   EXPECT_EQ(json["missing"][0]["id"], "profile");
   EXPECT_EQ(json["failed_outputs"][0]["file"], "Logs/ip_result.txt");
-  const auto item = nlohmann::json::parse(showItemJson(*content, "agent"));
+  const auto item = nlohmann::json::parse(itemJson(*content, "agent"));
   EXPECT_EQ(item["files"][0]["file"], "Logs/agent.log");
-  EXPECT_EQ(showItemJson(*content, "none"), "");
+  EXPECT_EQ(itemJson(*content, "none"), "");
+}
+
+TEST(ShowTest, JsonIsIndentedAsAWholeObjectIs) {
+  ZipBuilder unknown;
+  unknown.add({"any", "x"});
+  for (const ZipBuilder& zip : {sample(), unknown}) {
+    const Opened content(zip);
+    for (const std::string& text :
+         {wholeJson(*content, findFailedOutputs(*content)), itemJson(*content, "agent")}) {
+      if (!text.empty()) {
+        EXPECT_EQ(nlohmann::ordered_json::parse(text).dump(2) + "\n", text);
+      }
+    }
+  }
+}
+
+// The JSON of 100,000 files took more than twice the memory that reading the bundle takes.
+TEST(ShowTest, JsonOfManyFilesIsNeverInMemoryAsAWhole) {
+  ZipBuilder zip;
+  for (int i = 0; i < 2000; ++i) {
+    zip.add({"T/file-" + std::to_string(i), "x"});
+  }
+  const Opened content(zip);
+  std::size_t longest = 0;
+  std::size_t whole = 0;
+  showJson(*content, {}, [&](const std::string& text) {
+    longest = std::max(longest, text.size());
+    whole += text.size();
+  });
+  EXPECT_GT(whole, 100000U);
+  EXPECT_LT(longest, 1000U);
 }
 
 TEST(ShowTest, HostileTextsReachNoTerminal) {
@@ -146,7 +191,7 @@ TEST(ShowTest, HostileTextsReachNoTerminal) {
     EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
   }
   EXPECT_THAT(text, Not(HasSubstr("\xc2\x9b")));
-  EXPECT_FALSE(nlohmann::json::parse(showJson(*content, {}), nullptr, false).is_discarded());
+  EXPECT_FALSE(nlohmann::json::parse(wholeJson(*content, {}), nullptr, false).is_discarded());
 }
 
 // JSON bears U+009B as it is, and a terminal obeys it.
@@ -156,7 +201,7 @@ TEST(ShowTest, HostileTextsReachNoTerminalAsJsonEither) {
   ZipBuilder zip;
   zip.add({"summary.txt", summary.take()}).add({"T/\xc2\x9b.log", "x"});
   const Opened content(zip);
-  for (const std::string& text : {showJson(*content, {}), showItemJson(*content, "a")}) {
+  for (const std::string& text : {wholeJson(*content, {}), itemJson(*content, "a")}) {
     EXPECT_THAT(text, AllOf(HasSubstr("T/\\u009b.log"), Not(HasSubstr("\xc2\x9b"))));
   }
 }

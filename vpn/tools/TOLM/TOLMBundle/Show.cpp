@@ -11,10 +11,51 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string dump(const Json& json) {
-  // What a bundle holds may be any bytes, and the text may go to a terminal.
-  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
-}
+// An object of members and lists, written piece by piece in the form in which it would be dumped as a whole.
+class JsonStream {
+ public:
+  explicit JsonStream(const TextSink& sink) : m_rSink(sink) { m_rSink("{"); }
+
+  void add(const std::string& name, const Json& value) {
+    beginMember(name);
+    m_rSink(dumped(value, kMember));
+  }
+  void beginList(const std::string& name) {
+    beginMember(name);
+    m_rSink("[");
+    m_bFirstElement = true;
+  }
+  void addElement(const Json& value) {
+    m_rSink(std::string(m_bFirstElement ? "\n" : ",\n") + kElement + dumped(value, kElement));
+    m_bFirstElement = false;
+  }
+  void endList() { m_rSink(m_bFirstElement ? "]" : std::string("\n") + kMember + "]"); }
+  void finish() { m_rSink(m_bFirstMember ? "}\n" : "\n}\n"); }
+
+ private:
+  static constexpr char kMember[] = "  ";
+  static constexpr char kElement[] = "    ";
+
+  static std::string dumped(const Json& value, const std::string& indentation) {
+    // What a bundle holds may be any bytes, and the text may go to a terminal.
+    const std::string text = jsonWithoutControls(value.dump(2, ' ', false, Json::error_handler_t::replace));
+    std::string indented;
+    // A line feed within a string is escaped: each one here begins a line.
+    for (const char c : text) {
+      indented += c;
+      indented += c == '\n' ? indentation : "";
+    }
+    return indented;
+  }
+  void beginMember(const std::string& name) {
+    m_rSink(std::string(m_bFirstMember ? "\n" : ",\n") + kMember + Json(name).dump() + ": ");
+    m_bFirstMember = false;
+  }
+
+  const TextSink& m_rSink;
+  bool m_bFirstMember = true;
+  bool m_bFirstElement = true;  // of the list that was begun last
+};
 
 // Thousandths of the whole.
 std::uint64_t shareOf(std::uint64_t size, std::uint64_t whole) {
@@ -174,41 +215,44 @@ std::string showText(const BundleContent& content, const std::vector<FailedOutpu
   return text;
 }
 
-std::string showJson(const BundleContent& content, const std::vector<FailedOutput>& failed) {
+void showJson(const BundleContent& content, const std::vector<FailedOutput>& failed, const TextSink& sink) {
   const BundleReader& reader = content.reader();
   const Summary& summary = content.summary();
-  Json json;
-  json["bundle"] = {{"path", reader.path()},
-                    {"size", reader.fileSize()},
-                    {"entries", reader.entries().size()},
-                    {"encrypted", reader.isEncrypted()},
-                    {"damage", reader.damage()},
-                    {"summary_fault", content.fault()}};
-  json["machine"] = {{"time", summary.time},
-                     {"os", summary.os},
-                     {"user", summary.user},
-                     {"bundle_path", summary.bundlePath}};
-  json["documents"] = Json::array();
+  JsonStream json(sink);
+  json.add("bundle", {{"path", reader.path()},
+                      {"size", reader.fileSize()},
+                      {"entries", reader.entries().size()},
+                      {"encrypted", reader.isEncrypted()},
+                      {"damage", reader.damage()},
+                      {"summary_fault", content.fault()}});
+  json.add("machine", {{"time", summary.time},
+                       {"os", summary.os},
+                       {"user", summary.user},
+                       {"bundle_path", summary.bundlePath}});
+  json.beginList("documents");
   for (const SummarySection& section : summary.sections) {
-    json["documents"].push_back(
+    json.addElement(
         {{"title", section.title}, {"notes", section.notes}, {"not_default", section.notDefault}});
   }
-  json["failed_documents"] = summary.failedDocuments;
-  json["missing"] = Json::array();
+  json.endList();
+  json.add("failed_documents", summary.failedDocuments);
+  json.beginList("missing");
   for (const MissingFile& missing : content.missing()) {
-    json["missing"].push_back(missingJson(missing));
+    json.addElement(missingJson(missing));
   }
-  json["failed_outputs"] = Json::array();
+  json.endList();
+  json.beginList("failed_outputs");
   for (const FailedOutput& output : failed) {
     const BundledFile& file = content.files()[output.file];
-    json["failed_outputs"].push_back(
-        {{"id", file.id}, {"file", content.entry(file).name}, {"why", output.why}});
+    json.addElement({{"id", file.id}, {"file", content.entry(file).name}, {"why", output.why}});
   }
-  json["files"] = Json::array();
+  json.endList();
+  json.beginList("files");
   for (const BundledFile& file : content.files()) {
-    json["files"].push_back(fileJson(content, file));
+    json.addElement(fileJson(content, file));
   }
-  return dump(json);
+  json.endList();
+  json.finish();
 }
 
 std::string showItemText(const BundleContent& content, const std::string& id) {
@@ -224,20 +268,29 @@ std::string showItemText(const BundleContent& content, const std::string& id) {
   return text;
 }
 
-std::string showItemJson(const BundleContent& content, const std::string& id) {
-  Json json;
-  json["id"] = id;
-  json["missing"] = Json::array();
-  for (const MissingFile& missing : content.missing()) {
-    if (missing.id == id) {
-      json["missing"].push_back(missingJson(missing));
+bool showItemJson(const BundleContent& content, const std::string& id, const TextSink& sink) {
+  const std::vector<std::size_t> files = content.filesOfItem(id);
+  const std::vector<MissingFile>& missing = content.missing();
+  if (files.empty() && std::none_of(missing.begin(), missing.end(),
+                                    [&id](const MissingFile& file) { return file.id == id; })) {
+    return false;
+  }
+  JsonStream json(sink);
+  json.add("id", id);
+  json.beginList("missing");
+  for (const MissingFile& file : missing) {
+    if (file.id == id) {
+      json.addElement(missingJson(file));
     }
   }
-  json["files"] = Json::array();
-  for (const std::size_t file : content.filesOfItem(id)) {
-    json["files"].push_back(fileJson(content, content.files()[file]));
+  json.endList();
+  json.beginList("files");
+  for (const std::size_t file : files) {
+    json.addElement(fileJson(content, content.files()[file]));
   }
-  return json["missing"].empty() && json["files"].empty() ? "" : dump(json);
+  json.endList();
+  json.finish();
+  return true;
 }
 
 }  // namespace halvo

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,13 +19,18 @@ struct FailedOutput {
 // Looks at the front of every file.
 std::vector<FailedOutput> findFailedOutputs(const BundleContent& content);
 
-// Both end with a line feed. The text holds no control characters but line feeds; the JSON's strings are what
-// the bundle says, with bytes that aren't UTF-8 replaced.
-std::string showText(const BundleContent& content, const std::vector<FailedOutput>& failed);
-std::string showJson(const BundleContent& content, const std::vector<FailedOutput>& failed);
+// Takes the next piece of a text.
+using TextSink = std::function<void(const std::string& text)>;
 
-// The files of one item and what is missing of it. Empty where the bundle doesn't know the item.
+// Both end with a line feed. The text holds no control characters but line feeds; the JSON's strings are what
+// the bundle says, with bytes that aren't UTF-8 replaced. The JSON is written entry by entry: it is never in
+// memory as a whole.
+std::string showText(const BundleContent& content, const std::vector<FailedOutput>& failed);
+void showJson(const BundleContent& content, const std::vector<FailedOutput>& failed, const TextSink& sink);
+
+// The files of one item and what is missing of it. Nothing where the bundle doesn't know the item.
 std::string showItemText(const BundleContent& content, const std::string& id);
-std::string showItemJson(const BundleContent& content, const std::string& id);
+// Whether the bundle knows the item.
+bool showItemJson(const BundleContent& content, const std::string& id, const TextSink& sink);
 
 }  // namespace halvo

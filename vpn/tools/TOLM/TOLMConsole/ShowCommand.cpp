@@ -71,14 +71,18 @@ class ShowCommand : public ICommand {
  private:
   [[nodiscard]] int showAll(const BundleContent& content) const {
     const std::vector<FailedOutput> failed = findFailedOutputs(content);
-    printText(m_bJson ? showJson(content, failed) : showText(content, failed));
+    if (m_bJson) {
+      showJson(content, failed, printText);
+    } else {
+      printText(showText(content, failed));
+    }
     return finishOutput(kExitSuccess);
   }
 
   [[nodiscard]] int showOne(const BundleContent& content) const {
-    const std::string item = m_bJson ? showItemJson(content, m_strWhat) : showItemText(content, m_strWhat);
-    if (!item.empty()) {
-      printText(item);
+    const std::string item = m_bJson ? "" : showItemText(content, m_strWhat);
+    printText(item);
+    if (!item.empty() || (m_bJson && showItemJson(content, m_strWhat, printText))) {
       return finishOutput(kExitSuccess);
     }
     std::size_t entry = content.reader().find(m_strWhat);
