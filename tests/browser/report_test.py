@@ -70,7 +70,7 @@ def sample_page(folder):
                 ("system-resources", "df_result.txt", "Memory, disks and mounts", "300 bytes")]
     omitted = [("client-crash", "N/A", "Crash reports of the client", "No file found with path matching: /var/crash/*"),
                ("client-profiles", "*.xml", "Connection profiles", "/opt/halvo/tessarmont/profile: no such folder")]
-    ip = ("\n\r" + "*" * 75 + "\n\"ip addr show\" output:\n" + "*" * 75 + "\n\n\r"
+    ip = ("\n\r" + "*" * 75 + "\n\"ip addr show\" output:\n" + "*" * 75 + "\n\r\n"
           "2: eth0: <BROADCAST,UP,LOWER_UP> mtu 1500 state UP\n4: tun0: <POINTOPOINT,UP,LOWER_UP> mtu 1200 state UNKNOWN\n"
           "default via 192.0.2.1 dev eth0 proto dhcp metric 100\n")
     files = [("Client/agent.log", client_log()), ("Client/ip_result.txt", ip.encode()),

@@ -17,6 +17,21 @@ inline std::string captureAction(const std::string& command) {
   return "<use_extern_action><action><args>" + command + "</args><stdout/></action></use_extern_action>";
 }
 
+// `text` as it stands between two tags.
+inline std::string escapedText(const std::string& text) {
+  std::string xml;
+  for (const char c : text) {
+    xml += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+  }
+  return xml;
+}
+
+// An item that a run without a request gathers, with its kinds of action for Linux.
+inline std::string itemText(const std::string& id, const std::string& description, const std::string& kinds) {
+  return "<file id=\"" + id + "\"><description>" + description +
+         "</description><default>true</default><tolm><os opsys=\"linux\">" + kinds + "</os></tolm></file>";
+}
+
 // A whole document; without an element for the title where that is empty.
 inline std::string documentText(const std::string& title, const std::string& items) {
   return "<config>" + (title.empty() ? "" : "<configure><title>" + title + "</title></configure>") + items +

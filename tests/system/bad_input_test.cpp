@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
@@ -32,7 +33,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 const std::string kBundle = "/opt/out/out.zip";
 const std::string kFailedHeading = "TOLMEngine failed to parse or use the following configuration files:\n";
 

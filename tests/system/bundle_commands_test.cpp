@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
@@ -25,8 +26,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
-
 class BundleCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -35,22 +34,14 @@ class BundleCommandsTest : public ::testing::Test {
       std::filesystem::remove(made);
     }
     writeFile("/opt/logs/agent.log", "2026-03-15 10:42:07 agent: authentication failed\n\x1b[2J\n");
-    writeFile(
-        kConfig + "client.xml",
-        documentText("Client",
-                     "<file id=\"client-logs\"><description>Logs</description><default>true</default>"
-                     "<tolm><os opsys=\"linux\">" +
-                         copyAction("/opt/logs/*.log") + copyAction("/opt/none/*") + "</os></tolm></file>"));
+    writeFile(kConfig + "client.xml",
+              documentText("Client", itemText("client-logs", "Logs",
+                                              copyAction("/opt/logs/*.log") + copyAction("/opt/none/*"))));
     writeFile("/opt/word", "tiger\n");
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/secret.zip", "--password-file", "/opt/word"})
                   .exitStatus,
               0);
-  }
-
-  static RunResult tmtolm(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments);
   }
 
   // With little memory, however much the bundle holds.

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/DatagramReceiver.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
@@ -32,8 +33,6 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
-
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 
 // One line of the console outlet.
 std::string progress(const std::string& text, int percent) {
@@ -79,11 +78,6 @@ class ConsoleTest : public ::testing::Test {
       }
     }
     return names;
-  }
-
-  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments, options);
   }
 
   // A document with one item that gathers /opt/logs/*.log.

@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TempFolder.h"
 
@@ -33,13 +35,8 @@ using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
-
 std::string itemDocument(const std::string& title, const std::string& actions) {
-  return documentText(title,
-                      "<file id=\"i\"><description>D</description><default>true</default><tolm>"
-                      "<os opsys=\"linux\">" +
-                          actions + "</os></tolm></file>");
+  return documentText(title, itemText("i", "D", actions));
 }
 
 // A command that tells its own process in /opt/child and its run's in /opt/run, and then lasts.
@@ -48,10 +45,6 @@ std::string lastingDocument() {
       "Slow",
       "<use_extern_action><action><args>echo $$ &gt;/opt/child; echo $PPID &gt;/opt/run.new; "
       "mv /opt/run.new /opt/run; exec sleep 100</args><stdout/></action></use_extern_action>");
-}
-
-pid_t processIn(const std::string& file) {
-  return exists(file) ? static_cast<pid_t>(std::strtol(readFile(file).c_str(), nullptr, 10)) : 0;
 }
 
 class EndingsTest : public ::testing::Test {
@@ -65,10 +58,6 @@ class EndingsTest : public ::testing::Test {
     makeFolders("/opt/out");
     writeFile("/opt/logs/one.log", "one\n");
   }
-  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments, options);
-  }
 
   // Starts a run whose command lasts and sends it the signal. `before` looks at what is there by then.
   template <typename Look>
@@ -76,10 +65,7 @@ class EndingsTest : public ::testing::Test {
     unlink("/opt/run");
     RunResult result;
     std::thread run([&] { result = tmtolm(arguments); });
-    for (int i = 0; i < 4000 && !exists("/opt/run"); ++i) {
-      usleep(5000);
-    }
-    EXPECT_TRUE(exists("/opt/run"));
+    EXPECT_TRUE(waitForFile("/opt/run"));
     before();
     if (const pid_t process = processIn("/opt/run"); process > 0) {
       kill(process, number);

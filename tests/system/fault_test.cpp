@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
 
@@ -25,7 +26,7 @@ using ::testing::AnyOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr char kConfig[] =
+constexpr char kDocument[] =
     "<c><configure><title>Faults</title></configure>"
     "<file id='a'><description>Files</description><default>true</default><tolm><os opsys='linux'>"
     "<file_copy_action><action><loc>/tmp/faults/*</loc></action></file_copy_action>"
@@ -38,7 +39,7 @@ class FaultTest : public ::testing::Test {
     std::filesystem::remove_all("/tmp/faults");
     std::filesystem::remove_all("/tmp/bundles");
     removeLeftovers();
-    writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kConfig);
+    writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kDocument);
     writeFile("/tmp/faults/a.log", "one\n");
     writeFile("/tmp/faults/sub/b.log", "two\n");
     makeFolders("/tmp/bundles");
@@ -58,17 +59,8 @@ class FaultTest : public ::testing::Test {
     return runProgram(all, options);
   }
 
-  static std::vector<std::string> leftovers() {
-    std::vector<std::string> names;
-    for (const std::string& name : listFolder("/tmp")) {
-      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
-        names.push_back(name);
-      }
-    }
-    return names;
-  }
   static void removeLeftovers() {
-    for (const std::string& name : leftovers()) {
+    for (const std::string& name : workFolders()) {
       std::filesystem::remove_all("/tmp/" + name);
     }
   }
@@ -124,7 +116,7 @@ TEST_F(FaultTest, EverySystemCallThatFailsInItsTurnLeavesARunThatEnds) {
         EXPECT_THAT(result.err, AnyOf(HasSubstr("0xFE"), HasSubstr("cut short or missing"))) << what;
       }
       if (removal.count(name) == 0 && result.exitStatus != 127) {
-        EXPECT_THAT(leftovers(), IsEmpty()) << what;
+        EXPECT_THAT(workFolders(), IsEmpty()) << what;
       }
       removeLeftovers();
     }
@@ -145,7 +137,7 @@ TEST_F(FaultTest, AFullDiskUnderTheBundleIsAWriteFailure) {
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_THAT(result.err, HasSubstr("Internal Error: failed to zip the bundle..."));
   EXPECT_THAT(result.err, HasSubstr("0xFEAF000B"));
-  EXPECT_THAT(leftovers(), IsEmpty());
+  EXPECT_THAT(workFolders(), IsEmpty());
 }
 
 TEST_F(FaultTest, AFullTemporaryFolderShortensWhatIsGatheredAndTheRunEnds) {
@@ -164,7 +156,7 @@ TEST_F(FaultTest, AFullTemporaryFolderShortensWhatIsGatheredAndTheRunEnds) {
   ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "size=2m"), 0);
   const RunResult result =
       runProgram({"/opt/faults/tmtolm", "collect", "--quiet", "--bundle", "/opt/bundles/out.zip"});
-  const std::vector<std::string> left = leftovers();
+  const std::vector<std::string> left = workFolders();
   umount("/tmp");
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_THAT(result.err, HasSubstr("1 file is cut short or missing\n"));
@@ -200,10 +192,10 @@ TEST_F(FaultTest, AKilledRunLeavesItsFolderAndTheNextOneIsWhole) {
   EXPECT_NE(killed.exitStatus, 0);
   EXPECT_TRUE(exists("/tmp/TOLM_Temp_Bundle/Slow"));
   EXPECT_FALSE(exists("/tmp/bundles/out.zip"));
-  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kConfig);
+  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", kDocument);
   const RunResult next = runWith({});
   EXPECT_EQ(next.exitStatus, 0) << next.err;
-  EXPECT_THAT(leftovers(), IsEmpty());
+  EXPECT_THAT(workFolders(), IsEmpty());
 }
 
 }  // namespace

@@ -16,9 +16,11 @@
 #include <thread>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/DatagramReceiver.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/Terminal.h"
 
@@ -35,46 +37,15 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
-
-std::string escaped(const std::string& text) {
-  std::string xml;
-  for (const char c : text) {
-    xml += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-  }
-  return xml;
-}
-
 // A document whose one item runs a command, captured or not.
 std::string commandDocument(const std::string& title, const std::string& command, bool captured = true) {
-  return documentText(title,
-                      "<file id=\"c\"><description>D</description><default>true</default><tolm>"
-                      "<os opsys=\"linux\"><use_extern_action><action><args>" +
-                          escaped(command) + "</args>" + (captured ? "<stdout/>" : "") +
-                          "</action></use_extern_action></os></tolm></file>");
+  return documentText(title, itemText("c", "D",
+                                      "<use_extern_action><action><args>" + escapedText(command) + "</args>" +
+                                          (captured ? "<stdout/>" : "") + "</action></use_extern_action>"));
 }
 
 std::string copyDocument(const std::string& path) {
-  return documentText("Alpha",
-                      "<file id=\"a\"><description>D</description><default>true</default><tolm>"
-                      "<os opsys=\"linux\">" +
-                          copyAction(path) + "</os></tolm></file>");
-}
-
-bool waitForFile(const std::string& path) {
-  for (int i = 0; i < 4000 && !exists(path); ++i) {
-    usleep(5000);
-  }
-  return exists(path);
-}
-
-pid_t processIn(const std::string& file) {
-  return exists(file) ? static_cast<pid_t>(std::strtol(readFile(file).c_str(), nullptr, 10)) : 0;
-}
-
-bool isAlive(pid_t process) {
-  const std::string path = "/proc/" + std::to_string(process) + "/stat";
-  return process > 0 && exists(path) && readFile(path).find(") Z") == std::string::npos;
+  return documentText("Alpha", itemText("a", "D", copyAction(path)));
 }
 
 // A command that notes the run's process in /opt/run and its own child's in /opt/child, once both are there,
@@ -102,10 +73,6 @@ class FrontEndTest : public ::testing::Test {
     }
   }
 
-  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments, options);
-  }
   static RunResult collect(std::vector<std::string> more = {}, const RunOptions& options = {}) {
     std::vector<std::string> arguments = {"collect", "--bundle", "/opt/out/a.zip"};
     arguments.insert(arguments.end(), more.begin(), more.end());
@@ -113,15 +80,6 @@ class FrontEndTest : public ::testing::Test {
   }
   static std::map<std::string, std::string> content(const std::string& bundle = "/opt/out/a.zip") {
     return bundleContent(Reader::Unzip, bundle);
-  }
-  static std::vector<std::string> workFolders() {
-    std::vector<std::string> names;
-    for (const std::string& name : listFolder("/tmp")) {
-      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
-        names.push_back(name);
-      }
-    }
-    return names;
   }
   static mode_t modeOf(const std::string& path) {
     struct stat status;

@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
@@ -27,7 +28,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr char kConfig[] = "/opt/halvo/tessarmont/tolm/xml/config/";
 constexpr char kProgram[] = "/opt/bin/tmtolm";
 constexpr uid_t kNobody = 65534;
 
@@ -52,26 +52,12 @@ class RunGuardRunTest : public ::testing::Test {
 
   // A document of one item that copies the logs and runs a command, captured or started directly.
   static void command(const std::string& text, bool captured = true) {
-    std::string xml;
-    for (const char c : text) {
-      xml += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-    }
-    writeFile(std::string(kConfig) + "a.xml",
-              documentText("Alpha",
-                           "<file id=\"c\"><description>D</description><default>true</default><tolm>"
-                           "<os opsys=\"linux\">" +
-                               copyAction("/opt/logs/*.log") + "<use_extern_action><action><args>" + xml +
-                               "</args>" + (captured ? "<stdout/>" : "") +
-                               "</action></use_extern_action></os></tolm></file>"));
-  }
-  static std::vector<std::string> workFolders() {
-    std::vector<std::string> names;
-    for (const std::string& name : listFolder("/tmp")) {
-      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
-        names.push_back(name);
-      }
-    }
-    return names;
+    writeFile(
+        kConfig + "a.xml",
+        documentText("Alpha", itemText("c", "D",
+                                       copyAction("/opt/logs/*.log") + "<use_extern_action><action><args>" +
+                                           escapedText(text) + "</args>" + (captured ? "<stdout/>" : "") +
+                                           "</action></use_extern_action>")));
   }
   static std::map<std::string, std::string> content(const std::string& bundle = "/opt/out/a.zip") {
     return bundleContent(Reader::Unzip, bundle);

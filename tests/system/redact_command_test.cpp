@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
-#include "tests/support/Subprocess.h"
 
 namespace halvo {
 namespace {
@@ -25,8 +25,6 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
-
 class RedactCommandTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -35,20 +33,12 @@ class RedactCommandTest : public ::testing::Test {
     writeFile("/opt/logs/vpn.acme.de.log", "host vpn.acme.de\n");
     writeFile("/opt/logs/core", std::string("\0\1", 2));
     writeFile(kConfig + "client.xml",
-              documentText("Client",
-                           "<file id=\"client-logs\"><description>Logs</description><default>true</default>"
-                           "<tolm><os opsys=\"linux\">" +
-                               copyAction("/opt/logs/*") + "</os></tolm></file>"));
+              documentText("Client", itemText("client-logs", "Logs", copyAction("/opt/logs/*"))));
     writeFile("/opt/word", "tiger\n");
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/secret.zip", "--password-file", "/opt/word"})
                   .exitStatus,
               0);
-  }
-
-  static RunResult tmtolm(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments);
   }
 };
 

@@ -21,9 +21,11 @@
 #include <thread>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/ForkedCase.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Subprocess.h"
 
 namespace halvo {
@@ -32,7 +34,6 @@ namespace {
 using namespace test;
 using ::testing::HasSubstr;
 
-const std::string kConfig = "/opt/halvo/tessarmont/tolm/xml/config/";
 constexpr uid_t kNobody = 65534;
 
 class SharedMachineTest : public ::testing::Test {
@@ -42,16 +43,7 @@ class SharedMachineTest : public ::testing::Test {
     makeFolders(kConfig);
     makeFolders("/opt/out");
     writeFile("/opt/logs/one.log", "one\n");
-    writeFile(kConfig + "a.xml",
-              documentText("Alpha",
-                           "<file id=\"a\"><description>D</description><default>true</default><tolm>"
-                           "<os opsys=\"linux\">" +
-                               copyAction("/opt/logs/*.log") + "</os></tolm></file>"));
-  }
-
-  static RunResult tmtolm(std::vector<std::string> arguments, const RunOptions& options = {}) {
-    arguments.insert(arguments.begin(), builtProgram("tmtolm"));
-    return runProgram(arguments, options);
+    writeFile(kConfig + "a.xml", documentText("Alpha", itemText("a", "D", copyAction("/opt/logs/*.log"))));
   }
 
   // A folder of the other user's. Where the test isn't root there is none, and it is the user's own.
@@ -77,23 +69,16 @@ class SharedMachineTest : public ::testing::Test {
   // Has the next run's one command last until go(), and tell that it runs.
   static void addLastingCommand() {
     writeFile(kConfig + "b.xml",
-              documentText(
-                  "Slow",
-                  "<file id=\"s\"><description>D</description><default>true</default><tolm>"
-                  "<os opsys=\"linux\"><use_extern_action><action><args>"
-                  "touch /opt/marks/started; for i in `seq 3000`; do test -e /opt/marks/go &amp;&amp; break; "
-                  "sleep 0.01; done</args><stdout/></action></use_extern_action></os></tolm></file>"));
+              documentText("Slow", itemText("s", "D",
+                                            captureAction("touch /opt/marks/started; for i in `seq 3000`; do "
+                                                          "test -e /opt/marks/go &amp;&amp; break; "
+                                                          "sleep 0.01; done"))));
     makeFolders("/opt/marks");
     chmod("/opt/marks", 0777);
     unlink("/opt/marks/started");
     unlink("/opt/marks/go");
   }
-  static void waitUntilStarted() {
-    for (int i = 0; i < 4000 && !exists("/opt/marks/started"); ++i) {
-      usleep(5000);
-    }
-    EXPECT_TRUE(exists("/opt/marks/started"));
-  }
+  static void waitUntilStarted() { EXPECT_TRUE(waitForFile("/opt/marks/started")); }
   static void go() { writeFile("/opt/marks/go", ""); }
 
   // The processes of the program that have `word` on their command line.

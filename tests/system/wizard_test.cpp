@@ -18,9 +18,11 @@
 #include <vector>
 
 #include "tests/support/BundleReader.h"
+#include "tests/support/ConsoleRun.h"
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/MoBuilder.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Subprocess.h"
 #include "tests/system/wizard_desktop.h"
 
@@ -82,15 +84,6 @@ class WizardTest : public ::testing::Test {
   }
   // The bundles on the Desktop.
   std::vector<std::string> bundles() { return test::listFolder(m_strDesktopFolder); }
-  std::vector<std::string> temporaryFolders() {
-    std::vector<std::string> found;
-    for (const std::string& name : test::listFolder("/tmp")) {
-      if (name.rfind("TOLM_Temp_Bundle", 0) == 0) {
-        found.push_back(name);
-      }
-    }
-    return found;
-  }
   // A wizard in the middle of a command that takes longer than the test.
   std::unique_ptr<BackgroundProgram> wizardInASlowCommand() {
     setConfig(
@@ -100,23 +93,15 @@ class WizardTest : public ::testing::Test {
     desktop().press("Return");
     // What the command says of itself, or its item's own line.
     desktop().accessibility({"wait-text", "Processing A slow command"});
-    for (int i = 0; i < 2000 && !test::exists("/opt/slow"); ++i) {
-      usleep(5000);
-    }
+    EXPECT_TRUE(test::waitForFile("/opt/slow"));
     return wizard;
-  }
-  // Whether the slow command still runs.
-  static bool commandIsAlive() {
-    const std::string process = lines(test::readFile("/opt/slow")).front();
-    const std::string status = "/proc/" + process + "/stat";
-    return test::exists(status) && test::readFile(status).find(") Z") == std::string::npos;
   }
   void expectACutOffRun(BackgroundProgram& wizard) {
     EXPECT_EQ(wizard.waitForEnd(), "exit 0");
     EXPECT_THAT(bundles(), IsEmpty());
-    EXPECT_THAT(temporaryFolders(), SizeIs(1));
+    EXPECT_THAT(test::workFolders(), SizeIs(1));
     EXPECT_EQ(wizard.err(), "");
-    EXPECT_FALSE(commandIsAlive());
+    EXPECT_FALSE(test::isAlive(test::processIn("/opt/slow")));
   }
   // Presses Run and gives back the closing message.
   std::string closingMessage(const std::string& start = "") {
@@ -177,7 +162,7 @@ TEST_F(WizardTest, EncryptedRunByKeyboardGivesABundleThatOpensWithThePasswordTyp
     EXPECT_THAT(all, HasSubstr("greetings")) << test::readerName(reader);
     EXPECT_NE(test::checkBundle(reader, bundle, "Se cret-42").exitStatus, 0) << test::readerName(reader);
   }
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
 }
 
 TEST_F(WizardTest, RunByAccessibilityAloneGivesAnOpenBundle) {
@@ -225,7 +210,7 @@ TEST_F(WizardTest, ARunWaitsQuietlyForAnotherOneOfTheUsers) {
   // Longer than the run itself takes.
   sleep(2);
   EXPECT_THAT(bundles(), IsEmpty());
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
 
   close(lock);
   desktop().accessibility({"wait-text", "The bundle was created"});
@@ -322,9 +307,9 @@ TEST_F(WizardTest, EndOfTheSessionInTheMiddleOfACommandEndsWithStatusZeroAndLeav
 
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
   EXPECT_THAT(bundles(), IsEmpty());
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
   EXPECT_EQ(wizard->err(), "");
-  EXPECT_FALSE(commandIsAlive());
+  EXPECT_FALSE(test::isAlive(test::processIn("/opt/slow")));
 }
 
 TEST_F(WizardTest, DocumentsThatOthersCanWriteToEndOnTheScreenForInternalErrors) {
@@ -334,7 +319,7 @@ TEST_F(WizardTest, DocumentsThatOthersCanWriteToEndOnTheScreenForInternalErrors)
   EXPECT_THAT(closingMessage("An internal error"), StartsWith("An internal error occurred"));
 
   EXPECT_THAT(bundles(), IsEmpty());
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
 }
 
 TEST_F(WizardTest, DisplayThatBreaksInTheMiddleOfACommandEndsWithStatusZero) {
@@ -343,8 +328,8 @@ TEST_F(WizardTest, DisplayThatBreaksInTheMiddleOfACommandEndsWithStatusZero) {
   desktop().breakDisplay();
 
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
-  EXPECT_THAT(temporaryFolders(), SizeIs(1));
-  EXPECT_FALSE(commandIsAlive());
+  EXPECT_THAT(test::workFolders(), SizeIs(1));
+  EXPECT_FALSE(test::isAlive(test::processIn("/opt/slow")));
 }
 
 TEST_F(WizardTest, ReturnInTheMiddleOfACommandDoesNotCancel) {
@@ -449,7 +434,7 @@ TEST_F(WizardTest, MissingDesktopFolderShowsThatTheBundleCannotBeSaved) {
 
   desktop().press("Return");
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
 }
 
 TEST_F(WizardTest, ReadOnlyDesktopFolderShowsThatTheBundleCannotBeSaved) {
@@ -460,7 +445,7 @@ TEST_F(WizardTest, ReadOnlyDesktopFolderShowsThatTheBundleCannotBeSaved) {
 
   desktop().press("Return");
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
-  EXPECT_THAT(temporaryFolders(), IsEmpty());
+  EXPECT_THAT(test::workFolders(), IsEmpty());
 }
 
 TEST_F(WizardTest, FullDesktopFolderShowsThatTheBundleCannotBeSaved) {

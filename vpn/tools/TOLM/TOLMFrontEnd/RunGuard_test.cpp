@@ -13,6 +13,7 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/ForkedCase.h"
+#include "tests/support/Processes.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
 
@@ -21,27 +22,12 @@ namespace {
 
 using test::exists;
 using test::ForkedResult;
+using test::isAlive;
+using test::processIn;
 using test::runForked;
+using test::waitForFile;
 using test::writeFile;
 using ::testing::HasSubstr;
-
-// Waits until a file is there, at most some seconds.
-bool waitForFile(const std::string& path) {
-  for (int i = 0; i < 2000 && !exists(path); ++i) {
-    usleep(5000);
-  }
-  return exists(path);
-}
-
-// A line of `file` as a process id; 0 where there is none.
-pid_t processIn(const std::string& file) {
-  return exists(file) ? static_cast<pid_t>(std::strtol(test::readFile(file).c_str(), nullptr, 10)) : 0;
-}
-
-bool isAlive(pid_t process) {
-  const std::string path = "/proc/" + std::to_string(process) + "/stat";
-  return exists(path) && test::readFile(path).find(") Z") == std::string::npos;
-}
 
 // A command that starts another in the background, which notes its id in `note` and asks to be spared.
 std::string commandWithChild(const std::string& note) {
