@@ -147,13 +147,22 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   return place;
 }
 
-// "foo_1.2.3.4-1", "Agent/5.1.2.42", "Version: 5.1.2.42".
+// "foo_1.2.3.4-1", "foo:amd64 1.2.3.4-1", "Agent/5.1.2.42", "Version: 5.1.2.42".
 bool TextRedactor::isVersion(Place begin, Place end) const {
   if (at(end) == '+' || at(end) == '~') {
     return true;
   }
   if (begin == 0) {
     return false;
+  }
+  if (at(end) == '-' && isDigitByte(at(end + 1))) {
+    // A package's, behind its name with the machine's kind, or behind that of nothing before.
+    for (const std::string_view front : {":amd64 ", ":amd64 (", ":arm64 ", ":arm64 (", ":i386 ", ":i386 (",
+                                         ":armhf ", ":armhf (", ":all (", "<none> "}) {
+      if (begin >= front.size() && text(begin - front.size(), begin) == front) {
+        return true;
+      }
+    }
   }
   const unsigned char before = at(begin - 1);
   if (before == '_' || (before == '.' && begin > 1 && isWordByte(at(begin - 2)))) {
@@ -181,9 +190,6 @@ bool TextRedactor::isVersion(Place begin, Place end) const {
                  [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
   if (front < m_nReplaced) {
     return false;  // went with what stood there
-  }
-  if (word == "ver" || word == "rev") {
-    return true;
   }
   if (word == "ver" || word == "rev") {
     return true;

@@ -25,12 +25,12 @@ bool isPemByte(unsigned char c) {
 // Said of a secret, and no secret.
 bool TextRedactor::saysNothing(std::string_view value) {
   static const std::unordered_set<std::string_view> words = {
-      "true",      "false",   "yes",      "no",      "null",     "none",     "nil",
-      "required",  "missing", "empty",    "invalid", "expired",  "unset",    "set",
-      "not",       "on",      "off",      "enabled", "disabled", "changed",  "is",
-      "was",       "for",     "failed",   "unknown", "n/a",      "(null)",   "(none)",
-      "{}",        "[]",      "%s",       "ask",     "always",   "never",    "default",
-      "undefined", "prompt",  "optional", "denied",  "accepted", "rejected", "incorrect"};
+      "true", "false", "yes", "no", "null", "none", "nil", "required", "missing", "empty", "invalid",
+      "expired", "unset", "set", "not", "on", "off", "enabled", "disabled", "changed", "is", "was", "for",
+      "failed", "unknown", "n/a", "(null)", "(none)", "{}", "[]", "%s", "ask", "always", "never", "default",
+      "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
+      // Where a system looks for its passwords, not one of them.
+      "files", "compat"};
   if (value.empty() || value == kSecretMark || value.front() == '<' || value.front() == '{' ||
       value.front() == '[' || value.find_first_not_of("*") == std::string_view::npos ||
       value.find_first_not_of(".") == std::string_view::npos) {

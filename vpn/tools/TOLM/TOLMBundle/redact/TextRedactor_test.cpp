@@ -105,6 +105,15 @@ TEST(RedactAddressTest, NetmasksStayInBothForms) {
   expectStays("255.255.255.0 255.255.240.0 255.0.0.0 128.0.0.0 192.0.0.0 0.0.0.255");
 }
 
+// The log of the package manager lost the versions of some packages.
+TEST(RedactAddressTest, VersionsOfPackagesAreNoAddresses) {
+  expectStays("Install: libvulkan1:amd64 (1.3.239.0-1, automatic)");
+  expectStays("2026-11-21 22:34:54 install libvulkan1:amd64 <none> 1.3.239.0-1");
+  expectStays("2026-11-21 22:34:54 status installed libvulkan1:amd64 1.3.239.0-1");
+  EXPECT_THAT(redacted("range 1.3.239.5-1.3.239.9"), Not(HasSubstr("1.3.239.")));
+  EXPECT_THAT(redacted("host:amd64 1.3.239.5"), Not(HasSubstr("1.3.239.")));
+}
+
 TEST(RedactAddressTest, VersionsAreNoAddresses) {
   expectStays("version 5.1.2.42, Version: 5.1.2.42 version=5.1.2.42 \"AppVersion\":\"5.1.2.42\" v5.1.2.42");
   expectStays(

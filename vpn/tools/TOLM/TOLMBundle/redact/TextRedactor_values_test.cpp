@@ -116,9 +116,9 @@ TEST(RedactSecretTest, CertificatesGoUnlessKeptAndPublicKeysStay) {
 
 TEST(RedactSecretTest, WhatSaysNothingOfASecretStays) {
   for (const std::string text :
-       {"password: none", "password required", "token=null", "Password: ", "password=", "NOPASSWD: ALL",
-        "password=****", "PWD=/usr/lib", "key=value", "monkey: x", "tokens: 3", "\"secret\": {\"a\": 1}",
-        "password_file=/etc/x"}) {
+       {"password: none", "passwd:         files systemd", "password required", "token=null",
+        "Password: ", "password=", "NOPASSWD: ALL", "password=****", "PWD=/usr/lib", "key=value", "monkey: x",
+        "tokens: 3", "\"secret\": {\"a\": 1}", "password_file=/etc/x"}) {
     EXPECT_EQ(text, redacted(text));
   }
 }
