@@ -112,6 +112,14 @@ TEST_F(BundleCommandsTest, EveryCommandReadsPlainAndEncryptedBundles) {
   EXPECT_THAT(readFile("/opt/r.html"), HasSubstr("The gateway refused the sign-on"));
 }
 
+TEST_F(BundleCommandsTest, AReportIsNotWrittenOverItsBundle) {
+  const std::string before = readFile("/opt/plain.zip");
+  const RunResult result = tmtolm({"report", "/opt/plain.zip", "-o", "/opt/../opt/plain.zip"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.err, "tmtolm: the page would take the place of the bundle\n");
+  EXPECT_EQ(readFile("/opt/plain.zip"), before);
+}
+
 TEST_F(BundleCommandsTest, ShowTellsTheWholeTheItemAndTheFile) {
   EXPECT_THAT(tmtolm({"show", "/opt/plain.zip"}).out,
               AllOf(HasSubstr("Missing (1)"), HasSubstr("No file found with path matching: /opt/none/*"),

@@ -159,6 +159,31 @@ TEST_F(RedactCommandTest, AMapThatCannotBeWrittenIsToldBeforeTheWork) {
   EXPECT_NE(access("/opt/never.zip", F_OK), 0);
 }
 
+// A report could be written over the bundle that was redacted, and a map over the new one.
+TEST_F(RedactCommandTest, NothingIsWrittenOverWhatIsReadOrWrittenElse) {
+  const std::string before = readFile("/opt/plain.zip");
+  writeFile("/opt/kept.rules", "keep x\n");
+  std::filesystem::create_hard_link("/opt/plain.zip", "/opt/hard.zip");
+  const std::vector<std::vector<std::string>> all = {
+      {"--report", "/opt/plain.zip"},
+      {"--report", "/opt/hard.zip"},
+      {"--report", "/opt/none.zip"},
+      {"--report", "/opt/./none.zip"},
+      {"--map", "/opt/none.zip"},
+      {"--map", "/opt/m", "--report", "/opt/m"},
+      {"--report", "/opt/kept.rules", "--rules", "/opt/kept.rules"}};
+  for (std::vector<std::string> arguments : all) {
+    arguments.insert(arguments.begin(), {"redact", "/opt/plain.zip", "/opt/none.zip"});
+    const RunResult result = tmtolm(arguments);
+    EXPECT_EQ(result.exitStatus, 2) << arguments[4] << result.out;
+    EXPECT_THAT(result.err, HasSubstr("names the place of another file: "));
+  }
+  EXPECT_FALSE(exists("/opt/none.zip"));
+  EXPECT_EQ(readFile("/opt/plain.zip"), before);
+  EXPECT_EQ(readFile("/opt/kept.rules"), "keep x\n");
+  std::filesystem::remove("/opt/hard.zip");
+}
+
 TEST_F(RedactCommandTest, AFailureLeavesTheOldFileAndNothingElse) {
   writeFile("/opt/out/old.zip", "old");
   writeFile("/opt/bad.zip", "no bundle");

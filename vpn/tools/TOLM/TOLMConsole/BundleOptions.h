@@ -38,6 +38,9 @@ class BundleOptions {
   bool m_bAskPassword = false;
 };
 
+// Whether two paths lead to one file, or would once it is written. An empty path leads nowhere.
+bool isSamePlace(const std::string& one, const std::string& other);
+
 class OneBundle {
  public:
   // The positional BUNDLE.
@@ -48,6 +51,7 @@ class OneBundle {
   // status as BundleOptions does.
   [[nodiscard]] int load();
   [[nodiscard]] const BundleContent& content() const { return m_Content; }
+  [[nodiscard]] const std::string& path() const { return m_strPath; }
 
  private:
   std::string m_strPath;

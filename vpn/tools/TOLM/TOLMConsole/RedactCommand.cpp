@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
@@ -22,13 +20,6 @@ namespace halvo {
 namespace {
 
 constexpr std::size_t kLongestRules = std::size_t{1} << 20U;
-
-bool isSameFile(const std::string& one, const std::string& other) {
-  struct stat first = {};
-  struct stat second = {};
-  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
 
 class RedactCommand : public ICommand {
  public:
@@ -99,6 +90,25 @@ class RedactCommand : public ICommand {
   }
 
  private:
+  // What is written must take the place of nothing that is read, nor of anything else that is written.
+  [[nodiscard]] std::string placeProblem() const {
+    if (isSamePlace(m_strIn, m_strOut)) {
+      return "the new bundle would take the place of the old one";
+    }
+    for (const std::string* written : {&m_strMap, &m_strReport}) {
+      for (const std::string* other :
+           {&m_strIn, &m_strOut, &m_strRules, &m_strOutPasswordFile, &m_strMap, &m_strReport}) {
+        if (written != other && isSamePlace(*written, *other)) {
+          return std::string(written == &m_strMap ? "--map" : "--report") +
+                 " names the place of another file: " + *other;
+        }
+      }
+    }
+    return isSamePlace(m_strOut, m_strRules) || isSamePlace(m_strOut, m_strOutPasswordFile)
+               ? "the new bundle would take the place of a file that is read"
+               : "";
+  }
+
   static int told(const std::string& failure, int status) {
     if (failure.empty()) {
       return status;
@@ -128,8 +138,8 @@ class RedactCommand : public ICommand {
         options.keep.keep(kind);
       }
     }
-    if (isSameFile(m_strIn, m_strOut)) {
-      return usageFailure("the new bundle would take the place of the old one");
+    if (const std::string problem = placeProblem(); !problem.empty()) {
+      return usageFailure(problem);
     }
     if (!m_strRules.empty()) {
       std::string text;

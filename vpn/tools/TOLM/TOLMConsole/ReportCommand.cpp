@@ -31,6 +31,9 @@ class ReportCommand : public ICommand {
     if (const int status = m_Rules.load(rules); status != kExitSuccess) {
       return status;
     }
+    if (isSamePlace(m_Bundle.path(), m_strOutput)) {
+      return usageFailure("the page would take the place of the bundle");
+    }
     if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
