@@ -70,6 +70,10 @@ class TryCommand : public ICommand {
       printError(line);
     }
     std::printf("Bundle: %s\n", withoutControls(outcome.bundlePath).c_str());
+    for (std::string& document : findings.failedDocuments) {
+      document = quotedText(folder.givenPath(document));
+    }
+    print("Documents that can't be used (tmtolm check tells why):", findings.failedDocuments);
     print("Left out, by the summary (id, file, description, reason):", findings.omissions);
     print("Results to look at:", findings.results);
     return finishOutput(outcome.isWhole() ? kExitSuccess : kExitFailure);

@@ -136,10 +136,16 @@ std::string TrialFolder::addDocument(const std::string& path) {
   if (!TOLMMgr::isDocumentName(name) || stat((configFolder() + name).c_str(), &taken) == 0) {
     name = "document-" + std::to_string(m_nDocuments) + ".xml";
   }
+  m_Given[configFolder() + name] = path;
   std::ofstream out(configFolder() + name, std::ios::binary);
   out << text;
   out.close();
   return out ? "" : because(path, "its copy can't be written");
+}
+
+std::string TrialFolder::givenPath(const std::string& path) const {
+  const auto found = m_Given.find(path);
+  return found == m_Given.end() ? path : found->second;
 }
 
 std::string TrialFolder::request(const std::vector<std::string>& ids) {
@@ -153,12 +159,16 @@ std::string TrialFolder::request(const std::vector<std::string>& ids) {
       }
     }
   }
+  std::set<std::string> asked;
   std::string text = "<request>";
   for (const std::string& id : ids) {
     if (known.find(id) == known.end()) {
       return "none of the documents has an item " + quotedText(id);
     }
-    text += "<file id=\"" + escaped(id) + "\"/>";
+    // An item that is asked for twice is gathered twice.
+    if (asked.insert(id).second) {
+      text += "<file id=\"" + escaped(id) + "\"/>";
+    }
   }
   m_strRequest = m_Folder.path() + "/request.xml";
   std::ofstream out(m_strRequest, std::ios::binary);

@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,11 +25,14 @@ class TrialFolder {
   // done, one line; empty on success. To be called once.
   [[nodiscard]] std::string add(const std::vector<std::string>& paths);
 
-  // Writes a request for these items. Returns why that can't be done, such as an item that no document has.
+  // Writes a request for these items, each once. Returns why that can't be done, such as an item that no
+  // document has.
   [[nodiscard]] std::string request(const std::vector<std::string>& ids);
 
   // Ends in "/".
   [[nodiscard]] std::string configFolder() const { return m_Folder.path() + "/config/"; }
+  // Where the document came from that lies in the config folder as `path`; `path` itself for any other.
+  [[nodiscard]] std::string givenPath(const std::string& path) const;
   // Empty without a request.
   [[nodiscard]] const std::string& requestPath() const { return m_strRequest; }
 
@@ -37,6 +41,7 @@ class TrialFolder {
   std::string addFolder(const std::string& path);
 
   TemporaryFolder m_Folder;
+  std::map<std::string, std::string> m_Given;  // by the path in the config folder
   std::string m_strRequest;
   std::size_t m_nDocuments = 0;
 };

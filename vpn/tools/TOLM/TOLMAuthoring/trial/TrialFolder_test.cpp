@@ -45,6 +45,8 @@ TEST_F(TrialFolderTest, DocumentsAndFoldersAreLaidOutUnderNamesThatARunTakes) {
   EXPECT_EQ(readFile(trial.configFolder() + "document-2.xml"), "<d/>");
   EXPECT_EQ(readFile(trial.configFolder() + "document-4.xml"), "<e/>");
   EXPECT_EQ(trial.requestPath(), "");
+  EXPECT_EQ(trial.givenPath(trial.configFolder() + "document-2.xml"), source.file("more/one.xml"));
+  EXPECT_EQ(trial.givenPath("/other.xml"), "/other.xml");
 }
 
 TEST_F(TrialFolderTest, TheFolderIsThisUsersAloneAndGoesWithTheTrial) {
@@ -106,7 +108,7 @@ TEST_F(TrialFolderTest, ARequestNamesTheItemsAndOneThatNobodyHasIsRefused) {
   TrialFolder trial;
   ASSERT_EQ(trial.add({source.file("one.xml")}), "");
   EXPECT_EQ(trial.request({"c", "x"}), "none of the documents has an item \"x\"");
-  EXPECT_EQ(trial.request({"c", "a&b"}), "");
+  EXPECT_EQ(trial.request({"c", "a&b", "c"}), "");
   EXPECT_EQ(readFile(trial.requestPath()), "<request><file id=\"c\"/><file id=\"a&amp;b\"/></request>\n");
 }
 

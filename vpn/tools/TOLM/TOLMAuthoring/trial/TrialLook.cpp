@@ -51,6 +51,19 @@ std::vector<std::string> omittedRows(const std::string& summary) {
   return rows;
 }
 
+std::vector<std::string> failedRows(const std::string& summary) {
+  // Behind the last section, where the list stands once, if at all.
+  const std::string heading = "=\nTOLMEngine failed to parse or use the following configuration files:\n";
+  std::vector<std::string> rows;
+  if (const std::size_t at = summary.rfind(heading); at != std::string::npos) {
+    std::istringstream lines(summary.substr(at + heading.size()));
+    for (std::string line; std::getline(lines, line) && !line.empty();) {
+      rows.push_back(line);
+    }
+  }
+  return rows;
+}
+
 std::vector<std::string> resultComplaints(const std::string& text) {
   std::vector<std::string> complaints;
   // The heading of a command: a line of stars, the command, a line of stars.
@@ -109,6 +122,7 @@ TrialFindings lookAtWorkFolder(const std::string& folder) {
     const std::string text = beginningOf(path, kMaxResult);
     if (start == kSignature) {
       findings.omissions = omittedRows(text);
+      findings.failedDocuments = failedRows(text);
     }
     for (const std::string& complaint : resultComplaints(text)) {
       findings.results.push_back(withoutControls(fs::relative(path, folder, code).string()) + ": " +

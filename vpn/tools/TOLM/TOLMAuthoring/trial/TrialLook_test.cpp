@@ -32,6 +32,15 @@ TEST(TrialLookTest, TheOmittedRowsOfASummaryAreFound) {
   EXPECT_THAT(omittedRows("TOLM BUNDLE SUMMARY\n"), IsEmpty());
 }
 
+TEST(TrialLookTest, DocumentsThatFailedAreFound) {
+  const std::string summary =
+      "TOLM BUNDLE SUMMARY\n\n====\nTOLMEngine failed to parse or use the following configuration "
+      "files:\n/a/b.xml\n"
+      "/a/c d.xml\n\n\nNo instruction found in any config for the following file ID's from request:\nx\n";
+  EXPECT_THAT(failedRows(summary), ElementsAre("/a/b.xml", "/a/c d.xml"));
+  EXPECT_THAT(failedRows(readFile(sourcePath("tests/system/golden/request_run/summary.txt"))), IsEmpty());
+}
+
 TEST(TrialLookTest, ResultsWithoutOutputAndComplaintsAreTold) {
   EXPECT_THAT(resultComplaints(heading("ip addr") + "1: lo\n"), IsEmpty());
   EXPECT_THAT(resultComplaints(heading("true") + " \n"), ElementsAre("\"true\" printed nothing"));
