@@ -38,7 +38,7 @@ class NewCommand : public ICommand {
     }
     const std::string text = newDocument(m_strTitle);
     if (text.empty()) {
-      return usageFailure(quotedText(m_strTitle) + " is no name of a folder, and so no title");
+      return usageFailure(quotedText(m_strTitle) + " is no name of a folder in UTF-8, and so no title");
     }
     std::fputs(text.c_str(), stdout);
     return finishOutput(kExitSuccess);

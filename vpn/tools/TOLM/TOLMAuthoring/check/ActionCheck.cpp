@@ -259,10 +259,15 @@ void ActionCheck::checkArgs(const DocumentElement& args, bool captured, const Ac
   }
   const std::string program = helperUtil::stringBeforeFirst(text, " ");
   const bool brokenWord = program.find_first_of("\t\r\n") != std::string::npos;
-  if (brokenWord || (!captured && hasOuterBlanks(text))) {
+  // Blanks alone behind a program that is started directly make an empty argument, as no blank does.
+  const bool brokenArgument = !captured && hasOuterBlanks(text) && text != program + " ";
+  if (brokenWord || brokenArgument) {
     m_List.add("text-blanks", args,
-               "tabs or line breaks around the text of <args> or in its first word: a run takes them as part "
-               "of the command and of the result's name");
+               brokenWord
+                   ? "tabs or line breaks in the first word of <args>: a run takes them as part of the "
+                     "program's name, and of the result's"
+                   : "blanks or line breaks at the end of <args>: without a shell a run takes them as "
+                     "part of the program's argument");
   } else if (hasOuterBlanks(text)) {
     // The shell passes them over; only the banner of the result shows them.
     m_List.add("args-outer-blanks", args,
@@ -298,7 +303,7 @@ void ActionCheck::checkLaunch(const DocumentElement& element, const std::string&
                               const ActionPlace& place) {
   const std::size_t blank = commandLine.find(' ');
   const std::string argument = blank == std::string::npos ? "" : commandLine.substr(blank + 1);
-  if (blank == std::string::npos) {
+  if (argument.empty()) {
     m_List.add(
         "launch-empty-argument", element,
         quotedText(commandLine) + " is started without a shell: a run gives the program one empty argument");

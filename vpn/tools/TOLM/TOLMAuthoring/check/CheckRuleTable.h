@@ -90,6 +90,8 @@ inline constexpr auto kCheckRules = std::to_array<CheckRuleRow>({
     {"title-too-long", kCheckError, "More than 255 bytes: as above."},
     {"title-blanks", kCheckWarning, "Blanks or line breaks around the title are part of the folder's name."},
     {"title-summary", kCheckError, "The title \"summary.txt\" takes the place of the summary."},
+    {"title-variable", kCheckError,
+     "A \"$\" in a title: a run that expands it loses the output of the document's commands."},
     {"title-duplicate", kCheckWarning,
      "Two documents of one title share a folder, where files of the same name replace each other."},
     // Items

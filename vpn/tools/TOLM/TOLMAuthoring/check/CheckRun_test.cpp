@@ -482,6 +482,26 @@ TEST_F(CheckRunTest, ALineBreakBehindACapturedCommandIsAWarningAndInItsFirstWord
               ::testing::Contains("text-blanks"));
 }
 
+// A blank behind a program that is started directly was told as a part of its name.
+TEST_F(CheckRunTest, ABlankBehindAStartedProgramIsItsEmptyArgumentAndNoMore) {
+  EXPECT_THAT(rulesOf(checkCommand("<args>tool </args><temp_out>/tmp/x</temp_out>")),
+              ElementsAre("launch-empty-argument"));
+  EXPECT_THAT(rulesOf(checkCommand("<args>tool x </args><temp_out>/tmp/x</temp_out>")),
+              ::testing::Contains("text-blanks"));
+}
+
+// A known element in the wrong place was told to be meant for itself.
+TEST_F(CheckRunTest, AnElementInTheWrongPlaceIsNotSuggestedForItself) {
+  const std::vector<std::string> nested = checkText(
+      "<c><configure><title>T</title></configure><file id=\"a\"><description>D</description><tolm><os "
+      "opsys=\"linux\"><os opsys=\"linux\"/></os></tolm></file></c>");
+  EXPECT_THAT(nested,
+              ::testing::Contains(::testing::AllOf(HasSubstr("<os> is no kind of action: a run skips it"),
+                                                   HasSubstr("takes it for an item behind this one"))));
+  EXPECT_THAT(checkCommand("<args>ls 2&gt;&amp;1</args><stdout/><loc>/x</loc>"),
+              ::testing::Contains(HasSubstr("<loc> may not stand in an action of <use_extern_action>: ")));
+}
+
 TEST_F(CheckRunTest, OneArgumentWithABlankIsAWarning) {
   const std::vector<std::string> lines =
       checkCommand("<args>tool my file</args><temp_out>/tmp/x.txt</temp_out>");

@@ -71,6 +71,12 @@ bool printsFiles(const std::string& program) {
                            "hexdump", "strings", "dd", "tac", "nl", "install", "rsync"});
 }
 
+// Programs that go on until they have had their count.
+bool takesCount(const std::string& program) {
+  return isOneOf(program,
+                 {"ping", "ping6", "top", "tcpdump", "tshark", "vmstat", "iostat", "mpstat", "pidstat"});
+}
+
 // What holds for a command with its wrappers taken off, shell or not.
 void checkCommandWords(FindingList& list, const DocumentElement& element, const Words& words, bool bounded,
                        bool fed, bool piped, ICheckHost& host) {
@@ -79,11 +85,16 @@ void checkCommandWords(FindingList& list, const DocumentElement& element, const 
   }
   const std::string program = programOf(words[0]);
   if (!bounded && isEndless(words, fed)) {
+    const bool waits = program == "cat" || program == "read";
     list.add(
         "command-endless", element,
         quotedText(program) +
-            " doesn't end by itself as it stands here, and a run waits for it without a limit; give it a "
-            "count, or put \"timeout 30\" in front");
+            (waits
+                 ? " reads standard input as it stands here, and a run waits for what nobody gives it; name "
+                   "a file, or put \"</dev/null\" behind it"
+                 : " doesn't end by itself as it stands here, and a run waits for it without a limit; " +
+                       std::string(takesCount(program) ? "give it a count, or " : "") +
+                       "put \"timeout 30\" in front"));
   }
   const bool silentSudo = program == "sudo" && hasOption(words, {"-n", "--non-interactive"});
   const bool batch = std::any_of(words.begin(), words.end(), [](const std::string& word) {
@@ -157,8 +168,16 @@ bool isEndless(const Words& words, bool fed) {
   if (program == "ping" || program == "ping6") {
     return !hasOption(words, {"-c", "-w", "-t"});
   }
-  if (program == "journalctl" || program == "tail") {
-    return hasOption(words, {"-f", "-F", "--follow"}) && !(program == "tail" && fed && !hasOperand(words));
+  if (program == "tail") {
+    return hasOption(words, {"-f", "-F", "--follow"}) && !(fed && !hasOperand(words));
+  }
+  if (program == "journalctl") {
+    return std::any_of(words.begin() + 1, words.end(), [](const std::string& word) {
+      // Of letters in one word, those behind one that takes a value are the value.
+      const bool cluster = word.size() > 1 && word[0] == '-' && word[1] != '-';
+      const std::size_t at = cluster ? word.find_first_of("fbcDFiMnopStTuUg", 1) : std::string::npos;
+      return word == "--follow" || (at != std::string::npos && word[at] == 'f');
+    });
   }
   if (program == "dmesg") {
     return hasOption(words, {"-w", "-W", "--follow", "--follow-new"});
@@ -168,6 +187,16 @@ bool isEndless(const Words& words, bool fed) {
   }
   if (program == "tcpdump" || program == "tshark") {
     return !hasOption(words, {"-c", "-r", "-D", "--list-interfaces", "--version"});
+  }
+  if (isOneOf(program, {"vmstat", "iostat", "mpstat", "pidstat"})) {
+    // A lone number is the pause between two reports without an end.
+    const auto numbers = std::count_if(words.begin() + 1, words.end(), [](const std::string& word) {
+      return !word.empty() && word.find_first_not_of("0123456789") == std::string::npos;
+    });
+    return numbers == 1;
+  }
+  if (program == "sleep") {
+    return hasOperand(words) && startsWith(words.back(), "inf");
   }
   if (program == "cat" || program == "read") {
     return !fed && (program == "read" || !hasOperand(words));

@@ -8,8 +8,11 @@
 namespace halvo {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 std::vector<std::string> rulesOf(const std::string& commandLine, bool here = true) {
   DocumentElement element;
@@ -26,20 +29,59 @@ std::vector<std::string> rulesOf(const std::string& commandLine, bool here = tru
 }
 
 TEST(CommandCheckTest, CommandsThatNeverEndAreTold) {
-  for (const char* line :
-       {"ping gw", "ping -i 2 gw", "journalctl -f", "journalctl --unit=x --follow", "tail -f /x.log",
-        "tail -n 5 -F /x.log", "top", "top -b", "top -n 1", "watch df", "tcpdump -i eth0", "cat", "cat -",
-        "read x", "ip monitor", "dmesg -w", "ls; ping gw", "env A=1 ping gw", "/bin/ping gw"}) {
+  for (const char* line : {"ping gw",
+                           "ping -i 2 gw",
+                           "journalctl -f",
+                           "journalctl --unit=x --follow",
+                           "tail -f /x.log",
+                           "tail -n 5 -F /x.log",
+                           "top",
+                           "top -b",
+                           "top -n 1",
+                           "watch df",
+                           "tcpdump -i eth0",
+                           "cat",
+                           "cat -",
+                           "read x",
+                           "ip monitor",
+                           "dmesg -w",
+                           "ls; ping gw",
+                           "env A=1 ping gw",
+                           "/bin/ping gw",
+                           "journalctl -af",
+                           "journalctl -fu x",
+                           "vmstat 1",
+                           "sleep infinity"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), ElementsAre("command-endless")) << line;
   }
 }
 
 TEST(CommandCheckTest, CommandsWithAnEndArePassed) {
-  for (const char* line :
-       {"ping -c 3 gw", "ping -c3 gw", "ping -nc 3 gw", "journalctl -n 50", "tail /x.log", "top -b -n 1",
-        "top -bn1", "timeout 30 ping gw", "timeout -k 5 30 tcpdump", "tcpdump -c 10", "ls | cat", "cat </x",
-        "cat /x", "ls | while read -r x; do echo; done", "yes | head -n 2", "ip addr", "dmesg -T",
-        "echo 'ping gw'", "ping -w 5 gw"}) {
+  for (const char* line : {"ping -c 3 gw",
+                           "ping -c3 gw",
+                           "ping -nc 3 gw",
+                           "journalctl -n 50",
+                           "tail /x.log",
+                           "top -b -n 1",
+                           "top -bn1",
+                           "timeout 30 ping gw",
+                           "timeout -k 5 30 tcpdump",
+                           "tcpdump -c 10",
+                           "ls | cat",
+                           "cat </x",
+                           "cat /x",
+                           "ls | while read -r x; do echo; done",
+                           "yes | head -n 2",
+                           "ip addr",
+                           "dmesg -T",
+                           "echo 'ping gw'",
+                           "ping -w 5 gw",
+                           "journalctl -ufoo",
+                           "journalctl -n5 -o short-full",
+                           "journalctl -oshort-full",
+                           "vmstat 1 3",
+                           "vmstat",
+                           "sleep 1"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), IsEmpty()) << line;
   }
 }
@@ -51,6 +93,22 @@ TEST(CommandCheckTest, CommandsThatAskAreTold) {
   for (const char* line : {"sudo -n ls", "ssh -o BatchMode=yes host ls", "echo sudo"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), IsEmpty()) << line;
   }
+}
+
+TEST(CommandCheckTest, WhatIsSaidOfAnEndlessCommandHelpsWithThatCommand) {
+  const auto said = [](const std::string& line) {
+    DocumentElement element;
+    element.text = line + " 2>&1";
+    FindingList list;
+    FakeCheckHost host;
+    checkShellCommand(list, element, host, false);
+    const std::vector<Finding> findings = list.take();
+    return findings.empty() ? std::string() : findings.front().text;
+  };
+  EXPECT_THAT(said("ping gw"), HasSubstr("give it a count, or put \"timeout 30\" in front"));
+  EXPECT_THAT(said("journalctl -f"),
+              AllOf(HasSubstr("put \"timeout 30\" in front"), Not(HasSubstr("count"))));
+  EXPECT_THAT(said("cat"), AllOf(HasSubstr("name a file"), Not(HasSubstr("timeout"))));
 }
 
 TEST(CommandCheckTest, AProgramThatIsNotThereIsToldOnce) {

@@ -59,6 +59,10 @@ void checkTitleText(FindingList& list, const DocumentElement& title) {
     list.add("title-summary", title,
              "the title is the name of the summary: a run can't write the summary and counts the document as "
              "failed");
+  } else if (text.find('$') != std::string::npos) {
+    list.add("title-variable", title,
+             "a \"$\" in the title: where a variable of that name is set, a run loses the output of this "
+             "document's commands, and perhaps the summary");
   } else if (hasOuterBlanks(text)) {
     list.add("title-blanks", title,
              "blanks or line breaks around the title: a run takes them into the folder's name");

@@ -161,7 +161,10 @@ std::string suggestion(const std::string& name) {
       nearest = &known;
     }
   }
-  return nearest == nullptr ? "" : std::string(" (did you mean <") + nearest->name + ">?)";
+  // One that is known and stands in the wrong place is no slip of the pen.
+  return nearest == nullptr || name == nearest->name
+             ? ""
+             : std::string(" (did you mean <") + nearest->name + ">?)";
 }
 
 void checkVariables(FindingList& list, const DocumentElement& element, const std::string& text) {

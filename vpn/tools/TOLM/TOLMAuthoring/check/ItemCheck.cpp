@@ -91,7 +91,10 @@ void checkOs(FindingList& list, ActionCheck& actions, const DocumentElement& os,
     if (!isOneOf(kKinds, kind->name)) {
       list.add("kind-unknown", *kind,
                tagOf(*kind) + " is no kind of action" + suggestion(kind->name) +
-                   ": a run skips it with all that it holds, without a message");
+                   (kind->name == "os"
+                        ? ": a run skips it with all that it holds, and takes it for an item behind this one "
+                          "that has no <tolm>"
+                        : ": a run skips it with all that it holds, without a message"));
       continue;
     }
     anyKind = true;

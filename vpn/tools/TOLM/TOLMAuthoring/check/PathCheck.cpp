@@ -36,6 +36,26 @@ std::vector<std::string> componentsOf(const std::string& path) {
   return all;
 }
 
+// The path without what leads nowhere: "//", "/./" and "/x/..".
+std::string straightPath(const std::string& path) {
+  if (path.find("//") == std::string::npos && path.find("/.") == std::string::npos) {
+    return path;
+  }
+  std::vector<std::string> kept;
+  for (const std::string& component : componentsOf(path)) {
+    if (component == ".." && !kept.empty()) {
+      kept.pop_back();
+    } else if (component != "." && component != "..") {
+      kept.push_back(component);
+    }
+  }
+  std::string straight = startsWith(path, "/") ? "/" : "";
+  for (const std::string& component : kept) {
+    straight += (straight.empty() || straight == "/" ? "" : "/") + component;
+  }
+  return straight;
+}
+
 bool isWild(const std::string& pattern) {
   return pattern.find_first_of("*?") != std::string::npos;
 }
@@ -93,6 +113,32 @@ constexpr std::array<SecretFile, 15> kSecretFiles = {{
 
 constexpr std::array<const char*, 4> kKeySuffixes = {".p12", ".pfx", ".key", ".jks"};
 
+// Where secrets lie by the whole path: who copies a folder above takes them along. "~" is a home.
+struct SecretPlace {
+  const char* path;
+  const char* what;
+  bool all;  // whatever lies below is one, too
+};
+constexpr std::array<SecretPlace, 14> kSecretPlaces = {{
+    {"/etc/shadow", "password hashes", false},
+    {"/etc/NetworkManager/system-connections", "the passwords of network connections", false},
+    {"/etc/wpa_supplicant/wpa_supplicant.conf", "the passwords of network connections", false},
+    {"/etc/wireguard", "private keys", true},
+    {"/etc/ipsec.d/private", "private keys", true},
+    {"/etc/swanctl/private", "private keys", true},
+    {"/etc/ssl/private", "private keys", true},
+    {"/etc/ssh/ssh_host_rsa_key", "private keys", false},
+    {"~/.ssh", "private keys", false},
+    {"~/.gnupg", "private keys", false},
+    {"~/.local/share/keyrings", "a keyring", false},
+    {"~/.mozilla/firefox", "a browser's profile", false},
+    {"~/.config/google-chrome", "a browser's profile", false},
+    {"~/.config/chromium", "a browser's profile", false},
+}};
+
+// What waits or never ends when it is read.
+constexpr std::array<const char*, 3> kBlockingPlaces = {"/proc/kmsg", "/proc/kcore", "/proc/acpi/event"};
+
 bool isHomeFolder(const std::vector<std::string>& folders) {
   if (folders.size() == 1) {
     return folders[0] == "$HOME" || folders[0] == "~" || folders[0] == "root";
@@ -100,9 +146,40 @@ bool isHomeFolder(const std::vector<std::string>& folders) {
   return folders.size() == 2 && (folders[0] == "home" || folders[0] == "users");
 }
 
+// The components in lower case, with "~" for those of a home; of a pattern that takes the folder of all
+// homes, too.
+std::vector<std::string> placeOf(const std::string& path) {
+  std::vector<std::string> components = componentsOf(path);
+  for (std::string& component : components) {
+    component = component == "$HOME" ? component : CStringUtils::toLower(component);
+  }
+  for (const std::size_t length : {std::size_t{1}, std::size_t{2}}) {
+    if (components.size() >= length &&
+        isHomeFolder({components.begin(), components.begin() + static_cast<std::ptrdiff_t>(length)})) {
+      components.erase(components.begin(), components.begin() + static_cast<std::ptrdiff_t>(length));
+      components.insert(components.begin(), "~");
+      break;
+    }
+  }
+  if (components == std::vector<std::string>{"home"} || components == std::vector<std::string>{"users"}) {
+    components = {"~"};
+  }
+  return components;
+}
+
+// Whether what the pattern takes, with all that lies below, has `place` in it.
+bool takesPlace(const std::vector<std::string>& pattern, const std::vector<std::string>& place) {
+  if (pattern.empty() || pattern.size() > place.size() ||
+      !std::equal(pattern.begin(), pattern.end() - 1, place.begin())) {
+    return false;
+  }
+  return helperUtil::wildcardMatch(pattern.back().c_str(), place[pattern.size() - 1].c_str());
+}
+
 }  // namespace
 
-std::string secretAt(const std::string& path) {
+std::string secretAt(const std::string& given) {
+  const std::string path = straightPath(given);
   std::vector<std::string> components = componentsOf(path);
   std::string last = components.empty() ? "" : CStringUtils::toLower(components.back());
   for (std::string& component : components) {
@@ -142,14 +219,23 @@ std::string secretAt(const std::string& path) {
       return file.what;
     }
   }
+  const std::vector<std::string> taken = placeOf(path);
   components.pop_back();
-  if (wild && takesAll(last) && isHomeFolder(components)) {
+  if ((wild && takesAll(last) && isHomeFolder(components)) || taken == std::vector<std::string>{"~"}) {
     return "a home as a whole, with its keys and passwords";
+  }
+  for (const SecretPlace& secret : kSecretPlaces) {
+    const std::vector<std::string> place = placeOf(secret.path);
+    if (takesPlace(taken, place) || (secret.all && taken.size() > place.size() &&
+                                     std::equal(place.begin(), place.end(), taken.begin()))) {
+      return secret.what;
+    }
   }
   return "";
 }
 
-bool isBlockingPath(const std::string& path) {
+bool isBlockingPath(const std::string& given) {
+  const std::string path = straightPath(given);
   if (startsWith(path, "/dev/")) {
     for (const char* harmless : {"/dev/null", "/dev/shm/", "/dev/disk/", "/dev/fd/", "/dev/stdin"}) {
       if (startsWith(path, harmless)) {
@@ -158,11 +244,15 @@ bool isBlockingPath(const std::string& path) {
     }
     return true;
   }
-  return path == "/proc/kmsg" || path == "/proc/acpi/event" || path == "/proc/kcore" ||
-         endsWith(path, "/trace_pipe") || endsWith(path, "/trace_pipe_raw");
+  const std::vector<std::string> taken = placeOf(path);
+  return path == "/dev" || endsWith(path, "/trace_pipe") || endsWith(path, "/trace_pipe_raw") ||
+         (startsWith(path, "/") &&
+          std::any_of(kBlockingPlaces.begin(), kBlockingPlaces.end(),
+                      [&taken](const char* place) { return takesPlace(taken, placeOf(place)); }));
 }
 
-bool isSystemPlace(const std::string& path) {
+bool isSystemPlace(const std::string& given) {
+  const std::string path = straightPath(given);
   for (const char* folder : {"/etc/", "/usr/", "/bin/", "/sbin/", "/lib/", "/lib32/", "/lib64/", "/boot/",
                              "/dev/", "/proc/", "/sys/", "/System/", "/Library/"}) {
     if (startsWith(path, folder)) {

@@ -65,13 +65,13 @@ std::string newDocument(const std::string& title) {
   if (!isFolderName(title)) {
     return "";
   }
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
+  const std::string text = R"(<?xml version="1.0" encoding="UTF-8"?>
 <?xml-model href="tolm-document.rng" schematypens="http://relaxng.org/ns/structure/1.0"?>
 <instructions>
   <configure>
     <!-- The folder in the bundle. -->
-    <title>)" +
-         escaped(title) + R"(</title>
+    <title>)" + escaped(title) +
+                           R"(</title>
   </configure>
 
   <!-- One item: what is gathered together under one id. A request asks for it by the id. -->
@@ -110,6 +110,8 @@ std::string newDocument(const std::string& title) {
   </file>
 </instructions>
 )";
+  // Bytes that are no UTF-8 name folders as well as others do, and break the document.
+  return parseDocumentText(text).root == nullptr ? "" : text;
 }
 
 std::vector<RequestableItem> requestableItems(const std::string& folder,
@@ -140,7 +142,7 @@ std::vector<RequestableItem> requestableItems(const std::string& folder,
       const DocumentAttribute* const id = item->attribute("id");
       // Asked for once, an id is gathered from every document that has it.
       if (id == nullptr || id->value.empty() || id->value == "comments" || id->value == "summary" ||
-          !ids.insert(id->value).second) {
+          item->find("tolm") == nullptr || !ids.insert(id->value).second) {
         continue;
       }
       const DocumentElement* const description = item->find("description");

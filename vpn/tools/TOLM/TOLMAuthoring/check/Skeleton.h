@@ -10,7 +10,7 @@
 namespace halvo {
 
 // A config document of this title that passes a strict check as it stands. A title that is no name of a
-// folder gives an empty text.
+// folder, or no UTF-8, gives an empty text.
 std::string newDocument(const std::string& title);
 
 // An item for a request: its id, and its description for a comment.
@@ -20,8 +20,8 @@ struct RequestableItem {
   std::string description;
 };
 
-// The items of the documents in a folder that a request can ask for, by documents in the order of their
-// names. A document that can't be parsed gives none, and its path stands in `unreadable`.
+// The items with instructions of the documents in a folder, which a request can ask for, by documents in the
+// order of their names. A document that can't be parsed gives none, and its path stands in `unreadable`.
 std::vector<RequestableItem> requestableItems(const std::string& folder,
                                               std::vector<std::string>& unreadable);
 

@@ -40,7 +40,7 @@ TEST(SkeletonTest, ANewDocumentPassesAStrictCheckAndTheSchema) {
 }
 
 TEST(SkeletonTest, ATitleThatIsNoNameOfAFolderGivesNoDocument) {
-  for (const std::string title : {"", ".", "..", "a/b", "summary.txt", " a", "a ", "a\nb"}) {
+  for (const std::string title : {"", ".", "..", "a/b", "summary.txt", " a", "a ", "a\nb", "\xff"}) {
     EXPECT_EQ(newDocument(title), "") << title;
   }
   EXPECT_EQ(newDocument(std::string(256, 'x')), "");
@@ -48,16 +48,19 @@ TEST(SkeletonTest, ATitleThatIsNoNameOfAFolderGivesNoDocument) {
 
 TEST(SkeletonTest, ANewRequestListsEveryItemOnceWithItsDescription) {
   TempFolder folder;
-  writeFile(
-      folder.file("a.xml"),
-      "<c><configure><title>One</title></configure><file id=\"x\"><description>The -- x-</description></file>"
-      "<file id=\"y&amp;\"/><file/><file id=\"comments\"/></c>");
-  writeFile(folder.file("b.xml"), "<c><file id=\"x\"/><file id=\"z\"/></c>");
+  writeFile(folder.file("a.xml"),
+            "<c><configure><title>One</title></configure><file id=\"x\"><description>The -- "
+            "x-</description><tolm/></file>"
+            "<file id=\"y&amp;\"><tolm/></file><file><tolm/></file><file id=\"comments\"><tolm/></file></c>");
+  writeFile(folder.file("b.xml"), "<c><file id=\"x\"><tolm/></file><file id=\"z\"><tolm/></file></c>");
+  // A request among the documents names items and has none.
+  writeFile(folder.file("c.xml"), "<c><file id=\"asked\"/></c>");
   writeFile(folder.file("broken.xml"), "<c>");
   std::vector<std::string> unreadable;
   const std::vector<RequestableItem> items = requestableItems(folder.path(), unreadable);
   EXPECT_THAT(unreadable, ElementsAre(folder.path() + "/broken.xml"));
   const std::string text = newRequest(items);
+  EXPECT_THAT(text, ::testing::Not(HasSubstr("asked")));
   EXPECT_THAT(text, HasSubstr("\n  <!-- One -->\n  <file id=\"x\"/> <!-- The - - x- -->\n"
                               "  <file id=\"y&amp;\"/> <!--  -->\n\n  <!-- b.xml -->\n  <file id=\"z\"/>"));
   writeFile(folder.file("request"), text);

@@ -214,7 +214,7 @@ class Planner {
       if (m_pRequest != nullptr) {
         describeFiles(plan);
       }
-      if (m_Folder && !m_Folder->empty()) {
+      if (m_Folder && !m_Folder->empty() && !isExpanded(*m_Folder)) {
         const std::string beside = *m_Folder + "/../";
         if (!plan.commentsFile.empty()) {
           static_cast<void>(m_Model.appendTo(beside + plan.commentsFile));

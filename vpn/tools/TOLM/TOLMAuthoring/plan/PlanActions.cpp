@@ -303,6 +303,10 @@ void ActionPlanner::planCommand(PlannedAction& action, const XMLObject& subtree)
   planLaunch(action);
 }
 
+bool isExpanded(const std::string& folder) {
+  return helperUtil::translatePath(folder + "/") != folder + "/";
+}
+
 void ActionPlanner::planCapture(PlannedAction& action, const std::string& baseName) {
   const std::string tempName = m_strName.empty() ? baseName + "_tmp.txt" : m_strName + ".tmp";
   action.storedAs = m_strName.empty() ? baseName + "_result.txt" : m_strName;
@@ -312,6 +316,10 @@ void ActionPlanner::planCapture(PlannedAction& action, const std::string& baseNa
     action.problem = "the output is lost: it would be stored under a name with a \"/\"";
   }
   if (!m_Folder) {
+    return;
+  }
+  if (isExpanded(*m_Folder)) {
+    action.problem = "the output is lost: a run expands the variable in the title";
     return;
   }
   action.id = newId();

@@ -17,6 +17,10 @@
 
 namespace halvo {
 
+// Whether a run finds a variable in the name of a document's folder and looks for what it puts there
+// elsewhere.
+bool isExpanded(const std::string& folder);
+
 // Serves one plan; actions come in the order of the run, since each changes what the next one finds. Host
 // and model stay the caller's.
 class ActionPlanner {

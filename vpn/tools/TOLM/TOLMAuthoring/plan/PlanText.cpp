@@ -15,6 +15,13 @@ std::string placeText(const PlannedPlace& place) {
   return (place.line == 0 ? "" : "line " + std::to_string(place.line) + " of ") + clean(place.document);
 }
 
+// Both lines of what is stored in vain: its own action's, and the one that takes its place.
+std::string replacedText(const PlannedAction& action, const std::optional<PlannedPlace>& by) {
+  return by ? (action.line == 0 ? "" : ", of line " + std::to_string(action.line)) + ", replaced by " +
+                  placeText(*by)
+            : "";
+}
+
 std::string sizeText(std::int64_t size) {
   return helperUtil::sizeToText(static_cast<double>(size), kDecimals);
 }
@@ -56,10 +63,7 @@ void addFiles(std::string& out, const PlannedAction& action) {
     if (!file.linkTarget.empty()) {
       out += ", a link to " + clean(file.linkTarget);
     }
-    if (file.replacedBy) {
-      out += ", replaced by " + placeText(*file.replacedBy);
-    }
-    out += "\n";
+    out += replacedText(action, file.replacedBy) + "\n";
     addInside(out, file.inside);
   }
 }
@@ -74,13 +78,13 @@ void addAction(std::string& out, const PlannedAction& action) {
     case PlannedKind::kCapture:
       out += "      run " + clean(action.expanded) + problem;
       out += "        its output becomes " + clean(action.storedAs) +
-             (action.replacedBy ? ", replaced by " + placeText(*action.replacedBy) : "") + "\n";
+             replacedText(action, action.replacedBy) + "\n";
       break;
     case PlannedKind::kLaunch:
       out += "      start " + clean(action.expanded) + problem;
       if (!action.output.empty()) {
         out += "        " + clean(action.output) + " becomes " + clean(action.storedAs) + " and is deleted" +
-               (action.replacedBy ? ", replaced by " + placeText(*action.replacedBy) : "") + "\n";
+               replacedText(action, action.replacedBy) + "\n";
       }
       break;
     case PlannedKind::kDelete:

@@ -387,6 +387,24 @@ TEST_F(PlanTest, TheJsonFormHasItsMembersInOrder) {
 )");
 }
 
+// The plan told a result for each command, and a run stored none.
+TEST_F(PlanTest, ATitleWithAVariableLosesTheOutputOfCommandsAndTheSummary) {
+  setenv("TOLM_TEST_TITLE", "/x", 1);
+  const auto titled = [](const std::string& title) {
+    return "<c><configure><title>" + title + "</title></configure>" +
+           item("a", "<use_extern_action><action><args>ls</args><stdout/></action></use_extern_action>") +
+           "</c>";
+  };
+  const Plan lost = plan(titled("$TOLM_TEST_TITLE"));
+  EXPECT_THAT(lost.documents[0].items[0].actions[0].problem, HasSubstr("expands the variable in the title"));
+  EXPECT_FALSE(lost.summaryPath.has_value());
+  // Nothing is expanded where the variable isn't set.
+  const Plan kept = plan(titled("$TOLM_TEST_NO_SUCH"));
+  EXPECT_EQ(kept.documents[0].items[0].actions[0].problem, "");
+  EXPECT_TRUE(kept.summaryPath.has_value());
+  unsetenv("TOLM_TEST_TITLE");
+}
+
 TEST_F(PlanTest, WhatIsReplacedIsToldWithTheLinesOfBoth) {
   host.folders["/x/"] = {{"a.log", {1, 5, false, "", "", false}}};
   host.folders["/y/"] = {{"a.log", {2, 5, false, "", "", false}}};
@@ -400,7 +418,7 @@ TEST_F(PlanTest, WhatIsReplacedIsToldWithTheLinesOfBoth) {
   EXPECT_EQ(first.files[0].replacedBy->line, 3U);
   EXPECT_EQ(made.totals.files, 1U);
   EXPECT_EQ(made.totals.bytes, 2);
-  EXPECT_THAT(planText(made), HasSubstr("/x/a.log  1 bytes, replaced by line 3 of /c/a.xml\n"));
+  EXPECT_THAT(planText(made), HasSubstr("/x/a.log  1 bytes, of line 2, replaced by line 3 of /c/a.xml\n"));
   EXPECT_THAT(planJson(made), HasSubstr("\"line\": 3\n"));
 }
 
