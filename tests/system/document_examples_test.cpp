@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Documents.h"
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
 
@@ -95,6 +96,27 @@ TEST(DocumentExamplesTest, EveryExamplePassesTheCheckFitsItsSchemaAndCanBeTried)
   EXPECT_GE(documents, 6) << "the examples weren't found";
 }
 
+// Three texts named three folders for the logs of one client.
+TEST(DocumentExamplesTest, TheClientsFolderInAHomeIsOneEverywhere) {
+  std::vector<std::string> texts = {"README.md", "docs/instruction-documents.md", "docs/authoring.md",
+                                    "packaging/man/tolm-document.5"};
+  for (const std::string& name : listFolder(sourcePath("samples"))) {
+    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".xml") == 0) {
+      texts.push_back("samples/" + name);
+    }
+  }
+  const std::string folder = "/.halvo/";
+  int seen = 0;
+  for (const std::string& name : texts) {
+    const std::string text = readFile(sourcePath(name));
+    for (std::size_t at = text.find(folder); at != std::string::npos; at = text.find(folder, at + 1)) {
+      ++seen;
+      EXPECT_EQ(text.substr(at, folder.size() + 4), folder + "vpn/") << name;
+    }
+  }
+  EXPECT_GE(seen, 6);
+}
+
 TEST(TryTest, ATrialGathersTheNamedItemAloneAndTellsWhatIsMissing) {
   makeFolders("/opt/docs");
   writeFile("/opt/logs/one.log", "one\n");
@@ -124,6 +146,17 @@ TEST(TryTest, ATrialGathersTheNamedItemAloneAndTellsWhatIsMissing) {
   for (const std::string& name : listFolder("/tmp")) {
     EXPECT_FALSE(startsWith(name, "tmtolm-try")) << name;
   }
+}
+
+// A document that isn't well-formed was told by its copy's name in the bundle's summary alone.
+TEST(TryTest, ADocumentThatCannotBeUsedIsToldByItsOwnPath) {
+  writeFile("/opt/tried/good.xml", documentText("T", itemText("a", "D", captureAction("uname"))));
+  writeFile("/opt/tried/broken.xml", "<config><oops>");
+  const RunResult result =
+      runProgram({builtProgram("tmtolm"), "try", "/opt/tried", "--bundle", "/opt/tried.zip"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("\nDocuments that can't be used (tmtolm check tells why):\n"
+                                    "  \"/opt/tried/broken.xml\"\n"));
 }
 
 TEST(TryTest, WhatCannotBeTriedIsWrongUsage) {
