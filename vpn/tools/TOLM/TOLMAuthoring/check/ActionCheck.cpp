@@ -268,7 +268,7 @@ void ActionCheck::checkArgs(const DocumentElement& args, bool captured, const Ac
                      "program's name, and of the result's"
                    : "blanks or line breaks at the end of <args>: without a shell a run takes them as "
                      "part of the program's argument");
-  } else if (hasOuterBlanks(text)) {
+  } else if (captured && hasOuterBlanks(text)) {
     // The shell passes them over; only the banner of the result shows them.
     m_List.add("args-outer-blanks", args,
                "blanks or line breaks behind the command in <args>: the shell passes them over, and the "
