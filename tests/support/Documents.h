@@ -27,7 +27,8 @@ inline std::string escapedText(const std::string& text) {
 }
 
 // An item that a run without a request gathers, with its kinds of action for Linux.
-inline std::string itemText(const std::string& id, const std::string& description, const std::string& kinds) {
+inline std::string describedItem(const std::string& id, const std::string& description,
+                                 const std::string& kinds) {
   return "<file id=\"" + id + "\"><description>" + description +
          "</description><default>true</default><tolm><os opsys=\"linux\">" + kinds + "</os></tolm></file>";
 }

@@ -34,9 +34,9 @@ class BundleCommandsTest : public ::testing::Test {
       std::filesystem::remove(made);
     }
     writeFile("/opt/logs/agent.log", "2026-03-15 10:42:07 agent: authentication failed\n\x1b[2J\n");
-    writeFile(kConfig + "client.xml",
-              documentText("Client", itemText("client-logs", "Logs",
-                                              copyAction("/opt/logs/*.log") + copyAction("/opt/none/*"))));
+    writeFile(kConfig + "client.xml", documentText("Client", describedItem("client-logs", "Logs",
+                                                                           copyAction("/opt/logs/*.log") +
+                                                                               copyAction("/opt/none/*"))));
     writeFile("/opt/word", "tiger\n");
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/secret.zip", "--password-file", "/opt/word"})

@@ -150,7 +150,7 @@ TEST(TryTest, ATrialGathersTheNamedItemAloneAndTellsWhatIsMissing) {
 
 // A document that isn't well-formed was told by its copy's name in the bundle's summary alone.
 TEST(TryTest, ADocumentThatCannotBeUsedIsToldByItsOwnPath) {
-  writeFile("/opt/tried/good.xml", documentText("T", itemText("a", "D", captureAction("uname"))));
+  writeFile("/opt/tried/good.xml", documentText("T", describedItem("a", "D", captureAction("uname"))));
   writeFile("/opt/tried/broken.xml", "<config><oops>");
   const RunResult result =
       runProgram({builtProgram("tmtolm"), "try", "/opt/tried", "--bundle", "/opt/tried.zip"});

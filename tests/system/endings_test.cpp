@@ -36,7 +36,7 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 std::string itemDocument(const std::string& title, const std::string& actions) {
-  return documentText(title, itemText("i", "D", actions));
+  return documentText(title, describedItem("i", "D", actions));
 }
 
 // A command that tells its own process in /opt/child and its run's in /opt/run, and then lasts.

@@ -39,13 +39,14 @@ using ::testing::StartsWith;
 
 // A document whose one item runs a command, captured or not.
 std::string commandDocument(const std::string& title, const std::string& command, bool captured = true) {
-  return documentText(title, itemText("c", "D",
-                                      "<use_extern_action><action><args>" + escapedText(command) + "</args>" +
-                                          (captured ? "<stdout/>" : "") + "</action></use_extern_action>"));
+  return documentText(title,
+                      describedItem("c", "D",
+                                    "<use_extern_action><action><args>" + escapedText(command) + "</args>" +
+                                        (captured ? "<stdout/>" : "") + "</action></use_extern_action>"));
 }
 
 std::string copyDocument(const std::string& path) {
-  return documentText("Alpha", itemText("a", "D", copyAction(path)));
+  return documentText("Alpha", describedItem("a", "D", copyAction(path)));
 }
 
 // A command that notes the run's process in /opt/run and its own child's in /opt/child, once both are there,

@@ -52,12 +52,12 @@ class RunGuardRunTest : public ::testing::Test {
 
   // A document of one item that copies the logs and runs a command, captured or started directly.
   static void command(const std::string& text, bool captured = true) {
-    writeFile(
-        kConfig + "a.xml",
-        documentText("Alpha", itemText("c", "D",
-                                       copyAction("/opt/logs/*.log") + "<use_extern_action><action><args>" +
-                                           escapedText(text) + "</args>" + (captured ? "<stdout/>" : "") +
-                                           "</action></use_extern_action>")));
+    writeFile(kConfig + "a.xml",
+              documentText("Alpha",
+                           describedItem("c", "D",
+                                         copyAction("/opt/logs/*.log") + "<use_extern_action><action><args>" +
+                                             escapedText(text) + "</args>" + (captured ? "<stdout/>" : "") +
+                                             "</action></use_extern_action>")));
   }
   static std::map<std::string, std::string> content(const std::string& bundle = "/opt/out/a.zip") {
     return bundleContent(Reader::Unzip, bundle);

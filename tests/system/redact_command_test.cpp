@@ -33,7 +33,7 @@ class RedactCommandTest : public ::testing::Test {
     writeFile("/opt/logs/vpn.acme.de.log", "host vpn.acme.de\n");
     writeFile("/opt/logs/core", std::string("\0\1", 2));
     writeFile(kConfig + "client.xml",
-              documentText("Client", itemText("client-logs", "Logs", copyAction("/opt/logs/*"))));
+              documentText("Client", describedItem("client-logs", "Logs", copyAction("/opt/logs/*"))));
     writeFile("/opt/word", "tiger\n");
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
     ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/secret.zip", "--password-file", "/opt/word"})

@@ -43,7 +43,8 @@ class SharedMachineTest : public ::testing::Test {
     makeFolders(kConfig);
     makeFolders("/opt/out");
     writeFile("/opt/logs/one.log", "one\n");
-    writeFile(kConfig + "a.xml", documentText("Alpha", itemText("a", "D", copyAction("/opt/logs/*.log"))));
+    writeFile(kConfig + "a.xml",
+              documentText("Alpha", describedItem("a", "D", copyAction("/opt/logs/*.log"))));
   }
 
   // A folder of the other user's. Where the test isn't root there is none, and it is the user's own.
@@ -68,11 +69,12 @@ class SharedMachineTest : public ::testing::Test {
 
   // Has the next run's one command last until go(), and tell that it runs.
   static void addLastingCommand() {
-    writeFile(kConfig + "b.xml",
-              documentText("Slow", itemText("s", "D",
-                                            captureAction("touch /opt/marks/started; for i in `seq 3000`; do "
-                                                          "test -e /opt/marks/go &amp;&amp; break; "
-                                                          "sleep 0.01; done"))));
+    writeFile(
+        kConfig + "b.xml",
+        documentText("Slow", describedItem("s", "D",
+                                           captureAction("touch /opt/marks/started; for i in `seq 3000`; do "
+                                                         "test -e /opt/marks/go &amp;&amp; break; "
+                                                         "sleep 0.01; done"))));
     makeFolders("/opt/marks");
     chmod("/opt/marks", 0777);
     unlink("/opt/marks/started");
