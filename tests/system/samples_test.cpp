@@ -239,6 +239,24 @@ TEST(SamplesTest, WithoutTheFilterNothingIsGatheredInsteadOfSecrets) {
   }
 }
 
+// What looks back in time goes by the moment that a run is told, and has one of its own without.
+TEST(SamplesTest, EveryLookBackInTimeGoesByTheMomentThatARunIsTold) {
+  int looks = 0;
+  for (const std::string& name : test::listFolder(sourcePath("samples"))) {
+    if (name.size() < 4 || name.compare(name.size() - 4, 4, ".xml") != 0) {
+      continue;
+    }
+    const std::string text = readFile(sourcePath("samples/" + name));
+    for (std::size_t at = text.find("--since"); at != std::string::npos; at = text.find("--since", at + 1)) {
+      const std::string option = text.substr(at, 50);
+      EXPECT_TRUE(std::regex_search(option, std::regex("^--since \"\\$\\{TOLM_SINCE:-[0-9]+ days ago\\}\"")))
+          << name << ": " << option;
+      ++looks;
+    }
+  }
+  EXPECT_GE(looks, 5);
+}
+
 TEST(WithoutSecretsTest, WhatIsNoSecretStaysToTheByte) {
   const std::string harmless =
       "inet 192.168.1.2/24 brd 192.168.1.255 scope global eth0\n"
