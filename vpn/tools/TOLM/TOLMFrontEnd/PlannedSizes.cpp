@@ -22,28 +22,20 @@ PlannedSizes planSizes(const std::string& requestPath, const std::string& config
     request = loadDocument(requestPath);
   }
   SizesHost host;
-  const Plan plan = buildPlan(folder.sources(), request.document, host);
   PlannedSizes sizes;
-  for (const PlannedDocument& document : plan.documents) {
-    for (const PlannedItem& item : document.items) {
-      if (!isSelected(item.selection)) {
-        continue;
-      }
-      for (const PlannedAction& action : item.actions) {
-        for (const PlannedFile& file : action.files) {
-          if (file.size <= 0) {
-            continue;
-          }
-          const auto bytes = static_cast<std::uint64_t>(file.size);
-          sizes.bytes += bytes;
-          if (bytes > sizes.largestBytes) {
-            sizes.largestBytes = bytes;
-            sizes.largestFile = file.path;
-          }
-        }
-      }
+  PlanOptions options;
+  options.onCopy = [&sizes](const PlannedFile& file) {
+    if (file.size <= 0) {
+      return;
     }
-  }
+    const auto bytes = static_cast<std::uint64_t>(file.size);
+    sizes.bytes += bytes;
+    if (bytes > sizes.largestBytes) {
+      sizes.largestBytes = bytes;
+      sizes.largestFile = file.path;
+    }
+  };
+  static_cast<void>(buildPlan(folder.sources(), request.document, host, options));
   return sizes;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,13 +17,6 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/XMLObject.h"
 
 namespace halvo {
-
-// What to plan.
-struct PlanOptions {
-  bool deep = false;   // look into matched folders
-  bool all = false;    // tell the actions of items that aren't selected, too
-  bool clear = false;  // a clear run instead of a collect run
-};
 
 // Where something stands in a document; line 0 where that isn't known. A summary that is written behind a
 // file of its name stands here by that name.
@@ -57,6 +51,16 @@ struct PlannedFile {
 
   // Its number in the planner's model.
   std::size_t id = 0;
+};
+
+// What to plan.
+struct PlanOptions {
+  bool deep = false;   // look into matched folders
+  bool all = false;    // tell the actions of items that aren't selected, too
+  bool clear = false;  // a clear run instead of a collect run
+  // Takes each file that a copy finds, as soon as it is found. The plan then keeps none of them, and tells
+  // neither what becomes of them in the bundle nor their sums: for who asks about very many files.
+  std::function<void(const PlannedFile&)> onCopy = nullptr;
 };
 
 // kDelete: files that a clear run deletes.

@@ -175,13 +175,15 @@ void ActionPlanner::planCopy(PlannedAction& action, const XMLObject& subtree) {
       newestTime = entry.modifiedTime;
     }
   }
+  bool found = false;
   for (const helperUtil::FileFindEntry& entry : entries) {
     if (!isDotName(entry.name) && (!attributes.gatherNewest || entry.name == newest)) {
-      action.files.push_back(planFile(
-          folder + entry.name, helperUtil::buildBundleFileName(m_strName, entry.name), entry.isDirectory));
+      takeFile(action, planFile(folder + entry.name, helperUtil::buildBundleFileName(m_strName, entry.name),
+                                entry.isDirectory));
+      found = true;
     }
   }
-  if (action.files.empty()) {
+  if (!found) {
     action.problem = "nothing but the folder itself matches";
   }
 }
@@ -247,15 +249,25 @@ PlannedFile ActionPlanner::planFile(const std::string& path, const std::string& 
   } else if (m_Options.deep) {
     file.inside = m_Walk.look(path);
   }
-  if (m_Folder && !m_Options.clear) {
+  if (m_Folder && !m_Options.clear && !m_Options.onCopy) {
     store(file, kind);
   }
   return file;
 }
 
+void ActionPlanner::takeFile(PlannedAction& action, PlannedFile file) {
+  if (m_Options.onCopy) {
+    m_Options.onCopy(file);
+  } else {
+    action.files.push_back(std::move(file));
+  }
+}
+
 void ActionPlanner::store(PlannedFile& file, HostKind kind) {
   file.id = newId();
-  m_Insides[file.id] = file.inside;
+  if (!file.inside.empty()) {
+    m_Insides[file.id] = file.inside;
+  }
   const std::string name = *m_Folder + "/" + file.storedAs;
   const BundleModel::Answer answer = kind == HostKind::kFile
                                          ? m_Model.storeFile(name, file.id, file.problem.empty())
@@ -425,9 +437,9 @@ void ActionPlanner::planList(PlannedAction& action, const XMLObject& subtree) {
   for (const std::string& location : locations) {
     // A clear run has no folder to store in, and takes the root of the machine.
     const std::string name = helperUtil::stringAfterLast(location, "/");
-    action.files.push_back(planFile(location, m_Options.clear ? "/" + name : name, false));
+    takeFile(action, planFile(location, m_Options.clear ? "/" + name : name, false));
   }
-  if (action.files.empty()) {
+  if (locations.empty()) {
     action.problem = "the property list names no file";
   }
 }

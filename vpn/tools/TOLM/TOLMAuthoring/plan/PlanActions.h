@@ -60,6 +60,8 @@ class ActionPlanner {
                                 std::list<helperUtil::FileFindEntry>& entries);
   // `isFolder`: the listing that it comes from says so.
   PlannedFile planFile(const std::string& path, const std::string& storedAs, bool isFolder);
+  // To whoever asked for the files, or into the action.
+  void takeFile(PlannedAction& action, PlannedFile file);
   void store(PlannedFile& file, HostKind kind);
   void endKind();
   std::size_t newId();

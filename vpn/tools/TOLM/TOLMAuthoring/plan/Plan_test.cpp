@@ -217,6 +217,23 @@ TEST_F(PlanTest, CopiesNameTheFilesThatMatchNow) {
   EXPECT_EQ(onlyAction(copy("/x/*.txt")).problem, "no file matches");
 }
 
+TEST_F(PlanTest, WhoAsksForTheFilesGetsEachAtOnceAndThePlanKeepsNone) {
+  host.folders["/x/"] = {{"a.log", {10, 0, false, "", "", false}}, {"b.log", {20, 0, false, "", "", false}}};
+  std::vector<std::string> seen;
+  PlanOptions options;
+  options.onCopy = [&seen](const PlannedFile& file) {
+    seen.push_back(file.path + " " + std::to_string(file.size));
+  };
+  const Plan made = planWith(options, config(item("a", copy("/x/*.log")) + item("b", copy("/x/*.txt"))));
+  EXPECT_THAT(seen, ElementsAre("/x/a.log 10", "/x/b.log 20"));
+  ASSERT_EQ(made.documents.at(0).items.size(), 2U);
+  const PlannedAction& found = made.documents[0].items[0].actions.at(0);
+  EXPECT_THAT(found.files, IsEmpty());
+  EXPECT_EQ(found.problem, "");
+  EXPECT_EQ(made.documents[0].items[1].actions.at(0).problem, "no file matches");
+  EXPECT_EQ(made.totals.files, 0U);
+}
+
 // "no file matches" stood there, and nothing told that the folder refused.
 TEST_F(PlanTest, AFolderThatCannotBeReadIsToldApartFromOneWithoutSuchFiles) {
   host.closedFolders.insert("/shut/");

@@ -37,15 +37,16 @@ std::int32_t keepSize(double bytes) {
 }  // namespace
 
 truncator::truncator(const std::list<FileRecord>& records, XMLObject* summary)
-    : m_pXMLSummary(summary), m_Sections(summary) {
-  m_TruncAttrsList.reserve(records.size());
-  for (const FileRecord& record : records) {
+    : m_Records(records), m_pXMLSummary(summary), m_Sections(summary) {}
+
+truncator::~truncator() = default;
+
+void truncator::takeRecords() {
+  m_TruncAttrsList.clear();
+  m_TruncAttrsList.reserve(m_Records.size());
+  for (const FileRecord& record : m_Records) {
     m_TruncAttrsList.push_back({&record, "", record.appliedScheme});
   }
-}
-
-truncator::~truncator() {
-  m_TruncAttrsList.clear();
 }
 
 FileRecord truncator::marked(const Entry& entry) {
@@ -56,6 +57,13 @@ FileRecord truncator::marked(const Entry& entry) {
 }
 
 std::list<FileRecord> truncator::records() const {
+  if (m_TruncAttrsList.empty()) {
+    std::list<FileRecord> copies = m_Records;
+    for (FileRecord& record : copies) {
+      record.appliedScheme = m_bAllKept ? kTruncateNone : record.appliedScheme;
+    }
+    return copies;
+  }
   std::list<FileRecord> copies;
   for (const Entry& entry : m_TruncAttrsList) {
     copies.push_back(marked(entry));
@@ -64,15 +72,17 @@ std::list<FileRecord> truncator::records() const {
 }
 
 ResultCode truncator::keepAll() {
-  for (Entry& entry : m_TruncAttrsList) {
-    entry.appliedScheme = kTruncateNone;
+  // Marks none, and so needs no list of marks: for very many files it would count beside their summary.
+  m_bAllKept = true;
+  for (const FileRecord& record : m_Records) {
     // A file that can't be entered is logged there; the others still are.
-    static_cast<void>(fillSummaryGoodFile(*entry.pRecord));
+    static_cast<void>(fillSummaryGoodFile(record));
   }
   return 0;
 }
 
 ResultCode truncator::perform() {
+  takeRecords();
   if (m_TruncAttrsList.empty()) {
     LOG_MESSAGE(kLogError, "m_TruncAttrsList is empty");
     return TOLMENGINE_ERROR_NOT_INITIALIZED;

@@ -63,6 +63,7 @@ class truncator {
     std::int32_t appliedScheme;
   };
 
+  void takeRecords();
   [[nodiscard]] static FileRecord marked(const Entry& entry);
   void closeGroup(std::int32_t scheme, std::list<FileRecord>& group, double sum);
   void selectWhole(Entry& entry, double& sum);
@@ -71,7 +72,9 @@ class truncator {
 
   bool m_bNote2Due = false;
   bool m_bNote1Due = false;
-  std::vector<Entry> m_TruncAttrsList;
+  bool m_bAllKept = false;
+  const std::list<FileRecord>& m_Records;
+  std::vector<Entry> m_TruncAttrsList;  // filled by perform()
   XMLObject* m_pXMLSummary;
   helperUtil::SummarySections m_Sections;  // of m_pXMLSummary
 };

@@ -9,7 +9,6 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,9 +38,9 @@ class DataAttribute {
 
 class DataComponent {
  public:
-  using Children = std::list<std::unique_ptr<DataComponent>>;
-  // Each record keeps its address until it is removed. A row of pointers and no linked list, since a
-  // report of a hundred thousand files has two attributes for each.
+  // Each child and each record keeps its address until it is removed. Rows of pointers and no linked lists,
+  // since a report of a hundred thousand files has a child with two attributes for each.
+  using Children = std::vector<std::unique_ptr<DataComponent>>;
   using Attributes = std::vector<std::unique_ptr<DataAttribute>>;
 
   DataComponent() = default;
