@@ -31,6 +31,9 @@ void setPreferredLanguages(const std::vector<std::string>& languages);
 // Whether CFStringGetCStringPtr hands out pointers; at the start it does.
 void setDirectPointers(bool direct);
 
+// What the next reading of a property list from XML gives as its reason, whether the list is good or not.
+void setListReason(const std::string& reason);
+
 // CoreFoundation objects that the callers own at this moment.
 long ownedObjects();
 

@@ -27,6 +27,7 @@ bool s_direct = true;
 std::optional<std::string> s_language = "en";
 std::optional<std::string> s_country = "US";
 std::vector<std::string> s_languages = {"en"};
+std::string s_listReason;
 
 using halvo::test::platform::fails;
 
@@ -111,6 +112,9 @@ void setLocale(std::optional<std::string> language, std::optional<std::string> c
 }
 void setPreferredLanguages(const std::vector<std::string>& languages) {
   s_languages = languages;
+}
+void setListReason(const std::string& reason) {
+  s_listReason = reason;
 }
 
 }  // namespace halvo::test::platform
@@ -385,7 +389,11 @@ CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDa
   }
   NSString* reason = nil;
   id list = [listOf(data, &reason) retain];
-  if (reason != nil) {
+  if (!s_listReason.empty()) {
+    reason = [NSString stringWithUTF8String:s_listReason.c_str()];
+    s_listReason.clear();
+  }
+  if (reason != nil && !fails("errorText of CFPropertyListCreateFromXMLData")) {
     *errorText = owned<CFStringRef>([reason copy]);
   }
   return owned<CFPropertyListRef>(list);

@@ -84,6 +84,7 @@ void reset() {
   setLocale("en", "US");
   setPreferredLanguages({"en"});
   setDirectPointers(true);
+  setListReason("");
   const std::lock_guard<std::mutex> guard(s_lock);
   calls().clear();
   failures().clear();

@@ -3,6 +3,9 @@
 // Free functions without shared state: any thread may call, an object at a time. For hosts that have
 // CoreFoundation. Nothing here throws.
 //
+// A caller that has an object in a holder hands over the holder: the forms that take one by constant
+// reference are those that take the object, and a holder of nothing is a null object.
+//
 // What a function stores in `out` belongs to the caller, who gives it back with CFRelease(). On every
 // failure `out` is null or empty, whichever it can be, and nothing is left to release.
 //
@@ -20,6 +23,7 @@
 #include <vector>
 
 #include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/Common/Utility/CoreFoundationHeld.h"
 
 namespace halvo {
 
@@ -84,5 +88,30 @@ inline constexpr const char* kDateFormat = "MM-dd-yy HH:mm:ss:SSS";
 // prefix is missing.
 [[nodiscard]] ResultCode SplitConnectionText(const std::string& text, std::string& before,
                                              std::string& behind);
+
+// The forms for holders.
+[[nodiscard]] inline ResultCode CFNumberToUnsignedInt(const Held<CFNumberRef>& number, std::uint32_t& out) {
+  return CFNumberToUnsignedInt(number.get(), out);
+}
+[[nodiscard]] inline ResultCode CFNumberToUnsignedLong(const Held<CFNumberRef>& number, std::uint64_t& out) {
+  return CFNumberToUnsignedLong(number.get(), out);
+}
+[[nodiscard]] inline ResultCode CFDataToVector(const Held<CFDataRef>& data, std::vector<std::uint8_t>& out) {
+  return CFDataToVector(data.get(), out);
+}
+[[nodiscard]] inline ResultCode CFDataToSockaddr(const Held<CFDataRef>& data, sockaddr_storage& out) {
+  return CFDataToSockaddr(data.get(), out);
+}
+[[nodiscard]] inline ResultCode CFDataToSocket(const Held<CFDataRef>& data, std::int32_t& out) {
+  return CFDataToSocket(data.get(), out);
+}
+[[nodiscard]] inline ResultCode CFStringToSTDString(const Held<CFStringRef>& string, std::string& out,
+                                                    std::size_t size = 1024) {
+  return CFStringToSTDString(string.get(), out, size);
+}
+[[nodiscard]] inline ResultCode WriteDictionaryToFile(const std::string& path,
+                                                      const Held<CFDictionaryRef>& dictionary) {
+  return WriteDictionaryToFile(path, dictionary.get());
+}
 
 }  // namespace halvo

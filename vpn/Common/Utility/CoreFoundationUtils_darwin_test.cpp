@@ -69,7 +69,10 @@ TEST_F(CoreFoundationTest, NumbersOf32BitsComeBack) {
 }
 
 TEST_F(CoreFoundationTest, NumbersOf64BitsComeBack) {
-  for (const std::uint64_t value : {std::uint64_t{0}, std::uint64_t{1} << 40}) {
+  // The platform's own are signed: the upper half goes through them bit for bit.
+  for (const std::uint64_t value :
+       {std::uint64_t{0}, std::uint64_t{1} << 40, (std::uint64_t{1} << 63) - 1, std::uint64_t{1} << 63,
+        (std::uint64_t{1} << 63) + 1, std::numeric_limits<std::uint64_t>::max()}) {
     CFNumberRef made = nullptr;
     ASSERT_RESULT(UnsignedLongToCFNumber(value, made), 0);
     const Held<CFNumberRef> number(made);
@@ -87,6 +90,22 @@ TEST_F(CoreFoundationTest, NumberThatDoesNotFitIn32BitsFails) {
   expectFailure(GLOBAL_ERROR_UNEXPECTED, {"CFNumberGetValue failed"},
                 [&] { return CFNumberToUnsignedInt(number.get(), read); });
   EXPECT_EQ(read, 0U);
+}
+
+TEST_F(CoreFoundationTest, NumberThatIsNotWholeFailsIn64Bits) {
+  const TempFolder folder;
+  const std::string path = folder.path() + "/list.plist";
+  test::writeFile(path,
+                  "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict><key>Half</key><real>0.5</real>"
+                  "</dict></plist>");
+  CFDictionaryRef read = nullptr;
+  ASSERT_RESULT(ParseFileToDict(path, read), 0);
+  const Held<CFDictionaryRef> list(read);
+  const auto half = static_cast<CFNumberRef>(CFDictionaryGetValue(list.get(), string("Half").get()));
+  std::uint64_t number = 77;
+  expectFailure(GLOBAL_ERROR_UNEXPECTED, {"CFNumberGetValue failed"},
+                [&] { return CFNumberToUnsignedLong(half, number); });
+  EXPECT_EQ(number, 0U);
 }
 
 TEST_F(CoreFoundationTest, NullNumberIsBadInput) {
@@ -442,17 +461,33 @@ TEST_F(CoreFoundationTest, FileWithoutDataIsLoggedAsAWarning) {
       [&] { return ParseFileToDict("/tmp/x", read); }, kLogWarning);
 }
 
+// The platform tells of a list, of a reason, of both or of neither.
 TEST_F(CoreFoundationTest, FileThatIsNoPropertyListIsLoggedWithAndWithoutTheReason) {
   const TempFolder folder;
   const std::string path = folder.path() + "/list.plist";
   test::writeFile(path, "<plist><dict><key>open");
   CFDictionaryRef read = nullptr;
-  LogRecorder log;
-  EXPECT_RESULT(ParseFileToDict(path, read), GLOBAL_ERROR_UNEXPECTED);
+  const auto call = [&] { return ParseFileToDict(path, read); };
+  const std::string noList = "CFPropertyListCreateFromXMLData returned NULL.";
+  const std::string reason = "CFPropertyListCreateFromXMLData returned with error: ";
+
+  platform::setListReason("an odd text");
+  expectFailure(GLOBAL_ERROR_UNEXPECTED, {noList, reason + "an odd text"}, call);
   EXPECT_EQ(read, nullptr);
-  ASSERT_EQ(log.records().size(), 2U) << log.dump();
-  EXPECT_EQ(log.records()[0].text(), "CFPropertyListCreateFromXMLData returned NULL.");
-  EXPECT_EQ(log.records()[1].text().find("CFPropertyListCreateFromXMLData returned with error: "), 0U);
+  platform::failNext("errorText of CFPropertyListCreateFromXMLData");
+  expectFailure(GLOBAL_ERROR_UNEXPECTED, {noList}, call);
+  EXPECT_EQ(read, nullptr);
+}
+
+TEST_F(CoreFoundationTest, PropertyListThatComesWithAnErrorIsRefused) {
+  const TempFolder folder;
+  const std::string path = folder.path() + "/list.plist";
+  test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict></dict></plist>");
+  CFDictionaryRef read = nullptr;
+  platform::setListReason("half of it");
+  expectFailure(GLOBAL_ERROR_UNEXPECTED, {"CFPropertyListCreateFromXMLData returned with error: half of it"},
+                [&] { return ParseFileToDict(path, read); });
+  EXPECT_EQ(read, nullptr);
 }
 
 TEST_F(CoreFoundationTest, PropertyListWithAnArrayAsItsRootIsRefused) {
@@ -523,6 +558,69 @@ TEST_F(CoreFoundationTest, DateOrFormatterThatCannotBeMadeHasTheCodeOfAnAllocati
                 [&] { return CompareDateTexts("01-01-20 00:00:00:000", "01-01-20 00:00:00:000", order); });
   expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {},
                 [&] { return CompareDateTexts("no date", "01-01-20 00:00:00:000", order); });
+}
+
+// Holders.
+
+TEST_F(CoreFoundationTest, HolderIsTakenForTheObjectInIt) {
+  CFNumberRef made = nullptr;
+  ASSERT_RESULT(UnsignedIntToCFNumber(7, made), 0);
+  const Held<CFNumberRef> number(made);
+  std::uint32_t small = 0;
+  EXPECT_RESULT(CFNumberToUnsignedInt(number, small), 0);
+  EXPECT_EQ(small, 7U);
+  std::uint64_t large = 0;
+  EXPECT_RESULT(CFNumberToUnsignedLong(number, large), 0);
+  EXPECT_EQ(large, 7U);
+
+  const Held<CFDataRef> four = data(4);
+  std::vector<std::uint8_t> bytes;
+  EXPECT_RESULT(CFDataToVector(four, bytes), 0);
+  EXPECT_EQ(bytes, std::vector<std::uint8_t>(4, 0x5a));
+  sockaddr_storage address;
+  EXPECT_RESULT(CFDataToSockaddr(four, address), 0);
+  EXPECT_EQ(std::memcmp(&address, bytes.data(), bytes.size()), 0);
+  std::int32_t socket = 0;
+  EXPECT_RESULT(CFDataToSocket(four, socket), 0);
+  EXPECT_EQ(socket, 0x5a5a5a5a);
+
+  platform::setDirectPointers(false);
+  std::string text;
+  EXPECT_RESULT(CFStringToSTDString(string("text"), text), 0);
+  EXPECT_EQ(text, "text");
+  EXPECT_RESULT(CFStringToSTDString(string("text"), text, 4), GLOBAL_ERROR_UNEXPECTED);
+
+  const TempFolder folder;
+  const std::string path = folder.path() + "/list.plist";
+  test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict></dict></plist>");
+  CFDictionaryRef read = nullptr;
+  ASSERT_RESULT(ParseFileToDict(path, read), 0);
+  const Held<CFDictionaryRef> list(read);
+  EXPECT_RESULT(WriteDictionaryToFile(folder.path() + "/copy.plist", list), 0);
+  EXPECT_TRUE(test::exists(folder.path() + "/copy.plist"));
+}
+
+TEST_F(CoreFoundationTest, HolderOfNothingIsANullObject) {
+  std::uint32_t small = 77;
+  std::uint64_t large = 77;
+  std::vector<std::uint8_t> bytes;
+  sockaddr_storage address;
+  std::int32_t socket = 7;
+  const Held<CFNumberRef> number;
+  const Held<CFDataRef> none;
+  const std::string noNumber = "CFNumberRef is NULL";
+  const std::string noData = "CFDataRef is NULL";
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {noNumber}, [&] { return CFNumberToUnsignedInt(number, small); });
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {noNumber},
+                [&] { return CFNumberToUnsignedLong(number, large); });
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {noData}, [&] { return CFDataToVector(none, bytes); });
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {noData}, [&] { return CFDataToSockaddr(none, address); });
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {noData}, [&] { return CFDataToSocket(none, socket); });
+  std::string text = "left over";
+  EXPECT_RESULT(CFStringToSTDString(Held<CFStringRef>(), text), 0);
+  EXPECT_EQ(text, "");
+  expectFailure(GLOBAL_ERROR_BAD_PARAMETER, {},
+                [&] { return WriteDictionaryToFile("/tmp/x", Held<CFDictionaryRef>()); });
 }
 
 // Connection texts.

@@ -27,24 +27,46 @@ std::size_t readTable() {
   return sysctl(name, 3, s_table, &bytes, nullptr, 0) == 0 ? bytes / sizeof(kinfo_proc) : 0;
 }
 
-std::uint64_t startOf(const kinfo_proc& process) {
-  const timeval started = process.kp_proc.p_un.__p_starttime;
-  return static_cast<std::uint64_t>(started.tv_sec) * 100U +
-         static_cast<std::uint64_t>(started.tv_usec) / 10'000U;
+// Those that were found, with their start, for as long as they are being ended: one whose parent ends first
+// goes to the first process of this host, and would be lost from sight.
+struct FoundProcess {
+  pid_t pid;
+  timeval started;
+};
+FoundProcess s_found[kMostProcesses];
+std::size_t s_foundCount = 0;
+
+std::uint64_t hundredthsOf(const timeval& moment) {
+  return static_cast<std::uint64_t>(moment.tv_sec) * 100U +
+         static_cast<std::uint64_t>(moment.tv_usec) / 10'000U;
 }
 
-bool isBelow(pid_t parent, pid_t self, std::size_t count) {
-  for (int depth = 0; depth < kDeepest && parent > 1; ++depth) {
-    if (parent == self) {
+bool isFound(const kinfo_proc& process) {
+  const timeval started = process.kp_proc.p_un.__p_starttime;
+  for (std::size_t i = 0; i < s_foundCount; ++i) {
+    // The id alone may be another's by now.
+    if (s_found[i].pid == process.kp_proc.p_pid && s_found[i].started.tv_sec == started.tv_sec &&
+        s_found[i].started.tv_usec == started.tv_usec) {
       return true;
     }
-    pid_t next = 0;
-    for (std::size_t i = 0; i < count; ++i) {
+  }
+  return false;
+}
+
+// Whether a process is below this one, or has been, or is below one that has been.
+bool isBelow(const kinfo_proc& process, pid_t self, std::size_t count) {
+  const kinfo_proc* current = &process;
+  for (int depth = 0; depth < kDeepest && current != nullptr; ++depth) {
+    const pid_t parent = current->kp_eproc.e_ppid;
+    if (parent == self || isFound(*current)) {
+      return true;
+    }
+    current = nullptr;
+    for (std::size_t i = 0; i < count && parent > 1; ++i) {
       if (s_table[i].kp_proc.p_pid == parent) {
-        next = s_table[i].kp_eproc.e_ppid;
+        current = &s_table[i];
       }
     }
-    parent = next;
   }
   return false;
 }
@@ -55,11 +77,15 @@ int signalDescendants(std::uint64_t since, int signal) {
   int living = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const kinfo_proc& process = s_table[i];
+    const timeval started = process.kp_proc.p_un.__p_starttime;
     if (process.kp_proc.p_pid <= 1 || process.kp_proc.p_pid == self || process.kp_proc.p_stat == SZOMB ||
-        startOf(process) < since || !isBelow(process.kp_eproc.e_ppid, self, count)) {
+        hundredthsOf(started) < since || !isBelow(process, self, count)) {
       continue;
     }
     ++living;
+    if (!isFound(process) && s_foundCount < kMostProcesses) {
+      s_found[s_foundCount++] = {process.kp_proc.p_pid, started};
+    }
     if (signal != 0) {
       kill(process.kp_proc.p_pid, signal);
       // One that is stopped ends only when it goes on.
@@ -79,10 +105,11 @@ bool adoptOrphans() {
 std::uint64_t processClock() {
   timeval now = {};
   gettimeofday(&now, nullptr);
-  return static_cast<std::uint64_t>(now.tv_sec) * 100U + static_cast<std::uint64_t>(now.tv_usec) / 10'000U;
+  return hundredthsOf(now);
 }
 
 int endDescendants(std::uint64_t since, unsigned graceMs) {
+  s_foundCount = 0;
   if (signalDescendants(since, SIGTERM) == 0) {
     return 0;
   }
@@ -101,6 +128,7 @@ int endDescendants(std::uint64_t since, unsigned graceMs) {
 }
 
 int countDescendants(std::uint64_t since) {
+  s_foundCount = 0;
   return signalDescendants(since, 0);
 }
 
