@@ -293,9 +293,10 @@ def verdict(scenario, result, exact=True, check_next=True):
         faults = ["odd status"]
     elif scenario.collects:
         faults = bundle_faults(scenario, result, exact)
-    elif result.value != 0 or result.err or scenario.arguments[0] == "clear":
-        # What a clear run can't delete is told to the log alone, whatever its status.
+    elif result.value != 0 or result.err:
         faults = []
+    elif scenario.arguments[0] == "clear":
+        faults = ["silent loss"] if os.listdir(CLEARED) else []
     else:
         # What can't be looked at stands in the plan itself.
         faults = [] if result.out == scenario.output or b"can't be" in result.out else ["silent loss"]

@@ -186,6 +186,11 @@ TEST_F(BundleCommandsTest, AskedRequestIsOneThatARunTakes) {
   EXPECT_THAT(tmtolm({"show", "/opt/second.zip", "client-logs"}).out, HasSubstr("Client/agent.log"));
 }
 
+TEST_F(BundleCommandsTest, AskedRequestHoldsNothingThatATerminalObeys) {
+  const RunResult asked = tmtolm({"ask", "/opt/plain.zip", "--item", "a\xc2\x9b\x7f"});
+  EXPECT_THAT(asked.out, HasSubstr("<file id=\"a&#155;&#127;\"/>"));
+}
+
 TEST_F(BundleCommandsTest, WhatIsNoBundleIsToldByEveryCommandAndLeavesNothing) {
   writeFile("/opt/text.zip", "just a text");
   for (const std::vector<std::string>& command :

@@ -59,6 +59,26 @@ class FaultTest : public ::testing::Test {
     return runProgram(all, options);
   }
 
+  // A run whose work folder lies on a disk of its own, with a file there ahead of it unless that is empty;
+  // `left` gets what it leaves.
+  static RunResult runInTemporaryFolderOf(const char* size, const std::string& file,
+                                          std::vector<std::string>& left) {
+    makeFolders("/opt/bundles");
+    makeFolders("/opt/faults");
+    // The build may lie below /tmp itself, which is hidden now.
+    std::filesystem::copy_file(builtProgram("tmtolm"), "/opt/faults/tmtolm",
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, size), 0);
+    if (!file.empty()) {
+      writeFile(file, std::string(3U << 20, 'x'));
+    }
+    RunResult result =
+        runProgram({"/opt/faults/tmtolm", "collect", "--quiet", "--bundle", "/opt/bundles/out.zip"});
+    left = workFolders();
+    umount("/tmp");
+    return result;
+  }
+
   static void removeLeftovers() {
     for (const std::string& name : workFolders()) {
       std::filesystem::remove_all("/tmp/" + name);
@@ -148,16 +168,8 @@ TEST_F(FaultTest, AFullTemporaryFolderShortensWhatIsGatheredAndTheRunEnds) {
       "<os opsys='linux'><use_extern_action><action><args>head -c 8388608 /dev/zero</args><stdout/></action>"
       "</use_extern_action>"
       "</os></tolm></file></c>");
-  makeFolders("/opt/bundles");
-  makeFolders("/opt/faults");
-  // The build may lie below /tmp itself, which is hidden now.
-  std::filesystem::copy_file(builtProgram("tmtolm"), "/opt/faults/tmtolm",
-                             std::filesystem::copy_options::overwrite_existing);
-  ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, "size=2m"), 0);
-  const RunResult result =
-      runProgram({"/opt/faults/tmtolm", "collect", "--quiet", "--bundle", "/opt/bundles/out.zip"});
-  const std::vector<std::string> left = workFolders();
-  umount("/tmp");
+  std::vector<std::string> left;
+  const RunResult result = runInTemporaryFolderOf("size=2m", "", left);
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_THAT(result.err, HasSubstr("1 file is cut short or missing\n"));
   // Named as it stands in the bundle, and not as it was captured.
@@ -166,6 +178,45 @@ TEST_F(FaultTest, AFullTemporaryFolderShortensWhatIsGatheredAndTheRunEnds) {
   EXPECT_EQ(runProgram({"unzip", "-tq", "/opt/bundles/out.zip"}).exitStatus, 0);
   EXPECT_LT(runProgram({"unzip", "-p", "/opt/bundles/out.zip", "Full/head_result.txt"}).out.size(),
             std::size_t{8} << 20);
+}
+
+std::string copyingDocument(const std::string& location) {
+  return "<c><configure><title>Full</title></configure><file id='a'><default>true</default><tolm>"
+         "<os opsys='linux'><file_copy_action><action><loc>" +
+         location + "</loc></action></file_copy_action></os></tolm></file></c>";
+}
+
+TEST_F(FaultTest, OfManyFilesThatAreCutShortTheFirstTenAreNamed) {
+  for (int i = 10; i < 22; ++i) {
+    writeFile("/opt/many/folder/" + std::to_string(i), std::string(3U << 20, 'x'));
+  }
+  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", copyingDocument("/opt/many/*"));
+  std::vector<std::string> left;
+  const RunResult result = runInTemporaryFolderOf("size=2m", "", left);
+  EXPECT_EQ(result.exitStatus, 1);
+  std::vector<std::string> lines;
+  std::istringstream text(result.err);
+  for (std::string line; std::getline(text, line);) {
+    lines.push_back(line);
+  }
+  ASSERT_EQ(lines.size(), 12U) << result.err;
+  EXPECT_EQ(lines.front(), "tmtolm: 13 files are cut short or missing") << "the summary, too";
+  for (std::size_t i = 1; i < 11; ++i) {
+    EXPECT_THAT(lines[i],
+                ::testing::MatchesRegex("tmtolm:   \"/opt/many/folder/[0-9]+\": No space left on device"));
+  }
+  EXPECT_EQ(lines.back(), "tmtolm:   and 3 more; the log names them all");
+  EXPECT_THAT(left, IsEmpty());
+}
+
+// The engine would have removed it, and nothing got that far.
+TEST_F(FaultTest, ThePlainFolderOfAKilledRunTakesNoRoomFromTheNext) {
+  writeFile("/opt/one/one.log", std::string(2U << 20, 'x'));
+  writeFile("/opt/halvo/tessarmont/tolm/xml/config/config.xml", copyingDocument("/opt/one/*"));
+  std::vector<std::string> left;
+  const RunResult result = runInTemporaryFolderOf("size=4m", "/tmp/TOLM_Temp_Bundle/old/one.log", left);
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(left, IsEmpty());
 }
 
 TEST_F(FaultTest, WithFewDescriptorsARunEnds) {

@@ -359,6 +359,18 @@ TEST_F(FrontEndTest, CtrlBackslashEndsTheCommandInProgressAlone) {
   EXPECT_THAT(content().at("Slow/echo_result.txt"), EndsWith("captured\n"));
 }
 
+// The key took the signal's place, and the run went on.
+TEST_F(FrontEndTest, CtrlBackslashBehindASignalThatEndsTheRunChangesNothing) {
+  writeFile(kConfig + "slow.xml",
+            commandDocument("Slow",
+                            "trap '' TERM; kill -TERM $PPID; sleep 0.2; kill -QUIT $PPID; echo here "
+                            ">/dev/tty; sleep 50"));
+  const TerminalResult result =
+      runOnTerminal({builtProgram("tmtolm"), "collect", "--bundle", "/opt/out/a.zip"}, {});
+  EXPECT_EQ(result.run.signal, SIGTERM) << result.run.out;
+  EXPECT_FALSE(exists("/opt/out/a.zip"));
+}
+
 TEST_F(FrontEndTest, ATerminalThatACommandHasChangedIsPutBackWhereASignalEndsTheRun) {
   writeFile(kConfig + "slow.xml",
             commandDocument("Slow", "stty -echo </dev/tty; echo here >/dev/tty; sleep 50"));

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -360,6 +361,31 @@ TEST_F(SharedMachineTest, ARuntimeFolderThatAppearsBetweenTwoRunsChangesNothing)
   first.join();
 }
 
+// What can't be deleted was told to the log alone.
+TEST_F(SharedMachineTest, AClearRunTellsWhatItCannotClear) {
+  writeFile("/opt/logs/busy.log", "busy");
+  // A file that something is mounted on stays.
+  ASSERT_EQ(mount("/opt/logs/busy.log", "/opt/logs/busy.log", nullptr, MS_BIND, nullptr), 0);
+  ASSERT_EQ(symlink("loop", "/opt/loop"), 0);
+  makeFolders("/opt/logs/folder.log");
+  writeFile(
+      kConfig + "a.xml",
+      documentText("Alpha",
+                   "<file id=\"a\"><description>D</description><default>true</default><tolm>"
+                   "<os opsys=\"linux\">" +
+                       copyAction("/opt/loop/*.log", "<clear_log apply=\"true\"/>") +
+                       copyAction("/opt/none/*.log", "<clear_log apply=\"true\"/>") +
+                       copyAction("/opt/logs/*.log", "<clear_log apply=\"true\"/>") + "</os></tolm></file>"));
+  const RunResult result = tmtolm({"clear", "--yes", "--quiet"});
+  umount("/opt/logs/busy.log");
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.err,
+            "tmtolm: 2 files or folders aren't cleared\n"
+            "tmtolm:   \"/opt/loop/\": Too many levels of symbolic links\n"
+            "tmtolm:   \"/opt/logs/busy.log\": Device or resource busy\n");
+  EXPECT_FALSE(exists("/opt/logs/one.log"));
+}
+
 // A second user can be had by root alone: ./test runs as root what is called so.
 class TwoUsersClearTest : public SharedMachineTest {
  protected:
@@ -389,7 +415,7 @@ TEST_F(TwoUsersClearTest, ALinkOfAnotherUsersLeadsAClearRunNowhere) {
   const RunResult result = tmtolm({"clear", "--yes", "--quiet"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.err, "tmtolm: 1 folder isn't cleared\ntmtolm:   " + why + "\n");
+  EXPECT_EQ(result.err, "tmtolm: 1 file or folder isn't cleared\ntmtolm:   " + why + "\n");
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(readFile("/opt/precious/a.log"), "root's");
   EXPECT_FALSE(exists("/opt/logs/one.log")) << "what is one's own is cleared all the same";

@@ -10,6 +10,26 @@ namespace {
 // What a line of a terminal can bear beside the words around it.
 constexpr std::size_t kMaxQuoted = 60;
 
+// Writes DEL and U+0080 to U+009F by their numbers. Those below the blank are for who made the text.
+std::string withControlsAs(const std::string& text, std::string (*escape)(unsigned c)) {
+  std::string clean;
+  clean.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto c = static_cast<unsigned char>(text[i]);
+    const bool secondControl =
+        c == 0xc2 && i + 1 < text.size() && (static_cast<unsigned char>(text[i + 1]) & 0xe0) == 0x80;
+    if (c != 0x7f && !secondControl) {
+      clean += text[i];
+      continue;
+    }
+    if (secondControl) {
+      c = static_cast<unsigned char>(text[++i]);
+    }
+    clean += escape(c);
+  }
+  return clean;
+}
+
 }  // namespace
 
 std::string withoutControls(const std::string& text) {
@@ -36,25 +56,15 @@ std::string withoutControls(const std::string& text) {
 }
 
 std::string jsonWithoutControls(const std::string& json) {
-  std::string clean;
-  clean.reserve(json.size());
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    auto c = static_cast<unsigned char>(json[i]);
-    const bool secondControl =
-        c == 0xc2 && i + 1 < json.size() && (static_cast<unsigned char>(json[i + 1]) & 0xe0) == 0x80;
-    // Those below the blank stand escaped in any JSON; these two kinds may stand as they are.
-    if (c != 0x7f && !secondControl) {
-      clean += json[i];
-      continue;
-    }
-    if (secondControl) {
-      c = static_cast<unsigned char>(json[++i]);
-    }
+  return withControlsAs(json, [](unsigned c) {
     char escape[8];
-    std::snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned>(c));
-    clean += escape;
-  }
-  return clean;
+    std::snprintf(escape, sizeof(escape), "\\u%04x", c);
+    return std::string(escape);
+  });
+}
+
+std::string xmlWithoutControls(const std::string& xml) {
+  return withControlsAs(xml, [](unsigned c) { return "&#" + std::to_string(c) + ";"; });
 }
 
 std::string quotedText(const std::string& text) {

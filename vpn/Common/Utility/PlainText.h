@@ -15,6 +15,9 @@ std::string withoutControls(const std::string& text);
 // A JSON text with its DEL and U+0080 to U+009F, which JSON bears as they are and terminals obey, as \u00NN.
 std::string jsonWithoutControls(const std::string& json);
 
+// An XML text with its DEL and U+0080 to U+009F as character references, for the same reason.
+std::string xmlWithoutControls(const std::string& xml);
+
 // `text` between double quotes: without controls, and cut behind a whole character at a length that a
 // line can bear, with "..." for the rest.
 std::string quotedText(const std::string& text);

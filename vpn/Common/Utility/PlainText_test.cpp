@@ -19,6 +19,11 @@ TEST(PlainTextTest, ControlCharactersThatJsonBearsBecomeItsEscapes) {
             "\"a\\u007f\\u009b\xc2\xa0\xc3\xa4\\n\"\n");
 }
 
+TEST(PlainTextTest, ControlCharactersThatXmlBearsBecomeItsReferences) {
+  EXPECT_EQ(xmlWithoutControls("<a b=\"\x7f\xc2\x9b\xc2\xa0\xc3\xa4\n\"/>\n"),
+            "<a b=\"&#127;&#155;\xc2\xa0\xc3\xa4\n\"/>\n");
+}
+
 TEST(PlainTextTest, OtherBytesStayAsTheyAre) {
   EXPECT_EQ(withoutControls("\xc3\xa4 \xc2\xa0 \xff \"\\"), "\xc3\xa4 \xc2\xa0 \xff \"\\");
 }

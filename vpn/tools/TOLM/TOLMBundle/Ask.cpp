@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <set>
 
+#include "vpn/Common/Utility/PlainText.h"
+
 namespace halvo {
 
 namespace {
@@ -71,7 +73,7 @@ std::string requestDocument(const std::vector<std::string>& ids) {
   std::set<std::string> seen;
   for (const std::string& id : ids) {
     if (canBeAskedFor(id) && seen.insert(id).second) {
-      text += "  <file id=\"" + escaped(id) + "\"/>\n";
+      text += "  <file id=\"" + xmlWithoutControls(escaped(id)) + "\"/>\n";
     }
   }
   return text + "</request>\n";

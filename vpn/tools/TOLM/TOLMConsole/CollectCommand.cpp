@@ -77,8 +77,9 @@ class CollectCommand : public ICommand {
     // A name of the program's own gives way to what is there; one that was given takes its place.
     settings.keepOlderBundle = m_strBundle.empty();
     settings.wait = m_bWait;
+    settings.quiet = m_bQuiet;
     // A command's own output would stand in the status's way.
-    settings.quiet = silent;
+    settings.dropOutput = m_Unattended.statusOnOutput();
     settings.commandTimeoutSeconds = m_nCommandTimeout;
     if (!m_bQuiet) {
       settings.tell = printRemark;

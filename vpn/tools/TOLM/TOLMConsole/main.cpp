@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/Common/Utility/ProgramStart.h"
 #include "vpn/tools/TOLM/TOLMConsole/Console.h"
 
@@ -19,7 +20,7 @@ int main(int argc, char** argv) {
     static_cast<void>(!write(STDERR_FILENO, kLine, sizeof(kLine) - 1));
     return 1;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "tmtolm: %s (0xFEAF0009)\n", error.what());
+    std::fprintf(stderr, "tmtolm: %s (0xFEAF0009)\n", halvo::withoutControls(error.what()).c_str());
     return 1;
   }
 }

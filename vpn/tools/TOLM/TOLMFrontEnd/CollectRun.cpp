@@ -263,8 +263,13 @@ RunOutcome CollectRun::makeRun() {
   removeLeftOverFolders(kWorkParent);
   // And under the lock: no other run of this user takes room meanwhile.
   // Behind the left-overs, whose room is free now.
-  if (RunOutcome outcome = lookAtSizes(); outcome.code != 0) {
-    return refuse(outcome);
+  RunOutcome sizes = lookAtSizes();
+  // The engine would remove the plain work folder of a run that was killed, but doesn't get there.
+  if (sizes.code != 0 && removeLeftOverFolder(helperUtil::kWorkFolder)) {
+    sizes = lookAtSizes();
+  }
+  if (sizes.code != 0) {
+    return refuse(sizes);
   }
   if (m_Settings.begins) {
     m_Settings.begins();
@@ -311,7 +316,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   RunOutcome outcome;
   {
     // In this order: the guard's last line goes to the stream that is put aside here.
-    const DroppedOutput dropped(m_Settings.quiet);
+    const DroppedOutput dropped(m_Settings.quiet || m_Settings.dropOutput, m_Settings.quiet);
     const RunGuard guard(guardSettings(m_Settings, engine, dropped.errorStream()));
     outcome.code = engine.run();
   }
@@ -355,7 +360,7 @@ RunOutcome ClearRun::makeRun() {
   TOLMEngine engine("", "", "", true);
   RunOutcome outcome;
   {
-    const DroppedOutput dropped(m_Settings.quiet);
+    const DroppedOutput dropped(m_Settings.quiet || m_Settings.dropOutput, m_Settings.quiet);
     const RunGuard guard(guardSettings(m_Settings, engine, dropped.errorStream()));
     outcome.code = engine.run();
   }
@@ -406,7 +411,8 @@ std::vector<std::string> unclearedLines(const RunOutcome& outcome) {
   names.insert(names.end(), outcome.unreadable.begin(), outcome.unreadable.end());
   const std::size_t count = outcome.lostCount + outcome.unreadableCount;
   std::vector<std::string> lines;
-  addLossLines(names, count, count == 1 ? "folder isn't cleared" : "folders aren't cleared", lines);
+  addLossLines(names, count, count == 1 ? "file or folder isn't cleared" : "files or folders aren't cleared",
+               lines);
   return lines;
 }
 

@@ -30,6 +30,8 @@ struct RunSettings {
   bool wait = false;
   // The run's commands print nothing: what isn't captured of their output is dropped.
   bool quiet = false;
+  // The same of their standard output alone: what is to stand there is the caller's.
+  bool dropOutput = false;
   // Ends a command, with all that it has started, that runs for longer; 0 for no limit.
   std::uint32_t commandTimeoutSeconds = 0;
   // What a signal that ends the run does in the end: end the process by that same signal, or with
@@ -147,7 +149,8 @@ std::string failureLine(const RunOutcome& outcome);
 
 // The lines that tell losses and unreadable files, without line ends; none where there are none.
 std::vector<std::string> lossLines(const RunOutcome& outcome);
-// The same of a clear run: the folders in which it deleted nothing, or not all.
+// The same of a clear run: the files that it couldn't delete, and the folders that it couldn't look into or
+// not to the end.
 std::vector<std::string> unclearedLines(const RunOutcome& outcome);
 
 }  // namespace halvo

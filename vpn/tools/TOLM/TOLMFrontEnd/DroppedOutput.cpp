@@ -31,8 +31,8 @@ void putBack(int aside, int stream) {
 
 }  // namespace
 
-DroppedOutput::DroppedOutput(bool drop) {
-  if (!drop) {
+DroppedOutput::DroppedOutput(bool output, bool error) {
+  if (!output && !error) {
     return;
   }
   // What waits in the streams was written ahead of this, and isn't to be dropped.
@@ -41,8 +41,8 @@ DroppedOutput::DroppedOutput(bool drop) {
   if (nothing < 0) {
     return;
   }
-  m_nOutput = putAside(STDOUT_FILENO, nothing);
-  m_nError = putAside(STDERR_FILENO, nothing);
+  m_nOutput = output ? putAside(STDOUT_FILENO, nothing) : -1;
+  m_nError = error ? putAside(STDERR_FILENO, nothing) : -1;
   close(nothing);
 }
 

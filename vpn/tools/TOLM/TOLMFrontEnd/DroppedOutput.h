@@ -9,8 +9,8 @@ namespace halvo {
 
 class DroppedOutput {
  public:
-  // Without `drop` nothing changes.
-  explicit DroppedOutput(bool drop);
+  // Each stream that isn't to be dropped stays as it is.
+  DroppedOutput(bool output, bool error);
   ~DroppedOutput();
   DroppedOutput(const DroppedOutput&) = delete;
   DroppedOutput& operator=(const DroppedOutput&) = delete;

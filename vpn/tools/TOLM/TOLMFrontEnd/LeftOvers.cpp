@@ -107,28 +107,40 @@ void removeUnfinishedIn(const OpenFolder& folder, const std::string& name) {
   close(file);
 }
 
+// False where somebody else has it, or where it can't be removed.
+bool removeAbandoned(const OpenFolder& folder, const std::string& name) {
+  const int leftOver = openAbandoned(folder.get(), name, S_IFDIR);
+  if (leftOver < 0) {
+    return false;
+  }
+  const bool removed = removeFolder(folder.get(), name.c_str());
+  if (removed) {
+    LOG_MESSAGE(kLogInformation, "Removed the folder %s of an earlier run", name.c_str());
+  } else {
+    LOG_MESSAGE(kLogWarning, "The folder %s of an earlier run can't be removed", name.c_str());
+  }
+  // Locked until it is gone: no run takes it up meanwhile.
+  close(leftOver);
+  return removed;
+}
+
 }  // namespace
 
 void removeLeftOverFolders(const std::string& parent) {
   const OpenFolder folder(parent);
   const std::array<std::string, 3> starts = folderStarts();
   for (const std::string& name : folder.names()) {
-    if (std::none_of(starts.begin(), starts.end(),
-                     [&name](const std::string& start) { return name.starts_with(start); })) {
-      continue;
+    if (std::any_of(starts.begin(), starts.end(),
+                    [&name](const std::string& start) { return name.starts_with(start); })) {
+      static_cast<void>(removeAbandoned(folder, name));
     }
-    const int leftOver = openAbandoned(folder.get(), name, S_IFDIR);
-    if (leftOver < 0) {
-      continue;
-    }
-    if (removeFolder(folder.get(), name.c_str())) {
-      LOG_MESSAGE(kLogInformation, "Removed the folder %s of an earlier run", name.c_str());
-    } else {
-      LOG_MESSAGE(kLogWarning, "The folder %s of an earlier run can't be removed", name.c_str());
-    }
-    // Locked until it is gone: no run takes it up meanwhile.
-    close(leftOver);
   }
+}
+
+bool removeLeftOverFolder(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash != std::string::npos &&
+         removeAbandoned(OpenFolder(path.substr(0, slash + 1)), path.substr(slash + 1));
 }
 
 void removeUnfinishedBundle(const std::string& path) {

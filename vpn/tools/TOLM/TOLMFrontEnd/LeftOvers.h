@@ -15,6 +15,9 @@ namespace halvo {
 // can't be removed as a warning.
 void removeLeftOverFolders(const std::string& parent);
 
+// The same for the one folder `path`, whatever its name. True where it is gone now.
+bool removeLeftOverFolder(const std::string& path);
+
 // Removes `path` if it is an unlocked half-written bundle of this user, by its name and its kind; nothing
 // otherwise.
 void removeUnfinishedBundle(const std::string& path);

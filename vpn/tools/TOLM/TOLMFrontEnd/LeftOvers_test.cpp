@@ -50,6 +50,20 @@ TEST(LeftOversTest, ThePlainFolderIsTheEnginesToRemove) {
   EXPECT_TRUE(exists(folder.file("TOLM_Temp_Bundle/x")));
 }
 
+TEST(LeftOversTest, OneFolderThatIsAskedForGoesUnlessItIsAtWork) {
+  const TempFolder folder;
+  const std::string path = folder.file("TOLM_Temp_Bundle");
+  EXPECT_FALSE(removeLeftOverFolder(path));
+  writeFile(path + "/x", "x");
+  DescriptorHolder held(open(path.c_str(), O_RDONLY | O_DIRECTORY));
+  ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+  EXPECT_FALSE(removeLeftOverFolder(path));
+  EXPECT_TRUE(exists(path + "/x"));
+  held.reset();
+  EXPECT_TRUE(removeLeftOverFolder(path));
+  EXPECT_FALSE(exists(path));
+}
+
 TEST(LeftOversTest, ALockedWorkFolderIsAtWorkAndStays) {
   const TempFolder folder;
   const std::string path = folder.file("TOLM_Temp_Bundle__0101_0000_1");

@@ -95,6 +95,11 @@ void sendNotice() {
 
 void onSignal(int number) {
   const int error = errno;
+  if (number == SIGQUIT && s_quitEndsCommand && s_ending.load()) {
+    // The run ends anyway: a key for one command must not take the place of what ends it.
+    errno = error;
+    return;
+  }
   s_signalCommand.store(s_command.load());
   s_signal.store(number);
   if (number != SIGQUIT || !s_quitEndsCommand) {
@@ -283,7 +288,9 @@ void RunGuard::endRunAtOnce() {
 
 RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   if (!makePipe()) {
-    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pipe", errno, std::strerror(errno));
+    const int error = errno;
+    LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pipe", error, std::strerror(error));
+    tellUnguarded(error);
     return;
   }
   s_runThread = pthread_self();
@@ -321,6 +328,7 @@ RunGuard::RunGuard(GuardSettings settings) : m_Settings(std::move(settings)) {
   if (!m_bGuarding) {
     s_running.store(false);
     LOG_RETURN_CODE_DESCRIBED(kLogWarning, "pthread_create", error, std::strerror(error));
+    tellUnguarded(error);
   }
   m_CallersSignals = old;
   // Behind the watcher: a signal without anybody to act on it had better end the program as it always did.
@@ -471,9 +479,14 @@ void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
       // One that works with more rights than this process is nobody's to end but its own.
       const bool living = m_nSerial == serial && endDescendants(m_nClock, kGraceMs) > 0;
       m_bGivenUp.store(living);
-      line = "the command \"" + m_strCommand + "\" " + (living ? "couldn't be ended" : "was ended") +
-             " after " + secondsText(time) + (overTime ? ", the time that commands have" : "") +
-             (living ? ", and is left running" : "") + "; what it had printed is kept";
+      try {
+        line = "the command \"" + m_strCommand + "\" " + (living ? "couldn't be ended" : "was ended") +
+               " after " + secondsText(time) + (overTime ? ", the time that commands have" : "") +
+               (living ? ", and is left running" : "") + "; what it had printed is kept";
+      } catch (const std::bad_alloc&) {
+        // The command is ended, which counts; without memory there are no words for it.
+        return;
+      }
     }
   }
   if (!line.empty()) {
@@ -483,17 +496,32 @@ void RunGuard::endCommand(std::uint32_t serial, bool overTime) {
 }
 
 void RunGuard::tell(const std::string& line) {
-  if (m_Settings.tell) {
-    m_Settings.tell(line);
+  if (!m_Settings.tell) {
+    return;
   }
+  try {
+    m_Settings.tell(line);
+  } catch (const std::bad_alloc&) {
+    // Nobody above this thread could take it.
+    return;
+  }
+}
+
+void RunGuard::tellUnguarded(int error) {
+  tell("nobody watches over this run (" + std::string(std::strerror(error)) +
+       "): commands have no limit of time, and a signal that ends it leaves its work folder behind");
 }
 
 void RunGuard::endProcess(int signal) {
   // Asks for memory and takes a lock, so it is done while the run's thread still goes on.
-  const std::string folder = m_Settings.workFolder ? m_Settings.workFolder() : "";
-  // A longer one is found by the descriptor that holds it.
-  if (folder.size() < sizeof(s_workFolder)) {
-    std::memcpy(s_workFolder, folder.c_str(), folder.size() + 1);
+  // Without memory, and where it is too long, the folder is found by the descriptor that holds it.
+  try {
+    const std::string folder = m_Settings.workFolder ? m_Settings.workFolder() : "";
+    if (folder.size() < sizeof(s_workFolder)) {
+      std::memcpy(s_workFolder, folder.c_str(), folder.size() + 1);
+    }
+  } catch (const std::bad_alloc&) {
+    s_workFolder[0] = '\0';
   }
   LOG_MESSAGE(kLogWarning, "The run is ended by %s", nameOf(signal));
   parkRun();

@@ -79,6 +79,7 @@ class RunGuard : public ICommandObserver {
   void endCommand(std::uint32_t serial, bool overTime);
   [[noreturn]] void endProcess(int signal);
   void tell(const std::string& line);
+  void tellUnguarded(int error);
 
   GuardSettings m_Settings;
   pthread_t m_Watcher = {};  // while m_bGuarding

@@ -133,6 +133,10 @@ ResultCode WholeBundle::make(const std::string& folder, const std::string& bundl
     if (problem.empty() && fsync(file.get()) != 0 && errno != EINVAL && errno != ENOSYS) {
       problem = systemText("it can't be written to the disk", errno);
     }
+    if (problem.empty()) {
+      // Once more: a run that a signal ends by now must not take an older bundle's place.
+      m_Noter(absolute(place) + hidden);
+    }
     if (const int error = problem.empty() ? giveName(parent.get(), hidden) : 0; error != 0) {
       problem = systemText("it can't be given its name", error);
     } else if (problem.empty()) {

@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RunGuard.h"
 
 namespace halvo {
@@ -46,7 +47,7 @@ void onMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QStr
     }
     return;
   }
-  std::fprintf(stderr, "%s\n", words.c_str());
+  std::fprintf(stderr, "%s\n", withoutControls(words).c_str());
   if (type != QtDebugMsg && type != QtInfoMsg) {
     LOG_MESSAGE(type == QtWarningMsg ? kLogWarning : kLogError, "The toolkit says: %s", words.c_str());
   }

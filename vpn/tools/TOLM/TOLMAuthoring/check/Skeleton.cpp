@@ -7,6 +7,7 @@
 
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Utility/PathText.h"
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentTree.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -48,7 +49,8 @@ std::string forComment(const std::string& text) {
     }
     safe += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
   }
-  return safe;
+  // No reference holds in a comment: as a reader would see the number.
+  return xmlWithoutControls(safe);
 }
 
 // What "tmtolm check" would complain of in a title, and control characters, which nobody types on purpose.
@@ -56,7 +58,9 @@ bool isFolderName(const std::string& title) {
   return !title.empty() && title.size() <= kMaxTitle && !isDotName(title) && title != "summary.txt" &&
          title.front() != ' ' && title.back() != ' ' &&
          std::none_of(title.begin(), title.end(),
-                      [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7f; });
+                      [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7f; }) &&
+         // And those that are two bytes.
+         xmlWithoutControls(title) == title;
 }
 
 }  // namespace
@@ -165,7 +169,8 @@ std::string newRequest(const std::vector<RequestableItem>& items) {
       document = item.document;
       text += "\n  <!-- " + forComment(document) + " -->\n";
     }
-    text += "  <file id=\"" + escaped(item.id) + "\"/> <!-- " + forComment(item.description) + " -->\n";
+    text += "  <file id=\"" + xmlWithoutControls(escaped(item.id)) + "\"/> <!-- " +
+            forComment(item.description) + " -->\n";
   }
   return text + "</request>\n";
 }

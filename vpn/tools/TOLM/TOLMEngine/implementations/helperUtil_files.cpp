@@ -202,6 +202,10 @@ FolderHolder openOwn(const std::string& folder) {
     static_cast<void>(opened.release());
   } else if (errno == EPERM) {
     recordLoss(kFind, LossKind::kUnreadable, folder, "a link that another user has made leads there");
+  } else if (const int error = errno; error != ENOENT && error != ENOTDIR) {
+    // What can't be deleted has no summary to stand in.
+    recordLoss(kFind, LossKind::kUnreadable, folder, std::strerror(error));
+    errno = error;
   }
   return stream;
 }
@@ -297,8 +301,12 @@ ResultCode fileDeleteMatching(const std::string& folder, const std::string& patt
       // Folder and name stand side by side, meant as it stands: what that names wasn't listed.
       static_cast<void>(fileDelete(folder + entry.name));
     } else if (unlinkat(dirfd(stream.get()), entry.name.c_str(), 0) != 0 && errno != ENOENT) {
+      const int error = errno;
       logDebugReturnCode("fileDelete", __FILE__, __LINE__, kLogError, "unlink_file",
-                         static_cast<ResultCode>(errno), nullptr, nullptr);
+                         static_cast<ResultCode>(error), nullptr, nullptr);
+      if (!entry.isDirectory) {
+        recordLoss("fileDelete", LossKind::kUnreadable, folder + entry.name, std::strerror(error));
+      }
     }
   }
   return 0;
