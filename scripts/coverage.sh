@@ -7,13 +7,16 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 least=95
 tolm_environment
-tolm_packages build test coverage
+tolm_packages build test packaging coverage
 build="$tolm_source/build/coverage"
 find "$build" -name '*.gcda' -delete 2>/dev/null || true
 # Left out: runs whose system calls are made to fail one by one, which spoils the counters' own files, and a
 # run whose standard error is compared while its working folder goes away, where the counters complain.
 "$tolm_source/test" --preset coverage --no-install -- \
   -E '^FaultTest\.|^BadInputTest\.ATitleOfTwoDots' "$@" || tolm_stop "a test failed; no figure is given then."
+# Stands among the tests of packages for its length, and is the one of unattended runs.
+ctest --test-dir "$build" -R '^packaging_unattended$' --no-tests=error --output-on-failure --timeout 1200 ||
+  tolm_stop "the test of unattended runs failed; no figure is given then."
 
 cd "$tolm_source"
 mkdir -p "$build/report"

@@ -186,6 +186,11 @@ TEST_F(BundleCommandsTest, AskedRequestIsOneThatARunTakes) {
   EXPECT_THAT(tmtolm({"show", "/opt/second.zip", "client-logs"}).out, HasSubstr("Client/agent.log"));
 }
 
+TEST_F(BundleCommandsTest, AskedIdsOfAnyCharacterStandInTheRequestAsTheyAre) {
+  const RunResult asked = tmtolm({"ask", "/opt/plain.zip", "--item", "a<b>&\"c\"\td"});
+  EXPECT_THAT(asked.out, HasSubstr("<file id=\"a&lt;b&gt;&amp;&quot;c&quot;&#9;d\"/>"));
+}
+
 TEST_F(BundleCommandsTest, AskedRequestHoldsNothingThatATerminalObeys) {
   const RunResult asked = tmtolm({"ask", "/opt/plain.zip", "--item", "a\xc2\x9b\x7f"});
   EXPECT_THAT(asked.out, HasSubstr("<file id=\"a&#155;&#127;\"/>"));
