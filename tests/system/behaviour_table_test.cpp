@@ -51,11 +51,13 @@ std::set<std::string> testNames() {
   const std::regex declaration(R"(TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\))");
   for (const char* folder : {"vpn", "l10n", "tests"}) {
     for (const auto& entry : fs::recursive_directory_iterator(sourcePath(folder))) {
-      const std::string path = entry.path().string();
-      if (path.size() < 9 || path.compare(path.size() - 9, 9, "_test.cpp") != 0) {
+      const std::string kind = entry.path().extension();
+      const std::string name = entry.path().stem();
+      if ((kind != ".cpp" && kind != ".mm") || name.size() < 5 ||
+          name.compare(name.size() - 5, 5, "_test") != 0) {
         continue;
       }
-      const std::string text = readFile(path);
+      const std::string text = readFile(entry.path());
       for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end; ++match) {
         names.insert((*match)[1].str() + "." + (*match)[2].str());
       }
