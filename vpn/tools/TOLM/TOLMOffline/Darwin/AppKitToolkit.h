@@ -1,14 +1,14 @@
 // AppKitToolkit: the wizard's flow on AppKit's controls.
 //
-// Holds no control: each outlet is an object of the window, which lives as long as the program. Main thread,
-// apart from dispatchAsync() and the main queue.
+// Holds no control: each outlet is an object of the window, which lives as long as the program, and is looked
+// up by its name at each use. One that is missing or of another class than its use needs is logged as an
+// error, and the use does nothing. Main thread, apart from dispatchAsync() and the main queue.
 
 #pragma once
 
 #import <AppKit/AppKit.h>
 
 #include <functional>
-#include <map>
 #include <string>
 
 #include "vpn/tools/TOLM/TOLMOffline/IToolkit.h"
@@ -26,9 +26,9 @@ class AppKitToolkit final : public IToolkit {
   // `controller` holds the outlets under their names and becomes the application's delegate; it isn't owned.
   explicit AppKitToolkit(id controller);
 
-  // Whether the present screen had been shown for long enough, when the present press was made, that it is
+  // Whether the present screen had been shown for long enough, when the present press began, that it is
   // meant for it. A button of a new screen stands where the last one's stood, so a double click would go
-  // through both.
+  // through both. The repeats of a key that is held down are meant for no screen.
   [[nodiscard]] bool takesPress() const;
 
   // Shows the bundle of a good run in its folder.
@@ -55,10 +55,11 @@ class AppKitToolkit final : public IToolkit {
   IMainQueue& mainQueue() override;
 
  private:
-  [[nodiscard]] id object(Outlet outlet) const;
+  // The control behind an outlet, or behind a field of the controller; nil where it isn't a `wanted`.
+  [[nodiscard]] id control(Outlet outlet, Class wanted) const;
+  [[nodiscard]] id control(NSString* field, Class wanted) const;
 
   id m_pController;
-  std::map<Outlet, id> m_Outlets;
   AppKitMainQueue m_MainQueue;
   std::string m_strBundlePath;
   // When the present screen was shown, by the clock of the events: in seconds since the machine's start.

@@ -1,20 +1,23 @@
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitToolkit.h"
 
 #include <dispatch/dispatch.h>
+#include <objc/runtime.h>
 #include <time.h>
 
 #include <memory>
 #include <utility>
 
+#include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/HostText.h"
+#import "vpn/tools/TOLM/TOLMOffline/Darwin/TOLMApplication.h"
 
 namespace halvo {
 
 namespace {
 
 constexpr double kSecondsBeforePresses = 0.5;
-// How long a press may wait for a busy program. An event that is older isn't what the action comes from: an
-// accessibility service sends actions without one.
+// How long what a press does may wait for a busy program. A press that has ended longer ago isn't what the
+// action comes from: an accessibility service sends actions without one.
 constexpr double kSecondsOfAPress = 5;
 
 // The controller's field of each outlet.
@@ -58,23 +61,39 @@ void AppKitMainQueue::submit(std::function<void()> block) {
   dispatch_async_f(dispatch_get_main_queue(), new std::function<void()>(std::move(block)), &runBlock);
 }
 
-AppKitToolkit::AppKitToolkit(id controller) : m_pController(controller) {
-  for (const auto& [outlet, name] : kOutletNames) {
-    m_Outlets[outlet] = [controller valueForKey:name];
-  }
-}
+AppKitToolkit::AppKitToolkit(id controller) : m_pController(controller) {}
 
 bool AppKitToolkit::takesPress() const {
+  if (![NSApp isKindOfClass:[TOLMApplication class]]) {
+    LOG_MESSAGE(kLogError, "The application is a %s and not a TOLMApplication.", object_getClassName(NSApp));
+    return true;
+  }
+  const Press press = [static_cast<TOLMApplication*>(NSApp) lastPress];
   const double now = secondsOfEvents();
-  if (now - m_dShown < kSecondsBeforePresses) {
+  if (press.isRepeat || now - m_dShown < kSecondsBeforePresses) {
     return false;
   }
-  const double pressed = [[NSApp currentEvent] timestamp];
-  return now - pressed > kSecondsOfAPress || pressed - m_dShown >= kSecondsBeforePresses;
+  const bool isOfThePress = press.isUnderWay || now - press.began <= kSecondsOfAPress;
+  return !isOfThePress || press.began - m_dShown >= kSecondsBeforePresses;
 }
 
-id AppKitToolkit::object(Outlet outlet) const {
-  return m_Outlets.at(outlet);
+id AppKitToolkit::control(Outlet outlet, Class wanted) const {
+  for (const auto& [known, field] : kOutletNames) {
+    if (known == outlet) {
+      return control(field, wanted);
+    }
+  }
+  return nil;
+}
+
+id AppKitToolkit::control(NSString* field, Class wanted) const {
+  id object = [m_pController valueForKey:field];
+  if ([object isKindOfClass:wanted]) {
+    return object;
+  }
+  LOG_MESSAGE(kLogError, "The window's %s is a %s and not a %s.", textOf(field).c_str(),
+              object_getClassName(object), class_getName(wanted));
+  return nil;
 }
 
 // The application asks its own delegate object, which hands on to the flow's.
@@ -90,96 +109,101 @@ void AppKitToolkit::setTitle(Outlet outlet, const std::string& title) {
   NSString* text = hostText(title);
   switch (outlet) {
     case Outlet::mainWindow:
-      [static_cast<NSWindow*>(object(outlet)) setTitle:text];
+      [static_cast<NSWindow*>(control(outlet, [NSWindow class])) setTitle:text];
       break;
     case Outlet::mAbout:
     case Outlet::mHideTolm:
     case Outlet::mHideOthers:
     case Outlet::mShowAll:
     case Outlet::mQuitTolm:
-      [static_cast<NSMenuItem*>(object(outlet)) setTitle:text];
+      [static_cast<NSMenuItem*>(control(outlet, [NSMenuItem class])) setTitle:text];
       break;
     default:
-      [static_cast<NSButton*>(object(outlet)) setTitle:text];
+      [static_cast<NSButton*>(control(outlet, [NSButton class])) setTitle:text];
       break;
   }
 }
 
 void AppKitToolkit::setTabViewType(Outlet outlet, int type) {
-  [static_cast<NSTabView*>(object(outlet)) setTabViewType:static_cast<NSTabViewType>(type)];
+  [static_cast<NSTabView*>(control(outlet, [NSTabView class]))
+      setTabViewType:static_cast<NSTabViewType>(type)];
 }
 
 void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
   // From here on, and not from the press: what counts is how long the user has seen the screen.
-  [static_cast<NSTabView*>(object(outlet)) selectNextTabViewItem:nil];
+  [static_cast<NSTabView*>(control(outlet, [NSTabView class])) selectNextTabViewItem:nil];
   m_dShown = secondsOfEvents();
 }
 
 std::string AppKitToolkit::stringValue(Outlet outlet) {
-  return textOf([static_cast<NSTextField*>(object(outlet)) stringValue]);
+  return textOf([static_cast<NSTextField*>(control(outlet, [NSTextField class])) stringValue]);
 }
 
 void AppKitToolkit::setStringValue(Outlet outlet, const std::string& text) {
-  [static_cast<NSTextField*>(object(outlet)) setStringValue:hostText(text)];
+  [static_cast<NSTextField*>(control(outlet, [NSTextField class])) setStringValue:hostText(text)];
 }
 
 void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
-  [static_cast<NSControl*>(object(outlet)) setEnabled:enabled];
+  [static_cast<NSControl*>(control(outlet, [NSControl class])) setEnabled:enabled];
   if (outlet == Outlet::passwordField) {
     // A label in full ink beside a grey field looks like one that waits for something.
-    [static_cast<NSTextField*>(object(Outlet::pswdText))
+    [static_cast<NSTextField*>(control(Outlet::pswdText, [NSTextField class]))
         setTextColor:enabled ? [NSColor controlTextColor] : [NSColor disabledControlTextColor]];
   }
 }
 
 void AppKitToolkit::setHidden(Outlet outlet, bool hidden) {
-  [static_cast<NSView*>(object(outlet)) setHidden:hidden];
+  [static_cast<NSView*>(control(outlet, [NSView class])) setHidden:hidden];
 }
 
 int AppKitToolkit::state(Outlet outlet) {
   // A box may know a third, mixed state, which is not on.
-  return [static_cast<NSButton*>(object(outlet)) state] == kStateOn ? kStateOn : kStateOff;
+  return [static_cast<NSButton*>(control(outlet, [NSButton class])) state] == kStateOn ? kStateOn : kStateOff;
 }
 
 void AppKitToolkit::setState(Outlet outlet, int state) {
-  [static_cast<NSButton*>(object(outlet)) setState:state];
+  [static_cast<NSButton*>(control(outlet, [NSButton class])) setState:state];
 }
 
 void AppKitToolkit::startAnimation(Outlet outlet) {
-  [static_cast<NSProgressIndicator*>(object(outlet)) startAnimation:nil];
+  [static_cast<NSProgressIndicator*>(control(outlet, [NSProgressIndicator class])) startAnimation:nil];
 }
 
 void AppKitToolkit::setDoubleValue(Outlet outlet, double value) {
-  [static_cast<NSProgressIndicator*>(object(outlet)) setDoubleValue:value];
+  [static_cast<NSProgressIndicator*>(control(outlet, [NSProgressIndicator class])) setDoubleValue:value];
 }
 
 void AppKitToolkit::displayIfNeeded(Outlet outlet) {
-  [static_cast<NSView*>(object(outlet)) displayIfNeeded];
+  [static_cast<NSView*>(control(outlet, [NSView class])) displayIfNeeded];
 }
 
 void AppKitToolkit::setHint(Hint hint, const std::string& text) {
-  NSTextField* label = [m_pController valueForKey:hint == Hint::desktopFolder ? @"desktopHint"
-                                                  : hint == Hint::lostFiles   ? @"lossHint"
-                                                                              : @"passwordHint"];
+  NSString* field = hint == Hint::desktopFolder ? @"desktopHint"
+                    : hint == Hint::lostFiles   ? @"lossHint"
+                                                : @"passwordHint";
+  NSTextField* label = control(field, [NSTextField class]);
   [label setStringValue:hostText(text)];
   [label setHidden:text.empty()];
 }
 
 void AppKitToolkit::focus(Outlet outlet) {
-  [static_cast<NSWindow*>(object(Outlet::mainWindow))
-      makeFirstResponder:static_cast<NSView*>(object(outlet))];
+  [static_cast<NSWindow*>(control(Outlet::mainWindow, [NSWindow class]))
+      makeFirstResponder:static_cast<NSView*>(control(outlet, [NSView class]))];
 }
 
 void AppKitToolkit::showOutcome(const Outcome& outcome) {
-  // As the toolkit's own alerts have it: the program's icon, or its sign for a warning.
-  NSImageView* icon = [m_pController valueForKey:@"outcomeIcon"];
-  [icon setImage:[NSImage imageNamed:outcome.isGood ? @"NSApplicationIcon" : @"NSCaution"]];
+  NSImage* sign = [NSImage imageNamed:outcome.isGood ? @"NSStatusAvailable" : @"NSCaution"];
+  if (sign == nil) {
+    // A toolkit without that sign has at least the program's own.
+    sign = [NSImage imageNamed:@"NSApplicationIcon"];
+  }
+  [static_cast<NSImageView*>(control(@"outcomeIcon", [NSImageView class])) setImage:sign];
 
   m_strBundlePath = outcome.bundlePath;
-  NSTextField* name = [m_pController valueForKey:@"bundleName"];
+  NSTextField* name = control(@"bundleName", [NSTextField class]);
   [name setStringValue:[hostText(m_strBundlePath) lastPathComponent]];
   [name setHidden:m_strBundlePath.empty()];
-  NSButton* show = [m_pController valueForKey:@"showButton"];
+  NSButton* show = control(@"showButton", [NSButton class]);
   [show setTitle:hostText(outcome.showInFolderTitle)];
   [show setHidden:m_strBundlePath.empty()];
 

@@ -11,6 +11,8 @@ constexpr double kInner = kWidth - 2 * kMargin;
 constexpr double kLine = 22;
 constexpr double kIcon = 48;
 constexpr double kIndent = 20;
+// Room for some forty letters: a longer line is harder to check, not easier.
+constexpr double kFieldWidth = 320;
 constexpr double kButtonWidth = 130;
 constexpr double kButtonHeight = 32;
 
@@ -87,8 +89,9 @@ NSTextField* makeHint(NSRect frame) {
 // Both fields have one place; the controller shows one of them, and hears of each change.
 void placePassword(id controller, NSView* screen, Class kind, NSString* outlet) {
   NSTextField* field = [[kind alloc] initWithFrame:lineAt(246, kLine, kIndent)];
+  [field setFrameSize:NSMakeSize(kFieldWidth, kLine)];
   [field setDelegate:controller];
-  place(controller, screen, field, outlet, NSViewWidthSizable | kKeepsTop);
+  place(controller, screen, field, outlet, NSViewMaxXMargin | kKeepsTop);
 }
 
 void fillWelcomeScreen(id controller, NSView* screen) {
@@ -125,7 +128,9 @@ void fillProgressScreen(id controller, NSView* screen) {
 void fillFinishedScreen(id controller, NSView* screen) {
   NSImageView* icon = [[NSImageView alloc] initWithFrame:lineAt(40, kIcon, 0)];
   [icon setFrameSize:NSMakeSize(kIcon, kIcon)];
-  place(controller, screen, icon, @"outcomeIcon", kKeepsTop);
+  // The toolkit's signs are of many sizes.
+  [icon setImageScaling:NSImageScaleProportionallyUpOrDown];
+  place(controller, screen, icon, @"outcomeIcon", NSViewMaxXMargin | kKeepsTop);
   NSTextField* message = makeLabel(lineAt(40, 190, kIcon + 12), false);
   [message setSelectable:YES];
   place(controller, screen, message, @"finishMsg", NSViewWidthSizable | NSViewHeightSizable);

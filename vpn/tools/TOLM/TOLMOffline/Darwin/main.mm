@@ -3,25 +3,11 @@
 #import <AppKit/AppKit.h>
 
 #include "vpn/Common/Utility/ProgramStart.h"
-#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
-#import "vpn/tools/TOLM/TOLMOffline/Darwin/GUIController.h"
-
-// The application class that Info.plist names: it opens the window, which is made in code, at the moment at
-// which another program would load its interface description.
-@interface TOLMApplication : NSApplication
-@end
-
-@implementation TOLMApplication
-
-- (void)finishLaunching {
-  // Lives until the process ends, and so isn't released.
-  halvo::openWizardWindow([GUIController new]);
-  [super finishLaunching];
-}
-
-@end
+#import "vpn/tools/TOLM/TOLMOffline/Darwin/TOLMApplication.h"
 
 int main(int argc, char** argv) {
   halvo::prepareProgram();
+  // The toolkit finds the class by the name in Info.plist, which is no reason for a linker to keep it.
+  static_cast<void>([TOLMApplication class]);
   return NSApplicationMain(argc, const_cast<const char**>(argv));
 }

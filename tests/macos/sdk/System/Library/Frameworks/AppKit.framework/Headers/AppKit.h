@@ -15,9 +15,11 @@ typedef NSUInteger NSTabViewType;
 typedef NSUInteger NSBackingStoreType;
 typedef NSUInteger NSWindowStyleMask;
 typedef NSInteger NSControlStateValue;
+typedef NSUInteger NSEventType;
 
 enum { NSNoTabsNoBorder = 6 };
 enum { NSBackingStoreBuffered = 2 };
+typedef enum : NSUInteger { NSImageScaleProportionallyUpOrDown = 3 } NSImageScaling;
 typedef enum : NSUInteger { NSInformationalRequest = 10 } NSRequestUserAttentionType;
 enum : NSUInteger {
   NSWindowStyleMaskTitled = 1 << 0,
@@ -105,6 +107,7 @@ enum : NSUInteger {
 
 @interface NSImageView : NSControl
 - (void)setImage:(NSImage*)image;
+- (void)setImageScaling:(NSImageScaling)scaling;
 @end
 
 @interface NSWorkspace : NSObject
@@ -158,11 +161,13 @@ enum : NSUInteger {
 @end
 
 @interface NSEvent : NSObject
+- (NSEventType)type;
+- (BOOL)isARepeat;
 - (NSTimeInterval)timestamp;
 @end
 
 @interface NSApplication : NSResponder
-- (NSEvent*)currentEvent;
+- (void)sendEvent:(NSEvent*)event;
 - (void)setDelegate:(id)delegate;
 - (void)setMainMenu:(NSMenu*)menu;
 - (void)finishLaunching;
