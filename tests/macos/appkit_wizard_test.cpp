@@ -247,6 +247,15 @@ TEST_F(AppKitWizardTest, SecondPressOfRunDoesNotCancelTheRun) {
   EXPECT_EQ(finish(*wizard), "exit 0");
 }
 
+TEST_F(AppKitWizardTest, SecondReturnOnRunLeavesTheMessageOfARunThatFailedAtOnce) {
+  test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", "<no document");
+  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
+  EXPECT_EQ(m_pDesktop->run({"xdotool", "key", "--delay", "100", "Return", "Return"}, 60).exitStatus, 0);
+  EXPECT_EQ(wizard->waitForEnd(3), "running");
+  EXPECT_THAT(bundles(), IsEmpty());
+  EXPECT_EQ(finish(*wizard), "exit 0");
+}
+
 TEST_F(AppKitWizardTest, ClosingTheWindowEndsTheProgram) {
   const std::unique_ptr<BackgroundProgram> wizard = startWizard();
   m_pDesktop->press("alt+F4");
