@@ -149,7 +149,8 @@ QtToolkit::QtToolkit(int quietTime) : m_pWindow(std::make_unique<Window>()), m_n
   stopAtScrolling(*ui.welcomeScroll);
   stopAtScrolling(*ui.finishedScroll);
   indentPassword(Qt::LeftToRight);
-  ui.passwordPlace->setMaximumWidth(kFieldLetters * frame.fontMetrics().averageCharWidth());
+  // By a letter, and not by the average, which is twice as wide where the font is one for Japanese.
+  ui.passwordPlace->setMaximumWidth(kFieldLetters * frame.fontMetrics().horizontalAdvance(QLatin1Char('x')));
   ui.percentText->setFixedWidth(frame.fontMetrics().horizontalAdvance(QStringLiteral("\u200e100 %")));
   showPercent(0);
   // The hint has its place also while it is hidden: what is read and clicked below it must not jump.
@@ -310,8 +311,9 @@ void QtToolkit::drawTitles() {
       const QString marked = letters.mark(m_pWindow->titles[control.outlet], QLatin1Char(control.letter));
       if (QAction* const action = qobject_cast<QAction*>(control.object); action != nullptr) {
         action->setText(marked);
-      } else {
-        qobject_cast<QAbstractButton*>(control.object)->setText(marked);
+      } else if (QAbstractButton* const button = qobject_cast<QAbstractButton*>(control.object);
+                 button != nullptr) {
+        button->setText(marked);
       }
     }
     if (group.front() == Outlet::finishButton) {
