@@ -298,9 +298,12 @@ TEST_F(CommandShellTest, FailureOfPcloseIsLoggedAndChangesNoResult) {
 TEST_F(CommandShellTest, ACommandThatIsGivenUpIsWaitedForNoLonger) {
   for (const char* rest : {"sleep 200", "sleep 200 >/dev/null", "yes"}) {
     SCOPED_TRACE(rest);
+    const test::TempFolder folder;
+    const std::string started = folder.file("started");
     int asked = 0;
-    CCommandShell shell(("echo $$; exec " + std::string(rest)).c_str());
-    shell.giveUpWhen([&asked] { return ++asked > 3; });
+    CCommandShell shell(("echo $$; : > '" + started + "'; exec " + rest).c_str());
+    // However long the shell takes to come up, what it has printed is in the pipe by then.
+    shell.giveUpWhen([&] { return access(started.c_str(), F_OK) == 0 && ++asked > 3; });
     std::string output;
     EXPECT_RESULT(shell.Execute(output), 0);
     EXPECT_EQ(shell.exitStatus(), -1);
