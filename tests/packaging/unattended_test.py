@@ -468,6 +468,6 @@ if __name__ == "__main__":
         os.environ["TOLM_PRIVATE"] = "1"
         os.environ.setdefault("USER", "root")
         os.execvp("unshare", ["unshare", "--mount", "sh", "-ec",
-                              "mount --make-rprivate /; mount -t tmpfs tmpfs /opt; mount -t tmpfs tmpfs /run; "
+                              "mount --make-rprivate /; mount -t tmpfs tmpfs /opt; mount -t tmpfs -o mode=755 tmpfs /run; "
                               "mount -t tmpfs -o mode=1777 tmpfs /tmp; exec \"$@\"", "sh", sys.executable, *sys.argv])
     support.main()
