@@ -322,6 +322,13 @@ class FleetTest(unittest.TestCase):
         finally:
             self.hosts["bare"].run("dpkg --purge tolm-console")
 
+    def test_hosts_whose_batch_has_not_begun_are_told_as_waiting(self):
+        result = play("collect", limit="good05:good06", check=0, tolm_collect_serial=1)
+        tables = result.stdout.split("HOST  ")[1:]
+        told = [re.findall(r"(good\d\d) +(\w+) ", table) for table in tables]
+        self.assertEqual(told, [[("good05", "whole"), ("good06", "waiting")], [("good05", "whole"), ("good06", "whole")]])
+        self.assertEqual({row["state"] for row in index().values()}, {"whole"})
+
     def test_check_mode_plans_and_gathers_nothing(self):
         play("collect", "--check", limit="good04:hangs", check=0)
         rows = index()
