@@ -42,16 +42,21 @@ truncator::truncator(const std::list<FileRecord>& records, XMLObject* summary)
 truncator::~truncator() = default;
 
 void truncator::takeRecords() {
-  m_TruncAttrsList.clear();
+  // A second pass goes on from the order and the marks of the first.
+  if (!m_TruncAttrsList.empty()) {
+    return;
+  }
   m_TruncAttrsList.reserve(m_Records.size());
   for (const FileRecord& record : m_Records) {
-    m_TruncAttrsList.push_back({&record, "", record.appliedScheme});
+    m_TruncAttrsList.push_back({&record, 0, m_bAllKept ? kTruncateNone : record.appliedScheme});
   }
 }
 
 FileRecord truncator::marked(const Entry& entry) {
   FileRecord record = *entry.pRecord;
-  record.description += entry.mark;
+  for (std::uint32_t mark = 0; mark < entry.marks; ++mark) {
+    record.description += kWholeMark;
+  }
   record.appliedScheme = entry.appliedScheme;
   return record;
 }
@@ -74,9 +79,15 @@ std::list<FileRecord> truncator::records() const {
 ResultCode truncator::keepAll() {
   // Marks none, and so needs no list of marks: for very many files it would count beside their summary.
   m_bAllKept = true;
-  for (const FileRecord& record : m_Records) {
-    // A file that can't be entered is logged there; the others still are.
-    static_cast<void>(fillSummaryGoodFile(record));
+  for (Entry& entry : m_TruncAttrsList) {
+    entry.appliedScheme = kTruncateNone;
+    static_cast<void>(fillSummaryGoodFile(marked(entry)));
+  }
+  if (m_TruncAttrsList.empty()) {
+    for (const FileRecord& record : m_Records) {
+      // A file that can't be entered is logged there; the others still are.
+      static_cast<void>(fillSummaryGoodFile(record));
+    }
   }
   return 0;
 }
@@ -162,7 +173,7 @@ void truncator::selectWhole(Entry& entry, double& sum) {
   if (record.requestedSize >= candidate) {
     entry.appliedScheme = kTruncateNone;
     sum = candidate;
-    entry.mark = kWholeMark;
+    ++entry.marks;
     m_bNote1Due = true;
     if (const ResultCode rc = fillSummaryGoodFile(marked(entry)); rc != 0) {
       logDebugReturnCode(kPerform, __FILE__, __LINE__, kLogError, "truncator::fillSummaryGoodFile", rc,

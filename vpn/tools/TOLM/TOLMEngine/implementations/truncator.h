@@ -4,7 +4,7 @@
 // Lives on the stack of collector::writeSummary. What it marks, it marks in a list of its own: the records
 // that it was given are borrowed, must outlive it and stay as they are. It borrows the summary, too. A run
 // calls keepAll() alone, which cuts nothing; perform() is the budgets' whole logic and has no caller in the
-// present flows. Used on the engine's thread. Not meant to run twice: marks and entries would be added
+// present flows. Used on the engine's thread. Not meant to run twice: a second pass adds marks and entries
 // again.
 
 #pragma once
@@ -59,7 +59,7 @@ class truncator {
   // records would count.
   struct Entry {
     const FileRecord* pRecord;
-    const char* mark;
+    std::uint32_t marks;  // of note *1, one a pass
     std::int32_t appliedScheme;
   };
 
@@ -74,7 +74,7 @@ class truncator {
   bool m_bNote1Due = false;
   bool m_bAllKept = false;
   const std::list<FileRecord>& m_Records;
-  std::vector<Entry> m_TruncAttrsList;  // filled by perform()
+  std::vector<Entry> m_TruncAttrsList;  // filled by the first perform()
   XMLObject* m_pXMLSummary;
   helperUtil::SummarySections m_Sections;  // of m_pXMLSummary
 };

@@ -478,6 +478,42 @@ TEST_F(TruncatorTest, TheCallersRecordsAreNeverTouched) {
   EXPECT_EQ(m_Records.front().description, "about b");
 }
 
+// The marks of the first pass were forgotten.
+TEST_F(TruncatorTest, ASecondPassAddsMarksEntriesAndNotesAgain) {
+  gather({{"b", "kept", 10, kTruncateWhole, 10},
+          {"b", "gone", 5, kTruncateWhole, 10},
+          {"a", "cut", 8, kTruncateData, 4, kTruncateEnd}});
+  truncator twice(m_Records, &m_Summary);
+  EXPECT_RESULT(twice.perform(), 0);
+  EXPECT_RESULT(twice.perform(), 0);
+  // The marks of data cutting are those of its group, which is made anew.
+  EXPECT_THAT(included(),
+              ElementsAre("a|cut|about cut; see Note *2|8 bytes", "b|kept|about kept; see note *1|10 bytes",
+                          "a|cut|about cut; see Note *2|8 bytes",
+                          "b|kept|about kept; see note *1; see note *1|10 bytes"));
+  EXPECT_EQ(omitted().size(), 2U);
+  EXPECT_THAT(notes(), ElementsAre(kNote1, kNote2, kNote1, kNote2));
+  std::vector<std::string> descriptions;
+  for (const FileRecord& record : twice.records()) {
+    descriptions.push_back(record.description);
+  }
+  EXPECT_THAT(descriptions, ElementsAre("about cut", "about kept; see note *1; see note *1", "about gone"));
+}
+
+TEST_F(TruncatorTest, KeepingAllBehindAPassEntersItsMarksInItsOrder) {
+  gather({{"b", "kept", 10, kTruncateWhole, 10}, {"a", "cut", 8, kTruncateData, 8, kTruncateEnd}});
+  truncator both(m_Records, &m_Summary);
+  EXPECT_RESULT(both.perform(), 0);
+  EXPECT_RESULT(both.keepAll(), 0);
+  const std::vector<std::string> lines = included();
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[2], "a|cut|about cut|8 bytes");
+  EXPECT_EQ(lines[3], "b|kept|about kept; see note *1|10 bytes");
+  for (const FileRecord& record : both.records()) {
+    EXPECT_EQ(record.appliedScheme, kTruncateNone);
+  }
+}
+
 static_assert(!std::is_constructible_v<truncator, std::list<FileRecord>, XMLObject*>,
               "records are borrowed, and never moved in to come back marked");
 
