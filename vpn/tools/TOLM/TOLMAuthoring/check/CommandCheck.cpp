@@ -166,7 +166,8 @@ void checkPrograms(FindingList& list, const DocumentElement& element, const Shel
 bool isEndless(const Words& words, bool fed) {
   const std::string program = programOf(words[0]);
   if (program == "ping" || program == "ping6") {
-    return !hasOption(words, {"-c", "-w", "-t"});
+    // Here "-t" is the life of a packet, and no limit of time.
+    return !hasOption(words, {"-c", "-w"});
   }
   if (program == "tail") {
     return hasOption(words, {"-f", "-F", "--follow"}) && !(fed && !hasOperand(words));
@@ -218,15 +219,18 @@ void checkShellCommand(FindingList& list, const DocumentElement& element, ICheck
                  "): a run gathers nothing for it");
     return;
   }
-  const ShellLine line = readShellLine(text);
-  for (std::size_t i = 0; i < line.commands.size(); ++i) {
-    const ShellCommand& command = line.commands[i];
-    bool bounded = false;
+  const ShellLine line = readShellLineWithScripts(text);
+  for (const ShellCommand& command : line.commands) {
+    bool bounded = command.bounded;
     const Words words = unwrapCommand(command.words, bounded);
-    // `head` takes its lines and leaves: the writer in front of it ends at the next one.
-    if (command.piped && i + 1 < line.commands.size() && !line.commands[i + 1].words.empty() &&
-        isOneOf(programOf(line.commands[i + 1].words[0]), {"head"})) {
-      bounded = true;
+    // One with an expansion in it isn't yet what the inner shell gets to see.
+    if (const std::string* const script = scriptOf(words);
+        script != nullptr && script->find_first_of("$`") == std::string::npos) {
+      if (const std::string complaint = host.shellComplaint(*script); !complaint.empty()) {
+        list.add("shell-syntax", element,
+                 "the shell inside of this command line refuses " + quotedText(*script) + " (" +
+                     withoutControls(complaint) + "): a run gathers its complaint and nothing else");
+      }
     }
     checkCommandWords(list, element, words, bounded, command.fed, command.piped, host);
   }

@@ -51,7 +51,12 @@ TEST(CommandCheckTest, CommandsThatNeverEndAreTold) {
                            "journalctl -af",
                            "journalctl -fu x",
                            "vmstat 1",
-                           "sleep infinity"}) {
+                           "sleep infinity",
+                           "ping -t 5 gw",
+                           "sh -c 'ping gw'",
+                           "ls && /bin/bash -ec \"ls; ping gw\"",
+                           "bash -o pipefail -c 'tail -f /x'",
+                           "env sh -c 'sh -c \"cat\"'"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), ElementsAre("command-endless")) << line;
   }
 }
@@ -81,7 +86,14 @@ TEST(CommandCheckTest, CommandsWithAnEndArePassed) {
                            "journalctl -oshort-full",
                            "vmstat 1 3",
                            "vmstat",
-                           "sleep 1"}) {
+                           "sleep 1",
+                           "sh -c 'ping -c 1 gw'",
+                           "timeout 30 sh -c 'ls; ping gw'",
+                           "sh -c 'timeout 5 ping gw'",
+                           "ls | sh -c 'cat'",
+                           "sh -c 'yes' | head -n 2",
+                           "sh /x/script -c ping",
+                           "echo sh -c 'ping gw'"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), IsEmpty()) << line;
   }
 }
@@ -115,17 +127,18 @@ TEST(CommandCheckTest, AProgramThatIsNotThereIsToldOnce) {
   EXPECT_THAT(rulesOf("absent-program; absent-program -x 2>&1"), ElementsAre("program-missing"));
   EXPECT_THAT(rulesOf("timeout 5 absent-program 2>&1"), ElementsAre("program-missing"));
   EXPECT_THAT(rulesOf("absent-program 2>&1", false), IsEmpty());
+  EXPECT_THAT(rulesOf("sh -c 'ls; absent-program' 2>&1"), ElementsAre("program-missing"));
   EXPECT_THAT(rulesOf("command -v absent-program && absent-program 2>&1"), IsEmpty());
   EXPECT_THAT(rulesOf("absent-program() { ls; }; absent-program 2>&1"), IsEmpty());
 }
 
 TEST(CommandCheckTest, SecretsThatArePrintedAreToldAndThoseThatGoThroughAFilterAreNot) {
   for (const char* line : {"cat /etc/shadow", "cp ~/.ssh/id_rsa /tmp/x", "tar cf - /root/.gnupg/x",
-                           "head /etc/NetworkManager/system-connections/a"}) {
+                           "head /etc/NetworkManager/system-connections/a", "sh -c 'cat /etc/shadow'"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), ElementsAre("secret")) << line;
   }
   for (const char* line : {"cat /etc/NetworkManager/system-connections/a | sed s/psk=.*//",
-                           "ls -l /etc/shadow", "cat /etc/hosts"}) {
+                           "sh -c 'cat /etc/shadow' | sed s/x//", "ls -l /etc/shadow", "cat /etc/hosts"}) {
     EXPECT_THAT(rulesOf(std::string(line) + " 2>&1"), IsEmpty()) << line;
   }
 }
@@ -143,13 +156,20 @@ TEST(CommandCheckTest, FilesThatNeverEndAreTold) {
 TEST(CommandCheckTest, ErrorsThatGoNowhereAreTold) {
   EXPECT_THAT(rulesOf("ls"), ElementsAre("errors-not-captured"));
   EXPECT_THAT(rulesOf("ls >/x"), ElementsAre("errors-not-captured"));
-  for (const char* line : {"ls 2>&1", "ls 2>/dev/null", "(ls; df) 2>&1"}) {
+  for (const char* line : {"ls 2>&1", "ls 2>/dev/null", "(ls; df) 2>&1", "sh -c 'ls 2>&1'"}) {
     EXPECT_THAT(rulesOf(line), IsEmpty()) << line;
   }
 }
 
 TEST(CommandCheckTest, WhatTheShellRefusesIsToldAloneOfItsLine) {
   EXPECT_THAT(rulesOf("ping 'x"), ElementsAre("shell-syntax"));
+}
+
+// A shell's own script was one word of the outer line, and that was all that was looked at.
+TEST(CommandCheckTest, WhatAShellInsideOfTheLineRefusesIsTold) {
+  // Of the two quotes one is in the script.
+  EXPECT_THAT(rulesOf("sh -c \"ls '\" \"'\" 2>&1"), ElementsAre("shell-syntax"));
+  EXPECT_THAT(rulesOf("sh -c \"ls '$x\" \"'\" 2>&1"), IsEmpty());
 }
 
 TEST(CommandCheckTest, AStartedProgramIsLookedAtWithItsOneArgument) {

@@ -14,6 +14,10 @@ bool isOneOf(const std::string& word, std::initializer_list<const char*> names) 
   return std::any_of(names.begin(), names.end(), [&](const char* name) { return word == name; });
 }
 
+std::string programOf(const std::string& word) {
+  return word.substr(word.rfind('/') + 1);
+}
+
 bool isAssignment(const std::string& word) {
   const std::size_t equals = word.find('=');
   if (equals == std::string::npos || equals == 0 || std::isdigit(static_cast<unsigned char>(word[0])) != 0) {
@@ -187,6 +191,57 @@ class Reader {
 
 ShellLine readShellLine(const std::string& text) {
   return Reader(text).read();
+}
+
+const std::string* scriptOf(const std::vector<std::string>& words) {
+  if (words.empty() || !isOneOf(programOf(words[0]), {"sh", "bash", "dash", "ash", "ksh", "zsh"})) {
+    return nullptr;
+  }
+  bool wanted = false;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (word.empty() || (word[0] != '-' && word[0] != '+')) {
+      return wanted ? &word : nullptr;
+    }
+    if (word.compare(0, 2, "--") == 0) {
+      continue;
+    }
+    wanted = wanted || (word[0] == '-' && word.find('c') != std::string::npos);
+    i += word.back() == 'o' ? 1 : 0;  // "-o pipefail": the name of a setting
+  }
+  return nullptr;
+}
+
+namespace {
+
+constexpr int kDeepestScript = 8;
+
+void addWithScripts(const std::string& text, const ShellCommand& around, int depth, ShellLine& whole) {
+  const ShellLine line = readShellLine(text);
+  whole.redirectsErrors = whole.redirectsErrors || line.redirectsErrors;
+  whole.functions.insert(line.functions.begin(), line.functions.end());
+  for (std::size_t i = 0; i < line.commands.size(); ++i) {
+    ShellCommand command = line.commands[i];
+    // `head` takes its lines and leaves: the writer in front of it ends at the next one.
+    command.bounded = around.bounded ||
+                      (command.piped && i + 1 < line.commands.size() && !line.commands[i + 1].words.empty() &&
+                       isOneOf(programOf(line.commands[i + 1].words[0]), {"head"}));
+    command.fed = command.fed || around.fed;
+    command.piped = command.piped || around.piped;
+    whole.commands.push_back(command);
+    const std::vector<std::string> words = unwrapCommand(command.words, command.bounded);
+    if (const std::string* const script = scriptOf(words); script != nullptr && depth < kDeepestScript) {
+      addWithScripts(*script, command, depth + 1, whole);
+    }
+  }
+}
+
+}  // namespace
+
+ShellLine readShellLineWithScripts(const std::string& text) {
+  ShellLine whole;
+  addWithScripts(text, {}, 0, whole);
+  return whole;
 }
 
 std::vector<std::string> unwrapCommand(const std::vector<std::string>& words, bool& bounded) {

@@ -20,6 +20,8 @@ struct ShellCommand {
   bool fed = false;
   // Its output goes into the next command's input.
   bool piped = false;
+  // It has a limit of time, or of lines, from what stands around it.
+  bool bounded = false;
 };
 
 struct ShellLine {
@@ -31,6 +33,13 @@ struct ShellLine {
 };
 
 ShellLine readShellLine(const std::string& text);
+
+// The same with the commands of scripts that shells of the line are given (`sh -c 'a; b'`), each behind its
+// shell, to some depth. What holds for the shell (a pipe, a limit) holds for them.
+ShellLine readShellLineWithScripts(const std::string& text);
+
+// The script that a command, its wrappers taken off, gives to a shell; null for any other command.
+const std::string* scriptOf(const std::vector<std::string>& words);
 
 // The command behind `env`, `timeout 30`, `nice` and their like; `bounded` is set where a time limit
 // stands among them. Empty where nothing is left.
