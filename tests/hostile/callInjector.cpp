@@ -399,7 +399,7 @@ class Tracer {
           // A child that has been told to end gets a moment for it.
           isOver = true;
           clock_gettime(CLOCK_MONOTONIC, &deadline);
-          deadline.tv_sec += 1;
+          deadline.tv_sec += 10;
         }
         continue;
       }

@@ -14,7 +14,7 @@ using namespace test;
 // Runs one part, of one scenario where it is named, with a fixed draw: what a test shows once it shows again.
 void expectNoFault(const std::string& part, const std::string& scenario = "") {
   RunOptions options;
-  options.timeoutSeconds = 280;
+  options.timeoutSeconds = 880;
   const RunResult result =
       runProgram({"/usr/bin/python3", sourcePath("tests/hostile/hostile.py"), "--build", TOLM_TEST_BUILD_DIR,
                   "--short", "--seed", "1", "--only", scenario, part},

@@ -83,7 +83,7 @@ def go(table, short, seed, only):
             _living(0)  # nobody is left to end them
             root_left = None
         else:
-            if _living(3) != 0:
+            if _living(15) != 0:
                 faults.append("living child")
             root_left = runs.left_overs()
         if result.kind == "timeout":

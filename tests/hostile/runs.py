@@ -16,11 +16,12 @@ CLEARED = "/opt/hostile/cleared"
 STATE = "/opt/hostile/state"
 BUNDLES = "/opt/hostile/bundles"
 BUNDLE = BUNDLES + "/out.zip"
+DESKTOP = root.HOME + "/Desktop"
 PASSWORD = "correct horse"
 PASSWORD_FILE = "/opt/hostile/password"
 PROGRAM = root.BIN + "/tmtolm"
 INJECTOR = root.BIN + "/callInjector"
-SECONDS = 20  # a run takes a small part of one
+SECONDS = 60  # a run takes a small part of one, on a machine that does nothing else
 
 # What no run may show, in the order of the table.
 FAULTS = (
@@ -80,10 +81,11 @@ CLEAR_DOCUMENT = _document(
 class Scenario:
     """What is run, and what a whole run of it looks like."""
 
-    def __init__(self, name, document, arguments):
+    def __init__(self, name, document, arguments, complains=False):
         self.name = name
         self.document = document
         self.arguments = arguments
+        self.complains = complains  # a whole run of it prints on standard error
         self.entries = {}
         self.summary_end = ""
         self.output = b""
@@ -95,6 +97,17 @@ class Scenario:
     @property
     def command(self):
         return [PROGRAM, *self.arguments]
+
+    def bundle(self):
+        """Where its bundle is, or would be."""
+        if "--bundle" in self.arguments:
+            return BUNDLE
+        return next(iter(glob.glob(DESKTOP + "/*.zip")), DESKTOP + "/none.zip")
+
+    def on_the_desktop(self):
+        """The same, with the bundle where it goes by itself."""
+        place = self.arguments.index("--bundle")
+        return Scenario(self.name, self.document, self.arguments[:place] + self.arguments[place + 2 :])
 
     def password(self):
         return PASSWORD.encode() if "--password-file" in self.arguments else None
@@ -108,6 +121,15 @@ SCENARIOS = (
     Scenario("clear", CLEAR_DOCUMENT, ("clear", "--yes")),
     Scenario("plan", FILES_DOCUMENT, ("plan",)),
     Scenario("check", FILES_DOCUMENT, ("check", CONFIG)),
+)
+
+# With a limit that no command reaches, and with one that a command does.
+TIMED = Scenario("timed", COMMANDS_DOCUMENT, (*_COLLECT, "--command-timeout", "15"))
+OVERTIME = Scenario(
+    "overtime",
+    _document("Commands", _commands("echo captured; exec sleep 6", "printf two") + _copies(DATA + "/a.log")),
+    (*_COLLECT, "--command-timeout", "1"),
+    complains=True,
 )
 
 # Long enough for a signal to meet it anywhere: a command that takes its time, and files to be packed.
@@ -153,6 +175,7 @@ def lay_out(scenario):
     """Makes the machine ready for one run."""
     lay_out_keeping_bundles(scenario)
     root.empty(BUNDLES)
+    root.empty(DESKTOP)
     os.chown(BUNDLES, os.geteuid(), os.getegid())
     if scenario.arguments[0] == "clear":
         for name in ("x.log", "y.log", "z.log"):
@@ -163,6 +186,7 @@ def left_overs():
     """What a run has no business to leave, apart from its bundle."""
     found = glob.glob("/tmp/TOLM_Temp_Bundle*")
     found += [f"{BUNDLES}/{name}" for name in os.listdir(BUNDLES) if name != os.path.basename(BUNDLE)]
+    found += [f"{DESKTOP}/{name}" for name in os.listdir(DESKTOP) if not name.endswith(".zip")]
     return found
 
 
@@ -226,13 +250,13 @@ def learn(scenario):
     """Makes a whole run of `scenario` and notes what it looks like."""
     lay_out(scenario)
     result = run(scenario.command)
-    if (result.kind, result.value) != ("exit", 0) or result.err or left_overs():
+    if (result.kind, result.value) != ("exit", 0) or bool(result.err) != scenario.complains or left_overs():
         raise RuntimeError(f"{scenario.name}: the run without a fault isn't whole: {result}, {left_overs()}")
     scenario.output = result.out
     if scenario.arguments[0] == "clear" and os.listdir(CLEARED):
         raise RuntimeError("the clear run clears nothing")
     if scenario.collects:
-        scenario.entries = read_bundle(BUNDLE, scenario.password())
+        scenario.entries = read_bundle(scenario.bundle(), scenario.password())
         summary = scenario.entries.pop("summary.txt").decode()
         scenario.summary_end = summary.rstrip().splitlines()[-1]
         if not scenario.entries:
@@ -256,8 +280,9 @@ def _words_for(name):
     return [*parts, f"Failed to execute {command}", f"{command}_tmp.txt", pattern]
 
 
-def bundle_faults(scenario, result, exact=True, bundle=BUNDLE):
+def bundle_faults(scenario, result, exact=True, bundle=None):
     """What is wrong with the bundle of a run that ended by itself. `exact`: what commands print is compared."""
+    bundle = bundle or scenario.bundle()
     if not os.path.exists(bundle):
         return ["broken bundle, status 0"] if result.value == 0 else []
     try:
