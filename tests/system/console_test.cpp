@@ -374,7 +374,7 @@ TEST_F(ConsoleTest, ARequestGathersWhatItNamesAndItsComments) {
   writeFile("/opt/request.xml", "<r><comments>It breaks.</comments><file id=\"b\"/><file id=\"zz\"/></r>");
   const RunResult result = tmtolm({"collect", "--request", "/opt/request.xml", "--bundle", "/tmp/out.zip"});
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.err, "tmtolm: no document has instructions for an id of the request: \"zz\"\n");
   EXPECT_EQ(result.out, started() + finished() + "Bundle: /tmp/out.zip\n");
   const std::map<std::string, std::string> content = contentOf("/tmp/out.zip");
   EXPECT_THAT(namesOf("/tmp/out.zip"), UnorderedElementsAre("Alpha/two.log", "comments.txt", "summary.txt"));

@@ -12,6 +12,7 @@
 
 #include "vpn/Common/Diagnostics/Log.h"
 #include "vpn/Common/Utility/FolderRemoval.h"
+#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
@@ -232,6 +233,7 @@ RunOutcome CollectRun::lookAhead() {
 
 RunOutcome CollectRun::lookAtSizes() {
   const PlannedSizes sizes = planSizes(m_Settings.requestPath, configFolder());
+  m_UnmatchedIds = sizes.unmatchedIds;
   // The limit is that of the archive's plain entries, which another writer needn't use.
   const std::string large =
       m_Settings.archiveWriter ? "" : largeFileProblem(sizes.largestFile, sizes.largestBytes, isEncrypted());
@@ -337,6 +339,7 @@ RunOutcome CollectRun::runEngine(RunLock& lock) {
   outcome.bundleBytes = bundle.bytes();
   // Only of a bundle that stands: a failed run has said what is wrong.
   takeLosses(outcome, workFolder);
+  outcome.unmatchedIds = m_UnmatchedIds;
   return outcome;
 }
 
@@ -403,6 +406,15 @@ std::vector<std::string> lossLines(const RunOutcome& outcome) {
                outcome.unreadableCount == 1 ? "file is left out of gathered folders, unreadable"
                                             : "files are left out of gathered folders, unreadable",
                lines);
+  if (const std::size_t count = outcome.unmatchedIds.size(); count > 0) {
+    std::string line =
+        count == 1 ? "no document has instructions for an id of the request:"
+                   : "no document has instructions for " + std::to_string(count) + " ids of the request:";
+    for (std::size_t i = 0; i < std::min(count, kMostNamed); ++i) {
+      line += (i == 0 ? " " : ", ") + quotedText(outcome.unmatchedIds[i]);
+    }
+    lines.push_back(line + (count > kMostNamed ? " and more" : ""));
+  }
   return lines;
 }
 

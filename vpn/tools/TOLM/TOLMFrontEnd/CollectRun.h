@@ -89,6 +89,8 @@ struct RunOutcome {
   // Files below gathered folders that couldn't be read, in the same form: told, no failure.
   std::vector<std::string> unreadable;
   std::size_t unreadableCount = 0;
+  // Ids of the request that no document has instructions for: told, no failure.
+  std::vector<std::string> unmatchedIds;
 
   // The bundle, and what is in it.
   std::string bundlePath;
@@ -126,6 +128,7 @@ class CollectRun {
 
   CollectSettings m_Settings;
   std::string m_strWantedPath;  // of the bundle, as the caller gave it
+  std::vector<std::string> m_UnmatchedIds;
 };
 
 class ClearRun {
@@ -147,7 +150,8 @@ std::string defaultBundlePath();
 // The line that tells a run's failure: text, code as 0xFEAF000B, and the reason behind a semicolon.
 std::string failureLine(const RunOutcome& outcome);
 
-// The lines that tell losses and unreadable files, without line ends; none where there are none.
+// The lines that tell losses, unreadable files and ids that no document answers, without line ends; none
+// where there are none.
 std::vector<std::string> lossLines(const RunOutcome& outcome);
 // The same of a clear run: the files that it couldn't delete, and the folders that it couldn't look into or
 // not to the end.

@@ -35,7 +35,7 @@ PlannedSizes planSizes(const std::string& requestPath, const std::string& config
       sizes.largestFile = file.path;
     }
   };
-  static_cast<void>(buildPlan(folder.sources(), request.document, host, options));
+  sizes.unmatchedIds = buildPlan(folder.sources(), request.document, host, options).unmatchedIds;
   return sizes;
 }
 
