@@ -14,6 +14,10 @@ namespace halvo {
 // that. Returns whether it can.
 bool adoptOrphans();
 
+// Undoes that for processes that lose their parent later on: what the user starts from here, and not a run.
+// On hosts that adopt.
+void leaveOrphans();
+
 // A moment in the units that processes' starts are counted in.
 std::uint64_t processClock();
 

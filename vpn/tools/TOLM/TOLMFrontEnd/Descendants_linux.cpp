@@ -158,6 +158,10 @@ bool adoptOrphans() {
   return prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) == 0;
 }
 
+void leaveOrphans() {
+  prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
+}
+
 std::uint64_t processClock() {
   timespec now = {};
   clock_gettime(CLOCK_BOOTTIME, &now);

@@ -277,7 +277,14 @@ void RunGuard::yieldToSignal() {
 }
 
 void RunGuard::endRunAtOnce() {
-  if (!s_running.load() || pthread_equal(pthread_self(), s_runThread) != 0) {
+  if (!s_running.load()) {
+    // What the commands of a run that is over have left behind.
+    if (s_runClock != 0) {
+      endDescendants(s_runClock, kGraceMs);
+    }
+    return;
+  }
+  if (pthread_equal(pthread_self(), s_runThread) != 0) {
     return;
   }
   // The run first: it would take an ended command for a finished one, and start the next.

@@ -60,8 +60,8 @@ class RunGuard : public ICommandObserver {
   static void yieldToSignal();
 
   // For a program that is about to end at once: has the run's thread stand still, ends the run's commands
-  // and removes the half-written bundle. The work folder stays, for the next run to remove. Nothing where
-  // there is no run, or where its own thread asks.
+  // and removes the half-written bundle. The work folder stays, for the next run to remove. Behind a run,
+  // ends what its commands have left behind. Nothing where there was no run, or where its own thread asks.
   static void endRunAtOnce();
 
   void commandStarts(const std::string& commandLine) override;

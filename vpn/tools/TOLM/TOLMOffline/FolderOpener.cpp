@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Descendants.h"
 
 namespace halvo {
 
@@ -87,6 +88,8 @@ void FolderOpener::show(const QString& file) {
 
 void FolderOpener::openFolder(const QString& file) {
   const QString folder = QFileInfo(file).absolutePath();
+  // What opens it is the user's, and must not end with the commands that the run has left behind.
+  leaveOrphans();
   if (!QDesktopServices::openUrl(QUrl::fromLocalFile(folder))) {
     LOG_MESSAGE(kLogWarning, "No program of the desktop opens the folder %s", folder.toUtf8().constData());
   }
