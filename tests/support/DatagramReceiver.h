@@ -6,10 +6,15 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace halvo::test {
 
@@ -49,6 +54,48 @@ class Receiver {
   std::string m_strPath;
   int m_fd;
   bool m_bBound = false;
+};
+
+// Stands in for the host's journal and keeps what is sent there by whatever process. A thread of its own
+// takes the records, or their senders would wait for room.
+class JournalKeeper {
+ public:
+  JournalKeeper()
+      : m_Receiver("/run/systemd/journal/socket"), m_Thread([this] {
+          while (!m_bDone) {
+            takeAll();
+            usleep(1000);
+          }
+        }) {}
+  ~JournalKeeper() {
+    m_bDone = true;
+    m_Thread.join();
+  }
+  JournalKeeper(const JournalKeeper&) = delete;
+  JournalKeeper& operator=(const JournalKeeper&) = delete;
+
+  [[nodiscard]] bool isBound() const { return m_Receiver.isBound(); }
+
+  // What has been sent by now, as it came.
+  std::vector<std::string> records() const {
+    takeAll();
+    const std::lock_guard<std::mutex> hold(m_Mutex);
+    return m_Records;
+  }
+
+ private:
+  void takeAll() const {
+    const std::lock_guard<std::mutex> hold(m_Mutex);
+    while (std::optional<std::string> record = m_Receiver.take()) {
+      m_Records.push_back(std::move(*record));
+    }
+  }
+
+  mutable std::mutex m_Mutex;
+  mutable std::vector<std::string> m_Records;
+  mutable Receiver m_Receiver;
+  std::atomic<bool> m_bDone = false;
+  std::thread m_Thread;
 };
 
 }  // namespace halvo::test

@@ -27,7 +27,7 @@ struct ForkedResult {
 
 // Forks, has `part` run in the child and ends the child with its result. No LogRecorder may be alive.
 // The child is killed after `timeoutSeconds`, and with it what it started and didn't end.
-ForkedResult runForked(const std::function<int()>& part, int timeoutSeconds = 60);
+ForkedResult runForked(const std::function<int()>& part, int timeoutSeconds = 100);
 
 // For the part: gives root rights up for good and becomes "nobody"; nothing where the caller isn't root.
 void dropToNobody();

@@ -13,7 +13,7 @@ struct RunOptions {
   std::map<std::string, std::string> environment;  // set on top of the test's own
   std::vector<std::string> unset;                  // variables taken away
   std::string workingFolder;                       // empty: the test's own
-  int timeoutSeconds = 60;                         // the child and its process group are killed then
+  int timeoutSeconds = 100;                        // the child and its process group are killed then
 };
 
 struct RunResult {

@@ -10,11 +10,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 
 namespace halvo::test {
 
 namespace {
+
+// Printed behind all that the program prints.
+constexpr char kEndMark[] = "\x1e(the end)\x1e";
 
 bool echoes(int terminal) {
   termios settings = {};
@@ -31,7 +35,9 @@ TerminalResult runOnTerminal(const std::vector<std::string>& arguments,
   }
   // Held open here, so that the settings can be looked at when the program has ended.
   const int slave = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  if (slave < 0) {
+  // For the mark behind the output: it must not wait for room that nobody makes.
+  const int behind = open(ptsname(master), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (slave < 0 || behind < 0) {
     throw std::runtime_error("no pseudo-terminal");
   }
   termios settings = {};
@@ -65,16 +71,16 @@ TerminalResult runOnTerminal(const std::vector<std::string>& arguments,
   std::size_t seen = 0;
   int status = 0;
   bool ended = false;
-  bool quiet = false;
+  const char* mark = kEndMark;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-  while (!ended || !quiet) {
+  while (!ended || result.run.out.find(kEndMark, seen) == std::string::npos) {
     if (std::chrono::steady_clock::now() >= deadline) {
       result.run.timedOut = !ended;
       kill(-child, SIGKILL);
       break;
     }
     struct pollfd end = {master, POLLIN, 0};
-    quiet = poll(&end, 1, 20) <= 0 || (end.revents & POLLIN) == 0;
+    const bool quiet = poll(&end, 1, 20) <= 0 || (end.revents & POLLIN) == 0;
     char buffer[4096];
     if (const ssize_t got = quiet ? 0 : read(master, buffer, sizeof(buffer)); got > 0) {
       result.run.out.append(buffer, static_cast<std::size_t>(got));
@@ -92,8 +98,15 @@ TerminalResult runOnTerminal(const std::vector<std::string>& arguments,
     }
     if (!ended && waitpid(child, &status, WNOHANG) == child) {
       ended = true;
-      quiet = false;
     }
+    if (ended && *mark != '\0') {
+      // What was printed comes over some time after it was written, and in the same order.
+      const ssize_t put = write(behind, mark, std::strlen(mark));
+      mark += put > 0 ? put : 0;
+    }
+  }
+  if (const std::size_t at = result.run.out.find(kEndMark); at != std::string::npos) {
+    result.run.out.erase(at, sizeof(kEndMark) - 1);
   }
   if (!ended) {
     waitpid(child, &status, 0);
@@ -105,6 +118,7 @@ TerminalResult runOnTerminal(const std::vector<std::string>& arguments,
   } else if (WIFSIGNALED(status)) {
     result.run.signal = WTERMSIG(status);
   }
+  close(behind);
   close(slave);
   close(master);
   return result;

@@ -24,6 +24,6 @@ struct TerminalResult {
 
 // Standard input, output and error are the terminal. The child and its group are killed at the limit.
 TerminalResult runOnTerminal(const std::vector<std::string>& arguments,
-                             const std::vector<TerminalTurn>& turns, int timeoutSeconds = 30);
+                             const std::vector<TerminalTurn>& turns, int timeoutSeconds = 100);
 
 }  // namespace halvo::test

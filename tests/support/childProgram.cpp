@@ -5,6 +5,7 @@
 //   signal=N          end by signal N, taken back to its default action
 //   flood=N           write N bytes to standard output, lines of 63 "x"
 //   sleep=MS          sleep so many milliseconds
+//   await=PATH        wait until there is a file
 //   ignoreTerm        ignore SIGTERM from here on
 //   arguments         print the number of arguments, then each on a line of its own as "[TEXT]"
 //   closeOut          close standard output, and go on
@@ -101,6 +102,10 @@ bool perform(const std::string& mode) {
     flood(std::strtoull(value.c_str(), nullptr, 10));
   } else if (word == "sleep") {
     sleepMs(std::atol(value.c_str()));
+  } else if (word == "await") {
+    while (access(value.c_str(), F_OK) != 0) {
+      sleepMs(5);
+    }
   } else if (word == "ignoreTerm") {
     signal(SIGTERM, SIG_IGN);
   } else if (word == "closeOut") {

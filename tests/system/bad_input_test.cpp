@@ -128,7 +128,7 @@ class BadInputTest : public ::testing::Test {
     words.insert(words.end(), {builtProgram("tmtolm"), "collect", "--quiet", "--bundle", kBundle});
     words.insert(words.end(), more.begin(), more.end());
     RunOptions options;
-    options.timeoutSeconds = 50;
+    options.timeoutSeconds = 90;
     options.workingFolder = "/opt/precious";
     const RunResult result = runProgram(words, options);
     EXPECT_FALSE(result.timedOut);

@@ -3,12 +3,15 @@
 usage: wizard_accessibility.py COMMAND [ARGUMENT...]
 
   wait-active         until the wizard's window has the keyboard
+  wait-inactive       until it knows that it hasn't
   tree                one line a visible object: role, name, description, text or value, by tabs
   all                 the same with the objects that aren't visible, a "hidden" before their role
   press NAME          the action of the button, check box or menu item of that name
   set NAME FILE       the text of the visible input of that name to the file's (UTF-8)
   wait-text TEXT      until a visible label starts with TEXT; prints the whole label
-  follow-bar          the values of the progress bar, until it is gone; one line each
+  wait-tree TEXT      until the tree, as told above, holds TEXT; prints it
+  follow-bar FOLDER   the values of the progress bar, until it is gone; one line each. Each new value makes a
+                      file in FOLDER, by their number: 1, 2, 3
 """
 
 import sys
@@ -16,7 +19,7 @@ import time
 
 import pyatspi
 
-LIMIT = 50.0
+LIMIT = 90.0
 
 
 def application():
@@ -83,11 +86,20 @@ def first(test):
     return None
 
 
-def print_tree(only_visible):
-    found = until(lambda: list(objects(only_visible)))
-    for item in found:
+def tree(only_visible):
+    text = ""
+    for item in until(lambda: list(objects(only_visible))):
         line = "\t".join([item.getRoleName(), item.name, item.description, content(item)]).replace("\n", " ")
-        print(line if only_visible or shows(item) else "hidden " + line)
+        text += (line if only_visible or shows(item) else "hidden " + line) + "\n"
+    return text
+
+
+def tree_with(text):
+    try:
+        found = tree(True)
+    except Exception:  # it changed under the walk
+        return None
+    return found if text in found else None
 
 
 def press(name):
@@ -106,7 +118,7 @@ def set_text(name, path):
         until(lambda: first(has_name)).queryEditableText().setTextContents(file.read())
 
 
-def follow_bar():
+def follow_bar(folder):
     values = []
     until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_PROGRESS_BAR))
     deadline = time.monotonic() + LIMIT
@@ -120,6 +132,7 @@ def follow_bar():
             break
         if not values or values[-1] != value:
             values.append(value)
+            open("%s/%d" % (folder, len(values)), "w").close()
         time.sleep(0.05)
     print("\n".join(values))
 
@@ -129,10 +142,13 @@ def main(arguments):
     if command == "wait-active":
         until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_FRAME
                             and item.getState().contains(pyatspi.STATE_ACTIVE)))
+    elif command == "wait-inactive":
+        until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_FRAME
+                            and not item.getState().contains(pyatspi.STATE_ACTIVE)))
     elif command == "tree":
-        print_tree(True)
+        print(tree(True), end="")
     elif command == "all":
-        print_tree(False)
+        print(tree(False), end="")
     elif command == "press":
         press(arguments[1])
     elif command == "set":
@@ -144,7 +160,9 @@ def main(arguments):
         time.sleep(0.6)
         print(label.name)
     elif command == "follow-bar":
-        follow_bar()
+        follow_bar(arguments[1])
+    elif command == "wait-tree":
+        print(until(lambda: tree_with(arguments[1])), end="")
     else:
         sys.exit(__doc__)
 

@@ -34,7 +34,7 @@ bool waitUntil(int seconds, const std::function<bool()>& done) {
 // The first line of a file, once it is whole.
 std::string firstLine(const std::string& path) {
   std::string line;
-  waitUntil(30, [&] {
+  waitUntil(90, [&] {
     const std::string content = exists(path) ? readFile(path) : "";
     const std::size_t end = content.find('\n');
     line = end == std::string::npos ? "" : content.substr(0, end);
@@ -147,7 +147,7 @@ WizardDesktop::WizardDesktop(const std::string& screen) {
   m_pWindowManager = std::make_unique<BackgroundProgram>(std::vector<std::string>{"openbox", "--sm-disable"},
                                                          m_Environment, folder + "/wm");
   // The window manager is there when it tells how many desktops there are.
-  if (!waitUntil(30, [this] { return run({"xdotool", "get_num_desktops"}, 10).exitStatus == 0; })) {
+  if (!waitUntil(90, [this] { return run({"xdotool", "get_num_desktops"}, 10).exitStatus == 0; })) {
     throw std::runtime_error("openbox doesn't start: " + m_pWindowManager->err());
   }
 }
@@ -180,13 +180,20 @@ std::unique_ptr<BackgroundProgram> WizardDesktop::startWizard(
 }
 
 void WizardDesktop::sendKey(const std::string& command, const std::string& key) {
-  if (run({"xdotool", command, key}, 30).exitStatus != 0) {
+  if (run({"xdotool", command, key}, 60).exitStatus != 0) {
     throw std::runtime_error("xdotool " + command + " fails for " + key);
   }
 }
 
 void WizardDesktop::press(const std::string& key) {
   sendKey("key", key);
+}
+
+void WizardDesktop::pressTwice(const std::string& key) {
+  // By one program: on a busy machine a second one may take longer to start than the two have in between.
+  if (run({"xdotool", "key", key, key}, 60).exitStatus != 0) {
+    throw std::runtime_error("xdotool key fails for " + key);
+  }
 }
 
 void WizardDesktop::hold(const std::string& key) {

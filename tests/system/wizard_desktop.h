@@ -29,7 +29,7 @@ class BackgroundProgram {
   BackgroundProgram& operator=(const BackgroundProgram&) = delete;
 
   // Waits for the end. "exit 0", "signal 6", or "running" where the time is over first.
-  std::string waitForEnd(int seconds = 30);
+  std::string waitForEnd(int seconds = 90);
   [[nodiscard]] pid_t id() const { return m_nId; }
   [[nodiscard]] std::string out() const;
   [[nodiscard]] std::string err() const;
@@ -56,9 +56,11 @@ class WizardDesktop {
   void hold(const std::string& key);
   void release(const std::string& key);
   void type(const std::string& text);
+  // The same key twice, as fast as a finger can.
+  void pressTwice(const std::string& key);
 
   // Runs wizard_accessibility.py; throws where it fails. The result is what it printed.
-  std::string accessibility(const std::vector<std::string>& arguments, int timeoutSeconds = 60);
+  std::string accessibility(const std::vector<std::string>& arguments, int timeoutSeconds = 120);
 
   // Ends the X server under its clients.
   void breakDisplay();

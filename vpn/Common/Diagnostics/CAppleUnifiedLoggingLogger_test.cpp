@@ -38,7 +38,7 @@ class RecordingUnifiedLog final : public IUnifiedLog {
       ++m_nWaiting;
       m_arrived.notify_all();
       m_bMet =
-          m_arrived.wait_for(hold, std::chrono::seconds(30), [this] { return m_nWaiting >= m_nMeeting; });
+          m_arrived.wait_for(hold, std::chrono::seconds(90), [this] { return m_nWaiting >= m_nMeeting; });
     }
   }
   void release(Log log) override { m_released.push_back(log); }

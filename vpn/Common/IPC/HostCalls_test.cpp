@@ -69,6 +69,9 @@ void HostCalls::reset() {
   identityArguments.clear();
   lastSleep = -1;
   lastSelect = -1;
+  hasOwnClock = false;
+  ownClock = 0;
+  onPause = nullptr;
   descriptor = -1;
 }
 
@@ -113,6 +116,13 @@ void emptySet(fd_set* set, int count) {
   }
 }
 
+void pauseOnOwnClock(long milliseconds) {
+  hostCalls().ownClock += static_cast<std::uint32_t>(milliseconds);
+  if (hostCalls().onPause) {
+    hostCalls().onPause();
+  }
+}
+
 }  // namespace
 
 }  // namespace halvo::test
@@ -122,6 +132,7 @@ using halvo::test::HostCall;
 using halvo::test::hostCalls;
 using halvo::test::identity;
 using halvo::test::note;
+using halvo::test::pauseOnOwnClock;
 using halvo::test::through;
 
 extern "C" {
@@ -149,6 +160,12 @@ int realEventPipe(int (&ends)[2]) __asm__("__real__ZN5halvo13openEventPipeERA2_i
 int wrapEventPipe(int (&ends)[2]) __asm__("__wrap__ZN5halvo13openEventPipeERA2_i");
 int wrapEventPipe(int (&ends)[2]) {
   return through(hostCalls().pipeCall, [&ends] { return realEventPipe(ends); });
+}
+
+std::uint32_t realTick() __asm__("__real__ZN5halvo16tickMillisecondsEv");
+std::uint32_t wrapTick() __asm__("__wrap__ZN5halvo16tickMillisecondsEv");
+std::uint32_t wrapTick() {
+  return hostCalls().hasOwnClock ? hostCalls().ownClock.load() : realTick();
 }
 
 ssize_t __real_read(int descriptor, void* buffer, size_t size);
@@ -179,6 +196,13 @@ int __wrap_select(int count, fd_set* reads, fd_set* writes, fd_set* excepts, str
     }
     return 1;
   }
+  if (hostCalls().hasOwnClock && timeout != nullptr) {
+    for (fd_set* set : {reads, writes, excepts}) {
+      emptySet(set, count);
+    }
+    pauseOnOwnClock(hostCalls().lastSelect / 1000);
+    return 0;
+  }
   return through(hostCalls().selectCall,
                  [=] { return __real_select(count, reads, writes, excepts, timeout); });
 }
@@ -187,6 +211,10 @@ int __real_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t duration) {
   hostCalls().lastSleep = static_cast<long>(duration);
+  if (hostCalls().hasOwnClock) {
+    pauseOnOwnClock(static_cast<long>(duration) / 1000);
+    return 0;
+  }
   return through(hostCalls().usleepCall, [duration] { return __real_usleep(duration); });
 }
 

@@ -10,6 +10,8 @@
 #include <pwd.h>
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -58,6 +60,11 @@ struct HostCalls {
   // The microseconds that the last usleep and the last select were to last; -1 without one.
   std::atomic<long> lastSleep = -1;
   std::atomic<long> lastSelect = -1;
+  // With a clock of the test's own, which the ticks come from, a sleep or a select with a limit lasts no
+  // time: the clock goes on by as much, and `onPause` is called then. Set ahead of any other thread.
+  bool hasOwnClock = false;
+  std::atomic<std::uint32_t> ownClock = 0;
+  std::function<void()> onPause;
   // Whether the next select reports one ready descriptor and points at none.
   std::atomic<bool> doesSelectPointAtNone = false;
   // The switches of read and write count for this descriptor only.

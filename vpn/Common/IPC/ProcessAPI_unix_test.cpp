@@ -42,7 +42,7 @@ constexpr std::uint32_t kForever = CProcessApi::kWaitForever;
 constexpr std::uint32_t kLong = 60000;
 
 bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= deadline) {
       return false;
@@ -843,13 +843,16 @@ TEST_F(ProcessApiTest, WaitLooksAtTheChildEveryTwentyMillisecondsAndTheOneWithou
   EXPECT_RESULT(wait(launch("sleep=30"), exitCode, kForever), 0);
   EXPECT_EQ(hostCalls().lastSleep, -1);
   const std::int32_t child = launch("sleep=60000");
+  hostCalls().hasOwnClock = true;
   EXPECT_RESULT(wait(child, exitCode, 50), PROCESS_API_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().ownClock, 60U);
   EXPECT_EQ(hostCalls().lastSleep, 20000);
   EXPECT_EQ(hostCalls().lastSelect, -1);
   hostCalls().lastSleep = -1;
   ResultCode result = 0;
   CCEvent event(result);
   EXPECT_RESULT(m_api.WaitForProcess(child, exitCode, &event, 0, 50), PROCESS_API_ERROR_WAIT_TIMEOUT);
+  EXPECT_EQ(hostCalls().ownClock, 120U);
   EXPECT_EQ(hostCalls().lastSelect, 20000);
   EXPECT_EQ(hostCalls().lastSleep, -1);
   killAndReap(child);
@@ -867,18 +870,21 @@ TEST_F(ProcessApiTest, WaitForeverFlagTakesTheLimitAwayUntilItIsCleared) {
 }
 
 TEST_F(ProcessApiTest, AnotherThreadProlongsAWaitUnderWayByStartingItAnew) {
-  const std::int32_t child = launch("sleep=2500,exit=3");
-  std::atomic<bool> isOver = false;
-  std::thread other([&] {
-    while (!isOver) {
-      m_api.restartWait(false);
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  const std::string go = m_folder.file("go");
+  const std::int32_t child = launch("await=" + go + ",exit=3");
+  hostCalls().hasOwnClock = true;
+  hostCalls().onPause = [this, &go, child] {
+    if (hostCalls().ownClock == 1000) {
+      std::thread([this] { m_api.restartWait(false); }).join();
+    } else if (hostCalls().ownClock == 2400) {
+      // Far behind the end of the limit that the wait began with.
+      test::writeFile(go, "");
+      waitUntilEnded(child);
     }
-  });
+  };
   int exitCode = 0;
   EXPECT_RESULT(wait(child, exitCode, 1500), 0);
-  isOver = true;
-  other.join();
+  EXPECT_EQ(hostCalls().ownClock, 2400U);
   EXPECT_EQ(exitCode, 3);
 }
 

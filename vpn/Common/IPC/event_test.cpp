@@ -32,7 +32,7 @@ using test::TempFolder;
 constexpr std::uint32_t kLong = 60000;
 
 bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= deadline) {
       return false;

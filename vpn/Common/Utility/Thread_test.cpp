@@ -59,7 +59,7 @@ namespace {
 using test::LogRecorder;
 
 bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= deadline) {
       return false;

@@ -78,7 +78,7 @@ TEST_F(PasswordFileTest, TheProcessIsClosedBeforeTheFirstCharacterAndForAsLongAs
   PasswordResult result;
   std::thread reader([&] { result = readPasswordFile("/proc/self/fd/" + std::to_string(ends[0])); });
   // Nothing is written yet.
-  for (int i = 0; i < 4000 && prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) != 0; ++i) {
+  for (int i = 0; i < 12000 && prctl(PR_GET_DUMPABLE, 0, 0, 0, 0) != 0; ++i) {
     usleep(5000);
   }
   EXPECT_EQ(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0), 0);

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -26,7 +27,10 @@ using test::isAlive;
 using test::processIn;
 using test::runForked;
 using test::waitForFile;
+using test::waitUntil;
+using test::withALimitThatIsLongEnough;
 using test::writeFile;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
 // A command that starts another in the background, which notes its id in `note` and asks to be spared.
@@ -102,7 +106,7 @@ TEST_F(RunGuardTest, ASignalEndsTheRunCleanlyAndByTheSameSignal) {
       }
       kill(getpid(), number);
       // The run's thread goes on until it is stopped.
-      for (int i = 0; i < 1000; ++i) {
+      for (;;) {
         usleep(10'000);
       }
       return 2;
@@ -142,7 +146,7 @@ TEST_F(RunGuardTest, AWizardEndsWithStatusZero) {
     guard.endBySignal = false;
     const RunGuard held(guard);
     kill(getpid(), SIGTERM);
-    for (int i = 0; i < 1000; ++i) {
+    for (;;) {
       usleep(10'000);
     }
     return 2;
@@ -178,26 +182,31 @@ TEST_F(RunGuardTest, BehindARunSignalsDoWhatTheyDidAhead) {
 TEST_F(RunGuardTest, ACommandThatTakesTooLongIsEndedAndTheRunGoesOn) {
   const std::string note = m_Folder.file("note");
   const std::string told = m_Folder.file("told");
-  const ForkedResult result = runForked([&] {
-    GuardSettings guard = settings();
-    guard.commandTimeoutSeconds = 1;
-    guard.tell = [&told](const std::string& line) { writeFile(told, line); };
-    RunGuard held(guard);
-    const std::string line = "echo printed; " + commandWithChild(note);
-    std::string output;
-    {
-      const ObservedCommand observed(line);
-      std::FILE* const command = popen(line.c_str(), "r");
-      char block[100];
-      while (std::fgets(block, sizeof(block), command) != nullptr) {
-        output += block;
+  ForkedResult result;
+  EXPECT_TRUE(withALimitThatIsLongEnough([&](int seconds) {
+    result = runForked([&] {
+      GuardSettings guard = settings();
+      guard.commandTimeoutSeconds = static_cast<unsigned>(seconds);
+      guard.tell = [&told](const std::string& line) { writeFile(told, line); };
+      RunGuard held(guard);
+      const std::string line = "echo printed; " + commandWithChild(note);
+      std::string output;
+      {
+        const ObservedCommand observed(line);
+        std::FILE* const command = popen(line.c_str(), "r");
+        char block[100];
+        while (std::fgets(block, sizeof(block), command) != nullptr) {
+          output += block;
+        }
+        pclose(command);
       }
-      pclose(command);
-    }
-    return output == "printed\n" ? 7 : 1;
-  });
+      return output == "printed\n" ? 7 : 1;
+    });
+    return exists(note);
+  }));
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
-  EXPECT_THAT(test::readFile(told), HasSubstr("was ended after 1 second, the time that commands have"));
+  EXPECT_THAT(test::readFile(told),
+              ContainsRegex("was ended after [0-9]+ seconds?, the time that commands have"));
   EXPECT_THAT(test::readFile(told), HasSubstr("the command \"echo printed; "));
   EXPECT_FALSE(isAlive(processIn(note)));
   EXPECT_TRUE(exists(m_Folder.file("work")));
@@ -205,32 +214,39 @@ TEST_F(RunGuardTest, ACommandThatTakesTooLongIsEndedAndTheRunGoesOn) {
 
 TEST_F(RunGuardTest, ACommandInItsTimeAndOneOfAnEarlierCommandAreLeftAlone) {
   const std::string note = m_Folder.file("note");
-  const ForkedResult result = runForked([&] {
-    GuardSettings guard = settings();
-    guard.commandTimeoutSeconds = 1;
-    RunGuard held(guard);
-    {
-      const ObservedCommand observed("a daemon");
-      if (std::system(
-              ("(echo $$ >/dev/null; sh -c 'echo $$ > " + note + "; exec sleep 30' >/dev/null 2>&1 &)")
-                  .c_str()) != 0 ||
-          !waitForFile(note)) {
-        return 1;
+  ForkedResult result;
+  EXPECT_TRUE(withALimitThatIsLongEnough([&](int seconds) {
+    result = runForked([&] {
+      std::atomic<bool> ended = false;
+      GuardSettings guard = settings();
+      guard.commandTimeoutSeconds = static_cast<unsigned>(seconds);
+      guard.tell = [&ended](const std::string& /*line*/) { ended = true; };
+      RunGuard held(guard);
+      {
+        const ObservedCommand observed("a daemon");
+        static_cast<void>(
+            !std::system(("(sh -c 'echo $$ > " + note + "; exec sleep 300' >/dev/null 2>&1 &)").c_str()));
+        waitUntil([&] { return ended || processIn(note) > 0; });
       }
-    }
-    // Long enough for the clock of processes to go on.
-    usleep(50'000);
-    {
-      const ObservedCommand observed("sleep 20");
-      if (std::system("sleep 20") == 0) {
-        return 2;  // it wasn't ended
+      if (ended) {
+        return 1;  // it hasn't come up in its time
       }
-    }
-    const pid_t daemon = processIn(note);
-    const bool spared = isAlive(daemon);
-    kill(daemon, SIGKILL);
-    return spared ? 7 : 3;
-  });
+      // Long enough for the clock of processes to go on.
+      usleep(50'000);
+      {
+        const ObservedCommand observed("sleep 200");
+        if (std::system("sleep 200") == 0) {
+          return 2;  // it wasn't ended
+        }
+      }
+      const pid_t daemon = processIn(note);
+      const bool spared = isAlive(daemon);
+      kill(daemon, SIGKILL);
+      return spared ? 7 : 3;
+    });
+    unlink(note.c_str());
+    return result.exitStatus != 1;
+  }));
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
 
@@ -251,6 +267,34 @@ TEST_F(RunGuardTest, AnEndAtOnceEndsTheCommandsAndLeavesTheFolder) {
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
   EXPECT_TRUE(exists(m_Folder.file("work/plain text")));
   EXPECT_FALSE(exists(m_Folder.file(".half")));
+}
+
+TEST_F(RunGuardTest, BehindARunAnEndAtOnceEndsWhatItsCommandsHaveLeft) {
+  const std::string note = m_Folder.file("note");
+  const ForkedResult result = runForked([&] {
+    const pid_t earlier = fork();
+    if (earlier == 0) {
+      for (;;) {
+        pause();
+      }
+    }
+    usleep(50'000);  // the clock of processes goes on
+    {
+      const RunGuard guard(settings());
+      static_cast<void>(!std::system(("(" + commandWithChild(note) + ") >/dev/null 2>&1 &").c_str()));
+      if (!waitForFile(note)) {
+        return 1;
+      }
+    }
+    if (!isAlive(processIn(note))) {
+      return 2;
+    }
+    RunGuard::endRunAtOnce();
+    const bool spared = isAlive(earlier);
+    kill(earlier, SIGKILL);
+    return isAlive(processIn(note)) ? 3 : spared ? 7 : 4;
+  });
+  EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
 
 TEST_F(RunGuardTest, WithoutARunThereIsNothingToEndAtOnce) {

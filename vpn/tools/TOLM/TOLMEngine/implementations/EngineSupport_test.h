@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <filesystem>
 #include <list>
 #include <memory>
 #include <stdexcept>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/Documents.h"
+#include "tests/support/Files.h"
 #include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
@@ -35,6 +37,9 @@ class ReportKeeper : public IProgressListener {
   void updateMsg(const std::string& message) override { m_strMessage = message; }
   void updateProgress(const std::uint32_t* percent) override {
     reports.push_back(std::to_string(*percent) + " " + m_strMessage);
+    if (reports.size() == endsCommandAt) {
+      writeFile(commandEnd, "");
+    }
   }
   void tolmFinished(ResultCode code) override {
     finished.push_back(code);
@@ -43,10 +48,19 @@ class ReportKeeper : public IProgressListener {
 
   std::vector<std::string> reports;
   std::vector<ResultCode> finished;
+  // Behind that many reports the command ends that waits for this file: see writeWaitingProgram().
+  std::size_t endsCommandAt = 0;
+  std::string commandEnd;
 
  private:
   std::string m_strMessage;
 };
+
+// The program of a command that takes until a file is there, which is its argument.
+inline void writeWaitingProgram(const std::string& path) {
+  writeFile(path, "#!/bin/sh\nfor i in $(seq 1000); do test -e \"$1\" && exit 0; sleep 0.05; done\n");
+  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+}
 
 // One item: `<file id="..">` with a description, a default mark and instructions for this system.
 inline std::string itemText(const std::string& id, const std::string& actions,

@@ -23,7 +23,7 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 
 constexpr char kDrawnName[] = "/tmp/TOLM_Temp_Bundle__[0-9]{4}_[0-9]{4}_[0-9]{1,5}";
-constexpr std::time_t kManySeconds = 120;
+constexpr std::time_t kManySeconds = 900;
 
 class WorkFolderTest : public TOLMEngineTest {
  protected:

@@ -588,9 +588,13 @@ TEST_F(CommandActionTest, ThePathHasNoEffectOnHowACommandIsFoundOrWhereItRuns) {
 }
 
 TEST_F(CommandActionTest, ACommandDoneWithinASecondReportsItsFirstShare) {
-  reportProgress(40, "base", TOLMOFFLINE_ERROR_PROCESSING);
   m_Context.percentStep = 100;
-  gather(command("<args>true</args>"));
+  // A busy machine may take longer for it: once more then.
+  for (int round = 0; round < 20 && (round == 0 || m_Keeper.reports.size() > 2); ++round) {
+    reportProgress(40, "base", TOLMOFFLINE_ERROR_PROCESSING);
+    m_Keeper.reports = {"40 base"};
+    gather(command("<args>true</args>"));
+  }
   // Either the first look finds the child ended, or one wait of less than a second is reported.
   for (std::size_t i = 1; i < m_Keeper.reports.size(); ++i) {
     EXPECT_EQ(m_Keeper.reports[i], "44 Processing what...");
@@ -601,13 +605,17 @@ TEST_F(CommandActionTest, ACommandDoneWithinASecondReportsItsFirstShare) {
 TEST_F(CommandActionTest, ASlowCommandKeepsTheBarMoving) {
   reportProgress(40, "base", TOLMOFFLINE_ERROR_PROCESSING);
   m_Context.percentStep = 50;
-  gather(command("<args>sleep 2.4</args>"));
+  const std::string slow = m_Folder.file("slow");
+  writeWaitingProgram(slow);
+  m_Keeper.endsCommandAt = 3;
+  m_Keeper.commandEnd = m_Folder.file("end");
+  gather(command("<args>" + slow + " " + m_Keeper.commandEnd + "</args>"));
   ASSERT_GE(m_Keeper.reports.size(), 4U);
+  const std::string running =
+      " Still running " + slow + ", please be patient as this may take a few minutes...";
   EXPECT_EQ(m_Keeper.reports[1], "42 Processing what...");
-  EXPECT_EQ(m_Keeper.reports[2],
-            "44 Still running sleep, please be patient as this may take a few minutes...");
-  EXPECT_EQ(m_Keeper.reports[3],
-            "47 Still running sleep, please be patient as this may take a few minutes...");
+  EXPECT_EQ(m_Keeper.reports[2], "44" + running);
+  EXPECT_EQ(m_Keeper.reports[3], "47" + running);
 }
 
 TEST_F(CommandActionTest, AChildEndedByASignalCountsAsATimeOutAndTheNextActionRuns) {
@@ -647,9 +655,7 @@ class EndingListener : public IProgressListener {
 TEST_F(CommandActionTest, AChildThatEndsBetweenAWaitAndTheNextLookCountsAsATimeOut) {
   const std::string out = m_Folder.file("out");
   writeFile(out, "x");
-  writeFile(m_Folder.file("tool"),
-            "#!/bin/sh\nfor i in $(seq 1000); do test -e \"$1\" && exit 0; sleep 0.05; done\n");
-  chmod(m_Folder.file("tool").c_str(), 0755);
+  writeWaitingProgram(m_Folder.file("tool"));
   {
     const EndingListener listener(m_Folder.file("go"));
     gather(command("<args>" + m_Folder.file("tool") + " " + m_Folder.file("go") + "</args><temp_out>" + out +
@@ -1015,7 +1021,11 @@ TEST_F(ClearActionTest, ACommandThatCantBeStartedEndsQuietlyAndTheNextActionRuns
 TEST_F(ClearActionTest, ACommandReportsItsProgressAsInAGatheringRun) {
   reportProgress(40, "base", TOLMOFFLINE_ERROR_PROCESSING);
   m_Context.percentStep = 50;
-  clear(command("<clear_log apply=\"true\">sleep 0.9</clear_log>"));
+  writeWaitingProgram(m_Folder.file("slow"));
+  m_Keeper.endsCommandAt = 2;
+  m_Keeper.commandEnd = m_Folder.file("end");
+  clear(command("<clear_log apply=\"true\">" + m_Folder.file("slow") + " " + m_Keeper.commandEnd +
+                "</clear_log>"));
   ASSERT_GE(m_Keeper.reports.size(), 2U);
   EXPECT_EQ(m_Keeper.reports[1], "42 Processing what...");
 }

@@ -157,12 +157,17 @@ TEST_F(CollectorTest, AnItemWithoutInstructionsFindsNoOs) {
 
 TEST_F(CollectorTest, OneItemGetsTheWholeShareAndEachOfTwoHalfOfIt) {
   // The step shows in what a command reports behind its first wait: 4.8 percent of it.
-  const std::string slow = "<use_extern_action><action><args>sleep 0.9</args></action></use_extern_action>";
+  writeWaitingProgram(m_Folder.file("slow"));
+  m_Keeper.endsCommandAt = 2;
+  m_Keeper.commandEnd = m_Folder.file("end");
+  const std::string slow = "<use_extern_action><action><args>" + m_Folder.file("slow") + " " +
+                           m_Keeper.commandEnd + "</args></action></use_extern_action>";
   EXPECT_RESULT(collect(documentText("T", itemText("a", slow)), 10), 0);
   ASSERT_GE(m_Keeper.reports.size(), 2U);
   EXPECT_EQ(m_Keeper.reports[0], "10 Processing about a...");
   EXPECT_EQ(m_Keeper.reports[1], "14 Processing about a...");
   m_Keeper.reports.clear();
+  unlink(m_Keeper.commandEnd.c_str());
   EXPECT_RESULT(collect(documentText("T", itemText("a", slow) + item("b")), 20), 0);
   ASSERT_GE(m_Keeper.reports.size(), 3U);
   EXPECT_EQ(m_Keeper.reports[0], "20 Processing about a...");
