@@ -234,6 +234,18 @@ void QtToolkit::fitTo(const QSize& room) {
   }
 }
 
+// A hint that comes up in the open window has the room of an empty one, which the smallest size was found
+// with. It keeps what it gets.
+void QtToolkit::makeRoom(QLabel& hint, int more) {
+  WizardWindow& frame = m_pWindow->frame;
+  if (more <= 0 || !frame.isVisible()) {
+    return;
+  }
+  hint.setMinimumHeight(hint.sizeHint().height());
+  const int room = frame.screen()->availableGeometry().height();
+  frame.setMinimumHeight(qMin(frame.minimumHeight() + more, room));
+}
+
 QMainWindow& QtToolkit::window() {
   return m_pWindow->frame;
 }
@@ -500,10 +512,12 @@ void QtToolkit::setHint(Hint hint, const std::string& value) {
                         : hint == Hint::lostFiles   ? ui.lossHint
                                                     : ui.passwordHint;
   const QString words = text(value);
+  const int before = qMax(label->sizeHint().height(), label->minimumHeight());
   label->setText(words);
   label->setAccessibleName(words);
   label->setVisible(!words.isEmpty());
   if (hint == Hint::emptyPassword) {
+    makeRoom(*label, label->sizeHint().height() - before);
     // Read out with the field that it is about.
     const QString box = ui.encryptionBox->accessibleName();
     const QString description = words.isEmpty() ? box : box + QLatin1String(". ") + words;

@@ -13,6 +13,7 @@
 #include "vpn/tools/TOLM/TOLMOffline/QtMainQueue.h"
 #include "vpn/tools/TOLM/TOLMOffline/WorkerQueue.h"
 
+class QLabel;
 class QMainWindow;
 
 namespace halvo {
@@ -68,6 +69,7 @@ class QtToolkit : public IToolkit {
   void describe(Outlet outlet, const QString& text);
   // Draws all titles anew, with the keyboard letters of each screen.
   void drawTitles();
+  void makeRoom(QLabel& hint, int more);
   void showPercent(int percent);
   void indentPassword(Qt::LayoutDirection direction);
   void showAbout();

@@ -10,10 +10,7 @@
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QProgressBar>
-#include <QtWidgets/QScrollArea>
-#include <QtWidgets/QScrollBar>
 #include <atomic>
-#include <set>
 
 #include "vpn/tools/TOLM/TOLMOffline/QtToolkitSupport_test.h"
 #include "vpn/tools/TOLM/TOLMOffline/WizardStyle.h"
@@ -217,35 +214,9 @@ TEST_F(QtToolkitTest, FailedRunShowsNoBundle) {
   EXPECT_FALSE(find<QLabel>("outcomeIcon").pixmap().isNull());
 }
 
-// The letter after each single "&".
-std::multiset<QChar> lettersOf(const QStringList& titles) {
-  std::multiset<QChar> letters;
-  for (QString title : titles) {
-    title.remove(QLatin1String("&&"));
-    if (const qsizetype place = title.indexOf(QLatin1Char('&')); place >= 0) {
-      letters.insert(title[place + 1].toCaseFolded());
-    }
-  }
-  return letters;
-}
-
-TEST_F(QtToolkitTest, EveryControlOfAScreenHasAKeyboardLetterOfItsOwn) {
+TEST_F(QtToolkitTest, KeyboardLetterIsNoPartOfAButtonsAccessibleName) {
   open();
-  const QStringList welcome = {find<QMenu>("applicationMenu").title(),
-                               find<QCheckBox>("encryptionBox").text(), find<QCheckBox>("maskPswdBox").text(),
-                               find<QPushButton>("runButton").text()};
-  runThrough();
-  m_pToolkit->showOutcome({true, "/somewhere/bundle.zip", "Show in Folder"});
-  const QStringList finished = {find<QMenu>("applicationMenu").title(),
-                                find<QPushButton>("folderButton").text(),
-                                find<QPushButton>("finishButton").text()};
 
-  for (const QStringList& titles : {welcome, finished}) {
-    const std::multiset<QChar> letters = lettersOf(titles);
-    EXPECT_EQ(letters.size(), static_cast<std::size_t>(titles.size())) << titles.join(u'|').toStdString();
-    EXPECT_EQ(std::set<QChar>(letters.begin(), letters.end()).size(), letters.size())
-        << titles.join(u'|').toStdString();
-  }
   EXPECT_EQ(find<QPushButton>("runButton").accessibleName(), QStringLiteral("Run"));
 }
 
@@ -276,16 +247,6 @@ TEST_F(QtToolkitTest, PercentageStandsBesideTheBarInBothDirections) {
   EXPECT_FALSE(find<QProgressBar>("progressBar").isTextVisible());
   QGuiApplication::setLayoutDirection(Qt::RightToLeft);
   EXPECT_TRUE(visible("percentText"));
-}
-
-TEST_F(QtToolkitTest, SmallestWindowShowsTheWholeFirstScreenWithoutAScrollBar) {
-  open();
-
-  window().resize(window().minimumSize());
-  QCoreApplication::processEvents();
-
-  EXPECT_EQ(find<QScrollArea>("welcomeScroll").verticalScrollBar()->maximum(), 0);
-  EXPECT_FALSE(find<QScrollArea>("welcomeScroll").horizontalScrollBar()->isVisible());
 }
 
 TEST_F(QtToolkitTest, PasswordFieldStandsIndentedAndIsNoWiderThanAPassword) {
