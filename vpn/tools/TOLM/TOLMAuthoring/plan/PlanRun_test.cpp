@@ -310,7 +310,17 @@ class PlanRunTest : public ::testing::Test {
     }
   }
 
+  // A launched command that ends just when a second of waiting does counts as one that ran out of time, and
+  // its output stays where it is, which no plan foresees. A busy machine lets commands take that long: once
+  // more then.
   static void runCase(unsigned seed) {
+    constexpr int kMostRounds = 10;
+    for (int round = 1; round <= kMostRounds && !tryCase(seed, round == kMostRounds); ++round) {
+    }
+  }
+
+  // Whether the case was judged, which the last one is in any case.
+  static bool tryCase(unsigned seed, bool isLast) {
     const LogRecorder log;
     Maker maker(seed);
     maker.makeFolders();
@@ -342,12 +352,15 @@ class PlanRunTest : public ::testing::Test {
           return ResultCode{0};
         });
     const ResultCode rc = engine.run();
-    EXPECT_EQ(rc != 0, !plan.failure.empty()) << engine.failureText();
-    if (rc != 0) {
-      return;
+    if (!isLast && log.hasReturnCode(kLogError, "TOLMAction::callExtern", PROCESS_API_ERROR_WAIT_TIMEOUT)) {
+      return false;
     }
-    compare(plan, stored);
-    expectOmissions(plan, summary);
+    EXPECT_EQ(rc != 0, !plan.failure.empty()) << engine.failureText();
+    if (rc == 0) {
+      compare(plan, stored);
+      expectOmissions(plan, summary);
+    }
+    return true;
   }
 
   static void compare(const Plan& plan, const Content& stored) {
