@@ -21,6 +21,15 @@ using test::LogRecorder;
 using test::TempFolder;
 namespace platform = test::platform;
 
+// A file with a property list of this value.
+struct ListFile {
+  explicit ListFile(const std::string& value) {
+    test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\">" + value + "</plist>");
+  }
+  const TempFolder folder;
+  const std::string path = folder.path() + "/list.plist";
+};
+
 // Each test ends with no object of the platform left over.
 class CoreFoundationTest : public ::testing::Test {
  protected:
@@ -93,13 +102,9 @@ TEST_F(CoreFoundationTest, NumberThatDoesNotFitIn32BitsFails) {
 }
 
 TEST_F(CoreFoundationTest, NumberThatIsNotWholeFailsIn64Bits) {
-  const TempFolder folder;
-  const std::string path = folder.path() + "/list.plist";
-  test::writeFile(path,
-                  "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict><key>Half</key><real>0.5</real>"
-                  "</dict></plist>");
+  const ListFile file("<dict><key>Half</key><real>0.5</real></dict>");
   CFDictionaryRef read = nullptr;
-  ASSERT_RESULT(ParseFileToDict(path, read), 0);
+  ASSERT_RESULT(ParseFileToDict(file.path, read), 0);
   const Held<CFDictionaryRef> list(read);
   const auto half = static_cast<CFNumberRef>(CFDictionaryGetValue(list.get(), string("Half").get()));
   std::uint64_t number = 77;
@@ -480,40 +485,33 @@ TEST_F(CoreFoundationTest, FileThatIsNoPropertyListIsLoggedWithAndWithoutTheReas
 }
 
 TEST_F(CoreFoundationTest, PropertyListThatComesWithAnErrorIsRefused) {
-  const TempFolder folder;
-  const std::string path = folder.path() + "/list.plist";
-  test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict></dict></plist>");
+  const ListFile file("<dict></dict>");
   CFDictionaryRef read = nullptr;
   platform::setListReason("half of it");
   expectFailure(GLOBAL_ERROR_UNEXPECTED, {"CFPropertyListCreateFromXMLData returned with error: half of it"},
-                [&] { return ParseFileToDict(path, read); });
+                [&] { return ParseFileToDict(file.path, read); });
   EXPECT_EQ(read, nullptr);
 }
 
 TEST_F(CoreFoundationTest, PropertyListWithAnArrayAsItsRootIsRefused) {
-  const TempFolder folder;
-  const std::string path = folder.path() + "/list.plist";
-  test::writeFile(
-      path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array><string>a</string></array></plist>");
+  const ListFile file("<array><string>a</string></array>");
   CFDictionaryRef read = nullptr;
   expectFailure(GLOBAL_ERROR_UNEXPECTED, {"Unexpect plist type."},
-                [&] { return ParseFileToDict(path, read); });
+                [&] { return ParseFileToDict(file.path, read); });
   EXPECT_EQ(read, nullptr);
 }
 
 TEST_F(CoreFoundationTest, FailedWriteNamesTheReadingCall) {
-  const TempFolder folder;
-  const std::string path = folder.path() + "/list.plist";
-  test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict></dict></plist>");
+  const ListFile file("<dict></dict>");
   CFDictionaryRef read = nullptr;
-  ASSERT_RESULT(ParseFileToDict(path, read), 0);
+  ASSERT_RESULT(ParseFileToDict(file.path, read), 0);
   const Held<CFDictionaryRef> list(read);
   expectFailure(GLOBAL_ERROR_UNEXPECTED,
                 {"CFURLCreateDataAndPropertiesFromResource returned with error code: -10"},
-                [&] { return WriteDictionaryToFile(folder.path() + "/none/list", list.get()); });
+                [&] { return WriteDictionaryToFile(file.folder.path() + "/none/list", list.get()); });
   platform::failNext("CFPropertyListCreateXMLData");
   expectFailure(GLOBAL_ERROR_UNEXPECTED, {"CFPropertyListCreateXMLData returned NULL."},
-                [&] { return WriteDictionaryToFile(path, list.get()); });
+                [&] { return WriteDictionaryToFile(file.path, list.get()); });
 }
 
 // Dates.
@@ -590,14 +588,12 @@ TEST_F(CoreFoundationTest, HolderIsTakenForTheObjectInIt) {
   EXPECT_EQ(text, "text");
   EXPECT_RESULT(CFStringToSTDString(string("text"), text, 4), GLOBAL_ERROR_UNEXPECTED);
 
-  const TempFolder folder;
-  const std::string path = folder.path() + "/list.plist";
-  test::writeFile(path, "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict></dict></plist>");
+  const ListFile file("<dict></dict>");
   CFDictionaryRef read = nullptr;
-  ASSERT_RESULT(ParseFileToDict(path, read), 0);
+  ASSERT_RESULT(ParseFileToDict(file.path, read), 0);
   const Held<CFDictionaryRef> list(read);
-  EXPECT_RESULT(WriteDictionaryToFile(folder.path() + "/copy.plist", list), 0);
-  EXPECT_TRUE(test::exists(folder.path() + "/copy.plist"));
+  EXPECT_RESULT(WriteDictionaryToFile(file.folder.path() + "/copy.plist", list), 0);
+  EXPECT_TRUE(test::exists(file.folder.path() + "/copy.plist"));
 }
 
 TEST_F(CoreFoundationTest, HolderOfNothingIsANullObject) {
