@@ -21,7 +21,8 @@ endfunction()
 # tolm_test(NAME SOURCES file... [LINK target...] [PRIVATE_ROOT] [LABELS label...] [TIMEOUT seconds])
 #
 # One GoogleTest program, each of its tests registered with CTest by its own name. PRIVATE_ROOT
-# tests run with a main() that first enters a mount namespace with empty /opt, /tmp and home.
+# tests run with a main() that first enters a mount namespace with empty /opt, /tmp and home. Over the test
+# platform of macOS all have the label "macos". The global property TOLM_TEST_PROGRAMS lists what was declared.
 function(tolm_test name)
   if(NOT TOLM_BUILD_TESTS)
     return()
@@ -33,6 +34,10 @@ function(tolm_test name)
   if(NOT ARG_LABELS)
     set(ARG_LABELS unit)
   endif()
+  if(TOLM_TEST_PLATFORM)
+    set(ARG_LABELS macos)
+  endif()
+  set_property(GLOBAL APPEND PROPERTY TOLM_TEST_PROGRAMS ${name})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE tolm_compile ${ARG_LINK} tolm_test_support GTest::gmock)
   if(ARG_PRIVATE_ROOT)

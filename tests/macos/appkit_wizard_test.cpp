@@ -31,11 +31,11 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-// An item of a document for this system.
-std::string item(const std::string& id, const std::string& action, const std::string& system = "mac") {
-  return "<file id=\"" + id + "\"><description>" + id +
-         "</description><default>true</default><tolm><os opsys=\"" + system + "\">" + action +
-         "</os></tolm></file>";
+// An item of a document for one system.
+std::string item(const std::string& id, const std::string& action,
+                 const std::string& system = test::kThisSystem) {
+  return "<file id=\"" + id + "\"><description>" + id + "</description><default>true</default><tolm>" +
+         test::osStart(system) + action + "</os></tolm></file>";
 }
 
 class AppKitWizardTest : public ::testing::Test {
@@ -125,7 +125,8 @@ class AppKitWizardTest : public ::testing::Test {
         return true;
       }
       click(30, 203);
-      for (int i = 0; i < 20 && isWhite(300, 257) != on; ++i) {
+      // Long enough that a click which is only slow to arrive isn't followed by one that undoes it.
+      for (int i = 0; i < 50 && isWhite(300, 257) != on; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
       }
       return isWhite(300, 257) == on;
@@ -217,7 +218,7 @@ TEST_F(AppKitWizardTest, PasswordIsNotUsedOnceEncryptionIsOffAgain) {
 
 TEST_F(AppKitWizardTest, ItemsOfThisSystemAreTakenAndThoseOfAnotherAreNot) {
   setConfig(item("here", test::captureAction("echo here")) +
-            item("there", test::captureAction("echo there"), "linux"));
+            item("there", test::captureAction("echo there"), test::kOtherSystem));
   const std::unique_ptr<BackgroundProgram> wizard = startWizard();
   m_pDesktop->press("Return");
   waitForTheBundle();
@@ -236,24 +237,6 @@ TEST_F(AppKitWizardTest, CancelEndsTheProgramInTheMiddleOfARun) {
   clickButton();
   EXPECT_EQ(wizard->waitForEnd(), "exit 0");
   EXPECT_THAT(bundles(), IsEmpty());
-}
-
-TEST_F(AppKitWizardTest, SecondPressOfRunDoesNotCancelTheRun) {
-  setConfig(item("slow", test::captureAction("sleep 3")));
-  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
-  point(480, 368);
-  EXPECT_EQ(m_pDesktop->run({"xdotool", "click", "--repeat", "2", "--delay", "100", "1"}, 60).exitStatus, 0);
-  waitForTheBundle();
-  EXPECT_EQ(finish(*wizard), "exit 0");
-}
-
-TEST_F(AppKitWizardTest, SecondReturnOnRunLeavesTheMessageOfARunThatFailedAtOnce) {
-  test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", "<no document");
-  const std::unique_ptr<BackgroundProgram> wizard = startWizard();
-  EXPECT_EQ(m_pDesktop->run({"xdotool", "key", "--delay", "100", "Return", "Return"}, 60).exitStatus, 0);
-  EXPECT_EQ(wizard->waitForEnd(3), "running");
-  EXPECT_THAT(bundles(), IsEmpty());
-  EXPECT_EQ(finish(*wizard), "exit 0");
 }
 
 TEST_F(AppKitWizardTest, ClosingTheWindowEndsTheProgram) {

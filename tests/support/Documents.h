@@ -7,6 +7,16 @@
 
 namespace halvo::test {
 
+// The name by which documents choose instructions for the system that the tests are built for, and one that
+// chooses none of them there. Told by the build, not by what is tested.
+extern const char* const kThisSystem;
+extern const char* const kOtherSystem;
+
+// Opens an element with instructions for `system`.
+inline std::string osStart(const std::string& system = kThisSystem) {
+  return "<os opsys=\"" + system + "\">";
+}
+
 // Copies the files that `location` matches; `more` stands behind it in the action.
 inline std::string copyAction(const std::string& location, const std::string& more = "") {
   return "<file_copy_action><action><loc>" + location + "</loc>" + more + "</action></file_copy_action>";
@@ -26,11 +36,11 @@ inline std::string escapedText(const std::string& text) {
   return xml;
 }
 
-// An item that a run without a request gathers, with its kinds of action for Linux.
+// An item that a run without a request gathers, with its kinds of action for this system.
 inline std::string describedItem(const std::string& id, const std::string& description,
                                  const std::string& kinds) {
   return "<file id=\"" + id + "\"><description>" + description +
-         "</description><default>true</default><tolm><os opsys=\"linux\">" + kinds + "</os></tolm></file>";
+         "</description><default>true</default><tolm>" + osStart() + kinds + "</os></tolm></file>";
 }
 
 // A whole document; without an element for the title where that is empty.

@@ -11,7 +11,6 @@
 
 #include "tests/support/Documents.h"
 #include "tests/support/Files.h"
-#include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/parser/TOLMMgr.h"
 
@@ -66,8 +65,7 @@ inline void writeWaitingProgram(const std::string& path) {
 inline std::string itemText(const std::string& id, const std::string& actions,
                             const std::string& isDefault = "true") {
   return "<file id=\"" + id + "\"><description>about " + id + "</description><default>" + isDefault +
-         "</default><tolm><os opsys=\"" + (isMac() ? "mac" : "linux") + "\">" + actions +
-         "</os></tolm></file>";
+         "</default><tolm>" + osStart() + actions + "</os></tolm></file>";
 }
 
 }  // namespace halvo::test

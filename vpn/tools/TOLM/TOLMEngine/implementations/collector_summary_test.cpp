@@ -174,7 +174,7 @@ TEST_F(SummaryTextTest, RowsAreWrappedCellByCellAndPaddedToTheLastColumn) {
   const std::string longName = std::string(30, 'n') + ".log";
   writeFile(m_Folder.file("src/" + longName), std::string(1536, 'x'));
   collect(documentText("T", "<file id=\"short\"><description>" + std::string(41, 'd') +
-                                "</description><default>true</default><tolm><os opsys=\"linux\">" +
+                                "</description><default>true</default><tolm>" + osStart() +
                                 copyAction(m_Folder.file("src/*")) + "</os></tolm></file>"));
   EXPECT_EQ(section(), "T:\n\n" + kHeading +                                                                //
                            padded("short", 17) + "  " + padded(std::string(27, 'n'), 28) + "  " +           //

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <initializer_list>
 
 #include "tests/support/Files.h"
@@ -109,11 +110,10 @@ TEST_F(CollectorTest, OnlyTheExactWordTrueMakesAnItemDefault) {
 }
 
 TEST_F(CollectorTest, ADefaultMarkDeepInTheInstructionsCountsAndTheFirstDecides) {
-  const std::string deep = "<file id=\"a\"><tolm><os opsys=\"linux\"><default>true</default>" +
+  const std::string deep = "<file id=\"a\"><tolm>" + osStart() + "<default>true</default>" +
                            copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
   const std::string contradicted =
-      "<file id=\"b\"><x><default>false</default></x><default>true</default><tolm>"
-      "<os opsys=\"linux\">" +
+      "<file id=\"b\"><x><default>false</default></x><default>true</default><tolm>" + osStart() +
       copyAction(m_Folder.file("src/b.log")) + "</os></tolm></file>";
   EXPECT_RESULT(collect(documentText("T", deep + contradicted)), 0);
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
@@ -126,10 +126,10 @@ TEST_F(CollectorTest, AFileElementThatIsNoDirectChildOfTheRootIsNoItem) {
 }
 
 TEST_F(CollectorTest, TheFirstMatchingOsIsTaken) {
-  const std::string text =
-      "<file id=\"a\"><default>true</default><tolm><os>" + copyAction(m_Folder.file("src/b.log")) +
-      "</os><os opsys=\"beos\"/><other/>" + "<os opsys=\"linux\">" + copyAction(m_Folder.file("src/a.log")) +
-      "</os><os opsys=\"linux\">" + copyAction(m_Folder.file("src/c.log")) + "</os></tolm></file>";
+  const std::string text = "<file id=\"a\"><default>true</default><tolm><os>" +
+                           copyAction(m_Folder.file("src/b.log")) + "</os><os opsys=\"beos\"/><other/>" +
+                           osStart() + copyAction(m_Folder.file("src/a.log")) + "</os>" + osStart() +
+                           copyAction(m_Folder.file("src/c.log")) + "</os></tolm></file>";
   EXPECT_RESULT(collect(documentText("T", text)), 0);
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
 }
@@ -177,9 +177,8 @@ TEST_F(CollectorTest, OneItemGetsTheWholeShareAndEachOfTwoHalfOfIt) {
 
 TEST_F(CollectorTest, AnItemWithoutAnIdIsGatheredAndNotedUnderTheEmptyText) {
   const auto nameless = [this](const char* isDefault) {
-    return "<file><description>no id</description><default>" + std::string(isDefault) +
-           "</default><tolm><os opsys=\"linux\">" + copyAction(m_Folder.file("src/a.log")) +
-           "</os></tolm></file>";
+    return "<file><description>no id</description><default>" + std::string(isDefault) + "</default><tolm>" +
+           osStart() + copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
   };
   EXPECT_RESULT(collect(documentText("T", nameless("true") + nameless("false"))), 0);
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
@@ -190,7 +189,7 @@ TEST_F(CollectorTest, AnItemWithoutAnIdIsGatheredAndNotedUnderTheEmptyText) {
 TEST_F(CollectorTest, ItemsOfOneIdKeepTheirDocumentOrder) {
   const auto same = [this](const char* file) {
     return "<file id=\"x\"><description>" + std::string(file) +
-           "</description><default>true</default><tolm>" + "<os opsys=\"linux\">" +
+           "</description><default>true</default><tolm>" + osStart() +
            copyAction(m_Folder.file("src/") + file) + "</os></tolm></file>";
   };
   EXPECT_RESULT(collect(documentText("T", same("c.log") + same("a.log") + same("b.log"))), 0);
@@ -235,9 +234,9 @@ TEST_F(CollectorTest, ADocumentWithoutARootHasNoItems) {
 }
 
 TEST_F(CollectorTest, SystemNamesAreExact) {
-  EXPECT_TRUE(collector::isCurrentOS("linux"));
-  for (const char* name :
-       {"Linux", "mac", "win2k", "win2k3", "winxp", "vista", "win7", "win8", "", "linux "}) {
+  EXPECT_TRUE(collector::isCurrentOS(kThisSystem));
+  for (const char* name : {"Linux", "Mac", kOtherSystem, "win2k", "win2k3", "winxp", "vista", "win7", "win8",
+                           "", "linux ", "mac "}) {
     EXPECT_FALSE(collector::isCurrentOS(name)) << name;
   }
 }
@@ -284,7 +283,8 @@ TEST_F(CollectorTest, OfSeveralConfigItemsOfOneIdOnlyTheFirstMatches) {
 
 TEST_F(CollectorTest, ARequestItemWithoutMatchingOsStaysUnprocessed) {
   request("<r><file id=\"a\"/></r>");
-  EXPECT_RESULT(collect(documentText("T", "<file id=\"a\"><tolm><os opsys=\"mac\"/></tolm></file>")), 0);
+  EXPECT_RESULT(
+      collect(documentText("T", "<file id=\"a\"><tolm>" + osStart(kOtherSystem) + "</os></tolm></file>")), 0);
   EXPECT_THAT(unprocessedIds(), ElementsAre("a"));
   EXPECT_THAT(m_Keeper.reports, ElementsAre("0 Processing ..."));
 }
@@ -303,19 +303,15 @@ TEST_F(CollectorTest, ASecondConfigWithTheIdGathersAgainAndIsWarnedOf) {
 
 TEST_F(CollectorTest, InARequestTheItemsNameGoesIntoTheStoredName) {
   request("<r><file id=\"a\"/></r>");
-  const std::string named =
-      "<file id=\"a\"><name>report.txt</name><default>true</default><tolm>"
-      "<os opsys=\"linux\">" +
-      copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
+  const std::string named = "<file id=\"a\"><name>report.txt</name><default>true</default><tolm>" +
+                            osStart() + copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
   EXPECT_RESULT(collect(documentText("T", named)), 0);
   EXPECT_THAT(gathered(), ElementsAre("report__a__log.txt"));
 }
 
 TEST_F(CollectorTest, InDefaultModeTheItemsNameIsLeftOut) {
-  const std::string named =
-      "<file id=\"a\"><name>report.txt</name><default>true</default><tolm>"
-      "<os opsys=\"linux\">" +
-      copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
+  const std::string named = "<file id=\"a\"><name>report.txt</name><default>true</default><tolm>" +
+                            osStart() + copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
   EXPECT_RESULT(collect(documentText("T", named)), 0);
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
 }
