@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -79,9 +80,7 @@ class AppKitScreensTest : public ::testing::Test {
     test::makeFolders(m_strDesktopFolder);
     test::writeFile("/opt/halvo/tessarmont/log/client.log", "the client's log\n");
     setConfig(test::documentText(
-        "Client", "<file id=\"log\"><description>log</description><default>true</default><tolm>"
-                  "<os opsys=\"mac\">" +
-                      test::copyAction("/opt/halvo/tessarmont/log/*.log") + "</os></tolm></file>"));
+        "Client", test::describedItem("log", "log", test::copyAction("/opt/halvo/tessarmont/log/*.log"))));
     application()->m_nEnds = 0;
   }
   ~AppKitScreensTest() override { [control(@"mainWindow") orderOut:nil]; }
@@ -95,7 +94,7 @@ class AppKitScreensTest : public ::testing::Test {
     m_pController = [GUIController new];
     openWizardWindow(m_pController);
     turn(0.1);
-    for (int i = 0; i < 300 && ![control(@"mainWindow") isKeyWindow]; ++i) {
+    for (int i = 0; i < 6000 && ![control(@"mainWindow") isKeyWindow]; ++i) {
       turn(0.01);
     }
     EXPECT_TRUE([control(@"mainWindow") isKeyWindow]);
@@ -205,18 +204,12 @@ TEST_F(AppKitScreensTest, PasswordIsGreyWithItsLabelUntilEncryptionIsTicked) {
   openWindow();
   EXPECT_EQ(title(@"mainWindow"), "Halvo TOLM");
   EXPECT_EQ(text(@"pswdText"), "Encryption Password");
-  EXPECT_TRUE(isGrey(@"pswdText"));
-  EXPECT_FALSE([control(@"passwordField") isEnabled]);
-  EXPECT_FALSE([control(@"maskPswdBox") isEnabled]);
-
-  [control(@"encryptionBox") performClick:nil];
-  EXPECT_FALSE(isGrey(@"pswdText"));
-  EXPECT_TRUE([control(@"passwordField") isEnabled]);
-  EXPECT_TRUE([control(@"maskPswdBox") isEnabled]);
-
-  [control(@"encryptionBox") performClick:nil];
-  EXPECT_TRUE(isGrey(@"pswdText"));
-  EXPECT_FALSE([control(@"passwordField") isEnabled]);
+  for (const bool isTicked : {false, true, false}) {
+    EXPECT_EQ(isGrey(@"pswdText"), !isTicked);
+    EXPECT_EQ(static_cast<bool>([control(@"passwordField") isEnabled]), isTicked);
+    EXPECT_EQ(static_cast<bool>([control(@"maskPswdBox") isEnabled]), isTicked);
+    [control(@"encryptionBox") performClick:nil];
+  }
 }
 
 TEST_F(AppKitScreensTest, TickingEncryptionGivesTheKeyboardToThePasswordThatIsSeen) {
@@ -269,6 +262,62 @@ TEST_F(AppKitScreensTest, PasswordFieldsKeepTheirWidthInAWideWindow) {
   EXPECT_EQ([control(@"unmaskPassword") frame].size.width, field);
 }
 
+// The places of the window's controls, from the side that the language is read from.
+
+constexpr const char* kArabicIntro =
+    "TOLM \u064a\u062c\u0645\u0639 \u0645\u0639\u0644\u0648\u0645\u0627\u062a "
+    "\u0627\u0644\u062a\u0634\u062e\u064a\u0635.";
+
+TEST_F(AppKitScreensTest, IntroductionInArabicTurnsTheScreensRound) {
+  openWindow();
+  std::map<std::string, NSRect> before;
+  NSString* const controls[] = {@"tolmIntro", @"encryptionBox", @"passwordField", @"maskPswdBox",
+                                @"runButton", @"progressBar",   @"cancelButton",  @"outcomeIcon",
+                                @"finishMsg", @"finishButton"};
+  for (NSString* name : controls) {
+    before[textOf(name)] = [control(name) frame];
+  }
+  const double width = [[[control(@"tabView") selectedTabViewItem] view] frame].size.width;
+  AppKitToolkit toolkit(m_pController);
+  toolkit.setStringValue(Outlet::tolmIntro, kArabicIntro);
+  for (NSString* name : controls) {
+    const NSRect was = before[textOf(name)];
+    const NSRect now = [control(name) frame];
+    EXPECT_EQ(now.origin.x, width - was.origin.x - was.size.width) << textOf(name);
+    EXPECT_EQ(now.origin.y, was.origin.y) << textOf(name);
+    EXPECT_EQ(now.size.width, was.size.width) << textOf(name);
+  }
+  for (NSString* name : {@"tolmIntro", @"pswdText", @"unmaskPassword", @"finishMsg", @"bundleName"}) {
+    EXPECT_EQ([control(name) alignment], NSTextAlignmentRight) << textOf(name);
+  }
+  EXPECT_EQ([control(@"welcomeMsg") baseWritingDirection], NSWritingDirectionRightToLeft);
+  EXPECT_EQ([control(@"encryptionBox") imagePosition], NSImageRight);
+
+  toolkit.setStringValue(Outlet::tolmIntro, kArabicIntro);
+  EXPECT_LT([control(@"runButton") frame].origin.x, width / 2);
+}
+
+TEST_F(AppKitScreensTest, ScreensThatAreTurnedRoundKeepTheirDistanceFromTheRight) {
+  openWindow();
+  AppKitToolkit(m_pController).setStringValue(Outlet::tolmIntro, kArabicIntro);
+  const double button = [control(@"runButton") frame].origin.x;
+  const NSRect field = [control(@"passwordField") frame];
+  [static_cast<NSWindow*>(control(@"mainWindow")) setContentSize:NSMakeSize(900, 500)];
+  EXPECT_EQ([control(@"runButton") frame].origin.x, button);
+  EXPECT_EQ([control(@"passwordField") frame].size.width, field.size.width);
+  EXPECT_GT([control(@"passwordField") frame].origin.x, field.origin.x + 100);
+}
+
+TEST_F(AppKitScreensTest, IntroductionInEnglishLeavesTheScreensAsTheyAre) {
+  openWindow();
+  const double button = [control(@"runButton") frame].origin.x;
+  AppKitToolkit toolkit(m_pController);
+  toolkit.setStringValue(Outlet::progressMsg, kArabicIntro);
+  toolkit.setStringValue(Outlet::tolmIntro, "TOLM gathers files. \u00c4\u00d6\u00dc \u4e2d\u6587 (\u0639)");
+  EXPECT_EQ([control(@"runButton") frame].origin.x, button);
+  EXPECT_EQ([control(@"encryptionBox") imagePosition], NSImageLeft);
+}
+
 // The finished screen.
 
 TEST_F(AppKitScreensTest, GoodRunShowsItsBundlesNameAndTheWayToIt) {
@@ -290,14 +339,12 @@ TEST_F(AppKitScreensTest, GoodRunShowsItsBundlesNameAndTheWayToIt) {
   [sign release];
 }
 
-TEST_F(AppKitScreensTest, ToolkitWithoutTheSignOfASuccessShowsTheProgramsOwn) {
-  NSImage* own = [[NSImage alloc] initWithSize:NSMakeSize(16, 16)];
-  [own setName:@"NSApplicationIcon"];
+TEST_F(AppKitScreensTest, ToolkitWithoutASignOfSuccessShowsTheOneForWhatIsToBeKnown) {
+  ASSERT_EQ([NSImage imageNamed:@"NSStatusAvailable"], nil);
   openWindow();
   run();
-  EXPECT_EQ([control(@"outcomeIcon") image], own);
-  [own setName:nil];
-  [own release];
+  EXPECT_NE([control(@"outcomeIcon") image], nil);
+  EXPECT_EQ([control(@"outcomeIcon") image], [NSImage imageNamed:@"NSInfo"]);
 }
 
 TEST_F(AppKitScreensTest, FailedRunShowsAWarningAndNoBundle) {
@@ -332,6 +379,30 @@ TEST_F(AppKitScreensTest, ReturnThatIsHeldDownDoesNotFinish) {
   EXPECT_EQ(application()->m_nEnds, 0);
   sendKey(@"\r", secondsNow(), false);
   EXPECT_EQ(application()->m_nEnds, 1);
+}
+
+TEST_F(AppKitScreensTest, SecondPressOfADoubleClickOnRunDoesNotCancel) {
+  const std::string go = std::string(std::getenv("HOME")) + "/go";
+  std::filesystem::remove(go);
+  setConfig(test::documentText(
+      "Client", test::describedItem("slow", "slow",
+                                    test::captureAction("for i in $(seq 1200); do test -e " + go +
+                                                        " &amp;&amp; break; sleep 0.05; done"))));
+  openWindow();
+  const double first = secondsNow();
+  [control(@"runButton") performClick:nil];
+  ASSERT_EQ(screen(), 1);
+  // Let go when the screen has long been there: by when it began it is the first screen's.
+  turn(0.7);
+  click(@"cancelButton", first + 0.1);
+  EXPECT_EQ(application()->m_nEnds, 0);
+  click(@"cancelButton", secondsNow());
+  EXPECT_EQ(application()->m_nEnds, 1);
+  test::writeFile(go, "");
+  for (int i = 0; i < 6000 && screen() != 2; ++i) {
+    turn(0.01);
+  }
+  EXPECT_EQ(screen(), 2);
 }
 
 TEST_F(AppKitScreensTest, SecondReturnOnARunThatFailsAtOnceDoesNotFinish) {

@@ -62,6 +62,7 @@ class AppKitToolkit final : public IToolkit {
   id m_pController;
   AppKitMainQueue m_MainQueue;
   std::string m_strBundlePath;
+  bool m_bTurned = false;
   // When the present screen was shown, by the clock of the events: in seconds since the machine's start.
   double m_dShown = 0;
 };

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/HostText.h"
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/TOLMApplication.h"
 
@@ -140,7 +141,13 @@ std::string AppKitToolkit::stringValue(Outlet outlet) {
 }
 
 void AppKitToolkit::setStringValue(Outlet outlet, const std::string& text) {
-  [static_cast<NSTextField*>(control(outlet, [NSTextField class])) setStringValue:hostText(text)];
+  NSString* words = hostText(text);
+  [static_cast<NSTextField*>(control(outlet, [NSTextField class])) setStringValue:words];
+  // The longest text of the window tells the direction of them all.
+  if (outlet == Outlet::tolmIntro && !m_bTurned && isReadFromTheRight(words)) {
+    turnWizardScreens(m_pController);
+    m_bTurned = true;
+  }
 }
 
 void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
@@ -194,8 +201,8 @@ void AppKitToolkit::focus(Outlet outlet) {
 void AppKitToolkit::showOutcome(const Outcome& outcome) {
   NSImage* sign = [NSImage imageNamed:outcome.isGood ? @"NSStatusAvailable" : @"NSCaution"];
   if (sign == nil) {
-    // A toolkit without that sign has at least the program's own.
-    sign = [NSImage imageNamed:@"NSApplicationIcon"];
+    // Not every toolkit of this kind has a sign for what went well; all have one for what is to be known.
+    sign = [NSImage imageNamed:@"NSInfo"];
   }
   [static_cast<NSImageView*>(control(@"outcomeIcon", [NSImageView class])) setImage:sign];
 

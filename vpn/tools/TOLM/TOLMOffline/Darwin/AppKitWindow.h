@@ -11,4 +11,8 @@ namespace halvo {
 // it awakeFromNib and shows the window. Once, on the main thread, when the application has started.
 void openWizardWindow(id controller);
 
+// Lays the three screens of `controller` out for a language that is written from right to left: what stands
+// at the left goes to the right, texts begin there, boxes have their mark there. Once; main thread.
+void turnWizardScreens(id controller);
+
 }  // namespace halvo

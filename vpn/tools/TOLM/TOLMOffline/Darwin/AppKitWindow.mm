@@ -1,5 +1,7 @@
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
 
+#include <initializer_list>
+
 namespace halvo {
 
 namespace {
@@ -176,7 +178,47 @@ void makeMenu(id controller) {
   [bar release];
 }
 
+// A place is told from the left edge, also on a system whose user reads from the right.
+void turnRound(NSView* view, double width) {
+  const NSRect frame = [view frame];
+  [view setFrameOrigin:NSMakePoint(width - frame.origin.x - frame.size.width, frame.origin.y)];
+  constexpr NSUInteger kSides = NSViewMinXMargin | NSViewMaxXMargin;
+  const NSUInteger mask = [view autoresizingMask];
+  // One that keeps its distance from one side keeps it from the other now; one that keeps both keeps both.
+  const NSUInteger sides = mask & kSides;
+  const bool isOneSided = sides == NSViewMinXMargin || sides == NSViewMaxXMargin;
+  [view setAutoresizingMask:isOneSided ? mask ^ kSides : mask];
+}
+
 }  // namespace
+
+void turnWizardScreens(id controller) {
+  NSArray* screens = [static_cast<NSTabView*>([controller valueForKey:@"tabView"]) tabViewItems];
+  for (NSUInteger i = 0; i < [screens count]; ++i) {
+    NSView* screen = [static_cast<NSTabViewItem*>([screens objectAtIndex:i]) view];
+    NSArray* views = [screen subviews];
+    for (NSUInteger j = 0; j < [views count]; ++j) {
+      turnRound(static_cast<NSView*>([views objectAtIndex:j]), [screen frame].size.width);
+    }
+  }
+  for (NSString* field : {@"passwordField", @"unmaskPassword", @"bundleName"}) {
+    [static_cast<NSTextField*>([controller valueForKey:field]) setAlignment:NSTextAlignmentRight];
+  }
+  for (NSString* label : {@"welcomeMsg", @"tolmIntro", @"desktopHint", @"pswdText", @"passwordHint",
+                          @"progressMsg", @"finishMsg", @"lossHint"}) {
+    NSTextField* text = [controller valueForKey:label];
+    [text setAlignment:NSTextAlignmentRight];
+    // Also where the text begins with the product's Latin name.
+    [text setBaseWritingDirection:NSWritingDirectionRightToLeft];
+  }
+  for (NSString* name : {@"encryptionBox", @"maskPswdBox"}) {
+    NSButton* box = [controller valueForKey:name];
+    [box setImagePosition:NSImageRight];
+    [box setAlignment:NSTextAlignmentRight];
+  }
+  [static_cast<NSView*>([controller valueForKey:@"progressBar"])
+      setUserInterfaceLayoutDirection:NSUserInterfaceLayoutDirectionRightToLeft];
+}
 
 void openWizardWindow(id controller) {
   const NSUInteger style = NSWindowStyleMaskTitled | NSWindowStyleMaskClosable |

@@ -17,4 +17,8 @@ NSString* hostText(const std::string& utf8);
 // As UTF-8; nil is the empty text.
 std::string textOf(NSString* text);
 
+// Whether most of the letters are of a script that is written from right to left. The first letter alone
+// wouldn't tell: texts start with the product's Latin name.
+bool isReadFromTheRight(NSString* text);
+
 }  // namespace halvo

@@ -18,4 +18,18 @@ std::string textOf(NSString* text) {
   return utf8 == nullptr ? std::string() : std::string(utf8);
 }
 
+bool isReadFromTheRight(NSString* text) {
+  long balance = 0;
+  for (NSUInteger i = 0; i < [text length]; ++i) {
+    const unsigned letter = [text characterAtIndex:i];
+    const bool isOfTheRight =  // Hebrew, Arabic and their kin, and their forms for display
+        (letter >= 0x590 && letter <= 0x8ff) || (letter >= 0xfb1d && letter <= 0xfdff) ||
+        (letter >= 0xfe70 && letter <= 0xfefc);
+    const bool isLatin = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+    const bool isSign = letter < 0xc0 || (letter >= 0x2000 && letter <= 0x2bff);
+    balance += isOfTheRight ? 1 : isLatin || !isSign ? -1 : 0;
+  }
+  return balance > 0;
+}
+
 }  // namespace halvo

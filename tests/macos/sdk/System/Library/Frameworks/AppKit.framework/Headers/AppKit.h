@@ -20,6 +20,15 @@ typedef NSUInteger NSEventType;
 enum { NSNoTabsNoBorder = 6 };
 enum { NSBackingStoreBuffered = 2 };
 typedef enum : NSUInteger { NSImageScaleProportionallyUpOrDown = 3 } NSImageScaling;
+typedef enum : NSUInteger { NSImageRight = 3 } NSCellImagePosition;
+// The numbers are another system's there, but for processors that had this one before.
+#ifdef __x86_64__
+typedef enum : NSInteger { NSTextAlignmentRight = 1 } NSTextAlignment;
+#else
+typedef enum : NSInteger { NSTextAlignmentRight = 2 } NSTextAlignment;
+#endif
+typedef enum : NSInteger { NSWritingDirectionRightToLeft = 1 } NSWritingDirection;
+typedef enum : NSInteger { NSUserInterfaceLayoutDirectionRightToLeft = 1 } NSUserInterfaceLayoutDirection;
 typedef enum : NSUInteger { NSInformationalRequest = 10 } NSRequestUserAttentionType;
 enum : NSUInteger {
   NSWindowStyleMaskTitled = 1 << 0,
@@ -59,8 +68,13 @@ enum : NSUInteger {
 @interface NSView : NSResponder
 - (instancetype)initWithFrame:(NSRect)frame;
 - (void)addSubview:(NSView*)view;
-- (void)setAutoresizingMask:(NSUInteger)mask;
+- (NSArray*)subviews;
+- (NSRect)frame;
+- (void)setFrameOrigin:(NSPoint)origin;
 - (void)setFrameSize:(NSSize)size;
+- (NSUInteger)autoresizingMask;
+- (void)setAutoresizingMask:(NSUInteger)mask;
+- (void)setUserInterfaceLayoutDirection:(NSUserInterfaceLayoutDirection)direction;
 - (void)setHidden:(BOOL)hidden;
 - (void)displayIfNeeded;
 @end
@@ -70,6 +84,8 @@ enum : NSUInteger {
 - (void)setTarget:(id)target;
 - (void)setAction:(SEL)action;
 - (void)setFont:(NSFont*)font;
+- (void)setAlignment:(NSTextAlignment)alignment;
+- (void)setBaseWritingDirection:(NSWritingDirection)direction;
 - (id)cell;
 - (NSString*)stringValue;
 - (void)setStringValue:(NSString*)text;
@@ -79,6 +95,7 @@ enum : NSUInteger {
 - (void)setTitle:(NSString*)title;
 - (void)setBezelStyle:(NSBezelStyle)style;
 - (void)setButtonType:(NSButtonType)type;
+- (void)setImagePosition:(NSCellImagePosition)position;
 - (void)setKeyEquivalent:(NSString*)key;
 - (NSControlStateValue)state;
 - (void)setState:(NSControlStateValue)state;
@@ -125,10 +142,12 @@ enum : NSUInteger {
 
 @interface NSTabViewItem : NSObject
 - (instancetype)initWithIdentifier:(id)identifier;
+- (NSView*)view;
 - (void)setView:(NSView*)view;
 @end
 
 @interface NSTabView : NSView
+- (NSArray*)tabViewItems;
 - (void)addTabViewItem:(NSTabViewItem*)item;
 - (void)setTabViewType:(NSTabViewType)type;
 - (void)selectNextTabViewItem:(id)sender;

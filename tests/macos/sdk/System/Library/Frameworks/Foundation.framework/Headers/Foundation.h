@@ -27,6 +27,9 @@ typedef struct CGRect {
   NSSize size;
 } NSRect;
 
+static inline NSPoint NSMakePoint(double x, double y) {
+  return NSPoint{x, y};
+}
 static inline NSSize NSMakeSize(double width, double height) {
   return NSSize{width, height};
 }
@@ -40,6 +43,13 @@ static inline NSRect NSMakeRect(double x, double y, double width, double height)
                      encoding:(NSStringEncoding)encoding;
 - (const char*)UTF8String;
 - (NSString*)lastPathComponent;
+- (NSUInteger)length;
+- (unsigned short)characterAtIndex:(NSUInteger)index;
+@end
+
+@interface NSArray : NSObject
+- (NSUInteger)count;
+- (id)objectAtIndex:(NSUInteger)index;
 @end
 
 @interface NSAutoreleasePool : NSObject
