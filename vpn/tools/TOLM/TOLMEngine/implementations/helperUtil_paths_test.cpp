@@ -242,7 +242,8 @@ TEST(RandomFiveDigitsTest, StaysBelowAHundredThousandAndAgreesWithinASecond) {
 TEST(OsDescriptionTest, NamesTheSystemAndItsVersion) {
   OSInfo record;
   getOSInfo(record);
-  EXPECT_EQ(osDescription(), std::string(record.name) + ": " + record.versionText);
+  EXPECT_EQ(osDescription(), osDescription(record));
+  EXPECT_TRUE(osDescription().ends_with(std::string(" ") + record.versionText)) << osDescription();
 }
 
 TEST(OsDescriptionTest, DependsOnTheFamily) {
