@@ -41,7 +41,8 @@ endforeach()
 
 # The compiler checks for undefined behaviour by itself in builds without optimisation; that is for the
 # presets with sanitizers. The SDK's C headers stand behind the compiler's own.
-set(tolm_flags "-target ${tolm_target} -fno-sanitize=undefined")
+# Optimised also where CMake tries something out: the compiler makes its C++ library once for each kind of build.
+set(tolm_flags "-target ${tolm_target} -O2 -fno-sanitize=undefined")
 string(APPEND tolm_flags " -iframework ${tolm_sdk}/System/Library/Frameworks")
 string(APPEND tolm_flags " -idirafter ${tolm_sdk}/usr/include")
 set(CMAKE_C_FLAGS_INIT ${tolm_flags})
