@@ -79,6 +79,41 @@ TEST_F(QuietTimeTest, FinishedScreenTakesAPressOnceTheTimeIsOver) {
   EXPECT_EQ(m_nClicks, 1);
 }
 
+// As where the machine was too busy for the wizard to look at its keys.
+TEST_F(QuietTimeTest, PressThatWasMadeEarlyDoesNotCountHoweverLateItIsHandled) {
+  constexpr int kQuietTime = 50;
+  open(kQuietTime);
+  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+  press.setTimestamp(70000);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  count("finishButton");
+  QTest::qWait(2 * kQuietTime);
+
+  press.setTimestamp(70040);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  EXPECT_EQ(m_nClicks, 0);
+
+  press.setTimestamp(7000000);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  EXPECT_EQ(m_nClicks, 1);
+}
+
+TEST_F(QuietTimeTest, ClockOfTheWindowSystemThatBeganAnewKeepsNoPressOut) {
+  constexpr int kQuietTime = 50;
+  open(kQuietTime);
+  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+  press.setTimestamp(0xfffffff0U);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+  count("finishButton");
+  QTest::qWait(2 * kQuietTime);
+
+  press.setTimestamp(300);
+  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  EXPECT_EQ(m_nClicks, 1);
+}
+
 TEST_F(QuietTimeTest, SecondSpaceOnRunDoesNotCancel) {
   holdTheEngine();
   open(kForEver);

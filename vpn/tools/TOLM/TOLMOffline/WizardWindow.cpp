@@ -23,6 +23,8 @@ bool pressesButton(const QObject& object, const QKeyEvent& key) {
 void WizardWindow::beginQuietTime(int milliseconds) {
   m_nQuietTime = milliseconds;
   m_ScreenAge.start();
+  m_nTimeBeforeScreen = m_nNewestTime;
+  m_nScreenTime = m_nNewestTime == 0 ? 0 : m_nNewestTime + static_cast<quint64>(m_SinceNewest.elapsed());
 }
 
 void WizardWindow::keyPressEvent(QKeyEvent* event) {
@@ -48,6 +50,10 @@ bool WizardWindow::eventFilter(QObject* object, QEvent* event) {
   if (comesTooEarly(*object, *event)) {
     return true;
   }
+  if (event->isInputEvent() && static_cast<QInputEvent*>(event)->timestamp() > m_nNewestTime) {
+    m_nNewestTime = static_cast<QInputEvent*>(event)->timestamp();
+    m_SinceNewest.start();
+  }
   if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
     const QKeyEvent& key = *static_cast<QKeyEvent*>(event);
     if (event->type() == QEvent::KeyRelease) {
@@ -65,8 +71,22 @@ bool WizardWindow::isRepeated(const QKeyEvent& key) const {
          (key.timestamp() != 0 && key.timestamp() == m_nReleaseTime && key.key() == m_nReleasedKey);
 }
 
+bool WizardWindow::isInQuietTime(const QEvent& event) const {
+  if (!m_ScreenAge.isValid() || m_nQuietTime == 0) {
+    return false;
+  }
+  if (m_ScreenAge.elapsed() < m_nQuietTime) {
+    return true;
+  }
+  // A program that was kept from working finds a press late that was made early. One that seems to be older
+  // than what came before the screen has a clock that began anew.
+  const quint64 made = event.isInputEvent() ? static_cast<const QInputEvent&>(event).timestamp() : 0;
+  return m_nScreenTime != 0 && made >= m_nTimeBeforeScreen &&
+         made < m_nScreenTime + static_cast<quint64>(m_nQuietTime);
+}
+
 bool WizardWindow::comesTooEarly(const QObject& object, const QEvent& event) const {
-  if (!m_ScreenAge.isValid() || m_ScreenAge.elapsed() >= m_nQuietTime) {
+  if (!isInQuietTime(event)) {
     return false;
   }
   const QWidget* const widget = qobject_cast<const QWidget*>(&object);

@@ -34,14 +34,23 @@ class WizardWindow : public QMainWindow {
 
  private:
   [[nodiscard]] bool isRepeated(const QKeyEvent& key) const;
-  // Whether a press on `object` falls into the quiet time of this window.
+  // Whether it is handled in the quiet time of this window, or was made then by the window system's clock.
+  [[nodiscard]] bool isInQuietTime(const QEvent& event) const;
+  // Whether a press on `object` falls into the quiet time.
   [[nodiscard]] bool comesTooEarly(const QObject& object, const QEvent& event) const;
 
   // The key that was released last, and when: in the window system's milliseconds, 0 where it tells none.
   int m_nReleasedKey = 0;
   quint64 m_nReleaseTime = 0;
+  // The newest press or key by the same clock, and the time since it was handled.
+  quint64 m_nNewestTime = 0;
+  QElapsedTimer m_SinceNewest;
   QElapsedTimer m_ScreenAge;
   qint64 m_nQuietTime = 0;
+  // By the window system's clock: the newest event when the screen came up, and that moment, rather early
+  // than late. 0 where nothing is known.
+  quint64 m_nTimeBeforeScreen = 0;
+  quint64 m_nScreenTime = 0;
 };
 
 }  // namespace halvo
