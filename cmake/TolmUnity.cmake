@@ -12,7 +12,6 @@ tolm_apart(tolm_engine OutputFile.cpp collector_summary.cpp)
 tolm_apart(tolm_redact BundleRedactor_write.cpp KnownNames.cpp RedactRules.cpp StandIns.cpp TextRedactor_forms.cpp)
 tolm_apart(tolm_authoring_check CommandCheck.cpp PathCheck.cpp Skeleton.cpp StoredNames.cpp)
 tolm_apart(tolm_frontend CollectRun.cpp RunGuard.cpp WholeBundle.cpp)
-tolm_apart(tolm_console CompareCommand.cpp)
 # By itself: programs take its object by name, and it starts the log ahead of every other static object.
 tolm_apart(common_diagnostics LoggingStart_${TOLM_HOST}.cpp)
 # Sources that another project wrote to stand by themselves.

@@ -205,18 +205,18 @@ class Scan {
   std::vector<int> m_Matches;
 };
 
-bool compare(double left, Comparison comparison, double right) {
+bool compare(double left, Relation comparison, double right) {
   if (std::isnan(left) || std::isnan(right)) {
     return false;
   }
   switch (comparison) {
-    case Comparison::kBelow:
+    case Relation::kBelow:
       return left < right;
-    case Comparison::kAbove:
+    case Relation::kAbove:
       return left > right;
-    case Comparison::kEquals:
+    case Relation::kEquals:
       return !(left < right) && !(left > right);
-    case Comparison::kDiffers:
+    case Relation::kDiffers:
       return left < right || left > right;
   }
   return false;

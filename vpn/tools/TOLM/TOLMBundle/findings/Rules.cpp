@@ -389,10 +389,10 @@ class RuleParser {
   }
 
   void parseComparison(xmlNode* node, Condition& condition) {
-    static const std::map<std::string, Comparison> s_Words = {{"above", Comparison::kAbove},
-                                                              {"below", Comparison::kBelow},
-                                                              {"equals", Comparison::kEquals},
-                                                              {"differs", Comparison::kDiffers}};
+    static const std::map<std::string, Relation> s_Words = {{"above", Relation::kAbove},
+                                                            {"below", Relation::kBelow},
+                                                            {"equals", Relation::kEquals},
+                                                            {"differs", Relation::kDiffers}};
     int found = 0;
     for (const auto& [word, comparison] : s_Words) {
       const auto text = attributeOf(node, word.c_str());
@@ -413,10 +413,10 @@ class RuleParser {
   }
 
   void parseComparisonWord(xmlNode* node, Condition& condition) {
-    static const std::map<std::string, Comparison> s_Words = {{"above", Comparison::kAbove},
-                                                              {"below", Comparison::kBelow},
-                                                              {"equal", Comparison::kEquals},
-                                                              {"different", Comparison::kDiffers}};
+    static const std::map<std::string, Relation> s_Words = {{"above", Relation::kAbove},
+                                                            {"below", Relation::kBelow},
+                                                            {"equal", Relation::kEquals},
+                                                            {"different", Relation::kDiffers}};
     const auto word = s_Words.find(attributeOf(node, "is").value_or(""));
     if (word == s_Words.end()) {
       fault(node, "with an other-pattern, is=\"...\" says above, below, equal or different");
@@ -430,7 +430,7 @@ class RuleParser {
     if (word != "past" && word != "future") {
       fault(node, "<time> says is=\"past\" or is=\"future\"");
     }
-    condition.comparison = word == "past" ? Comparison::kBelow : Comparison::kAbove;
+    condition.comparison = word == "past" ? Relation::kBelow : Relation::kAbove;
   }
 
   RuleSet& m_rSet;

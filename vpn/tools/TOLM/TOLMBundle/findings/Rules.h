@@ -46,12 +46,12 @@ enum class ConditionKind {
   kTime,
   kAge
 };
-enum class Comparison { kBelow, kAbove, kEquals, kDiffers };
+enum class Relation { kBelow, kAbove, kEquals, kDiffers };
 
 struct Condition {
   ConditionKind kind = ConditionKind::kAll;
   FileSelector selector;
-  Comparison comparison = Comparison::kAbove;
+  Relation comparison = Relation::kAbove;
   double value = 0;
   int probe = -1;       // of RuleSet::probes()
   int otherProbe = -1;  // the number compared with, instead of `value`
