@@ -50,6 +50,21 @@ class QuietTimeTest : public QtToolkitTest {
     QObject::connect(&find<QPushButton>(name), &QPushButton::clicked, &window(), [this] { ++m_nClicks; });
   }
   void click(const char* name) { QTest::mouseClick(&find<QPushButton>(name), Qt::LeftButton); }
+  // Presses Return at a time of the window system's clock.
+  void pressReturn(quint64 time) {
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    press.setTimestamp(time);
+    QCoreApplication::sendEvent(window().focusWidget(), &press);
+  }
+  // Ends with the finished screen, which would take a press by now.
+  void runByReturnAndLetTheTimePass(quint64 time) {
+    constexpr int kQuietTime = 50;
+    open(kQuietTime);
+    pressReturn(time);
+    ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
+    count("finishButton");
+    QTest::qWait(2 * kQuietTime);
+  }
   int m_nClicks = 0;
 };
 
@@ -81,36 +96,19 @@ TEST_F(QuietTimeTest, FinishedScreenTakesAPressOnceTheTimeIsOver) {
 
 // As where the machine was too busy for the wizard to look at its keys.
 TEST_F(QuietTimeTest, PressThatWasMadeEarlyDoesNotCountHoweverLateItIsHandled) {
-  constexpr int kQuietTime = 50;
-  open(kQuietTime);
-  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-  press.setTimestamp(70000);
-  QCoreApplication::sendEvent(window().focusWidget(), &press);
-  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
-  count("finishButton");
-  QTest::qWait(2 * kQuietTime);
+  runByReturnAndLetTheTimePass(70000);
 
-  press.setTimestamp(70040);
-  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  pressReturn(70040);
   EXPECT_EQ(m_nClicks, 0);
 
-  press.setTimestamp(7000000);
-  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  pressReturn(7000000);
   EXPECT_EQ(m_nClicks, 1);
 }
 
 TEST_F(QuietTimeTest, ClockOfTheWindowSystemThatBeganAnewKeepsNoPressOut) {
-  constexpr int kQuietTime = 50;
-  open(kQuietTime);
-  QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-  press.setTimestamp(0xfffffff0U);
-  QCoreApplication::sendEvent(window().focusWidget(), &press);
-  ASSERT_TRUE(turnUntil([this] { return screen() == 2; }));
-  count("finishButton");
-  QTest::qWait(2 * kQuietTime);
+  runByReturnAndLetTheTimePass(0xfffffff0U);
 
-  press.setTimestamp(300);
-  QCoreApplication::sendEvent(window().focusWidget(), &press);
+  pressReturn(300);
   EXPECT_EQ(m_nClicks, 1);
 }
 
