@@ -167,9 +167,11 @@ def sos(program, folder, runs, name, text):
         bundle.writestr("Logs/messages", text)
     theirs = measured([shutil.which("sos") or sys.exit("sos isn't installed"), "clean", "--batch", "--no-update", "--domains", "acme.de", "--tmp-dir", f"{folder}/out", case])
     with open(f"{folder}/out/case/var/log/messages", encoding="utf-8") as file:
-        left = set(file.read().split()) & {word for word in text.split() if "acme" in word or word.count(".") == 3}
-        if left:
-            sys.exit(f"sos clean left hosts or addresses in the text, so the two don't do the same: {sorted(left)[:3]}")
+        known = {word for word in text.split() if "acme" in word or word.count(".") == 3}
+        left = known & set(file.read().split())
+    # Its stand-ins are addresses too: by chance one is another's original.
+    if len(left) > len(known) / 1000:
+        sys.exit(f"sos clean left hosts or addresses in the text, so the two don't do the same: {sorted(left)[:3]}")
     ours = [measured([program, "redact", f"{folder}/in.zip", f"{folder}/out-{number}.zip"]) for number in range(runs)]
     wall, cpu = (statistics.median(one[i] for one in ours) for i in (0, 1))
     print(f"sos: {len(text) / 1e6:.0f} MB of {name}: sos clean takes {theirs[0] / wall:.0f} times as long ({theirs[0]:.1f} s against {wall:.3f} s),")
