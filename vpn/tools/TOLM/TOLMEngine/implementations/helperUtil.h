@@ -210,6 +210,11 @@ class SummarySections {
 
   // Puts an entry without children into a section that find() has just given.
   void add(DataComponent* section, std::unique_ptr<DataComponent> entry);
+  // The same for a file: its item's id, the name to print, the item's description, and behind it the
+  // attribute of the section's last column.
+  void addFile(DataComponent* section, const std::string& id, const std::string& fileName,
+               const std::string& description, const DataAttribute::SharedName& last,
+               const std::string& lastValue);
 
  private:
   XMLObject* m_pSummary;

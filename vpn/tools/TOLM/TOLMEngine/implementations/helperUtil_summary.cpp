@@ -36,6 +36,16 @@ void SummarySections::add(DataComponent* section, std::unique_ptr<DataComponent>
   }
 }
 
+void SummarySections::addFile(DataComponent* section, const std::string& id, const std::string& fileName,
+                              const std::string& description, const DataAttribute::SharedName& last,
+                              const std::string& lastValue) {
+  static const auto s_pDescription = std::make_shared<const std::string>("description");
+  auto entry = std::make_unique<DataComponent>(id, fileName);
+  entry->AddAttribute(std::make_unique<DataAttribute>(s_pDescription, description));
+  entry->AddAttribute(std::make_unique<DataAttribute>(last, lastValue));
+  add(section, std::move(entry));
+}
+
 ResultCode fillSummaryFailedFile(XMLObject* summary, const std::string& id, const std::string& fileName,
                                  const std::string& description, const std::string& reason) {
   SummarySections sections(summary);
@@ -58,10 +68,8 @@ ResultCode fillSummaryFailedFile(SummarySections& sections, const std::string& i
     LOG_MESSAGE(kLogError, "pDCFailedFiles is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
   }
-  auto entry = std::make_unique<DataComponent>(id, fileName);
-  entry->AddAttribute("description", description);
-  entry->AddAttribute("reason", reason);
-  sections.add(failedFiles, std::move(entry));
+  static const auto s_pReason = std::make_shared<const std::string>("reason");
+  sections.addFile(failedFiles, id, fileName, description, s_pReason, reason);
   return 0;
 }
 

@@ -266,10 +266,9 @@ ResultCode truncator::fillSummaryGoodFile(const FileRecord& record) {
     LOG_MESSAGE(kLogError, "pDCGoodFiles is NULL");
     return TOLMENGINE_ERROR_NULL_XML_CHILD;
   }
-  auto entry = std::make_unique<DataComponent>(record.id, fileName(record));
-  entry->AddAttribute("description", record.description);
-  entry->AddAttribute("file_size", helperUtil::sizeToText(record.size, kDecimals));
-  m_Sections.add(goodFiles, std::move(entry));
+  static const auto s_pFileSize = std::make_shared<const std::string>("file_size");
+  m_Sections.addFile(goodFiles, record.id, fileName(record), record.description, s_pFileSize,
+                     helperUtil::sizeToText(record.size, kDecimals));
   return 0;
 }
 

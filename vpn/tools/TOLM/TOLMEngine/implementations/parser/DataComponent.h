@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace halvo {
@@ -18,21 +19,28 @@ namespace halvo {
 // One attribute of an element.
 class DataAttribute {
  public:
-  DataAttribute() = default;
-  DataAttribute(const std::string& name, const std::string& value) : m_strName(name), m_strValue(value) {}
+  // A name's text, never changed, for as many attributes as have it.
+  using SharedName = std::shared_ptr<const std::string>;
 
-  [[nodiscard]] std::string GetName() const { return m_strName; }
-  void SetName(const std::string& name) { m_strName = name; }
+  DataAttribute() = default;
+  DataAttribute(const std::string& name, const std::string& value)
+      : DataAttribute(std::make_shared<const std::string>(name), value) {}
+  // For a report of a hundred thousand files, in which a copy of each name in each entry would count.
+  DataAttribute(SharedName name, const std::string& value) : m_pName(std::move(name)), m_strValue(value) {}
+
+  [[nodiscard]] std::string GetName() const { return m_pName != nullptr ? *m_pName : std::string(); }
+  // Of this attribute alone; a shared name stays as it is.
+  void SetName(const std::string& name) { m_pName = std::make_shared<const std::string>(name); }
   [[nodiscard]] std::string GetValue() const { return m_strValue; }
   void SetValue(const std::string& value) { m_strValue = value; }
 
   // True if the names or the values differ.
   bool operator!=(const DataAttribute& other) const {
-    return m_strName != other.m_strName || m_strValue != other.m_strValue;
+    return GetName() != other.GetName() || m_strValue != other.m_strValue;
   }
 
  private:
-  std::string m_strName;
+  SharedName m_pName;  // null for an empty one
   std::string m_strValue;
 };
 

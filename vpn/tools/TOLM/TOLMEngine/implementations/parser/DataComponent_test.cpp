@@ -26,6 +26,17 @@ TEST(DataAttributeTest, DiffersByNameOrValue) {
   EXPECT_FALSE(attribute != changed);
 }
 
+TEST(DataAttributeTest, RenamingOneThatSharesItsNameLeavesTheOthers) {
+  const auto name = std::make_shared<const std::string>("a");
+  DataAttribute first(name, "1");
+  const DataAttribute second(name, "2");
+  first.SetName("b");
+  EXPECT_EQ(first.GetName(), "b");
+  EXPECT_EQ(second.GetName(), "a");
+  EXPECT_EQ(*name, "a");
+  EXPECT_EQ(DataAttribute(DataAttribute::SharedName(), "1").GetName(), "");
+}
+
 TEST(DataComponentTest, NewNodeIsALeafAndCountsItself) {
   const DataComponent empty;
   EXPECT_TRUE(empty.IsLeaf());
