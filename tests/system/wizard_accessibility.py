@@ -20,6 +20,8 @@ import time
 import pyatspi
 
 LIMIT = 90.0
+# A screen that has just come up takes no press for half a second.
+QUIET_TIME = 0.6
 
 
 def application():
@@ -142,6 +144,7 @@ def main(arguments):
     if command == "wait-active":
         until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_FRAME
                             and item.getState().contains(pyatspi.STATE_ACTIVE)))
+        time.sleep(QUIET_TIME)
     elif command == "wait-inactive":
         until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_FRAME
                             and not item.getState().contains(pyatspi.STATE_ACTIVE)))
@@ -156,8 +159,7 @@ def main(arguments):
     elif command == "wait-text":
         label = until(lambda: first(lambda item: item.getRole() == pyatspi.ROLE_LABEL
                                     and item.name.startswith(arguments[1])))
-        # A screen that has just come up takes no press for half a second.
-        time.sleep(0.6)
+        time.sleep(QUIET_TIME)
         print(label.name)
     elif command == "follow-bar":
         follow_bar(arguments[1])

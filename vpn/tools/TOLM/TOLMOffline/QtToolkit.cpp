@@ -214,6 +214,8 @@ void QtToolkit::show() {
   const QSize room = frame.screen()->availableGeometry().size();
   frame.resize(frame.size().boundedTo(room));
   frame.show();
+  // What was typed for the window that was in front until now must not run or close this one.
+  m_pWindow->frame.beginQuietTime(m_nQuietTime);
   fitTo(room);
 }
 

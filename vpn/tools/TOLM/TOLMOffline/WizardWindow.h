@@ -23,8 +23,8 @@ class WizardWindow : public QMainWindow {
   std::function<void()> onReturn;
   std::function<void()> onEscape;
 
-  // The screen has changed: presses are passed over for the next `milliseconds`. What is done through
-  // the accessibility service, and the keys of the menu, aren't presses.
+  // The screen has changed, or the window has opened: presses are passed over for the next `milliseconds`.
+  // What is done through the accessibility service, and the keys of the menu, aren't presses.
   void beginQuietTime(int milliseconds);
 
  protected:
