@@ -27,6 +27,7 @@ using test::TempFolder;
 using test::ZipBuilder;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -218,6 +219,27 @@ TEST(CompareTest, TimesAndProcessIdsAreNoDifference) {
   EXPECT_EQ(comparison.same, 1U);
 }
 
+TEST(CompareTest, BundleIsTheSameAsItselfWhateverCannotBeReadInIt) {
+  ZipBuilder zip;
+  zip.add({"a", "1"}).add({"a", "2"}).add({"a", "3"}).add({"../evil", "4"}).add({"../evil", "5"});
+  const Opened old(zip);
+  const Opened now(zip);
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.onlyOld, IsEmpty());
+  EXPECT_THAT(comparison.onlyNew, IsEmpty());
+  EXPECT_THAT(comparison.changed, IsEmpty());
+  EXPECT_EQ(comparison.same, 5U);
+}
+
+TEST(CompareTest, EntryThatCannotBeReadIsToldBesideTheOneOfItsName) {
+  const Opened old(ZipBuilder().add({"a", "1"}));
+  const Opened now(ZipBuilder().add({"a", "1"}).add({"a", "2"}));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_EQ(comparison.same, 1U);
+  ASSERT_THAT(comparison.changed, SizeIs(1));
+  EXPECT_THAT(comparison.changed[0].fault, EndsWith("another entry in front of it has the same name"));
+}
+
 TEST(CompareTest, LinesOfOneSideAreTold) {
   ZipBuilder before;
   before.add({"a", "same\ngone\ntwice\ntwice\n"}).add({"old", "x"}).add({"bin", std::string("\0a", 2)});
@@ -318,6 +340,20 @@ std::vector<std::string> linesOf(const std::string& content) {
   return lines;
 }
 
+// Of each line, whether it goes on with the one before it.
+std::vector<bool> continuedIn(const std::string& content) {
+  const Opened opened(ZipBuilder().add({"a", content}));
+  EntryReader entry(opened->reader());
+  EXPECT_EQ(entry.open(0), "");
+  LineReader reader(entry);
+  std::vector<bool> continued;
+  std::string_view line;
+  while (reader.next(line)) {
+    continued.push_back(reader.isContinued());
+  }
+  return continued;
+}
+
 TEST(LineReaderTest, LinesComeWithoutTheirEnds) {
   EXPECT_THAT(linesOf("one\n\ntwo\r\nthree"), ElementsAre("one", "", "two", "three"));
   EXPECT_THAT(linesOf("\n"), ElementsAre(""));
@@ -328,6 +364,11 @@ TEST(LineReaderTest, LongLinesComeInParts) {
   const std::string part(LineReader::kLongestLine, 'x');
   EXPECT_THAT(linesOf(part + part + "rest\nnext\n"), ElementsAre(part, part, "rest", "next"));
   EXPECT_THAT(linesOf(part + "\nnext"), ElementsAre(part, "next"));
+}
+
+TEST(LineReaderTest, PartsBehindTheFirstAreToldFromLines) {
+  const std::string part(LineReader::kLongestLine, 'x');
+  EXPECT_THAT(continuedIn(part + part + "\n" + part + "\nnext\n"), ElementsAre(false, true, false, false));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 
 #include <functional>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <unordered_map>
@@ -82,6 +83,33 @@ void compareLines(const BundleContent& before, std::size_t oldEntry, const Bundl
   }
 }
 
+// The entries of a bundle that can't be opened, by name: find() gives none of them.
+class UnreadEntries {
+ public:
+  explicit UnreadEntries(const BundleContent& content) : m_nNone(content.reader().entries().size()) {
+    std::set<std::size_t> seen;
+    for (const BundledFile& file : content.files()) {
+      if (!content.entry(file).fault.empty() && seen.insert(file.entry).second) {
+        m_Entries.emplace(content.entry(file).name, file.entry);
+      }
+    }
+  }
+  // One of that name that hasn't been taken; the number of all entries where there is none.
+  std::size_t take(const std::string& name) {
+    const auto found = m_Entries.find(name);
+    if (found == m_Entries.end()) {
+      return m_nNone;
+    }
+    const std::size_t entry = found->second;
+    m_Entries.erase(found);
+    return entry;
+  }
+
+ private:
+  std::size_t m_nNone;
+  std::multimap<std::string, std::size_t> m_Entries;
+};
+
 using MissingKey = std::pair<std::string, std::string>;
 
 std::vector<MissingFile> missingOnlyIn(const BundleContent& one, const BundleContent& other) {
@@ -160,6 +188,7 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
   comparison.missingOld = missingOnlyIn(before, after);
   comparison.missingNew = missingOnlyIn(after, before);
 
+  UnreadEntries unread(before);
   std::set<std::size_t> seenOld;
   std::set<std::size_t> seenNew;
   for (const BundledFile& file : after.files()) {
@@ -167,8 +196,14 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
       continue;
     }
     const BundleEntryInfo& added = after.entry(file);
-    const std::size_t oldEntry = before.reader().find(added.name);
-    if (oldEntry == before.reader().entries().size()) {
+    const std::size_t none = before.reader().entries().size();
+    // Like with like, where both are there.
+    const bool readable = added.fault.empty();
+    std::size_t oldEntry = readable ? before.reader().find(added.name) : unread.take(added.name);
+    if (oldEntry == none) {
+      oldEntry = readable ? unread.take(added.name) : before.reader().find(added.name);
+    }
+    if (oldEntry == none) {
       comparison.onlyNew.push_back(added.name);
       continue;
     }

@@ -41,12 +41,14 @@ bool LineReader::next(std::string_view& line) {
     const auto* const end = static_cast<const char*>(std::memchr(start + looked, '\n', there - looked));
     std::size_t length = 0;
     std::size_t taken = 0;
+    bool cut = false;
     if (end != nullptr && static_cast<std::size_t>(end - start) <= kLongestLine) {
       length = static_cast<std::size_t>(end - start);
       taken = length + 1;
       length -= length > 0 && start[length - 1] == '\r' ? 1 : 0;
-    } else if (there >= kLongestLine) {
+    } else if (there > kLongestLine) {  // one byte more, which might have been its line end
       length = taken = kLongestLine;
+      cut = true;
     } else {
       looked = there;
       if (fill()) {
@@ -60,6 +62,8 @@ bool LineReader::next(std::string_view& line) {
     }
     line = std::string_view(m_Block.data() + m_nAt, length);
     m_nAt += taken;
+    m_bContinued = m_bCut;
+    m_bCut = cut;
     return true;
   }
 }

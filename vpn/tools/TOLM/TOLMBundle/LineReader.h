@@ -13,7 +13,7 @@ namespace halvo {
 
 class LineReader {
  public:
-  // A longer line comes in parts of this size, each as a line.
+  // A longer line comes in parts of this size, each given as a line.
   static constexpr std::size_t kLongestLine = 65536;
 
   // The entry is open on `entry`, which must outlive the reader.
@@ -22,6 +22,8 @@ class LineReader {
   // The next line without its line end (LF, or CR and LF); valid until the next call. False at the end and at
   // a failure, which the entry's error() tells then.
   bool next(std::string_view& line);
+  // Whether the line of the last next() is no line of its own, but goes on with the one before it.
+  [[nodiscard]] bool isContinued() const { return m_bContinued; }
   // Whether a zero byte has come so far: what holds one is no text.
   [[nodiscard]] bool sawZero() const { return m_bZero; }
 
@@ -33,6 +35,8 @@ class LineReader {
   std::size_t m_nAt = 0;
   std::size_t m_nFilled = 0;
   bool m_bEnd = false;
+  bool m_bContinued = false;
+  bool m_bCut = false;  // the last line was a part, with more to come
   bool m_bZero = false;
 };
 

@@ -189,6 +189,63 @@ bool isWordCharacter(char c) {
   return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
+std::size_t endOfDigits(std::string_view line, std::size_t at) {
+  while (isDigitAt(line, at)) {
+    ++at;
+  }
+  return at;
+}
+
+// The following three give the end of what begins at `at`, 0 where nothing of the kind does.
+
+// "20260315T104203Z", the compact form of ISO 8601.
+std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
+  const std::size_t day = endOfDigits(line, at);
+  if (day - at != 8 || day >= line.size() || line[day] != 'T') {
+    return 0;
+  }
+  const std::size_t clock = endOfDigits(line, day + 1);
+  if (clock - day - 1 != 6) {
+    return 0;
+  }
+  return clock < line.size() && line[clock] == 'Z' ? clock + 1 : clock;
+}
+
+// Seconds since the start or since 1970, as the kernel and services put them in brackets: "   12.345678" and
+// "1678873323.1234". A fraction of few digits may be any number.
+std::size_t endOfStamp(std::string_view line, std::size_t at) {
+  while (at < line.size() && line[at] == ' ') {
+    ++at;
+  }
+  const std::size_t point = endOfDigits(line, at);
+  if (point == at || point >= line.size() || line[point] != '.') {
+    return 0;
+  }
+  constexpr std::size_t kFewestDigits = 4;
+  const std::size_t end = endOfDigits(line, point + 1);
+  return end - point - 1 >= kFewestDigits && end < line.size() && line[end] == ']' ? end : 0;
+}
+
+// A number in brackets, or behind "pid".
+std::size_t endOfProcessId(std::string_view line, std::size_t at) {
+  const std::size_t end = endOfDigits(line, at);
+  if (at > 0 && (line[at - 1] == '[' || line[at - 1] == '(') && end < line.size() &&
+      (line[end] == ']' || line[end] == ')')) {
+    return end;
+  }
+  std::size_t word = at;
+  while (word > 0 && at - word < 3 &&
+         (line[word - 1] == '=' || line[word - 1] == ' ' || line[word - 1] == ':')) {
+    --word;
+  }
+  if (word == at || word < 3 || (line.substr(word - 3, 3) != "pid" && line.substr(word - 3, 3) != "PID")) {
+    return 0;
+  }
+  // "ppid" too, but no word that only ends so.
+  const char before = word > 3 ? line[word - 4] : ' ';
+  return before == 'p' || before == 'P' || !isWordCharacter(before) ? end : 0;
+}
+
 }  // namespace
 
 std::int64_t daysOfDate(int year, int month, int day) {
@@ -291,17 +348,21 @@ void normalizeLine(std::string_view line, std::string& result) {
       nextTime = findLogTime(line, time, at) && time.start >= at ? time.start : line.size();
       continue;
     }
-    const bool afterBracket = at > 0 && (line[at - 1] == '[' || line[at - 1] == '(');
-    const bool afterPid = at >= 4 && (line[at - 1] == '=' || line[at - 1] == ' ' || line[at - 1] == ':') &&
-                          (line.substr(at - 4, 3) == "pid" || line.substr(at - 4, 3) == "PID");
-    if (isDigit(line[at]) && (afterBracket || afterPid)) {
-      std::size_t end = at;
-      while (end < line.size() && isDigit(line[end])) {
-        ++end;
+    if (isDigit(line[at]) && (at == 0 || !isWordCharacter(line[at - 1]))) {
+      if (const std::size_t end = endOfCompactTime(line, at); end > at) {
+        result += "<time>";
+        at = end;
+        continue;
       }
-      const bool closed = end < line.size() && (line[end] == ']' || line[end] == ')');
-      if (afterPid || closed) {
+      if (const std::size_t end = endOfProcessId(line, at); end > at) {
         result += "<pid>";
+        at = end;
+        continue;
+      }
+    }
+    if (line[at] == '[') {
+      if (const std::size_t end = endOfStamp(line, at + 1); end > at) {
+        result += "[<time>";
         at = end;
         continue;
       }

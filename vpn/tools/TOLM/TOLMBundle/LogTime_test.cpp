@@ -73,8 +73,15 @@ TEST(LogTimeTest, TimesWithoutAYearAreOfTheLastTwelveMonths) {
 TEST(LogTimeTest, TimesAndProcessIdsAreSetAside) {
   EXPECT_EQ(normal("Mar 15 10:42:07 host tm[1234]: up pid=77 at 2026-03-15 10:42:08"),
             "<time> host tm[<pid>]: up pid=<pid> at <time>");
+  EXPECT_EQ(normal("[   12.345678] usb 1-1: new"), "[<time>] usb 1-1: new");
+  EXPECT_EQ(normal("<info>  [1678873323.1234] device up"), "<info>  [<time>] device up");
+  EXPECT_EQ(normal("load [0.52] [ 12.5]"), "load [0.52] [ 12.5]");
+  EXPECT_EQ(normal("backup-20260315T104203Z.tar 20260315T104203"), "backup-<time>.tar <time>");
+  EXPECT_EQ(normal("20260315T1042 a20260315T104203"), "20260315T1042 a20260315T104203");
   EXPECT_EQ(normal("port 443 in 10 ms"), "port 443 in 10 ms");
-  EXPECT_EQ(normal("Main PID: 812 (tm)"), "Main PID: 812 (tm)");
+  EXPECT_EQ(normal("Main PID: 812 (tm)"), "Main PID: <pid> (tm)");
+  EXPECT_EQ(normal("pid 7, PID:8, ppid = 9"), "pid <pid>, PID:<pid>, ppid = <pid>");
+  EXPECT_EQ(normal("rapid 7 of 20260315"), "rapid 7 of 20260315");
 }
 
 }  // namespace

@@ -116,7 +116,7 @@ class Scan {
       if (lines.sawZero()) {
         return;
       }
-      ++number;
+      number += lines.isContinued() ? 0 : 1;
       matchLine(patterns, index, number, line);
       if (wantsTimes) {
         noteTime(probes, line);

@@ -182,6 +182,14 @@ TEST(FindingsTest, LinesAreFoundAndToldWithTheirPlace) {
   EXPECT_THAT(text, HasSubstr("Logs/a.log:2: error 42 here"));
 }
 
+TEST(FindingsTest, LineBehindALongOneHasItsOwnNumber) {
+  const std::vector<KnownProblem> findings =
+      findIn({{"a", "a.log", "first\n" + std::string(3000000, 'x') + "\nerror 42\n"}},
+             ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>"));
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].evidence[0].line, 3U);
+}
+
 TEST(FindingsTest, ManyLinesAreCountedAndTheFirstKept) {
   std::string lines;
   for (int i = 0; i < 1000; ++i) {
