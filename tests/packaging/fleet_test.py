@@ -11,6 +11,7 @@ import pathlib
 import re
 import resource
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -41,6 +42,16 @@ for bundle in /tmp/tolm_collect_*/*.zip; do echo more >>"$bundle"; done
 kill 1
 sleep 60
 """}
+
+# What a host's own log would get, into a file.
+LOG = """import os, socket, sys
+log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+log.bind("/dev/log")
+os.chmod("/dev/log", 0o666)
+with open(sys.argv[1], "wb", buffering=0) as file:
+    while True:
+        file.write(log.recv(1 << 20) + b"\\n")
+"""
 
 SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
 
@@ -100,6 +111,18 @@ Subsystem sftp internal-sftp
               mount -t overlay -o lowerdir=/$place,upperdir=/run/over/$place/upper,workdir=/run/over/$place/work \\
                 overlay /$place
             done"""
+        log = "" if kind != "logs" else f"""
+            mkdir /run/dev
+            mount --rbind /dev /run/dev
+            mount -t tmpfs tmpfs /dev
+            for device in null zero full random urandom tty; do
+              touch /dev/$device
+              mount --bind /run/dev/$device /dev/$device
+            done
+            ln -s /proc/self/fd /dev/fd
+            ln -s /proc/self/fd/0 /dev/stdin
+            python3 {PLACE}/log.py {folder}/syslog &
+            while [ ! -e /dev/log ]; do sleep 0.1; done"""
         fill = "dd if=/dev/zero of=/tmp/filling bs=1k 2>/dev/null || true" if kind == "full" else ""
         script = f"""
             mount --make-rprivate /
@@ -108,6 +131,7 @@ Subsystem sftp internal-sftp
             mount -t tmpfs -o mode=0700 tmpfs /root
             mount -t tmpfs tmpfs /run
             {own}
+            {log}
             mkdir -p /run/sshd
             {install}
             {hang}
@@ -128,6 +152,26 @@ Subsystem sftp internal-sftp
         return run(["ssh", "-p", self.port, "-i", PLACE / "user", "-o", f"UserKnownHostsFile={PLACE}/known_hosts",
                     "-o", "BatchMode=yes", "root@127.0.0.1", command])
 
+    def processes(self, text):
+        """The processes of the host that have a text in their command lines, by their numbers on this machine."""
+        parents, lines = {}, {}
+        for folder in pathlib.Path("/proc").glob("[0-9]*"):
+            with contextlib.suppress(OSError):
+                stat = (folder / "stat").read_text(errors="replace")
+                parents[int(folder.name)] = int(stat.rsplit(") ", 1)[1].split()[1])
+                lines[int(folder.name)] = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
+        for process, line in lines.items():
+            ancestor = process
+            while ancestor not in (0, self.process.pid):
+                ancestor = parents.get(ancestor, 0)
+            if ancestor and process != self.process.pid and text in line:
+                yield process
+
+    def signal(self, text, number):
+        for process in self.processes(text):
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(process, number)
+
     def end(self):
         self.process.kill()
         self.process.wait(timeout=30)
@@ -140,6 +184,7 @@ def make_place():
         run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", PLACE / name])
     (PLACE / "client.xml").write_text(DOCUMENT, encoding="utf-8")
     (PLACE / "hang.xml").write_text(HANGING, encoding="utf-8")
+    (PLACE / "log.py").write_text(LOG, encoding="utf-8")
     (PLACE / "ansible.cfg").write_text("", encoding="utf-8")
     namespace = PLACE / "collections/ansible_collections/halvo"
     namespace.mkdir(parents=True)
@@ -168,7 +213,8 @@ ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostK
     return hosts
 
 
-def play(name, *arguments, forks=20, check=None, limit="all", timeout=900, **variables):
+def command(name, *arguments, forks=20, limit="all", **variables):
+    """The command line of a play, and its environment."""
     (PLACE / "variables.json").write_text(json.dumps(dict(tolm_collect_dest=str(PLACE / "bundles"), **variables)),
                                           encoding="utf-8")
     environment = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=str(PLACE / "collections"), ANSIBLE_NOCOLOR="1",
@@ -176,9 +222,14 @@ def play(name, *arguments, forks=20, check=None, limit="all", timeout=900, **var
                        ANSIBLE_TIMEOUT="20", ANSIBLE_SSH_CONTROL_PATH_DIR="/tmp/tolm-fleet-cp",
                        ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=30s",
                        ANSIBLE_CONFIG=str(PLACE / "ansible.cfg"), LC_ALL="C.UTF-8")
-    result = run(["ansible-playbook", "-i", PLACE / "inventory", "-f", forks, "-l", limit,
-                  "-e", f"@{PLACE}/variables.json", *arguments, f"halvo.tessarmont.{name}"],
-                 env=environment, check=False, timeout=timeout)
+    line = ["ansible-playbook", "-i", PLACE / "inventory", "-f", forks, "-l", limit,
+            "-e", f"@{PLACE}/variables.json", *arguments, f"halvo.tessarmont.{name}"]
+    return [str(word) for word in line], environment
+
+
+def play(name, *arguments, check=None, timeout=900, **options):
+    line, environment = command(name, *arguments, **options)
+    result = run(line, env=environment, check=False, timeout=timeout)
     (PLACE / f"{name}.log").write_text(result.stdout, encoding="utf-8")
     if check is not None and result.returncode != check:
         raise AssertionError(f"the play ended with {result.returncode}:\n{result.stdout}")
@@ -196,7 +247,7 @@ class FleetTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         make_place()
-        kinds = [(f"good{number:02}", "good") for number in range(13)] + [(kind, kind) for kind in BROKEN]
+        kinds = [(f"good{number:02}", "logs" if number == 0 else "good") for number in range(13)] + [(kind, kind) for kind in BROKEN]
         cls.hosts = start_hosts(kinds)
 
     @classmethod
@@ -267,15 +318,104 @@ class FleetTest(unittest.TestCase):
         run(["ansible-vault", "encrypt", "--vault-password-file", PLACE / "vault-password", secret],
             env=dict(os.environ, ANSIBLE_HOME=str(PLACE / "home"), LC_ALL="C.UTF-8"))
         self.assertNotIn("s3cret", secret.read_text(encoding="utf-8"))
-        result = play("collect", "-vv", "-e", f"@{secret}", "--vault-password-file", str(PLACE / "vault-password"),
-                      limit="good00:good01", check=0)
+        vault = ["-e", f"@{secret}", "--vault-password-file", str(PLACE / "vault-password")]
+        result = play("collect", "-vvv", "--diff", *vault, limit="good00:good01", check=0)
         self.assertNotIn("s3cret", result.stdout)
+        # A host's log has the modules, without it; and no file has it, here or there.
+        log = (PLACE / "hosts/good00/syslog").read_text(encoding="utf-8", errors="replace")
+        self.assertIn("ansible", log)
+        self.assertNotIn("s3cret", log)
+        self.assertEqual(self.who_has_it("good00"), "")
+        self.assertEqual(run(["grep", "-rle", "s3cret", PLACE], check=False).stdout, "")
         row = index()["good00"]
         self.whole("good00", row)
         with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
             with self.assertRaises(RuntimeError):
                 bundle.read("Client/good00.log")
             self.assertEqual(bundle.read("Client/good00.log", pwd=b"s3cret of many words"), b"log of good00\n")
+
+    def who_has_it(self, name):
+        """The files of a host, and the command lines and environments in it, that hold the password."""
+        return self.hosts[name].run("grep -rlse 's3cre[t]' /tmp /var/tmp /root /opt /run /dev/shm; "
+                                    "grep -lse 's3cre[t]' /proc/[0-9]*/cmdline /proc/[0-9]*/environ; true").stdout
+
+    def test_a_password_stays_on_no_host_whose_controller_is_lost(self):
+        line, environment = command("collect", "-v", limit="hangs", tolm_collect_password="s3cret of many words",
+                                    tolm_collect_seconds=60, tolm_collect_command_timeout=0)
+        host = self.hosts["hangs"]
+        controller = subprocess.Popen(line, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.DEVNULL, start_new_session=True)
+        try:
+            self.until(lambda: list(host.processes("sleep 3600")))
+        finally:
+            os.killpg(controller.pid, signal.SIGKILL)
+            controller.wait(timeout=30)
+        (PLACE / "variables.json").unlink()
+        try:
+            # A run to find it in, which goes on.
+            self.assertNotEqual(list(host.processes("sleep 3600")), [])
+            self.assertEqual(self.who_has_it("hangs"), "")
+        finally:
+            host.signal("tmtolm collect", signal.SIGTERM)
+            self.until(lambda: not list(host.processes("sleep 3600")))
+            host.run("rm -rf /tmp/tolm_collect_*")
+
+    def test_why_a_run_with_a_password_failed_is_told_without_it(self):
+        result = play("collect", "-vvv", limit="full", check=0, tolm_collect_password="s3cret of many words")
+        self.assertNotIn("s3cret", result.stdout)
+        row = index()["full"]
+        self.assertEqual(row["state"], "failed")
+        self.assertRegex(row["why"], "failed to zip the bundle.*0 bytes free")
+
+    def until(self, condition):
+        deadline = time.monotonic() + 300
+        while not condition():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.2)
+
+    def freeze(self, name, text, **options):
+        """A play with a host whose processes with a text in their command lines are stopped once its run is under way."""
+        host = self.hosts[name]
+        ended = threading.Event()
+
+        def stop():
+            while not ended.wait(0.2):
+                if list(host.processes("sleep 3600")):
+                    break
+            while not ended.wait(0.1):
+                host.signal(text, signal.SIGSTOP)
+
+        thread = threading.Thread(target=stop)
+        thread.start()
+        try:
+            return play("collect", limit=f"{name}:good01", check=0, timeout=400, tolm_collect_command_timeout=0,
+                        tolm_collect_ssh_args="-o ServerAliveInterval=2 -o ServerAliveCountMax=5", **options)
+        finally:
+            ended.set()
+            thread.join()
+            host.signal("", signal.SIGCONT)
+            self.until(lambda: not list(host.processes("sleep 3600")))
+            host.run("rm -rf /tmp/tolm_collect_*")
+
+    def test_a_host_that_stands_still_is_told_and_stops_nobody(self):
+        result = self.freeze("hangs", "sshd", tolm_collect_seconds=5)
+        rows = index()
+        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "unreachable", "good01": "whole"})
+        self.assertRegex(rows["hangs"]["why"], "(?i)timed out|timeout|not responding|closed|banner")
+        self.assertIn("HOST  ", result.stdout)
+        self.whole("good01", rows["good01"])
+
+    def test_a_host_that_answers_while_its_programs_stand_still_stops_nobody(self):
+        result = self.freeze("hangs", "python3", tolm_collect_seconds=5, tolm_collect_answer_seconds=20)
+        rows = index()
+        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "failed", "good01": "whole"})
+        self.assertRegex(rows["hangs"]["why"], "did not answer within 20 seconds")
+        self.assertIn("HOST  ", result.stdout)
+
+    def test_hosts_that_never_answer_have_an_index_too(self):
+        result = play("collect", limit="down", check=0)
+        self.assertEqual(index()["down"]["state"], "unreachable")
+        self.assertRegex(result.stdout, r"HOST  .*\n.*down +unreachable")
 
     def test_a_public_key_encrypts_the_bundle(self):
         reader = PLACE / "reader"
