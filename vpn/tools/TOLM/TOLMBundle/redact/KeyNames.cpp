@@ -22,11 +22,16 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"smtppass", KeyLook::kSecret},
     {"pwd", KeyLook::kSecret},
     {"psk", KeyLook::kSecret},
+    {"pw", KeyLook::kSecret},
+    {"bindpw", KeyLook::kSecret},
+    {"rootpw", KeyLook::kSecret},
     {"sid", KeyLook::kSecret},
-    {"wepkey0", KeyLook::kSecret},
-    {"wepkey1", KeyLook::kSecret},
-    {"wepkey2", KeyLook::kSecret},
-    {"wepkey3", KeyLook::kSecret},
+    {"webvpn", KeyLook::kSecret},
+    {"dsid", KeyLook::kSecret},
+    {"svpncookie", KeyLook::kSecret},
+    {"mrhsession", KeyLook::kSecret},
+    {"nscaaac", KeyLook::kSecret},
+    {"authuserpass", KeyLook::kUserPass},
     {"setcookie", KeyLook::kSecretLine},
     {"cookie", KeyLook::kSecretLine},
     {"cookies", KeyLook::kSecretLine},
@@ -40,6 +45,8 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"login", KeyLook::kUser},
     {"account", KeyLook::kUser},
     {"acct", KeyLook::kUser},
+    {"identity", KeyLook::kUserMaybe},
+    {"cn", KeyLook::kCommonName},
     {"owner", KeyLook::kUser},
     {"fullname", KeyLook::kFullName},
     {"realname", KeyLook::kFullName},
@@ -58,7 +65,10 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"proxy", KeyLook::kHostMaybe},
     {"realm", KeyLook::kHostMaybe},
     {"search", KeyLook::kHostMaybe},
+    {"noproxy", KeyLook::kHosts},
     {"serial", KeyLook::kId},
+    {"sn", KeyLook::kId},
+    {"s/n", KeyLook::kId},
     {"uuid", KeyLook::kId},
     {"guid", KeyLook::kId},
     {"udid", KeyLook::kId},
@@ -100,6 +110,12 @@ constexpr Ending kEndings[] = {
     {"passwordhash", KeyLook::kSecret},
     {"secret", KeyLook::kSecret},
     {"token", KeyLook::kSecret},
+    {"passwords", KeyLook::kSecretList},
+    {"passphrases", KeyLook::kSecretList},
+    {"secrets", KeyLook::kSecretList},
+    {"tokens", KeyLook::kSecretList},
+    {"apikeys", KeyLook::kSecretList},
+    {"psks", KeyLook::kSecretList},
     {"apikey", KeyLook::kSecret},
     {"secretkey", KeyLook::kSecret},
     {"privatekey", KeyLook::kSecret},
@@ -113,6 +129,10 @@ constexpr Ending kEndings[] = {
     {"networkkey", KeyLook::kSecret},
     {"wpakey", KeyLook::kSecret},
     {"wepkey", KeyLook::kSecret},
+    {"wepkey0", KeyLook::kSecret},
+    {"wepkey1", KeyLook::kSecret},
+    {"wepkey2", KeyLook::kSecret},
+    {"wepkey3", KeyLook::kSecret},
     {"wifikey", KeyLook::kSecret},
     {"vpnkey", KeyLook::kSecret},
     {"licensekey", KeyLook::kSecret},
@@ -120,6 +140,7 @@ constexpr Ending kEndings[] = {
     {"signingkey", KeyLook::kSecret},
     {"wpapsk", KeyLook::kSecret},
     {"securitypsk", KeyLook::kSecret},
+    {"wifisecpsk", KeyLook::kSecret},
     {"wifipsk", KeyLook::kSecret},
     {"ipsecpsk", KeyLook::kSecret},
     {"vpnpsk", KeyLook::kSecret},
@@ -139,13 +160,22 @@ constexpr Ending kEndings[] = {
     {"vpnuser", KeyLook::kUser},
     {"dbuser", KeyLook::kUser},
     {"authuser", KeyLook::kUser},
+    {"8021xidentity", KeyLook::kUser},
+    {"eapidentity", KeyLook::kUser},
+    {"anonymousidentity", KeyLook::kUser},
     {"hostname", KeyLook::kHost},
     {"nodename", KeyLook::kHost},
     {"computername", KeyLook::kHost},
     {"fqdn", KeyLook::kHost},
     {"domainname", KeyLook::kHost},
-    {"dnsdomain", KeyLook::kHost},
-    {"searchdomain", KeyLook::kHost},
+    {"dnsdomain", KeyLook::kHosts},
+    {"searchdomain", KeyLook::kHosts},
+    {"searchdomains", KeyLook::kHosts},
+    {"dnssearch", KeyLook::kHosts},
+    {"ip4domain", KeyLook::kHosts},
+    {"ip6domain", KeyLook::kHosts},
+    {"ip4searches", KeyLook::kHosts},
+    {"ip6searches", KeyLook::kHosts},
     {"servername", KeyLook::kHost},
     {"netbiosname", KeyLook::kHost},
     {"serveraddress", KeyLook::kHostMaybe},
@@ -161,18 +191,62 @@ constexpr Ending kEndings[] = {
     {"hostid", KeyLook::kId},
     {"deviceid", KeyLook::kId},
     {"assettag", KeyLook::kId},
+    {"servicetag", KeyLook::kId},
+    {"idserial", KeyLook::kId},
+    {"serialshort", KeyLook::kId},
+    {"fsuuid", KeyLook::kId},
     {"productserial", KeyLook::kId},
     {"chassisserial", KeyLook::kId},
     {"boardserial", KeyLook::kId},
     {"wirelessssid", KeyLook::kWifi},
     {"wifissid", KeyLook::kWifi},
+    {"wifinetwork", KeyLook::kWifi},
+    {"airportnetwork", KeyLook::kWifi},
+    {"generalconnection", KeyLook::kConnection},
     {"hardwareaddress", KeyLook::kMac},
 };
 
+struct PhraseRow {
+  std::string_view before;
+  std::string_view word;
+  Phrase phrase;
+};
+
+constexpr PhraseRow kPhrases[] = {
+    {"", "authtoken", {KeyLook::kSecretItem, kPhraseAny}},
+    {"", "wpapsk", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
+    {"", "wpapassphrase", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
+    {"", "psk", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted | kPhraseBlanks}},
+    {"", "passphrase", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
+    {"", "bindpw", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
+    {"", "rootpw", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
+    {"", "eap", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
+    {"", "xauth", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
+    {"", "ntlm", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
+    {"ipsec", "secret", {KeyLook::kSecret, kPhraseFront}},
+    {"obfuscated", "secret", {KeyLook::kSecret, kPhraseAny}},
+    {"", "secret", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
+    {"xauth", "password", {KeyLook::kSecret, kPhraseFront}},
+    {"", "password", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
+    {"xauth", "username", {KeyLook::kUser, kPhraseFront}},
+    {"", "username", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
+    {"", "user", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
+    {"", "login", {KeyLook::kUser, kPhraseQuoted}},
+    {"", "account", {KeyLook::kUser, kPhraseQuoted}},
+    {"", "host", {KeyLook::kHost, kPhraseQuoted}},
+    {"", "hostname", {KeyLook::kHost, kPhraseQuoted}},
+    {"", "clienthostname", {KeyLook::kHost, kPhraseQuoted}},
+    {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
+    {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
+    {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
+    {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
+    {"", "essid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
+    {"", "wpassid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
+    {"", "wirelessessid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
+    {"", "connection", {KeyLook::kConnection, kPhraseQuoted}},
+};
+
 KeyLook lookOf(std::string_view key) {
-  if (key.size() < 3) {
-    return KeyLook::kNone;
-  }
   const auto whole = wholeKeys().find(key);
   if (whole != wholeKeys().end()) {
     return whole->second;
@@ -224,14 +298,46 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   std::string own;
   appendNormal(key, own);
   const KeyLook look = lookOf(own);
-  if (look != KeyLook::kNone || before.empty() || before.size() > kLongestKey) {
+  if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe) || before.empty() ||
+      before.size() > kLongestKey) {
     return look;
   }
   std::string both;
   appendNormal(before, both);
   both += own;
-  // "ID", "number", "key", "name", "address", "tag": only the word in front tells of what.
-  return lookOf(both);
+  // "ID", "number", "key", "name", "address", "tag": only the word in front tells of what. "DNS domain" is
+  // one whatever it looks like.
+  const KeyLook lookOfBoth = lookOf(both);
+  return lookOfBoth != KeyLook::kNone ? lookOfBoth : look;
+}
+
+bool mayBePhrase(std::string_view word) {
+  // Their first two and last two letters.
+  static const auto kLooks = [] {
+    std::pair<std::bitset<1024>, std::bitset<1024>> looks;
+    for (const PhraseRow& row : kPhrases) {
+      looks.first.set(lastTwo(row.word.substr(0, 2)));
+      looks.second.set(lastTwo(row.word));
+    }
+    return looks;
+  }();
+  return word.size() > 1 && kLooks.second[lastTwo(word)] && kLooks.first[lastTwo(word.substr(0, 2))];
+}
+
+Phrase phraseOf(std::string_view before, std::string_view word) {
+  if (word.size() > kLongestKey || before.size() > kLongestKey) {
+    return {};
+  }
+  std::string own;
+  appendNormal(word, own);
+  std::string front;
+  appendNormal(before, front);
+  for (const PhraseRow& row : kPhrases) {
+    if (row.word == own && (row.before.empty() || row.before == front)) {
+      return {row.phrase.look, row.phrase.forms, !row.before.empty()};
+    }
+  }
+  return {};
 }
 
 }  // namespace halvo

@@ -151,6 +151,8 @@ void TextRedactor::step() {
       m_bLineBegins = true;
       break;
     case '/':
+      next = std::max(next, tryTunnelKeys(m_nPlace));
+      [[fallthrough]];
     case '\\':
       next = std::max(next, tryHome(m_nPlace));
       break;
@@ -171,6 +173,11 @@ void TextRedactor::step() {
 // A run and what hangs on it. Gives back how far it was dealt with, at least to the run's end.
 TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bits) {
   const unsigned char next = at(end);
+  if (begin == 0 || at(begin - 1) == '\t' || at(begin - 1) == '\n') {
+    if (const Place done = tryTunnelKeys(begin); done > begin) {
+      return done;
+    }
+  }
   // What may reach beyond the run comes first.
   switch (next) {
     case '@':
@@ -190,6 +197,7 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     case '<':
     case '\\':
     case ']':
+    case '[':
     case ' ':
     case '\t':
       if (const Place done = tryKey(begin, end); done > begin) {
@@ -200,6 +208,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       break;
   }
   const std::size_t length = end - begin;
+  if (length == 32 && (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
+    if (const Place done = tryJournalId(begin, end); done > begin) {
+      return done;
+    }
+  }
   if (next == ':' && length <= 4 && begin >= m_nColonsTried &&
       (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
     if (const Place done = tryColons(begin); done > begin) {

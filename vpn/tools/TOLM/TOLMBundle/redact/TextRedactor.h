@@ -57,14 +57,15 @@ class TextRedactor {
   using Place = std::size_t;  // in m_Window
 
   // How a value ends.
-  enum class Ending { kWord, kLine, kQuote, kEscapedQuote, kElement };
+  enum class Ending { kWord, kItem, kLine, kQuote, kEscapedQuote, kElement, kCdata };
   struct Value {
     Place begin = 0;
     Ending ending = Ending::kWord;
     char quote = 0;
     bool isColon = false;  // "key: value"
     bool isFound = false;
-    char around = 0;  // the quote that opened in front of the key: 'key: value'
+    bool wasQuoted = false;  // the key
+    char around = 0;         // the quote that opened in front of the key: 'key: value'
   };
 
   // TextRedactor.cpp
@@ -101,7 +102,7 @@ class TextRedactor {
     bool isFound = false;  // told to the collector
   };
   Memo& memoOf(RedactKind kind, std::string_view text, bool& isNew);
-  void replaceHost(Place begin, Place end);
+  void replaceHost(Place begin, Place end, bool isSure = true);
   // `isSure`: the name is looked for everywhere else too.
   void replaceUser(Place begin, Place end, bool isSure = true);
   Place tryHome(Place slash);
@@ -112,6 +113,10 @@ class TextRedactor {
   // TextRedactor_values.cpp
   Place tryKey(Place begin, Place end);
   bool isElementName(Place begin) const;
+  Value textOfElement(Place begin) const;
+  Value valueOfNamedElement(Place begin, Place end) const;
+  Place valueOfNamedMember(Place begin, Place end) const;
+  Place behindRemark(Place place) const;
   Value valueBehind(Place begin, Place end) const;
   bool endsSoftly(Place at) const;
   Place valueEnd(const Value& value) const;
@@ -119,10 +124,26 @@ class TextRedactor {
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
+  Place takeUser(const Value& value, Place end);
+  Place takeCommonName(const Value& value, Place end);
+  Place takeHosts(Place begin, Place end);
+  Place takeUserPass(const Value& value);
+
+  // TextRedactor_phrases.cpp
+  Place tryPhrase(Place begin, Place end, Place value);
+  Place trySearchLine(Place begin, Place value);
+  Place tryRemoteLine(Place begin, Place value);
+  Place tryOption(Place begin, Place end, Place value);
+  Place tryDomainUser(Place begin, Place end);
+  Place tryJournalId(Place begin, Place end);
+  Place tryTunnelKeys(Place begin);
+  bool isSystemAccount(Place quote) const;
+  bool isFlagOfUser(Place begin, Place value) const;
 
   // TextRedactor_secrets.cpp
   static bool saysNothing(std::string_view value);
   Place takeSecret(const Value& value);
+  Place takeSecretList(Place begin);
   Place tryPem(Place begin);
   Place tryPemTail(Place begin, Place end);
   Place tryCrypt(Place dollar);

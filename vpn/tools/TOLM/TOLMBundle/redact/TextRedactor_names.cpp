@@ -81,15 +81,18 @@ void TextRedactor::replaceUser(Place begin, Place end, bool isSure) {
   }
 }
 
-// A name that stands where a host is named.
-void TextRedactor::replaceHost(Place begin, Place end) {
+// A name that stands where a host is named. `isSure` as for users.
+void TextRedactor::replaceHost(Place begin, Place end, bool isSure) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kHost, text(begin, end), isNew);
   if (isNew && isHostText(memo.name) && !isReservedHost(memo.name) && !isCommonWord(memo.name) &&
       !holdsStandIn(memo.name)) {
+    memo.standIn = m_rStandIns.host(memo.name);
+  }
+  if (isSure && m_pCollector != nullptr && !memo.standIn.empty() && !memo.isFound) {
+    memo.isFound = true;
     const HostParts parts = splitHost(memo.name);
     found(RedactKind::kHost, parts.base.empty() ? std::string_view(memo.name) : parts.base);
-    memo.standIn = m_rStandIns.host(memo.name);
   }
   if (!memo.standIn.empty()) {
     replace(begin, end, RedactKind::kHost, memo.standIn);
@@ -298,7 +301,8 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
 }
 
 // Users in the sentences that every system writes: "session opened for user jane(uid=1000)", "of user jane.",
-// "Accepted publickey for jane from", "sudo: jane : TTY=", "CRON[1]: (jane) CMD".
+// "Accepted publickey for jane from", "Failed password for invalid user jane from", "authenticating user jane
+// 10.1.2.3 port 22", "User jane logged in", "sudo: jane : TTY=", "CRON[1]: (jane) CMD".
 void TextRedactor::trySentence(Place begin, Place end) {
   const std::string_view word = text(begin, end);
   if (!isSame(word, "user") && !isSame(word, "for")) {
@@ -306,10 +310,13 @@ void TextRedactor::trySentence(Place begin, Place end) {
   }
   Place first = end + 1;
   const std::string_view before = wordBefore(begin);
-  const bool ofUser = isSame(word, "user") && (isSame(before, "for") || isSame(before, "of"));
+  const bool isUser = isSame(word, "user");
+  const bool isStranger = isUser && (isSame(before, "invalid") || isSame(before, "illegal") ||
+                                     isSame(before, "authenticating") || isSame(before, "from"));
+  const bool ofUser = isUser && (isStranger || isSame(before, "for") || isSame(before, "of"));
   const bool accepted = isSame(word, "for") && (isSame(before, "publickey") || isSame(before, "password") ||
                                                 isSame(before, "interactive"));
-  if (!ofUser && !accepted) {
+  if (!isUser && !accepted) {
     return;
   }
   first += at(first) == '\'' || at(first) == '"' ? 1U : 0U;
@@ -323,7 +330,11 @@ void TextRedactor::trySentence(Place begin, Place end) {
   const std::string_view rest = std::string_view(m_Window).substr(last, 6);
   const bool ends = dotted || next == '(' || next == '\'' || next == '"' || next == '\n' || next == '\r' ||
                     next == 0 || rest.starts_with(" from ") || rest.starts_with(" by ");
-  if (last > first && ends) {
+  const bool hasAddress =
+      isStranger && rest.size() > 1 && rest[0] == ' ' && isHexByte(static_cast<unsigned char>(rest[1])) &&
+      std::string_view(m_Window).substr(last + 1, 45).find_first_of(".:") != std::string_view::npos;
+  const bool logged = isUser && std::string_view(m_Window).substr(last, 8) == " logged ";
+  if (last > first && (logged || ((ofUser || accepted) && (ends || hasAddress)))) {
     replaceUser(first, last);
   }
 }
@@ -394,40 +405,59 @@ void TextRedactor::tryLogHost(Place lineBegin) {
   m_nPlace = std::max(end, m_nCopied);
 }
 
-// jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/bash
+// jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/bash, and jane:*:501:20:Jane Doe:/Users/jane:/bin/zsh, which
+// may have a class and two times in front of the full name.
 TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
-  Place place = end + 3;  // behind ":x:"
-  unsigned long id = 0;
-  while (isDigitByte(at(place)) && place - end < 13) {
-    id = id * 10 + hexValue(at(place));
-    ++place;
-  }
-  if (at(place) != ':' || id < 500 || id == 65534) {
+  constexpr unsigned long kFirstOfPeople = 500;
+  constexpr unsigned long kNobody = 65534;
+  Place place = end + 1;
+  const auto fieldEnd = [this](Place from) {
+    Place to = from;
+    while (at(to) != ':' && at(to) >= ' ' && to - from < 256) {
+      ++to;
+    }
+    return to;
+  };
+  const auto number = [this](Place from, Place to) {
+    const std::string_view digits = text(from, to);
+    return !digits.empty() && digits.size() < 11 &&
+           digits.find_first_not_of("0123456789") == std::string_view::npos;
+  };
+  Place last = fieldEnd(place);
+  const std::string_view password = text(place, last);
+  if (at(last) != ':' || (password != "x" && password.find_first_not_of('*') != std::string_view::npos)) {
     return begin;
   }
-  ++place;
-  while (isDigitByte(at(place)) && place - end < 26) {
-    ++place;
-  }
-  if (at(place) != ':') {
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) != ':' || !number(place, last)) {
     return begin;
   }
-  const Place name = ++place;
-  while (at(place) != ':' && at(place) >= ' ' && place - name < 256) {
-    ++place;
+  const unsigned long id = std::stoul(std::string(text(place, last)));
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) != ':' || !number(place, last) || id < kFirstOfPeople || id == kNobody) {
+    return begin;
   }
-  if (at(place) != ':') {
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) == ':' && at(last + 1) == '0' && at(last + 2) == ':' && at(last + 3) == '0' &&
+      at(last + 4) == ':') {
+    place = last + 5;
+    last = fieldEnd(place);
+  }
+  if (at(last) != ':') {
     return begin;
   }
   replaceUser(begin, end);
-  Place nameEnd = name;
-  while (nameEnd < place && at(nameEnd) != ',') {
-    ++nameEnd;
+  const Place name = place;
+  while (place < last && at(place) != ',') {
+    ++place;
   }
-  if (nameEnd > name) {
-    replaceUser(name, nameEnd);
+  if (place > name) {
+    replaceUser(name, place);
   }
-  return place;
+  return std::max(last, m_nCopied);
 }
 
 }  // namespace halvo

@@ -29,6 +29,144 @@ bool TextRedactor::isElementName(Place begin) const {
   return (begin > 0 && at(begin - 1) == '<') || (tag > 1 && tag < begin && at(tag - 2) == '<');
 }
 
+// What an element holds, as it is or in a CDATA section.
+TextRedactor::Value TextRedactor::textOfElement(Place begin) const {
+  constexpr std::string_view kCdata = "<![CDATA[";
+  Value value;
+  value.begin = begin;
+  value.ending = Ending::kElement;
+  value.isFound = at(begin) != '<';
+  Place place = begin;
+  while (place - begin < 128 && isSpaceByte(at(place))) {
+    ++place;
+  }
+  if (std::string_view(m_Window).substr(place, kCdata.size()) == kCdata) {
+    value.begin = place + kCdata.size();
+    value.ending = Ending::kCdata;
+    value.isFound = true;
+  }
+  return value;
+}
+
+// <entry key="password">value<, <Property Name="Password">value<, <item id='password'>value<, and with the
+// value in an element <value> or <string> of its own.
+TextRedactor::Value TextRedactor::valueOfNamedElement(Place begin, Place end) const {
+  static constexpr std::array<std::string_view, 3> kNaming = {"key", "name", "id"};
+  // What pages are made of has names for themselves and not for what they hold.
+  static constexpr std::array<std::string_view, 18> kOfPages = {
+      "a",  "div", "span",   "section", "label",  "p",    "li",      "td",    "th",
+      "dt", "dd",  "button", "form",    "legend", "main", "article", "input", "option"};
+  Value value;
+  if (begin < 6 || at(begin - 1) != at(end) || at(begin - 2) != '=') {
+    return value;
+  }
+  const Place attributeEnd = begin - 2;
+  Place attribute = attributeEnd;
+  while (attribute > 0 && attributeEnd - attribute < 8 && isLetterByte(at(attribute - 1))) {
+    --attribute;
+  }
+  const std::string_view naming = text(attribute, attributeEnd);
+  if (std::none_of(kNaming.begin(), kNaming.end(),
+                   [naming](std::string_view name) { return isSame(naming, name); })) {
+    return value;
+  }
+  Place front = attribute;
+  while (front > 0 && attribute - front < 200 && at(front - 1) != '<' && at(front - 1) != '>' &&
+         at(front - 1) != '\n') {
+    --front;
+  }
+  Place nameEnd = front;
+  while (nameEnd < attribute && (isWordByte(at(nameEnd)) || at(nameEnd) == ':' || at(nameEnd) == '-')) {
+    ++nameEnd;
+  }
+  const std::string_view element = text(front, nameEnd);
+  const bool isHeading = element.size() == 2 && isSame(element.substr(0, 1), "h");
+  if (front == 0 || at(front - 1) != '<' || nameEnd == front || isHeading ||
+      std::any_of(kOfPages.begin(), kOfPages.end(),
+                  [element](std::string_view page) { return isSame(element, page); })) {
+    return value;
+  }
+  Place place = end + 1;
+  while (place - end < 256 && at(place) != '>' && at(place) != '<' && at(place) != '\n' && at(place) != 0) {
+    ++place;
+  }
+  if (at(place) != '>' || at(place - 1) == '/') {
+    return value;
+  }
+  Place inner = ++place;
+  while (inner - place < 128 && isSpaceByte(at(inner))) {
+    ++inner;
+  }
+  for (const std::string_view own : {"<value>", "<string>"}) {
+    if (isSame(std::string_view(m_Window).substr(inner, own.size()), own)) {
+      place = inner + own.size();
+    }
+  }
+  return textOfElement(place);
+}
+
+// {"name": "password", "value": "..."}: where the value's sign ends, or `place`, which is behind the key's
+// quote.
+TextRedactor::Place TextRedactor::valueOfNamedMember(Place begin, Place place) const {
+  static constexpr std::array<std::string_view, 3> kNaming = {"name", "key", "id"};
+  if (at(place) != ',') {
+    return place;
+  }
+  // Backwards over the quote, the colon and the word in quotes in front of it; quotes may be escaped.
+  std::string_view before = text(begin > 64 ? begin - 64 : 0, begin);
+  const auto drop = [&before](std::string_view signs) {
+    const std::size_t last = before.find_last_not_of(signs);
+    const bool any = last == std::string_view::npos ? !before.empty() : last + 1 < before.size();
+    before = before.substr(0, last == std::string_view::npos ? 0 : last + 1);
+    return any;
+  };
+  if (!drop("\"'\\") || (drop(" \t"), !before.ends_with(':'))) {
+    return place;
+  }
+  before.remove_suffix(1);
+  drop(" \t");
+  if (!drop("\"'\\")) {
+    return place;
+  }
+  if (std::none_of(kNaming.begin(), kNaming.end(), [before](std::string_view name) {
+        return before.size() > name.size() && isSame(before.substr(before.size() - name.size()), name) &&
+               !isIdentifierByte(static_cast<unsigned char>(before[before.size() - name.size() - 1]));
+      })) {
+    return place;
+  }
+  Place next = place + 1;
+  const auto skip = [this, &next](std::string_view signs) {
+    const Place from = next;
+    while (next - from < 64 && at(next) != 0 &&
+           signs.find(static_cast<char>(at(next))) != std::string_view::npos) {
+      ++next;
+    }
+    return next > from;
+  };
+  skip(" \t\r\n");
+  if (!skip("\"'\\") || std::string_view(m_Window).substr(next, 5) != "value") {
+    return place;
+  }
+  next += 5;
+  if (!skip("\"'\\") || (skip(" \t"), at(next) != ':')) {
+    return place;
+  }
+  return next + 1;
+}
+
+// "Serial Number (system):": behind what stands in brackets, where a colon follows at once.
+TextRedactor::Place TextRedactor::behindRemark(Place place) const {
+  constexpr std::size_t kLongestRemark = 16;
+  if (at(place) != '(') {
+    return place;
+  }
+  Place end = place + 1;
+  while (end - place < kLongestRemark && isLetterByte(at(end))) {
+    ++end;
+  }
+  return at(end) == ')' && at(end + 1) == ':' && at(end + 2) != ':' ? end + 1 : place;
+}
+
 // Where the value of the key in [begin, end) begins and how it ends:
 //   key=value  key: value  "key": "value"  key => value  <key>value<  <key>..</key><string>value<  "key"
 //   value="value"
@@ -69,32 +207,50 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     }
   }
   if (at(place) == '>' && isElement) {
-    value.begin = place + 1;
-    value.ending = Ending::kElement;
-    value.isFound = at(value.begin) != '<';
-    return value;
+    return textOfElement(place + 1);
   }
   bool wasQuoted = false;
   if (at(place) == '\\' && at(place + 1) == '"') {
     isEscaped = wasQuoted = true;
     place += 2;
   } else if (at(place) == '"' || at(place) == '\'') {
+    if (const Value named = valueOfNamedElement(begin, end); named.isFound) {
+      return named;
+    }
     wasQuoted = true;
     ++place;
   }
+  const Place member = wasQuoted ? valueOfNamedMember(begin, place) : place;
   place += at(place) == ']' ? 1U : 0U;
+  if (at(place) == '[' && isDigitByte(at(place + 1))) {
+    // "IP4.DOMAIN[1]:"
+    const Place digits = ++place;
+    while (place - digits < 4 && isDigitByte(at(place))) {
+      ++place;
+    }
+    if (at(place) != ']') {
+      return value;
+    }
+    ++place;
+  }
   const Place blanks = place;
   while (place - blanks < kMostBlanks && isBlankByte(at(place))) {
     ++place;
   }
-  if (at(place) == '=' || (at(place) == ':' && at(place + 1) == '=')) {
+  place = behindRemark(place);
+  if (member > place) {
+    place = member;
+    value.isColon = true;
+  } else if (at(place) == '=' || (at(place) == ':' && at(place + 1) == '=')) {
     place += at(place) == ':' ? 2U : 1U;
     place += at(place) == '>' || at(place) == '=' ? 1U : 0U;
   } else if (at(place) == ':' && at(place + 1) != ':' && !(at(place + 1) == '/' && at(place + 2) == '/')) {
     ++place;
     value.isColon = true;
-  } else if (wasQuoted && place > blanks && isSame(std::string_view(m_Window).substr(place, 6), "value=")) {
-    place += 6;
+  } else if (wasQuoted && place > blanks &&
+             (isSame(std::string_view(m_Window).substr(place, 6), "value=") ||
+              std::string_view(m_Window).substr(place, 7) == "value '")) {
+    place += 6;  // name="password" value="..", added 'ssid' value '..'
   } else {
     return value;
   }
@@ -103,6 +259,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     ++place;
   }
   value.isFound = true;
+  value.wasQuoted = wasQuoted;
   if (at(place) == '\\' && at(place + 1) == '"') {
     value.ending = Ending::kEscapedQuote;
     place += 2;
@@ -152,7 +309,7 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
   for (; place - value.begin <= kLongestValue && place < m_Window.size(); ++place) {
     const unsigned char c = at(place);
     if (c == '\n' || (c == '\r' && at(place + 1) == '\n')) {
-      if (value.ending != Ending::kElement) {
+      if (value.ending != Ending::kElement && value.ending != Ending::kCdata) {
         break;
       }
       continue;
@@ -161,6 +318,10 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
     switch (value.ending) {
       case Ending::kWord:
         ends = isSpaceByte(c) || c == '<' || endsSoftly(place);
+        break;
+      case Ending::kItem:
+        ends = isSpaceByte(c) ||
+               (c != 0 && std::string_view("\"'`,;<>)").find(static_cast<char>(c)) != std::string_view::npos);
         break;
       case Ending::kLine:
         ends = value.around != 0 && c == static_cast<unsigned char>(value.around);
@@ -177,6 +338,9 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
         break;
       case Ending::kElement:
         ends = c == '<';
+        break;
+      case Ending::kCdata:
+        ends = c == ']' && at(place + 1) == ']' && at(place + 2) == '>';
         break;
     }
     if (ends) {
@@ -196,7 +360,14 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     }
     const bool isOption = at(begin) == '-' && at(begin + 1) == '-' && sign == end + 1;
     const bool isElement = isElementName(begin);
-    if (at(sign) != '=' && !(at(sign) == ':' && at(sign + 1) != ':') && !isOption && !isElement) {
+    const bool hasSign =
+        at(sign) == '=' || (at(sign) == ':' && at(sign + 1) != ':') || behindRemark(sign) > sign;
+    if (!hasSign && !isOption) {
+      if (const Place done = tryPhrase(begin, end, sign); done > begin) {
+        return done;
+      }
+    }
+    if (!hasSign && !isOption && !isElement) {
       // "Bearer TOKEN", "Basic BASE64" (RFC 6750, RFC 7617).
       const std::string_view word = text(begin, end);
       if (!isSame(word, "bearer") && !(isSame(word, "basic") && at(sign) != 0)) {
@@ -217,23 +388,24 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       replace(sign, last, RedactKind::kSecret, kSecretMark);
       return last;
     }
-    if (isOption && at(sign) != '=' && at(sign) != ':' && at(sign) != '-') {
-      const KeyLook look = keyLook({}, text(begin, end));
-      if (look != KeyLook::kSecret && look != KeyLook::kUser) {
-        return begin;
+    if (isOption && !hasSign && at(sign) != '-') {
+      return tryOption(begin, end, sign);
+    }
+    // "jane : EAP "hunter2"" in a file of secrets.
+    if (at(sign) == ':' && isBlankByte(at(sign + 1)) && isLineFront(begin)) {
+      const std::string_view kind = std::string_view(m_Window).substr(sign + 2, 7);
+      if (kind.starts_with("EAP \"") || kind == "XAUTH \"" || kind.starts_with("NTLM \"")) {
+        replaceUser(begin, end);
+        return end;
       }
-      Value value;
-      value.begin = sign;
-      value.isFound = true;
-      if (at(sign) == '"' || at(sign) == '\'') {
-        value.ending = Ending::kQuote;
-        value.quote = static_cast<char>(at(sign));
-        ++value.begin;
-      }
-      return takeValue(look, value);
     }
   }
-  if (next == ':' && at(end + 1) == 'x' && at(end + 2) == ':' && isLineFront(begin)) {
+  if (next == '\\') {
+    if (const Place done = tryDomainUser(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (next == ':' && (at(end + 1) == 'x' || at(end + 1) == '*') && isLineFront(begin)) {
     if (const Place done = tryPasswdLine(begin, end); done > begin) {
       return done;
     }
@@ -255,7 +427,10 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     }
     return begin;
   }
-  const std::string_view key = text(begin, end);
+  std::string_view key = text(begin, end);
+  if (key.size() == 1 && begin > 1 && at(begin - 1) == '/' && isSame(text(begin - 2, end), "s/n")) {
+    key = text(begin - 2, end);
+  }
   // Last letters of the keys that are known, before anything that costs more.
   if (key.size() > 96 || !mayBeKey(key)) {
     return begin;
@@ -265,7 +440,10 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     return begin;
   }
   const KeyLook look = keyLook(wordBefore(begin), key);
-  return look == KeyLook::kNone ? begin : takeValue(look, value);
+  if (look == KeyLook::kNone || (next == '[' && look != KeyLook::kHosts)) {
+    return begin;  // "login[812]: " is a program
+  }
+  return takeValue(look, value);
 }
 
 // Whether nothing but the key, of a few words, stands between the line's front and the value.
@@ -283,189 +461,6 @@ bool TextRedactor::hasLineForItself(Place value) const {
   }
   return front.size() < kLongestFront && front.find_first_of(",;([{|") == std::string_view::npos &&
          std::count(front.begin(), front.end(), ' ') <= 3 && std::count(front.begin(), front.end(), ':') == 1;
-}
-
-TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
-  const bool isBare = value.ending == Ending::kWord;
-  if (look == KeyLook::kSecretLine) {
-    if (isBare) {
-      value.ending = Ending::kLine;
-    }
-    return takeSecret(value);
-  }
-  if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
-    const Place end = valueEnd(value);
-    const std::string_view all = text(value.begin, end);
-    if (look == KeyLook::kPersonal && (all.size() < 4 || all.size() > 12 ||
-                                       all.find_first_not_of("0123456789") != std::string_view::npos)) {
-      return value.begin;
-    }
-    if (look == KeyLook::kSecret && all.starts_with('/') && isBare) {
-      return value.begin;  // PWD=/home/jane, key=/etc/ssl/key.pem
-    }
-    // The value may hold blanks then.
-    if (isBare && value.isColon && !saysNothing(all) && hasLineForItself(value.begin)) {
-      value.ending = Ending::kLine;
-    }
-    return takeSecret(value);
-  }
-  if (look == KeyLook::kUserIds) {
-    return takeUserIds(value.begin);
-  }
-  if (isBare && (look == KeyLook::kFullName || look == KeyLook::kWifi) && value.isColon) {
-    value.ending = Ending::kLine;
-  }
-  Place end = valueEnd(value);
-  while (end > value.begin && isSpaceByte(at(end - 1))) {
-    --end;
-  }
-  if (end - value.begin > 256 || end == value.begin) {
-    return value.begin;
-  }
-  return takeNames(look, value, end);
-}
-
-TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Place end) {
-  const Place begin = value.begin;
-  const std::string_view name = text(begin, end);
-  switch (look) {
-    case KeyLook::kUser: {
-      if (name.find('@') != std::string_view::npos || name.find('/') != std::string_view::npos ||
-          name.find('%') != std::string_view::npos) {
-        return begin;
-      }
-      // DOMAIN\jane
-      const std::size_t slash = name.rfind('\\');
-      const Place user = slash == std::string_view::npos ? begin : begin + slash + 1;
-      if (slash != std::string_view::npos) {
-        const std::size_t domain = name.find('\\');
-        replaceHost(begin, begin + domain);
-      }
-      Place last = user;
-      while (last < end && (isWordByte(at(last)) || std::string_view("-_.+$ ").find(static_cast<char>(
-                                                        at(last))) != std::string_view::npos)) {
-        ++last;
-      }
-      while (last > user && (at(last - 1) == ' ' || at(last - 1) == '.')) {
-        --last;
-      }
-      // A call, a type, a comparison: a program and not a setting.
-      const bool isCode =
-          at(last) == '(' || at(last) == '<' || at(last) == '[' || at(last) == ':' || at(last) == '>';
-      if (last == user || (isCode && value.ending == Ending::kWord)) {
-        return begin;
-      }
-      // "owner: the one who": a sentence goes on.
-      const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
-                          isWordByte(at(last + 1)) && last - user < 32;
-      replaceUser(user, last, !goesOn);
-      return std::max(last, m_nCopied);
-    }
-    case KeyLook::kFullName:
-      if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64) {
-        return begin;
-      }
-      replaceUser(begin, end);
-      return end;
-    case KeyLook::kHost:
-    case KeyLook::kHostMaybe: {
-      Place last = begin;
-      while (last < end && (isIdentifierByte(at(last)))) {
-        ++last;
-      }
-      while (last > begin && !isWordByte(at(last - 1))) {
-        --last;
-      }
-      const std::string_view host = text(begin, last);
-      const bool isNumber = host.find_first_not_of("0123456789.") == std::string_view::npos;
-      const bool looks = host.find_first_of(".-0123456789") != std::string_view::npos;
-      const unsigned char next = at(last);
-      if (isNumber || next == '/' || next == '@' || next == '%' ||
-          (next == ':' && isHexByte(at(last + 1)) && host.size() <= 4) ||
-          (look == KeyLook::kHostMaybe &&
-           (!looks || (host.find('.') == std::string_view::npos && value.isColon)))) {
-        return begin;
-      }
-      if (look == KeyLook::kHostMaybe && host.find('.') != std::string_view::npos &&
-          hostLook(host) == HostLook::kNone) {
-        return begin;
-      }
-      replaceHost(begin, last);
-      return std::max(last, m_nCopied);
-    }
-    case KeyLook::kId: {
-      const bool hasDigit = name.find_first_of("0123456789") != std::string_view::npos;
-      const bool isOne = name.find_first_of(" \t/\\<>{}()=:") == std::string_view::npos;
-      if (name.size() < 6 || !hasDigit || !isOne || holdsStandIn(name) || StandIns::isUuid(name) ||
-          name.find_first_not_of("0-xX") == std::string_view::npos) {
-        return begin;
-      }
-      if (name.size() == 36 && name[8] == '-' && name[13] == '-') {
-        return begin;  // told by its look
-      }
-      found(RedactKind::kId, name);
-      if (m_pCollector == nullptr) {
-        replace(begin, end, RedactKind::kId, m_rStandIns.label(RedactKind::kId, name));
-      }
-      return end;
-    }
-    case KeyLook::kWifi:
-      if (name.size() > 64 || isCommonWord(name) || holdsStandIn(name) || name == "off/any" ||
-          name.find_first_of("<>{}=") != std::string_view::npos) {
-        return begin;
-      }
-      found(RedactKind::kWifi, name);
-      if (m_pCollector == nullptr) {
-        replace(begin, end, RedactKind::kWifi, m_rStandIns.label(RedactKind::kWifi, name));
-      }
-      return end;
-    case KeyLook::kMac: {
-      if (name.size() != 12 || !std::all_of(name.begin(), name.end(), [](char c) {
-            return isHexByte(static_cast<unsigned char>(c));
-          })) {
-        return begin;
-      }
-      MacBytes bytes = {};
-      for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] =
-            static_cast<std::uint8_t>(hexValue(at(begin + 2 * i)) << 4U | hexValue(at(begin + 2 * i + 1)));
-      }
-      replaceMac(begin, end, bytes);
-      return end;
-    }
-    default:
-      return begin;
-  }
-}
-
-// 1000(jane),27(sudo)
-TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
-  Place place = begin;
-  for (;;) {
-    const Place first = place;
-    while (isDigitByte(at(place)) && place - first < 12) {
-      ++place;
-    }
-    if (place == first || at(place) != '(' || place - begin > 2048) {
-      return std::max(begin, m_nCopied);
-    }
-    const Place name = ++place;
-    while (place - name < 64 &&
-           (isWordByte(at(place)) ||
-            std::string_view("-_.+$ ").find(static_cast<char>(at(place))) != std::string_view::npos) &&
-           at(place) != 0) {
-      ++place;
-    }
-    if (at(place) != ')') {
-      return std::max(begin, m_nCopied);
-    }
-    replaceUser(name, place);
-    ++place;
-    if (at(place) != ',') {
-      return place;
-    }
-    ++place;
-  }
 }
 
 }  // namespace halvo

@@ -1,0 +1,361 @@
+// Values that stand behind a blank and nothing else, and places that tell what they hold by their shape
+// alone.
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kLongestName = 64;
+constexpr std::size_t kTunnelKey = 43;  // digits in Base64, in front of one "="
+
+bool isNameByte(unsigned char c) {
+  return isWordByte(c) || c == '-' || c == '_' || c == '.';
+}
+
+bool isBase64Byte(unsigned char c) {
+  return (isWordByte(c) && c < 128) || c == '+' || c == '/';
+}
+
+bool isPlainWord(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
+bool hasDigit(std::string_view text) {
+  return text.find_first_of("0123456789") != std::string_view::npos;
+}
+
+// Texts in front of the value that a management interface asks for: password "Auth" "hunter2".
+bool isRealm(std::string_view text) {
+  return text == "Auth" || text == "Private Key" || text == "HTTP Proxy" || text == "SOCKS Proxy";
+}
+
+}  // namespace
+
+// "wpa-psk hunter2", "user 'jane'", "User <jane>": the word in [begin, end), and behind blanks `place`.
+TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place) {
+  const std::string_view word = text(begin, end);
+  if (!mayBePhrase(word)) {
+    return begin;
+  }
+  const std::string_view before = wordBefore(begin);
+  const Phrase phrase = phraseOf(before, word);
+  const auto may = [&phrase](PhraseForm form) { return (phrase.forms & form) != 0; };
+  if (phrase.look == KeyLook::kNone) {
+    return begin;
+  }
+  if (phrase.look == KeyLook::kSearchLine) {
+    return trySearchLine(begin, place);
+  }
+  const bool isBehindColon =
+      begin > 0 && (at(begin - 1) == ':' || (begin > 1 && at(begin - 1) == ' ' && at(begin - 2) == ':'));
+  if (may(kPhraseBehindColon) && !isBehindColon) {
+    return begin;
+  }
+  Value value;
+  value.begin = place;
+  const unsigned char opening = at(place);
+  if (opening == '<' && may(kPhraseAngle)) {
+    Place last = place + 1;
+    while (last - place < kLongestName && isNameByte(at(last))) {
+      ++last;
+    }
+    if (at(last) != '>' || at(begin) != 'U' || last == place + 1) {
+      return begin;
+    }
+    replaceUser(place + 1, last);
+    return last;
+  }
+  if (opening == '"' || opening == '\'') {
+    if (!may(kPhraseQuoted)) {
+      return begin;
+    }
+    value.ending = Ending::kQuote;
+    value.quote = static_cast<char>(opening);
+    ++value.begin;
+    Place last = valueEnd(value);
+    bool isAsked = false;
+    if (at(last) == opening && isBlankByte(at(last + 1)) &&
+        (phrase.look == KeyLook::kSecret || phrase.look == KeyLook::kUser)) {
+      const bool isAnother = at(last + 2) == '"';
+      isAsked = isAnother || isRealm(text(value.begin, last));
+      if (isAsked) {
+        value.begin = last + (isAnother ? 3 : 2);
+        value.ending = isAnother ? Ending::kQuote : Ending::kWord;
+        value.quote = '"';
+        last = valueEnd(value);
+      }
+    }
+    const std::string_view all = text(value.begin, last);
+    // Sentences quote too, and their words are no names.
+    const bool isOneWord = all.find_first_of(" \t") == std::string_view::npos;
+    const bool isName = phrase.look == KeyLook::kUser || phrase.look == KeyLook::kHost;
+    const bool isSecret = phrase.look == KeyLook::kSecret;
+    if (all.empty() || (!isOneWord && !isAsked && (isName || (isSecret && !may(kPhraseBlanks)))) ||
+        (isName && isSystemAccount(last)) || (isSecret && isCommonWord(all))) {
+      return begin;
+    }
+    return takeValue(phrase.look, value);
+  }
+  if (isBehindColon && (phrase.forms & kPhraseQuoted) != 0 && phrase.look == KeyLook::kSecret &&
+      opening == '0' && (at(place + 1) == 'x' || at(place + 1) == 's')) {
+    return takeValue(phrase.look, value);  // : PSK 0x...
+  }
+  if (may(kPhraseAny)) {
+    const std::string_view all = text(place, valueEnd(value));
+    return isPlainWord(all) ? begin : takeValue(phrase.look, value);
+  }
+  if ((!may(kPhraseFront) && !may(kPhraseDigit)) ||
+      !isLineFront(phrase.isPair ? begin - before.size() - 1 : begin)) {
+    return begin;
+  }
+  if (phrase.look == KeyLook::kRemoteLine) {
+    return tryRemoteLine(begin, place);
+  }
+  value.ending = Ending::kLine;
+  const Place lineEnd = valueEnd(value);
+  const std::string_view all = text(place, lineEnd);
+  const bool isOneWord = all.find_first_of(" \t") == std::string_view::npos;
+  if (lineEnd - place > kLongestName + kLongestName ||
+      all.find_first_of("=:(){}<>[]") != std::string_view::npos) {
+    return begin;
+  }
+  if (may(kPhraseDigit) && !(isOneWord && hasDigit(all) && all.front() != '/')) {
+    return begin;
+  }
+  return takeValue(phrase.look, value);
+}
+
+// "Creating user 'polkitd' (User for polkitd) with UID 996": one of the system's own.
+bool TextRedactor::isSystemAccount(Place quote) const {
+  constexpr unsigned kFirstOfPeople = 1000;
+  std::string_view rest = std::string_view(m_Window).substr(quote, 160);
+  rest = rest.substr(0, rest.find('\n'));
+  const std::size_t uid = rest.find("UID ");
+  if (uid == std::string_view::npos) {
+    return false;
+  }
+  unsigned id = 0;
+  std::size_t place = uid + 4;
+  while (place < rest.size() && isDigitByte(static_cast<unsigned char>(rest[place])) && id < kFirstOfPeople) {
+    id = id * 10 + hexValue(static_cast<unsigned char>(rest[place]));
+    ++place;
+  }
+  return place > uid + 4 && id < kFirstOfPeople;
+}
+
+// "search acme corp.acme" and "domain acme" of resolv.conf: in front of a line that has names alone, and
+// known by the lines around it. One name alone is taken without these, and not looked for elsewhere.
+TextRedactor::Place TextRedactor::trySearchLine(Place begin, Place place) {
+  constexpr std::size_t kNear = 400;
+  if ((begin > 0 && at(begin - 1) != '\n') || !isWordByte(at(place))) {
+    return begin;
+  }
+  std::size_t words = 1;
+  Place end = place;
+  while (end - place < kNear && (isNameByte(at(end)) || isBlankByte(at(end)))) {
+    words += isBlankByte(at(end)) && isNameByte(at(end + 1)) ? 1 : 0;
+    ++end;
+  }
+  const unsigned char next = at(end);
+  while (end > place && isBlankByte(at(end - 1))) {
+    --end;
+  }
+  if ((next != '\n' && next != '\r' && next != 0) || at(end - 1) == '.') {
+    return begin;
+  }
+  const std::string_view behind = std::string_view(m_Window).substr(end, kNear);
+  const std::string_view ahead = text(begin > kNear ? begin - kNear : 0, begin);
+  bool isSettings = false;
+  for (const std::string_view name : {"nameserver ", "search ", "domain ", "options "}) {
+    const std::string line = "\n" + std::string(name);
+    isSettings = isSettings || behind.find(line) != std::string_view::npos ||
+                 ahead.find(line) != std::string_view::npos || (begin <= kNear && ahead.starts_with(name));
+  }
+  if (!isSettings && words > 1) {
+    return begin;
+  }
+  if (isSettings) {
+    return takeHosts(place, end);
+  }
+  replaceHost(place, end, false);
+  return std::max(end, m_nCopied);
+}
+
+// "remote vpn-acme 1194 udp" of a tunnel's settings.
+TextRedactor::Place TextRedactor::tryRemoteLine(Place begin, Place place) {
+  Place end = place;
+  while (end - place < 256 && isNameByte(at(end))) {
+    ++end;
+  }
+  const std::string_view host = text(place, end);
+  const auto isLineEnd = [this](Place at0) { return at(at0) == '\n' || at(at0) == '\r' || at(at0) == 0; };
+  if (host.empty() || host.find_first_not_of("0123456789.") == std::string_view::npos ||
+      !isWordByte(at(end - 1))) {
+    return begin;
+  }
+  bool isSetting = isLineEnd(end) && host.find_first_of(".-0123456789") != std::string_view::npos;
+  if (at(end) == ' ') {
+    Place port = end + 1;
+    while (port - end < 7 && isDigitByte(at(port))) {
+      ++port;
+    }
+    const std::string_view rest = std::string_view(m_Window).substr(port, 4);
+    isSetting =
+        port > end + 1 && (isLineEnd(port) || rest == " tcp" || rest == " udp" || rest.starts_with(" #"));
+  }
+  if (!isSetting) {
+    return begin;
+  }
+  replaceHost(place, end);
+  return std::max(end, m_nCopied);
+}
+
+// "--user jane", "--password hunter2".
+TextRedactor::Place TextRedactor::tryOption(Place begin, Place end, Place place) {
+  const KeyLook look = keyLook({}, text(begin, end));
+  if ((look != KeyLook::kSecret && look != KeyLook::kUser) ||
+      (look == KeyLook::kUser && isFlagOfUser(begin, place))) {
+    return begin;
+  }
+  Value value;
+  value.begin = place;
+  value.isFound = true;
+  if (at(place) == '"' || at(place) == '\'') {
+    value.ending = Ending::kQuote;
+    value.quote = static_cast<char>(at(place));
+    ++value.begin;
+  }
+  return takeValue(look, value);
+}
+
+// "systemctl --user start", "pip install --user x", "(systemd --user integration)", "the --user option": no
+// name follows.
+bool TextRedactor::isFlagOfUser(Place begin, Place value) const {
+  static constexpr std::array<std::string_view, 9> kPrograms = {
+      "systemctl", "systemd", "journalctl", "loginctl", "busctl", "pip", "install", "flatpak", "dbus"};
+  static constexpr std::array<std::string_view, 12> kWords = {
+      "option", "flag", "switch", "mode", "session", "manager", "units", "instance", "and", "or", "is", "to"};
+  constexpr std::size_t kNear = 120;
+  std::string_view line = text(begin > kNear ? begin - kNear : 0, begin);
+  line = line.substr(line.rfind('\n') + 1);
+  for (const std::string_view program : kPrograms) {
+    if (line.find(program) != std::string_view::npos) {
+      return true;
+    }
+  }
+  Place end = value;
+  while (end - value < kLongestName && isNameByte(at(end))) {
+    ++end;
+  }
+  const std::string_view word = text(value, end);
+  return at(end) == ')' || std::any_of(kWords.begin(), kWords.end(),
+                                       [word](std::string_view known) { return isSame(word, known); });
+}
+
+// CORP\jane and, where backslashes are written twice, CORP\\jane.
+TextRedactor::Place TextRedactor::tryDomainUser(Place begin, Place end) {
+  static constexpr std::array<std::string_view, 11> kNoDomains = {
+      "HKLM", "HKCU", "HKCR", "HKU", "HKEY", "SOFTWARE", "SYSTEM", "BUILTIN", "AUTHORITY", "NT", "PATH"};
+  constexpr std::size_t kShortest = 2;
+  constexpr std::size_t kLongest = 15;  // of a NetBIOS name
+  const std::string_view domain = text(begin, end);
+  const unsigned char before = begin > 0 ? at(begin - 1) : ' ';
+  if (domain.size() < kShortest || domain.back() == '-' || domain.starts_with(kSecretMark) ||
+      domain.size() > kLongest || before == '\\' || before == '/' || before == ':' ||
+      !isLetterByte(at(begin)) ||
+      !std::all_of(domain.begin(), domain.end(),
+                   [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-'; }) ||
+      std::find(kNoDomains.begin(), kNoDomains.end(), domain) != kNoDomains.end()) {
+    return begin;
+  }
+  const bool isTwice = at(end + 1) == '\\';
+  const Place user = end + (isTwice ? 2 : 1);
+  // With one, "ERROR\nfailed" looks alike: what may be a line's end or another escape is left.
+  constexpr std::string_view kEscapes = "abefnrtuvx0";
+  const unsigned char first = at(user);
+  if (!isLetterByte(first) || first > 127 ||
+      (!isTwice && kEscapes.find(static_cast<char>(first)) != std::string_view::npos)) {
+    return begin;
+  }
+  Place last = user;
+  while (last - user < kLongestName && isNameByte(at(last))) {
+    ++last;
+  }
+  while (last > user && !isWordByte(at(last - 1))) {
+    --last;
+  }
+  const std::string_view name = text(user, last);
+  if (name.size() < 3 || at(last) == '\\' || at(last) == '(' || at(last) == '*' || at(last) == '+') {
+    return begin;
+  }
+  // A plain word after a backslash may be anything: it goes here, and isn't looked for elsewhere.
+  replaceHost(begin, end, false);
+  replaceUser(user, last, !std::all_of(name.begin(), name.end(), [](char c) {
+                return isLetterByte(static_cast<unsigned char>(c));
+              }));
+  return std::max(last, m_nCopied);
+}
+
+// The ids of machines and boots as a journal writes them, 32 digits: "-- Boot ID --", "-1 ID Sun 2026-03-15",
+// /var/log/journal/ID, and behind the name of /etc/machine-id.
+TextRedactor::Place TextRedactor::tryJournalId(Place begin, Place end) {
+  static constexpr std::array<std::string_view, 7> kDays = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+  constexpr std::string_view kNames = "/journal/";
+  const std::string_view before = wordBefore(begin);
+  std::string_view front = text(begin > 40 ? begin - 40 : 0, begin);
+  bool isId = isSame(before, "boot") || front.ends_with(kNames);
+  if (!isId && !before.empty() && before.find_first_not_of("-0123456789") == std::string_view::npos) {
+    isId = at(end) == ' ' && std::find(kDays.begin(), kDays.end(), text(end + 1, end + 4)) != kDays.end();
+  }
+  const std::size_t last = front.find_last_not_of(" \t\r\n<>=:");
+  front = front.substr(0, last == std::string_view::npos ? 0 : last + 1);
+  isId = isId || front.ends_with("/machine-id");
+  const std::string_view id = text(begin, end);
+  if (!isId || id.find_first_not_of('0') == std::string_view::npos || holdsStandIn(id)) {
+    return begin;
+  }
+  found(RedactKind::kId, id);
+  if (m_pCollector == nullptr) {
+    replace(begin, end, RedactKind::kId, m_rStandIns.label(RedactKind::kId, id));
+  }
+  return end;
+}
+
+// Lines of a tunnel's state with tabs between their fields, which may begin with the interface's name:
+//   PRIVATE KEY, public key, port, mark
+//   public key, SHARED KEY, endpoint, addresses, ...
+// `begin` is where a field begins.
+TextRedactor::Place TextRedactor::tryTunnelKeys(Place begin) {
+  const auto isKey = [this](Place place) {
+    if (at(place + kTunnelKey) != '=' || at(place + kTunnelKey + 1) != '\t') {
+      return false;
+    }
+    const std::string_view digits = text(place, place + kTunnelKey);
+    return std::all_of(digits.begin(), digits.end(),
+                       [](char c) { return isBase64Byte(static_cast<unsigned char>(c)); });
+  };
+  if ((begin > 0 && at(begin - 1) != '\t' && at(begin - 1) != '\n') || !isKey(begin)) {
+    return begin;
+  }
+  const Place second = begin + kTunnelKey + 2;
+  if (!isKey(second)) {
+    return begin;
+  }
+  const Place third = second + kTunnelKey + 2;
+  Place last = third;
+  while (last - third < 6 && isDigitByte(at(last))) {
+    ++last;
+  }
+  const Place secret = last > third && at(last) == '\t' ? begin : second;
+  replace(secret, secret + kTunnelKey + 1, RedactKind::kSecret, kSecretMark);
+  return secret + kTunnelKey + 1;
+}
+
+}  // namespace halvo

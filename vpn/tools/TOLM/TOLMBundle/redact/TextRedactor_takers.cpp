@@ -1,0 +1,394 @@
+// What becomes of the values behind keys, by what the keys say.
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
+
+namespace halvo {
+
+namespace {
+
+bool isIdentifierByte(unsigned char c) {
+  return isWordByte(c) || c == '_' || c == '-' || c == '.';
+}
+
+}  // namespace
+
+TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
+  const bool isBare = value.ending == Ending::kWord;
+  const bool isSecretList = isBare && at(value.begin) == '[';
+  if (look == KeyLook::kSecretList || (look == KeyLook::kSecret && isSecretList)) {
+    return isSecretList ? takeSecretList(value.begin) : value.begin;
+  }
+  if (look == KeyLook::kSecretItem) {
+    value.ending = isBare ? Ending::kItem : value.ending;
+    return takeSecret(value);
+  }
+  if (look == KeyLook::kUserPass) {
+    return takeUserPass(value);
+  }
+  if (look == KeyLook::kSecretLine) {
+    if (isBare) {
+      value.ending = Ending::kLine;
+    }
+    return takeSecret(value);
+  }
+  if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
+    const Place end = valueEnd(value);
+    const std::string_view all = text(value.begin, end);
+    if (look == KeyLook::kPersonal && (all.size() < 4 || all.size() > 12 ||
+                                       all.find_first_not_of("0123456789") != std::string_view::npos)) {
+      return value.begin;
+    }
+    if (look == KeyLook::kSecret && all.starts_with('/') && isBare) {
+      return value.begin;  // PWD=/home/jane, key=/etc/ssl/key.pem
+    }
+    // The value may hold blanks then.
+    if (isBare && value.isColon && !value.wasQuoted && !saysNothing(all) && hasLineForItself(value.begin)) {
+      value.ending = Ending::kLine;
+    }
+    return takeSecret(value);
+  }
+  if (look == KeyLook::kUserIds) {
+    return takeUserIds(value.begin);
+  }
+  const bool isOfLine = look == KeyLook::kFullName || look == KeyLook::kWifi ||
+                        look == KeyLook::kConnection || look == KeyLook::kHosts;
+  if (isBare && isOfLine && value.isColon) {
+    value.ending = Ending::kLine;
+  }
+  if (look == KeyLook::kUserMaybe && isBare && value.isColon) {
+    return value.begin;
+  }
+  Place end = valueEnd(value);
+  while (end > value.begin && isSpaceByte(at(end - 1))) {
+    --end;
+  }
+  if (end - value.begin > 256 || end == value.begin) {
+    return value.begin;
+  }
+  return takeNames(look, value, end);
+}
+
+TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Place end) {
+  const Place begin = value.begin;
+  const std::string_view name = text(begin, end);
+  switch (look) {
+    case KeyLook::kUser:
+    case KeyLook::kUserMaybe:
+      return takeUser(value, end);
+    case KeyLook::kCommonName:
+      return takeCommonName(value, end);
+    case KeyLook::kHosts:
+      return takeHosts(begin, end);
+    case KeyLook::kFullName:
+      if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64) {
+        return begin;
+      }
+      replaceUser(begin, end);
+      return end;
+    case KeyLook::kHost:
+    case KeyLook::kHostMaybe: {
+      Place last = begin;
+      while (last < end && (isIdentifierByte(at(last)))) {
+        ++last;
+      }
+      while (last > begin && !isWordByte(at(last - 1))) {
+        --last;
+      }
+      const std::string_view host = text(begin, last);
+      const bool isNumber = host.find_first_not_of("0123456789.") == std::string_view::npos;
+      const bool looks = host.find_first_of(".-0123456789") != std::string_view::npos;
+      const unsigned char next = at(last);
+      if (isNumber || next == '/' || next == '@' || next == '%' ||
+          (next == ':' && isHexByte(at(last + 1)) && host.size() <= 4) ||
+          (look == KeyLook::kHostMaybe &&
+           (!looks || (host.find('.') == std::string_view::npos && value.isColon)))) {
+        return begin;
+      }
+      if (look == KeyLook::kHostMaybe && host.find('.') != std::string_view::npos &&
+          hostLook(host) == HostLook::kNone) {
+        return begin;
+      }
+      replaceHost(begin, last);
+      return std::max(last, m_nCopied);
+    }
+    case KeyLook::kId: {
+      const bool hasDigit = name.find_first_of("0123456789") != std::string_view::npos;
+      const bool isOne = name.find_first_of(" \t/\\<>{}()=:") == std::string_view::npos;
+      if (name.size() < 6 || !hasDigit || !isOne || holdsStandIn(name) || StandIns::isUuid(name) ||
+          name.find_first_not_of("0-xX") == std::string_view::npos || name.starts_with("Linux_")) {
+        return begin;  // "Linux_6.1.0_xhci-hcd": a controller of the system's own
+      }
+      if (name.size() == 36 && name[8] == '-' && name[13] == '-') {
+        return begin;  // told by its look
+      }
+      found(RedactKind::kId, name);
+      if (m_pCollector == nullptr) {
+        replace(begin, end, RedactKind::kId, m_rStandIns.label(RedactKind::kId, name));
+      }
+      return end;
+    }
+    case KeyLook::kConnection:
+      // "Wired connection 1", "lo", "docker0", "--": nobody chose these.
+      if (name.starts_with("Wired ") || !isWordByte(at(begin)) ||
+          (name.size() < 16 && std::none_of(name.begin(), name.end(), [](char c) {
+             return (c >= 'A' && c <= 'Z') || c == ' ' || static_cast<unsigned char>(c) > 127;
+           }))) {
+        return begin;
+      }
+      [[fallthrough]];
+    case KeyLook::kWifi:
+      if (name.size() > 64 || isCommonWord(name) || holdsStandIn(name) || name == "off/any" ||
+          name.find_first_of("<>{}=") != std::string_view::npos) {
+        return begin;
+      }
+      found(RedactKind::kWifi, name);
+      if (m_pCollector == nullptr) {
+        replace(begin, end, RedactKind::kWifi, m_rStandIns.label(RedactKind::kWifi, name));
+      }
+      return end;
+    case KeyLook::kMac: {
+      if (name.size() != 12 || !std::all_of(name.begin(), name.end(), [](char c) {
+            return isHexByte(static_cast<unsigned char>(c));
+          })) {
+        return begin;
+      }
+      MacBytes bytes = {};
+      for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] =
+            static_cast<std::uint8_t>(hexValue(at(begin + 2 * i)) << 4U | hexValue(at(begin + 2 * i + 1)));
+      }
+      replaceMac(begin, end, bytes);
+      return end;
+    }
+    default:
+      return begin;
+  }
+}
+
+// jane, CORP\jane, jane@corp.
+TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
+  const Place begin = value.begin;
+  const std::string_view name = text(begin, end);
+  if (name.find_first_of("/%") != std::string_view::npos) {
+    return begin;
+  }
+  if (const std::size_t sign = name.find('@'); sign != std::string_view::npos) {
+    // "user:password@host" is another's, and an e-mail address is told by its look.
+    Place last = begin + sign + 1;
+    while (last < end && isIdentifierByte(at(last))) {
+      ++last;
+    }
+    const std::string_view domain = text(begin + sign + 1, last);
+    const std::string_view local = name.substr(0, sign);
+    if (sign == 0 || last < end || (value.isColon && at(begin - 1) == ':') || !isHostText(domain) ||
+        (hostLook(domain) != HostLook::kNone && !isReservedHost(domain)) ||
+        !std::all_of(local.begin(), local.end(),
+                     [](char c) { return isIdentifierByte(static_cast<unsigned char>(c)) || c == '+'; })) {
+      return begin;
+    }
+    replaceUser(begin, begin + sign);
+    replaceHost(begin + sign + 1, last);
+    return std::max(last, m_nCopied);
+  }
+  const std::size_t slash = name.rfind('\\');
+  const Place user = slash == std::string_view::npos ? begin : begin + slash + 1;
+  if (slash != std::string_view::npos) {
+    const std::size_t domain = name.find('\\');
+    replaceHost(begin, begin + domain);
+  }
+  Place last = user;
+  while (last < end &&
+         (isWordByte(at(last)) ||
+          std::string_view("-_.+$ ").find(static_cast<char>(at(last))) != std::string_view::npos ||
+          (at(last) == '\'' && last > user && last + 1 < end && isWordByte(at(last + 1))))) {
+    ++last;
+  }
+  while (last > user && (at(last - 1) == ' ' || at(last - 1) == '.')) {
+    --last;
+  }
+  // A call, a type, a comparison: a program and not a setting. "user:jane:" is a list of who may.
+  const bool isOneOfList = at(last) == ':' && at(last + 1) != ':' && begin > 0 && at(begin - 1) == ':';
+  const bool isCode = at(last) == '(' || at(last) == '<' || at(last) == '[' || at(last) == '>' ||
+                      (at(last) == ':' && !isOneOfList);
+  if (last == user || (isCode && value.ending == Ending::kWord)) {
+    return begin;
+  }
+  // "owner: the one who": a sentence goes on.
+  const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
+                      isWordByte(at(last + 1)) && last - user < 32;
+  replaceUser(user, last, !goesOn);
+  return std::max(last, m_nCopied);
+}
+
+// "CN = jane" and "CN = Jane Doe", and not "CN = Acme Root CA".
+TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) {
+  static constexpr std::array<std::string_view, 22> kOfIssuers = {
+      "root",   "ca",       "authority",    "global",      "issuing",       "class",   "server",   "client",
+      "trust",  "security", "public",       "signing",     "code",          "service", "services", "network",
+      "policy", "device",   "intermediate", "certificate", "certification", "system"};
+  constexpr std::size_t kLongestCommonName = 64;
+  const Place begin = value.begin;
+  if (value.isColon) {
+    return begin;
+  }
+  Place last = begin;
+  while (last - begin < kLongestCommonName && at(last) != 0 &&
+         (isIdentifierByte(at(last)) || at(last) == ' ' || at(last) == '\'')) {
+    ++last;
+  }
+  last -= last > begin && at(last - 1) == '\'' ? 1U : 0U;
+  while (last > begin && (at(last - 1) == ' ' || at(last - 1) == '.')) {
+    --last;
+  }
+  (void)end;
+  const std::string_view name = text(begin, last);
+  const std::size_t blank = name.find(' ');
+  if (blank == std::string_view::npos) {
+    const bool isPlain = std::all_of(name.begin(), name.end(),
+                                     [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
+    if (name.size() < 3 || hostLook(name) != HostLook::kNone) {
+      return begin;
+    }
+    replaceUser(begin, last, !isPlain);
+    return std::max(last, m_nCopied);
+  }
+  // Two or three words with a capital each.
+  std::size_t words = 0;
+  for (std::string_view rest = name; !rest.empty();) {
+    const std::string_view word = rest.substr(0, rest.find(' '));
+    rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+    const bool isName =
+        word.size() > 1 && word.front() >= 'A' && word.front() <= 'Z' &&
+        std::all_of(word.begin() + 1, word.end(), [](char c) {
+          return (c >= 'a' && c <= 'z') || c == '-' || c == '\'' || static_cast<unsigned char>(c) > 127;
+        });
+    const bool isOfIssuer = std::any_of(kOfIssuers.begin(), kOfIssuers.end(),
+                                        [word](std::string_view known) { return isSame(word, known); });
+    if (!isName || isOfIssuer || ++words > 3) {
+      return begin;
+    }
+  }
+  replaceUser(begin, last, false);
+  return std::max(last, m_nCopied);
+}
+
+// Names of domains and hosts with blanks, commas or semicolons between them; addresses stand among them.
+TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
+  constexpr std::string_view kSigns = " \t,;~*";
+  constexpr std::size_t kMostPlainWords = 3;
+  std::size_t plain = 0;
+  for (Place place = begin; place < end;) {
+    const Place first = place;
+    bool hasDot = false;
+    while (place < end && !isBlankByte(at(place)) && at(place) != ',') {
+      hasDot = hasDot || at(place) == '.' || at(place) == ';';
+      ++place;
+    }
+    plain += !hasDot && place > first && isLetterByte(at(first)) && isBlankByte(at(place)) ? 1 : 0;
+    ++place;
+  }
+  if (plain > kMostPlainWords) {
+    return begin;  // a sentence
+  }
+  Place done = begin;
+  for (Place place = begin; place < end;) {
+    if (kSigns.find(static_cast<char>(at(place))) != std::string_view::npos || at(place) == '.') {
+      ++place;
+      continue;
+    }
+    Place last = place;
+    while (last < end && isIdentifierByte(at(last))) {
+      ++last;
+    }
+    while (last > place && !isWordByte(at(last - 1))) {
+      --last;
+    }
+    const Place next = last + (at(last) == '.' && last < end ? 1 : 0);
+    const bool isName = last > place && isHostText(text(place, last)) &&
+                        (next >= end || kSigns.find(static_cast<char>(at(next))) != std::string_view::npos);
+    if (isName) {
+      replaceHost(place, last);
+    } else if (tryIpv4(place, last) == place) {
+      break;  // for those who know what it is
+    }
+    if (!isName && at(last) == '/') {
+      ++last;
+      while (last < end && isDigitByte(at(last))) {
+        ++last;
+      }
+    }
+    done = place = last;
+  }
+  return std::max(done, m_nCopied);
+}
+
+// <auth-user-pass>: a name and a password on a line each.
+TextRedactor::Place TextRedactor::takeUserPass(const Value& value) {
+  const auto skip = [this](Place place) {
+    const Place front = place;
+    while (place - front < 32 && isSpaceByte(at(place))) {
+      ++place;
+    }
+    return place;
+  };
+  const auto lineEnd = [this](Place place) {
+    const Place front = place;
+    while (place - front < 256 && at(place) >= ' ' && at(place) != '<') {
+      ++place;
+    }
+    return place;
+  };
+  const Place user = skip(value.begin);
+  const Place userEnd = lineEnd(user);
+  if (value.ending != Ending::kElement || userEnd == user || at(userEnd) >= ' ') {
+    return value.begin;
+  }
+  const std::size_t sign = text(user, userEnd).find('@');
+  if (sign == std::string_view::npos || tryEmail(user, user + sign) == user) {
+    replaceUser(user, userEnd);
+  }
+  Value password;
+  password.begin = skip(userEnd);
+  password.ending = Ending::kLine;
+  if (at(password.begin) == '<') {
+    return std::max(userEnd, m_nCopied);
+  }
+  return std::max(takeSecret(password), m_nCopied);
+}
+
+// 1000(jane),27(sudo)
+TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
+  Place place = begin;
+  for (;;) {
+    const Place first = place;
+    while (isDigitByte(at(place)) && place - first < 12) {
+      ++place;
+    }
+    if (place == first || at(place) != '(' || place - begin > 2048) {
+      return std::max(begin, m_nCopied);
+    }
+    const Place name = ++place;
+    while (place - name < 64 &&
+           (isWordByte(at(place)) ||
+            std::string_view("-_.+$ ").find(static_cast<char>(at(place))) != std::string_view::npos) &&
+           at(place) != 0) {
+      ++place;
+    }
+    if (at(place) != ')') {
+      return std::max(begin, m_nCopied);
+    }
+    replaceUser(name, place);
+    ++place;
+    if (at(place) != ',') {
+      return place;
+    }
+    ++place;
+  }
+}
+
+}  // namespace halvo
