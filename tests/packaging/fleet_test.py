@@ -65,6 +65,12 @@ DOCUMENT = """<config><configure><title>Client</title></configure>
 </os></tolm></file></config>
 """
 
+FOLDER = """<config><configure><title>Folder</title></configure>
+<file id="data"><description>A folder</description><default>true</default><tolm><os opsys="linux">
+<file_copy_action><action><loc>/opt/data</loc></action></file_copy_action>
+</os></tolm></file></config>
+"""
+
 HANGING = """<config><configure><title>Hang</title></configure>
 <file id="hang"><description>Hangs</description><default>true</default><tolm><os opsys="linux">
 <use_extern_action><action><args>sleep 3600</args><stdout/></action></use_extern_action>
@@ -215,22 +221,24 @@ ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostK
 
 def command(name, *arguments, forks=20, limit="all", **variables):
     """The command line of a play, and its environment."""
-    (PLACE / "variables.json").write_text(json.dumps(dict(tolm_collect_dest=str(PLACE / "bundles"), **variables)),
-                                          encoding="utf-8")
+    variables.setdefault("tolm_collect_dest", str(PLACE / "bundles"))
+    told = {name: value for name, value in variables.items() if value is not None}
+    (PLACE / "variables.json").write_text(json.dumps(told), encoding="utf-8")
     environment = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=str(PLACE / "collections"), ANSIBLE_NOCOLOR="1",
                        ANSIBLE_LOCAL_TEMP=str(PLACE / "local"), ANSIBLE_HOME=str(PLACE / "home"),
                        ANSIBLE_TIMEOUT="20", ANSIBLE_SSH_CONTROL_PATH_DIR="/tmp/tolm-fleet-cp",
                        ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=30s",
                        ANSIBLE_CONFIG=str(PLACE / "ansible.cfg"), LC_ALL="C.UTF-8")
+    playbook = name if "/" in str(name) else f"halvo.tessarmont.{name}"
     line = ["ansible-playbook", "-i", PLACE / "inventory", "-f", forks, "-l", limit,
-            "-e", f"@{PLACE}/variables.json", *arguments, f"halvo.tessarmont.{name}"]
+            "-e", f"@{PLACE}/variables.json", *arguments, playbook]
     return [str(word) for word in line], environment
 
 
-def play(name, *arguments, check=None, timeout=900, **options):
+def play(name, *arguments, check=None, timeout=900, cwd=None, **options):
     line, environment = command(name, *arguments, **options)
-    result = run(line, env=environment, check=False, timeout=timeout)
-    (PLACE / f"{name}.log").write_text(result.stdout, encoding="utf-8")
+    result = run(line, env=environment, check=False, timeout=timeout, cwd=cwd)
+    (PLACE / f"{pathlib.Path(name).name}.log").write_text(result.stdout, encoding="utf-8")
     if check is not None and result.returncode != check:
         raise AssertionError(f"the play ended with {result.returncode}:\n{result.stdout}")
     return result
@@ -278,6 +286,7 @@ class FleetTest(unittest.TestCase):
                 self.assertIsNone(row["bundle"])
                 self.assertTrue(row["why"], name)
                 continue
+            self.assertIsNone(row["why"], name)
             self.whole(name, row)
             with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
                 self.assertEqual(bundle.read(f"Client/{name}.log").decode(), f"log of {name}\n")
@@ -450,6 +459,108 @@ class FleetTest(unittest.TestCase):
             self.assertIn(b"2026-11-20 00:00:00", bundle.read("Trial/echo_result.txt"))
         self.assertEqual(self.hosts["good03"].run("ls /opt/halvo/tessarmont/tolm/xml/config").stdout, "client.xml\n")
 
+    CONFIG = "/opt/halvo/tessarmont/tolm/xml/config"
+
+    def test_what_an_incomplete_bundle_lacks_is_told(self):
+        host = self.hosts["good07"]
+        (PLACE / "request.xml").write_text(
+            '<request><file id="client-logs"/><file id="nobody"/><file id="gone"/><file id="folder"/></request>',
+            encoding="utf-8")
+        (PLACE / "bad.xml").write_text("<config>", encoding="utf-8")
+        (PLACE / "gone.xml").write_text(DOCUMENT.replace("client-logs", "gone").replace("Client", "Gone")
+                                        .replace("*.log", "no-such-file"), encoding="utf-8")
+        documents = [str(PLACE / "bad.xml"), str(PLACE / "gone.xml")]
+        result = play("collect", limit="good07", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+                      tolm_collect_documents=documents)
+        row = index()["good07"]
+        self.whole("good07", row)
+        self.assertEqual(row["state"], "incomplete")
+        self.assertEqual(sorted(row["missing"]), ["folder", "gone", "nobody"])
+        self.assertRegex(row["why"], "no document has instructions for .*nobody")
+        self.assertRegex(row["why"], "can't be parsed: .*bad.xml")
+        self.assertIn(row["why"], result.stdout)
+        self.assertEqual(host.run(f"ls {self.CONFIG}").stdout, "client.xml\n")
+
+    def test_files_of_a_folder_that_cannot_be_read_are_told(self):
+        host = self.hosts["good08"]
+        (PLACE / "folder.xml").write_text(FOLDER, encoding="utf-8")
+        host.run("mkdir -p /opt/data; echo text >/opt/data/text; mkfifo /opt/data/pipe; "
+                 "ln -s /proc/self/mem /opt/data/unreadable; ln -s /opt/data/nowhere /opt/data/dangling; true")
+        play("collect", limit="good08", check=0, tolm_collect_documents=[str(PLACE / "folder.xml")])
+        row = index()["good08"]
+        status = json.loads((PLACE / "bundles/good08/status.json").read_text(encoding="utf-8"))
+        self.assertNotEqual(status["unreadable"], [])
+        self.assertEqual(row["state"], "incomplete")
+        self.assertRegex(row["why"], "couldn't be read: .*/opt/data/")
+
+    def test_documents_on_trial_take_no_other_documents_names(self):
+        host = self.hosts["good09"]
+        installed = DOCUMENT.replace("client-logs", "installed").replace("Client", "Installed")
+        host.run(f"cat >{self.CONFIG}/trial-a.xml <<'END'\n{installed}\nEND")
+        documents = []
+        for title in ("One", "Two"):
+            (PLACE / title).mkdir()
+            documents.append(PLACE / title / "a.xml")
+            documents[-1].write_text(DOCUMENT.replace("client-logs", title).replace("Client", title), encoding="utf-8")
+        play("collect", limit="good09", check=0, tolm_collect_documents=list(map(str, documents)))
+        with zipfile.ZipFile(PLACE / "bundles" / index()["good09"]["bundle"]) as bundle:
+            self.assertLessEqual({f"{title}/good09.log" for title in ("Client", "Installed", "One", "Two")},
+                                 set(bundle.namelist()))
+        self.assertEqual(host.run(f"cat {self.CONFIG}/trial-a.xml; rm {self.CONFIG}/trial-a.xml").stdout.strip(),
+                         installed.strip())
+        self.assertEqual(host.run(f"ls {self.CONFIG}").stdout, "client.xml\n")
+
+    def test_check_mode_plans_with_the_request_and_the_documents_on_trial(self):
+        (PLACE / "request.xml").write_text('<request><file id="tried"/><file id="nobody"/></request>', encoding="utf-8")
+        (PLACE / "tried.xml").write_text(DOCUMENT.replace("client-logs", "tried"), encoding="utf-8")
+        play("collect", "--check", limit="good10", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+             tolm_collect_documents=[str(PLACE / "tried.xml")])
+        plan = json.loads((PLACE / "bundles/good10/plan.json").read_text(encoding="utf-8"))
+        self.assertEqual(plan["unmatched_ids"], ["nobody"])
+        self.assertEqual(sorted(item["id"] for document in plan["documents"] for item in document["items"]
+                                if item["selected"]), ["tried"])
+        self.assertEqual(self.hosts["good10"].run(f"ls {self.CONFIG}; ls -A /tmp").stdout, "client.xml\n")
+
+    def test_what_lies_in_a_hosts_folder_is_of_the_last_play(self):
+        folder = PLACE / "bundles/good11"
+        play("collect", limit="good11", check=0)
+        self.assertTrue((folder / "status.json").exists())
+        # A play that only plans leaves what a run has told, and a run that fails without a status has none.
+        play("collect", "--check", limit="good11", check=0)
+        self.assertTrue((folder / "status.json").exists())
+        self.assertTrue((folder / "plan.json").exists())
+        play("collect", limit="good11", check=0, tolm_collect_program="/nowhere")
+        self.assertEqual(index()["good11"]["state"], "failed")
+        self.assertEqual([path.suffix for path in folder.iterdir()], [".zip"])
+
+    def test_bundles_lie_in_the_directory_that_the_play_was_started_in(self):
+        for told, folder in ((None, "bundles"), ("some/where", "some/where")):
+            start = PLACE / "start"
+            shutil.rmtree(start, ignore_errors=True)
+            start.mkdir()
+            play("collect", limit="good12", check=0, cwd=start, tolm_collect_dest=told)
+            self.assertTrue((start / folder / "index.json").exists(), folder)
+            self.assertTrue((start / folder / "good12/status.json").exists(), folder)
+            self.assertEqual(list(COLLECTION.rglob("*.zip")), [])
+
+    def test_of_a_host_that_is_done_with_only_its_row_is_kept(self):
+        playbook = PLACE / "own.yml"
+        playbook.write_text("""
+- hosts: all
+  gather_facts: false
+  roles: [halvo.tessarmont.tolm_collect]
+  post_tasks:
+    - ansible.builtin.copy:
+        content: "{{ hostvars[inventory_hostname] | to_json }}"
+        dest: "{{ tolm_collect_dest }}/{{ inventory_hostname }}.json"
+      delegate_to: localhost
+""", encoding="utf-8")
+        play(playbook, limit="good06:hangs", check=0, tolm_collect_command_timeout=2)
+        for name in ("good06", "hangs"):
+            kept = (PLACE / f"bundles/{name}.json").read_text(encoding="utf-8")
+            self.assertIn(index()[name]["sha256"], kept)
+            self.assertNotIn("outcome", kept)
+
     def test_packages_are_installed_first_where_that_is_told(self):
         tree = PLACE / "package"
         for folder in ("DEBIAN", "opt/halvo/tessarmont/bin", "opt/halvo/tessarmont/log",
@@ -474,7 +585,7 @@ class FleetTest(unittest.TestCase):
         tables = result.stdout.split("HOST  ")[1:]
         told = [re.findall(r"(good\d\d) +(\w+) ", table) for table in tables]
         self.assertEqual(told, [[("good05", "whole"), ("good06", "waiting")], [("good05", "whole"), ("good06", "whole")]])
-        self.assertEqual({row["state"] for row in index().values()}, {"whole"})
+        self.assertEqual({(row["state"], row["why"]) for row in index().values()}, {("whole", None)})
 
     def test_check_mode_plans_and_gathers_nothing(self):
         play("collect", "--check", limit="good04:hangs", check=0)
