@@ -6,7 +6,7 @@
 #include "vpn/Common/Diagnostics/HostLogger.h"
 
 // What the log service needs to find the format text in this image.
-extern "C" const struct mach_header __dso_handle;
+extern "C" struct mach_header __dso_handle;
 
 namespace halvo {
 
@@ -30,12 +30,12 @@ class AppleSystemLog final : public IAppleSystemLog {
 class UnifiedLog final : public IUnifiedLog {
  public:
   Log create(const char* subsystem, const char* category) override {
-    return _os_log_create(const_cast<mach_header*>(&__dso_handle), subsystem, category);
+    return _os_log_create(&__dso_handle, subsystem, category);
   }
   Log defaultLog() override { return const_cast<void*>(static_cast<const void*>(OS_LOG_DEFAULT)); }
   void write(Log log, std::uint8_t type, const char* format, const char* text) override {
-    _os_log_internal(const_cast<mach_header*>(&__dso_handle), static_cast<os_log_t>(log),
-                     static_cast<os_log_type_t>(type), format, text);
+    _os_log_internal(&__dso_handle, static_cast<os_log_t>(log), static_cast<os_log_type_t>(type), format,
+                     text);
   }
   void release(Log log) override { os_release(log); }
 };

@@ -11,6 +11,10 @@ extern "C" {
 typedef struct os_log_s* os_log_t;
 typedef uint8_t os_log_type_t;
 
+// The system's own header brings this one along, and not const: a source that declares it, too, must say the
+// same.
+extern struct mach_header __dso_handle;
+
 extern struct os_log_s _os_log_default;
 #define OS_LOG_DEFAULT (&_os_log_default)
 
