@@ -1,202 +1,21 @@
-// The wizard's screens on AppKit from inside: the controls behind the controller's own fields, over GNUstep,
-// on an X server of the test's own. Presses are events made here, so that their times are the test's.
+// What the wizard's screens show on AppKit, and when.
+#include <cstdint>
+#include <thread>
+#include <utility>
+#include <vector>
+#include "tests/macos/AppKitScreens_test.h"
 
-#import <AppKit/AppKit.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <time.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-
-#include "tests/support/Documents.h"
-#include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
-#include "tests/system/wizard_desktop.h"
+#include "vpn/Common/Diagnostics/ResultCodes.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitToolkit.h"
-#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
-#import "vpn/tools/TOLM/TOLMOffline/Darwin/GUIController.h"
-#include "vpn/tools/TOLM/TOLMOffline/Darwin/HostText.h"
-#import "vpn/tools/TOLM/TOLMOffline/Darwin/TOLMApplication.h"
-
-// The wizard's application, but for its end, which would be the test's as well.
-@interface CountingApplication : TOLMApplication {
- @public
-  int m_nEnds;
-}
-@end
-
-@implementation CountingApplication
-- (void)terminate:(id)sender {
-  static_cast<void>(sender);
-  ++m_nEnds;
-}
-@end
 
 namespace halvo {
 namespace {
 
+using test::AppKitScreensTest;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-
-constexpr NSUInteger kLeftMouseDown = 1;
-constexpr NSUInteger kLeftMouseUp = 2;
-constexpr NSUInteger kKeyDown = 10;
-
-// The clock of the events.
-double secondsNow() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-class AppKitScreensTest : public ::testing::Test {
- protected:
-  // One desktop and one application for all: the toolkit knows no second one in a process.
-  static void SetUpTestSuite() {
-    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
-      unsetenv(name);
-    }
-    s_pDesktop = new test::WizardDesktop();
-    for (const auto& [name, value] : s_pDesktop->environment()) {
-      setenv(name.c_str(), value.c_str(), 1);
-    }
-    s_pNotifications = new test::BackgroundProgram({"gdnc", "--no-fork"}, {}, "/run/gdnc");
-    s_pPool = [NSAutoreleasePool new];
-    static_cast<void>([CountingApplication sharedApplication]);
-  }
-  static void TearDownTestSuite() {
-    delete s_pNotifications;
-    delete s_pDesktop;
-  }
-
-  AppKitScreensTest() {
-    std::filesystem::remove_all(m_strDesktopFolder);
-    test::makeFolders(m_strDesktopFolder);
-    test::writeFile("/opt/halvo/tessarmont/log/client.log", "the client's log\n");
-    setConfig(test::documentText(
-        "Client", test::describedItem("log", "log", test::copyAction("/opt/halvo/tessarmont/log/*.log"))));
-    application()->m_nEnds = 0;
-  }
-  ~AppKitScreensTest() override { [control(@"mainWindow") orderOut:nil]; }
-
-  static CountingApplication* application() { return static_cast<CountingApplication*>(NSApp); }
-  static void setConfig(const std::string& document) {
-    test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", document);
-  }
-  // The controller lives until the process ends, as it does in the program.
-  void openWindow() {
-    m_pController = [GUIController new];
-    openWizardWindow(m_pController);
-    turn(0.1);
-    for (int i = 0; i < 6000 && ![control(@"mainWindow") isKeyWindow]; ++i) {
-      turn(0.01);
-    }
-    EXPECT_TRUE([control(@"mainWindow") isKeyWindow]);
-  }
-
-  id control(NSString* name) { return [m_pController valueForKey:name]; }
-  std::string text(NSString* name) { return textOf([control(name) stringValue]); }
-  std::string title(NSString* name) { return textOf([control(name) title]); }
-  bool isSeen(NSString* name) { return ![control(name) isHiddenOrHasHiddenAncestor]; }
-  bool isGrey(NSString* name) {
-    return [[control(name) textColor] isEqual:[NSColor disabledControlTextColor]];
-  }
-  int screen() {
-    NSTabView* tabs = control(@"tabView");
-    return static_cast<int>([tabs indexOfTabViewItem:[tabs selectedTabViewItem]]);
-  }
-  // Whether what is typed goes into this field.
-  bool hasKeyboard(NSString* name) {
-    id first = [control(@"mainWindow") firstResponder];
-    return first == control(name) ||
-           ([first isKindOfClass:[NSText class]] && [first delegate] == control(name));
-  }
-
-  // The event loop for a moment.
-  static void turn(double seconds) {
-    const double end = secondsNow() + seconds;
-    do {
-      NSAutoreleasePool* pool = [NSAutoreleasePool new];
-      NSEvent* event = [NSApp nextEventMatchingMask:NSAnyEventMask
-                                          untilDate:[NSDate dateWithTimeIntervalSinceNow:0.01]
-                                             inMode:NSDefaultRunLoopMode
-                                            dequeue:YES];
-      if (event != nil) {
-        [NSApp sendEvent:event];
-      }
-      [pool release];
-    } while (secondsNow() < end);
-  }
-  // Runs and waits for the finished screen. The result is a moment ahead of its being shown, and now is more
-  // than a screen's first half-second behind it.
-  double run() {
-    [control(@"runButton") performClick:nil];
-    double before = secondsNow();
-    for (int i = 0; i < 3000 && screen() != 2; ++i) {
-      before = secondsNow();
-      turn(0.01);
-    }
-    EXPECT_EQ(screen(), 2);
-    turn(0.7);
-    return before;
-  }
-
-  // A key to the window. Its default button is told to GNUstep by hand, which knows it by its key alone in a
-  // program that runs its own loop.
-  void sendKey(NSString* key, double when, bool repeat) {
-    NSButton* button = screen() == 0 ? control(@"runButton") : control(@"finishButton");
-    [control(@"mainWindow") setDefaultButtonCell:screen() == 1 ? nil : [button cell]];
-    [NSApp sendEvent:[NSEvent keyEventWithType:static_cast<NSEventType>(kKeyDown)
-                                            location:NSMakePoint(0, 0)
-                                       modifierFlags:0
-                                           timestamp:when
-                                        windowNumber:[control(@"mainWindow") windowNumber]
-                                             context:nil
-                                          characters:key
-                         charactersIgnoringModifiers:key
-                                           isARepeat:repeat
-                                             keyCode:0]];
-  }
-  NSEvent* mouseEvent(NSUInteger kind, NSString* name, double when) {
-    NSView* view = control(name);
-    const NSRect area = [view bounds];
-    const NSPoint middle = [view convertPoint:NSMakePoint(area.size.width / 2, area.size.height / 2)
-                                       toView:nil];
-    return [NSEvent mouseEventWithType:static_cast<NSEventType>(kind)
-                              location:middle
-                         modifierFlags:0
-                             timestamp:when
-                          windowNumber:[control(@"mainWindow") windowNumber]
-                               context:nil
-                           eventNumber:0
-                            clickCount:1
-                              pressure:1];
-  }
-  // A click whose button goes down at one moment and is let go now.
-  void click(NSString* name, double when) {
-    // Where the control under the pointer will look for it.
-    [NSApp postEvent:mouseEvent(kLeftMouseUp, name, secondsNow()) atStart:NO];
-    [NSApp sendEvent:mouseEvent(kLeftMouseDown, name, when)];
-  }
-  // As if the last press had been long ago.
-  void forgetPresses() { sendKey(@"x", 0, false); }
-
-  static test::WizardDesktop* s_pDesktop;
-  static test::BackgroundProgram* s_pNotifications;
-  static NSAutoreleasePool* s_pPool;
-  const std::string m_strDesktopFolder = std::string(std::getenv("HOME")) + "/Desktop";
-  GUIController* m_pController = nil;
-};
-
-test::WizardDesktop* AppKitScreensTest::s_pDesktop;
-test::BackgroundProgram* AppKitScreensTest::s_pNotifications;
-NSAutoreleasePool* AppKitScreensTest::s_pPool;
 
 // The welcome screen.
 
@@ -222,6 +41,64 @@ TEST_F(AppKitScreensTest, TickingEncryptionGivesTheKeyboardToThePasswordThatIsSe
   [control(@"encryptionBox") performClick:nil];
   [control(@"encryptionBox") performClick:nil];
   EXPECT_TRUE(hasKeyboard(@"unmaskPassword"));
+}
+
+TEST_F(AppKitScreensTest, MaskingThePasswordWhileItIsTypedLeavesTheKeyboardInItsPlace) {
+  openWindow();
+  [control(@"encryptionBox") performClick:nil];
+  [[control(@"passwordField") currentEditor] insertText:@"firs"];
+  [control(@"maskPswdBox") performClick:nil];
+  EXPECT_TRUE(hasKeyboard(@"unmaskPassword"));
+  // And not in place of what is there.
+  [[control(@"unmaskPassword") currentEditor] insertText:@"t"];
+  EXPECT_EQ(text(@"unmaskPassword"), "first");
+
+  [[control(@"unmaskPassword") currentEditor] setSelectedRange:NSMakeRange(1, 2)];
+  [control(@"maskPswdBox") performClick:nil];
+  EXPECT_TRUE(hasKeyboard(@"passwordField"));
+  [[control(@"passwordField") currentEditor] insertText:@"a"];
+  [[control(@"passwordField") currentEditor] insertText:@"r"];
+  EXPECT_EQ(text(@"passwordField"), "farst");
+}
+
+TEST_F(AppKitScreensTest, MaskingThePasswordWhileNobodyTypesMovesNoKeyboard) {
+  openWindow();
+  [control(@"encryptionBox") performClick:nil];
+  [control(@"mainWindow") makeFirstResponder:control(@"maskPswdBox")];
+  [control(@"maskPswdBox") performClick:nil];
+  EXPECT_TRUE(hasKeyboard(@"maskPswdBox"));
+}
+
+NSPasteboard* boardWith(NSString* text) {
+  NSPasteboard* board = [NSPasteboard generalPasteboard];
+  [board declareTypes:[NSArray arrayWithObject:NSStringPboardType] owner:nil];
+  [board setString:text forType:NSStringPboardType];
+  return board;
+}
+
+TEST_F(AppKitScreensTest, PasswordCanBeCutCopiedPastedAndSelectedByKeys) {
+  openWindow();
+  [control(@"encryptionBox") performClick:nil];
+  [control(@"maskPswdBox") performClick:nil];
+  NSPasteboard* board = boardWith(@"pasted");
+  sendCommand(@"v");
+  EXPECT_EQ(text(@"unmaskPassword"), "pasted");
+
+  [[control(@"unmaskPassword") currentEditor] insertText:@"+more"];
+  sendCommand(@"a");
+  sendCommand(@"c");
+  EXPECT_EQ(textOf([board stringForType:NSStringPboardType]), "pasted+more");
+  sendCommand(@"a");
+  sendCommand(@"x");
+  EXPECT_EQ(text(@"unmaskPassword"), "");
+}
+
+TEST_F(AppKitScreensTest, PasswordThatIsMaskedCanBePastedByAKey) {
+  openWindow();
+  [control(@"encryptionBox") performClick:nil];
+  static_cast<void>(boardWith(@"pasted"));
+  sendCommand(@"v");
+  EXPECT_EQ(text(@"passwordField"), "pasted");
 }
 
 TEST_F(AppKitScreensTest, EmptyPasswordIsToldBesideTheFieldUntilSomethingIsTyped) {
@@ -262,60 +139,70 @@ TEST_F(AppKitScreensTest, PasswordFieldsKeepTheirWidthInAWideWindow) {
   EXPECT_EQ([control(@"unmaskPassword") frame].size.width, field);
 }
 
-// The places of the window's controls, from the side that the language is read from.
+// What a screen reader tells.
 
-constexpr const char* kArabicIntro =
-    "TOLM \u064a\u062c\u0645\u0639 \u0645\u0639\u0644\u0648\u0645\u0627\u062a "
-    "\u0627\u0644\u062a\u0634\u062e\u064a\u0635.";
-
-TEST_F(AppKitScreensTest, IntroductionInArabicTurnsTheScreensRound) {
+TEST_F(AppKitScreensTest, ControlsWithoutATitleHaveANameForAScreenReader) {
   openWindow();
-  std::map<std::string, NSRect> before;
-  NSString* const controls[] = {@"tolmIntro", @"encryptionBox", @"passwordField", @"maskPswdBox",
-                                @"runButton", @"progressBar",   @"cancelButton",  @"outcomeIcon",
-                                @"finishMsg", @"finishButton"};
-  for (NSString* name : controls) {
-    before[textOf(name)] = [control(name) frame];
+  for (NSString* field : {@"passwordField", @"unmaskPassword"}) {
+    EXPECT_EQ(textOf([control(field) accessibilityLabel]), "Encryption Password") << textOf(field);
+    EXPECT_EQ(textOf([control(field) accessibilityHelp]), "") << textOf(field);
   }
-  const double width = [[[control(@"tabView") selectedTabViewItem] view] frame].size.width;
-  AppKitToolkit toolkit(m_pController);
-  toolkit.setStringValue(Outlet::tolmIntro, kArabicIntro);
-  for (NSString* name : controls) {
-    const NSRect was = before[textOf(name)];
-    const NSRect now = [control(name) frame];
-    EXPECT_EQ(now.origin.x, width - was.origin.x - was.size.width) << textOf(name);
-    EXPECT_EQ(now.origin.y, was.origin.y) << textOf(name);
-    EXPECT_EQ(now.size.width, was.size.width) << textOf(name);
-  }
-  for (NSString* name : {@"tolmIntro", @"pswdText", @"unmaskPassword", @"finishMsg", @"bundleName"}) {
-    EXPECT_EQ([control(name) alignment], NSTextAlignmentRight) << textOf(name);
-  }
-  EXPECT_EQ([control(@"welcomeMsg") baseWritingDirection], NSWritingDirectionRightToLeft);
-  EXPECT_EQ([control(@"encryptionBox") imagePosition], NSImageRight);
+  EXPECT_EQ(textOf([control(@"progressBar") accessibilityLabel]), "Halvo TOLM");
+  [control(@"encryptionBox") performClick:nil];
+  EXPECT_EQ(textOf([control(@"passwordField") accessibilityHelp]), text(@"passwordHint"));
+  [control(@"encryptionBox") performClick:nil];
 
-  toolkit.setStringValue(Outlet::tolmIntro, kArabicIntro);
-  EXPECT_LT([control(@"runButton") frame].origin.x, width / 2);
+  run();
+  EXPECT_EQ(textOf([control(@"progressBar") accessibilityHelp]), text(@"progressMsg"));
+  EXPECT_EQ(textOf([control(@"outcomeIcon") accessibilityLabel]), text(@"finishMsg"));
+  EXPECT_EQ(textOf([control(@"bundleName") accessibilityLabel]), text(@"finishMsg"));
+  EXPECT_THAT(textOf([control(@"showButton") accessibilityHelp]), HasSubstr(m_strDesktopFolder));
 }
 
-TEST_F(AppKitScreensTest, ScreensThatAreTurnedRoundKeepTheirDistanceFromTheRight) {
-  openWindow();
-  AppKitToolkit(m_pController).setStringValue(Outlet::tolmIntro, kArabicIntro);
-  const double button = [control(@"runButton") frame].origin.x;
-  const NSRect field = [control(@"passwordField") frame];
-  [static_cast<NSWindow*>(control(@"mainWindow")) setContentSize:NSMakeSize(900, 500)];
-  EXPECT_EQ([control(@"runButton") frame].origin.x, button);
-  EXPECT_EQ([control(@"passwordField") frame].size.width, field.size.width);
-  EXPECT_GT([control(@"passwordField") frame].origin.x, field.origin.x + 100);
+// The progress screen.
+
+struct Shown {
+  double value;
+  bool isOnMainThread;
+};
+std::vector<Shown> s_shown;
+
+void noteValue(id /*bar*/, SEL /*name*/, double value) {
+  s_shown.push_back({value, static_cast<bool>([NSThread isMainThread])});
 }
 
-TEST_F(AppKitScreensTest, IntroductionInEnglishLeavesTheScreensAsTheyAre) {
+TEST_F(AppKitScreensTest, ReportsOfARunAreShownOnTheMainThreadInTheirOrder) {
   openWindow();
-  const double button = [control(@"runButton") frame].origin.x;
+  s_shown.clear();
+  const test::Replaced note([NSProgressIndicator class], @selector(setDoubleValue:), noteValue);
+  std::thread([] {
+    for (const std::uint32_t percent : {10U, 20U}) {
+      reportProgress(percent, "Step " + std::to_string(percent), TOLMOFFLINE_ERROR_PROCESSING);
+    }
+  }).join();
+  // Nothing is drawn from the other thread.
+  EXPECT_TRUE(s_shown.empty());
+  EXPECT_EQ(text(@"progressMsg"), "");
+
+  EXPECT_TRUE(turnUntil([] { return s_shown.size() == 2; }));
+  EXPECT_EQ(s_shown[0].value, 10);
+  EXPECT_EQ(s_shown[1].value, 20);
+  EXPECT_TRUE(s_shown[0].isOnMainThread && s_shown[1].isOnMainThread);
+  EXPECT_EQ(text(@"progressMsg"), "Step 20");
+  EXPECT_EQ(text(@"percentText"), "\u200e20 %");
+}
+
+TEST_F(AppKitScreensTest, ReportsFillTheBarAndTellThePercentage) {
+  openWindow();
   AppKitToolkit toolkit(m_pController);
-  toolkit.setStringValue(Outlet::progressMsg, kArabicIntro);
-  toolkit.setStringValue(Outlet::tolmIntro, "TOLM gathers files. \u00c4\u00d6\u00dc \u4e2d\u6587 (\u0639)");
-  EXPECT_EQ([control(@"runButton") frame].origin.x, button);
-  EXPECT_EQ([control(@"encryptionBox") imagePosition], NSImageLeft);
+  toolkit.startAnimation(Outlet::progressBar);
+  EXPECT_EQ(text(@"percentText"), "\u200e0 %");
+  const std::pair<double, std::string> steps[] = {{37, "37"}, {99.9, "99"}, {100, "100"}, {250, "100"}};
+  for (const auto& [value, percent] : steps) {
+    toolkit.setDoubleValue(Outlet::progressBar, value);
+    EXPECT_EQ(text(@"percentText"), "\u200e" + percent + " %");
+  }
+  EXPECT_EQ([control(@"progressBar") doubleValue], 100);
 }
 
 // The finished screen.
@@ -359,85 +246,96 @@ TEST_F(AppKitScreensTest, FailedRunShowsAWarningAndNoBundle) {
   EXPECT_THAT(test::listFolder(m_strDesktopFolder), ::testing::IsEmpty());
 }
 
-// Presses. Finish stands where Run stood, and takes Return as Run did.
-
-TEST_F(AppKitScreensTest, ReturnThatIsHeldDownDoesNotFinish) {
-  setConfig("<no document");
+TEST_F(AppKitScreensTest, BundleThatCannotBeSavedIsToldWithItsTwoCharactersAsTheyStand) {
   openWindow();
-  sendKey(@"\r", secondsNow(), false);
-  EXPECT_NE(screen(), 0);
-  for (int i = 0; i < 3000 && screen() != 2; ++i) {
-    turn(0.01);
-    sendKey(@"\r", secondsNow(), true);
-  }
-  ASSERT_EQ(screen(), 2);
-  // Longer than a press stands for what it does.
-  for (int i = 0; i < 60; ++i) {
-    turn(0.1);
-    sendKey(@"\r", secondsNow(), true);
-  }
-  EXPECT_EQ(application()->m_nEnds, 0);
-  sendKey(@"\r", secondsNow(), false);
-  EXPECT_EQ(application()->m_nEnds, 1);
+  std::filesystem::remove_all(m_strDesktopFolder);
+  run();
+  EXPECT_EQ(textOf([m_pController getFinishedMsg]), text(@"finishMsg"));
+  EXPECT_THAT(text(@"finishMsg"), HasSubstr("%s"));
+  EXPECT_EQ([control(@"outcomeIcon") image], [NSImage imageNamed:@"NSCaution"]);
 }
 
-TEST_F(AppKitScreensTest, SecondPressOfADoubleClickOnRunDoesNotCancel) {
-  const std::string go = std::string(std::getenv("HOME")) + "/go";
-  std::filesystem::remove(go);
-  setConfig(test::documentText(
-      "Client", test::describedItem("slow", "slow",
-                                    test::captureAction("for i in $(seq 1200); do test -e " + go +
-                                                        " &amp;&amp; break; sleep 0.05; done"))));
-  openWindow();
-  const double first = secondsNow();
-  [control(@"runButton") performClick:nil];
-  ASSERT_EQ(screen(), 1);
-  // Let go when the screen has long been there: by when it began it is the first screen's.
-  turn(0.7);
-  click(@"cancelButton", first + 0.1);
-  EXPECT_EQ(application()->m_nEnds, 0);
-  click(@"cancelButton", secondsNow());
-  EXPECT_EQ(application()->m_nEnds, 1);
-  test::writeFile(go, "");
-  for (int i = 0; i < 6000 && screen() != 2; ++i) {
-    turn(0.01);
-  }
-  EXPECT_EQ(screen(), 2);
-}
-
-TEST_F(AppKitScreensTest, SecondReturnOnARunThatFailsAtOnceDoesNotFinish) {
-  setConfig("<no document");
-  openWindow();
-  const double before = run();
-  sendKey(@"\r", before, false);
-  EXPECT_EQ(application()->m_nEnds, 0);
-  sendKey(@"\r", secondsNow(), false);
-  EXPECT_EQ(application()->m_nEnds, 1);
-}
-
-TEST_F(AppKitScreensTest, PressThatBeganInAScreensFirstHalfSecondCountsForNothingWhenItIsLetGoLater) {
-  openWindow();
-  const double before = run();
-  click(@"finishButton", before + 0.4);
-  EXPECT_EQ(application()->m_nEnds, 0);
-  click(@"finishButton", secondsNow());
-  EXPECT_EQ(application()->m_nEnds, 1);
-}
-
-TEST_F(AppKitScreensTest, NorDoesOneThatIsHeldForLong) {
-  openWindow();
-  const double before = run();
-  turn(6);
-  click(@"finishButton", before + 0.4);
-  EXPECT_EQ(application()->m_nEnds, 0);
-}
-
-TEST_F(AppKitScreensTest, ActionThatComesWithoutAPressIsTaken) {
+TEST_F(AppKitScreensTest, LostFilesAreToldBelowTheBundle) {
   openWindow();
   run();
-  forgetPresses();
-  [control(@"finishButton") performClick:nil];
-  EXPECT_EQ(application()->m_nEnds, 1);
+  AppKitToolkit(m_pController).setHint(Hint::lostFiles, "12 files are lost.");
+  EXPECT_TRUE(isSeen(@"lossHint"));
+  EXPECT_EQ(text(@"lossHint"), "12 files are lost.");
+  EXPECT_LT(NSMaxY([control(@"lossHint") frame]), NSMinY([control(@"showButton") frame]));
+}
+
+TEST_F(AppKitScreensTest, EndOfARunAsksForTheUsersAttention) {
+  openWindow();
+  application()->m_nCalls = 0;
+  run();
+  EXPECT_EQ(application()->m_nCalls, 1);
+}
+
+std::vector<std::string> s_selected;
+
+BOOL noteSelected(id /*workspace*/, SEL /*name*/, NSString* path, NSString* root) {
+  s_selected.push_back(textOf(path) + "|" + textOf(root));
+  return YES;
+}
+
+TEST_F(AppKitScreensTest, ShowInFolderSelectsTheBundle) {
+  s_selected.clear();
+  const test::Replaced note([NSWorkspace class], @selector(selectFile:inFileViewerRootedAtPath:),
+                            noteSelected);
+  openWindow();
+  run();
+  ASSERT_EQ(test::listFolder(m_strDesktopFolder).size(), 1U);
+  click(@"showButton", test::secondsNow());
+  EXPECT_THAT(s_selected, ::testing::ElementsAre(m_strDesktopFolder + "/" +
+                                                 test::listFolder(m_strDesktopFolder)[0] + "|"));
+}
+
+TEST_F(AppKitScreensTest, ShowInFolderTakesNoPressOfTheScreensFirstHalfSecond) {
+  s_selected.clear();
+  const test::Replaced note([NSWorkspace class], @selector(selectFile:inFileViewerRootedAtPath:),
+                            noteSelected);
+  openWindow();
+  const double before = run();
+  click(@"showButton", before + 0.2);
+  EXPECT_TRUE(s_selected.empty());
+}
+
+// The menu.
+
+TEST_F(AppKitScreensTest, MenuForEditingActsOnWhoeverHasTheKeyboard) {
+  openWindow();
+  NSMenu* menu = [[[NSApp mainMenu] itemAtIndex:1] submenu];
+  std::string all = textOf([menu title]) + ":";
+  for (int i = 0; i < [menu numberOfItems]; ++i) {
+    NSMenuItem* item = [menu itemAtIndex:i];
+    all += " " + textOf([item title]) + "=" + textOf(NSStringFromSelector([item action])) +
+           textOf([item keyEquivalent]);
+    EXPECT_EQ([item target], nil);
+    EXPECT_EQ([item keyEquivalentModifierMask], NSCommandKeyMask);
+  }
+  EXPECT_EQ(all, "Edit: Cut=cut:x Copy=copy:c Paste=paste:v Select All=selectAll:a");
+}
+
+NSString* germanWord(id /*bundle*/, SEL /*name*/, NSString* key, NSString* value, NSString* /*table*/) {
+  return [key isEqual:@"Paste"] ? @"Einsetzen" : value;
+}
+
+TEST_F(AppKitScreensTest, MenuForEditingHasTheToolkitsOwnWords) {
+  const test::Replaced words([NSBundle class], @selector(localizedStringForKey:value:table:), germanWord);
+  openWindow();
+  NSMenu* menu = [[[NSApp mainMenu] itemAtIndex:1] submenu];
+  EXPECT_EQ(textOf([[menu itemAtIndex:2] title]), "Einsetzen");
+  // It has none for this.
+  EXPECT_EQ(textOf([[menu itemAtIndex:3] title]), "Select All");
+}
+
+TEST_F(AppKitScreensTest, NameOfTheBundleCanBeCopiedByAKey) {
+  openWindow();
+  run();
+  [control(@"mainWindow") makeFirstResponder:control(@"bundleName")];
+  sendCommand(@"a");
+  sendCommand(@"c");
+  EXPECT_EQ(textOf([[NSPasteboard generalPasteboard] stringForType:NSStringPboardType]), text(@"bundleName"));
 }
 
 // The table of controls.
@@ -452,7 +350,7 @@ TEST_F(AppKitScreensTest, ControlThatIsMissingOrOfAnotherClassIsLoggedAndNothing
   toolkit.setHint(Hint::emptyPassword, "hint");
   EXPECT_EQ(toolkit.stringValue(Outlet::passwordField), "");
   EXPECT_EQ(toolkit.state(Outlet::encryptionBox), kStateOff);
-  EXPECT_EQ(log.records().size(), 5U) << log.dump();
+  EXPECT_EQ(log.records().size(), 7U) << log.dump();
   ASSERT_FALSE(log.records().empty());
   EXPECT_EQ(log.records()[0].level, kLogError);
   EXPECT_THAT(log.records()[0].text(),

@@ -28,8 +28,12 @@ class AppKitToolkit final : public IToolkit {
 
   // Whether the present screen had been shown for long enough, when the present press began, that it is
   // meant for it. A button of a new screen stands where the last one's stood, so a double click would go
-  // through both. The repeats of a key that is held down are meant for no screen.
+  // through both; and the window takes the keyboard when it opens, while the user may still type elsewhere.
+  // The repeats of a key that is held down are meant for no screen.
   [[nodiscard]] bool takesPress() const;
+
+  // The first time is when the first screen is shown to whoever types.
+  void windowHasKeyboard();
 
   // Shows the bundle of a good run in its folder.
   void showBundle();
@@ -58,11 +62,15 @@ class AppKitToolkit final : public IToolkit {
   // The control behind an outlet, or behind a field of the controller; nil where it isn't a `wanted`.
   [[nodiscard]] id control(Outlet outlet, Class wanted) const;
   [[nodiscard]] id control(NSString* field, Class wanted) const;
+  // What a screen reader tells beside a control's name comes from the texts on the screen, so it is in the
+  // user's language too.
+  void describe(Outlet outlet, NSString* words);
 
   id m_pController;
   AppKitMainQueue m_MainQueue;
   std::string m_strBundlePath;
   bool m_bTurned = false;
+  bool m_bHadKeyboard = false;
   // When the present screen was shown, by the clock of the events: in seconds since the machine's start.
   double m_dShown = 0;
 };

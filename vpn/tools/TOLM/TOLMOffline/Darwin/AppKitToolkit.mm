@@ -4,11 +4,13 @@
 #include <objc/runtime.h>
 #include <time.h>
 
+#include <algorithm>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "vpn/Common/Diagnostics/Log.h"
-#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitLayout.h"
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/HostText.h"
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/TOLMApplication.h"
 
@@ -78,6 +80,13 @@ bool AppKitToolkit::takesPress() const {
   return !isOfThePress || press.began - m_dShown >= kSecondsBeforePresses;
 }
 
+void AppKitToolkit::windowHasKeyboard() {
+  if (!m_bHadKeyboard) {
+    m_bHadKeyboard = true;
+    m_dShown = secondsOfEvents();
+  }
+}
+
 id AppKitToolkit::control(Outlet outlet, Class wanted) const {
   for (const auto& [known, field] : kOutletNames) {
     if (known == outlet) {
@@ -111,6 +120,7 @@ void AppKitToolkit::setTitle(Outlet outlet, const std::string& title) {
   switch (outlet) {
     case Outlet::mainWindow:
       [static_cast<NSWindow*>(control(outlet, [NSWindow class])) setTitle:text];
+      describe(outlet, text);
       break;
     case Outlet::mAbout:
     case Outlet::mHideTolm:
@@ -121,6 +131,30 @@ void AppKitToolkit::setTitle(Outlet outlet, const std::string& title) {
       break;
     default:
       [static_cast<NSButton*>(control(outlet, [NSButton class])) setTitle:text];
+      layOutWizardScreens(m_pController);
+      break;
+  }
+}
+
+void AppKitToolkit::describe(Outlet outlet, NSString* words) {
+  const auto view = [this](NSString* field) { return static_cast<NSView*>(control(field, [NSView class])); };
+  switch (outlet) {
+    case Outlet::mainWindow:
+      [view(@"progressBar") setAccessibilityLabel:words];
+      break;
+    case Outlet::pswdText:
+      // By its text and not by the label as an object, whose place in the window the fields may leave.
+      [view(@"passwordField") setAccessibilityLabel:words];
+      [view(@"unmaskPassword") setAccessibilityLabel:words];
+      break;
+    case Outlet::progressMsg:
+      [view(@"progressBar") setAccessibilityHelp:words];
+      break;
+    case Outlet::finishMsg:
+      [view(@"outcomeIcon") setAccessibilityLabel:words];
+      [view(@"bundleName") setAccessibilityLabel:words];
+      break;
+    default:
       break;
   }
 }
@@ -137,17 +171,22 @@ void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
 }
 
 std::string AppKitToolkit::stringValue(Outlet outlet) {
-  return textOf([static_cast<NSTextField*>(control(outlet, [NSTextField class])) stringValue]);
+  NSTextField* field = control(outlet, [NSTextField class]);
+  // What is being typed: not every toolkit of this kind counts it in by itself.
+  [field validateEditing];
+  return textOf([field stringValue]);
 }
 
 void AppKitToolkit::setStringValue(Outlet outlet, const std::string& text) {
   NSString* words = hostText(text);
   [static_cast<NSTextField*>(control(outlet, [NSTextField class])) setStringValue:words];
+  describe(outlet, words);
   // The longest text of the window tells the direction of them all.
   if (outlet == Outlet::tolmIntro && !m_bTurned && isReadFromTheRight(words)) {
     turnWizardScreens(m_pController);
     m_bTurned = true;
   }
+  layOutWizardScreens(m_pController);
 }
 
 void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
@@ -160,7 +199,22 @@ void AppKitToolkit::setEnabled(Outlet outlet, bool enabled) {
 }
 
 void AppKitToolkit::setHidden(Outlet outlet, bool hidden) {
-  [static_cast<NSView*>(control(outlet, [NSView class])) setHidden:hidden];
+  NSView* view = control(outlet, [NSView class]);
+  const bool isPassword = outlet == Outlet::passwordField || outlet == Outlet::unmaskPassword;
+  // While a field is typed in, the window has an editor at work there in its stead.
+  NSText* editor = isPassword && hidden ? [static_cast<NSTextField*>(view) currentEditor] : nil;
+  if (editor == nil) {
+    [view setHidden:hidden];
+    return;
+  }
+  // The two password fields share a place, and the keyboard stays with the place: where the user was, and
+  // with nothing selected that the next letter would replace.
+  const NSRange range = [editor selectedRange];
+  const Outlet other = outlet == Outlet::passwordField ? Outlet::unmaskPassword : Outlet::passwordField;
+  NSTextField* shown = control(other, [NSTextField class]);
+  [static_cast<NSWindow*>(control(Outlet::mainWindow, [NSWindow class])) makeFirstResponder:shown];
+  [view setHidden:YES];
+  [[shown currentEditor] setSelectedRange:range];
 }
 
 int AppKitToolkit::state(Outlet outlet) {
@@ -173,24 +227,40 @@ void AppKitToolkit::setState(Outlet outlet, int state) {
 }
 
 void AppKitToolkit::startAnimation(Outlet outlet) {
+  setDoubleValue(outlet, 0);
   [static_cast<NSProgressIndicator*>(control(outlet, [NSProgressIndicator class])) startAnimation:nil];
 }
 
 void AppKitToolkit::setDoubleValue(Outlet outlet, double value) {
   [static_cast<NSProgressIndicator*>(control(outlet, [NSProgressIndicator class])) setDoubleValue:value];
+  const int percent = static_cast<int>(std::clamp(value, 0.0, 100.0));
+  // The mark in front keeps number and sign in their order in a text that is read from the right.
+  [static_cast<NSTextField*>(control(@"percentText", [NSTextField class]))
+      setStringValue:hostText("\u200e" + std::to_string(percent) + " %")];
 }
 
 void AppKitToolkit::displayIfNeeded(Outlet outlet) {
   [static_cast<NSView*>(control(outlet, [NSView class])) displayIfNeeded];
+  if (outlet == Outlet::progressBar) {
+    [static_cast<NSView*>(control(@"percentText", [NSView class])) displayIfNeeded];
+  }
 }
 
 void AppKitToolkit::setHint(Hint hint, const std::string& text) {
   NSString* field = hint == Hint::desktopFolder ? @"desktopHint"
                     : hint == Hint::lostFiles   ? @"lossHint"
                                                 : @"passwordHint";
+  NSString* words = hostText(text);
   NSTextField* label = control(field, [NSTextField class]);
-  [label setStringValue:hostText(text)];
+  [label setStringValue:words];
   [label setHidden:text.empty()];
+  if (hint == Hint::emptyPassword) {
+    // Read out with the field that it is about.
+    for (const Outlet input : {Outlet::passwordField, Outlet::unmaskPassword}) {
+      [static_cast<NSView*>(control(input, [NSView class])) setAccessibilityHelp:words];
+    }
+  }
+  layOutWizardScreens(m_pController);
 }
 
 void AppKitToolkit::focus(Outlet outlet) {
@@ -213,6 +283,8 @@ void AppKitToolkit::showOutcome(const Outcome& outcome) {
   NSButton* show = control(@"showButton", [NSButton class]);
   [show setTitle:hostText(outcome.showInFolderTitle)];
   [show setHidden:m_strBundlePath.empty()];
+  [show setAccessibilityHelp:hostText(m_strBundlePath)];
+  layOutWizardScreens(m_pController);
 
   // Does nothing where the program is in front.
   [NSApp requestUserAttention:NSInformationalRequest];

@@ -9,10 +9,10 @@ namespace halvo {
 
 // Makes window and menu, connects every outlet and action of `controller` (see Darwin/GUIController.h), sends
 // it awakeFromNib and shows the window. Once, on the main thread, when the application has started.
+//
+// The menus are the application's, and one for editing, without which no key cuts, copies, pastes or selects
+// all: its titles are the toolkit's own words, translated where the toolkit has them translated, and else
+// English, since the program's texts have none for them.
 void openWizardWindow(id controller);
-
-// Lays the three screens of `controller` out for a language that is written from right to left: what stands
-// at the left goes to the right, texts begin there, boxes have their mark there. Once; main thread.
-void turnWizardScreens(id controller);
 
 }  // namespace halvo

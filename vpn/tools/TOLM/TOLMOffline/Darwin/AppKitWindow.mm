@@ -1,14 +1,14 @@
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
 
-#include <initializer_list>
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitLayout.h"
 
 namespace halvo {
 
 namespace {
 
-constexpr double kWidth = 560;
-constexpr double kHeight = 400;
-constexpr double kMargin = 20;
+constexpr double kWidth = kWizardWidth;
+constexpr double kHeight = kWizardHeight;
+constexpr double kMargin = kWizardMargin;
 constexpr double kInner = kWidth - 2 * kMargin;
 constexpr double kLine = 22;
 constexpr double kIcon = 48;
@@ -16,7 +16,8 @@ constexpr double kIndent = 20;
 // Room for some forty letters: a longer line is harder to check, not easier.
 constexpr double kFieldWidth = 320;
 constexpr double kButtonWidth = 130;
-constexpr double kButtonHeight = 32;
+constexpr double kButtonHeight = kWizardButtonHeight;
+constexpr double kPercentWidth = 56;
 
 // A check box and a button with round ends, as the toolkit numbers them under names that differ by version.
 constexpr NSUInteger kSwitchType = 3;
@@ -81,6 +82,11 @@ NSRect lineAt(double top, double height, double indent) {
   return NSMakeRect(kMargin + indent, kHeight - top - height, kInner - indent, height);
 }
 
+// A line that gets its place, and a text's its height, from layOutWizardScreens().
+NSRect line(double indent) {
+  return lineAt(0, kLine, indent);
+}
+
 // A line that is shown only where there is a reason.
 NSTextField* makeHint(NSRect frame) {
   NSTextField* hint = makeLabel(frame, false);
@@ -90,7 +96,7 @@ NSTextField* makeHint(NSRect frame) {
 
 // Both fields have one place; the controller shows one of them, and hears of each change.
 void placePassword(id controller, NSView* screen, Class kind, NSString* outlet) {
-  NSTextField* field = [[kind alloc] initWithFrame:lineAt(246, kLine, kIndent)];
+  NSTextField* field = [[kind alloc] initWithFrame:line(kIndent)];
   [field setFrameSize:NSMakeSize(kFieldWidth, kLine)];
   [field setDelegate:controller];
   place(controller, screen, field, outlet, NSViewMaxXMargin | kKeepsTop);
@@ -98,17 +104,16 @@ void placePassword(id controller, NSView* screen, Class kind, NSString* outlet) 
 
 void fillWelcomeScreen(id controller, NSView* screen) {
   const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
-  place(controller, screen, makeLabel(lineAt(20, 40, 0), true), @"welcomeMsg", wide);
-  place(controller, screen, makeLabel(lineAt(66, 80, 0), false), @"tolmIntro", wide);
-  place(controller, screen, makeHint(lineAt(148, 36, 0)), @"desktopHint", wide);
-  place(controller, screen, makeBox(lineAt(192, kLine, 0), controller, @selector(enableEncrypt:)),
-        @"encryptionBox", wide);
-  place(controller, screen, makeLabel(lineAt(222, kLine, kIndent), false), @"pswdText", wide);
+  place(controller, screen, makeLabel(line(0), true), @"welcomeMsg", wide);
+  place(controller, screen, makeLabel(line(0), false), @"tolmIntro", wide);
+  place(controller, screen, makeHint(line(0)), @"desktopHint", wide);
+  place(controller, screen, makeBox(line(0), controller, @selector(enableEncrypt:)), @"encryptionBox", wide);
+  place(controller, screen, makeLabel(line(kIndent), false), @"pswdText", wide);
   placePassword(controller, screen, [NSSecureTextField class], @"passwordField");
   placePassword(controller, screen, [NSTextField class], @"unmaskPassword");
-  place(controller, screen, makeBox(lineAt(276, kLine, kIndent), controller, @selector(maskPassword:)),
-        @"maskPswdBox", wide);
-  place(controller, screen, makeHint(lineAt(304, 36, kIndent)), @"passwordHint", wide);
+  place(controller, screen, makeBox(line(kIndent), controller, @selector(maskPassword:)), @"maskPswdBox",
+        wide);
+  place(controller, screen, makeHint(line(kIndent)), @"passwordHint", wide);
   NSButton* run = makeButton(buttonPlace(), controller, @selector(runButton:));
   [run setKeyEquivalent:@"\r"];
   place(controller, screen, run, @"runButton", NSViewMinXMargin | kKeepsBottom);
@@ -116,109 +121,101 @@ void fillWelcomeScreen(id controller, NSView* screen) {
 
 void fillProgressScreen(id controller, NSView* screen) {
   const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
-  place(controller, screen, makeLabel(lineAt(40, 150, 0), false), @"progressMsg", wide);
-  NSProgressIndicator* bar = [[NSProgressIndicator alloc] initWithFrame:lineAt(200, 20, 0)];
+  place(controller, screen, makeLabel(line(0), false), @"progressMsg", wide);
+  NSProgressIndicator* bar = [[NSProgressIndicator alloc] initWithFrame:lineAt(208, 20, 0)];
+  [bar setFrameSize:NSMakeSize(kInner - kPercentWidth, 20)];
   [bar setIndeterminate:NO];
   [bar setMinValue:0];
   [bar setMaxValue:100];
   place(controller, screen, bar, @"progressBar", wide);
+  NSTextField* percent = makeLabel(lineAt(208, 20, kInner - kPercentWidth), false);
+  [percent setAlignment:NSTextAlignmentRight];
+  place(controller, screen, percent, @"percentText", NSViewMinXMargin | kKeepsTop);
   // No key: Return on Run, pressed twice, must not end the program.
   place(controller, screen, makeButton(buttonPlace(), controller, @selector(cancelButton:)), @"cancelButton",
         NSViewMinXMargin | kKeepsBottom);
 }
 
 void fillFinishedScreen(id controller, NSView* screen) {
+  const NSUInteger wide = NSViewWidthSizable | kKeepsTop;
   NSImageView* icon = [[NSImageView alloc] initWithFrame:lineAt(40, kIcon, 0)];
   [icon setFrameSize:NSMakeSize(kIcon, kIcon)];
   // The toolkit's signs are of many sizes.
   [icon setImageScaling:NSImageScaleProportionallyUpOrDown];
   place(controller, screen, icon, @"outcomeIcon", NSViewMaxXMargin | kKeepsTop);
-  NSTextField* message = makeLabel(lineAt(40, 190, kIcon + 12), false);
+  NSTextField* message = makeLabel(line(kIcon + 12), false);
   [message setSelectable:YES];
-  place(controller, screen, message, @"finishMsg", NSViewWidthSizable | NSViewHeightSizable);
-  NSTextField* name = makeHint(lineAt(240, kLine, kIcon + 12));
+  place(controller, screen, message, @"finishMsg", wide);
+  NSTextField* name = makeHint(line(kIcon + 12));
   [name setSelectable:YES];
-  place(controller, screen, name, @"bundleName", NSViewWidthSizable | kKeepsBottom);
-  NSButton* show = makeButton(lineAt(270, kButtonHeight, kIcon + 12), controller, @selector(showBundle:));
-  [show setFrameSize:NSMakeSize(2 * kButtonWidth, kButtonHeight)];
+  place(controller, screen, name, @"bundleName", wide);
+  NSButton* show = makeButton(line(kIcon + 12), controller, @selector(showBundle:));
+  [show setFrameSize:NSMakeSize(kButtonWidth, kButtonHeight)];
   [show setHidden:YES];
-  place(controller, screen, show, @"showButton", NSViewMaxXMargin | kKeepsBottom);
-  place(controller, screen, makeHint(lineAt(304, 36, kIcon + 12)), @"lossHint",
-        NSViewWidthSizable | kKeepsBottom);
+  place(controller, screen, show, @"showButton", NSViewMaxXMargin | kKeepsTop);
+  place(controller, screen, makeHint(line(kIcon + 12)), @"lossHint", wide);
   NSButton* finish = makeButton(buttonPlace(), controller, @selector(finishButton:));
   [finish setKeyEquivalent:@"\r"];
   place(controller, screen, finish, @"finishButton", NSViewMinXMargin | kKeepsBottom);
 }
 
-NSMenuItem* addItem(id controller, NSMenu* menu, NSString* outlet, SEL action, NSString* key) {
-  NSMenuItem* item = [[NSMenuItem alloc] initWithTitle:@"" action:action keyEquivalent:key];
-  // No target: the application takes what nobody before it does.
+// A menu of the bar, which holds it from here on.
+NSMenu* addMenu(NSMenu* bar, NSString* title) {
+  NSMenuItem* holder = [[NSMenuItem alloc] initWithTitle:title action:nullptr keyEquivalent:@""];
+  NSMenu* menu = [[NSMenu alloc] initWithTitle:title];
+  [bar addItem:holder];
+  [bar setSubmenu:menu forItem:holder];
+  [menu release];
+  [holder release];
+  return menu;
+}
+
+// No target: whoever is first to know the action takes it, the application at the latest.
+NSMenuItem* addItem(NSMenu* menu, NSString* title, SEL action, NSString* key) {
+  NSMenuItem* item = [[NSMenuItem alloc] initWithTitle:title action:action keyEquivalent:key];
   [menu addItem:item];
-  [controller setValue:item forKey:outlet];
   [item release];
   return item;
 }
 
+// The application's menu, whose titles the controller sets.
+void fillApplicationMenu(id controller, NSMenu* menu) {
+  const auto add = [=](NSString* outlet, SEL action, NSString* key) {
+    [controller setValue:addItem(menu, @"", action, key) forKey:outlet];
+  };
+  add(@"mAbout", @selector(orderFrontStandardAboutPanel:), @"");
+  [menu addItem:[NSMenuItem separatorItem]];
+  add(@"mHideTolm", @selector(hide:), @"h");
+  add(@"mHideOthers", @selector(hideOtherApplications:), @"");
+  add(@"mShowAll", @selector(unhideAllApplications:), @"");
+  [menu addItem:[NSMenuItem separatorItem]];
+  add(@"mQuitTolm", @selector(terminate:), @"q");
+}
+
+// In the user's language where the toolkit has the word in its own texts.
+NSString* toolkitsWord(NSString* english) {
+  return [[NSBundle bundleForClass:[NSApplication class]] localizedStringForKey:english
+                                                                          value:english
+                                                                          table:nil];
+}
+
+// Fields know no keys of their own for these: they come from the menu, or not at all.
+void fillEditMenu(NSMenu* menu) {
+  addItem(menu, toolkitsWord(@"Cut"), @selector(cut:), @"x");
+  addItem(menu, toolkitsWord(@"Copy"), @selector(copy:), @"c");
+  addItem(menu, toolkitsWord(@"Paste"), @selector(paste:), @"v");
+  addItem(menu, toolkitsWord(@"Select All"), @selector(selectAll:), @"a");
+}
+
 void makeMenu(id controller) {
   NSMenu* bar = [[NSMenu alloc] initWithTitle:@""];
-  NSMenuItem* holder = [[NSMenuItem alloc] initWithTitle:@"" action:nullptr keyEquivalent:@""];
-  NSMenu* menu = [[NSMenu alloc] initWithTitle:@""];
-  [bar addItem:holder];
-  [bar setSubmenu:menu forItem:holder];
-  addItem(controller, menu, @"mAbout", @selector(orderFrontStandardAboutPanel:), @"");
-  [menu addItem:[NSMenuItem separatorItem]];
-  addItem(controller, menu, @"mHideTolm", @selector(hide:), @"h");
-  addItem(controller, menu, @"mHideOthers", @selector(hideOtherApplications:), @"");
-  addItem(controller, menu, @"mShowAll", @selector(unhideAllApplications:), @"");
-  [menu addItem:[NSMenuItem separatorItem]];
-  addItem(controller, menu, @"mQuitTolm", @selector(terminate:), @"q");
+  fillApplicationMenu(controller, addMenu(bar, @""));
+  fillEditMenu(addMenu(bar, toolkitsWord(@"Edit")));
   [NSApp setMainMenu:bar];
-  [menu release];
-  [holder release];
   [bar release];
 }
 
-// A place is told from the left edge, also on a system whose user reads from the right.
-void turnRound(NSView* view, double width) {
-  const NSRect frame = [view frame];
-  [view setFrameOrigin:NSMakePoint(width - frame.origin.x - frame.size.width, frame.origin.y)];
-  constexpr NSUInteger kSides = NSViewMinXMargin | NSViewMaxXMargin;
-  const NSUInteger mask = [view autoresizingMask];
-  // One that keeps its distance from one side keeps it from the other now; one that keeps both keeps both.
-  const NSUInteger sides = mask & kSides;
-  const bool isOneSided = sides == NSViewMinXMargin || sides == NSViewMaxXMargin;
-  [view setAutoresizingMask:isOneSided ? mask ^ kSides : mask];
-}
-
 }  // namespace
-
-void turnWizardScreens(id controller) {
-  NSArray* screens = [static_cast<NSTabView*>([controller valueForKey:@"tabView"]) tabViewItems];
-  for (NSUInteger i = 0; i < [screens count]; ++i) {
-    NSView* screen = [static_cast<NSTabViewItem*>([screens objectAtIndex:i]) view];
-    NSArray* views = [screen subviews];
-    for (NSUInteger j = 0; j < [views count]; ++j) {
-      turnRound(static_cast<NSView*>([views objectAtIndex:j]), [screen frame].size.width);
-    }
-  }
-  for (NSString* field : {@"passwordField", @"unmaskPassword", @"bundleName"}) {
-    [static_cast<NSTextField*>([controller valueForKey:field]) setAlignment:NSTextAlignmentRight];
-  }
-  for (NSString* label : {@"welcomeMsg", @"tolmIntro", @"desktopHint", @"pswdText", @"passwordHint",
-                          @"progressMsg", @"finishMsg", @"lossHint"}) {
-    NSTextField* text = [controller valueForKey:label];
-    [text setAlignment:NSTextAlignmentRight];
-    // Also where the text begins with the product's Latin name.
-    [text setBaseWritingDirection:NSWritingDirectionRightToLeft];
-  }
-  for (NSString* name : {@"encryptionBox", @"maskPswdBox"}) {
-    NSButton* box = [controller valueForKey:name];
-    [box setImagePosition:NSImageRight];
-    [box setAlignment:NSTextAlignmentRight];
-  }
-  [static_cast<NSView*>([controller valueForKey:@"progressBar"])
-      setUserInterfaceLayoutDirection:NSUserInterfaceLayoutDirectionRightToLeft];
-}
 
 void openWizardWindow(id controller) {
   const NSUInteger style = NSWindowStyleMaskTitled | NSWindowStyleMaskClosable |
@@ -239,6 +236,7 @@ void openWizardWindow(id controller) {
   fillProgressScreen(controller, addScreen(tabs, @"progress"));
   fillFinishedScreen(controller, addScreen(tabs, @"finished"));
   [controller setValue:window forKey:@"mainWindow"];
+  [window setDelegate:controller];
   makeMenu(controller);
 
   [controller awakeFromNib];

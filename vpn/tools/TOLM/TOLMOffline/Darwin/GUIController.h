@@ -50,6 +50,7 @@ struct AppKitWizard;
   IBOutlet id desktopHint;
   IBOutlet id passwordHint;
   IBOutlet id lossHint;
+  IBOutlet id percentText;
   IBOutlet id outcomeIcon;
   IBOutlet id bundleName;
   IBOutlet id showButton;
@@ -85,5 +86,7 @@ struct AppKitWizard;
 - (IBAction)showBundle:(id)sender;
 // What a password field tells of each change.
 - (void)controlTextDidChange:(NSNotification*)notification;
+// What the window tells when it gets the keyboard.
+- (void)windowDidBecomeKey:(NSNotification*)notification;
 
 @end

@@ -96,12 +96,15 @@ struct AppKitWizard {
   m_pWizard->flow->passwordEdited();
 }
 
+// A press that was meant for the screen before, or for another program, must neither start the run nor end
+// the program: see AppKitToolkit.h.
 - (IBAction)runButton:(id)sender {
   static_cast<void>(sender);
-  m_pWizard->flow->runButton();
+  if (m_pWizard->toolkit->takesPress()) {
+    m_pWizard->flow->runButton();
+  }
 }
 
-// A press that was meant for the screen before must not end the program: see AppKitToolkit.h.
 - (IBAction)cancelButton:(id)sender {
   static_cast<void>(sender);
   if (m_pWizard->toolkit->takesPress()) {
@@ -163,6 +166,11 @@ struct AppKitWizard {
 - (void)controlTextDidChange:(NSNotification*)notification {
   static_cast<void>(notification);
   m_pWizard->flow->passwordEdited();
+}
+
+- (void)windowDidBecomeKey:(NSNotification*)notification {
+  static_cast<void>(notification);
+  m_pWizard->toolkit->windowHasKeyboard();
 }
 
 @end

@@ -23,10 +23,11 @@ typedef enum : NSUInteger { NSImageScaleProportionallyUpOrDown = 3 } NSImageScal
 typedef enum : NSUInteger { NSImageRight = 3 } NSCellImagePosition;
 // The numbers are another system's there, but for processors that had this one before.
 #ifdef __x86_64__
-typedef enum : NSInteger { NSTextAlignmentRight = 1 } NSTextAlignment;
+typedef enum : NSInteger { NSTextAlignmentLeft = 0, NSTextAlignmentRight = 1 } NSTextAlignment;
 #else
-typedef enum : NSInteger { NSTextAlignmentRight = 2 } NSTextAlignment;
+typedef enum : NSInteger { NSTextAlignmentLeft = 0, NSTextAlignmentRight = 2 } NSTextAlignment;
 #endif
+typedef enum : NSInteger { NSStringDrawingUsesLineFragmentOrigin = 1 } NSStringDrawingOptions;
 typedef enum : NSInteger { NSWritingDirectionRightToLeft = 1 } NSWritingDirection;
 typedef enum : NSInteger { NSUserInterfaceLayoutDirectionRightToLeft = 1 } NSUserInterfaceLayoutDirection;
 typedef enum : NSUInteger { NSInformationalRequest = 10 } NSRequestUserAttentionType;
@@ -52,6 +53,10 @@ enum : NSUInteger {
 - (void)awakeFromNib;
 @end
 
+@interface NSAttributedString (NSStringDrawing)
+- (NSRect)boundingRectWithSize:(NSSize)size options:(NSStringDrawingOptions)options;
+@end
+
 @interface NSFont : NSObject
 + (double)systemFontSize;
 + (NSFont*)systemFontOfSize:(double)size;
@@ -62,12 +67,14 @@ enum : NSUInteger {
 @end
 
 @interface NSCell : NSObject
+- (NSSize)cellSize;
 - (void)setWraps:(BOOL)wraps;
 @end
 
 @interface NSView : NSResponder
 - (instancetype)initWithFrame:(NSRect)frame;
 - (void)addSubview:(NSView*)view;
+- (NSView*)superview;
 - (NSArray*)subviews;
 - (NSRect)frame;
 - (void)setFrameOrigin:(NSPoint)origin;
@@ -75,8 +82,21 @@ enum : NSUInteger {
 - (NSUInteger)autoresizingMask;
 - (void)setAutoresizingMask:(NSUInteger)mask;
 - (void)setUserInterfaceLayoutDirection:(NSUserInterfaceLayoutDirection)direction;
+- (BOOL)isHidden;
 - (void)setHidden:(BOOL)hidden;
+- (void)setToolTip:(NSString*)text;
+- (void)setAccessibilityLabel:(NSString*)label;
+- (void)setAccessibilityHelp:(NSString*)help;
 - (void)displayIfNeeded;
+@end
+
+@interface NSText : NSView
+- (void)cut:(id)sender;
+- (void)copy:(id)sender;
+- (void)paste:(id)sender;
+- (void)selectAll:(id)sender;
+- (NSRange)selectedRange;
+- (void)setSelectedRange:(NSRange)range;
 @end
 
 @interface NSControl : NSView
@@ -87,6 +107,9 @@ enum : NSUInteger {
 - (void)setAlignment:(NSTextAlignment)alignment;
 - (void)setBaseWritingDirection:(NSWritingDirection)direction;
 - (id)cell;
+- (NSText*)currentEditor;
+- (void)validateEditing;
+- (NSAttributedString*)attributedStringValue;
 - (NSString*)stringValue;
 - (void)setStringValue:(NSString*)text;
 @end
@@ -158,9 +181,13 @@ enum : NSUInteger {
                           styleMask:(NSWindowStyleMask)style
                             backing:(NSBackingStoreType)backing
                               defer:(BOOL)defer;
+- (NSRect)frame;
+- (void)setFrame:(NSRect)frame display:(BOOL)display;
 - (NSView*)contentView;
+- (void)setDelegate:(id)delegate;
 - (void)setTitle:(NSString*)title;
 - (void)setReleasedWhenClosed:(BOOL)released;
+- (NSSize)contentMinSize;
 - (void)setContentMinSize:(NSSize)size;
 - (BOOL)makeFirstResponder:(NSResponder*)responder;
 - (void)center;

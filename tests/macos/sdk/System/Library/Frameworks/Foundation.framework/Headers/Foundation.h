@@ -27,6 +27,11 @@ typedef struct CGRect {
   NSSize size;
 } NSRect;
 
+typedef struct _NSRange {
+  NSUInteger location;
+  NSUInteger length;
+} NSRange;
+
 static inline NSPoint NSMakePoint(double x, double y) {
   return NSPoint{x, y};
 }
@@ -45,6 +50,14 @@ static inline NSRect NSMakeRect(double x, double y, double width, double height)
 - (NSString*)lastPathComponent;
 - (NSUInteger)length;
 - (unsigned short)characterAtIndex:(NSUInteger)index;
+@end
+
+@interface NSAttributedString : NSObject
+@end
+
+@interface NSBundle : NSObject
++ (NSBundle*)bundleForClass:(Class)aClass;
+- (NSString*)localizedStringForKey:(NSString*)key value:(NSString*)value table:(NSString*)table;
 @end
 
 @interface NSArray : NSObject
