@@ -88,7 +88,7 @@ class Host:
         (folder / "sshd_config").write_text(f"""Port {port}
 ListenAddress 127.0.0.1
 HostKey {key}
-AuthorizedKeysFile {PLACE}/user.pub
+AuthorizedKeysFile /run/user.pub
 PidFile none
 StrictModes no
 UsePAM no
@@ -97,7 +97,7 @@ PasswordAuthentication no
 MaxStartups 200
 Subsystem sftp internal-sftp
 """, encoding="utf-8")
-        size = "size=64k" if kind == "full" else "size=64m"
+        size = {"full": "size=64k", "sudo": "size=512m"}.get(kind, "size=64m")
         install = "" if kind == "bare" else f"""
             mkdir -p /opt/halvo/tessarmont/bin /opt/halvo/tessarmont/log /opt/halvo/tessarmont/tolm/xml/config
             cp {PROGRAMS}/tmtolm /opt/halvo/tessarmont/bin/
@@ -117,6 +117,15 @@ Subsystem sftp internal-sftp
               mount -t overlay -o lowerdir=/$place,upperdir=/run/over/$place/upper,workdir=/run/over/$place/work \\
                 overlay /$place
             done"""
+        if kind == "sudo":
+            own = """
+            mkdir -p /run/over/upper /run/over/work
+            mount -t overlay -o lowerdir=/etc,upperdir=/run/over/upper,workdir=/run/over/work overlay /etc
+            echo "visitor:x:4242:4242::/home/visitor:/bin/sh" >>/etc/passwd
+            echo "visitor:*:20000:0:99999:7:::" >>/etc/shadow
+            echo "visitor ALL=(ALL) NOPASSWD: ALL" >>/etc/sudoers
+            mount -t tmpfs tmpfs /home
+            install -d -o 4242 -g 4242 -m 0700 /home/visitor"""
         log = "" if kind != "logs" else f"""
             mkdir /run/dev
             mount --rbind /dev /run/dev
@@ -139,6 +148,7 @@ Subsystem sftp internal-sftp
             {own}
             {log}
             mkdir -p /run/sshd
+            install -m 0644 {PLACE}/user.pub /run/user.pub
             {install}
             {hang}
             {fill}
@@ -206,11 +216,11 @@ def start_hosts(kinds):
         port = PORT + number
         if kind != "down":
             hosts[name] = Host(name, port, PLACE / ("other" if kind == "stranger" else "host"), kind)
-        inventory.append(f"{name} ansible_host=127.0.0.1 ansible_port={port}")
+        user = "visitor" if kind == "sudo" else "root"
+        inventory.append(f"{name} ansible_host=127.0.0.1 ansible_port={port} ansible_user={user}")
         known.append(f"[127.0.0.1]:{port} {key}")
     (PLACE / "inventory").write_text("[all]\n" + "\n".join(inventory) + f"""
 [all:vars]
-ansible_user=root
 ansible_ssh_private_key_file={PLACE}/user
 ansible_python_interpreter=/usr/bin/python3
 ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostKeyChecking=yes
@@ -255,7 +265,8 @@ class FleetTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         make_place()
-        kinds = [(f"good{number:02}", "logs" if number == 0 else "good") for number in range(13)] + [(kind, kind) for kind in BROKEN]
+        special = {0: "logs", 12: "sudo"}
+        kinds = [(f"good{number:02}", special.get(number, "good")) for number in range(13)] + [(kind, kind) for kind in BROKEN]
         cls.hosts = start_hosts(kinds)
 
     @classmethod
@@ -425,6 +436,37 @@ class FleetTest(unittest.TestCase):
         result = play("collect", limit="down", check=0)
         self.assertEqual(index()["down"]["state"], "unreachable")
         self.assertRegex(result.stdout, r"HOST  .*\n.*down +unreachable")
+
+    def test_a_bundle_of_roots_takes_no_memory_of_the_controller(self):
+        host = self.hosts["good12"]
+        megabytes, peaks = 60, {}
+        host.run(f"head -c {megabytes}M /dev/urandom >/opt/halvo/tessarmont/log/large.log")
+        try:
+            for become in ([], ["-b"]):
+                memory = ControllerMemory()
+                memory.start()
+                play("collect", *become, limit="good12", check=0)
+                memory.ended.set()
+                memory.join()
+                peaks[bool(become)] = memory.peak
+                row = index()["good12"]
+                self.assertGreater(row["bytes"], megabytes << 20)
+                self.whole("good12", row)
+                self.assertEqual(self.left_on("good12"), "")
+                shutil.rmtree(PLACE / "bundles")
+            self.assertLess(peaks[True], peaks[False] + megabytes)
+        finally:
+            host.run("rm /opt/halvo/tessarmont/log/large.log")
+
+    def test_a_bundle_of_roots_is_fetched_from_where_only_root_enters(self):
+        host = self.hosts["good12"]
+        host.run("install -d -m 0700 /run/only && echo 'Defaults env_file=/run/environment' >/etc/sudoers.d/only && "
+                 "echo TMPDIR=/run/only >/run/environment")
+        try:
+            play("collect", "-b", limit="good12", check=0)
+            self.whole("good12", index()["good12"])
+        finally:
+            host.run("rm /etc/sudoers.d/only")
 
     def test_a_public_key_encrypts_the_bundle(self):
         reader = PLACE / "reader"
