@@ -149,6 +149,41 @@ class StatusTest(UnattendedCase):
         self.assertTrue(item["commands"][0]["ended_by_limit"])
         self.assertEqual(item["outcome"], "partial")
 
+    def test_every_file_that_cannot_be_read_is_told_with_its_item(self):
+        # Ten are named to people. Links that lead nowhere can't be read by anybody.
+        folder = PLACE / "source/folder.log"
+        folder.mkdir()
+        for number in range(1500):
+            (folder / f"{number}.log").symlink_to("nowhere")
+        result = collect("--output-dir", PLACE / "out", "--status-json", "-", check=0)
+        status = status_of(result)
+        wanted = {f"{folder}/{number}.log" for number in range(1500)}
+        self.assertEqual(sorted(status["unreadable"]),
+                         sorted(f'"{path}": No such file or directory' for path in wanted))
+        item = status["items"][0]
+        self.assertEqual({(o["file"], o["reason"]) for o in item["omitted"]},
+                         {(path, "Can't be read: No such file or directory") for path in wanted})
+        self.assertEqual((len(item["omitted"]), item["outcome"], status["incomplete"]), (1500, "partial", True))
+        self.assertEqual(len(result.stderr.splitlines()), 12)
+
+    def test_every_file_that_is_cut_short_is_told_with_its_item(self):
+        for number in range(20):
+            (PLACE / f"source/{number}.log").write_bytes(b"x" * 20000)
+        (CONFIG / "run.xml").write_text(COMMAND.format("head -c 20000 /dev/zero"), encoding="utf-8")
+        # A bundle of so little stays below the limit that files have.
+        result = run(["sh", "-c", "trap '' XFSZ; ulimit -f 32; exec \"$@\"", "sh", TMTOLM, "collect", "--bundle",
+                      PLACE / "b.zip", "--status-json", PLACE / "status.json"], check=False, stderr=subprocess.PIPE)
+        self.assertEqual(result.returncode, 1, result.stderr)
+        status = json.loads((PLACE / "status.json").read_text(encoding="utf-8"))
+        jsonschema.validate(status, SCHEMA)
+        files = [str(PLACE / f"source/{number}.log") for number in range(20)]
+        self.assertEqual(sorted(status["cut_short"]),
+                         sorted(f'"{path}": File too large' for path in files + ["Out/head_result.txt"]))
+        omitted = {item["id"]: sorted((o["file"], o["reason"]) for o in item["omitted"]) for item in status["items"]}
+        self.assertEqual(omitted, {"logs": sorted((path, "Cut short or missing: File too large") for path in files),
+                                   "out": [("Out/head_result.txt", "Cut short or missing: File too large")]})
+        self.assertEqual({item["outcome"] for item in status["items"]}, {"partial"})
+
     def test_what_is_missing_ends_with_three_where_that_was_asked_for(self):
         (PLACE / "source/one.log").unlink()
         collect("--output-dir", PLACE / "out", check=0)
@@ -185,6 +220,38 @@ class StatusTest(UnattendedCase):
         self.assertEqual(line.rsplit(") ", 1)[1].split()[16], "19")
 
 
+UNREADABLE = "Can't be read: "
+
+
+def is_loss(omission):
+    return omission["reason"].startswith(UNREADABLE)
+
+
+def packed(text):
+    """Without blanks: a column of the summary breaks texts in the middle of words as well as between them."""
+    return "".join(text.split())
+
+
+def rows(section, heading):
+    """The rows of a table of the summary, their cells packed."""
+    if heading not in section:
+        return []
+    lines = section.split(heading)[1].split("\n")[1:]
+    starts = [match.start() for match in re.finditer(r"(?:(?<=  )|^)\S", lines[0])]
+    found = []
+    for line in lines[2:]:
+        if line.startswith("---"):
+            return [[packed(cell) for cell in row] for row in found]
+        # The columns are counted in bytes.
+        data = line.encode()
+        cells = [data[at:end].decode() for at, end in zip(starts, starts[1:] + [None])]
+        if cells[0].strip():
+            found.append(cells)
+        else:
+            found[-1] = [before + cell for before, cell in zip(found[-1], cells)]
+    raise AssertionError(f"no end of the table behind {heading}")
+
+
 class RandomRunsTest(UnattendedCase):
     """What is told is compared with the plan, the summary and the bundle, over random documents and files."""
 
@@ -214,12 +281,30 @@ class RandomRunsTest(UnattendedCase):
         for folder in (CONFIG, PLACE / "source"):
             shutil.rmtree(folder)
             folder.mkdir()
+        # By the name that the summary has: what can't be read, and what leaves no file in the bundle.
+        self.unreadable = {}
+        self.empty_ones = set()
         for word in self.WORDS:
-            if pick.random() < 0.6:
-                (PLACE / "source" / word).write_bytes(pick.randbytes(pick.randrange(300)))
+            path = PLACE / "source" / word
+            if pick.random() < 0.1:
+                # Gathered as if it were a folder: nobody can read from it, root no more than others.
+                os.mkfifo(path)
+                self.unreadable[packed(word)] = [str(path)]
+                self.empty_ones.add(packed(word))
+            elif pick.random() < 0.6:
+                path.write_bytes(pick.randbytes(pick.randrange(300)))
         if pick.random() < 0.3:
-            (PLACE / "source/folder/deep").mkdir(parents=True)
-            (PLACE / "source/folder/deep/file").write_bytes(b"deep")
+            folder = PLACE / "source/folder"
+            (folder / "deep").mkdir(parents=True)
+            if pick.random() < 0.7:
+                (folder / "deep/file").write_bytes(b"deep")
+            else:
+                self.empty_ones.add("folder")
+            # Sometimes more than people are told by name.
+            links = [folder / "deep" / f"link {number}" for number in range(pick.choice([0, 1, 2, 25]))]
+            for link in links:
+                link.symlink_to("nowhere")
+            self.unreadable["folder"] = [str(link) for link in links]
         names = [f"id{number}" for number in range(4)]
         for number in range(pick.randrange(1, 4)):
             text = "<broken" if number > 0 and pick.random() < 0.1 else (
@@ -236,6 +321,7 @@ class RandomRunsTest(UnattendedCase):
     def test_status_plan_summary_and_bundle_tell_the_same(self):
         pick = random.Random(20261121)
         kinds = set()
+        most = 0
         for number in range(RANDOM_RUNS):
             request = self.build(pick)
             with self.subTest(run=number):
@@ -247,8 +333,10 @@ class RandomRunsTest(UnattendedCase):
                 self.compare_with_plan(status, plan)
                 self.compare_with_bundle(status, bundle)
                 kinds |= {item["outcome"] for item in status["items"]}
+                most = max(most, len(status["unreadable"]))
         # The runs had everything in them that a status can tell.
         self.assertEqual(kinds, {"gathered", "partial", "missing", "left-out", "not-for-this-system"})
+        self.assertGreaterEqual(most, 25)
 
     def compare_with_plan(self, status, plan):
         self.assertEqual(status["mode"], plan["mode"])
@@ -273,12 +361,30 @@ class RandomRunsTest(UnattendedCase):
         told = {name: (len(data), hashlib.sha256(data).hexdigest()) for name, data in entries.items()}
         self.assertEqual(stored, told)
         sections = summary.split("=" * 141)[1:]
-        included = sum(len(re.findall(r"^id\d", part.split("Files Omitted")[0], re.M)) for part in sections)
-        omitted = sum(len(re.findall(r"^id\d", part.split("Files Omitted")[1], re.M)) for part in sections
-                      if "Files Omitted" in part)
-        self.assertEqual(sum(len(item["omitted"]) for item in status["items"]), omitted)
-        self.assertGreaterEqual(included, len({(i["id"], f["name"]) for i in status["items"] for f in i["files"]
-                                               if "/folder/" not in f["name"]}))
+        parsed = [document["path"] for document in status["documents"] if document["parsed"]]
+        self.assertEqual(len(sections), len(parsed))
+        for text, document in zip(sections, parsed):
+            self.compare_with_section([item for item in status["items"] if item["document"] == document], text)
+        for note in status["notes"]:
+            self.assertIn(packed(note), packed(summary))
+        lost = {(o["file"], o["reason"]) for item in status["items"] for o in item["omitted"] if is_loss(o)}
+        self.assertEqual(sorted(status["unreadable"]),
+                         sorted(f'"{file}": {reason[len(UNREADABLE):]}' for file, reason in lost))
+        self.assertEqual(status["cut_short"], [])
+
+    def compare_with_section(self, items, text):
+        """A document's items with its section of the summary: every name with every item and every reason."""
+        included = {(row[0], row[1]) for row in rows(text, "Files Included in Bundle:")}
+        # A gathered folder is one file of the summary, and is told file by file.
+        told = {(item["id"], packed(file["name"].split("/")[1])) for item in items for file in item["files"]}
+        empty = {(id, name) for id, name in included if name in self.empty_ones}
+        self.assertEqual(included, told | empty)
+        omitted = sorted((row[0], row[1], row[3]) for row in rows(text, "Files Omitted from Bundle:"))
+        self.assertEqual(sorted((item["id"], packed(o["file"]), packed(o["reason"])) for item in items
+                                for o in item["omitted"] if not is_loss(o)), omitted)
+        # What the summary is silent about: it follows from what lies there.
+        lost = {(item["id"], o["file"]) for item in items for o in item["omitted"] if is_loss(o)}
+        self.assertEqual(lost, {(id, path) for id, name in included for path in self.unreadable.get(name, [])})
 
 
 class RedactedStatusTest(UnattendedCase):

@@ -116,23 +116,13 @@ void removeWorkFolder(const TOLMEngine& engine) {
   }
 }
 
-// What lies in the work folder is called by its name in the bundle: by then, nobody finds it anywhere else.
-std::string nameForUser(const std::string& path, const std::string& workFolder) {
-  const std::string inside = workFolder + "/";
-  if (workFolder.empty() || !path.starts_with(inside)) {
-    return path;
-  }
-  const std::string name = std::filesystem::path(path).lexically_normal().string();
-  return name.starts_with(inside) ? name.substr(inside.size()) : path;
-}
-
 std::vector<std::string> firstNames(LossKind kind, const std::string& workFolder) {
   std::vector<std::string> names;
   for (const Loss& loss : losses(kind)) {
     if (names.size() == kMostNamed) {
       break;
     }
-    names.push_back("\"" + nameForUser(loss.path, workFolder) + "\": " + loss.what);
+    names.push_back("\"" + lossName(loss.path, workFolder) + "\": " + loss.what);
   }
   return names;
 }
@@ -370,6 +360,15 @@ RunOutcome ClearRun::makeRun() {
   outcome.text = engine.failureText();
   takeLosses(outcome, "");
   return outcome;
+}
+
+std::string lossName(const std::string& path, const std::string& workFolder) {
+  const std::string inside = workFolder + "/";
+  if (workFolder.empty() || !path.starts_with(inside)) {
+    return path;
+  }
+  const std::string name = std::filesystem::path(path).lexically_normal().string();
+  return name.starts_with(inside) ? name.substr(inside.size()) : path;
 }
 
 std::string failureLine(const RunOutcome& outcome) {

@@ -147,6 +147,10 @@ class ClearRun {
 // that isn't set stays in the path as it is.
 std::string defaultBundlePath();
 
+// What a loss is called for people: what lies in the work folder by its name in the bundle, for by then
+// nobody finds it anywhere else.
+std::string lossName(const std::string& path, const std::string& workFolder);
+
 // The line that tells a run's failure: text, code as 0xFEAF000B, and the reason behind a semicolon.
 std::string failureLine(const RunOutcome& outcome);
 

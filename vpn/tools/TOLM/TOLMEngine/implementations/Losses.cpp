@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "vpn/Common/Diagnostics/Log.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 
 namespace halvo {
 
@@ -34,6 +35,8 @@ KindOfLoss& kindOf(LossKind kind) {
 // Whether it is the path's first of this kind, as far as paths are remembered.
 bool note(LossKind kind, const std::string& path, const std::string& what) {
   const std::lock_guard<std::mutex> guard(record().mutex);
+  // Ahead of the look at what is known: another item's loss may be this one's too.
+  recordLost(kind, path, what);
   KindOfLoss& noted = kindOf(kind);
   if (noted.paths.count(path) != 0) {
     return false;
@@ -71,6 +74,7 @@ void recordLoss(const char* function, LossKind kind, const std::string& path, co
 
 void renameLoss(const std::string& from, const std::string& to) {
   const std::lock_guard<std::mutex> guard(record().mutex);
+  renameLost(from, to);
   for (KindOfLoss& kind : record().kinds) {
     if (from == to || kind.paths.erase(from) == 0) {
       continue;

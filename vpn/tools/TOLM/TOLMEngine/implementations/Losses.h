@@ -28,7 +28,7 @@ struct Loss {
   std::string what;  // happened to it, in the system's words
 };
 
-// How many of a kind are kept with their names; the others are counted.
+// How many of a kind are kept with their names; the others are counted. A run record (RunRecord.h) has all.
 inline constexpr std::size_t kKeptLosses = 1000;
 
 void resetLosses();

@@ -1,5 +1,9 @@
 #include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace halvo {
 
 namespace {
@@ -11,6 +15,10 @@ bool s_bCommand = false;
 std::string attributeOf(const DataComponent& element, const char* name) {
   const DataAttribute* const attribute = element.FindAttribute(name);
   return attribute != nullptr ? attribute->GetValue() : "";
+}
+
+std::string keyOf(LossKind kind, const std::string& path) {
+  return (kind == LossKind::kCutShort ? "c" : "u") + path;
 }
 
 RunRecord::Command* currentCommand() {
@@ -42,6 +50,46 @@ void recordDocument(const std::list<FileRecord>& stored, const XMLObject& summar
     }
   }
   s_pRecord->documents.push_back(std::move(document));
+}
+
+RecordedItem::RecordedItem(const std::string& id) {
+  if (s_pRecord != nullptr) {
+    s_pRecord->item = id;
+    s_pRecord->itemsLosses.clear();
+  }
+}
+
+RecordedItem::~RecordedItem() {
+  if (s_pRecord != nullptr) {
+    s_pRecord->item.reset();
+    s_pRecord->itemsLosses.clear();
+  }
+}
+
+void recordLost(LossKind kind, const std::string& path, const std::string& what) {
+  if (s_pRecord != nullptr && s_pRecord->itemsLosses.insert(keyOf(kind, path)).second) {
+    s_pRecord->lost.push_back({kind, path, what, s_pRecord->item, s_pRecord->documents.size()});
+  }
+}
+
+void renameLost(const std::string& from, const std::string& to) {
+  if (s_pRecord == nullptr || from == to) {
+    return;
+  }
+  for (const LossKind kind : {LossKind::kCutShort, LossKind::kUnreadable}) {
+    if (s_pRecord->itemsLosses.erase(keyOf(kind, from)) == 0) {
+      continue;
+    }
+    // Of the item in progress, and so among the last.
+    const auto found =
+        std::find_if(s_pRecord->lost.rbegin(), s_pRecord->lost.rend(),
+                     [&](const RunRecord::Lost& lost) { return lost.kind == kind && lost.path == from; });
+    if (s_pRecord->itemsLosses.insert(keyOf(kind, to)).second) {
+      found->path = to;
+    } else {
+      s_pRecord->lost.erase(std::next(found).base());
+    }
+  }
 }
 
 RecordedCommand::RecordedCommand(const std::string& id, const std::string& line)

@@ -12,9 +12,11 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMEngine/implementations/FileRecord.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/Losses.h"
 
 namespace halvo {
 
@@ -43,9 +45,24 @@ struct RunRecord {
     bool overTime = false;  // ended since it ran for too long
   };
 
+  // What Losses.h notes, all of it, and once for each item that it befell.
+  struct Lost {
+    LossKind kind = LossKind::kCutShort;
+    std::string path;
+    std::string what;
+    std::optional<std::string> id;  // none of what belongs to no item, such as the summary
+    std::size_t document = 0;       // of the item, as below
+  };
+
   // In the order of the run; a document that can't be parsed has none.
   std::vector<Document> documents;
   std::vector<Command> commands;
+  std::vector<Lost> lost;
+
+  // While the run lasts: the item in progress, and what is noted as its losses. What was captured cut short
+  // and then copied so is one file.
+  std::optional<std::string> item;
+  std::unordered_set<std::string> itemsLosses;
 };
 
 // Null, as at first, for none.
@@ -53,6 +70,19 @@ void setRunRecord(RunRecord* record);
 
 // Notes what a document came to. Nothing without a record.
 void recordDocument(const std::list<FileRecord>& stored, const XMLObject& summary);
+
+// Has what is lost in a scope be the loss of this item. Nothing without a record.
+class RecordedItem {
+ public:
+  explicit RecordedItem(const std::string& id);
+  ~RecordedItem();
+  RecordedItem(const RecordedItem&) = delete;
+  RecordedItem& operator=(const RecordedItem&) = delete;
+};
+
+// Called by recordLoss() and renameLoss(), one at a time. Nothing without a record.
+void recordLost(LossKind kind, const std::string& path, const std::string& what);
+void renameLost(const std::string& from, const std::string& to);
 
 // Notes a command for a scope. Nothing without a record.
 class RecordedCommand {

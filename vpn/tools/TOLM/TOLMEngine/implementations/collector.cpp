@@ -6,6 +6,7 @@
 #include "vpn/Common/Utility/OSInfo.h"
 #include "vpn/Common/Utility/sysutils.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/RunRecord.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMAction.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 
@@ -279,6 +280,7 @@ ResultCode collector::moveReaderToCorrectOS(const DataComponent* pDC) {
 }
 
 void collector::collectFile(const ActionContext& context) {
+  const RecordedItem recorded(context.id);
   TOLMCollectLogsAction action(context, m_pReader);
   action.Perform(m_FileRecords);
 }

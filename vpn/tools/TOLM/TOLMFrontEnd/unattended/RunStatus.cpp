@@ -142,6 +142,8 @@ CollectSettings::FolderStep RunStatus::digestStep() {
 }
 
 void RunStatus::digestFolder(const std::string& folder) {
+  m_strWorkFolder = folder;
+  omitLosses();
   for (const RunRecord::Document& document : m_Record.documents) {
     // Once for each path: items may share a file, and reading it costs.
     for (const RunRecord::Stored& stored : document.stored) {
@@ -152,6 +154,30 @@ void RunStatus::digestFolder(const std::string& folder) {
       }
     }
   }
+}
+
+// The summary tells nothing of what a gathered folder lacks, nor of what a full disk cut short; a reader of
+// the status has to find it with the item.
+void RunStatus::omitLosses() {
+  for (const RunRecord::Lost& lost : m_Record.lost) {
+    if (lost.id && lost.document < m_Record.documents.size()) {
+      const char* const how =
+          lost.kind == LossKind::kUnreadable ? "Can't be read: " : "Cut short or missing: ";
+      m_Record.documents[lost.document].omitted.push_back(
+          {*lost.id, lossName(lost.path, m_strWorkFolder), how + lost.what});
+    }
+  }
+}
+
+std::vector<std::string> RunStatus::lossTexts(LossKind kind) const {
+  std::vector<std::string> texts;
+  std::set<std::string> told;
+  for (const RunRecord::Lost& lost : m_Record.lost) {
+    if (lost.kind == kind && told.insert(lost.path).second) {
+      texts.push_back("\"" + lossName(lost.path, m_strWorkFolder) + "\": " + lost.what);
+    }
+  }
+  return texts;
 }
 
 // The files by their new names. Their sums are those of what was gathered, and would tell who has it what
@@ -378,8 +404,9 @@ std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::st
       {"documents", std::move(documents)},
       {"items", std::move(items)},
       {"notes", std::move(notes)},
-      {"cut_short", cleanAll(outcome.lost)},
-      {"unreadable", cleanAll(outcome.unreadable)},
+      // Only of a bundle that stands: a failed run has said what is wrong.
+      {"cut_short", failed ? Json::array() : Json(cleanAll(lossTexts(LossKind::kCutShort)))},
+      {"unreadable", failed ? Json::array() : Json(cleanAll(lossTexts(LossKind::kUnreadable)))},
       {"redaction", m_pRedaction == nullptr
                         ? Json()
                         : Json{{"replaced", m_pRedaction->replaced}, {"left_out", m_pRedaction->leftOut}}},

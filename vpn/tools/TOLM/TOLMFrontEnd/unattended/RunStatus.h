@@ -51,6 +51,9 @@ class RunStatus {
   struct Item;
   [[nodiscard]] std::vector<std::vector<Item>> items() const;
   void digestFolder(const std::string& folder);
+  void omitLosses();
+  // Each once, in the words of the terminal, which names the first ten of them.
+  [[nodiscard]] std::vector<std::string> lossTexts(LossKind kind) const;
   void redactFiles();
 
   std::string m_strRequest;
@@ -63,6 +66,7 @@ class RunStatus {
   // bundle.
   std::map<std::string, std::vector<FileDigest>> m_Digests;
   std::vector<FileDigest> m_Documents;
+  std::string m_strWorkFolder;  // of a run that got as far as its bundle
 };
 
 }  // namespace halvo
