@@ -249,12 +249,26 @@ TEST(SamplesTest, EveryLookBackInTimeGoesByTheMomentThatARunIsTold) {
     const std::string text = readFile(sourcePath("samples/" + name));
     for (std::size_t at = text.find("--since"); at != std::string::npos; at = text.find("--since", at + 1)) {
       const std::string option = text.substr(at, 50);
-      EXPECT_TRUE(std::regex_search(option, std::regex("^--since \"\\$\\{TOLM_SINCE:-[0-9]+ days ago\\}\"")))
+      EXPECT_TRUE(std::regex_search(option, std::regex("^--since \"\\$\\{TOLM_SINCE:-2 days ago\\}\"")))
           << name << ": " << option;
       ++looks;
     }
   }
-  EXPECT_GE(looks, 5);
+  EXPECT_GE(looks, 7);
+}
+
+// Two of them listed all that there was, or a month.
+TEST(SamplesTest, EveryCommandThatListsWhatHappenedLooksBackNoFurtherThanItIsTold) {
+  std::set<std::string> found;
+  for (const std::string& line : commandLines()) {
+    static const std::regex kCommand("(^|[;|{&])\\s*(journalctl|dmesg|last|coredumpctl) ([^;|&]*)");
+    for (std::sregex_iterator it(line.begin(), line.end(), kCommand), end; it != end; ++it) {
+      EXPECT_NE((*it)[3].str().find("--since \"${TOLM_SINCE:-2 days ago}\" "), std::string::npos)
+          << it->str();
+      found.insert((*it)[2]);
+    }
+  }
+  EXPECT_THAT(found, ::testing::ElementsAre("coredumpctl", "dmesg", "journalctl", "last"));
 }
 
 TEST(WithoutSecretsTest, WhatIsNoSecretStaysToTheByte) {
