@@ -120,6 +120,23 @@ TEST_F(BundleCommandsTest, AReportIsNotWrittenOverItsBundle) {
   EXPECT_EQ(readFile("/opt/plain.zip"), before);
 }
 
+TEST_F(BundleCommandsTest, AReportIsNotWrittenOverItsRulesOrItsPassword) {
+  const std::string word = readFile("/opt/word");
+  const std::string rules = readFile(sourcePath("samples/rules/clock.xml"));
+  makeFolders("/opt/rules");
+  writeFile("/opt/rules/clock.xml", rules);
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"report", "/opt/secret.zip", "--password-file", "/opt/word", "-o", "/opt/word"},
+           {"report", "/opt/plain.zip", "--rules", "/opt/rules/clock.xml", "-o", "/opt/rules/clock.xml"},
+           {"report", "/opt/plain.zip", "--rules", "/opt/rules", "-o", "/opt/./rules/clock.xml"}}) {
+    const RunResult result = tmtolm(arguments);
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_THAT(result.err, HasSubstr("--output names the place of another file: "));
+  }
+  EXPECT_EQ(readFile("/opt/word"), word);
+  EXPECT_EQ(readFile("/opt/rules/clock.xml"), rules);
+}
+
 TEST_F(BundleCommandsTest, ShowTellsTheWholeTheItemAndTheFile) {
   EXPECT_THAT(tmtolm({"show", "/opt/plain.zip"}).out,
               AllOf(HasSubstr("Missing (1)"), HasSubstr("No file found with path matching: /opt/none/*"),

@@ -153,6 +153,79 @@ TEST_F(EndingsTest, RunsOfOneSecondEachGetANameOfTheirOwn) {
   }
 }
 
+// From the thread of the run nothing can be written any more, and the status of the run before told of a
+// success.
+TEST_F(EndingsTest, ARunThatASignalEndsLeavesNoStatusNotEvenAnOlderOne) {
+  writeFile(kConfig + "slow.xml", lastingDocument());
+  for (const int number : {SIGTERM, SIGKILL}) {
+    writeFile("/opt/out/status.json", "{\"code\": \"0x00000000\"}\n");
+    const RunResult result =
+        signalled(number, {"collect", "--bundle", "/opt/out/a.zip", "--status-json", "/opt/out/status.json"},
+                  [] { EXPECT_THAT(listFolder("/opt/out"), Not(Contains("status.json"))); });
+    EXPECT_EQ(result.signal, number);
+    EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+    if (const pid_t child = processIn("/opt/child"); number == SIGKILL && child > 0) {
+      kill(child, SIGKILL);
+    }
+  }
+}
+
+TEST_F(EndingsTest, AStatusInTheBundlesPlaceRunsNothing) {
+  writeFile(kConfig + "a.xml", itemDocument("Alpha", copyAction("/opt/logs/*.log")));
+  writeFile("/opt/documents/r.xml", "<request><file id=\"i\"/></request>");
+  writeFile("/opt/documents/word", "tiger\n");
+  writeFile("/opt/documents/key.asc", "key");
+  std::filesystem::create_hard_link("/opt/documents/r.xml", "/opt/documents/hard.xml");
+  std::filesystem::create_symlink("/opt/out", "/opt/documents/out");
+  writeFile("/opt/documents/there.zip", "old");
+  const std::string out = "/opt/out/x.zip";
+  const std::vector<std::vector<std::string>> all = {
+      {"--bundle", out, "--status-json", out},
+      {"--bundle", "/opt/out/x", "--status-json", out},
+      {"--bundle", out, "--status-json", "/opt/documents/out/../out/x.zip"},
+      {"--bundle", "/opt/documents/there.zip", "--status-json", "/opt/documents/./there.zip"},
+      {"--bundle", out, "--recipient", "/opt/documents/key.asc", "--status-json", out + ".gpg"},
+      {"--bundle", out + ".gpg", "--recipient", "/opt/documents/key.asc", "--status-json", out + ".gpg"},
+      {"--bundle", out, "--request", "/opt/documents/r.xml", "--status-json", "/opt/documents/r.xml"},
+      {"--bundle", out, "--request", "/opt/documents/r.xml", "--status-json", "/opt/documents/hard.xml"},
+      {"--bundle", out, "--password-file", "/opt/documents/word", "--status-json", "/opt/documents/word"},
+      {"--bundle", out, "--recipient", "/opt/documents/key.asc", "--status-json", "/opt/documents/key.asc"},
+      {"--bundle", "/opt/documents/there.zip", "--request", "/opt/documents/there.zip"},
+      {"--bundle", "/opt/documents/there.zip", "--password-file", "/opt/documents/there.zip"}};
+  for (std::vector<std::string> arguments : all) {
+    arguments.insert(arguments.begin(), "collect");
+    const RunResult result = tmtolm(arguments);
+    EXPECT_EQ(result.exitStatus, 2) << arguments.back() << result.out;
+    EXPECT_THAT(result.err, HasSubstr(" names the place of another file: "));
+  }
+  EXPECT_THAT(listFolder("/opt/out"), IsEmpty());
+  EXPECT_EQ(readFile("/opt/documents/r.xml"), "<request><file id=\"i\"/></request>");
+  EXPECT_EQ(readFile("/opt/documents/word"), "tiger\n");
+  EXPECT_EQ(readFile("/opt/documents/there.zip"), "old");
+}
+
+TEST_F(EndingsTest, AStatusUnderTheNameThatTheProgramChoosesLeavesTheBundleThere) {
+  writeFile(kConfig + "a.xml", itemDocument("Alpha", copyAction("/opt/logs/*.log")));
+  RunOptions options;
+  options.environment = {{"LD_PRELOAD", std::string(TOLM_TEST_BUILD_DIR) + "/tests/fixed_clock.so"}};
+  ASSERT_EQ(tmtolm({"collect", "--quiet", "--output-dir", "/opt/out"}, options).exitStatus, 0);
+  ASSERT_THAT(listFolder("/opt/out"), SizeIs(1));
+  const std::string path = "/opt/out/" + listFolder("/opt/out").front();
+  std::filesystem::remove(path);
+  const RunResult result =
+      tmtolm({"collect", "--quiet", "--output-dir", "/opt/out", "--status-json", path}, options);
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err, HasSubstr(": the bundle lies there\n"));
+  EXPECT_EQ(bundleContent(Reader::Unzip, path).count("Alpha/one.log"), 1U);
+}
+
+TEST_F(EndingsTest, ATrialsBundleTakesThePlaceOfNoDocument) {
+  const std::string document = itemDocument("Alpha", copyAction("/opt/logs/*.log"));
+  writeFile("/opt/documents/a.zip", document);
+  EXPECT_EQ(tmtolm({"try", "/opt/documents/a.zip", "--bundle", "/opt/documents/a"}).exitStatus, 2);
+  EXPECT_EQ(readFile("/opt/documents/a.zip"), document);
+}
+
 TEST_F(EndingsTest, NoJsonThatIsWrittenHoldsControlCharacters) {
   const std::string odd =
       "od\xc2\x9b"

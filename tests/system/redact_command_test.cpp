@@ -171,6 +171,8 @@ TEST_F(RedactCommandTest, NothingIsWrittenOverWhatIsReadOrWrittenElse) {
       {"--report", "/opt/./none.zip"},
       {"--map", "/opt/none.zip"},
       {"--map", "/opt/m", "--report", "/opt/m"},
+      {"--report", "/opt/word", "--password-file", "/opt/word"},
+      {"--map", "/opt/word", "--out-password-file", "/opt/word"},
       {"--report", "/opt/kept.rules", "--rules", "/opt/kept.rules"}};
   for (std::vector<std::string> arguments : all) {
     arguments.insert(arguments.begin(), {"redact", "/opt/plain.zip", "/opt/none.zip"});

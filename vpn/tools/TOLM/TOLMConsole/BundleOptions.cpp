@@ -1,8 +1,6 @@
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
-#include <system_error>
 
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
@@ -40,23 +38,6 @@ int BundleOptions::open(BundleReader& reader, const std::string& path) const {
     return kExitFailure;
   }
   return kExitSuccess;
-}
-
-bool isSamePlace(const std::string& one, const std::string& other) {
-  if (one.empty() || other.empty()) {
-    return false;
-  }
-  // Links on the way are followed; what isn't there yet stays as it is named.
-  std::error_code firstError;
-  std::error_code secondError;
-  const std::filesystem::path first = std::filesystem::weakly_canonical(one, firstError);
-  const std::filesystem::path second = std::filesystem::weakly_canonical(other, secondError);
-  if (firstError || secondError) {
-    return one == other;
-  }
-  // Two names of one file, too.
-  return first.lexically_normal() == second.lexically_normal() ||
-         (std::filesystem::equivalent(first, second, firstError) && !firstError);
 }
 
 void OneBundle::addPlace(CLI::App& app) {

@@ -29,6 +29,8 @@ class BundleOptions {
   // Opens a bundle; a failure is told on standard error and gives an exit status that isn't 0.
   [[nodiscard]] int open(BundleReader& reader, const std::string& path) const;
   [[nodiscard]] const std::string& password() const { return m_strPassword; }
+  // Empty for none.
+  [[nodiscard]] const std::string& passwordFile() const { return m_strPasswordFile; }
 
  private:
   std::string m_strPasswordFile;
@@ -37,9 +39,6 @@ class BundleOptions {
   std::string m_strPassword;
   bool m_bAskPassword = false;
 };
-
-// Whether two paths lead to one file, or would once it is written. An empty path leads nowhere.
-bool isSamePlace(const std::string& one, const std::string& other);
 
 class OneBundle {
  public:
@@ -52,6 +51,7 @@ class OneBundle {
   [[nodiscard]] int load();
   [[nodiscard]] const BundleContent& content() const { return m_Content; }
   [[nodiscard]] const std::string& path() const { return m_strPath; }
+  [[nodiscard]] const std::string& passwordFile() const { return m_Options.passwordFile(); }
 
  private:
   std::string m_strPath;

@@ -3,10 +3,12 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/FilePlaces.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
@@ -60,6 +62,9 @@ class CollectCommand : public ICommand {
 
   [[nodiscard]] int run() override {
     CollectSettings settings;
+    if (const std::string problem = findPlaceProblem(); !problem.empty()) {
+      return usageFailure(problem);
+    }
     // Ahead of the password: nobody should type one for a line that is refused.
     if (const std::string problem = m_Unattended.usageProblem(); !problem.empty()) {
       return usageFailure(problem);
@@ -118,6 +123,14 @@ class CollectCommand : public ICommand {
   }
 
  private:
+  [[nodiscard]] std::string findPlaceProblem() const {
+    std::vector<NamedFile> files = m_Unattended.namedFiles();
+    files.push_back({"--bundle", m_Unattended.bundleFile(m_strBundle), FileUse::kWritten});
+    files.push_back({"--request", m_strRequest, FileUse::kRead});
+    files.push_back({"--password-file", m_strPasswordFile, FileUse::kRead});
+    return placeProblem(files);
+  }
+
   std::string m_strRequest;        // empty for the default run
   std::string m_strBundle;         // empty for the default place
   std::string m_strPasswordFile;   // empty for none

@@ -11,6 +11,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/FilePlaces.h"
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
@@ -90,23 +91,14 @@ class RedactCommand : public ICommand {
   }
 
  private:
-  // What is written must take the place of nothing that is read, nor of anything else that is written.
-  [[nodiscard]] std::string placeProblem() const {
-    if (isSamePlace(m_strIn, m_strOut)) {
-      return "the new bundle would take the place of the old one";
-    }
-    for (const std::string* written : {&m_strMap, &m_strReport}) {
-      for (const std::string* other :
-           {&m_strIn, &m_strOut, &m_strRules, &m_strOutPasswordFile, &m_strMap, &m_strReport}) {
-        if (written != other && isSamePlace(*written, *other)) {
-          return std::string(written == &m_strMap ? "--map" : "--report") +
-                 " names the place of another file: " + *other;
-        }
-      }
-    }
-    return isSamePlace(m_strOut, m_strRules) || isSamePlace(m_strOut, m_strOutPasswordFile)
-               ? "the new bundle would take the place of a file that is read"
-               : "";
+  [[nodiscard]] std::string findPlaceProblem() const {
+    return placeProblem({{"OUT", m_strOut, FileUse::kWritten},
+                         {"--map", m_strMap, FileUse::kWritten},
+                         {"--report", m_strReport, FileUse::kWritten},
+                         {"IN", m_strIn, FileUse::kRead},
+                         {"--rules", m_strRules, FileUse::kRead},
+                         {"--out-password-file", m_strOutPasswordFile, FileUse::kRead},
+                         {"--password-file", m_Options.passwordFile(), FileUse::kRead}});
   }
 
   static int told(const std::string& failure, int status) {
@@ -138,7 +130,7 @@ class RedactCommand : public ICommand {
         options.keep.keep(kind);
       }
     }
-    if (const std::string problem = placeProblem(); !problem.empty()) {
+    if (const std::string problem = findPlaceProblem(); !problem.empty()) {
       return usageFailure(problem);
     }
     if (!m_strRules.empty()) {

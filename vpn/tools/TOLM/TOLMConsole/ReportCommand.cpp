@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/report/Report.h"
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/FilePlaces.h"
 #include "vpn/tools/TOLM/TOLMConsole/RuleOptions.h"
 
 namespace halvo {
@@ -33,6 +35,14 @@ class ReportCommand : public ICommand {
     }
     if (isSamePlace(m_Bundle.path(), m_strOutput)) {
       return usageFailure("the page would take the place of the bundle");
+    }
+    std::vector<NamedFile> files = {{"--output", m_strOutput, FileUse::kWritten},
+                                    {"--password-file", m_Bundle.passwordFile(), FileUse::kRead}};
+    for (const std::string& document : m_Rules.documents()) {
+      files.push_back({"--rules", document, FileUse::kRead});
+    }
+    if (const std::string problem = placeProblem(files); !problem.empty()) {
+      return usageFailure(problem);
     }
     if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;

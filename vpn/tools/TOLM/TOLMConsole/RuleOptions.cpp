@@ -53,30 +53,37 @@ void RuleOptions::addOption(CLI::App& app) {
       ->allow_extra_args(false);
 }
 
+std::vector<std::string> RuleOptions::documents() const {
+  std::vector<std::string> all;
+  for (const std::string& path : m_Paths) {
+    const std::vector<std::string> found = documentsOf(path);
+    all.insert(all.end(), found.begin(), found.end());
+  }
+  return all;
+}
+
 int RuleOptions::load(RuleSet& rules) const {
   if (m_Paths.empty()) {
     rules.addBuiltIn();
     return kExitSuccess;
   }
   int status = kExitSuccess;
-  for (const std::string& path : m_Paths) {
-    for (const std::string& document : documentsOf(path)) {
-      std::error_code error;
-      // A pipe without a writer would hold the program up.
-      std::ifstream file;
-      if (fs::is_regular_file(document, error)) {
-        file.open(document, std::ios::binary);
-      }
-      if (!file.is_open()) {
-        return usageFailure("the rules \"" + document + "\" can't be read");
-      }
-      std::ostringstream text;
-      text << file.rdbuf();
-      std::vector<RuleFault> faults;
-      rules.add(text.str(), faults);
-      for (const RuleFault& fault : faults) {
-        status = usageFailure(document + ":" + std::to_string(fault.line) + ": " + fault.text);
-      }
+  for (const std::string& document : documents()) {
+    std::error_code error;
+    // A pipe without a writer would hold the program up.
+    std::ifstream file;
+    if (fs::is_regular_file(document, error)) {
+      file.open(document, std::ios::binary);
+    }
+    if (!file.is_open()) {
+      return usageFailure("the rules \"" + document + "\" can't be read");
+    }
+    std::ostringstream text;
+    text << file.rdbuf();
+    std::vector<RuleFault> faults;
+    rules.add(text.str(), faults);
+    for (const RuleFault& fault : faults) {
+      status = usageFailure(document + ":" + std::to_string(fault.line) + ": " + fault.text);
     }
   }
   return status == kExitSuccess && rules.rules().empty() ? usageFailure("there is no rule in what was given")

@@ -23,6 +23,9 @@ class RuleOptions {
   // given. Returns an exit status; what is wrong with a document is told on standard error, by its line.
   [[nodiscard]] int load(RuleSet& rules) const;
 
+  // The files that load() reads, the documents of a folder one by one.
+  [[nodiscard]] std::vector<std::string> documents() const;
+
  private:
   std::vector<std::string> m_Paths;
 };

@@ -9,7 +9,9 @@
 #include "vpn/tools/TOLM/TOLMAuthoring/trial/TrialLook.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/FilePlaces.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 
 namespace halvo {
@@ -37,6 +39,9 @@ class TryCommand : public ICommand {
   }
 
   [[nodiscard]] int run() override {
+    if (const std::string problem = findPlaceProblem(); !problem.empty()) {
+      return usageFailure(problem);
+    }
     TrialFolder folder;
     if (const std::string problem = folder.add(m_Paths); !problem.empty()) {
       return usageFailure(problem);
@@ -80,6 +85,17 @@ class TryCommand : public ICommand {
   }
 
  private:
+  [[nodiscard]] std::string findPlaceProblem() const {
+    std::vector<NamedFile> files;
+    if (!m_strBundle.empty()) {
+      files.push_back({"--bundle", TOLMEngine::zipPath(m_strBundle), FileUse::kWritten});
+    }
+    for (const std::string& path : m_Paths) {
+      files.push_back({"PATH", path, FileUse::kRead});
+    }
+    return placeProblem(files);
+  }
+
   static void print(const char* heading, const std::vector<std::string>& lines) {
     if (!lines.empty()) {
       std::printf("%s\n", heading);

@@ -5,9 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/TOLMEngine.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/recipients/Recipients.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/BundleName.h"
@@ -61,6 +64,32 @@ void UnattendedOptions::addOptions(CLI::App& app, CLI::Option* bundle,
   app.add_flag("--nice", m_bNice, "Give way to everything else on the machine");
 }
 
+std::string UnattendedOptions::withoutEnding(const std::string& bundle) const {
+  const std::size_t ending = sizeof(kEncrypted) - 1;
+  const bool isEnding = !m_Keys.empty() && bundle.size() > ending &&
+                        bundle.compare(bundle.size() - ending, ending, kEncrypted) == 0;
+  return isEnding ? bundle.substr(0, bundle.size() - ending) : bundle;
+}
+
+std::string UnattendedOptions::bundleFile(const std::string& bundle) const {
+  return bundle.empty() ? ""
+                        : TOLMEngine::zipPath(withoutEnding(bundle)) + (m_Keys.empty() ? "" : kEncrypted);
+}
+
+std::vector<NamedFile> UnattendedOptions::namedFiles() const {
+  // Standard output may lead to a file that has a name.
+  std::vector<NamedFile> files = {
+      {"--status-json", statusOnOutput() ? "/dev/stdout" : m_strStatus, FileUse::kWritten}};
+  for (const std::string& key : m_Keys) {
+    std::error_code error;
+    // Otherwise it is a fingerprint.
+    if (std::filesystem::exists(key, error)) {
+      files.push_back({"--recipient", key, FileUse::kRead});
+    }
+  }
+  return files;
+}
+
 std::string UnattendedOptions::usageProblem() {
   if (!m_strLabel.empty()) {
     if (const std::string problem = labelProblem(m_strLabel); !problem.empty()) {
@@ -102,6 +131,13 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
     settings.begins = [this] { m_pStatus->plan(); };
   }
   RunOutcome outcome;
+  // Nothing can be written where a signal ends the run: no status is better than another run's.
+  if (const std::string problem = m_strStatus.empty() ? "" : m_StatusFile.removeOlder(); !problem.empty()) {
+    outcome.code = TOLMENGINE_ERROR_WRITE_FAILURE;
+    outcome.text = "an older status stands in the way, and nothing was run";
+    outcome.reason = problem;
+    return outcome;
+  }
   if (!m_Keys.empty()) {
     m_pRecipients = std::make_unique<Recipients>();
     if (const std::string problem = m_pRecipients->open(m_Keys); !problem.empty()) {
@@ -110,12 +146,7 @@ RunOutcome UnattendedOptions::prepare(CollectSettings& settings,
       outcome.reason = problem;
       return outcome;
     }
-    // Given with its ending, the name has it once.
-    const std::size_t size = settings.bundlePath.size();
-    const std::size_t ending = sizeof(kEncrypted) - 1;
-    if (size > ending && settings.bundlePath.compare(size - ending, ending, kEncrypted) == 0) {
-      settings.bundlePath.erase(size - ending);
-    }
+    settings.bundlePath = withoutEnding(settings.bundlePath);
     settings.bundleEnding = kEncrypted;
     settings.archiveWriter = [this](const std::string& folder, int file, const std::string& /*password*/,
                                     std::string& reason) {
@@ -130,6 +161,11 @@ int UnattendedOptions::report(const RunOutcome& outcome, int status) {
     m_pStatus->redact(*m_pRedaction);
   }
   if (!m_strStatus.empty() && m_pStatus) {
+    // Of a name that was the program's choice, nobody could know ahead of the run.
+    if (outcome.code == 0 && !statusOnOutput() && isSamePlace(m_strStatus, outcome.bundlePath)) {
+      printError("the status can't be written to \"" + m_strStatus + "\": the bundle lies there");
+      return kExitFailure;
+    }
     const std::vector<std::string> keys =
         m_pRecipients ? m_pRecipients->fingerprints() : std::vector<std::string>();
     if (const std::string problem = m_StatusFile.write(m_pStatus->json(outcome, keys)); !problem.empty()) {

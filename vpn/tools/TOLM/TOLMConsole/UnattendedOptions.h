@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "vpn/tools/TOLM/TOLMConsole/FilePlaces.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/unattended/ResultFile.h"
 
@@ -33,6 +34,12 @@ class UnattendedOptions {
   // `bundle` and `passwords` are the options that don't go together with some of these.
   void addOptions(CLI::App& app, CLI::Option* bundle, const std::vector<CLI::Option*>& passwords);
 
+  // Where the bundle will lie that was asked for as `bundle`; empty for a name of the
+  // program's own.
+  [[nodiscard]] std::string bundleFile(const std::string& bundle) const;
+  // The files that these options name.
+  [[nodiscard]] std::vector<NamedFile> namedFiles() const;
+
   // After a command line without faults, before anything is asked or run: what is wrong with it; empty if
   // nothing is. Opens the place of the status.
   [[nodiscard]] std::string usageProblem();
@@ -40,9 +47,10 @@ class UnattendedOptions {
   // Standard output belongs to the status.
   [[nodiscard]] bool statusOnOutput() const { return m_strStatus == "-"; }
 
-  // Completes the settings, takes the priority and finds the keys. Returns an outcome with a code where a
-  // key can't be used: nothing must be run then. `redaction` is that of a run whose bundle is redacted, by
-  // the settings' archive writer or, with keys, by the one that is put in its place; null for none.
+  // Completes the settings, takes the priority, removes an older status and finds the keys. Returns an
+  // outcome with a code where a status stays or a key can't be used: nothing must be run then. `redaction` is
+  // that of a run whose bundle is redacted, by the settings' archive writer or, with keys, by the one that is
+  // put in its place; null for none.
   [[nodiscard]] RunOutcome prepare(CollectSettings& settings,
                                    const std::shared_ptr<RedactedArchiveOutcome>& redaction);
 
@@ -51,6 +59,9 @@ class UnattendedOptions {
   [[nodiscard]] int report(const RunOutcome& outcome, int status);
 
  private:
+  // Without the ending that comes behind it with keys: given with it, the name has it once.
+  [[nodiscard]] std::string withoutEnding(const std::string& bundle) const;
+
   std::string m_strOutputDir;
   std::string m_strLabel;
   std::string m_strStatus;

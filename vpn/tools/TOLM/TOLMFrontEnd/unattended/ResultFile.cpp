@@ -146,6 +146,13 @@ int ResultFile::makeBeside(std::string& name) const {
   return -1;
 }
 
+std::string ResultFile::removeOlder() {
+  if (m_Stream || unlinkat(m_Folder.get(), m_strName.c_str(), 0) == 0 || errno == ENOENT) {
+    return "";
+  }
+  return problemOf(std::strerror(errno));
+}
+
 std::string ResultFile::write(const std::string& text) {
   std::string problem;
   if (m_Stream) {

@@ -1,10 +1,10 @@
 // ResultFile: where a text goes that a command leaves for others, such as the status of a run; found and
 // tried before the work.
 //
-// A reader meets an older text or the whole new one, which is the caller's alone to read (mode 0600): it is
-// written beside its name and renamed. A link there is replaced, not followed, for the folder may be another
-// user's; but for the names of the process's own descriptors (/dev/stdout, /dev/fd/3), which are links
-// everywhere. For one text, on one thread. Operations return a text for people, empty on success.
+// A reader meets an older text, none, or the whole new one, which is the caller's alone to read (mode 0600):
+// it is written beside its name and renamed. A link there is replaced, not followed, for the folder may be
+// another user's; but for the names of the process's own descriptors (/dev/stdout, /dev/fd/3), which are
+// links everywhere. For one text, on one thread. Operations return a text for people, empty on success.
 
 #pragma once
 
@@ -27,6 +27,9 @@ class ResultFile {
 
   // Looks whether the text can be written to `path`; "-" is standard output. Leaves nothing there.
   [[nodiscard]] std::string open(const std::string& path);
+  // Once it is open: removes the text of an earlier time, so that a program that ends without writing, as by
+  // a signal, leaves none that could pass for its own. A stream has none.
+  [[nodiscard]] std::string removeOlder();
   // Once it is open.
   [[nodiscard]] std::string write(const std::string& text);
 

@@ -103,6 +103,22 @@ TEST_F(ResultFileTest, ANewFileIsForItsOwnerAlone) {
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
+TEST_F(ResultFileTest, AnOlderTextIsRemovedAndALinkIsNotFollowed) {
+  test::writeFile(path(), "old");
+  test::writeFile(m_Folder.file("other"), "other");
+  ResultFile status("the status", ResultFile::Streams::kTaken);
+  ASSERT_EQ(status.open(path()), "");
+  EXPECT_EQ(status.removeOlder(), "");
+  EXPECT_FALSE(test::exists(path()));
+  // None is there.
+  EXPECT_EQ(status.removeOlder(), "");
+  ASSERT_EQ(symlink("other", path().c_str()), 0);
+  EXPECT_EQ(status.removeOlder(), "");
+  EXPECT_EQ(test::readFile(m_Folder.file("other")), "other");
+  EXPECT_EQ(status.write("new"), "");
+  EXPECT_EQ(test::readFile(path()), "new");
+}
+
 TEST_F(ResultFileTest, TheNameOfADescriptorMeansThatDescriptor) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
