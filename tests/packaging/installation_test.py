@@ -103,6 +103,8 @@ class InstallationTest(unittest.TestCase):
     """One life of an installation; the tests run in the order of their names and build on each other."""
 
     maxDiff = None
+    # Beside what the packages hold: a document of the administrator's, and what dpkg has put beside two others.
+    OTHERS = {f"{CONFIG}/own.xml", f"{CONFIG}/client.xml.dpkg-dist", f"{CONFIG}/user.xml.dpkg-dist"}
 
     @classmethod
     def setUpClass(cls):
@@ -122,10 +124,11 @@ class InstallationTest(unittest.TestCase):
             shutil.copy(package(name), offered)
             cls.names[name] = package(name).name
 
-        # The version before: one document reads otherwise, and one is there no more.
+        # The version before: documents read otherwise, one that nobody changes and two that somebody will.
         def older(tree):
-            for document in (tree / CONFIG[1:]).glob("network.xml"):
-                document.write_text("<config><configure><title>Older</title></configure></config>\n", encoding="utf-8")
+            for name in ("network.xml", "client.xml", "user.xml"):
+                (tree / CONFIG[1:] / name).write_text(
+                    "<config><configure><title>Older</title></configure></config>\n", encoding="utf-8")
         cls.before = [repacked("tolm-console", "0.9.0", older)]
         cls.before += [repacked(name, "0.9.0", lambda tree: None) for name in ("tolm", "tolm-doc")]
 
@@ -184,10 +187,14 @@ class InstallationTest(unittest.TestCase):
                   "cat /tmp/wizard.log")
         result = in_root(script, user="tester", timeout=300)
         self.assertRegex(result.stdout, r"/home/tester/Desktop/TOLMBundle_\d{4}_\d{4}\.zip", result.stdout)
+        self.assertEqual(self.added(), self.all_files())
 
     def test_5_an_upgrade_keeps_what_was_changed_and_takes_what_was_not(self):
+        # Both have changed it: the administrator, and the new version.
         changed = pathlib.Path(f"{ROOT}{CONFIG}/client.xml")
-        changed.write_text(changed.read_text(encoding="utf-8") + "<!-- ours -->\n", encoding="utf-8")
+        self.assertIn("Older", changed.read_text(encoding="utf-8"))
+        ours = changed.read_text(encoding="utf-8") + "<!-- ours -->\n"
+        changed.write_text(ours, encoding="utf-8")
         own = pathlib.Path(f"{ROOT}{CONFIG}/own.xml")
         own.write_text("<config/>", encoding="utf-8")
         deleted = pathlib.Path(f"{ROOT}{CONFIG}/user.xml")
@@ -195,16 +202,19 @@ class InstallationTest(unittest.TestCase):
 
         self.install(self.names.values())
 
-        self.assertTrue(changed.read_text(encoding="utf-8").endswith("<!-- ours -->\n"))
+        self.assertEqual(changed.read_text(encoding="utf-8"), ours)
+        # What the new version has lies beside it, where no run reads it.
+        offered = pathlib.Path(f"{changed}.dpkg-dist").read_text(encoding="utf-8")
+        self.assertIn("<title>Client</title>", offered)
         self.assertEqual(own.read_text(encoding="utf-8"), "<config/>")
         self.assertFalse(deleted.exists())
         self.assertNotIn("Older", pathlib.Path(f"{ROOT}{CONFIG}/network.xml").read_text(encoding="utf-8"))
-        self.assertEqual(self.added(), self.all_files() - {f"{CONFIG}/user.xml"} | {f"{CONFIG}/own.xml"})
+        self.assertEqual(self.added(), self.all_files() - {f"{CONFIG}/user.xml"} | self.OTHERS)
 
     def test_6_a_removal_leaves_the_documents_alone(self):
         in_root("dpkg --remove tolm tolm-console tolm-doc")
         left = {path for path in self.all_files() if path.startswith(CONFIG)}
-        self.assertEqual(self.added(), left - {f"{CONFIG}/user.xml"} | {f"{CONFIG}/own.xml"})
+        self.assertEqual(self.added(), left - {f"{CONFIG}/user.xml"} | self.OTHERS)
 
     def test_7_a_purge_leaves_nothing_but_what_is_not_ours(self):
         in_root("dpkg --purge tolm tolm-console tolm-doc")

@@ -1,12 +1,16 @@
 """The manual pages: their form, and that they tell the options that the programs have."""
 
+import os
 import re
+import signal
+import subprocess
 import unittest
 
 import support
-from support import SOURCE, help_text, options, run, subcommands
+from support import PROGRAMS, SOURCE, help_text, options, run, subcommands
 
 PAGES = SOURCE / "packaging/man"
+WIZARD = PROGRAMS / "tmtolmui"
 
 
 def told():
@@ -80,6 +84,75 @@ class ManualTest(unittest.TestCase):
                 file.parent.mkdir(parents=True, exist_ok=True)
                 file.write_text(example, encoding="utf-8")
                 run([support.TMTOLM, "check", file])
+
+
+class WizardManualTest(unittest.TestCase):
+    """The page of the wizard, held against the program and its entry in the menu."""
+
+    def setUp(self):
+        self.text = (PAGES / "tmtolmui.1").read_text(encoding="utf-8")
+
+    def part(self, name):
+        return self.text.split(f"\n.Sh {name}\n")[1].split("\n.Sh ")[0]
+
+    @staticmethod
+    def environment():
+        shown = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")
+        return {name: value for name, value in os.environ.items() if name not in shown}
+
+    def opened(self, *arguments):
+        """The exit status of a wizard that has opened its window and then was told to end."""
+        with subprocess.Popen([WIZARD, "-platform", "offscreen", *arguments], env=self.environment(),
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as child:
+            try:
+                # It takes the signal once the window is there.
+                for _ in range(1200):
+                    with open(f"/proc/{child.pid}/status", encoding="utf-8") as file:
+                        caught = int(re.search("^SigCgt:\t(.*)$", file.read(), re.M)[1], 16)
+                    if caught & 1 << signal.SIGTERM - 1 or child.poll() is not None:
+                        break
+                    signal.sigtimedwait([signal.SIGUSR1], 0.05)
+                child.terminate()
+                return child.wait(timeout=30)
+            finally:
+                child.kill()
+
+    def test_the_page_tells_the_exit_status(self):
+        self.assertEqual(self.part("EXIT STATUS").split("\n")[0],
+                         "Always 0, unless the window cannot be opened.")
+        self.assertEqual(self.opened(), 0)
+        result = run([WIZARD], check=False, timeout=30, env=self.environment())
+        self.assertNotEqual(result.returncode, 0)
+
+    def test_the_page_tells_the_options(self):
+        self.assertEqual(set(re.findall(r"\.Fl (\S+)", self.text)), {"platform"})
+        self.assertIn("The wizard has no options of its own.", self.text)
+        # That of the toolkit is read, and what would be an option of its own is none.
+        result = run([WIZARD, "-platform", "nowhere"], check=False, timeout=30, env=self.environment())
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("nowhere", result.stdout)
+        for option in ("--help", "--version", "--bundle", "--request"):
+            with self.subTest(option):
+                self.assertEqual(self.opened(option), 0)
+
+    def test_the_page_tells_the_entry_of_the_menu(self):
+        entry = (SOURCE / "packaging/com.halvo.tessarmont.tolm.desktop.in").read_text(encoding="utf-8")
+        name = re.search("^Name=(.*)$", entry, re.M)[1]
+        self.assertIn(f".Dq {name} .\n", self.text)
+        program = re.search("^Exec=(.*)$", entry, re.M)[1].replace("@CMAKE_INSTALL_PREFIX@", "/opt/halvo/tessarmont")
+        self.assertEqual(self.part("SYNOPSIS").strip(), f".Nm {program}")
+
+    def test_the_page_names_places_and_variables_that_the_program_has(self):
+        data = WIZARD.read_bytes()
+        variables = re.findall(r"\w+", " ".join(re.findall(r"\.It Ev (.*)", self.part("ENVIRONMENT"))))
+        self.assertEqual(variables, ["HOME", "LC_ALL", "LC_MESSAGES", "LANG"])
+        for variable in variables:
+            self.assertRegex(data, rb"[\0$]" + variable.encode() + rb"[\0/]", variable)
+        folders = re.findall(r"\.Pa (/opt/\S+/)\n", self.text)
+        self.assertEqual(folders, ["/opt/halvo/tessarmont/tolm/xml/config/"])
+        for text in (b"/opt/halvo/tessarmont/", b"xml/config/", b"$HOME/Desktop/", b"TOLMBundle", b"l10n", b"LC_MESSAGES",
+                     b"Tessarmont"):
+            self.assertIn(text, data)
 
 
 if __name__ == "__main__":

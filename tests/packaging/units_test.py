@@ -16,7 +16,7 @@ from support import SOURCE, TMTOLM, WORK, options, run
 UNITS = SOURCE / "packaging/systemd"
 
 # The figures that docs/administration.md tells, from 0 (touches nothing) to 10.
-EXPOSURE = {"tolm-collect.service": 1.5, "user/tolm-collect.service": 6.4}
+EXPOSURE = {"tolm-collect.service": 1.4, "user/tolm-collect.service": 6.4}
 
 
 class UnitsTest(unittest.TestCase):
@@ -86,6 +86,9 @@ cp {units}/tolm-collect.* etc/systemd/system/
 cp {offered}/judge.service etc/systemd/system/
 cp {offered}/judge.sh usr/local/bin/judge
 cp -r {units}/user {place}/root/usr/local/share/tolm-user-units
+mkdir etc/tolm
+cp {offered}/support.asc etc/tolm/
+cp {offered}/with-key.conf {offered}/keep-small.conf {place}/root/usr/local/share/
 exec systemd-nspawn --quiet --directory={place}/root --register=no --keep-unit --private-network \
   --bind={results}:/results --boot systemd.unit=judge.service
 """
@@ -106,6 +109,15 @@ set -x
 systemctl start tolm-collect.service; echo $? >/results/system.status
 journalctl --no-pager -u tolm-collect >/results/system.journal
 cp -r /var/lib/private/tolm /results/system
+mkdir /etc/systemd/system/tolm-collect.service.d
+cp /usr/local/share/with-key.conf /etc/systemd/system/tolm-collect.service.d/
+rm /var/lib/private/tolm/*
+systemctl daemon-reload
+systemctl start tolm-collect.service; echo $? >/results/sealed.status
+journalctl --no-pager -u tolm-collect >/results/sealed.journal
+cp -r /var/lib/private/tolm /results/sealed
+systemd-tmpfiles --clean /usr/local/share/keep-small.conf; echo $? >/results/tmpfiles.status
+ls /var/lib/private/tolm >/results/tmpfiles.left
 for place in /etc /opt /home /usr /tmp; do ls -d $place/made $place/of-the-run; done >/results/system.made 2>/dev/null
 useradd --create-home --uid 4321 --groups systemd-journal ann
 mkdir -p /home/ann/.config/systemd /run/systemd/system/user@4321.service.d
@@ -122,6 +134,19 @@ systemctl poweroff --force
 """
 
 
+def with_key():
+    """What the unit has in a comment, for those who encrypt to a key."""
+    text = (UNITS / "tolm-collect.service").read_text(encoding="utf-8")
+    line = re.search("^#(ExecStart=.* --recipient .*)$", text, re.M)[1]
+    return f"[Service]\nExecStart=\n{line}\n"
+
+
+def keep_small():
+    """The guide's line for tmpfiles.d, for files of any age: none of the machine's is two weeks old."""
+    guide = (SOURCE / "docs/administration.md").read_text(encoding="utf-8")
+    return re.search("^(e /var/lib/.*) 14d$", guide, re.M)[1] + " 0\n"
+
+
 class BootedTest(unittest.TestCase):
     """Both units, started once by a systemd that has this machine's files."""
 
@@ -133,7 +158,14 @@ class BootedTest(unittest.TestCase):
         cls.results = folder / "results"
         for name in ("results", "place", "offered"):
             (folder / name).mkdir()
-        for name, text in {"state.xml": DOCUMENT, "judge.service": JUDGE_SERVICE, "judge.sh": JUDGE}.items():
+        cls.home = folder / "reader"
+        cls.home.mkdir(mode=0o700)
+        cls.addClassCleanup(run, ["gpgconf", "--homedir", cls.home, "--kill", "all"], check=False)
+        run(["gpg", "--homedir", cls.home, "--batch", "--quiet", "--passphrase", "", "--quick-generate-key", "support",
+             "future-default", "default", "never"])
+        key = run(["gpg", "--homedir", cls.home, "--batch", "--armor", "--export", "support"]).stdout
+        for name, text in {"state.xml": DOCUMENT, "judge.service": JUDGE_SERVICE, "judge.sh": JUDGE, "support.asc": key,
+                           "with-key.conf": with_key(), "keep-small.conf": keep_small()}.items():
             (folder / "offered" / name).write_text(text, encoding="utf-8")
         machine = MACHINE.format(place=folder / "place", offered=folder / "offered", results=cls.results, units=UNITS,
                                  program=TMTOLM)
@@ -149,14 +181,18 @@ class BootedTest(unittest.TestCase):
         path = self.results / name
         return path.read_text(encoding="utf-8", errors="replace") if path.exists() else f"no {name}"
 
-    def bundle(self, name):
-        """The files of the bundle that a unit has made."""
+    def made(self, name, ending):
+        """The bundle that a unit has made, and its status."""
         self.assertEqual(self.result(f"{name}.status").strip(), "0", self.read(f"{name}.journal"))
         status = json.loads(self.result(f"{name}/status.json"))
         self.assertEqual(status["code"], "0x00000000")
-        found = list((self.results / name).glob("*.zip"))
+        found = list((self.results / name).glob("*" + ending))
         self.assertEqual([path.name for path in found], [os.path.basename(status["bundle"]["path"])])
-        with zipfile.ZipFile(found[0]) as bundle:
+        return found[0], status
+
+    def bundle(self, name):
+        """The files of the bundle that a unit has made."""
+        with zipfile.ZipFile(self.made(name, ".zip")[0]) as bundle:
             return {entry: bundle.read(entry).decode(errors="replace") for entry in bundle.namelist()}
 
     def test_the_unit_of_the_system_gathers_in_its_sandbox(self):
@@ -167,6 +203,20 @@ class BootedTest(unittest.TestCase):
         self.assertIn("systemd", files["Unit/ps_result.txt"])
         self.assertIn("systemd[1]", files["Unit/journalctl_result.txt"])
         self.assertNotIn("without one", self.result("system.journal"), "the run has no lock")
+
+    def test_the_unit_of_the_system_encrypts_to_a_key_in_its_sandbox(self):
+        path, status = self.made("sealed", ".zip.gpg")
+        self.assertEqual(len(status["bundle"]["recipients"]), 1)
+        self.assertEqual([name.name for name in (self.results / "sealed").glob("*.zip")], [])
+        plain = self.results / "plain.zip"
+        run(["gpg", "--homedir", self.home, "--batch", "--quiet", "--output", plain, "--decrypt", path])
+        with zipfile.ZipFile(plain) as bundle:
+            self.assertIn("LOOPBACK", bundle.read("Unit/ip_result.txt").decode())
+
+    # The folder that the unit names is a link, which nothing follows that removes what is old.
+    def test_the_line_of_the_guide_keeps_the_folder_of_the_unit_small(self):
+        self.assertEqual(self.result("tmpfiles.status").strip(), "0")
+        self.assertEqual(self.result("tmpfiles.left"), "")
 
     def test_the_unit_of_the_system_changes_nothing_outside_of_its_folder(self):
         files = self.bundle("system")
