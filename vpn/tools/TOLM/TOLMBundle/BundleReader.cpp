@@ -19,6 +19,7 @@ namespace {
 // Fields of an entry, PKWARE APPNOTE.TXT, sections 4.4.4 and 4.4.5.
 constexpr uLong kEncryptedFlag = 1;
 constexpr uLong kStrongFlag = 0x40;
+constexpr uLong kUtf8Flag = 0x800;
 constexpr uLong kStored = 0;
 constexpr uLong kDeflated = 8;
 constexpr uLong kOtherEncryption = 99;
@@ -184,6 +185,7 @@ std::string BundleReader::readTable() {
     entry.internalAttributes = static_cast<std::uint32_t>(information.internal_fa);
     entry.externalAttributes = static_cast<std::uint32_t>(information.external_fa);
     entry.encrypted = (information.flag & kEncryptedFlag) != 0;
+    entry.hasUtf8Name = (information.flag & kUtf8Flag) != 0;
     entry.deflated = information.compression_method == kDeflated;
     entry.fault = faultOf(entry, information);
     // Entries that share their bytes are how a small bomb holds petabytes.

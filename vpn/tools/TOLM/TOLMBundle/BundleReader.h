@@ -40,7 +40,8 @@ struct BundleEntryInfo {
   std::uint32_t internalAttributes = 0;
   std::uint32_t externalAttributes = 0;
   bool encrypted = false;
-  bool deflated = false;  // stored as it is if not
+  bool hasUtf8Name = false;  // as its record says, section 4.4.4; readers take it for an old set otherwise
+  bool deflated = false;     // stored as it is if not
   // Why the entry can't be opened, one line without its name; empty if it can.
   std::string fault;
 

@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::size_t kLongestName = 0xffff;
 constexpr int kMemoryLevel = 8;
+constexpr unsigned long kUtf8Flag = 0x800;
 // From here on a size needs the ZIP64 form. Packed bytes may be a little more than the content.
 constexpr std::uint64_t kLargeSize = 0xf0000000;
 
@@ -83,11 +84,11 @@ std::string BundleWriter::beginEntry(const BundleEntryInfo& information, bool pa
   fields.internal_fa = information.internalAttributes;
   fields.external_fa = information.externalAttributes;
   const bool stored = packed && !information.deflated;
-  if (zipOpenNewFileInZip3_64(m_pArchive, information.name.c_str(), &fields, nullptr, 0, nullptr, 0, nullptr,
-                              stored ? 0 : Z_DEFLATED, Z_BEST_COMPRESSION, packed ? 1 : 0, -MAX_WBITS,
-                              kMemoryLevel, Z_DEFAULT_STRATEGY,
-                              m_strPassword.empty() ? nullptr : m_strPassword.c_str(), information.crc,
-                              information.size >= kLargeSize ? 1 : 0) != ZIP_OK) {
+  if (zipOpenNewFileInZip4_64(
+          m_pArchive, information.name.c_str(), &fields, nullptr, 0, nullptr, 0, nullptr,
+          stored ? 0 : Z_DEFLATED, Z_BEST_COMPRESSION, packed ? 1 : 0, -MAX_WBITS, kMemoryLevel,
+          Z_DEFAULT_STRATEGY, m_strPassword.empty() ? nullptr : m_strPassword.c_str(), information.crc, 0,
+          information.hasUtf8Name ? kUtf8Flag : 0, information.size >= kLargeSize ? 1 : 0) != ZIP_OK) {
     return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
   }
   return "";

@@ -29,9 +29,9 @@ class BundleWriter {
   // that stands there (a folder, a pipe) is refused.
   [[nodiscard]] std::string open(const std::string& path, const std::string& password);
 
-  // An entry with the name, time and attributes of `information`; its other fields aren't looked at, but:
-  // `crc` must be that of the content where there is a password (it goes into the encryption's header), and
-  // `size` must not be smaller than the content where that is 4 GiB or more.
+  // An entry with the name (and what it is written in), time and attributes of `information`; its other
+  // fields aren't looked at, but: `crc` must be that of the content where there is a password (it goes into
+  // the encryption's header), and `size` must not be smaller than the content where that is 4 GiB or more.
   [[nodiscard]] std::string begin(const BundleEntryInfo& information);
   [[nodiscard]] std::string write(const char* data, std::size_t size);
   [[nodiscard]] std::string end();

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -77,6 +78,7 @@ std::string writeRedacted(const std::string& folder, const std::string& out, con
   RedactOptions options;
   options.outPath = out;
   options.password = password;
+  options.hosts = outcome.hosts;
   BundleRedactor redactor(reader, outcome.standIns, options);
   if (std::string problem = redactor.run(); !problem.empty()) {
     return problem;
@@ -89,6 +91,14 @@ std::string writeRedacted(const std::string& folder, const std::string& out, con
 }
 
 }  // namespace
+
+std::vector<std::string> namesOfThisMachine() {
+  std::array<char, 256> name = {};
+  if (gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') {
+    return {};
+  }
+  return {name.data()};
+}
 
 std::string RedactedArchiveOutcome::redact(const std::string& text) {
   static const KnownNames kNone;

@@ -18,13 +18,17 @@
 
 namespace halvo {
 
+// What this machine is called; empty where the system doesn't tell.
+std::vector<std::string> namesOfThisMachine();
+
 // What was done, for who asks afterwards.
 struct RedactedArchiveOutcome {
   std::uint64_t replaced = 0;  // places
   std::uint64_t leftOut = 0;   // files that aren't text
   std::vector<RedactedEntry> entries;
   StandIns standIns;
-  std::shared_ptr<const KnownNames> known;  // null until the archive is made
+  std::vector<std::string> hosts = namesOfThisMachine();  // to be found in all texts
+  std::shared_ptr<const KnownNames> known;                // null until the archive is made
 
   // A text about the run, without what identifies people and machines. Before the archive is made the names
   // that it gives away aren't known: only what tells itself by its look is found then.

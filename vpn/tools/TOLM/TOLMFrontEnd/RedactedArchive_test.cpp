@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <array>
 #include <filesystem>
 
 #include "tests/support/BundleReader.h"
@@ -15,6 +18,7 @@ namespace halvo {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 
 class RedactedArchiveTest : public testing::Test {
@@ -45,6 +49,33 @@ TEST_F(RedactedArchiveTest, TheArchiveIsRedactedAndThePlainOneIsGone) {
   EXPECT_EQ(2U, m_pOutcome->replaced);
   EXPECT_FALSE(std::filesystem::exists(m_temp.file("work/.plain.zip")));
   EXPECT_FALSE(std::filesystem::exists(m_temp.file("work/.redacted.zip")));
+}
+
+TEST_F(RedactedArchiveTest, TheMachinesOwnNameIsFoundInAllForms) {
+  test::writeFile(m_temp.file("work/Logs/b.log"),
+                  "Linux nb-jd-44 6.18\nNB-JD-44 nb-jd-44.acme.de x-snb-jd-44\n");
+  m_pOutcome->hosts = {"nb-jd-44.acme.de"};
+  ASSERT_EQ(0U, write(m_temp.file("out.zip"), "")) << m_strReason;
+  const auto content = test::bundleContent(test::Reader::Python, m_temp.file("out.zip"));
+  EXPECT_THAT(
+      content.at("Logs/b.log"),
+      MatchesRegex("Linux (host-.{10}) 6.18\nhost-.{10} host-.{10}\\.host-.{10}\\.example x-snb-jd-44\n"));
+}
+
+TEST_F(RedactedArchiveTest, ANameThatIsAnOrdinaryWordTouchesNoTexts) {
+  test::writeFile(m_temp.file("work/Logs/b.log"), "the debian package, localhost\n");
+  for (const std::string name : {"debian", "localhost", "localhost.localdomain", "linux", ""}) {
+    m_pOutcome->hosts = {name};
+    ASSERT_EQ(0U, write(m_temp.file("out.zip"), "")) << m_strReason;
+    const auto content = test::bundleContent(test::Reader::Python, m_temp.file("out.zip"));
+    EXPECT_EQ("the debian package, localhost\n", content.at("Logs/b.log")) << name;
+  }
+}
+
+TEST_F(RedactedArchiveTest, ARunKnowsTheMachinesName) {
+  std::array<char, 256> name = {};
+  ASSERT_EQ(0, gethostname(name.data(), name.size() - 1));
+  EXPECT_THAT(m_pOutcome->hosts, testing::ElementsAre(std::string(name.data())));
 }
 
 TEST_F(RedactedArchiveTest, TheRedactedArchiveIsEncrypted) {

@@ -13,6 +13,7 @@
 
 #include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -257,11 +258,26 @@ std::string BundleRedactor::firstWalk() {
     redactor.useRules(*m_rOptions.rules);
     m_rOptions.rules->addNames(all);
   }
+  for (const std::string& host : m_rOptions.hosts) {
+    learnHost(host, all);
+  }
   for (const BundleEntryInfo& entry : m_rIn.entries()) {
     redactPath(redactor, entry.name);
   }
   m_pKnown = std::make_shared<KnownNames>(all, m_rStandIns);
   return {};
+}
+
+// In full, by its first part and its domain.
+void BundleRedactor::learnHost(const std::string& host, NameCollector& names) const {
+  const HostParts parts = splitHost(host);
+  for (const std::string_view name :
+       {std::string_view(host), std::string_view(host).substr(0, host.find('.')), parts.base}) {
+    if (!name.empty() && isHostText(name) &&
+        (m_rOptions.rules == nullptr || !m_rOptions.rules->keeps(name))) {
+      names.add(RedactKind::kHost, name);
+    }
+  }
 }
 
 // Finds out whether an entry is text and which names it gives away.
@@ -338,7 +354,7 @@ void BundleRedactor::nameEntries() {
     Entry& entry = m_Entries[i];
     const RedactCounts before = redactor.counts();
     entry.name = redactPath(redactor, m_rIn.entries()[i].name);
-    for (std::size_t kind = 0; kind < kRedactKindCount; ++kind) {
+    for (std::size_t kind = 0; kind < kRedactKindCount && entry.name != m_rIn.entries()[i].name; ++kind) {
       entry.counts.places[kind] += redactor.counts().places[kind] - before.places[kind];
     }
     const bool isOld = entry.name == m_rIn.entries()[i].name;  // twice in the bundle itself stays so
@@ -381,10 +397,13 @@ std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, 
       return systemFailure("the bundle can't be written");
     }
   }
-  entry.counts.add(redactor.counts());
   entry.size = packer.size();
   entry.packedSize = packer.packedSize();
   entry.crc = packer.crc();
+  // What was redacted before has marks in which nothing is new.
+  if (entry.size != m_rIn.entries()[index].size || entry.crc != m_rIn.entries()[index].crc) {
+    entry.counts.add(redactor.counts());
+  }
   entry.spool = spoolNumber;
   entry.offset = spool.size;
   spool.size += packer.packedSize();

@@ -35,6 +35,8 @@ struct RedactOptions {
   std::string password;  // of the new bundle; empty for none
   RedactKeep keep;
   bool keepBinary = false;
+  std::vector<std::string>
+      hosts;  // names of the machine, where they are known otherwise; common words aren't
   const RedactRules* rules = nullptr;  // borrowed; may be null
   unsigned threads = 0;                // 0: as many as processors
 };
@@ -96,6 +98,7 @@ class BundleRedactor {
 
   std::string firstWalk();
   void learn(std::size_t index, EntryReader& reader, NameCollector& names);
+  void learnHost(const std::string& host, NameCollector& names) const;
   std::string secondWalk();
   std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool);
   std::string redactSummary();

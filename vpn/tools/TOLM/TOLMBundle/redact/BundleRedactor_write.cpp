@@ -111,7 +111,9 @@ std::string BundleRedactor::redactSummary() {
       }
       m_strSummary = summaryText(summary);
     }
-    entry.counts.add(redactor.counts());
+    if (m_strSummary != text) {
+      entry.counts.add(redactor.counts());
+    }
   }
   return {};
 }

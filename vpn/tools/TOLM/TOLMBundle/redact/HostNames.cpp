@@ -26,11 +26,11 @@ const Words& strongDomains() {
       "gw", "gy", "hk", "hm", "hn", "hr", "ht", "hu", "ie", "il", "im", "io", "iq", "ir", "it", "je", "jm",
       "jo", "jp", "ke", "kg", "kh", "ki", "km", "kn", "kp", "kr", "kw", "ky", "kz", "lb", "lc", "li", "lk",
       "lr", "ls", "lt", "lu", "lv", "ly", "ma", "mc", "mg", "mh", "mn", "mq", "mr", "mt", "mu", "mv", "mw",
-      "mx", "mz", "na", "nc", "ne", "nf", "ng", "ni", "nl", "np", "nr", "nu", "nz", "om", "pa", "pe", "pf",
-      "pg", "ph", "pk", "pn", "pr", "pt", "pw", "qa", "re", "ro", "ru", "rw", "sa", "sb", "sc", "sd", "se",
-      "sg", "si", "sk", "sl", "sm", "sn", "sr", "st", "su", "sv", "sx", "sy", "sz", "tc", "td", "tg", "th",
-      "tj", "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug", "uk", "us", "uy", "uz", "va", "vc",
-      "ve", "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
+      "mx", "mz", "na", "nc", "ne", "nf", "ng", "ni", "nl", "np", "nu", "nz", "om", "pa", "pe", "pf", "pg",
+      "ph", "pk", "pn", "pr", "pt", "pw", "qa", "re", "ro", "ru", "rw", "sa", "sb", "sc", "sd", "se", "sg",
+      "si", "sk", "sl", "sm", "sn", "sr", "st", "su", "sv", "sx", "sy", "sz", "tc", "td", "tg", "th", "tj",
+      "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug", "uk", "us", "uy", "uz", "va", "vc", "ve",
+      "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
       // Newer ones that are seen in logs.
       "agency", "ai", "app", "berlin", "blog", "bayern", "cloud", "consulting", "dev", "domains",
       "engineering", "enterprises", "expert", "finance", "fyi", "gmbh", "hamburg", "hosting", "inc",
@@ -59,7 +59,7 @@ const Words& weakDomains() {
       "no",       "pl",       "pm",        "ps",      "pub",      "py",    "rs",    "run",    "sh",
       "so",       "tf",       "tk",        "to",      "vi",       "zip",   "bar",   "link",   "live",
       "network",  "host",     "page",      "win",     "top",      "work",  "tools", "team",   "today",
-      "watch",    "data",     "download",  "cat",     "gt"};
+      "watch",    "data",     "download",  "cat",     "gt",       "nr"};
   return words;
 }
 
@@ -73,9 +73,9 @@ const Words& secondLevels() {
 // Code and files that end like a domain.
 const Words& otherThings() {
   static const Words words = {
-      "java.net",  "javax.net",  "java.io",   "asp.net",     "vb.net",       "ado.net",
-      "socket.io", "system.net", "system.io", "android.net", "rc.local",     "org.apache.commons.net",
-      "next.js",   "conf.d",     "sun.net",   "log.io",      "microsoft.net"};
+      "java.net",  "javax.net",  "java.io",   "asp.net",     "vb.net",   "ado.net",
+      "socket.io", "system.net", "system.io", "android.net", "rc.local", "org.apache.commons.net",
+      "issue.net", "next.js",    "conf.d",    "sun.net",     "log.io",   "microsoft.net"};
   return words;
 }
 
@@ -110,16 +110,83 @@ bool isLower(char c) {
 
 // Names in programs: a capital behind a small letter, or every word with a capital in front.
 bool looksLikeCode(std::string_view text) {
-  bool hasLower = false;
-  bool camel = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    hasLower = hasLower || isLower(text[i]);
-    camel = camel || (i > 0 && isUpper(text[i]) && isLower(text[i - 1]) && i > text.rfind('.'));
-  }
   const std::string_view last = lastLabel(text);
-  // The domain itself is written in one case, and in capitals only where all is.
-  const bool mixed = std::any_of(last.begin(), last.end(), isUpper) && hasLower;
-  return camel || mixed;
+  for (std::size_t i = 1; i < last.size(); ++i) {
+    if (isUpper(last[i]) && isLower(last[i - 1])) {
+      return true;
+    }
+  }
+  if (std::none_of(last.begin(), last.end(), isUpper) || std::none_of(text.begin(), text.end(), isLower)) {
+    return false;
+  }
+  // "System.Net" is code, "gw7.Acme-Corp.DE" and "vpn.acme.COM" are not.
+  const std::string_view front = text.substr(0, text.size() - last.size() - 1);
+  const std::string_view first = front.substr(0, front.find('.'));
+  const bool isLong = first.size() < front.size();
+  const bool isShouted = std::none_of(last.begin(), last.end(), isLower);
+  return front.find('-') == std::string_view::npos &&
+         !(isLong && (first.find_first_of("0123456789") != std::string_view::npos ||
+                      (isShouted && std::none_of(first.begin(), first.end(), isUpper))));
+}
+
+// What compilers are built for: "x86_64-linux-gnu".
+bool isMachineKind(std::string_view name) {
+  if (name.find('.') != std::string_view::npos || name.find('-') == std::string_view::npos) {
+    return false;
+  }
+  static constexpr std::array<std::string_view, 18> kProcessors = {
+      "x86_64", "i386", "i486", "i586",  "i686",  "amd64", "aarch64", "arm",  "powerpc",
+      "ppc64",  "mips", "s390", "riscv", "sparc", "alpha", "m68k",    "wasm", "loongarch"};
+  const std::string_view first = name.substr(0, name.find('-'));
+  const bool isProcessor = std::any_of(kProcessors.begin(), kProcessors.end(),
+                                       [first](std::string_view one) { return first.starts_with(one); });
+  static constexpr std::array<std::string_view, 13> kSystems = {
+      "linux", "darwin", "mingw", "cygwin", "freebsd", "netbsd", "openbsd",
+      "gnu",   "elf",    "eabi",  "musl",   "windows", "apple"};
+  const std::string_view rest = name.substr(first.size());
+  return isProcessor && std::any_of(kSystems.begin(), kSystems.end(), [rest](std::string_view one) {
+           return rest.find(one) != std::string_view::npos;
+         });
+}
+
+// What hosts are usually called.
+bool isUsualHost(std::string_view first) {
+  static const Words words = {"www",      "mail",      "smtp",         "imap", "pop",    "mx",      "ns",
+                              "dns",      "vpn",       "sslvpn",       "gw",   "gate",   "gateway", "dc",
+                              "ldap",     "proxy",     "sso",          "idp",  "auth",   "login",   "portal",
+                              "remote",   "intranet",  "ftp",          "sftp", "git",    "jira",    "wiki",
+                              "owa",      "webmail",   "autodiscover", "ntp",  "radius", "citrix",  "rdp",
+                              "owncloud", "nextcloud", "cloud",        "api"};
+  std::size_t size = first.size();
+  while (size > 0 && first[size - 1] >= '0' && first[size - 1] <= '9') {
+    --size;
+  }
+  if (words.contains(first.substr(0, size))) {
+    return true;
+  }
+  // "gw7", "srv-042"
+  return size > 0 && size < first.size() && first.size() - size < 4 &&
+         std::all_of(first.begin(), first.begin() + static_cast<std::ptrdiff_t>(size),
+                     [](char c) { return isLower(c) || c == '-'; });
+}
+
+// Files end so more often than hosts do.
+bool isFileEnding(std::string_view last) {
+  static const Words words = {"md", "sh", "py", "rs", "ps",   "zip",  "so",   "mov",
+                              "mm", "pm", "mp", "ml", "ms",   "nr",   "data", "id",
+                              "as", "am", "ad", "do", "name", "info", "cat",  "download"};
+  return words.contains(last);
+}
+
+// Whether the second word is one of a file: "vpn.conf.in", "foo.1.pl".
+bool isFileWord(std::string_view word) {
+  static const Words words = {
+      "conf",   "service", "config", "cfg",  "ini",   "json", "xml",   "yaml",  "yml",   "log",
+      "txt",    "desktop", "spec",   "pc",   "h",     "c",    "cpp",   "cc",    "py",    "sh",
+      "html",   "js",      "ts",     "test", "tests", "spec", "local", "rules", "timer", "socket",
+      "target", "mount",   "png",    "jpg",  "svg",   "css",  "tar",   "gz",    "de",    "en",
+      "fr",     "go",      "in",     "am",   "ac",    "m4",   "mk",    "cmake", "map"};
+  return words.contains(word);
 }
 
 bool hasGoodLabels(std::string_view text) {
@@ -156,6 +223,9 @@ bool isReservedHost(std::string_view text) {
   const std::string name = lowered(text);
   const std::string_view all = name;
   const std::string_view last = lastLabel(all);
+  if (isMachineKind(all)) {
+    return true;
+  }
   if (last == "localhost" || all == "localhost.localdomain" || all == "localdomain" || all == "arpa" ||
       all.ends_with(".arpa")) {
     return true;
@@ -199,8 +269,11 @@ HostLook hostLook(std::string_view text) {
   }
   const std::string name = lowered(text);
   const std::string_view all = name;
-  if (!isHostText(text) || looksLikeCode(text) || isReservedHost(text) || otherThings().contains(all)) {
+  if (!isHostText(text) || isReservedHost(text) || otherThings().contains(all)) {
     return HostLook::kNone;
+  }
+  if (looksLikeCode(text)) {
+    return isStrong && all.find('.') < dot ? HostLook::kWeak : HostLook::kNone;
   }
   // A number in front of a unit, a version, a section of a manual.
   if (all.find_first_not_of("0123456789.") >= dot) {
@@ -222,7 +295,14 @@ HostLook hostLook(std::string_view text) {
     return reversed && last.size() > 2 && last != "com" && last != "net" && last != "org" ? HostLook::kNone
                                                                                           : HostLook::kStrong;
   }
-  return hasSecond && secondLevels().contains(second) ? HostLook::kStrong : HostLook::kWeak;
+  if (hasSecond && secondLevels().contains(second)) {
+    return HostLook::kStrong;
+  }
+  // "gw7.acme.pl": a file has no such front, and no such middle.
+  return hasSecond && !isFileEnding(last) && second.size() > 2 && !isFileWord(second) &&
+                 isUsualHost(all.substr(0, all.find('.')))
+             ? HostLook::kStrong
+             : HostLook::kWeak;
 }
 
 HostParts splitHost(std::string_view text) {

@@ -6,6 +6,7 @@
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
 namespace halvo {
 
@@ -63,9 +64,20 @@ std::string lowered(std::string_view text) {
   return result;
 }
 
-bool isWordByte(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || byte > 127;
+bool isWordChar(char c) {
+  return isWordByte(static_cast<unsigned char>(c));
+}
+
+// Whether the word that ends in front of `end` goes on there. A letter of another script begins another one.
+bool goesOn(std::string_view text, std::size_t end) {
+  const auto lookOf = [text](std::size_t place) {
+    std::size_t ignored = 0;
+    const auto c = static_cast<unsigned char>(text[place]);
+    const HighLook plain = isWordByte(c) ? HighLook::kLatin : HighLook::kSign;
+    return c < 128 ? plain : highLookAt(text, place, ignored);
+  };
+  const HighLook next = lookOf(end);
+  return next != HighLook::kSign && (end == 0 || next == lookOf(end - 1));
 }
 
 }  // namespace
@@ -76,12 +88,12 @@ bool isCommonWord(std::string_view word) {
 
 void NameCollector::add(RedactKind kind, std::string_view name) {
   if (name.size() < kShortestName || name.size() > kLongestName || isFull() || isCommonWord(name) ||
-      StandIns::labelAt(name) != 0 || isReservedHost(name) || !isWordByte(name.front()) ||
-      !isWordByte(name.back())) {
+      StandIns::labelAt(name) != 0 || isReservedHost(name) || !isWordChar(name.front()) ||
+      !isWordChar(name.back())) {
     return;
   }
   // A name without a letter would be found in every number.
-  if (std::none_of(name.begin(), name.end(), [](char c) { return isWordByte(c) && (c < '0' || c > '9'); })) {
+  if (std::none_of(name.begin(), name.end(), [](char c) { return isWordChar(c) && (c < '0' || c > '9'); })) {
     return;
   }
   const auto [place, isNew] = m_Names.try_emplace(lowered(name), kind);
@@ -150,7 +162,7 @@ KnownNames::Match KnownNames::find(std::string_view text) const {
   char small[kLongestName] = {};
   std::size_t filled = 0;
   for (const std::size_t size : sizes->second) {
-    if (size > text.size() || (size < text.size() && isWordByte(text[size]))) {
+    if (size > text.size() || (size < text.size() && goesOn(text, size))) {
       continue;
     }
     for (; filled < sizes->second.front() && filled < text.size(); ++filled) {

@@ -10,8 +10,8 @@
 
 namespace halvo {
 
-// A run is what a finder gets at once: letters, digits, bytes above 127 and the signs that stand inside
-// names.
+// A run is what a finder gets at once: letters, digits and the signs that stand inside names. Letters above
+// 127 belong to it where their neighbours are of the same kind, see HighLook.
 enum ByteBits : unsigned {
   kByteRun = 1U,
   kByteDigit = 2U,
@@ -31,8 +31,10 @@ inline constexpr std::array<unsigned char, 256> kByteTable = [] {
       bits = kByteRun | kByteDigit;
     } else if ((i >= 'a' && i <= 'f') || (i >= 'A' && i <= 'F')) {
       bits = kByteRun | kByteHexLetter;
-    } else if ((i >= 'g' && i <= 'z') || (i >= 'G' && i <= 'Z') || i > 127) {
+    } else if ((i >= 'g' && i <= 'z') || (i >= 'G' && i <= 'Z')) {
       bits = kByteRun | kByteLetter;
+    } else if (i > 127) {
+      bits = kByteLetter;
     } else if (i == '.') {
       bits = kByteRun | kByteDot;
     } else if (i == '-') {
@@ -62,6 +64,10 @@ inline bool isWordByte(unsigned char c) {
 }
 inline bool isLetterByte(unsigned char c) {
   return (kByteTable[c] & (kByteHexLetter | kByteLetter)) != 0;
+}
+// The same without those above 127: what an address or a name of digits and such letters can't go on with.
+inline bool isPlainByte(unsigned char c) {
+  return c < 128 && isWordByte(c);
 }
 inline bool isBlankByte(unsigned char c) {
   return c == ' ' || c == '\t';
@@ -94,6 +100,49 @@ inline bool isSame(std::string_view text, std::string_view small) {
   }
   return true;
 }
+
+// What a byte above 127 is part of: a quotation mark, an arrow, a blank; a letter with an accent, which words
+// of the plain letters hold; a letter of another script, where such a word ends.
+enum class HighLook { kSign, kLatin, kForeign };
+
+inline HighLook highLook(char32_t code) {
+  const auto isIn = [code](char32_t first, char32_t last) { return code >= first && code <= last; };
+  if ((code < 0xc0 && code != 0xaa && code != 0xb5 && code != 0xba) || code == 0xd7 || code == 0xf7 ||
+      isIn(0x2000, 0x2bff) || isIn(0x2e00, 0x2e7f) || isIn(0x3000, 0x3004) || isIn(0x3008, 0x3020) ||
+      isIn(0xd800, 0xf8ff) || isIn(0xfe00, 0xfe6f) || code == 0xfeff || isIn(0xff00, 0xff0f) ||
+      isIn(0xff1a, 0xff20) || isIn(0xff3b, 0xff40) || isIn(0xff5b, 0xff65) || isIn(0xffe0, 0xffff) ||
+      isIn(0x1f000, 0x1faff) || code >= 0xe0000) {
+    return HighLook::kSign;
+  }
+  return code < 0x370 || isIn(0x1e00, 0x1eff) ? HighLook::kLatin : HighLook::kForeign;
+}
+
+// Of the byte at `place`, which is above 127, and where its character ends. What is no UTF-8 is taken for a
+// byte of one of the older sets of characters, most of which have their letters in the upper quarter.
+inline HighLook highLookAt(std::string_view text, std::size_t place, std::size_t& end) {
+  std::size_t front = place;
+  while (front > 0 && place - front < 3 && (static_cast<unsigned char>(text[front]) & 0xc0U) == 0x80) {
+    --front;
+  }
+  const auto lead = static_cast<unsigned char>(text[front]);
+  const std::size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+  if (lead >= 0xc2 && lead < 0xf5 && front + length > place && front + length <= text.size()) {
+    char32_t code = lead & (0x7fU >> length);
+    std::size_t i = 1;
+    for (; i < length && (static_cast<unsigned char>(text[front + i]) & 0xc0U) == 0x80; ++i) {
+      code = code << 6U | (static_cast<unsigned char>(text[front + i]) & 0x3fU);
+    }
+    if (i == length) {
+      end = front + length;
+      return highLook(code);
+    }
+  }
+  end = place + 1;
+  return static_cast<unsigned char>(text[place]) >= 0xc0 ? HighLook::kLatin : HighLook::kSign;
+}
+
+// What stands for the bytes of such a sign.
+inline constexpr unsigned char kSignByte = 0x7f;
 
 // Bounds of what a finder looks at. All looks ahead together stay below kLookAhead, so that a text cut into
 // pieces gives the same as in one.

@@ -74,6 +74,8 @@ void TextRedactor::finish(std::string& out) {
   m_nCopied = 0;
   m_nReplaced = 0;
   m_nColonsTried = 0;
+  m_nBarrier = 0;
+  m_nEscape = 0;
   m_nPemLines = 0;
   m_bLineBegins = true;
   m_Swallow = Swallow::kNothing;
@@ -111,6 +113,8 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_nCopied -= gone;
     m_nColonsTried -= std::min(m_nColonsTried, gone);
     m_nReplaced -= std::min(m_nReplaced, gone);
+    m_nBarrier -= std::min(m_nBarrier, gone);
+    m_nEscape -= std::min(m_nEscape, gone);
   }
   m_pOut = nullptr;
 }
@@ -120,28 +124,16 @@ void TextRedactor::step() {
   if (m_bLineBegins) {
     m_bLineBegins = false;
     tryLogHost(m_nPlace);
+    if (m_pCollector != nullptr && (isHexByte(at(m_nPlace)) || at(m_nPlace) == ':')) {
+      learnHostsLine(m_nPlace);
+    }
     m_nPemLines -= std::min(m_nPemLines, 1U);
   }
   const unsigned char c = at(m_nPlace);
   unsigned bits = byteBits(c);
-  if ((bits & kByteRun) != 0) {
+  if (bits != 0) {
     const Place begin = m_nPlace;
-    Place end = begin + 1;
-    for (unsigned more = byteBits(at(end)); (more & kByteRun) != 0 && end - begin <= kLongestRun;
-         more = byteBits(at(end))) {
-      bits |= more;
-      ++end;
-    }
-    if (end - begin > kLongestRun) {
-      // Cut where no name goes on, and else anywhere.
-      end = begin + kLongestRun;
-      while (end > begin + kLongestRun / 2 && isWordByte(at(end - 1))) {
-        --end;
-      }
-      if (end == begin + kLongestRun / 2) {
-        end = begin + kLongestRun;
-      }
-    }
+    const Place end = runEnd(begin, bits);
     m_nPlace = handleRun(begin, end, bits);
     return;
   }
@@ -151,10 +143,14 @@ void TextRedactor::step() {
       m_bLineBegins = true;
       break;
     case '/':
-      next = std::max(next, tryTunnelKeys(m_nPlace));
-      [[fallthrough]];
-    case '\\':
       next = std::max(next, tryHome(m_nPlace));
+      break;
+    case '\\':
+      next = tryHome(m_nPlace);
+      next = next > m_nPlace ? next : std::max(m_nPlace + 1, passEscape(m_nPlace));
+      break;
+    case '[':
+      next = std::max(next, passColour(m_nPlace));
       break;
     case ':':
       if (at(next) == ':') {
@@ -170,6 +166,71 @@ void TextRedactor::step() {
   m_nPlace = next;
 }
 
+// Where the run that begins at `begin` ends, and what it is made of.
+TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& bits) const {
+  Place end = begin;
+  while (end - begin <= kLongestRun) {
+    const unsigned more = byteBits(at(end));
+    if ((more & kByteRun) != 0) {
+      ++end;
+    } else if (more == 0) {
+      break;
+    } else {
+      bool stops = false;
+      const Place next = highEnd(begin, end, stops);
+      if (next == end) {
+        break;
+      }
+      end = next;
+      if (stops) {
+        bits |= more;
+        break;
+      }
+    }
+    bits |= more;
+  }
+  if (end - begin > kLongestRun) {
+    // Cut where no name goes on, and else anywhere.
+    end = begin + kLongestRun;
+    while (end > begin + kLongestRun / 2 && isWordByte(at(end - 1))) {
+      --end;
+    }
+    if (end == begin + kLongestRun / 2) {
+      end = begin + kLongestRun;
+    }
+  }
+  return end;
+}
+
+// Where the letter above 127 at `end` ends, `end` itself where a run that began at `begin` doesn't go on with
+// it. `stops`: the run goes on with nothing behind it.
+TextRedactor::Place TextRedactor::highEnd(Place begin, Place end, bool& stops) const {
+  Place last = end;
+  Place ignored = end;
+  const HighLook look = highLookAt(m_Window, end, last);
+  const unsigned char next = at(last);
+  const HighLook nextLook = next > 127 ? highLookAt(m_Window, last, ignored) : HighLook::kSign;
+  if (look == HighLook::kLatin) {
+    stops = isDigitByte(next) || nextLook == HighLook::kForeign;
+    return end > begin && isDigitByte(at(end - 1)) ? end : last;
+  }
+  stops = isPlainByte(next) || nextLook == HighLook::kLatin;
+  return end > begin && isPlainByte(at(end - 1)) ? end : last;
+}
+
+// A letter of another script right behind a plain one begins something else.
+unsigned char TextRedactor::highByte(Place place) const {
+  Place end = place;
+  const HighLook look = highLookAt(m_Window, place, end);
+  Place front = place;
+  while (front > 0 && place - front < 3 && (static_cast<unsigned char>(m_Window[front]) & 0xc0U) == 0x80) {
+    --front;
+  }
+  const bool isOther =
+      look == HighLook::kForeign && front > 0 && isPlainByte(static_cast<unsigned char>(m_Window[front - 1]));
+  return look == HighLook::kSign || isOther ? kSignByte : static_cast<unsigned char>(m_Window[place]);
+}
+
 // A run and what hangs on it. Gives back how far it was dealt with, at least to the run's end.
 TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bits) {
   const unsigned char next = at(end);
@@ -183,6 +244,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     case '@':
       if (const Place done = tryEmail(begin, end); done > begin) {
         return done;
+      }
+      if (m_pCollector != nullptr) {
+        learnPrompt(begin, end);
       }
       break;
     case ':':
@@ -219,6 +283,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
   }
+  if (next == '\\' && length == 2 && at(end + 1) == ':') {
+    if (const Place done = tryEscapedMac(begin); done > begin) {
+      return done;
+    }
+  }
   if ((bits & kByteDash) != 0 && at(begin) == '-' && text(begin, end) == "-----BEGIN") {
     if (const Place done = tryPem(begin); done > begin) {
       return done;
@@ -244,9 +313,15 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     if (const Place done = tryHost(begin, end); done > begin) {
       return done;
     }
+    if (const Place done = tryJoinedHost(begin, end, bits); done > begin) {
+      return done;
+    }
   }
   if (next == ' ' && length <= 12) {
     trySentence(begin, end);
+    if (m_pCollector != nullptr) {
+      learnMachine(begin, end);
+    }
     if (m_nCopied > end) {
       return m_nCopied;
     }
@@ -292,7 +367,27 @@ TextRedactor::Place TextRedactor::handlePart(Place begin, Place end) {
     }
   }
   if (isHexByte(at(begin))) {
+    // "core.jane.2001:db8::1": behind the run's other words.
+    if (end - begin <= 4 && at(end) == ':') {
+      if (const Place done = tryColons(begin); done > begin) {
+        return done;
+      }
+    }
     if (const Place done = tryDashed(begin, end); done > begin) {
+      return done;
+    }
+  } else if (at(begin + 2) == 'x' &&
+             (text(begin, end).starts_with("wlx") || text(begin, end).starts_with("wwx"))) {
+    if (const Place done = tryMacInterface(begin); done > begin) {
+      return done;
+    }
+  } else if (at(begin + 2) == '-' && at(begin) == 'i' && at(begin + 1) == 'p' && isDigitByte(at(begin + 3))) {
+    if (const Place done = tryDashedIpv4(begin + 3, end); done > begin + 3) {
+      return done;
+    }
+  }
+  if (at(begin) == 'e' && at(begin + 1) == 'n' && at(begin + 2) == 'x') {
+    if (const Place done = tryMacInterface(begin); done > begin) {
       return done;
     }
   }

@@ -74,6 +74,8 @@ class TextRedactor {
   void scan(std::string& out, bool isLast);
   void step();
   Place handleRun(Place begin, Place end, unsigned bits);
+  Place runEnd(Place begin, unsigned& bits) const;
+  Place highEnd(Place begin, Place end, bool& stops) const;
   Place handleParts(Place begin, Place end, unsigned bits);
   Place handlePart(Place begin, Place end);
   Place tryKnown(Place at);
@@ -81,13 +83,34 @@ class TextRedactor {
   void found(RedactKind kind, std::string_view name);
   std::string nested(std::string_view text);
 
+  // TextRedactor_escapes.cpp
+  Place passEscape(Place slash);
+  Place passColour(Place bracket);
+  bool isPathAt(Place slash) const;
+  Place tryBehindEscape(Place begin);
+
   // TextRedactor_addresses.cpp
   Place tryIpv4(Place begin, Place end);
-  bool isVersion(Place begin, Place end) const;
+  Place tryShortNetwork(Place begin, Place slash, std::uint32_t address, unsigned parts);
+  Place tryDashedIpv4(Place begin, Place end);
   Place tryColons(Place begin);
-  Place tryMacColons(Place begin, Place end, std::size_t groups);
   Place tryIpv6(Place begin, Place end);
   Place tryDashed(Place begin, Place end);
+
+  // TextRedactor_versions.cpp
+  std::string_view lineFront(Place begin) const;
+  bool isBareFront(Place begin) const;
+  bool isPort(Place begin, Place dot) const;
+  bool isVersion(Place begin, Place end) const;
+  bool isPackageVersion(Place begin, Place end) const;
+  bool isJoinedVersion(Place begin, Place end) const;
+
+  // TextRedactor_macs.cpp
+  Place tryMacColons(Place begin, Place end, std::size_t groups);
+  bool isDump(Place begin, Place end, std::size_t groups) const;
+  Place tryShortMac(Place begin, Place end);
+  Place tryEscapedMac(Place begin);
+  Place tryMacInterface(Place begin);
   void replaceMac(Place begin, Place end, const MacBytes& bytes);
 
   // TextRedactor_names.cpp
@@ -109,6 +132,13 @@ class TextRedactor {
   void trySentence(Place begin, Place end);
   void tryLogHost(Place lineBegin);
   Place tryPasswdLine(Place begin, Place end);
+
+  // TextRedactor_hosts.cpp
+  void learnHost(std::string_view name);
+  void learnHostsLine(Place lineBegin);
+  void learnMachine(Place begin, Place end);
+  void learnPrompt(Place begin, Place end);
+  Place tryJoinedHost(Place begin, Place end, unsigned bits);
 
   // TextRedactor_values.cpp
   Place tryKey(Place begin, Place end);
@@ -156,7 +186,14 @@ class TextRedactor {
 
   [[nodiscard]] unsigned char at(Place place) const {
     // 0 behind the last: a bounded look ahead may begin right before a text's end.
-    return place < m_Window.size() ? static_cast<unsigned char>(m_Window[place]) : 0;
+    const unsigned char c = place < m_Window.size() ? static_cast<unsigned char>(m_Window[place]) : 0;
+    return c < 128 ? c : highByte(place);
+  }
+  // A byte above 127, or kSignByte where it is part of no letter.
+  [[nodiscard]] unsigned char highByte(Place place) const;
+  // The byte in front of a run, which an escape or a colour's sequence in front of it isn't part of.
+  [[nodiscard]] unsigned char before(Place begin) const {
+    return begin == 0 || begin == m_nBarrier ? ' ' : at(begin - 1);
   }
   [[nodiscard]] std::string_view text(Place begin, Place end) const {
     return std::string_view(m_Window).substr(begin, end - begin);
@@ -181,6 +218,10 @@ class TextRedactor {
   Place m_nCopied = 0;    // handed out up to here
   Place m_nReplaced = 0;  // the end of what was replaced last
   Place m_nColonsTried = 0;
+  // What begins here isn't joined to what stands in front: an escape that begins at m_nEscape, or a colour's
+  // sequence.
+  Place m_nBarrier = 0;
+  Place m_nEscape = 0;
   bool m_bLineBegins = true;
 
   // A secret whose end hasn't come yet.

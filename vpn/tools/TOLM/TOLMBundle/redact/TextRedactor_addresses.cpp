@@ -1,4 +1,4 @@
-// The finders of IPv4, IPv6 and hardware addresses, and of UUIDs.
+// The finders of IPv4 and IPv6 addresses, and of what has signs between groups of digits.
 
 #include <arpa/inet.h>
 
@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/MacText.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -33,6 +34,11 @@ bool ipv4Stays(std::uint32_t address) {
   return first == 0 || first == 127 || first >= 224 || upper == 0xa9fe || network == 0xc00002 ||
          network == 0xc63364 || network == 0xcb0071 || (address >> 17U) == (0xc6120000U >> 17U) || isMask ||
          isBareVersion;
+}
+
+bool isPrivateIpv4(std::uint32_t address) {
+  return address >> 24U == 10 || address >> 20U == 0xac1 || address >> 16U == 0xc0a8 ||
+         address >> 22U == 0x6440U >> 6U;
 }
 
 enum class Ipv6Look { kNone, kStays, kReplace, kLinkLocal, kSolicited, kHoldsIpv4 };
@@ -72,66 +78,30 @@ std::string ipv6Text(const Ipv6Bytes& address) {
   return buffer.data();
 }
 
-bool macStays(const MacBytes& m) {
-  static constexpr MacBytes kNobody = {};
-  static constexpr MacBytes kEverybody = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
-  return m == kNobody || m == kEverybody || StandIns::isMac(m) ||
-         (m[0] == 0x01 && m[1] == 0x00 && m[2] == 0x5e) || (m[0] == 0x01 && m[1] == 0x80 && m[2] == 0xc2) ||
-         (m[0] == 0x33 && m[1] == 0x33 && m[2] != 0xff) ||
-         (m[0] == 0 && m[1] == 0 && m[2] == 0x5e && m[3] == 0 && m[4] == 0x53);
-}
-
-// The new bytes in the writing of the old text: the same signs between digits, and capitals where it had any.
-std::string inWritingOf(std::string_view old, const std::uint8_t* bytes) {
-  const bool capitals = std::any_of(old.begin(), old.end(), [](char c) { return c >= 'A' && c <= 'F'; });
-  const std::string_view digits = capitals ? "0123456789ABCDEF" : "0123456789abcdef";
-  std::string result(old);
-  std::size_t digit = 0;
-  for (char& c : result) {
-    if (isHexByte(static_cast<unsigned char>(c))) {
-      const unsigned value = bytes[digit / 2];
-      c = digits[digit % 2 == 0 ? value >> 4U : value & 15U];
-      ++digit;
-    }
-  }
-  return result;
-}
-
-// The digits of `text` two by two.
-std::size_t bytesOf(std::string_view text, std::uint8_t* bytes, std::size_t most) {
-  std::size_t digits = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (isHexByte(byte) && digits < 2 * most) {
-      bytes[digits / 2] = static_cast<std::uint8_t>(digits % 2 == 0 ? hexValue(byte) << 4U
-                                                                    : bytes[digits / 2] | hexValue(byte));
-      ++digits;
-    }
-  }
-  return digits / 2;
-}
-
 }  // namespace
 
 TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   std::uint32_t address = 0;
   Place place = begin;
-  for (int part = 0; part < 4; ++part) {
+  for (unsigned part = 0; part < 4; ++part) {
     std::uint32_t value = 0;
     const Place first = place;
     while (place < end && isDigitByte(at(place)) && place - first < 4) {
       value = value * 10 + hexValue(at(place));
       ++place;
     }
-    if (place == first || place - first > 3 || value > 255 || (part < 3 && at(place) != '.')) {
+    if (place == first || place - first > 3 || value > 255) {
       return begin;
     }
     address = address << 8U | value;
+    if (part < 3 && at(place) != '.') {
+      return at(place) == '/' && part > 0 ? tryShortNetwork(begin, place, address, part + 1) : begin;
+    }
     place += part < 3 ? 1 : 0;
   }
   const unsigned char next = at(place);
-  const bool goesOn = next == '.' && isWordByte(at(place + 1));
-  if (isWordByte(next) || (goesOn && isDigitByte(at(place + 1)))) {
+  const bool goesOn = next == '.' && isPlainByte(at(place + 1));
+  if (isPlainByte(next) || (goesOn && isDigitByte(at(place + 1)) && !isPort(begin, place))) {
     // Five numbers and more, or a number with a letter behind: to be passed as one.
     while (place < end && (isWordByte(at(place)) || at(place) == '.')) {
       ++place;
@@ -147,76 +117,79 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   return place;
 }
 
-// "foo_1.2.3.4-1", "foo:amd64 1.2.3.4-1", "Agent/5.1.2.42", "Version: 5.1.2.42".
-bool TextRedactor::isVersion(Place begin, Place end) const {
-  if (at(end) == '+' || at(end) == '~') {
-    return true;
+// "10.64.1/24", as the BSDs and macOS write networks in their tables of routes: with the bytes that count.
+TextRedactor::Place TextRedactor::tryShortNetwork(Place begin, Place slash, std::uint32_t address,
+                                                  unsigned parts) {
+  Place place = slash + 1;
+  unsigned bits = 0;
+  while (isDigitByte(at(place)) && place - slash < 4) {
+    bits = bits * 10 + hexValue(at(place));
+    ++place;
   }
-  if (begin == 0) {
-    return false;
+  const unsigned char next = at(place);
+  address <<= 8U * (4 - parts);
+  const bool atFront = isBareFront(begin);
+  const bool isPrivate = isPrivateIpv4(address);
+  if (place == slash + 1 || bits < 8 || bits > 8 * parts || isWordByte(next) || next == '.' || next == '/' ||
+      next == '-' || isWordByte(before(begin)) || ipv4Stays(address) ||
+      !(parts == 3 ? atFront || isPrivate : atFront && isPrivate)) {
+    return begin;
   }
-  if (at(end) == '-' && isDigitByte(at(end + 1))) {
-    // A package's, behind its name with the machine's kind, or behind that of nothing before.
-    for (const std::string_view front : {":amd64 ", ":amd64 (", ":arm64 ", ":arm64 (", ":i386 ", ":i386 (",
-                                         ":armhf ", ":armhf (", ":all (", "<none> "}) {
-      if (begin >= front.size() && text(begin - front.size(), begin) == front) {
-        return true;
-      }
+  if (m_pCollector == nullptr) {
+    std::string standIn = quad(m_rStandIns.ipv4(address));
+    for (unsigned part = parts; part < 4; ++part) {
+      standIn.erase(standIn.rfind('.'));
     }
+    replace(begin, slash, RedactKind::kAddress, standIn);
   }
-  const unsigned char before = at(begin - 1);
-  if (before == '_' || (before == '.' && begin > 1 && isWordByte(at(begin - 2)))) {
-    return true;
-  }
-  Place place = begin - 1;
-  if (before == '/' && place > 1) {
-    Place front = place;
-    bool hasSmall = false;
-    while (front > 0 && begin - front < 40 && isLetterByte(at(front - 1))) {
-      --front;
-      hasSmall = hasSmall || (at(front) >= 'a' && at(front) <= 'z');
+  return place;
+}
+
+// "ip-84-17-52-3", as clouds call their machines.
+TextRedactor::Place TextRedactor::tryDashedIpv4(Place begin, Place end) {
+  std::uint32_t address = 0;
+  Place place = begin;
+  for (unsigned part = 0; part < 4; ++part) {
+    std::uint32_t value = 0;
+    const Place first = place;
+    while (place < end && isDigitByte(at(place)) && place - first < 4) {
+      value = value * 10 + hexValue(at(place));
+      ++place;
     }
-    return hasSmall && at(front) >= 'A' && at(front) <= 'Z' && (front == 0 || at(front - 1) != '/');
-  }
-  while (place > 0 && begin - place < 16 && !isWordByte(at(place)) && at(place) != '\n') {
-    --place;
-  }
-  Place front = place + 1;
-  while (front > 0 && begin - front < 40 && isLetterByte(at(front - 1))) {
-    --front;
-  }
-  std::string word(text(front, place + 1));
-  std::transform(word.begin(), word.end(), word.begin(),
-                 [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
-  if (front < m_nReplaced) {
-    return false;  // went with what stood there
-  }
-  if (word == "ver" || word == "rev") {
-    return true;
-  }
-  for (const std::string_view ending : {"version", "release", "build", "revision", "firmware"}) {
-    if (word.ends_with(ending)) {
-      return true;
+    if (place == first || place - first > 3 || value > 255 || (part < 3 && at(place) != '-')) {
+      return begin;
     }
+    address = address << 8U | value;
+    place += part < 3 ? 1 : 0;
   }
-  return false;
+  if (isPlainByte(at(place)) || (at(place) == '-' && isDigitByte(at(place + 1)))) {
+    return begin;
+  }
+  if (m_pCollector == nullptr && !ipv4Stays(address)) {
+    std::string standIn = quad(m_rStandIns.ipv4(address));
+    std::replace(standIn.begin(), standIn.end(), '.', '-');
+    replace(begin, place, RedactKind::kAddress, standIn);
+  }
+  return place;
 }
 
 // Times, hardware addresses and IPv6 addresses: digits with colons between them.
 TextRedactor::Place TextRedactor::tryColons(Place begin) {
-  if (begin < m_nColonsTried || (begin > 0 && (isWordByte(at(begin - 1)) || at(begin - 1) == '_'))) {
+  if (begin < m_nColonsTried || isPlainByte(before(begin))) {
     return begin;
   }
   Place end = begin;
   std::size_t groups = 0;  // of two digits
   std::size_t digits = 0;
   bool onlyPairs = true;
+  bool onlyShort = true;  // one digit or two
   bool hasDouble = false;
   std::size_t colons = 0;
   while (end - begin < kLongestColons && (isHexByte(at(end)) || at(end) == ':')) {
     if (at(end) == ':') {
       hasDouble = hasDouble || at(end + 1) == ':';
       onlyPairs = onlyPairs && digits == 2;
+      onlyShort = onlyShort && digits > 0 && digits < 3;
       digits = 0;
       ++colons;
     } else if (++digits == 2) {
@@ -228,15 +201,19 @@ TextRedactor::Place TextRedactor::tryColons(Place begin) {
   Place last = end;
   if (last > begin && at(last - 1) == ':' && !(last - begin > 1 && at(last - 2) == ':')) {
     --last;  // "from 2001:db8::1: no answer"
-    onlyPairs = onlyPairs && true;
+    --colons;
   } else {
     onlyPairs = onlyPairs && digits == 2;
+    onlyShort = onlyShort && digits > 0 && digits < 3;
   }
-  if (isWordByte(at(end)) || at(end) == '_') {
+  if (isPlainByte(at(end))) {
     return begin;
   }
   if (onlyPairs && groups >= 6) {
     return tryMacColons(begin, last, groups);
+  }
+  if (onlyShort && colons == 5) {
+    return tryShortMac(begin, last);
   }
   if (hasDouble || colons >= 6) {
     if (const Place done = tryIpv6(begin, last); done > begin) {
@@ -255,59 +232,6 @@ TextRedactor::Place TextRedactor::tryColons(Place begin) {
   return begin;
 }
 
-TextRedactor::Place TextRedactor::tryMacColons(Place begin, Place end, std::size_t groups) {
-  // Sixteen, twenty, thirty-two and more are fingerprints of keys; the others hold a hardware address
-  // (EUI-64, DHCP unique identifiers).
-  if (groups == 16 || groups > 19) {
-    return end;
-  }
-  std::array<std::uint8_t, 20> bytes = {};
-  bytesOf(text(begin, end), bytes.data(), bytes.size());
-  MacBytes mac = {};
-  if (groups == 6) {
-    std::copy_n(bytes.begin(), 6, mac.begin());
-    replaceMac(begin, end, mac);
-    return end;
-  }
-  std::copy_n(bytes.begin(), 6, mac.begin());
-  if (StandIns::isMac(mac) || m_pCollector != nullptr) {
-    return end;
-  }
-  // The front and the end are those of two hardware addresses' stand-ins.
-  const MacBytes front = m_rStandIns.mac(mac);
-  std::copy_n(bytes.begin() + static_cast<long>(groups - 6), 6, mac.begin());
-  const MacBytes back = m_rStandIns.mac(mac);
-  std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
-  std::copy(back.begin(), back.end(), bytes.begin() + static_cast<long>(groups - 6));
-  std::copy_n(front.begin(), std::min<std::size_t>(6, groups), bytes.begin());
-  replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), bytes.data()));
-  return end;
-}
-
-void TextRedactor::replaceMac(Place begin, Place end, const MacBytes& bytes) {
-  if (bytes[0] == 0x33 && bytes[1] == 0x33 && bytes[2] == 0xff) {
-    // Holds the end of an address (RFC 2464).
-    const MacBytes plain = {0x33, 0x33, 0xff, 0, 0, 0};
-    replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), plain.data()));
-    return;
-  }
-  if (macStays(bytes)) {
-    return;
-  }
-  if (m_pCollector != nullptr) {
-    // Without signs between the digits it can't be told from other numbers, unless it is known.
-    std::string plain;
-    for (const std::uint8_t byte : bytes) {
-      plain += "0123456789abcdef"[byte >> 4U];
-      plain += "0123456789abcdef"[byte & 15U];
-    }
-    found(RedactKind::kMac, plain);
-    return;
-  }
-  const MacBytes standIn = m_rStandIns.mac(bytes);
-  replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), standIn.data()));
-}
-
 TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
   // An IPv4 address may stand at the end.
   Place last = end;
@@ -320,10 +244,21 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
   if (last - begin >= INET6_ADDRSTRLEN || last - begin < 3) {
     return begin;
   }
-  const std::string copy(text(begin, last));
   Ipv6Bytes bytes = {};
-  if (inet_pton(AF_INET6, copy.c_str(), bytes.data()) != 1) {
-    return begin;
+  const auto isOne = [this, begin, &bytes](Place to) {
+    return inet_pton(AF_INET6, std::string(text(begin, to)).c_str(), bytes.data()) == 1;
+  };
+  if (!isOne(last)) {
+    // "2001:db8::1.443": a port, as the BSDs and macOS write it.
+    if (last == end || text(end + 1, last).find('.') != std::string_view::npos || !isOne(end)) {
+      return begin;
+    }
+    last = end;
+  }
+  if (at(last) == '/' && isDigitByte(at(last + 1)) && text(begin, last).ends_with("::") &&
+      (!isDigitByte(at(last + 2)) || (at(last + 1) == '1' && at(last + 2) < '7')) &&
+      !(isDigitByte(at(last + 2)) && isDigitByte(at(last + 3)))) {
+    return last;  // "2000::/3", "fc00::/7": up to sixteen bits are the same everywhere
   }
   Ipv6Bytes result = bytes;
   switch (ipv6Look(bytes)) {
@@ -380,7 +315,7 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
 // 00-11-22-33-44-55, 0011.2233.4455 and UUIDs.
 TextRedactor::Place TextRedactor::tryDashed(Place begin, Place end) {
   const auto matches = [this, begin, end](std::size_t length, std::size_t group, char sign) {
-    if (begin + length > end || isWordByte(at(begin + length))) {
+    if (begin + length > end || isPlainByte(at(begin + length))) {
       return false;
     }
     for (std::size_t i = 0; i < length; ++i) {
@@ -392,10 +327,13 @@ TextRedactor::Place TextRedactor::tryDashed(Place begin, Place end) {
     return true;
   };
   MacBytes mac = {};
-  if (matches(17, 2, '-') && !(at(begin + 17) == '-' && isHexByte(at(begin + 18)))) {
-    bytesOf(text(begin, begin + 17), mac.data(), mac.size());
-    replaceMac(begin, begin + 17, mac);
-    return begin + 17;
+  for (const char sign : {'-', '_'}) {
+    if (matches(17, 2, sign) &&
+        !(at(begin + 17) == static_cast<unsigned char>(sign) && isHexByte(at(begin + 18)))) {
+      bytesOf(text(begin, begin + 17), mac.data(), mac.size());
+      replaceMac(begin, begin + 17, mac);
+      return begin + 17;
+    }
   }
   if (matches(14, 4, '.') && at(begin + 14) != '.') {
     const std::string_view all = text(begin, begin + 14);
@@ -406,7 +344,7 @@ TextRedactor::Place TextRedactor::tryDashed(Place begin, Place end) {
       return begin + 14;
     }
   }
-  if (begin + 36 > end || at(begin + 8) != '-' || isWordByte(at(begin + 36))) {
+  if (begin + 36 > end || at(begin + 8) != '-' || isPlainByte(at(begin + 36))) {
     return begin;
   }
   for (std::size_t i = 0; i < 36; ++i) {

@@ -162,7 +162,7 @@ TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
 }
 
 TextRedactor::Place TextRedactor::tryBase64(Place begin) {
-  if (begin > 0 && (base64Value(at(begin - 1)) >= 0 || at(begin - 1) == '.')) {
+  if (base64Value(before(begin)) >= 0 || before(begin) == '.') {
     return begin;
   }
   // Most words end here: their first bytes are no text.

@@ -143,8 +143,11 @@ TextRedactor::Place TextRedactor::tryPem(Place begin) {
        !body.starts_with("Comment") && !body.starts_with("Version"))) {
     return lineEnd;
   }
-  if (body.starts_with("-----END")) {
-    return place;
+  if (body.starts_with("-----END") ||
+      (body == kSecretMark && std::string_view(m_Window)
+                                  .substr(place + body.size())
+                                  .starts_with(std::string(text(lineEnd, place)) + "-----END"))) {
+    return place;  // nothing, or what was redacted before
   }
   m_strPemLineEnd = std::string(text(lineEnd, place));
   m_Swallow = Swallow::kPem;
