@@ -143,6 +143,7 @@ void TextRedactor::step() {
       m_bLineBegins = true;
       break;
     case '/':
+      next = std::max(next, tryTunnelKeys(m_nPlace));
       next = std::max(next, tryHome(m_nPlace));
       break;
     case '\\':

@@ -85,6 +85,7 @@ class TextRedactor {
 
   // TextRedactor_escapes.cpp
   Place passEscape(Place slash);
+  Place colourEnd(Place bracket) const;
   Place passColour(Place bracket);
   bool isPathAt(Place slash) const;
   Place tryBehindEscape(Place begin);
@@ -149,11 +150,14 @@ class TextRedactor {
   Place behindRemark(Place place) const;
   Value valueBehind(Place begin, Place end) const;
   bool endsSoftly(Place at) const;
+  bool endsNumber(Place begin, Place place) const;
   Place valueEnd(const Value& value) const;
   bool hasLineForItself(Place value) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
+  Place takeHeader(Value value);
+  static std::size_t escapeIn(std::string_view name);
   Place takeUser(const Value& value, Place end);
   Place takeCommonName(const Value& value, Place end);
   Place takeHosts(Place begin, Place end);

@@ -125,8 +125,9 @@ TextRedactor::Place TextRedactor::tryBehindEscape(Place begin) {
   return handlePart(begin, end);
 }
 
-// ESC [ 31 m, with the first written in any way or lost, as in what a journal keeps: "#033[31m", "[31m".
-TextRedactor::Place TextRedactor::passColour(Place bracket) {
+// Where the sequence whose bracket stands here ends, the bracket's place where none does. "[31m" is one
+// without what should stand in front, too.
+TextRedactor::Place TextRedactor::colourEnd(Place bracket) const {
   Place place = bracket + 1;
   while (place - bracket < kLongestColour &&
          (isDigitByte(at(place)) || at(place) == ';' || at(place) == '?')) {
@@ -140,12 +141,16 @@ TextRedactor::Place TextRedactor::passColour(Place bracket) {
   const std::string_view front = text(bracket - std::min<Place>(bracket, 4), bracket);
   const bool isSequence = front.ends_with('\x1b') || (bracket > 0 && bracket == m_nBarrier) ||
                           front.ends_with("^[") || front.ends_with("#033");
-  if (!isColour && !isSequence) {
-    return bracket;
+  return isColour || isSequence ? place + 1 : bracket;
+}
+
+TextRedactor::Place TextRedactor::passColour(Place bracket) {
+  const Place end = colourEnd(bracket);
+  if (end > bracket) {
+    m_nBarrier = end;
+    m_nEscape = bracket;
   }
-  m_nBarrier = place + 1;
-  m_nEscape = bracket;
-  return place + 1;
+  return end;
 }
 
 }  // namespace halvo

@@ -143,22 +143,52 @@ TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
   if (redacted == decoded) {
     return begin;
   }
-  std::string encoded;
-  for (const char c : redacted) {
+  // What didn't change stays as it was written, and the rest is written likewise.
+  std::size_t same = 0;
+  while (same < std::min(decoded.size(), redacted.size()) && decoded[same] == redacted[same]) {
+    ++same;
+  }
+  std::size_t sameEnd = 0;
+  while (sameEnd < std::min(decoded.size(), redacted.size()) - same &&
+         decoded[decoded.size() - 1 - sameEnd] == redacted[redacted.size() - 1 - sameEnd]) {
+    ++sameEnd;
+  }
+  std::vector<Place> places;  // of what was decoded
+  bool isSmall = false;
+  for (Place place = begin; place < end; ++place) {
+    places.push_back(place);
+    if (at(place) == '%' && place + 2 < end && isHexByte(at(place + 1)) && isHexByte(at(place + 2))) {
+      isSmall = isSmall || at(place + 1) >= 'a' || at(place + 2) >= 'a';
+      place += 2;
+    }
+  }
+  places.push_back(end);
+  const std::string_view digits = isSmall ? "0123456789abcdef" : "0123456789ABCDEF";
+  std::string encoded(text(begin, places[same]));
+  for (const char c : redacted.substr(same, redacted.size() - same - sameEnd)) {
     const auto byte = static_cast<unsigned char>(c);
-    if ((byte < 128 && isWordByte(byte)) || c == '-' || c == '_' || c == '.') {
+    if (isPlainByte(byte) || c == '-' || c == '_' || c == '.') {
       encoded += c;
     } else {
       encoded += '%';
-      encoded += "0123456789ABCDEF"[byte >> 4U];
-      encoded += "0123456789ABCDEF"[byte & 15U];
+      encoded += digits[byte >> 4U];
+      encoded += digits[byte & 15U];
     }
   }
+  // "%40fe80::1": what may go on behind the run is left for the next look.
+  Place tail = end;
+  while (at(end) == ':' && tail > places[decoded.size() - sameEnd] && isHexByte(at(tail - 1))) {
+    --tail;
+  }
+  if (tail > begin && (isWordByte(at(tail - 1)) || at(tail - 1) == '%')) {
+    tail = end;
+  }
+  encoded += text(places[decoded.size() - sameEnd], tail);
   // Its finds were counted and noted on the way.
   m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
   m_pOut->append(encoded);
-  m_nCopied = m_nReplaced = end;
-  return end;
+  m_nCopied = m_nReplaced = tail;
+  return tail;
 }
 
 TextRedactor::Place TextRedactor::tryBase64(Place begin) {

@@ -267,6 +267,47 @@ TEST(PrefixTest, PrefixesThatAreTheSameEverywhereStay) {
   expectGone("2a01::/32", "2a01");
 }
 
+TEST(PercentTest, WhatIsNoPartOfAFindStaysAsItIsWritten) {
+  EXPECT_THAT(redacted("%3a84.17.52.3%3a"), MatchesRegex("%3a24[0-7]\\.[0-9.]+%3a"));
+  EXPECT_THAT(redacted("q=%5bx%5d%3D84.17.52.3%2fa%2Fb"),
+              MatchesRegex("q=%5bx%5d%3D24[0-7]\\.[0-9.]+%2fa%2Fb"));
+  EXPECT_THAT(redacted("jane%40acme-corp.de%0A"), MatchesRegex("user-.{10}%40host-.{10}\\.example%0A"));
+}
+
+TEST(JsonNumberTest, ANumberBehindTheNameOfASecretTakesNothingWithIt) {
+  EXPECT_EQ("{\"pin\":REDACTED,\"a\":\"hello\"}", redacted("{\"pin\":4711,\"a\":\"hello\"}"));
+  EXPECT_EQ("{\"token\":REDACTED,\"a\":\"hello\"}", redacted("{\"token\":47114711,\"a\":\"hello\"}"));
+  EXPECT_EQ("[{\"password\":REDACTED},{\"password\":REDACTED}]",
+            redacted("[{\"password\":471100},{\"password\":471101}]"));
+  EXPECT_EQ("{\"pin\": REDACTED, \"a\": [1]}", redacted("{\"pin\": 4711, \"a\": [1]}"));
+  EXPECT_EQ("{\"a\":[{\"pin\":REDACTED}],\"b\":2}", redacted("{\"a\":[{\"pin\":4711}],\"b\":2}"));
+}
+
+TEST(HeaderTest, WhatOnlyBeginsLikeAHeaderKeepsItsRest) {
+  EXPECT_EQ("SPI cookie: REDACTED state=up", redacted("SPI cookie: 0x1 state=up"));
+  expectStays("authorization: failed for peer 4, mtu=1400");
+  expectStays("authorization: pending for peer 4");
+  EXPECT_EQ("Cookie: REDACTED", redacted("Cookie: a=b; c=d e"));
+  EXPECT_EQ("Authorization: Bearer REDACTED", redacted("Authorization: Bearer abc def"));
+  EXPECT_EQ("authorization: REDACTED", redacted("authorization: apikey abc"));
+  EXPECT_EQ("authorization: REDACTED", redacted("authorization: mine 0123456789abcdef0"));
+  EXPECT_EQ("Authorization: REDACTED", redacted("Authorization: Custom abc"));
+}
+
+TEST(SurroundingsTest, AnEscapeEndsAUsersName) {
+  EXPECT_THAT(redacted("{\"m\":\"user=jdoe7\\nhost=x\"}"),
+              MatchesRegex("\\{\"m\":\"user=user-.{10}\\\\nhost=x\"\\}"));
+  EXPECT_THAT(redacted("user=CORP\\nadine"), MatchesRegex("user=host-.{10}\\\\user-.{10}"));
+  EXPECT_THAT(redacted("user=\x1b[1mjdoe7\x1b[0m"), MatchesRegex("user=\x1b\\[1muser-.{10}\x1b\\[0m"));
+}
+
+TEST(UserOptionTest, TheOptionOfASystemsOwnTeachesNoUser) {
+  expectStays(
+      "desktop (systemd --user integration)\nintegration of systemctl --user status; pip install --user "
+      "requests");
+  EXPECT_THAT(redacted("vpn --user jane x\njane"), Not(HasSubstr("jane")));
+}
+
 TEST(HostLookTest, CapitalsHideNoHost) {
   for (const std::string name :
        {"gw7.Acme-Corp.DE", "gw7.acme.COM", "GW7.Acme.Com", "NB-JD-44.Acme-Corp.DE"}) {

@@ -15,6 +15,9 @@ bool isIdentifierByte(unsigned char c) {
   return isWordByte(c) || c == '_' || c == '-' || c == '.';
 }
 
+constexpr std::array<std::string_view, 9> kSchemes = {"bearer", "basic",  "digest", "negotiate", "ntlm",
+                                                      "token",  "apikey", "oauth",  "hawk"};
+
 }  // namespace
 
 TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
@@ -31,10 +34,7 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     return takeUserPass(value);
   }
   if (look == KeyLook::kSecretLine) {
-    if (isBare) {
-      value.ending = Ending::kLine;
-    }
-    return takeSecret(value);
+    return isBare ? takeHeader(value) : takeSecret(value);
   }
   if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
     const Place end = valueEnd(value);
@@ -71,6 +71,39 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     return value.begin;
   }
   return takeNames(look, value, end);
+}
+
+// "Cookie: a=b; c=d" and "Authorization: Bearer ...", up to the line's end; and what only begins so:
+// "SPI cookie: 0x1 state=up", "authorization: failed for peer 4".
+TextRedactor::Place TextRedactor::takeHeader(Value value) {
+  constexpr std::size_t kShortestToken = 16;
+  const Place begin = value.begin;
+  value.ending = Ending::kLine;
+  const std::string_view line = text(begin, std::min(valueEnd(value), begin + kLongestValue));
+  const std::string_view first = line.substr(0, line.find_first_of(" \t,"));
+  if (first.size() < line.size()) {
+    if (saysNothing(first)) {
+      return begin;
+    }
+    if (first.starts_with("0x") &&
+        first.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos) {
+      value.ending = Ending::kWord;
+      return takeSecret(value);
+    }
+    // A sentence, unless there is a word in it that looks like no other.
+    bool isSentence = std::all_of(first.begin(), first.end(), [](char c) { return c >= 'a' && c <= 'z'; }) &&
+                      std::none_of(kSchemes.begin(), kSchemes.end(),
+                                   [first](std::string_view scheme) { return first == scheme; });
+    for (std::string_view rest = line; isSentence && !rest.empty();) {
+      const std::string_view word = rest.substr(0, rest.find(' '));
+      rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+      isSentence = word.size() < kShortestToken && word.find('=') == std::string_view::npos;
+    }
+    if (isSentence) {
+      return begin;
+    }
+  }
+  return takeSecret(value);
 }
 
 TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Place end) {
@@ -170,10 +203,23 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
   }
 }
 
+// Where a "\\n" or its like, written out, ends a user's name. "CORP\\nadine" is a domain and a name.
+std::size_t TextRedactor::escapeIn(std::string_view name) {
+  const std::size_t slash = name.find('\\');
+  if (slash == std::string_view::npos || slash == 0 || slash + 1 >= name.size() ||
+      std::string_view("nrt").find(name[slash + 1]) == std::string_view::npos) {
+    return std::string_view::npos;
+  }
+  const std::string_view rest = name.substr(slash + 2);
+  const bool goesOn = !rest.empty() && isWordByte(static_cast<unsigned char>(rest.front())) &&
+                      rest.find_first_of("=:\\") == std::string_view::npos;
+  return goesOn ? std::string_view::npos : slash;
+}
+
 // jane, CORP\jane, jane@corp.
 TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   const Place begin = value.begin;
-  const std::string_view name = text(begin, end);
+  std::string_view name = text(begin, end);
   if (name.find_first_of("/%") != std::string_view::npos) {
     return begin;
   }
@@ -195,6 +241,10 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
     replaceHost(begin + sign + 1, last);
     return std::max(last, m_nCopied);
   }
+  if (const std::size_t escape = escapeIn(name); escape != std::string_view::npos) {
+    end = begin + escape;
+    name = name.substr(0, escape);
+  }
   const std::size_t slash = name.rfind('\\');
   const Place user = slash == std::string_view::npos ? begin : begin + slash + 1;
   if (slash != std::string_view::npos) {
@@ -213,8 +263,8 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   }
   // A call, a type, a comparison: a program and not a setting. "user:jane:" is a list of who may.
   const bool isOneOfList = at(last) == ':' && at(last + 1) != ':' && begin > 0 && at(begin - 1) == ':';
-  const bool isCode = at(last) == '(' || at(last) == '<' || at(last) == '[' || at(last) == '>' ||
-                      (at(last) == ':' && !isOneOfList);
+  const bool isCode = at(last) == '(' || at(last) == '<' || (at(last) == '[' && colourEnd(last) == last) ||
+                      at(last) == '>' || (at(last) == ':' && !isOneOfList);
   if (last == user || (isCode && value.ending == Ending::kWord)) {
     return begin;
   }

@@ -258,6 +258,10 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   while (place - afterSign < kMostBlanks && isBlankByte(at(place))) {
     ++place;
   }
+  // A colour's sequence is no part of the value.
+  if (at(place) == 0x1b && at(place + 1) == '[') {
+    place = colourEnd(place + 1);
+  }
   value.isFound = true;
   value.wasQuoted = wasQuoted;
   if (at(place) == '\\' && at(place + 1) == '"') {
@@ -303,6 +307,13 @@ bool TextRedactor::endsSoftly(Place place) const {
   return isSpaceByte(at(next)) || at(next) == 0 || at(next) == '<';
 }
 
+// Whether a number of a JSON text, which has no quotes around it, ends at `place`.
+bool TextRedactor::endsNumber(Place begin, Place place) const {
+  const unsigned char c = at(place);
+  return (c == ',' || c == '}' || c == ']') && place > begin &&
+         text(begin, place).find_first_not_of("0123456789.-+eE") == std::string_view::npos;
+}
+
 // Where the value ends; past the bound where its end isn't in sight.
 TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
   Place place = value.begin;
@@ -317,7 +328,8 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
     bool ends = false;
     switch (value.ending) {
       case Ending::kWord:
-        ends = isSpaceByte(c) || c == '<' || endsSoftly(place);
+        ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) ||
+               (value.wasQuoted && endsNumber(value.begin, place));
         break;
       case Ending::kItem:
         ends = isSpaceByte(c) ||
