@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMBundle/redact/KeyNames.h"
 
+#include <array>
 #include <bitset>
 #include <cstddef>
 #include <iterator>
@@ -159,6 +160,7 @@ constexpr Ending kEndings[] = {
     {"ruser", KeyLook::kUser},
     {"vpnuser", KeyLook::kUser},
     {"dbuser", KeyLook::kUser},
+    {"defaultuser", KeyLook::kUser},
     {"authuser", KeyLook::kUser},
     {"8021xidentity", KeyLook::kUser},
     {"eapidentity", KeyLook::kUser},
@@ -170,6 +172,7 @@ constexpr Ending kEndings[] = {
     {"domainname", KeyLook::kHost},
     {"dnsdomain", KeyLook::kHosts},
     {"searchdomain", KeyLook::kHosts},
+    {"defaultdomain", KeyLook::kHosts},
     {"searchdomains", KeyLook::kHosts},
     {"dnssearch", KeyLook::kHosts},
     {"ip4domain", KeyLook::kHosts},
@@ -236,6 +239,8 @@ constexpr PhraseRow kPhrases[] = {
     {"", "host", {KeyLook::kHost, kPhraseQuoted}},
     {"", "hostname", {KeyLook::kHost, kPhraseQuoted}},
     {"", "clienthostname", {KeyLook::kHost, kPhraseQuoted}},
+    {"", "domainname", {KeyLook::kHosts, kPhraseQuoted}},
+    {"dhcpoption", "domain", {KeyLook::kHost, kPhraseAny}},
     {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
@@ -262,6 +267,14 @@ KeyLook lookOf(std::string_view key) {
 std::size_t lastTwo(std::string_view key) {
   return (static_cast<unsigned char>(key[key.size() - 2]) & 31U) << 5U |
          (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
+}
+
+// Of the first two and last two letters, in both cases.
+constexpr std::size_t kPhraseHashes = 4096;
+constexpr std::size_t phraseHash(std::string_view word) {
+  const auto letter = [word](std::size_t at) { return static_cast<std::size_t>(word[at]) & 31U; };
+  return (letter(0) * 1031U + letter(1) * 257U + letter(word.size() - 2) * 61U + letter(word.size() - 1)) %
+         kPhraseHashes;
 }
 
 void appendNormal(std::string_view text, std::string& key) {
@@ -311,17 +324,17 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   return lookOfBoth != KeyLook::kNone ? lookOfBoth : look;
 }
 
-bool mayBePhrase(std::string_view word) {
-  // Their first two and last two letters.
-  static const auto kLooks = [] {
-    std::pair<std::bitset<1024>, std::bitset<1024>> looks;
+PhraseGuess mayBePhrase(std::string_view word) {
+  static constexpr auto kGuesses = [] {
+    std::array<PhraseGuess, kPhraseHashes> guesses = {};
     for (const PhraseRow& row : kPhrases) {
-      looks.first.set(lastTwo(row.word.substr(0, 2)));
-      looks.second.set(lastTwo(row.word));
+      PhraseGuess& guess = guesses[phraseHash(row.word)];
+      const bool isAnywhere = !row.before.empty() || (row.phrase.forms & kPhraseAny) != 0;
+      guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
     }
-    return looks;
+    return guesses;
   }();
-  return word.size() > 1 && kLooks.second[lastTwo(word)] && kLooks.first[lastTwo(word.substr(0, 2))];
+  return word.size() > 1 ? kGuesses[phraseHash(word)] : PhraseGuess::kNone;
 }
 
 Phrase phraseOf(std::string_view before, std::string_view word) {

@@ -55,8 +55,10 @@ struct Phrase {
   bool isPair = false;  // the word in front belongs to it
 };
 
-// A quick look whether phraseOf() may find something: false for most words.
-bool mayBePhrase(std::string_view word);
+// A quick look whether phraseOf() may find something: kNone for most words, and kFront for most of the
+// others, whose value is quoted or stands behind them in front of a line.
+enum class PhraseGuess : unsigned char { kNone, kFront, kAnywhere };
+PhraseGuess mayBePhrase(std::string_view word);
 // As keyLook().
 Phrase phraseOf(std::string_view before, std::string_view word);
 

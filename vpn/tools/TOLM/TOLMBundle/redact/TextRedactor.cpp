@@ -318,6 +318,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
   }
+  if (next == ')' && at(begin - (begin > 0 ? 1U : 0U)) == '(' &&
+      text(end, std::min(end + 6, m_Window.size())) == ") CMD ") {
+    replaceUser(begin, end);  // "CRON[1]: (jane) CMD (x)"
+    return std::max(end, m_nCopied);
+  }
   if (next == ' ' && length <= 12) {
     trySentence(begin, end);
     if (m_pCollector != nullptr) {

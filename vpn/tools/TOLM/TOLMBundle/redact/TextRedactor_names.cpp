@@ -264,7 +264,7 @@ TextRedactor::Place TextRedactor::tryReversed(Place begin, Place end) {
   return begin;
 }
 
-// /home/NAME, /Users/NAME, \Users\NAME, \\Users\\NAME.
+// /home/NAME, /run/media/NAME, /var/mail/NAME, /Users/NAME, \Users\NAME, \\Users\\NAME.
 TextRedactor::Place TextRedactor::tryHome(Place slash) {
   const unsigned char sign = at(slash);
   Place place = slash + 1;
@@ -272,7 +272,8 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
     ++place;
   }
   std::size_t folder = 0;
-  for (const std::string_view home : {"home", "users", "documents and settings"}) {
+  for (const std::string_view home : {"home", "users", "documents and settings", "run/media", "var/mail",
+                                      "spool/mail", "spool/cron/crontabs"}) {
     if (isSame(std::string_view(m_Window).substr(place, home.size()), home)) {
       folder = home.size();
     }

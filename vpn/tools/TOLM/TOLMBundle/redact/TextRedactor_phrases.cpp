@@ -41,7 +41,10 @@ bool isRealm(std::string_view text) {
 // "wpa-psk hunter2", "user 'jane'", "User <jane>": the word in [begin, end), and behind blanks `place`.
 TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place) {
   const std::string_view word = text(begin, end);
-  if (!mayBePhrase(word)) {
+  const PhraseGuess guess = mayBePhrase(word);
+  const unsigned char opening = at(place);
+  const bool opens = opening == '"' || opening == '\'' || opening == '<' || opening == '0';
+  if (guess == PhraseGuess::kNone || (guess == PhraseGuess::kFront && !opens && !isLineFront(begin))) {
     return begin;
   }
   const std::string_view before = wordBefore(begin);
@@ -60,7 +63,6 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   }
   Value value;
   value.begin = place;
-  const unsigned char opening = at(place);
   if (opening == '<' && may(kPhraseAngle)) {
     Place last = place + 1;
     while (last - place < kLongestName && isNameByte(at(last))) {
@@ -109,7 +111,7 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   }
   if (may(kPhraseAny)) {
     const std::string_view all = text(place, valueEnd(value));
-    return isPlainWord(all) ? begin : takeValue(phrase.look, value);
+    return phrase.look != KeyLook::kHost && isPlainWord(all) ? begin : takeValue(phrase.look, value);
   }
   if ((!may(kPhraseFront) && !may(kPhraseDigit)) ||
       !isLineFront(phrase.isPair ? begin - before.size() - 1 : begin)) {
@@ -178,6 +180,8 @@ TextRedactor::Place TextRedactor::trySearchLine(Place begin, Place place) {
     isSettings = isSettings || behind.find(line) != std::string_view::npos ||
                  ahead.find(line) != std::string_view::npos || (begin <= kNear && ahead.starts_with(name));
   }
+  const std::string_view first = text(place, end).substr(0, text(place, end).find_first_of(" \t"));
+  isSettings = isSettings || hostLook(first) == HostLook::kStrong;
   if (!isSettings && words > 1) {
     return begin;
   }

@@ -179,13 +179,26 @@ TEST(RedactPhraseTest, SecretsInMembersOfObjectsGo) {
 }
 
 TEST(RedactPhraseTest, UsersInSentencesAndListsGo) {
-  for (const std::string text :
-       {"failed for username 'jdoe7' now", "user 'jdoe7' is unknown", "for user \"jdoe7\"",
-        "User <jdoe7> IP <x>", "Failed password for invalid user jdoe7 from 127.0.0.1 port 22",
-        "Disconnected from authenticating user jdoe7 127.0.0.1 port 22 [preauth]", "User jdoe7 logged out",
-        "permissions=user:jdoe7:;", "connection.permissions: user:jdoe7:", "identity=\"jdoe7\"",
-        "802-1x.identity: jdoe7", "subject=C = DE, CN = jdoe7", "subject= /O=x/CN=jdoe7/x=y", "CN=jdoe7,O=x",
-        "added 'identity' value 'jdoe7'", "ACME7\\jdoe7 logged on", "{\"u\":\"ACME7\\\\jdoe7\"}"}) {
+  for (const std::string text : {"failed for username 'jdoe7' now",
+                                 "user 'jdoe7' is unknown",
+                                 "for user \"jdoe7\"",
+                                 "User <jdoe7> IP <x>",
+                                 "Failed password for invalid user jdoe7 from 127.0.0.1 port 22",
+                                 "Disconnected from authenticating user jdoe7 127.0.0.1 port 22 [preauth]",
+                                 "User jdoe7 logged out",
+                                 "CRON[12]: (jdoe7) CMD (x)",
+                                 "/run/media/jdoe7/x",
+                                 "/var/mail/jdoe7",
+                                 "permissions=user:jdoe7:;",
+                                 "connection.permissions: user:jdoe7:",
+                                 "identity=\"jdoe7\"",
+                                 "802-1x.identity: jdoe7",
+                                 "subject=C = DE, CN = jdoe7",
+                                 "subject= /O=x/CN=jdoe7/x=y",
+                                 "CN=jdoe7,O=x",
+                                 "added 'identity' value 'jdoe7'",
+                                 "ACME7\\jdoe7 logged on",
+                                 "{\"u\":\"ACME7\\\\jdoe7\"}"}) {
     const std::string result = redacted(text + "\nby jdoe7.");
     EXPECT_THAT(result, Not(HasSubstr("jdoe7"))) << text;
     EXPECT_THAT(result, Not(HasSubstr("ACME7"))) << text;
@@ -272,11 +285,17 @@ TEST(RedactPhraseTest, DomainsWithoutADotGo) {
       {"        DNS Domain: ~. acmeint ~corp7\nacmeint", "        DNS Domain: ~. {H} ~{H}\n{H}"},
       {"IP4.DOMAIN[1]:    acmeint\nIP4.SEARCHES[1]: acmeint", "IP4.DOMAIN[1]:    {H}\nIP4.SEARCHES[1]: {H}"},
       {"  search domain[0] : acmeint", "  search domain[0] : {H}"},
+      {"search corp.acme.de acmeint\n", "search {H}.{H}.example {H}\n"},
+      {"dhcp-option DOMAIN acmeint,x", "dhcp-option DOMAIN {H},x"},
+      {"dhcp-option DOMAIN acmeint\n", "dhcp-option DOMAIN {H}\n"},
+      {"option domain-name \"acmeint\";", "option domain-name \"{H}\";"},
+      {"X-CSTP-Default-Domain: acmeint", "X-CSTP-Default-Domain: {H}"},
       {"dns-search=acmeint;corpint;\n", "dns-search={H};{H};\n"},
   });
   expectStays({"search for it\n", "search results.\n", "domain name\n", "a domain acmeint\n",
-               "DNS Domain: ~.", "DNS Domain: could neither be found nor asked for",
-               "login[812]: words of it", "search domain[0] : --", "  search acmeint\n"});
+               "dhcp-option DNS x7", "(acmeint) CMDS x", "DNS Domain: ~.",
+               "DNS Domain: could neither be found nor asked for", "login[812]: words of it",
+               "search domain[0] : --", "  search acmeint\n"});
 }
 
 TEST(RedactPhraseTest, ShortNamesOfHostsGo) {

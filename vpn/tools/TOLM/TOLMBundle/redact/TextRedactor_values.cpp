@@ -372,8 +372,8 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     }
     const bool isOption = at(begin) == '-' && at(begin + 1) == '-' && sign == end + 1;
     const bool isElement = isElementName(begin);
-    const bool hasSign =
-        at(sign) == '=' || (at(sign) == ':' && at(sign + 1) != ':') || behindRemark(sign) > sign;
+    const bool hasSign = at(sign) == '=' || (at(sign) == ':' && at(sign + 1) != ':') ||
+                         (at(sign) == '(' && behindRemark(sign) > sign);
     if (!hasSign && !isOption) {
       if (const Place done = tryPhrase(begin, end, sign); done > begin) {
         return done;
