@@ -393,7 +393,7 @@ class FleetTest(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline)
             time.sleep(0.2)
 
-    def freeze(self, name, text, **options):
+    def freeze(self, name, text, playbook="collect", check=0, **options):
         """A play with a host whose processes with a text in their command lines are stopped once its run is under way."""
         host = self.hosts[name]
         ended = threading.Event()
@@ -408,8 +408,9 @@ class FleetTest(unittest.TestCase):
         thread = threading.Thread(target=stop)
         thread.start()
         try:
-            return play("collect", limit=f"{name}:good01", check=0, timeout=400, tolm_collect_command_timeout=0,
-                        tolm_collect_ssh_args="-o ServerAliveInterval=2 -o ServerAliveCountMax=5", **options)
+            alive = "-o ServerAliveInterval=2 -o ServerAliveCountMax=5"
+            return play(playbook, limit=f"{name}:good01", check=check, timeout=400, tolm_collect_command_timeout=0,
+                        tolm_collect_ssh_args=alive, tolm_clear_ssh_args=alive, **options)
         finally:
             ended.set()
             thread.join()
@@ -431,6 +432,42 @@ class FleetTest(unittest.TestCase):
         self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "failed", "good01": "whole"})
         self.assertRegex(rows["hangs"]["why"], "did not answer within 20 seconds")
         self.assertIn("HOST  ", result.stdout)
+
+    def test_a_host_that_stands_still_while_it_is_cleared_stops_nobody(self):
+        for name in ("hangs", "good01"):
+            self.hosts[name].run("printf '#!/bin/sh\nexec %s\n' "
+                                 f"'{'sleep 3600' if name == 'hangs' else 'true'}' >/opt/clear; chmod 755 /opt/clear")
+        result = self.freeze("hangs", "sshd", playbook="clear", check=4, tolm_clear_confirm="delete the logs",
+                             tolm_clear_seconds=5, tolm_clear_program="/opt/clear")
+        self.assertRegex(result.stdout, r"good01 .*unreachable=0 +failed=0")
+        self.assertRegex(result.stdout, r"hangs .*unreachable=1")
+
+    def test_a_host_that_goes_away_while_a_package_is_installed_is_not_told_as_whole(self):
+        tree = PLACE / "cutting"
+        (tree / "DEBIAN").mkdir(parents=True)
+        (tree / "DEBIAN/control").write_text(
+            "Package: cutting\nVersion: 1.0.0\nArchitecture: all\nMaintainer: a test <test@halvo.example>\n"
+            "Description: ends the connection that it is installed over\n", encoding="utf-8")
+        (tree / "DEBIAN/postinst").write_text("""#!/bin/sh
+process=$$
+while [ "$process" -gt 1 ]; do
+  read -r _ name _ parent _ </proc/$process/stat
+  [ "$name" != "(sshd)" ] || { kill "$process"; exit 0; }
+  process=$parent
+done
+""", encoding="utf-8")
+        (tree / "DEBIAN/postinst").chmod(0o755)
+        run(["dpkg-deb", "--root-owner-group", "-Znone", "-b", tree, PLACE / "cutting.deb"])
+        host = self.hosts["bare"]
+        host.run(f"mkdir -p /opt/own; cp {PROGRAMS}/tmtolm /opt/own/; mkdir -p {self.CONFIG}; cp {PLACE}/client.xml {self.CONFIG}/")
+        try:
+            play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "cutting.deb")],
+                 tolm_collect_program="/opt/own/tmtolm")
+            row = index()["bare"]
+            self.assertEqual(row["state"], "failed")
+            self.assertIn("went away while cutting.deb was installed", row["why"])
+        finally:
+            host.run("dpkg --purge cutting; rm -r /opt/own /opt/halvo")
 
     def test_hosts_that_never_answer_have_an_index_too(self):
         result = play("collect", limit="down", check=0)
