@@ -263,7 +263,7 @@ CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* byt
   if (deallocator != kCFAllocatorNull) {
     std::abort();
   }
-  return CFDataCreate(allocator, bytes, length);
+  return fails("CFDataCreateWithBytesNoCopy") ? nullptr : CFDataCreate(allocator, bytes, length);
 }
 
 CFIndex CFDataGetLength(CFDataRef data) {

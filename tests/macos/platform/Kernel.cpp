@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/event.h>
 #include <sys/inotify.h>
-#include <sys/stat.h>
 #include <sys/sysctl.h>
 #include <time.h>
 #include <unistd.h>
@@ -37,7 +36,8 @@ int registerChange(int queue, const struct kevent& change) {
   const std::string path = "/proc/self/fd/" + std::to_string(change.ident);
   const int watch = inotify_add_watch(queue, path.c_str(), IN_MODIFY | IN_ONESHOT);
   if (watch < 0) {
-    errno = EBADF;
+    // A descriptor that isn't open has no name there.
+    errno = errno == ENOENT ? EBADF : errno;
     return -1;
   }
   const std::lock_guard<std::mutex> guard(s_lock);
@@ -60,14 +60,26 @@ timeval startTime(long long hundredths) {
   return {static_cast<time_t>(micros / 1'000'000), static_cast<suseconds_t>(micros % 1'000'000)};
 }
 
+// The folder itself belongs to the user whose rights the process has, which may be another.
+uid_t realUser(const std::string& folder) {
+  std::ifstream stream(folder + "/status");
+  uid_t user = static_cast<uid_t>(-1);
+  for (std::string word; stream >> word;) {
+    if (word == "Uid:") {
+      stream >> user;
+      break;
+    }
+  }
+  return user;
+}
+
 // One process as the kernel of macOS tells it: SIDL is 1, SRUN 2, SSLEEP 3, SSTOP 4, SZOMB 5.
 bool fill(pid_t pid, kinfo_proc& record) {
   std::memset(&record, 0, sizeof(record));
   const std::string folder = "/proc/" + std::to_string(pid);
   std::ifstream stream(folder + "/stat");
   std::string line;
-  struct stat owner;
-  if (!std::getline(stream, line) || stat(folder.c_str(), &owner) != 0) {
+  if (!std::getline(stream, line)) {
     return false;
   }
   const std::size_t open = line.find('(');
@@ -91,7 +103,7 @@ bool fill(pid_t pid, kinfo_proc& record) {
       break;
   }
   std::memcpy(record.kp_proc.p_comm, command.c_str(), command.size());
-  record.kp_eproc.e_pcred.p_ruid = owner.st_uid;
+  record.kp_eproc.e_pcred.p_ruid = realUser(folder);
   // Behind the name stand the state, the parent, and eighteenth behind that the start.
   std::istringstream fields(line.substr(close + 2));
   std::string field;
@@ -108,6 +120,9 @@ bool fill(pid_t pid, kinfo_proc& record) {
 std::vector<kinfo_proc> allProcesses() {
   std::vector<kinfo_proc> records;
   DIR* folder = opendir("/proc");
+  if (folder == nullptr) {
+    return records;
+  }
   while (const dirent* entry = readdir(folder)) {
     kinfo_proc record;
     const pid_t pid = std::atoi(entry->d_name);
@@ -180,6 +195,10 @@ extern "C" int sysctl(int* name, unsigned int length, void* old, size_t* oldLeng
     }
   } else if (length == 3 && name[2] == KERN_PROC_ALL) {
     records = allProcesses();
+    // There is always one, this.
+    if (records.empty()) {
+      return -1;
+    }
   } else {
     std::abort();
   }
@@ -189,7 +208,8 @@ extern "C" int sysctl(int* name, unsigned int length, void* old, size_t* oldLeng
     *oldLength = bytes + 10 * sizeof(kinfo_proc);
     return 0;
   }
-  if (*oldLength < bytes) {
+  // "room of" is as if a process had started since the size was asked for.
+  if (*oldLength < bytes || fails("room of sysctl")) {
     errno = ENOMEM;
     return -1;
   }

@@ -1,5 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -50,6 +52,23 @@ TEST_F(WriteWatchDarwinTest, WriteToAnotherFileIsNone) {
   ASSERT_EQ(write(other, "x", 1), 1);
   EXPECT_EQ(awaitWrite(m_nWatch, m_nFile), 0);
   close(other);
+}
+
+void noteSignal(int /*signal*/) {}
+
+TEST_F(WriteWatchDarwinTest, SignalEndsTheWaitWithItsErrno) {
+  ASSERT_EQ(registerWriteWatch(m_nWatch, m_nFile), 0);
+  struct sigaction action = {};
+  action.sa_handler = &noteSignal;
+  ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+  // Again and again: the first may come ahead of the wait.
+  const itimerval often = {{0, 20'000}, {0, 20'000}};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+  errno = 0;
+  EXPECT_EQ(awaitWrite(m_nWatch, m_nFile), -1);
+  EXPECT_EQ(errno, EINTR);
+  const itimerval never = {};
+  setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST_F(WriteWatchDarwinTest, FailuresLeaveErrno) {

@@ -334,6 +334,13 @@ TEST_F(CoreFoundationTest, MissingPreferredLanguagesAreLogged) {
   EXPECT_EQ(made, nullptr);
 }
 
+TEST_F(CoreFoundationTest, PreferredLanguageThatCannotBeCopiedFailsWithoutAText) {
+  CFStringRef made = nullptr;
+  platform::failNext("CFStringCreateCopy");
+  expectFailure(GLOBAL_ERROR_UNEXPECTED, {}, [&] { return GetPreferredLanguage(made); });
+  EXPECT_EQ(made, nullptr);
+}
+
 TEST_F(CoreFoundationTest, LocaleOfTheHostGivesTheLanguageCodeInLowerCase) {
   std::string code;
   platform::setLocale("fr", "CH");
@@ -546,16 +553,19 @@ TEST_F(CoreFoundationTest, TimeTakesAnotherFormat) {
 TEST_F(CoreFoundationTest, DateOrFormatterThatCannotBeMadeHasTheCodeOfAnAllocation) {
   std::string text;
   for (const char* call : {"CFDateCreate", "CFDateFormatterCreate", "CFDateFormatterCreateStringWithDate",
-                           "CFLocaleCopyCurrent"}) {
+                           "CFLocaleCopyCurrent", "CFStringCreateWithCString"}) {
     platform::failNext(call);
     expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {}, [&] { return FormatTimeFromNow(0, text); });
   }
   int order = 7;
-  platform::failNext("CFDateFormatterCreate");
-  expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {},
-                [&] { return CompareDateTexts("01-01-20 00:00:00:000", "01-01-20 00:00:00:000", order); });
-  expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {},
-                [&] { return CompareDateTexts("no date", "01-01-20 00:00:00:000", order); });
+  const char* const good = "01-01-20 00:00:00:000";
+  for (const char* call : {"CFDateFormatterCreate", "CFStringCreateWithCString"}) {
+    platform::failNext(call);
+    expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {}, [&] { return CompareDateTexts(good, good, order); });
+  }
+  expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {}, [&] { return CompareDateTexts("no date", good, order); });
+  expectFailure(GLOBAL_ERROR_MEMALLOC_FAILED, {}, [&] { return CompareDateTexts(good, "no date", order); });
+  EXPECT_EQ(order, 0);
 }
 
 // Holders.

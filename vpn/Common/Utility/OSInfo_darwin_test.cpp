@@ -1,12 +1,31 @@
 #include "vpn/Common/Utility/OSInfo_darwin.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <optional>
+#include <string>
 
 #include "tests/macos/platform/Control.h"
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
+
+namespace {
+
+// The file that stands in the place of the system's list, which no test can write.
+std::string s_systemList;
+
+}  // namespace
+
+// What the streams of the C++ library open files by.
+extern "C" FILE* fopen64(const char* path, const char* mode) {
+  using Open = FILE*(const char*, const char*);
+  static Open* const s_open = reinterpret_cast<Open*>(dlsym(RTLD_NEXT, "fopen64"));
+  const bool isList = std::strcmp(path, "/System/Library/CoreServices/SystemVersion.plist") == 0;
+  return s_open(isList && !s_systemList.empty() ? s_systemList.c_str() : path, mode);
+}
 
 namespace halvo {
 namespace {
@@ -121,6 +140,28 @@ TEST_F(OSInfoDarwinTest, ListThatIsMissingOrNoPropertyListGivesNothing) {
   EXPECT_EQ(productVersionIn((folder.path() + "/empty").c_str()), std::nullopt);
   test::writeFile(folder.path() + "/array", "<?xml version=\"1.0\"?>\n<plist><array/></plist>");
   EXPECT_EQ(productVersionIn((folder.path() + "/array").c_str()), std::nullopt);
+}
+
+TEST_F(OSInfoDarwinTest, DataOrKeyThatCannotBeMadeGivesNothing) {
+  for (const char* call : {"CFDataCreateWithBytesNoCopy", "CFStringCreateWithCStringNoCopy"}) {
+    platform::failNext(call);
+    EXPECT_EQ(versionIn("<key>ProductVersion</key><string>11.0</string>"), std::nullopt) << call;
+    EXPECT_FALSE(platform::fails(call)) << "not called";
+  }
+}
+
+TEST_F(OSInfoDarwinTest, VersionOfTheSystemStandsInItsOwnList) {
+  const test::TempFolder folder;
+  test::writeFile(folder.path() + "/list",
+                  "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict>"
+                  "<key>ProductVersion</key><string>12.3</string></dict></plist>\n");
+  s_systemList = folder.path() + "/list";
+  EXPECT_EQ(readProductVersion(), "12.3");
+  SystemVersion version(&readProductVersion);
+  EXPECT_TRUE(version.isAtLeast(12, 3, 0));
+  EXPECT_FALSE(version.isAtLeast(12, 3, 1));
+  s_systemList.clear();
+  EXPECT_EQ(readProductVersion(), std::nullopt);
 }
 
 TEST_F(OSInfoDarwinTest, ReadingLeavesNoObjectBehind) {

@@ -43,6 +43,25 @@ TEST(SysutilsDarwinTest, ListThatCannotBeHadIsAnErrorWithoutAList) {
   EXPECT_EQ(count, 0U);
 }
 
+TEST(SysutilsDarwinTest, TableThatHasGrownSinceItsSizeWasAskedForIsToldSo) {
+  platform::reset();
+  // Never fewer than this process and its parent.
+  BSDProcess one;
+  std::size_t bytes = sizeof(one);
+  EXPECT_EQ(hostProcessTable().read(&one, bytes), ENOMEM);
+}
+
+TEST(SysutilsDarwinTest, ListIsReadAgainWhereTheTableHasGrown) {
+  platform::reset();
+  BSDProcess* list = nullptr;
+  std::size_t count = 0;
+  platform::failNext("room of sysctl");
+  EXPECT_EQ(GetBSDProcessList(&list, &count), 0);
+  EXPECT_FALSE(platform::fails("room of sysctl"));
+  EXPECT_GT(count, 1U);
+  std::free(list);
+}
+
 TEST(SysutilsDarwinTest, OneProcessIsReadByItsId) {
   platform::reset();
   BSDProcess process;
