@@ -331,9 +331,14 @@ void TextRedactor::trySentence(Place begin, Place end) {
   const std::string_view rest = std::string_view(m_Window).substr(last, 6);
   const bool ends = dotted || next == '(' || next == '\'' || next == '"' || next == '\n' || next == '\r' ||
                     next == 0 || rest.starts_with(" from ") || rest.starts_with(" by ");
-  const bool hasAddress =
-      isStranger && rest.size() > 1 && rest[0] == ' ' && isHexByte(static_cast<unsigned char>(rest[1])) &&
-      std::string_view(m_Window).substr(last + 1, 45).find_first_of(".:") != std::string_view::npos;
+  bool hasAddress = isStranger && at(last) == ' ' && isHexByte(at(last + 1));
+  bool hasSign = false;
+  for (Place place = last + 1; hasAddress && at(place) > ' ' && place - last < 48; ++place) {
+    const bool isSign = at(place) == '.' || at(place) == ':';
+    hasSign = hasSign || isSign;
+    hasAddress = isSign || isHexByte(at(place));
+  }
+  hasAddress = hasAddress && hasSign;
   const bool logged = isUser && std::string_view(m_Window).substr(last, 8) == " logged ";
   if (last > first && (logged || ((ofUser || accepted) && (ends || hasAddress)))) {
     replaceUser(first, last);

@@ -82,6 +82,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
     value.quote = static_cast<char>(opening);
     ++value.begin;
     Place last = valueEnd(value);
+    if (at(last) != opening && last - value.begin <= kLongestValue) {
+      return begin;
+    }
     bool isAsked = false;
     if (at(last) == opening && isBlankByte(at(last + 1)) &&
         (phrase.look == KeyLook::kSecret || phrase.look == KeyLook::kUser)) {

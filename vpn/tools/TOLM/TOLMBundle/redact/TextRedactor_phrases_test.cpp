@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -327,6 +328,109 @@ TEST(RedactPhraseTest, WirelessNetworksOfManagersGo) {
   expectStays({"GENERAL.CONNECTION:  --", "GENERAL.CONNECTION:  Wired connection 1",
                "GENERAL.CONNECTION: docker0", "connection 'tun0'", "the ssid is hidden", "ssid (null)",
                "lost connection \"\""});
+}
+
+// Texts made of what begins and ends such values: none may change on a second pass or by where it is cut.
+TEST(RedactPhraseTest, RandomTextsOfPhrasesAreRedactedOnceAndForAll) {
+  const std::string id = "0123456789abcdef0123456789abcdef";
+  const std::vector<std::string> parts = {"user",
+                                          "username ",
+                                          "'",
+                                          "\"",
+                                          "jane",
+                                          "jdoe7",
+                                          "CORP",
+                                          "\\",
+                                          "CN = ",
+                                          "Jane Doe",
+                                          ",",
+                                          " ",
+                                          "\n",
+                                          "\t",
+                                          "search ",
+                                          "domain ",
+                                          "acmeint",
+                                          "nameserver ",
+                                          "no_proxy=",
+                                          "DNS Domain: ",
+                                          "[0]",
+                                          ": ",
+                                          "=",
+                                          "10.1.2.3",
+                                          "fd12:3456::1",
+                                          "~",
+                                          ".",
+                                          "acme.de",
+                                          "remote ",
+                                          "vpn-acme",
+                                          "1194",
+                                          "auth-token ",
+                                          "SESS_ID_x1",
+                                          "wpa-psk ",
+                                          "hunter22",
+                                          ": PSK ",
+                                          "0s",
+                                          "EAP ",
+                                          "<auth-user-pass>",
+                                          "</auth-user-pass>",
+                                          "<entry key=",
+                                          "password",
+                                          ">",
+                                          "<",
+                                          "<![CDATA[",
+                                          "]]>",
+                                          "</entry>",
+                                          "{\"name\":",
+                                          "\"value\":",
+                                          "\"passwords\":",
+                                          "[",
+                                          "]",
+                                          "}",
+                                          "-- Boot ",
+                                          id,
+                                          "/journal/",
+                                          "S/N",
+                                          "Serial Number ",
+                                          "(system)",
+                                          "ssid ",
+                                          "value ",
+                                          "Does Nest",
+                                          "GENERAL.CONNECTION",
+                                          "connection ",
+                                          "REDACTED",
+                                          "User <",
+                                          "for invalid user ",
+                                          " from ",
+                                          "host ",
+                                          "jane:*:501:20:Jane:",
+                                          "@",
+                                          "/",
+                                          "--user ",
+                                          "permissions=user:",
+                                          "identity",
+                                          kKey1,
+                                          kKey2,
+                                          "51820",
+                                          "\xc3\xbc",
+                                          "\x1b[31m",
+                                          "Auth",
+                                          "-",
+                                          "_",
+                                          "DSID",
+                                          ";",
+                                          "IPSec secret ",
+                                          "XAUTH "};
+  std::mt19937 generator(20261122);
+  for (int round = 0; round < 1500; ++round) {
+    std::string text;
+    const std::size_t count = generator() % 20;
+    for (std::size_t i = 0; i < count; ++i) {
+      text += parts[generator() % parts.size()];
+    }
+    const std::string once = redacted(text);
+    ASSERT_EQ(once, redacted(once)) << text;
+    ASSERT_EQ(once, redactedInPieces(text, 3)) << text;
+  }
 }
 
 }  // namespace

@@ -168,9 +168,9 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
     case KeyLook::kConnection:
       // "Wired connection 1", "lo", "docker0", "--": nobody chose these.
       if (name.starts_with("Wired ") || !isWordByte(at(begin)) ||
-          (name.size() < 16 && std::none_of(name.begin(), name.end(), [](char c) {
-             return (c >= 'A' && c <= 'Z') || c == ' ' || static_cast<unsigned char>(c) > 127;
-           }))) {
+          std::none_of(name.begin(), name.end(), [](char c) {
+            return (c >= 'A' && c <= 'Z') || c == ' ' || static_cast<unsigned char>(c) > 127;
+          })) {
         return begin;
       }
       [[fallthrough]];
@@ -336,13 +336,19 @@ TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
     const Place first = place;
     bool hasDot = false;
     while (place < end && !isBlankByte(at(place)) && at(place) != ',') {
-      hasDot = hasDot || at(place) == '.' || at(place) == ';';
+      hasDot = hasDot || at(place) == '.' || at(place) == ';' || at(place) == ':';
       ++place;
     }
     plain += !hasDot && place > first && isLetterByte(at(first)) && isBlankByte(at(place)) ? 1 : 0;
     ++place;
   }
-  if (plain > kMostPlainWords) {
+  const std::string_view all = text(begin, end);
+  const bool isOther = std::any_of(all.begin(), all.end(), [kSigns](char c) {
+    return !isIdentifierByte(static_cast<unsigned char>(c)) && kSigns.find(c) == std::string_view::npos &&
+           c != '/' && c != ':';
+  });
+  if (plain > kMostPlainWords || all.find(kSecretMark) != std::string_view::npos ||
+      (isOther && all.find(' ') != std::string_view::npos)) {
     return begin;  // a sentence
   }
   Place done = begin;
@@ -395,7 +401,8 @@ TextRedactor::Place TextRedactor::takeUserPass(const Value& value) {
   };
   const Place user = skip(value.begin);
   const Place userEnd = lineEnd(user);
-  if (value.ending != Ending::kElement || userEnd == user || at(userEnd) >= ' ') {
+  const bool hasLines = at(value.begin) == '\n' || (at(value.begin) == '\r' && at(value.begin + 1) == '\n');
+  if (value.ending != Ending::kElement || !hasLines || userEnd == user || at(userEnd) >= ' ') {
     return value.begin;
   }
   const std::size_t sign = text(user, userEnd).find('@');
