@@ -414,7 +414,8 @@ void TextRedactor::tryLogHost(Place lineBegin) {
 // jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/bash, and jane:*:501:20:Jane Doe:/Users/jane:/bin/zsh, which
 // may have a class and two times in front of the full name.
 TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
-  constexpr unsigned long kFirstOfPeople = 500;
+  constexpr unsigned long kFirstOfPeople = 1000;
+  constexpr unsigned long kFirstOnMacs = 500;  // whose passwords are stars
   constexpr unsigned long kNobody = 65534;
   Place place = end + 1;
   const auto fieldEnd = [this](Place from) {
@@ -442,7 +443,8 @@ TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
   const unsigned long id = std::stoul(std::string(text(place, last)));
   place = last + 1;
   last = fieldEnd(place);
-  if (at(last) != ':' || !number(place, last) || id < kFirstOfPeople || id == kNobody) {
+  if (at(last) != ':' || !number(place, last) || id < (password == "x" ? kFirstOfPeople : kFirstOnMacs) ||
+      id == kNobody) {
     return begin;
   }
   place = last + 1;

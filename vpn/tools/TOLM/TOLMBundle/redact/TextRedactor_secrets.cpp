@@ -167,6 +167,8 @@ TextRedactor::Place TextRedactor::tryPemTail(Place begin, Place end) {
     ++place;
   }
   if (place - begin < kShortestPemRun) {
+    // "REDACTED-----END": all in one line.
+    m_nPemLines = std::string_view(m_Window).substr(place, 8) == "-----END" ? 0 : m_nPemLines;
     return begin;
   }
   replace(begin, place, m_PemKind, kSecretMark);
