@@ -170,25 +170,30 @@ void TextRedactor::step() {
 // Where the run that begins at `begin` ends, and what it is made of.
 TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& bits) const {
   Place end = begin;
-  while (end - begin <= kLongestRun) {
-    const unsigned more = byteBits(at(end));
-    if ((more & kByteRun) != 0) {
-      ++end;
-    } else if (more == 0) {
+  const Place bound = std::min(m_Window.size(), begin + kLongestRun + 1);
+  for (;;) {
+    // Most bytes of a text pass here.
+    unsigned more = 0;
+    for (; end < bound; ++end) {
+      more = byteBits(static_cast<unsigned char>(m_Window[end]));
+      if ((more & kByteRun) == 0) {
+        break;
+      }
+      bits |= more;
+    }
+    if (end >= bound || more == 0 || byteBits(at(end)) == 0) {
       break;
-    } else {
-      bool stops = false;
-      const Place next = highEnd(begin, end, stops);
-      if (next == end) {
-        break;
-      }
-      end = next;
-      if (stops) {
-        bits |= more;
-        break;
-      }
+    }
+    bool stops = false;
+    const Place next = highEnd(begin, end, stops);
+    if (next == end) {
+      break;
     }
     bits |= more;
+    end = next;
+    if (stops) {
+      break;
+    }
   }
   if (end - begin > kLongestRun) {
     // Cut where no name goes on, and else anywhere.
@@ -314,8 +319,10 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     if (const Place done = tryHost(begin, end); done > begin) {
       return done;
     }
-    if (const Place done = tryJoinedHost(begin, end, bits); done > begin) {
-      return done;
+    if (m_pKnown != nullptr || (bits & kByteOther) != 0) {
+      if (const Place done = tryJoinedHost(begin, end, bits); done > begin) {
+        return done;
+      }
     }
   }
   if (next == ')' && at(begin - (begin > 0 ? 1U : 0U)) == '(' &&
@@ -325,7 +332,7 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
   }
   if (next == ' ' && length <= 12) {
     trySentence(begin, end);
-    if (m_pCollector != nullptr) {
+    if (m_pCollector != nullptr && length >= 5) {
       learnMachine(begin, end);
     }
     if (m_nCopied > end) {
