@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactRules.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
@@ -35,7 +36,9 @@ void TextRedactor::feedPieces(std::string_view text, std::string& out) {
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, kPiece);
     text.remove_prefix(piece.size());
+    const Place old = m_Window.size();
     m_Window.append(piece);
+    see(old);
     scan(out, false);
   }
 }
@@ -70,6 +73,7 @@ void TextRedactor::finish(std::string& out) {
   }
   scan(out, true);
   m_Window.clear();
+  m_Seen.clear();
   m_nPlace = 0;
   m_nCopied = 0;
   m_nReplaced = 0;
@@ -109,6 +113,7 @@ void TextRedactor::scan(std::string& out, bool isLast) {
   if (m_nPlace > kLookBehind) {
     const std::size_t gone = m_nPlace - kLookBehind;
     m_Window.erase(0, gone);
+    m_Seen.erase(0, gone);
     m_nPlace -= gone;
     m_nCopied -= gone;
     m_nColonsTried -= std::min(m_nColonsTried, gone);
@@ -130,6 +135,10 @@ void TextRedactor::step() {
     m_nPemLines -= std::min(m_nPemLines, 1U);
   }
   const unsigned char c = at(m_nPlace);
+  if (c == ' ') {
+    ++m_nPlace;
+    return;
+  }
   unsigned bits = byteBits(c);
   if (bits != 0) {
     const Place begin = m_nPlace;
@@ -168,20 +177,22 @@ void TextRedactor::step() {
 }
 
 // Where the run that begins at `begin` ends, and what it is made of.
-TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& bits) const {
+TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& allBits) const {
   Place end = begin;
-  const Place bound = std::min(m_Window.size(), begin + kLongestRun + 1);
+  unsigned bits = 0;
+  const Place bound = std::min(m_Seen.size(), begin + kLongestRun + 1);
+  const char* const data = m_Seen.data();
   for (;;) {
     // Most bytes of a text pass here.
     unsigned more = 0;
     for (; end < bound; ++end) {
-      more = byteBits(static_cast<unsigned char>(m_Window[end]));
+      more = byteBits(static_cast<unsigned char>(data[end]));
       if ((more & kByteRun) == 0) {
         break;
       }
       bits |= more;
     }
-    if (end >= bound || more == 0 || byteBits(at(end)) == 0) {
+    if (end >= bound || more == 0) {
       break;
     }
     bool stops = false;
@@ -195,6 +206,7 @@ TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& bits) const {
       break;
     }
   }
+  allBits |= bits;
   if (end - begin > kLongestRun) {
     // Cut where no name goes on, and else anywhere.
     end = begin + kLongestRun;
@@ -224,17 +236,45 @@ TextRedactor::Place TextRedactor::highEnd(Place begin, Place end, bool& stops) c
   return end > begin && isPlainByte(at(end - 1)) ? end : last;
 }
 
-// A letter of another script right behind a plain one begins something else.
-unsigned char TextRedactor::highByte(Place place) const {
-  Place end = place;
-  const HighLook look = highLookAt(m_Window, place, end);
-  Place front = place;
-  while (front > 0 && place - front < 3 && (static_cast<unsigned char>(m_Window[front]) & 0xc0U) == 0x80) {
-    --front;
+// Takes over what came behind `from`. A letter of another script right behind a plain one begins something
+// else: it is seen as a sign.
+void TextRedactor::see(Place from) {
+  // A character may have been cut.
+  constexpr std::size_t kLongestCharacter = 4;
+  Place place = from - std::min(from, kLongestCharacter);
+  m_Seen.resize(place);
+  m_Seen.append(m_Window, place);
+  const std::size_t size = m_Window.size();
+  const char* const data = m_Window.data();
+  while (place < size) {
+    // Most texts have none at all.
+    std::uint64_t eight = 0;
+    while (place + sizeof(eight) <= size) {
+      std::memcpy(&eight, data + place, sizeof(eight));
+      if ((eight & 0x8080808080808080U) != 0) {
+        break;
+      }
+      place += sizeof(eight);
+    }
+    while (place < size && static_cast<unsigned char>(data[place]) < 128) {
+      ++place;
+    }
+    if (place == size) {
+      break;
+    }
+    Place front = place;
+    while (front > 0 && place - front < kLongestCharacter - 1 &&
+           (static_cast<unsigned char>(data[front]) & 0xc0U) == 0x80) {
+      --front;
+    }
+    Place end = place;
+    const HighLook look = highLookAt(m_Window, place, end);
+    const bool isOther =
+        look == HighLook::kForeign && front > 0 && isPlainByte(static_cast<unsigned char>(data[front - 1]));
+    for (; place < end; ++place) {
+      m_Seen[place] = look == HighLook::kSign || isOther ? static_cast<char>(kSignByte) : data[place];
+    }
   }
-  const bool isOther =
-      look == HighLook::kForeign && front > 0 && isPlainByte(static_cast<unsigned char>(m_Window[front - 1]));
-  return look == HighLook::kSign || isOther ? kSignByte : static_cast<unsigned char>(m_Window[place]);
 }
 
 // A run and what hangs on it. Gives back how far it was dealt with, at least to the run's end.

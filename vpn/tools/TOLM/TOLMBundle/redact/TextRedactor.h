@@ -188,13 +188,12 @@ class TextRedactor {
   Place tryBase64(Place begin);
   Place tryArpa(Place begin, Place end);
 
+  // As the finders see it: kSignByte for bytes above 127 that are part of no letter, 0 behind the last, where
+  // a bounded look ahead may begin right before a text's end.
   [[nodiscard]] unsigned char at(Place place) const {
-    // 0 behind the last: a bounded look ahead may begin right before a text's end.
-    const unsigned char c = place < m_Window.size() ? static_cast<unsigned char>(m_Window[place]) : 0;
-    return c < 128 ? c : highByte(place);
+    return place < m_Seen.size() ? static_cast<unsigned char>(m_Seen[place]) : 0;
   }
-  // A byte above 127, or kSignByte where it is part of no letter.
-  [[nodiscard]] unsigned char highByte(Place place) const;
+  void see(Place from);
   // The byte in front of a run, which an escape or a colour's sequence in front of it isn't part of.
   [[nodiscard]] unsigned char before(Place begin) const {
     return begin == 0 || begin == m_nBarrier ? ' ' : at(begin - 1);
@@ -218,6 +217,7 @@ class TextRedactor {
 
   // What is scanned, with some bytes in front that were scanned before.
   std::string m_Window;
+  std::string m_Seen;     // the same as at() gives it
   Place m_nPlace = 0;     // scanned up to here
   Place m_nCopied = 0;    // handed out up to here
   Place m_nReplaced = 0;  // the end of what was replaced last

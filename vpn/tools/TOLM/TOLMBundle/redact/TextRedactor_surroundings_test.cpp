@@ -244,6 +244,8 @@ TEST(FileNameTest, AHostInTheNameOfAFileHasTheStandInThatItHasElsewhere) {
 TEST(VersionTest, VersionsOfPackagesAreNoAddresses) {
   expectStays("ii  libvulkan1:amd64   1.3.239.0-1   amd64   Vulkan loader library");
   expectStays("ii  adduser            1.3.239.0     all     add users");
+  expectStays("libfoo 12.0.3.4 amd64");
+  expectGone("host 10.1.2.3 amd64, 84.17.52.3 all", "10.1.2.3");
   expectStays("2026-11-21 22:34:54 upgrade libx:amd64 1.2.5.1-1 1.2.5.1-2");
   expectStays("2026-11-21 22:34:54 status installed libx:all 1.2.5.1-2");
   expectStays("Upgrade: libx:amd64 (1.2.5.1-1, 1.2.5.1-2), liby:amd64 (1.2.5.1-1, 1.2.5.1-2)");

@@ -122,6 +122,12 @@ bool TextRedactor::isPackageVersion(Place begin, Place end) const {
       return true;
     }
   }
+  if (at(rest) == ' ' && !isPrivate(text(begin, end))) {
+    const std::string_view word = firstWord(std::string_view(m_Window).substr(rest + 1, 16));
+    if (word != "all" && word != "any" && isArchitecture(word)) {
+      return true;
+    }
+  }
   if (rest == end) {
     return false;
   }
