@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kPiece = std::size_t{1} << 17U;
 constexpr std::size_t kLongestLine = 65536;
 constexpr int kDeepest = 2;
+constexpr std::size_t kShortRun = 64;
 constexpr std::size_t kShortestBase64 = 16;
 
 }  // namespace
@@ -141,8 +142,22 @@ void TextRedactor::step() {
   }
   unsigned bits = byteBits(c);
   if (bits != 0) {
+    // Most runs are short and of plain letters.
     const Place begin = m_nPlace;
-    const Place end = runEnd(begin, bits);
+    const Place bound = std::min(m_Seen.size(), begin + kShortRun);
+    const char* const data = m_Seen.data();
+    Place end = begin;
+    unsigned more = kByteRun;
+    for (; end < bound; ++end) {
+      more = byteBits(static_cast<unsigned char>(data[end]));
+      if ((more & kByteRun) == 0) {
+        break;
+      }
+      bits |= more;
+    }
+    if (more != 0) {
+      end = runEnd(begin, bits);
+    }
     m_nPlace = handleRun(begin, end, bits);
     return;
   }
