@@ -387,7 +387,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
   }
   if (next == ' ' && length <= 12) {
     trySentence(begin, end);
-    if (m_pCollector != nullptr && length >= 5) {
+    const unsigned char front = at(begin);
+    if (m_pCollector != nullptr && length >= 5 &&
+        (front == 'L' || front == 'D' || front == 'F' || front == 'h')) {
       learnMachine(begin, end);
     }
     if (m_nCopied > end) {

@@ -108,10 +108,6 @@ void TextRedactor::learnHostsLine(Place lineBegin) {
 
 // "Linux HOST 6.1.0", "==> /etc/hostname <==" and the name behind it.
 void TextRedactor::learnMachine(Place begin, Place end) {
-  const unsigned char front = at(begin);
-  if (front != 'L' && front != 'D' && front != 'F' && front != 'h') {
-    return;
-  }
   const std::string_view word = text(begin, end);
   Place first = end + 1;
   bool isNumbered = false;

@@ -110,6 +110,9 @@ bool TextRedactor::isPackageVersion(Place begin, Place end) const {
              word.starts_with("lp") || word.starts_with("mga") || isArchitecture(word);
     }
   }
+  if (rest == end && at(end) != ' ') {
+    return false;
+  }
   const std::string_view line = lineFront(begin);
   // The tables of dpkg: "ii  name:amd64  1.2.3.4-1  amd64  what it is".
   if (line.size() > 3 && std::string_view("uirph").find(line[0]) != std::string_view::npos &&
