@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
 namespace halvo {
 
@@ -86,14 +87,6 @@ const Words& everybodys() {
                               "debian.org", "ubuntu.com",  "oasis-open.org", "openxmlformats.org",
                               "iana.org",   "ietf.org",    "json-schema.org"};
   return words;
-}
-
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
-  return result;
 }
 
 std::string_view lastLabel(std::string_view text) {

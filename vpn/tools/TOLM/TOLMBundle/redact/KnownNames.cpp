@@ -56,14 +56,6 @@ const std::unordered_set<std::string_view>& commonWords() {
   return words;
 }
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
-  return result;
-}
-
 bool isWordChar(char c) {
   return isWordByte(static_cast<unsigned char>(c));
 }

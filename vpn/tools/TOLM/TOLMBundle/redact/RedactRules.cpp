@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
 namespace halvo {
@@ -13,14 +14,6 @@ namespace {
 
 // Of the automaton of one expression; RE2 refuses what needs more.
 constexpr std::int64_t kExpressionMemory = std::int64_t{4} << 20U;
-
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
-  return result;
-}
 
 // The first word, which is taken off, and the blanks behind it.
 std::string_view takeWord(std::string_view& line) {

@@ -108,14 +108,6 @@ std::string_view prefixOf(RedactKind kind) {
   }
 }
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
-  }
-  return result;
-}
-
 std::uint64_t upperHalf(const Ipv6Bytes& address) {
   std::uint64_t half = 0;
   for (std::size_t i = 0; i < 8; ++i) {

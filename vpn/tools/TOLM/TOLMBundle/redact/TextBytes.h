@@ -69,6 +69,10 @@ inline bool isLetterByte(unsigned char c) {
 inline bool isPlainByte(unsigned char c) {
   return c < 128 && isWordByte(c);
 }
+// What identifiers are made of.
+inline bool isIdentifierByte(unsigned char c) {
+  return isWordByte(c) || c == '_' || c == '-' || c == '.';
+}
 inline bool isBlankByte(unsigned char c) {
   return c == ' ' || c == '\t';
 }
@@ -87,6 +91,13 @@ inline std::string hexText(std::uint64_t value, int digits) {
 }
 inline unsigned char lowerByte(unsigned char c) {
   return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+}
+inline std::string lowered(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    c = static_cast<char>(lowerByte(static_cast<unsigned char>(c)));
+  }
+  return result;
 }
 // Letters count alike in both cases; `small` is in small letters.
 inline bool isSame(std::string_view text, std::string_view small) {

@@ -114,7 +114,8 @@ TextRedactor::Place TextRedactor::tryShortMac(Place begin, Place end) {
     if (c == ':') {
       ++group;
     } else {
-      bytes[group] = static_cast<std::uint8_t>(bytes[group] << 4U | hexValue(static_cast<unsigned char>(c)));
+      const unsigned value = bytes[group];
+      bytes[group] = static_cast<std::uint8_t>(value << 4U | hexValue(static_cast<unsigned char>(c)));
     }
   }
   if (macStays(bytes)) {

@@ -11,10 +11,6 @@ namespace halvo {
 
 namespace {
 
-bool isIdentifierByte(unsigned char c) {
-  return isWordByte(c) || c == '_' || c == '-' || c == '.';
-}
-
 constexpr std::array<std::string_view, 9> kSchemes = {"bearer", "basic",  "digest", "negotiate", "ntlm",
                                                       "token",  "apikey", "oauth",  "hawk"};
 

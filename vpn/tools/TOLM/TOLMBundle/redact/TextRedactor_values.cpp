@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t kMostBlanks = 32;
 
-bool isIdentifierByte(unsigned char c) {
-  return isWordByte(c) || c == '_' || c == '-' || c == '.';
-}
-
 }  // namespace
 
 // <key> and <ns:key>
