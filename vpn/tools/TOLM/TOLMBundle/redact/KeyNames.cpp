@@ -269,14 +269,6 @@ std::size_t lastTwo(std::string_view key) {
          (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
 }
 
-// Of the first two and last two letters, in both cases.
-constexpr std::size_t kPhraseHashes = 4096;
-constexpr std::size_t phraseHash(std::string_view word) {
-  const auto letter = [word](std::size_t at) { return static_cast<std::size_t>(word[at]) & 31U; };
-  return (letter(0) * 1031U + letter(1) * 257U + letter(word.size() - 2) * 61U + letter(word.size() - 1)) %
-         kPhraseHashes;
-}
-
 void appendNormal(std::string_view text, std::string& key) {
   for (const char c : text) {
     if (c >= 'A' && c <= 'Z') {
@@ -324,18 +316,15 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   return lookOfBoth != KeyLook::kNone ? lookOfBoth : look;
 }
 
-PhraseGuess mayBePhrase(std::string_view word) {
-  static constexpr auto kGuesses = [] {
-    std::array<PhraseGuess, kPhraseHashes> guesses = {};
-    for (const PhraseRow& row : kPhrases) {
-      PhraseGuess& guess = guesses[phraseHash(row.word)];
-      const bool isAnywhere = !row.before.empty() || (row.phrase.forms & kPhraseAny) != 0;
-      guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
-    }
-    return guesses;
-  }();
-  return word.size() > 1 ? kGuesses[phraseHash(word)] : PhraseGuess::kNone;
-}
+constexpr std::array<PhraseGuess, kPhraseHashes> kPhraseGuesses = [] {
+  std::array<PhraseGuess, kPhraseHashes> guesses = {};
+  for (const PhraseRow& row : kPhrases) {
+    PhraseGuess& guess = guesses[phraseHash(row.word)];
+    const bool isAnywhere = !row.before.empty() || (row.phrase.forms & kPhraseAny) != 0;
+    guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
+  }
+  return guesses;
+}();
 
 Phrase phraseOf(std::string_view before, std::string_view word) {
   if (word.size() > kLongestKey || before.size() > kLongestKey) {

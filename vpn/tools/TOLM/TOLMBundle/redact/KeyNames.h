@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace halvo {
@@ -58,7 +60,18 @@ struct Phrase {
 // A quick look whether phraseOf() may find something: kNone for most words, and kFront for most of the
 // others, whose value is quoted or stands behind them in front of a line.
 enum class PhraseGuess : unsigned char { kNone, kFront, kAnywhere };
-PhraseGuess mayBePhrase(std::string_view word);
+inline constexpr std::size_t kPhraseHashes = 4096;
+// Of the first two and last two letters, in both cases.
+constexpr std::size_t phraseHash(std::string_view word) {
+  const auto letter = [word](std::size_t at) { return static_cast<std::size_t>(word[at]) & 31U; };
+  return (letter(0) * 1031U + letter(1) * 257U + letter(word.size() - 2) * 61U + letter(word.size() - 1)) %
+         kPhraseHashes;
+}
+extern const std::array<PhraseGuess, kPhraseHashes> kPhraseGuesses;
+// Here, since every word that a blank follows is looked at.
+inline PhraseGuess mayBePhrase(std::string_view word) {
+  return word.size() > 1 ? kPhraseGuesses[phraseHash(word)] : PhraseGuess::kNone;
+}
 // As keyLook().
 Phrase phraseOf(std::string_view before, std::string_view word);
 

@@ -271,9 +271,11 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
   while (sign == '\\' && at(place) == '\\' && place - slash < 4) {
     ++place;
   }
+  static constexpr std::array<std::string_view, 7> kHomes = {
+      "home",     "users",      "documents and settings", "run/media",
+      "var/mail", "spool/mail", "spool/cron/crontabs"};
   std::size_t folder = 0;
-  for (const std::string_view home : {"home", "users", "documents and settings", "run/media", "var/mail",
-                                      "spool/mail", "spool/cron/crontabs"}) {
+  for (const std::string_view home : kHomes) {
     if (isSame(std::string_view(m_Window).substr(place, home.size()), home)) {
       folder = home.size();
     }

@@ -17,6 +17,10 @@ constexpr std::size_t kMostBlanks = 32;
 
 // <key> and <ns:key>
 bool TextRedactor::isElementName(Place begin) const {
+  // Asked for nearly every word.
+  if (begin == 0 || (at(begin - 1) != '<' && at(begin - 1) != ':')) {
+    return false;
+  }
   Place tag = begin;
   while (tag > 1 && at(begin - 1) == ':' && begin - tag < 64 &&
          (isWordByte(at(tag - 2)) || at(tag - 2) == '-')) {

@@ -230,12 +230,10 @@ bool TextRedactor::isVersion(Place begin, Place end) const {
   if (word == "ver" || word == "rev") {
     return true;
   }
-  for (const std::string_view ending : {"version", "release", "build", "revision", "firmware"}) {
-    if (word.ends_with(ending)) {
-      return true;
-    }
-  }
-  return false;
+  static constexpr std::array<std::string_view, 5> kEndings = {"version", "release", "build", "revision",
+                                                               "firmware"};
+  return std::any_of(kEndings.begin(), kEndings.end(),
+                     [&word](std::string_view ending) { return word.ends_with(ending); });
 }
 
 }  // namespace halvo
