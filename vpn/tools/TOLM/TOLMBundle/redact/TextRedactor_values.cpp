@@ -460,8 +460,8 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
 
 // Whether nothing but the key, of a few words, stands between the line's front and the value.
 bool TextRedactor::hasLineForItself(Place value) const {
-  constexpr std::size_t kLongestFront = 40;
-  const Place reach = value > 2 * kLongestFront ? value - 2 * kLongestFront : 0;
+  constexpr std::size_t kLongestBefore = 40;
+  const Place reach = value > 2 * kLongestBefore ? value - 2 * kLongestBefore : 0;
   const std::string_view before = text(reach, value);
   const std::size_t lineEnd = before.rfind('\n');
   if (lineEnd == std::string_view::npos && reach > 0) {
@@ -471,7 +471,7 @@ bool TextRedactor::hasLineForItself(Place value) const {
   while (!front.empty() && !isWordByte(static_cast<unsigned char>(front.front()))) {
     front.remove_prefix(1);
   }
-  return front.size() < kLongestFront && front.find_first_of(",;([{|") == std::string_view::npos &&
+  return front.size() < kLongestBefore && front.find_first_of(",;([{|") == std::string_view::npos &&
          std::count(front.begin(), front.end(), ' ') <= 3 && std::count(front.begin(), front.end(), ':') == 1;
 }
 

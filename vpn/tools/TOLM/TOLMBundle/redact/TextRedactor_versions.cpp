@@ -230,9 +230,9 @@ bool TextRedactor::isVersion(Place begin, Place end) const {
   if (word == "ver" || word == "rev") {
     return true;
   }
-  static constexpr std::array<std::string_view, 5> kEndings = {"version", "release", "build", "revision",
-                                                               "firmware"};
-  return std::any_of(kEndings.begin(), kEndings.end(),
+  static constexpr std::array<std::string_view, 5> kVersionWords = {"version", "release", "build", "revision",
+                                                                    "firmware"};
+  return std::any_of(kVersionWords.begin(), kVersionWords.end(),
                      [&word](std::string_view ending) { return word.ends_with(ending); });
 }
 
