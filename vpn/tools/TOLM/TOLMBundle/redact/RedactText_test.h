@@ -2,8 +2,12 @@
 
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -37,6 +41,23 @@ inline std::string redactedInPieces(std::string_view text, std::size_t piece, co
 
 inline std::string redacted(std::string_view text, const RedactKeep& keep = {}) {
   return redactedInPieces(text, text.size() + 1, keep);
+}
+
+// Texts of up to `most` of the parts, drawn by chance: a second redaction finds nothing in the first one's,
+// and pieces of three bytes come to the same.
+inline void expectDrawnTextsRedactedOnceAndForAll(const std::vector<std::string>& parts, unsigned seed,
+                                                  int rounds, std::size_t most) {
+  std::mt19937 generator(seed);
+  for (int round = 0; round < rounds; ++round) {
+    std::string text;
+    const std::size_t count = generator() % (most + 1);
+    for (std::size_t i = 0; i < count; ++i) {
+      text += parts[generator() % parts.size()];
+    }
+    const std::string once = redacted(text);
+    ASSERT_EQ(once, redacted(once)) << text;
+    ASSERT_EQ(once, redactedInPieces(text, 3)) << text;
+  }
 }
 
 }  // namespace halvo::test

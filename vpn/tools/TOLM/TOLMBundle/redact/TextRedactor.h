@@ -91,6 +91,7 @@ class TextRedactor {
   Place tryBehindEscape(Place begin);
 
   // TextRedactor_addresses.cpp
+  bool takeByte(Place& place, Place end, std::uint32_t& address) const;
   Place tryIpv4(Place begin, Place end);
   Place tryShortNetwork(Place begin, Place slash, std::uint32_t address, unsigned parts);
   Place tryDashedIpv4(Place begin, Place end);

@@ -80,20 +80,25 @@ std::string ipv6Text(const Ipv6Bytes& address) {
 
 }  // namespace
 
+// One of an address's numbers at `place`, which moves behind it; false for no number or one above 255.
+bool TextRedactor::takeByte(Place& place, Place end, std::uint32_t& address) const {
+  std::uint32_t value = 0;
+  const Place first = place;
+  while (place < end && isDigitByte(at(place)) && place - first < 4) {
+    value = value * 10 + hexValue(at(place));
+    ++place;
+  }
+  address = address << 8U | value;
+  return place > first && place - first <= 3 && value <= 255;
+}
+
 TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   std::uint32_t address = 0;
   Place place = begin;
   for (unsigned part = 0; part < 4; ++part) {
-    std::uint32_t value = 0;
-    const Place first = place;
-    while (place < end && isDigitByte(at(place)) && place - first < 4) {
-      value = value * 10 + hexValue(at(place));
-      ++place;
-    }
-    if (place == first || place - first > 3 || value > 255) {
+    if (!takeByte(place, end, address)) {
       return begin;
     }
-    address = address << 8U | value;
     if (part < 3 && at(place) != '.') {
       return at(place) == '/' && part > 0 ? tryShortNetwork(begin, place, address, part + 1) : begin;
     }
@@ -150,16 +155,9 @@ TextRedactor::Place TextRedactor::tryDashedIpv4(Place begin, Place end) {
   std::uint32_t address = 0;
   Place place = begin;
   for (unsigned part = 0; part < 4; ++part) {
-    std::uint32_t value = 0;
-    const Place first = place;
-    while (place < end && isDigitByte(at(place)) && place - first < 4) {
-      value = value * 10 + hexValue(at(place));
-      ++place;
-    }
-    if (place == first || place - first > 3 || value > 255 || (part < 3 && at(place) != '-')) {
+    if (!takeByte(place, end, address) || (part < 3 && at(place) != '-')) {
       return begin;
     }
-    address = address << 8U | value;
     place += part < 3 ? 1 : 0;
   }
   if (isPlainByte(at(place)) || (at(place) == '-' && isDigitByte(at(place + 1)))) {
