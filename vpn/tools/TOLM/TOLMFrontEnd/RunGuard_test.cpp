@@ -291,8 +291,12 @@ TEST_F(RunGuardTest, BehindARunAnEndAtOnceEndsWhatItsCommandsHaveLeft) {
     }
     RunGuard::endRunAtOnce();
     const bool spared = isAlive(earlier);
+    const bool ended = !isAlive(processIn(note));
     kill(earlier, SIGKILL);
-    return isAlive(processIn(note)) ? 3 : spared ? 7 : 4;
+    kill(processIn(note), SIGKILL);
+    // A host that hands orphans to its first process alone loses sight of what a command that is over has
+    // left.
+    return ended != adoptOrphans() ? 3 : spared ? 7 : 4;
   });
   EXPECT_EQ(result.exitStatus, 7) << result.dump();
 }
