@@ -115,21 +115,39 @@ class AppKitWizardTest : public ::testing::Test {
   // Whether the window shows white at this place.
   bool isWhite(int x, int y) {
     const std::string place = "1x1+" + std::to_string(x) + "+" + std::to_string(y);
-    return m_pDesktop->run({"import", "-window", m_strWindow, "-crop", place, "txt:-"}, 60)
-               .out.find("#FFFFFF") != std::string::npos;
+    std::string pixel;
+    EXPECT_TRUE(waitUntil([this, &place, &pixel] {
+      pixel = m_pDesktop->run({"import", "-window", m_strWindow, "-crop", place, "txt:-"}, 60).out;
+      return pixel.find('#') != std::string::npos;
+    }));
+    return pixel.find("#FFFFFF") != std::string::npos;
   }
-  // The password field is white while it can be typed in.
+  // The password field is white while it can be typed in. Looks several times: a window that is being drawn
+  // anew has other colours in between.
+  bool isEncryption(bool on) {
+    constexpr int kLooks = 3;
+    for (int i = 0; i < kLooks; ++i) {
+      if (isWhite(300, 257) != on) {
+        return false;
+      }
+    }
+    return true;
+  }
   void setEncryption(bool on) {
     EXPECT_TRUE(waitUntil([this, on] {
-      if (isWhite(300, 257) == on) {
+      if (isEncryption(on)) {
         return true;
+      }
+      // One look may have met a window that is being drawn: a click is for one that stays so.
+      if (!isEncryption(!on)) {
+        return false;
       }
       click(30, 203);
       // Long enough that a click which is only slow to arrive isn't followed by one that undoes it.
-      for (int i = 0; i < 50 && isWhite(300, 257) != on; ++i) {
+      for (int i = 0; i < 50 && !isEncryption(on); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
       }
-      return isWhite(300, 257) == on;
+      return isEncryption(on);
     }));
   }
   // Clicks in the visible field and types; the caller waits for what comes of it.
