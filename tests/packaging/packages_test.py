@@ -269,6 +269,21 @@ class TmpfilesTest(unittest.TestCase):
         self.clean("--remove", "--boot", later="+1s")
         self.assertEqual([os.path.exists(folder) for folder in folders], [False, False])
 
+    def test_the_folder_of_a_play_whose_controller_was_lost_goes_in_the_same_ways(self):
+        folder = f"{self.root}/tmp/tolm_collect_ab12cd"
+        os.makedirs(f"{folder}/job")
+        for name in ("password", "web-1_20261121T130000Z.zip", "job/status"):
+            with open(f"{folder}/{name}", "w", encoding="utf-8") as file:
+                file.write("x")
+        self.clean("--clean", later="+2h")
+        self.assertEqual(sorted(os.listdir(folder)), ["job", "password", "web-1_20261121T130000Z.zip"])
+        self.clean("--clean", later="+26h")
+        self.assertEqual(os.listdir(folder), [])
+        self.clean("--remove", later="+1s")
+        self.assertTrue(os.path.exists(folder))
+        self.clean("--remove", "--boot", later="+1s")
+        self.assertFalse(os.path.exists(folder))
+
     def test_a_link_in_a_left_over_folder_is_not_followed(self):
         os.symlink(f"{self.root}/tmp/other", f"{self.folder}/link")
         self.clean("--clean", later="+26h")
