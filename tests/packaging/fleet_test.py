@@ -1,7 +1,4 @@
-"""The Ansible collection, over real SSH: every host is an sshd on this machine with its own mounts.
-
-Each host has its own port, /opt, /run, /tmp and home folder, and shares the rest with this machine.
-"""
+"""The Ansible collection, over real SSH, with hosts on this machine: fleet.py."""
 
 import contextlib
 import hashlib
@@ -9,10 +6,8 @@ import json
 import os
 import pathlib
 import re
-import resource
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import threading
@@ -22,48 +17,12 @@ import zipfile
 
 import jsonschema
 
-import support
+import fleet
+import side_by_side
+from fleet import BROKEN, COLLECTION, DOCUMENT, PLACE, ControllerMemory, command, index
 from support import PROGRAMS, SOURCE, WORK, run
 
-COLLECTION = SOURCE / "packaging/ansible/halvo/tessarmont"
-PLACE = WORK / "fleet"
-PORT = int(os.environ.get("TOLM_FLEET_PORT", "22400"))
-
-BROKEN = {"down": "unreachable", "full": "failed", "bare": "failed", "hangs": "failed", "stranger": "unreachable",
-          "spoils": "failed", "leaves": "unreachable"}
-
-# Programs in the place of tmtolm: one changes its bundle when its sum is told; one ends its host's sshd.
-WRAPPERS = {
-    "spoils": """#!/bin/sh
-/opt/halvo/tessarmont/bin/real "$@"
-for bundle in /tmp/tolm_collect_*/*.zip; do echo more >>"$bundle"; done
-""",
-    "leaves": """#!/bin/sh
-kill 1
-sleep 60
-"""}
-
-# What a host's own log would get, into a file.
-LOG = """import os, socket, sys
-log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-log.bind("/dev/log")
-os.chmod("/dev/log", 0o666)
-with open(sys.argv[1], "wb", buffering=0) as file:
-    while True:
-        file.write(log.recv(1 << 20) + b"\\n")
-"""
-
 SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
-
-DOCUMENT = """<config><configure><title>Client</title></configure>
-<file id="client-logs"><description>Logs</description><default>true</default><tolm><os opsys="linux">
-<file_copy_action><action><loc>/opt/halvo/tessarmont/log/*.log</loc><clear_log apply="true"/></action></file_copy_action>
-<use_extern_action><action><args>echo $TOLM_SINCE</args><stdout/></action></use_extern_action>
-</os></tolm></file>
-<file id="crash"><description>Crashes</description><default>false</default><tolm><os opsys="linux">
-<file_copy_action><action><loc>/opt/halvo/tessarmont/log/*.crash</loc></action></file_copy_action>
-</os></tolm></file></config>
-"""
 
 FOLDER = """<config><configure><title>Folder</title></configure>
 <file id="data"><description>A folder</description><default>true</default><tolm><os opsys="linux">
@@ -71,211 +30,23 @@ FOLDER = """<config><configure><title>Folder</title></configure>
 </os></tolm></file></config>
 """
 
-HANGING = """<config><configure><title>Hang</title></configure>
-<file id="hang"><description>Hangs</description><default>true</default><tolm><os opsys="linux">
-<use_extern_action><action><args>sleep 3600</args><stdout/></action></use_extern_action>
-</os></tolm></file></config>
-"""
-
-
-class Host:
-    """One sshd in a mount namespace of its own. Ends with the object, and everything in it too."""
-
-    def __init__(self, name, port, key, kind):
-        self.name, self.port = name, port
-        folder = PLACE / "hosts" / name
-        folder.mkdir(parents=True)
-        (folder / "sshd_config").write_text(f"""Port {port}
-ListenAddress 127.0.0.1
-HostKey {key}
-AuthorizedKeysFile /run/user.pub
-PidFile none
-StrictModes no
-UsePAM no
-PermitRootLogin yes
-PasswordAuthentication no
-MaxStartups 200
-Subsystem sftp internal-sftp
-""", encoding="utf-8")
-        size = {"full": "size=64k", "sudo": "size=512m"}.get(kind, "size=64m")
-        install = "" if kind == "bare" else f"""
-            mkdir -p /opt/halvo/tessarmont/bin /opt/halvo/tessarmont/log /opt/halvo/tessarmont/tolm/xml/config
-            cp {PROGRAMS}/tmtolm /opt/halvo/tessarmont/bin/
-            cp {PLACE}/client.xml /opt/halvo/tessarmont/tolm/xml/config/
-            echo "log of {name}" >/opt/halvo/tessarmont/log/{name}.log"""
-        if kind in WRAPPERS:
-            (folder / "tmtolm").write_text(WRAPPERS[kind], encoding="utf-8")
-            install += f"""
-            mv /opt/halvo/tessarmont/bin/tmtolm /opt/halvo/tessarmont/bin/real
-            cp {folder}/tmtolm /opt/halvo/tessarmont/bin/tmtolm
-            chmod 755 /opt/halvo/tessarmont/bin/tmtolm"""
-        hang = f"cp {PLACE}/hang.xml /opt/halvo/tessarmont/tolm/xml/config/" if kind == "hangs" else ""
-        # Its package management is its own, over this machine's.
-        own = "" if kind != "bare" else """
-            for place in usr var etc; do
-              mkdir -p /run/over/$place/upper /run/over/$place/work
-              mount -t overlay -o lowerdir=/$place,upperdir=/run/over/$place/upper,workdir=/run/over/$place/work \\
-                overlay /$place
-            done"""
-        if kind == "sudo":
-            own = """
-            mkdir -p /run/over/upper /run/over/work
-            mount -t overlay -o lowerdir=/etc,upperdir=/run/over/upper,workdir=/run/over/work overlay /etc
-            echo "visitor:x:4242:4242::/home/visitor:/bin/sh" >>/etc/passwd
-            echo "visitor:*:20000:0:99999:7:::" >>/etc/shadow
-            echo "visitor ALL=(ALL) NOPASSWD: ALL" >>/etc/sudoers
-            mount -t tmpfs tmpfs /home
-            install -d -o 4242 -g 4242 -m 0700 /home/visitor"""
-        log = "" if kind != "logs" else f"""
-            mkdir /run/dev
-            mount --rbind /dev /run/dev
-            mount -t tmpfs tmpfs /dev
-            for device in null zero full random urandom tty; do
-              touch /dev/$device
-              mount --bind /run/dev/$device /dev/$device
-            done
-            ln -s /proc/self/fd /dev/fd
-            ln -s /proc/self/fd/0 /dev/stdin
-            python3 {PLACE}/log.py {folder}/syslog &
-            while [ ! -e /dev/log ]; do sleep 0.1; done"""
-        fill = "dd if=/dev/zero of=/tmp/filling bs=1k 2>/dev/null || true" if kind == "full" else ""
-        script = f"""
-            mount --make-rprivate /
-            mount -t tmpfs tmpfs /opt
-            mount -t tmpfs -o mode=1777,{size} tmpfs /tmp
-            mount -t tmpfs -o mode=0700 tmpfs /root
-            mount -t tmpfs tmpfs /run
-            {own}
-            {log}
-            mkdir -p /run/sshd
-            install -m 0644 {PLACE}/user.pub /run/user.pub
-            {install}
-            {hang}
-            {fill}
-            exec /usr/sbin/sshd -D -e -f {folder}/sshd_config"""
-        with open(folder / "log", "w", encoding="utf-8") as log:
-            self.process = subprocess.Popen(["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc",
-                                             "sh", "-ec", script], stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-        for _ in range(200):
-            with socket.socket() as probe:
-                if probe.connect_ex(("127.0.0.1", port)) == 0:
-                    return
-            time.sleep(0.1)
-        raise AssertionError(f"{name} doesn't listen: " + (folder / "log").read_text(encoding="utf-8"))
-
-    def run(self, command):
-        """Runs a command on the host, by SSH."""
-        return run(["ssh", "-p", self.port, "-i", PLACE / "user", "-o", f"UserKnownHostsFile={PLACE}/known_hosts",
-                    "-o", "BatchMode=yes", "root@127.0.0.1", command])
-
-    def processes(self, text):
-        """The processes of the host that have a text in their command lines, by their numbers on this machine."""
-        parents, lines = {}, {}
-        for folder in pathlib.Path("/proc").glob("[0-9]*"):
-            with contextlib.suppress(OSError):
-                stat = (folder / "stat").read_text(errors="replace")
-                parents[int(folder.name)] = int(stat.rsplit(") ", 1)[1].split()[1])
-                lines[int(folder.name)] = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
-        for process, line in lines.items():
-            ancestor = process
-            while ancestor not in (0, self.process.pid):
-                ancestor = parents.get(ancestor, 0)
-            if ancestor and process != self.process.pid and text in line:
-                yield process
-
-    def signal(self, text, number):
-        for process in self.processes(text):
-            with contextlib.suppress(ProcessLookupError):
-                os.kill(process, number)
-
-    def end(self):
-        self.process.kill()
-        self.process.wait(timeout=30)
-
-
-def make_place():
-    shutil.rmtree(PLACE, ignore_errors=True)
-    PLACE.mkdir(parents=True)
-    for name in ("user", "host", "other"):
-        run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", PLACE / name])
-    (PLACE / "client.xml").write_text(DOCUMENT, encoding="utf-8")
-    (PLACE / "hang.xml").write_text(HANGING, encoding="utf-8")
-    (PLACE / "log.py").write_text(LOG, encoding="utf-8")
-    (PLACE / "ansible.cfg").write_text("", encoding="utf-8")
-    namespace = PLACE / "collections/ansible_collections/halvo"
-    namespace.mkdir(parents=True)
-    (namespace / "tessarmont").symlink_to(COLLECTION)
-
-
-def start_hosts(kinds):
-    """Hosts by name and kind, the inventory and the known keys."""
-    hosts, inventory, known = {}, [], []
-    shutil.rmtree(PLACE / "hosts", ignore_errors=True)
-    key = (PLACE / "host.pub").read_text(encoding="utf-8").rsplit(" ", 1)[0]
-    for number, (name, kind) in enumerate(kinds):
-        port = PORT + number
-        if kind != "down":
-            hosts[name] = Host(name, port, PLACE / ("other" if kind == "stranger" else "host"), kind)
-        user = "visitor" if kind == "sudo" else "root"
-        inventory.append(f"{name} ansible_host=127.0.0.1 ansible_port={port} ansible_user={user}")
-        known.append(f"[127.0.0.1]:{port} {key}")
-    (PLACE / "inventory").write_text("[all]\n" + "\n".join(inventory) + f"""
-[all:vars]
-ansible_ssh_private_key_file={PLACE}/user
-ansible_python_interpreter=/usr/bin/python3
-ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostKeyChecking=yes
-""", encoding="utf-8")
-    (PLACE / "known_hosts").write_text("\n".join(known) + "\n", encoding="utf-8")
-    return hosts
-
-
-def command(name, *arguments, forks=20, limit="all", **variables):
-    """The command line of a play, and its environment."""
-    variables.setdefault("tolm_collect_dest", str(PLACE / "bundles"))
-    told = {name: value for name, value in variables.items() if value is not None}
-    (PLACE / "variables.json").write_text(json.dumps(told), encoding="utf-8")
-    environment = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=str(PLACE / "collections"), ANSIBLE_NOCOLOR="1",
-                       ANSIBLE_LOCAL_TEMP=str(PLACE / "local"), ANSIBLE_HOME=str(PLACE / "home"),
-                       ANSIBLE_TIMEOUT="20", ANSIBLE_SSH_CONTROL_PATH_DIR="/tmp/tolm-fleet-cp",
-                       ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=30s",
-                       ANSIBLE_CONFIG=str(PLACE / "ansible.cfg"), LC_ALL="C.UTF-8")
-    playbook = name if "/" in str(name) else f"halvo.tessarmont.{name}"
-    line = ["ansible-playbook", "-i", PLACE / "inventory", "-f", forks, "-l", limit,
-            "-e", f"@{PLACE}/variables.json", *arguments, playbook]
-    return [str(word) for word in line], environment
-
-
-def play(name, *arguments, check=None, timeout=900, cwd=None, **options):
-    line, environment = command(name, *arguments, **options)
-    result = run(line, env=environment, check=False, timeout=timeout, cwd=cwd)
-    (PLACE / f"{pathlib.Path(name).name}.log").write_text(result.stdout, encoding="utf-8")
-    if check is not None and result.returncode != check:
-        raise AssertionError(f"the play ended with {result.returncode}:\n{result.stdout}")
-    return result
-
-
-def index():
-    told = json.loads((PLACE / "bundles/index.json").read_text(encoding="utf-8"))
-    return {row["host"]: row for row in told["hosts"]}
+# Those that wait the longest.
+LONGEST = tuple(f"FleetTest.test_{name}" for name in (
+    "exactly_the_broken_hosts_are_told_and_all_others_are_whole",
+    "a_host_that_stands_still_is_told_and_stops_nobody",
+    "a_host_that_answers_while_its_programs_stand_still_stops_nobody",
+    "a_host_that_stands_still_while_it_is_cleared_stops_nobody"))
 
 
 class FleetTest(unittest.TestCase):
     maxDiff = None
 
-    @classmethod
-    def setUpClass(cls):
-        make_place()
+    def setUp(self):
         special = {0: "logs", 12: "sudo"}
         kinds = [(f"good{number:02}", special.get(number, "good")) for number in range(13)] + [(kind, kind) for kind in BROKEN]
-        cls.hosts = start_hosts(kinds)
-
-    @classmethod
-    def tearDownClass(cls):
-        for host in cls.hosts.values():
-            host.end()
-
-    def setUp(self):
-        shutil.rmtree(PLACE / "bundles", ignore_errors=True)
+        self.hosts = fleet.Hosts(kinds)
+        self.addCleanup(self.hosts.end)
+        self.play = self.hosts.play
 
     def whole(self, name, row):
         """A host's bundle and status are there, and are those that it has told."""
@@ -287,9 +58,9 @@ class FleetTest(unittest.TestCase):
         self.assertEqual(status["bundle"]["sha256"], row["sha256"])
 
     def test_exactly_the_broken_hosts_are_told_and_all_others_are_whole(self):
-        result = play("collect", tolm_collect_seconds=30, tolm_collect_command_timeout=0)
+        result = self.play("collect", tolm_collect_seconds=30, tolm_collect_command_timeout=0)
         rows = index()
-        self.assertEqual(set(rows), set(self.hosts) | {"down"})
+        self.assertEqual(set(rows), set(self.hosts.kinds))
         self.assertEqual({name: row["state"] for name, row in rows.items() if row["state"] != "whole"}, BROKEN,
                          result.stdout)
         for name, row in rows.items():
@@ -326,7 +97,7 @@ class FleetTest(unittest.TestCase):
         return self.hosts[name].run("ls -A /tmp; pgrep -fa '[s]leep 3600' || true").stdout
 
     def test_a_command_that_hangs_is_ended_and_told(self):
-        play("collect", limit="hangs", check=0, tolm_collect_command_timeout=2)
+        self.play("collect", limit="hangs", check=0, tolm_collect_command_timeout=2)
         row = index()["hangs"]
         self.assertEqual((row["state"], row["missing"]), ("incomplete", ["hang"]))
         self.whole("hangs", row)
@@ -339,7 +110,7 @@ class FleetTest(unittest.TestCase):
             env=dict(os.environ, ANSIBLE_HOME=str(PLACE / "home"), LC_ALL="C.UTF-8"))
         self.assertNotIn("s3cret", secret.read_text(encoding="utf-8"))
         vault = ["-e", f"@{secret}", "--vault-password-file", str(PLACE / "vault-password")]
-        result = play("collect", "-vvv", "--diff", *vault, limit="good00:good01", check=0)
+        result = self.play("collect", "-vvv", "--diff", *vault, limit="good00:good01", check=0)
         self.assertNotIn("s3cret", result.stdout)
         # A host's log has the modules, without it; and no file has it, here or there.
         log = (PLACE / "hosts/good00/syslog").read_text(encoding="utf-8", errors="replace")
@@ -381,7 +152,7 @@ class FleetTest(unittest.TestCase):
             host.run("rm -rf /tmp/tolm_collect_*")
 
     def test_why_a_run_with_a_password_failed_is_told_without_it(self):
-        result = play("collect", "-vvv", limit="full", check=0, tolm_collect_password="s3cret of many words")
+        result = self.play("collect", "-vvv", limit="full", check=0, tolm_collect_password="s3cret of many words")
         self.assertNotIn("s3cret", result.stdout)
         row = index()["full"]
         self.assertEqual(row["state"], "failed")
@@ -409,7 +180,7 @@ class FleetTest(unittest.TestCase):
         thread.start()
         try:
             alive = "-o ServerAliveInterval=2 -o ServerAliveCountMax=5"
-            return play(playbook, limit=f"{name}:good01", check=check, timeout=400, tolm_collect_command_timeout=0,
+            return self.play(playbook, limit=f"{name}:good01", check=check, timeout=400, tolm_collect_command_timeout=0,
                         tolm_collect_ssh_args=alive, tolm_clear_ssh_args=alive, **options)
         finally:
             ended.set()
@@ -461,7 +232,7 @@ done
         host = self.hosts["bare"]
         host.run(f"mkdir -p /opt/own; cp {PROGRAMS}/tmtolm /opt/own/; mkdir -p {self.CONFIG}; cp {PLACE}/client.xml {self.CONFIG}/")
         try:
-            play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "cutting.deb")],
+            self.play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "cutting.deb")],
                  tolm_collect_program="/opt/own/tmtolm")
             row = index()["bare"]
             self.assertEqual(row["state"], "failed")
@@ -470,7 +241,7 @@ done
             host.run("dpkg --purge cutting; rm -r /opt/own /opt/halvo")
 
     def test_hosts_that_never_answer_have_an_index_too(self):
-        result = play("collect", limit="down", check=0)
+        result = self.play("collect", limit="down", check=0)
         self.assertEqual(index()["down"]["state"], "unreachable")
         self.assertRegex(result.stdout, r"HOST  .*\n.*down +unreachable")
 
@@ -482,7 +253,7 @@ done
             for become in ([], ["-b"]):
                 memory = ControllerMemory()
                 memory.start()
-                play("collect", *become, limit="good12", check=0)
+                self.play("collect", *become, limit="good12", check=0)
                 memory.ended.set()
                 memory.join()
                 peaks[bool(become)] = memory.peak
@@ -500,7 +271,7 @@ done
         host.run("install -d -m 0700 /run/only && echo 'Defaults env_file=/run/environment' >/etc/sudoers.d/only && "
                  "echo TMPDIR=/run/only >/run/environment")
         try:
-            play("collect", "-b", limit="good12", check=0)
+            self.play("collect", "-b", limit="good12", check=0)
             self.whole("good12", index()["good12"])
         finally:
             host.run("rm /etc/sudoers.d/only")
@@ -512,7 +283,7 @@ done
         try:
             run([*gpg, "--quick-generate-key", "support", "future-default", "default", "never"])
             run([*gpg, "--armor", "--output", PLACE / "support.asc", "--export", "support"])
-            play("collect", limit="good02", check=0, tolm_collect_recipients=[str(PLACE / "support.asc")])
+            self.play("collect", limit="good02", check=0, tolm_collect_recipients=[str(PLACE / "support.asc")])
             row = index()["good02"]
             self.assertTrue(row["bundle"].endswith(".zip.gpg"))
             self.whole("good02", row)
@@ -526,7 +297,7 @@ done
         (PLACE / "request.xml").write_text('<request><file id="trial"/></request>', encoding="utf-8")
         (PLACE / "new.xml").write_text(DOCUMENT.replace("client-logs", "trial").replace("Client", "Trial"),
                                        encoding="utf-8")
-        play("collect", limit="good03", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+        self.play("collect", limit="good03", check=0, tolm_collect_request=str(PLACE / "request.xml"),
              tolm_collect_documents=[str(PLACE / "new.xml")], tolm_collect_label="trial",
              tolm_collect_since="2026-11-20")
         row = index()["good03"]
@@ -549,7 +320,7 @@ done
         (PLACE / "gone.xml").write_text(DOCUMENT.replace("client-logs", "gone").replace("Client", "Gone")
                                         .replace("*.log", "no-such-file"), encoding="utf-8")
         documents = [str(PLACE / "bad.xml"), str(PLACE / "gone.xml")]
-        result = play("collect", limit="good07", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+        result = self.play("collect", limit="good07", check=0, tolm_collect_request=str(PLACE / "request.xml"),
                       tolm_collect_documents=documents)
         row = index()["good07"]
         self.whole("good07", row)
@@ -565,7 +336,7 @@ done
         (PLACE / "folder.xml").write_text(FOLDER, encoding="utf-8")
         host.run("mkdir -p /opt/data; echo text >/opt/data/text; mkfifo /opt/data/pipe; "
                  "ln -s /proc/self/mem /opt/data/unreadable; ln -s /opt/data/nowhere /opt/data/dangling; true")
-        play("collect", limit="good08", check=0, tolm_collect_documents=[str(PLACE / "folder.xml")])
+        self.play("collect", limit="good08", check=0, tolm_collect_documents=[str(PLACE / "folder.xml")])
         row = index()["good08"]
         status = json.loads((PLACE / "bundles/good08/status.json").read_text(encoding="utf-8"))
         self.assertNotEqual(status["unreadable"], [])
@@ -581,7 +352,7 @@ done
             (PLACE / title).mkdir()
             documents.append(PLACE / title / "a.xml")
             documents[-1].write_text(DOCUMENT.replace("client-logs", title).replace("Client", title), encoding="utf-8")
-        play("collect", limit="good09", check=0, tolm_collect_documents=list(map(str, documents)))
+        self.play("collect", limit="good09", check=0, tolm_collect_documents=list(map(str, documents)))
         with zipfile.ZipFile(PLACE / "bundles" / index()["good09"]["bundle"]) as bundle:
             self.assertLessEqual({f"{title}/good09.log" for title in ("Client", "Installed", "One", "Two")},
                                  set(bundle.namelist()))
@@ -592,7 +363,7 @@ done
     def test_check_mode_plans_with_the_request_and_the_documents_on_trial(self):
         (PLACE / "request.xml").write_text('<request><file id="tried"/><file id="nobody"/></request>', encoding="utf-8")
         (PLACE / "tried.xml").write_text(DOCUMENT.replace("client-logs", "tried"), encoding="utf-8")
-        play("collect", "--check", limit="good10", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+        self.play("collect", "--check", limit="good10", check=0, tolm_collect_request=str(PLACE / "request.xml"),
              tolm_collect_documents=[str(PLACE / "tried.xml")])
         plan = json.loads((PLACE / "bundles/good10/plan.json").read_text(encoding="utf-8"))
         self.assertEqual(plan["unmatched_ids"], ["nobody"])
@@ -602,13 +373,13 @@ done
 
     def test_what_lies_in_a_hosts_folder_is_of_the_last_play(self):
         folder = PLACE / "bundles/good11"
-        play("collect", limit="good11", check=0)
+        self.play("collect", limit="good11", check=0)
         self.assertTrue((folder / "status.json").exists())
         # A play that only plans leaves what a run has told, and a run that fails without a status has none.
-        play("collect", "--check", limit="good11", check=0)
+        self.play("collect", "--check", limit="good11", check=0)
         self.assertTrue((folder / "status.json").exists())
         self.assertTrue((folder / "plan.json").exists())
-        play("collect", limit="good11", check=0, tolm_collect_program="/nowhere")
+        self.play("collect", limit="good11", check=0, tolm_collect_program="/nowhere")
         self.assertEqual(index()["good11"]["state"], "failed")
         self.assertEqual([path.suffix for path in folder.iterdir()], [".zip"])
 
@@ -617,7 +388,7 @@ done
             start = PLACE / "start"
             shutil.rmtree(start, ignore_errors=True)
             start.mkdir()
-            play("collect", limit="good12", check=0, cwd=start, tolm_collect_dest=told)
+            self.play("collect", limit="good12", check=0, cwd=start, tolm_collect_dest=told)
             self.assertTrue((start / folder / "index.json").exists(), folder)
             self.assertTrue((start / folder / "good12/status.json").exists(), folder)
             self.assertEqual(list(COLLECTION.rglob("*.zip")), [])
@@ -634,7 +405,7 @@ done
         dest: "{{ tolm_collect_dest }}/{{ inventory_hostname }}.json"
       delegate_to: localhost
 """, encoding="utf-8")
-        play(playbook, limit="good06:hangs", check=0, tolm_collect_command_timeout=2)
+        self.play(playbook, limit="good06:hangs", check=0, tolm_collect_command_timeout=2)
         for name in ("good06", "hangs"):
             kept = (PLACE / f"bundles/{name}.json").read_text(encoding="utf-8")
             self.assertIn(index()[name]["sha256"], kept)
@@ -654,20 +425,20 @@ done
         (tree / "opt/halvo/tessarmont/log/bare.log").write_text("log of bare\n", encoding="utf-8")
         run(["dpkg-deb", "--root-owner-group", "-Znone", "-b", tree, PLACE / "tolm-console.deb"])
         try:
-            play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "tolm-console.deb")])
+            self.play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "tolm-console.deb")])
             self.whole("bare", index()["bare"])
         finally:
             self.hosts["bare"].run("dpkg --purge tolm-console")
 
     def test_hosts_whose_batch_has_not_begun_are_told_as_waiting(self):
-        result = play("collect", limit="good05:good06", check=0, tolm_collect_serial=1)
+        result = self.play("collect", limit="good05:good06", check=0, tolm_collect_serial=1)
         tables = result.stdout.split("HOST  ")[1:]
         told = [re.findall(r"(good\d\d) +(\w+) ", table) for table in tables]
         self.assertEqual(told, [[("good05", "whole"), ("good06", "waiting")], [("good05", "whole"), ("good06", "whole")]])
         self.assertEqual({(row["state"], row["why"]) for row in index().values()}, {("whole", None)})
 
     def test_check_mode_plans_and_gathers_nothing(self):
-        play("collect", "--check", limit="good04:hangs", check=0)
+        self.play("collect", "--check", limit="good04:hangs", check=0)
         rows = index()
         self.assertEqual({row["state"] for name, row in rows.items() if name in ("good04", "hangs")}, {"planned"})
         plan = json.loads((PLACE / "bundles/good04/plan.json").read_text(encoding="utf-8"))
@@ -676,9 +447,9 @@ done
 
     def test_logs_are_cleared_once_that_was_confirmed(self):
         logs = "ls /opt/halvo/tessarmont/log"
-        play("clear", limit="good05", check=2)
+        self.play("clear", limit="good05", check=2)
         self.assertEqual(self.hosts["good05"].run(logs).stdout, "good05.log\n")
-        play("clear", limit="good05", check=0, tolm_clear_confirm="delete the logs")
+        self.play("clear", limit="good05", check=0, tolm_clear_confirm="delete the logs")
         self.assertEqual(self.hosts["good05"].run(logs).stdout, "")
         self.hosts["good05"].run("echo 'log of good05' >/opt/halvo/tessarmont/log/good05.log")
 
@@ -713,75 +484,10 @@ class CollectionTest(unittest.TestCase):
                              set(re.findall(r"^(tolm_\w+):", defaults, re.M)))
 
 
-class ControllerMemory(threading.Thread):
-    """The most memory that the play and its forks had at one time, in MB: what each has for itself, and its
-    share of what they have in common (PSS). A sample every half second."""
-
-    def __init__(self):
-        super().__init__(daemon=True)
-        self.peak = 0
-        self.ended = threading.Event()
-
-    def run(self):
-        while not self.ended.wait(0.5):
-            self.peak = max(self.peak, sum(map(self.share, self.processes())) // 1024)
-
-    @staticmethod
-    def processes():
-        """The processes that have this one as an ancestor and are called as the play is."""
-        parents = {}
-        for stat in pathlib.Path("/proc").glob("[0-9]*/stat"):
-            with contextlib.suppress(OSError):
-                process, rest = stat.read_text(errors="replace").split(" (", 1)
-                name, rest = rest.rsplit(") ", 1)
-                parents[int(process)] = (int(rest.split()[1]), name)
-        for process, (parent, name) in parents.items():
-            while parent not in (0, os.getpid()):
-                parent = parents.get(parent, (0, ""))[0]
-            if parent == os.getpid() and name.startswith("ansible"):
-                yield process
-
-    @staticmethod
-    def share(process):
-        with contextlib.suppress(OSError):
-            found = re.search(r"^Pss:\s+(\d+)", pathlib.Path(f"/proc/{process}/smaps_rollup").read_text(), re.M)
-            return int(found[1]) if found else 0
-        return 0
-
-
-def processor_seconds():
-    """What the children of this process that have ended have used; what else the machine does isn't in it."""
-    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
-    return usage.ru_utime + usage.ru_stime
-
-
-def measure():
-    """Prints the figures of docs/fleet.md: hosts, forks, seconds, seconds a host, processor seconds a host of the
-    controller, peak memory of the controller."""
-    make_place()
-    for count in map(int, os.environ.get("TOLM_FLEET_COUNTS", "5,20,60").split(",")):
-        hosts = start_hosts([(f"good{number:02}", "good") for number in range(count)])
-        try:
-            for forks in (5, 20):
-                shutil.rmtree(PLACE / "bundles", ignore_errors=True)
-                memory = ControllerMemory()
-                memory.start()
-                begin, used = time.monotonic(), processor_seconds()
-                play("collect", forks=forks, check=0)
-                seconds, used = time.monotonic() - begin, processor_seconds() - used
-                memory.ended.set()
-                memory.join()
-                assert len(index()) == count and {row["state"] for row in index().values()} == {"whole"}
-                print(f"| {count} | {forks} | {seconds:.0f} | {seconds / count:.1f} | {used / count:.1f} | {memory.peak} |", flush=True)
-        finally:
-            for host in hosts.values():
-                host.end()
-
-
 if __name__ == "__main__":
     if os.geteuid() != 0:
         sys.exit("The hosts of this test need root, for mounts of their own: sudo ./test --all")
     if sys.argv[1:] == ["--measure"]:
-        measure()
+        fleet.measure()
     else:
-        support.main()
+        side_by_side.main(LONGEST)

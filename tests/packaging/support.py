@@ -65,7 +65,11 @@ def options(*subcommand):
     return found
 
 
-def main():
+def need_program():
     if not os.access(TMTOLM, os.X_OK):
         sys.exit(f"{TMTOLM} isn't there: build first")
+
+
+def main():
+    need_program()
     unittest.main(verbosity=2)
