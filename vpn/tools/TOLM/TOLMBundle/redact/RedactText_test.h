@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <string_view>
@@ -41,6 +42,15 @@ inline std::string redactedInPieces(std::string_view text, std::size_t piece, co
 
 inline std::string redacted(std::string_view text, const RedactKeep& keep = {}) {
   return redactedInPieces(text, text.size() + 1, keep);
+}
+
+inline void expectStays(const std::string& text) {
+  EXPECT_EQ(text, redacted(text));
+}
+inline void expectStays(std::initializer_list<std::string_view> texts) {
+  for (const std::string_view text : texts) {
+    expectStays(std::string(text));
+  }
 }
 
 // Texts of up to `most` of the parts, drawn by chance: a second redaction finds nothing in the first one's,

@@ -74,8 +74,6 @@ class TextRedactor {
   void scan(std::string& out, bool isLast);
   void step();
   Place handleRun(Place begin, Place end, unsigned bits);
-  Place runEnd(Place begin, unsigned& bits) const;
-  Place highEnd(Place begin, Place end, bool& stops) const;
   Place handleParts(Place begin, Place end, unsigned bits);
   Place handlePart(Place begin, Place end);
   Place tryKnown(Place at);
@@ -84,6 +82,9 @@ class TextRedactor {
   std::string nested(std::string_view text);
 
   // TextRedactor_escapes.cpp
+  Place runEnd(Place begin, unsigned& bits) const;
+  Place highEnd(Place begin, Place end, bool& stops) const;
+  void see(Place from);
   Place passEscape(Place slash);
   Place colourEnd(Place bracket) const;
   Place passColour(Place bracket);
@@ -91,6 +92,7 @@ class TextRedactor {
   Place tryBehindEscape(Place begin);
 
   // TextRedactor_addresses.cpp
+  unsigned takeNumber(Place& place, std::size_t most) const;
   bool takeByte(Place& place, Place end, std::uint32_t& address) const;
   Place tryIpv4(Place begin, Place end);
   Place tryShortNetwork(Place begin, Place slash, std::uint32_t address, unsigned parts);
@@ -194,7 +196,6 @@ class TextRedactor {
   [[nodiscard]] unsigned char at(Place place) const {
     return place < m_Seen.size() ? static_cast<unsigned char>(m_Seen[place]) : 0;
   }
-  void see(Place from);
   // The byte in front of a run, which an escape or a colour's sequence in front of it isn't part of.
   [[nodiscard]] unsigned char before(Place begin) const {
     return begin == 0 || begin == m_nBarrier ? ' ' : at(begin - 1);

@@ -80,6 +80,15 @@ std::string ipv6Text(const Ipv6Bytes& address) {
 
 }  // namespace
 
+// The number at `place`, which moves behind it; of `most` digits at most, 0 for none.
+unsigned TextRedactor::takeNumber(Place& place, std::size_t most) const {
+  unsigned value = 0;
+  for (const Place first = place; place - first < most && isDigitByte(at(place)); ++place) {
+    value = value * 10 + hexValue(at(place));
+  }
+  return value;
+}
+
 // One of an address's numbers at `place`, which moves behind it; false for no number or one above 255.
 bool TextRedactor::takeByte(Place& place, Place end, std::uint32_t& address) const {
   std::uint32_t value = 0;
@@ -126,11 +135,7 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
 TextRedactor::Place TextRedactor::tryShortNetwork(Place begin, Place slash, std::uint32_t address,
                                                   unsigned parts) {
   Place place = slash + 1;
-  unsigned bits = 0;
-  while (isDigitByte(at(place)) && place - slash < 4) {
-    bits = bits * 10 + hexValue(at(place));
-    ++place;
-  }
+  const unsigned bits = takeNumber(place, 3);
   const unsigned char next = at(place);
   address <<= 8U * (4 - parts);
   const bool atFront = isBareFront(begin);

@@ -1,7 +1,8 @@
-// What stands in front of a word and is no part of it: "\\n" and its like, written out, and the sequences of
-// terminals' colours.
+// Where words begin and end: letters above 127 and signs among them, and what stands in front of a word and
+// is no part of it: "\\n" and its like, written out, and the sequences of terminals' colours.
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
@@ -20,6 +21,107 @@ bool isOctal(unsigned char c) {
 }
 
 }  // namespace
+
+// Where the run that begins at `begin` ends, and what it is made of.
+TextRedactor::Place TextRedactor::runEnd(Place begin, unsigned& allBits) const {
+  Place end = begin;
+  unsigned bits = 0;
+  const Place bound = std::min(m_Seen.size(), begin + kLongestRun + 1);
+  const char* const data = m_Seen.data();
+  for (;;) {
+    // Most bytes of a text pass here.
+    unsigned more = 0;
+    for (; end < bound; ++end) {
+      more = byteBits(static_cast<unsigned char>(data[end]));
+      if ((more & kByteRun) == 0) {
+        break;
+      }
+      bits |= more;
+    }
+    if (end >= bound || more == 0) {
+      break;
+    }
+    bool stops = false;
+    const Place next = highEnd(begin, end, stops);
+    if (next == end) {
+      break;
+    }
+    bits |= more;
+    end = next;
+    if (stops) {
+      break;
+    }
+  }
+  allBits |= bits;
+  if (end - begin > kLongestRun) {
+    // Cut where no name goes on, and else anywhere.
+    end = begin + kLongestRun;
+    while (end > begin + kLongestRun / 2 && isWordByte(at(end - 1))) {
+      --end;
+    }
+    if (end == begin + kLongestRun / 2) {
+      end = begin + kLongestRun;
+    }
+  }
+  return end;
+}
+
+// Where the letter above 127 at `end` ends, `end` itself where a run that began at `begin` doesn't go on with
+// it. `stops`: the run goes on with nothing behind it.
+TextRedactor::Place TextRedactor::highEnd(Place begin, Place end, bool& stops) const {
+  Place last = end;
+  Place ignored = end;
+  const HighLook look = highLookAt(m_Window, end, last);
+  const unsigned char next = at(last);
+  const HighLook nextLook = next > 127 ? highLookAt(m_Window, last, ignored) : HighLook::kSign;
+  if (look == HighLook::kLatin) {
+    stops = isDigitByte(next) || nextLook == HighLook::kForeign;
+    return end > begin && isDigitByte(at(end - 1)) ? end : last;
+  }
+  stops = isPlainByte(next) || nextLook == HighLook::kLatin;
+  return end > begin && isPlainByte(at(end - 1)) ? end : last;
+}
+
+// Takes over what came behind `from`. A letter of another script right behind a plain one begins something
+// else: it is seen as a sign.
+void TextRedactor::see(Place from) {
+  // A character may have been cut.
+  constexpr std::size_t kLongestCharacter = 4;
+  Place place = from - std::min(from, kLongestCharacter);
+  m_Seen.resize(place);
+  m_Seen.append(m_Window, place);
+  const std::size_t size = m_Window.size();
+  const char* const data = m_Window.data();
+  while (place < size) {
+    // Most texts have none at all.
+    std::uint64_t eight = 0;
+    while (place + sizeof(eight) <= size) {
+      std::memcpy(&eight, data + place, sizeof(eight));
+      if ((eight & 0x8080808080808080U) != 0) {
+        break;
+      }
+      place += sizeof(eight);
+    }
+    while (place < size && static_cast<unsigned char>(data[place]) < 128) {
+      ++place;
+    }
+    if (place == size) {
+      break;
+    }
+    Place front = place;
+    while (front > 0 && place - front < kLongestCharacter - 1 &&
+           (static_cast<unsigned char>(data[front]) & 0xc0U) == 0x80) {
+      --front;
+    }
+    Place end = place;
+    const HighLook look = highLookAt(m_Window, place, end);
+    const bool isOther =
+        look == HighLook::kForeign && front > 0 && isPlainByte(static_cast<unsigned char>(data[front - 1]));
+    for (; place < end; ++place) {
+      m_Seen[place] = look == HighLook::kSign || isOther ? static_cast<char>(kSignByte) : data[place];
+    }
+  }
+}
 
 // Whether the backslash stands in a path of Windows: behind "C:\\" or "\\\\server" in the same word.
 bool TextRedactor::isPathAt(Place slash) const {

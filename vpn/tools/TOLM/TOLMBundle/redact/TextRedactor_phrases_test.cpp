@@ -13,6 +13,7 @@
 namespace halvo {
 namespace {
 
+using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
 using ::testing::HasSubstr;
@@ -50,12 +51,6 @@ void expectRows(const std::vector<Row>& rows) {
     EXPECT_EQ(row.expected, labelled(once)) << row.text;
     EXPECT_EQ(once, redacted(once)) << "twice: " << row.text;
     EXPECT_EQ(once, redactedInPieces(row.text, 1)) << "in pieces: " << row.text;
-  }
-}
-
-void expectStays(const std::vector<std::string>& texts) {
-  for (const std::string& text : texts) {
-    EXPECT_EQ(text, redacted(text));
   }
 }
 

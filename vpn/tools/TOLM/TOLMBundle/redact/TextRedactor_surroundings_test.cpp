@@ -8,6 +8,7 @@
 namespace halvo {
 namespace {
 
+using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
 using ::testing::HasSubstr;
@@ -22,10 +23,6 @@ void expectGone(const std::string& text, const std::string& value) {
   EXPECT_THAT(result, Not(HasSubstr(value))) << text;
   EXPECT_EQ(result, redactedInPieces(text, 1)) << text;
   EXPECT_EQ(result, redacted(result)) << text;
-}
-
-void expectStays(const std::string& text) {
-  EXPECT_EQ(text, redacted(text));
 }
 
 // What stands around values in real texts; %s is the value.

@@ -10,6 +10,7 @@
 namespace halvo {
 namespace {
 
+using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
 using ::testing::HasSubstr;
@@ -34,10 +35,6 @@ std::string front(const std::string& text, char sign, int count) {
     at = text.find(sign, at) + 1;
   }
   return text.substr(0, at);
-}
-
-void expectStays(const std::string& text) {
-  EXPECT_EQ(text, redacted(text));
 }
 
 TEST(RedactAddressTest, APublicAddressBecomesAReservedOne) {

@@ -69,11 +69,7 @@ bool TextRedactor::isBareFront(Place begin) const {
 // number of five parts.
 bool TextRedactor::isPort(Place begin, Place dot) const {
   Place end = dot + 1;
-  unsigned port = 0;
-  while (isDigitByte(at(end)) && end - dot < 7) {
-    port = port * 10 + hexValue(at(end));
-    ++end;
-  }
+  const unsigned port = takeNumber(end, 6);
   const unsigned char front = before(begin);
   if (port == 0 || port > 65535 || at(dot + 1) == '0' || isWordByte(at(end)) || at(end) == '-' ||
       at(end) == '_' || at(end) == '+' || at(end) == '~' || (at(end) == '.' && isWordByte(at(end + 1))) ||
