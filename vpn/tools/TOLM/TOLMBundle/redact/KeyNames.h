@@ -15,6 +15,7 @@ enum class KeyLook {
   kSecretLine,  // cookies and authorization headers: everything up to the line's end goes
   kSecretItem,  // up to the comma that separates it from what is no part of it
   kSecretList,  // passwords: what stands in a list goes
+  kMessage,     // of a login, in Base64: goes whole, and a sentence about it stays
   kPersonal,    // PIN and the like: a short number goes
   kUser,
   kUserMaybe,   // behind "=" or in quotes

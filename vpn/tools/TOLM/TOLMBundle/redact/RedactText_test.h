@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
@@ -50,6 +51,41 @@ inline void expectStays(const std::string& text) {
 inline void expectStays(std::initializer_list<std::string_view> texts) {
   for (const std::string_view text : texts) {
     expectStays(std::string(text));
+  }
+}
+
+// A text as a program writes it, and what becomes of it. Each is looked at again: nothing is found anew.
+struct Row {
+  std::string text;
+  std::string
+      expected;  // "U", "H", "I" and "W" in braces: the stand-in of a user, host, id or wireless network
+};
+
+// Every stand-in that a label can be becomes the letter of its kind.
+inline std::string labelled(std::string text) {
+  const std::vector<std::pair<std::string, std::string>> kinds = {
+      {"user-", "{U}"}, {"host-", "{H}"}, {"id-", "{I}"}, {"wifi-", "{W}"}};
+  std::string result;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t size = StandIns::labelAt(std::string_view(text).substr(at));
+    if (size == 0) {
+      result += text[at++];
+      continue;
+    }
+    for (const auto& [front, letter] : kinds) {
+      result += text.compare(at, front.size(), front) == 0 ? letter : "";
+    }
+    at += size;
+  }
+  return result;
+}
+
+inline void expectRows(const std::vector<Row>& rows) {
+  for (const Row& row : rows) {
+    const std::string once = redacted(row.text);
+    EXPECT_EQ(row.expected, labelled(once)) << row.text;
+    EXPECT_EQ(once, redacted(once)) << "twice: " << row.text;
+    EXPECT_EQ(once, redactedInPieces(row.text, 1)) << "in pieces: " << row.text;
   }
 }
 

@@ -14,6 +14,7 @@ constexpr std::size_t kLongestLine = 65536;
 constexpr int kDeepest = 2;
 constexpr std::size_t kShortRun = 64;
 constexpr std::size_t kShortestBase64 = 16;
+constexpr std::size_t kShortestPlainToken = 20;
 
 }  // namespace
 
@@ -171,6 +172,7 @@ void TextRedactor::step() {
       break;
     case '\\':
       next = tryHome(m_nPlace);
+      next = next > m_nPlace ? next : tryShare(m_nPlace);
       next = next > m_nPlace ? next : std::max(m_nPlace + 1, passEscape(m_nPlace));
       break;
     case '[':
@@ -212,6 +214,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       if (at(end + 1) == '/' && at(end + 2) == '/') {
         return std::max(end, tryUrl(begin, end));
       }
+      if (at(end + 1) == '/') {
+        if (const Place done = tryExport(begin, end); done > begin) {
+          return done;
+        }
+      }
       [[fallthrough]];
     case '=':
     case '"':
@@ -221,6 +228,7 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     case '\\':
     case ']':
     case '[':
+    case '#':
     case ' ':
     case '\t':
       if (const Place done = tryKey(begin, end); done > begin) {
@@ -235,6 +243,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     if (const Place done = tryJournalId(begin, end); done > begin) {
       return done;
     }
+    if (const Place done = tryPlainIpv6(begin, end); done > begin) {
+      return done;
+    }
   }
   if (next == ':' && length <= 4 && begin >= m_nColonsTried &&
       (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
@@ -247,13 +258,19 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
   }
-  if ((bits & kByteDash) != 0 && at(begin) == '-' && text(begin, end) == "-----BEGIN") {
-    if (const Place done = tryPem(begin); done > begin) {
+  if ((bits & kByteDash) != 0) {
+    const bool mayBePem =
+        at(begin) == '-' && (length == 10 || length == 4) && at(begin + 2) == '-' && at(begin + 3) == '-';
+    const bool isKeyLines = next == ':' && at(begin) == 'P' && text(begin, end) == "Private-Lines";
+    if (const Place done = mayBePem     ? tryPem(begin)
+                           : isKeyLines ? tryKeyLines(begin, end)
+                                        : begin;
+        done > begin) {
       return done;
     }
   }
   if (m_nPemLines > 0) {
-    if (const Place done = tryPemTail(begin, end); done > begin) {
+    if (const Place done = tryPemTail(begin); done > begin) {
       return done;
     }
   }
@@ -299,7 +316,10 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
 
 // The words inside a run.
 TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned bits) {
-  const bool isPlain = (bits & ~(kByteRun | kByteLetter | kByteHexLetter)) == 0;
+  // A token may be of letters alone.
+  const bool isPlain =
+      (bits & ~(kByteRun | kByteLetter | kByteHexLetter)) == 0 && end - begin < kShortestPlainToken;
+  const bool hasNumbers = (bits & kByteDot) != 0 && (bits & kByteDigit) != 0;
   for (Place place = begin; place < end;) {
     if (!isWordByte(at(place))) {
       ++place;
@@ -309,7 +329,10 @@ TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned b
       place += 2;  // a byte that is written so, and no beginning of a number
       continue;
     }
-    const Place done = isPlain ? tryKnown(place) : handlePart(place, end);
+    Place done = isPlain ? tryKnown(place) : handlePart(place, end);
+    if (done == place && hasNumbers && isLetterByte(at(place))) {
+      done = tryWordIpv4(place, end);
+    }
     if (done > place) {
       place = done;
       continue;
@@ -359,17 +382,19 @@ TextRedactor::Place TextRedactor::handlePart(Place begin, Place end) {
       return done;
     }
   }
-  if (at(begin) == 'e' && at(begin + 1) == 'y' && at(begin + 2) == 'J') {
-    // A JSON Web Token (RFC 7519): an object and two more parts in Base64, all letters, digits, "-" and "_".
-    std::string_view token = text(begin, end);
-    while (!isWordByte(static_cast<unsigned char>(token.back()))) {
-      token.remove_suffix(1);
-    }
-    if (token.size() > 20 && std::count(token.begin(), token.end(), '.') >= 2 &&
-        token.find_first_of("+%") == std::string_view::npos) {
-      replace(begin, begin + token.size(), RedactKind::kSecret, kSecretMark);
-      return begin + token.size();
-    }
+  switch (at(begin)) {
+    case 'A':
+    case 'S':
+    case 'e':
+    case 'g':
+    case 's':
+    case 'x':
+      if (const Place done = tryToken(begin, end); done > begin) {
+        return done;
+      }
+      break;
+    default:
+      break;
   }
   return tryKnown(begin);
 }

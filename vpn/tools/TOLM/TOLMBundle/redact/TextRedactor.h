@@ -98,7 +98,12 @@ class TextRedactor {
   Place tryShortNetwork(Place begin, Place slash, std::uint32_t address, unsigned parts);
   Place tryDashedIpv4(Place begin, Place end);
   Place tryColons(Place begin);
+  bool isUnit(Place begin) const;
+  bool isBehindAddressWord(Place end) const;
+  Place tryWordIpv4(Place begin, Place end);
   Place tryIpv6(Place begin, Place end);
+  bool standInOfIpv6(const Ipv6Bytes& bytes, Ipv6Bytes& result);
+  Place tryPlainIpv6(Place begin, Place end);
   Place tryDashed(Place begin, Place end);
 
   // TextRedactor_versions.cpp
@@ -142,6 +147,9 @@ class TextRedactor {
   void learnHostsLine(Place lineBegin);
   void learnMachine(Place begin, Place end);
   void learnPrompt(Place begin, Place end);
+  Place tryShare(Place slash);
+  Place tryExport(Place begin, Place end);
+  void tryNameOfAddress(Place end, bool isSure);
   Place tryJoinedHost(Place begin, Place end, unsigned bits);
 
   // TextRedactor_values.cpp
@@ -174,6 +182,10 @@ class TextRedactor {
   Place tryDomainUser(Place begin, Place end);
   Place tryJournalId(Place begin, Place end);
   Place tryTunnelKeys(Place begin);
+  Value bareOrQuoted(Place place) const;
+  Place tryCredentials(Place option, const Value& value);
+  bool isOfSerial(Place begin, Place end) const;
+  Place tryBareId(Place begin);
   bool isSystemAccount(Place quote) const;
   bool isFlagOfUser(Place begin, Place value) const;
 
@@ -182,9 +194,15 @@ class TextRedactor {
   Place takeSecret(const Value& value);
   Place takeSecretList(Place begin);
   Place tryPem(Place begin);
-  Place tryPemTail(Place begin, Place end);
+  Place tryKeyLines(Place begin, Place end);
+  Place tryPemTail(Place begin);
   Place tryCrypt(Place dollar);
   void swallow();
+
+  // TextRedactor_tokens.cpp
+  Place tryToken(Place begin, Place end);
+  Place tryWebToken(Place begin, Place end);
+  Place tryAccountNumber(Place begin, Place end);
 
   // TextRedactor_forms.cpp
   Place tryPercent(Place begin, Place end);

@@ -36,6 +36,15 @@ bool ipv4Stays(std::uint32_t address) {
          isBareVersion;
 }
 
+// Whether the word can only stand in front of an address.
+bool isOfAddress(std::string_view word) {
+  static constexpr std::array<std::string_view, 17> kWords = {
+      "ip",  "ip4", "ipv4",        "inet",   "addr",    "address",  "peer", "src",   "dst",
+      "via", "gw",  "destination", "remote", "gateway", "endpoint", "host", "source"};
+  return std::any_of(kWords.begin(), kWords.end(),
+                     [word](std::string_view known) { return isSame(word, known); });
+}
+
 bool isPrivateIpv4(std::uint32_t address) {
   return address >> 24U == 10 || address >> 20U == 0xac1 || address >> 16U == 0xc0a8 ||
          address >> 22U == 0x6440U >> 6U;
@@ -115,7 +124,8 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   }
   const unsigned char next = at(place);
   const bool goesOn = next == '.' && isPlainByte(at(place + 1));
-  if (isPlainByte(next) || (goesOn && isDigitByte(at(place + 1)) && !isPort(begin, place))) {
+  if ((isPlainByte(next) && !isUnit(place)) ||
+      (goesOn && isDigitByte(at(place + 1)) && !isPort(begin, place))) {
     // Five numbers and more, or a number with a letter behind: to be passed as one.
     while (place < end && (isWordByte(at(place)) || at(place) == '.')) {
       ++place;
@@ -129,6 +139,39 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
     replace(begin, place, RedactKind::kAddress, quad(m_rStandIns.ipv4(address)));
   }
   return place;
+}
+
+// "84.17.52.3ms": what was measured, or a port's name.
+bool TextRedactor::isUnit(Place begin) const {
+  Place end = begin;
+  while (isLetterByte(at(end)) && end - begin < 6) {
+    ++end;
+  }
+  const std::string_view unit = text(begin, end);
+  return !isWordByte(at(end)) && (unit == "ms" || unit == "us" || unit == "sec" || unit == "port");
+}
+
+// "peer_84.17.52.3": the word in front of the sign, or of the digits in "IP84.17.52.3".
+bool TextRedactor::isBehindAddressWord(Place end) const {
+  constexpr std::size_t kLongestWord = 12;
+  Place begin = end;
+  while (begin > 0 && end - begin <= kLongestWord && isLetterByte(at(begin - 1))) {
+    --begin;
+  }
+  return isOfAddress(text(begin, end));
+}
+
+// "IP84.17.52.3"
+TextRedactor::Place TextRedactor::tryWordIpv4(Place begin, Place end) {
+  Place digits = begin;
+  while (digits < end && digits - begin < 12 && isLetterByte(at(digits))) {
+    ++digits;
+  }
+  if (!isDigitByte(at(digits)) || digits == begin || !isOfAddress(text(begin, digits))) {
+    return begin;
+  }
+  const Place done = tryIpv4(digits, end);
+  return done > digits ? done : begin;
 }
 
 // "10.64.1/24", as the BSDs and macOS write networks in their tables of routes: with the bytes that count.
@@ -264,11 +307,23 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
     return last;  // "2000::/3", "fc00::/7": up to sixteen bits are the same everywhere
   }
   Ipv6Bytes result = bytes;
+  if (!standInOfIpv6(bytes, result)) {
+    return begin;
+  }
+  if (result != bytes) {
+    replace(begin, last, RedactKind::kAddress, ipv6Text(result));
+  }
+  return last;
+}
+
+// False for what is no address that a machine has. `result` stays what it is, the address, where that one
+// does.
+bool TextRedactor::standInOfIpv6(const Ipv6Bytes& bytes, Ipv6Bytes& result) {
   switch (ipv6Look(bytes)) {
     case Ipv6Look::kNone:
-      return begin;
+      return false;
     case Ipv6Look::kStays:
-      return last;
+      break;
     case Ipv6Look::kSolicited:
       result[13] = result[14] = result[15] = 0;
       break;
@@ -278,7 +333,7 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
         inner = inner << 8U | bytes[i];
       }
       if (ipv4Stays(inner) || m_pCollector != nullptr) {
-        return last;
+        break;
       }
       inner = m_rStandIns.ipv4(inner);
       for (std::size_t i = 0; i < 4; ++i) {
@@ -289,12 +344,12 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
     case Ipv6Look::kLinkLocal: {
       // The network stays. An interface made of the hardware address holds it (RFC 4291, appendix A).
       if (bytes[11] != 0xff || bytes[12] != 0xfe || m_pCollector != nullptr) {
-        return last;
+        break;
       }
       const MacBytes mac = {
           static_cast<std::uint8_t>(bytes[8] ^ 2U), bytes[9], bytes[10], bytes[13], bytes[14], bytes[15]};
       if (macStays(mac)) {
-        return last;
+        break;
       }
       const MacBytes other = m_rStandIns.mac(mac);
       result[8] = static_cast<std::uint8_t>(other[0] ^ 2U);
@@ -309,10 +364,55 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
       }
       break;
   }
-  if (result != bytes) {
-    replace(begin, last, RedactKind::kAddress, ipv6Text(result));
+  return true;
+}
+
+// An address of 32 digits in front of a line of the kernel's tables:
+//   fe80..4f99 02 40 20 80     eth0                            its number, prefix, scope, flags, name
+//   2a02..0000 40 0000..0000 00 fe80..0001 00000400 ...        prefix, source, prefix, next hop
+TextRedactor::Place TextRedactor::tryPlainIpv6(Place begin, Place end) {
+  constexpr std::size_t kDigits = 32;
+  if (!isBareFront(begin)) {
+    return begin;
   }
-  return last;
+  Place place = end;
+  // A field of so many digits with a blank on either side, behind which the place moves.
+  const auto field = [this, &place](std::size_t least, std::size_t most) {
+    const Place first = place + 1;
+    if (at(place) != ' ') {
+      return false;
+    }
+    place = first;
+    while (place - first <= most && isHexByte(at(place))) {
+      ++place;
+    }
+    return place - first >= least && place - first <= most && at(place) == ' ';
+  };
+  std::array<Place, 3> addresses = {begin, 0, 0};
+  std::size_t count = 1;
+  if (!(field(2, 3) && field(2, 2) && field(2, 2) && field(2, 2))) {
+    place = end;
+    const bool isRoute = field(2, 2) && field(kDigits, kDigits) && field(2, 2) && field(kDigits, kDigits);
+    addresses = {begin, end + 4, end + 4 + kDigits + 4};
+    count = 3;
+    if (!isRoute || !field(8, 8)) {
+      return begin;
+    }
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    const Place first = addresses[i];
+    Ipv6Bytes bytes = {};
+    bytesOf(text(first, first + kDigits), bytes.data(), bytes.size());
+    Ipv6Bytes result = bytes;
+    if (standInOfIpv6(bytes, result) && result != bytes) {
+      std::string digits;
+      for (const std::uint8_t byte : result) {
+        digits += hexText(byte, 2);
+      }
+      replace(first, first + kDigits, RedactKind::kAddress, digits);
+    }
+  }
+  return addresses[count - 1] + kDigits;
 }
 
 // 00-11-22-33-44-55, 0011.2233.4455 and UUIDs.

@@ -156,6 +156,87 @@ void TextRedactor::learnPrompt(Place begin, Place end) {
   replaceUser(begin, end);
 }
 
+// "\\fileserver\share", and with each backslash written twice. What is an escape inside an escape has as many
+// in front of its second word as in front of its first, or begins as an escape does.
+TextRedactor::Place TextRedactor::tryShare(Place slash) {
+  constexpr std::size_t kLongestLabel = 63;
+  const unsigned char front = before(slash);
+  if (at(slash + 1) != '\\' || front == '\\' || isWordByte(front)) {
+    return slash;
+  }
+  const auto slashes = [this](Place place) {
+    std::size_t count = 0;
+    while (count < 5 && at(place + count) == '\\') {
+      ++count;
+    }
+    return count;
+  };
+  const std::size_t count = slashes(slash);
+  const Place first = slash + count;
+  Place last = first;
+  while (last - first < kLongestLabel && isHostByte(at(last)) && at(last) != '.') {
+    ++last;
+  }
+  const Place share = last + count / 2;
+  const std::string_view name = text(first, last);
+  const bool isEscape = (name.size() == 3 && name.find_first_not_of("01234567") == std::string_view::npos) ||
+                        ((name.starts_with('x') || name.starts_with('u')) &&
+                         name.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string_view::npos);
+  if ((count != 2 && count != 4) || slashes(last) * 2 != count || name.size() < 2 || isEscape ||
+      !isWordByte(at(share)) || (!isIdentifierByte(at(share + 1)) && at(share + 1) != '$')) {
+    return slash;
+  }
+  replaceHost(first, last, hasDigitOrSign(name));
+  return std::max(last, m_nCopied);
+}
+
+// "fileserver:/export", where the line is one of a table of mounts or of disks.
+TextRedactor::Place TextRedactor::tryExport(Place begin, Place end) {
+  const unsigned char front = before(begin);
+  const std::string_view name = text(begin, end);
+  if (!isWordByte(at(begin)) || name.find('.') != std::string_view::npos ||
+      !(isSpaceByte(front) || front == '"' || front == '\'' || front == '=' || front == '[')) {
+    return begin;
+  }
+  std::string_view rest = std::string_view(m_Window).substr(end, kLongestHost);
+  rest = rest.substr(0, rest.find('\n'));
+  const std::string_view line = lineFront(begin);
+  const bool isMount =
+      rest.find(" nfs") != std::string_view::npos || rest.find("\tnfs") != std::string_view::npos ||
+      rest.find("% /") != std::string_view::npos ||
+      (line.find("nfs") != std::string_view::npos && line.find("mount") != std::string_view::npos);
+  if (!isMount) {
+    return begin;
+  }
+  replaceHost(begin, end, hasDigitOrSign(name));
+  return std::max(end, m_nCopied);
+}
+
+// "PING fileserver (84.17.52.3)", "traceroute to fs7 (84.17.52.3)", "64 bytes from fs7 (84.17.52.3)": a name
+// and its address. `end` is the end of the word in front.
+void TextRedactor::tryNameOfAddress(Place end, bool isSure) {
+  const Place first = end + 1;
+  Place last = first;
+  while (last - first < kLongestHost && (isHostByte(at(last)) || at(last) == '_')) {
+    ++last;
+  }
+  const std::string_view name = text(first, last);
+  if (name.empty() || at(last) != ' ' || at(last + 1) != '(' || name.find('.') != std::string_view::npos ||
+      !isWordByte(at(first)) || !isWordByte(at(last - 1)) || isInterface(name)) {
+    return;
+  }
+  Place place = last + 2;
+  while (place - last < INET6_ADDRSTRLEN && (isHexByte(at(place)) || at(place) == '.' || at(place) == ':')) {
+    ++place;
+  }
+  const std::string address(text(last + 2, place));
+  std::array<unsigned char, sizeof(in6_addr)> bytes = {};
+  if (at(place) == ')' && (inet_pton(AF_INET, address.c_str(), bytes.data()) == 1 ||
+                           inet_pton(AF_INET6, address.c_str(), bytes.data()) == 1)) {
+    replaceHost(first, last, isSure || hasDigitOrSign(name));
+  }
+}
+
 // "vpn7.acme.de_2026-03-15.log", "vpn7.acme.de.log": a host's name and what a file's name puts behind it, by
 // the domain where it is known, else by the look of what stands between signs.
 TextRedactor::Place TextRedactor::tryJoinedHost(Place begin, Place end, unsigned bits) {

@@ -308,6 +308,10 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
 // 10.1.2.3 port 22", "User jane logged in", "sudo: jane : TTY=", "CRON[1]: (jane) CMD".
 void TextRedactor::trySentence(Place begin, Place end) {
   const std::string_view word = text(begin, end);
+  if (word == "PING" || word == "to" || word == "from") {
+    tryNameOfAddress(end, word == "PING");
+    return;
+  }
   if (!isSame(word, "user") && !isSame(word, "for")) {
     return;
   }

@@ -112,6 +112,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
       opening == '0' && (at(place + 1) == 'x' || at(place + 1) == 's')) {
     return takeValue(phrase.look, value);  // : PSK 0x...
   }
+  if (phrase.look == KeyLook::kId) {
+    return std::max(begin, tryBareId(place));
+  }
   if (may(kPhraseAny)) {
     const std::string_view all = text(place, valueEnd(value));
     return phrase.look != KeyLook::kHost && isPlainWord(all) ? begin : takeValue(phrase.look, value);
@@ -231,6 +234,16 @@ TextRedactor::Place TextRedactor::tryOption(Place begin, Place end, Place place)
       (look == KeyLook::kUser && isFlagOfUser(begin, place))) {
     return begin;
   }
+  const Value value = bareOrQuoted(place);
+  if (look == KeyLook::kUser) {
+    if (const Place done = tryCredentials(begin, value); done > value.begin) {
+      return done;
+    }
+  }
+  return takeValue(look, value);
+}
+
+TextRedactor::Value TextRedactor::bareOrQuoted(Place place) const {
   Value value;
   value.begin = place;
   value.isFound = true;
@@ -239,7 +252,69 @@ TextRedactor::Place TextRedactor::tryOption(Place begin, Place end, Place place)
     value.quote = static_cast<char>(at(place));
     ++value.begin;
   }
-  return takeValue(look, value);
+  return value;
+}
+
+// "curl -u jane:hunter2", "--user 'jane:hunter2'". Other programs have a group behind the colon, or another
+// thing behind "-u".
+TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& value) {
+  constexpr std::size_t kNear = 480;
+  const Place begin = value.begin;
+  const Place end = valueEnd(value);
+  const std::string_view all = text(begin, std::min(end, begin + 4 * kLongestName));
+  const std::size_t colon = all.find(':');
+  if (colon == std::string_view::npos || all.substr(colon).starts_with("://") || !isWordByte(at(begin)) ||
+      begin + colon + 1 >= end ||
+      all.substr(0, colon).find_first_of(" \t/=,;()<>{}$%") != std::string_view::npos) {
+    return begin;
+  }
+  std::string_view line = text(option > kNear ? option - kNear : 0, option);
+  line = line.substr(line.rfind('\n') + 1);
+  if (line.find("curl") == std::string_view::npos) {
+    // An address, and what stands for one, are of these digits and letters.
+    const std::string_view group = all.substr(colon + 1);
+    if (at(option + 1) != '-' || !hasDigit(group) || group.find(':') != std::string_view::npos ||
+        holdsStandIn(group) || std::none_of(group.begin(), group.end(), [](char c) {
+          return isLetterByte(static_cast<unsigned char>(c)) && !isHexByte(static_cast<unsigned char>(c));
+        })) {
+      return begin;
+    }
+  }
+  Value user = value;
+  user.ending = Ending::kQuote;  // its end is known
+  if (const std::size_t sign = all.substr(0, colon).find('@');
+      takeUser(user, begin + colon) == begin && sign != std::string_view::npos) {
+    tryEmail(begin, begin + sign);
+  }
+  Value secret = value;
+  secret.begin = begin + colon + 1;
+  return std::max(takeSecret(secret), m_nCopied);
+}
+
+// "s/n", at its last letter.
+bool TextRedactor::isOfSerial(Place begin, Place end) const {
+  return end - begin == 1 && begin > 1 && at(begin - 1) == '/' && isSame(text(begin - 2, end), "s/n") &&
+         (begin == 2 || !isWordByte(at(begin - 3)));
+}
+
+// "S/N PF2ABC99", "IMEI 356938035643809": without a sign between them, so that the value must look like one.
+// Gives back where it stands where it doesn't.
+TextRedactor::Place TextRedactor::tryBareId(Place begin) {
+  Place last = begin;
+  while (last - begin < kLongestName && (isWordByte(at(last)) || at(last) == '-')) {
+    ++last;
+  }
+  const bool isCapital = std::none_of(m_Window.begin() + static_cast<std::ptrdiff_t>(begin),
+                                      m_Window.begin() + static_cast<std::ptrdiff_t>(last),
+                                      [](char c) { return c >= 'a' && c <= 'z'; });
+  const unsigned char next = at(last);
+  if (!isCapital || last == begin || !isWordByte(at(last - 1)) || next == '_' || next == '/' || next == ':' ||
+      next == '%' || (next == '.' && isWordByte(at(last + 1)))) {
+    return begin;
+  }
+  Value value;
+  value.begin = begin;
+  return takeNames(KeyLook::kId, value, last);
 }
 
 // "systemctl --user start", "pip install --user x", "(systemd --user integration)", "the --user option": no

@@ -32,6 +32,15 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   if (look == KeyLook::kSecretLine) {
     return isBare ? takeHeader(value) : takeSecret(value);
   }
+  if (look == KeyLook::kMessage) {
+    constexpr std::size_t kShortestMessage = 24;
+    for (const Place front = value.begin; value.begin - front < 64 && isSpaceByte(at(value.begin));) {
+      ++value.begin;
+    }
+    const std::string_view all = text(value.begin, std::min(valueEnd(value), value.begin + kShortestMessage));
+    return all.size() < kShortestMessage || all.find(' ') != std::string_view::npos ? value.begin
+                                                                                    : takeSecret(value);
+  }
   if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
     const Place end = valueEnd(value);
     const std::string_view all = text(value.begin, end);

@@ -238,6 +238,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     ++place;
   }
   place = behindRemark(place);
+  place += at(place) == '#' && (at(place + 1) == ':' || at(place + 1) == '=') ? 1U : 0U;  // "Serial#:"
   if (member > place) {
     place = member;
     value.isColon = true;
@@ -373,10 +374,20 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     const bool isOption = at(begin) == '-' && at(begin + 1) == '-' && sign == end + 1;
     const bool isElement = isElementName(begin);
     const bool hasSign = at(sign) == '=' || (at(sign) == ':' && at(sign + 1) != ':') ||
-                         (at(sign) == '(' && behindRemark(sign) > sign);
+                         (at(sign) == '(' && behindRemark(sign) > sign) ||
+                         (at(sign) == '#' && at(sign + 1) == ':');
     if (!hasSign && !isOption) {
       if (const Place done = tryPhrase(begin, end, sign); done > begin) {
         return done;
+      }
+      if (isOfSerial(begin, end)) {
+        return tryBareId(sign);
+      }
+      if (at(begin) == '-' && (at(end - 1) == 'u' || at(end - 1) == 'U')) {
+        const Value value = bareOrQuoted(sign);
+        if (const Place done = tryCredentials(begin, value); done > value.begin) {
+          return done;
+        }
       }
     }
     if (!hasSign && !isOption && !isElement) {
@@ -439,21 +450,26 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     }
     return begin;
   }
-  std::string_view key = text(begin, end);
-  if (key.size() == 1 && begin > 1 && at(begin - 1) == '/' && isSame(text(begin - 2, end), "s/n")) {
-    key = text(begin - 2, end);
-  }
+  const std::string_view key = isOfSerial(begin, end) ? text(begin - 2, end) : text(begin, end);
   // Last letters of the keys that are known, before anything that costs more.
   if (key.size() > 96 || !mayBeKey(key)) {
     return begin;
   }
   const Value value = valueBehind(begin, end);
   if (!value.isFound) {
-    return begin;
+    // "Serial# PF2ABC99"
+    return next == '#' && at(end + 1) == ' ' && keyLook(wordBefore(begin), key) == KeyLook::kId
+               ? std::max(begin, tryBareId(end + 2))
+               : begin;
   }
   const KeyLook look = keyLook(wordBefore(begin), key);
   if (look == KeyLook::kNone || (next == '[' && look != KeyLook::kHosts)) {
     return begin;  // "login[812]: " is a program
+  }
+  if (look == KeyLook::kUser && at(begin) == '-') {
+    if (const Place done = tryCredentials(begin, value); done > value.begin) {
+      return done;
+    }
   }
   return takeValue(look, value);
 }

@@ -166,6 +166,9 @@ bool TextRedactor::isJoinedVersion(Place begin, Place end) const {
   if (front == '_') {
     const bool isSetting = isOneOf(ending, {"ovpn", "conf", "pcap", "pcapng", "cap", "pem", "crt", "cer",
                                             "key", "mobileconfig", "nmconnection"});
+    if (!isPackage && isBehindAddressWord(begin - 1)) {
+      return false;
+    }
     return !isSetting && (isPackage || rest.starts_with('-') || !isPrivate(address));
   }
   if (front == '.') {
