@@ -60,6 +60,21 @@ TEST_F(RedactCommandTest, ABundleIsRedactedAndReadByOthers) {
   EXPECT_THAT(tmtolm({"show", "/opt/out.zip"}).out, HasSubstr("Left out by redaction: not a text"));
 }
 
+TEST_F(RedactCommandTest, WhatCannotBeReadIsToldWithWhatIsWrongWithIt) {
+  std::string bytes = readFile("/opt/plain.zip");
+  const std::size_t place = bytes.find("Client/agent.log");
+  ASSERT_NE(place, std::string::npos);
+  bytes[place + 30] = static_cast<char>(bytes[place + 30] ^ 0x55);
+  writeFile("/opt/hurt.zip", bytes);
+  const RunResult result = tmtolm({"redact", "/opt/hurt.zip", "/opt/out.zip"});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.out, HasSubstr("Left out: 2\n"));
+  EXPECT_THAT(result.err, MatchesRegex("tmtolm: \"Client/agent\\.log\" is left out, it can't be read: its "
+                                       "(bytes are damaged|checksum is wrong)\n"));
+  EXPECT_THAT(tmtolm({"show", "/opt/out.zip"}).out,
+              HasSubstr("Left out by redaction: it can't be read: its"));
+}
+
 TEST_F(RedactCommandTest, AnEncryptedBundleStaysEncryptedWithItsPasswordOrAnother) {
   EXPECT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/out.zip"}).exitStatus, 1);
   ASSERT_EQ(tmtolm({"redact", "/opt/secret.zip", "/opt/out.zip", "--password-file", "/opt/word"}).exitStatus,

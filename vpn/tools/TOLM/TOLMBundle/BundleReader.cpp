@@ -329,13 +329,21 @@ void EntryReader::close() {
 
 std::int64_t EntryReader::fail(const std::string& text) {
   m_strError = "\"" + m_rBundle.m_Entries[m_nIndex].name + "\" in the bundle can't be read: " + text;
+  m_strCause = text;
   close();
   return -1;
+}
+
+// Nothing in an entry tells a password that isn't its own from damage.
+std::int64_t EntryReader::failOnContent(const std::string& text) {
+  return fail(m_rBundle.m_Entries[m_nIndex].encrypted ? text + ", or it is encrypted with another password"
+                                                      : text);
 }
 
 std::string EntryReader::open(std::size_t index, Form form) {
   close();
   m_strError.clear();
+  m_strCause.clear();
   m_nIndex = index;
   m_nDone = 0;
   m_Form = form;
@@ -390,7 +398,7 @@ std::int64_t EntryReader::read(char* buffer, std::size_t size) {
   if (wanted > 0) {
     got = unzReadCurrentFile(m_pStream->archive.get(), buffer, static_cast<unsigned>(wanted));
     if (got < 0) {
-      return fail("its bytes are damaged");
+      return failOnContent("its bytes are damaged");
     }
     if (got == 0) {
       return fail("it is shorter than the table of contents says");
@@ -406,7 +414,7 @@ std::int64_t EntryReader::read(char* buffer, std::size_t size) {
   // minizip compares the CRC-32 of an entry that was read to its end when it is closed.
   m_bOpen = false;
   if (unzCloseCurrentFile(m_pStream->archive.get()) != UNZ_OK && m_Form == Form::kContent) {
-    return fail("its checksum is wrong");
+    return failOnContent("its checksum is wrong");
   }
   return 0;
 }

@@ -123,18 +123,22 @@ class EntryReader {
   // negative number is a failure, with its text in error().
   [[nodiscard]] std::int64_t read(char* buffer, std::size_t size);
   [[nodiscard]] const std::string& error() const { return m_strError; }
+  // Of the same failure what is wrong with the entry, without its name: "its checksum is wrong".
+  [[nodiscard]] const std::string& cause() const { return m_strCause; }
 
   // BundleReader::readFront(), for many entries one after the other.
   [[nodiscard]] std::string readFront(std::size_t index, std::size_t limit, std::string& text);
 
  private:
   std::int64_t fail(const std::string& text);
+  std::int64_t failOnContent(const std::string& text);
   void close();
 
   const BundleReader& m_rBundle;
   struct Stream;
   std::unique_ptr<Stream> m_pStream;
   std::string m_strError;
+  std::string m_strCause;
   EntryReader::Form m_Form = Form::kContent;
   std::size_t m_nIndex = 0;
   std::uint64_t m_nDone = 0;

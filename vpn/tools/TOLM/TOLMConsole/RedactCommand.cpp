@@ -84,6 +84,7 @@ class RedactCommand : public ICommand {
     if (!m_strReport.empty()) {
       status = told(m_ReportFile.write(redactor.report()), status);
     }
+    tellFaults(redactor);
     std::printf("Replaced: %llu\nLeft out: %zu\nBundle: %s\n",
                 static_cast<unsigned long long>(redactor.counts().total()), redactor.leftOut(),
                 withoutControls(m_strOut).c_str());
@@ -91,6 +92,20 @@ class RedactCommand : public ICommand {
   }
 
  private:
+  // Whoever sends the bundle wants to know what is missing in it, and why.
+  void tellFaults(const BundleRedactor& redactor) const {
+    constexpr std::size_t kMostTold = 20;
+    std::size_t count = 0;
+    for (const RedactedEntry& entry : redactor.entries()) {
+      if (!entry.fault.empty() && ++count <= kMostTold) {
+        printError("\"" + entry.name + "\" is left out, it can't be read: " + entry.fault);
+      }
+    }
+    if (count > kMostTold) {
+      printError(std::to_string(count - kMostTold) + " more are left out, as " + kRedactionEntry + " tells");
+    }
+  }
+
   [[nodiscard]] std::string findPlaceProblem() const {
     return placeProblem({{"OUT", m_strOut, FileUse::kWritten},
                          {"--map", m_strMap, FileUse::kWritten},

@@ -286,7 +286,7 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
   const std::string& name = m_rIn.entries()[index].name;
   if (std::string failure = reader.open(index); !failure.empty()) {
     entry.state = State::kFault;
-    entry.fault = failure;
+    entry.fault = reader.cause();
     return;
   }
   TextRedactor redactor(m_rOptions.keep, m_rStandIns, names);
@@ -301,7 +301,7 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
     const std::int64_t got = reader.read(block.data(), block.size());
     if (got < 0) {
       entry.state = State::kFault;
-      entry.fault = reader.error();
+      entry.fault = reader.cause();
       return;
     }
     if (got == 0) {
@@ -414,9 +414,10 @@ std::vector<RedactedEntry> BundleRedactor::entries() const {
   std::vector<RedactedEntry> entries;
   for (std::size_t i = 0; i < m_Entries.size(); ++i) {
     const Entry& entry = m_Entries[i];
-    RedactedEntry told = {m_rIn.entries()[i].name, entry.name, "", entry.size};
+    RedactedEntry told = {m_rIn.entries()[i].name, entry.name, "", "", entry.size};
     if (isLeftOut(entry)) {
-      told.leftOut = leftOutReason(entry);
+      told.leftOut = kLeftOut + leftOutReason(entry);
+      told.fault = entry.fault;
     } else if (entry.state == State::kSummary) {
       told.size = m_strSummary.size();
     } else if (entry.state == State::kReport) {
@@ -429,9 +430,8 @@ std::vector<RedactedEntry> BundleRedactor::entries() const {
   return entries;
 }
 
-const char* BundleRedactor::leftOutReason(const Entry& entry) {
-  return entry.state == State::kBinary ? "Left out by redaction: not a text"
-                                       : "Left out by redaction: it can't be read";
+std::string BundleRedactor::leftOutReason(const Entry& entry) {
+  return entry.state == State::kBinary ? "not a text" : "it can't be read: " + entry.fault;
 }
 
 bool BundleRedactor::isLeftOut(const Entry& entry) const {

@@ -46,6 +46,7 @@ struct RedactedEntry {
   std::string name;        // in the bundle
   std::string newName;     // in the new one
   std::string leftOut;     // why it isn't there; empty where it is
+  std::string fault;       // why it can't be read, without its name; empty where it can
   std::uint64_t size = 0;  // of the new content
 };
 
@@ -54,6 +55,9 @@ BundleLimits redactLimits();
 
 // The name of the entry that tells what was done.
 inline constexpr char kRedactionEntry[] = "redaction.txt";
+
+// What stands in a summary in front of why a file isn't there.
+inline constexpr char kLeftOut[] = "Left out by redaction: ";
 
 class BundleRedactor {
  public:
@@ -82,7 +86,7 @@ class BundleRedactor {
   struct Entry {
     State state = State::kText;
     std::string name;   // in the new bundle
-    std::string fault;  // why it is left out
+    std::string fault;  // why it can't be read, without its name
     RedactCounts counts;
     std::uint64_t size = 0;
     std::uint64_t packedSize = 0;
@@ -114,7 +118,7 @@ class BundleRedactor {
                         const std::string& text);
   void makeReport();
   [[nodiscard]] bool isLeftOut(const Entry& entry) const;
-  static const char* leftOutReason(const Entry& entry);
+  static std::string leftOutReason(const Entry& entry);
   template <typename Work>
   std::string onAllProcessors(Work work);
 

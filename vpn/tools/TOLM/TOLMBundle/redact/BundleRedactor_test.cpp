@@ -10,6 +10,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMBundle/Summary.h"
+#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactBundle_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 
@@ -288,7 +289,57 @@ TEST_F(BundleRedactorTest, AnEntryThatIsDamagedIsLeftOutAndListed) {
   const BundleTexts texts = readBundle(out());
   ASSERT_EQ(2U, texts.size());
   EXPECT_EQ("b.log", texts[0].first);
-  EXPECT_THAT(texts[1].second, HasSubstr("a.log (it can't be read)"));
+  EXPECT_THAT(texts[1].second, HasSubstr("a.log (it can't be read: its bytes are damaged)"));
+}
+
+TEST_F(BundleRedactorTest, WhyAnEntryCannotBeReadIsToldWithoutItsName) {
+  const BundleTexts texts = {{"vpn.acme.de.log", "some text that is long enough to be hurt"},
+                             {"b.log", "host vpn.acme.de"},
+                             {"summary.txt", summaryOf({row("a", "vpn.acme.de.log", "40 bytes")})}};
+  for (const std::string password : {"", "word"}) {
+    makeBundle(in(), texts, password);
+    std::string bytes = test::readFile(in());
+    const std::size_t at = bytes.find("vpn.acme.de.log") + 15;
+    bytes[at + 4] = static_cast<char>(bytes[at + 4] ^ 0x55);
+    test::writeFile(in(), bytes);
+    RedactOptions options = this->options();
+    options.password = password;
+    StandIns standIns(kTestKey);
+    BundleReader reader(redactLimits());
+    ASSERT_EQ("", reader.open(in(), password));
+    BundleRedactor redactor(reader, standIns, options);
+    ASSERT_EQ("", redactor.run());
+    const std::string cause =
+        password.empty()
+            ? "its bytes are damaged"
+            : "its (bytes are damaged|checksum is wrong), or it is encrypted with another password";
+    EXPECT_THAT(redactor.entries()[0].fault, MatchesRegex(cause));
+    EXPECT_EQ("", redactor.entries()[1].fault);
+    EXPECT_EQ("Left out by redaction: it can't be read: " + redactor.entries()[0].fault,
+              redactor.entries()[0].leftOut);
+    const std::string summary = readBundle(out(), password)[1].second;
+    ASSERT_EQ(1U, readSummary(summary).sections[0].omitted.size());
+    EXPECT_EQ(redactor.entries()[0].leftOut, readSummary(summary).sections[0].omitted[0].last);
+    EXPECT_THAT(redactor.report() + summary, Not(HasSubstr("acme")));
+  }
+}
+
+TEST_F(BundleRedactorTest, WhatTheTableOfContentsTellsOfAnEntryIsToldToo) {
+  test::ZipEntry packed{"packed", "text"};
+  packed.method = 12;
+  test::ZipEntry link{"link", "/etc/hosts"};
+  link.attributes = 0120777U << 16U;
+  const test::ZipEntry twice{"twice", "text"};
+  test::writeFile(
+      in(), test::ZipBuilder().add(packed).add(link).add(twice).add(twice).add({"a.log", "10.1.2.3"}).take());
+  StandIns standIns(kTestKey);
+  ASSERT_EQ("", test::redactBundle(in(), options(), standIns));
+  const std::string report = readBundle(out()).back().second;
+  EXPECT_THAT(report,
+              HasSubstr("\nLeft out:\n"
+                        "  packed (it can't be read: its compression method 12 isn't known here)\n"
+                        "  link (it can't be read: it is a link)\n"
+                        "  twice (it can't be read: another entry in front of it has the same name)\n"));
 }
 
 TEST_F(BundleRedactorTest, NamesThatBecomeTheSameAreToldApart) {

@@ -156,7 +156,7 @@ void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor,
     const Entry& entry = m_Entries[index];
     row.name = lastComponent(entry.name);
     if (isLeftOut(entry)) {
-      row.last = leftOutReason(entry);
+      row.last = kLeftOut + leftOutReason(entry);
       section.omitted.push_back(std::move(row));
       continue;
     }
@@ -184,8 +184,7 @@ void BundleRedactor::makeReport() {
   for (const Entry& entry : m_Entries) {
     if (isLeftOut(entry)) {
       ++m_nLeftOut;
-      left += "  " + oneLine(entry.name) +
-              (entry.state == State::kBinary ? " (not a text)\n" : " (it can't be read)\n");
+      left += "  " + oneLine(entry.name) + " (" + leftOutReason(entry) + ")\n";
       continue;
     }
     m_Counts.add(entry.counts);
