@@ -181,7 +181,7 @@ class FleetTest(unittest.TestCase):
         try:
             alive = "-o ServerAliveInterval=2 -o ServerAliveCountMax=5"
             return self.play(playbook, limit=f"{name}:good01", check=check, timeout=400, tolm_collect_command_timeout=0,
-                        tolm_collect_ssh_args=alive, tolm_clear_ssh_args=alive, **options)
+                             tolm_collect_ssh_args=alive, tolm_clear_ssh_args=alive, **options)
         finally:
             ended.set()
             thread.join()
@@ -233,7 +233,7 @@ done
         host.run(f"mkdir -p /opt/own; cp {PROGRAMS}/tmtolm /opt/own/; mkdir -p {self.CONFIG}; cp {PLACE}/client.xml {self.CONFIG}/")
         try:
             self.play("collect", limit="bare", check=0, tolm_collect_packages=[str(PLACE / "cutting.deb")],
-                 tolm_collect_program="/opt/own/tmtolm")
+                      tolm_collect_program="/opt/own/tmtolm")
             row = index()["bare"]
             self.assertEqual(row["state"], "failed")
             self.assertIn("went away while cutting.deb was installed", row["why"])
@@ -298,8 +298,8 @@ done
         (PLACE / "new.xml").write_text(DOCUMENT.replace("client-logs", "trial").replace("Client", "Trial"),
                                        encoding="utf-8")
         self.play("collect", limit="good03", check=0, tolm_collect_request=str(PLACE / "request.xml"),
-             tolm_collect_documents=[str(PLACE / "new.xml")], tolm_collect_label="trial",
-             tolm_collect_since="2026-11-20")
+                  tolm_collect_documents=[str(PLACE / "new.xml")], tolm_collect_label="trial",
+                  tolm_collect_since="2026-11-20")
         row = index()["good03"]
         self.whole("good03", row)
         self.assertTrue(row["bundle"].endswith("_trial.zip"))
@@ -314,19 +314,21 @@ done
     def test_what_an_incomplete_bundle_lacks_is_told(self):
         host = self.hosts["good07"]
         (PLACE / "request.xml").write_text(
-            '<request><file id="client-logs"/><file id="nobody"/><file id="gone"/><file id="folder"/></request>',
+            '<request><file id="client-logs"/><file id="nobody"/><file id="gone"/><file id="folder"/>'
+            '<file id="{{ 7 * 7 }}"/></request>',
             encoding="utf-8")
         (PLACE / "bad.xml").write_text("<config>", encoding="utf-8")
         (PLACE / "gone.xml").write_text(DOCUMENT.replace("client-logs", "gone").replace("Client", "Gone")
                                         .replace("*.log", "no-such-file"), encoding="utf-8")
         documents = [str(PLACE / "bad.xml"), str(PLACE / "gone.xml")]
         result = self.play("collect", limit="good07", check=0, tolm_collect_request=str(PLACE / "request.xml"),
-                      tolm_collect_documents=documents)
+                           tolm_collect_documents=documents)
         row = index()["good07"]
         self.whole("good07", row)
         self.assertEqual(row["state"], "incomplete")
-        self.assertEqual(sorted(row["missing"]), ["folder", "gone", "nobody"])
-        self.assertRegex(row["why"], "no document has instructions for .*nobody")
+        # What a host says is a text, whatever it looks like.
+        self.assertEqual(sorted(row["missing"]), ["folder", "gone", "nobody", "{{ 7 * 7 }}"])
+        self.assertRegex(row["why"], r"no document has instructions for .*nobody.*, \{\{ 7 \* 7 \}\}")
         self.assertRegex(row["why"], "can't be parsed: .*bad.xml")
         self.assertIn(row["why"], result.stdout)
         self.assertEqual(host.run(f"ls {self.CONFIG}").stdout, "client.xml\n")
@@ -364,7 +366,7 @@ done
         (PLACE / "request.xml").write_text('<request><file id="tried"/><file id="nobody"/></request>', encoding="utf-8")
         (PLACE / "tried.xml").write_text(DOCUMENT.replace("client-logs", "tried"), encoding="utf-8")
         self.play("collect", "--check", limit="good10", check=0, tolm_collect_request=str(PLACE / "request.xml"),
-             tolm_collect_documents=[str(PLACE / "tried.xml")])
+                  tolm_collect_documents=[str(PLACE / "tried.xml")])
         plan = json.loads((PLACE / "bundles/good10/plan.json").read_text(encoding="utf-8"))
         self.assertEqual(plan["unmatched_ids"], ["nobody"])
         self.assertEqual(sorted(item["id"] for document in plan["documents"] for item in document["items"]
@@ -444,6 +446,14 @@ done
         plan = json.loads((PLACE / "bundles/good04/plan.json").read_text(encoding="utf-8"))
         self.assertEqual(plan["documents"][0]["items"][0]["id"], "client-logs")
         self.assertEqual([path.name for path in (PLACE / "bundles/good04").iterdir()], ["plan.json"])
+
+    def test_a_check_of_clearing_fetches_what_it_would_delete_and_deletes_nothing(self):
+        for told in ({}, {"tolm_clear_confirm": "delete the logs"}):
+            self.play("clear", "--check", limit="good05", check=0, tolm_clear_dest=str(PLACE / "plans"), **told)
+            self.assertEqual(self.hosts["good05"].run("ls /opt/halvo/tessarmont/log").stdout, "good05.log\n")
+            plan = json.loads((PLACE / "plans/good05/clear-plan.json").read_text(encoding="utf-8"))
+            self.assertIn("/opt/halvo/tessarmont/log/good05.log", json.dumps(plan))
+            shutil.rmtree(PLACE / "plans")
 
     def test_logs_are_cleared_once_that_was_confirmed(self):
         logs = "ls /opt/halvo/tessarmont/log"
