@@ -486,6 +486,17 @@ class CollectionTest(unittest.TestCase):
             env=dict(os.environ, ANSIBLE_HOME=str(WORK / "home"), LC_ALL="C.UTF-8"))
         self.assertEqual(len(list(folder.glob("halvo-tessarmont-*.tar.gz"))), 1)
 
+    def test_the_collection_is_installed_from_its_folder(self):
+        place = WORK / "installed"
+        shutil.rmtree(place, ignore_errors=True)
+        run(["ansible-galaxy", "collection", "install", "--collections-path", place / "collections", COLLECTION],
+            env=dict(os.environ, HOME=str(place), ANSIBLE_HOME=str(place / "home"), LC_ALL="C.UTF-8"))
+        installed = place / "collections/ansible_collections/halvo/tessarmont"
+        for folder in ("playbooks", "roles"):
+            names = {path.relative_to(COLLECTION) for path in (COLLECTION / folder).rglob("*") if path.is_file()}
+            self.assertGreater(len(names), 1)
+            self.assertEqual(names, {path.relative_to(installed) for path in (installed / folder).rglob("*") if path.is_file()})
+
     def test_every_option_has_its_default_and_its_description(self):
         for role in ("tolm_collect", "tolm_clear"):
             specs = (COLLECTION / "roles" / role / "meta/argument_specs.yml").read_text(encoding="utf-8")
