@@ -2,6 +2,8 @@
 #include <time.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tests/macos/AppKitScreens_test.h"
 #include "tests/system/wizard_desktop.h"
@@ -72,6 +74,15 @@ double secondsNow() {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
+std::string AppKitScreensTest::setSlowConfig() {
+  const std::string go = std::string(std::getenv("HOME")) + "/go";
+  std::filesystem::remove(go);
+  setConfig(documentText("Client", describedItem("slow", "slow",
+                                                 captureAction("for i in $(seq 1200); do test -e " + go +
+                                                               " &amp;&amp; break; sleep 0.05; done"))));
+  return go;
+}
+
 void AppKitScreensTest::openWindow() {
   m_pController = [GUIController new];
   openWizardWindow(m_pController);
@@ -93,7 +104,6 @@ void AppKitScreensTest::takeKeyboard() {
 
 void AppKitScreensTest::waitForTheFirstScreen() {
   turn(0.7);
-  forgetPresses();
 }
 
 void AppKitScreensTest::turn(double seconds) {

@@ -70,6 +70,8 @@ class AppKitScreensTest : public ::testing::Test {
   static void setConfig(const std::string& document) {
     writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", document);
   }
+  // A run that goes on until the file is there whose path is the result, or a minute is over.
+  static std::string setSlowConfig();
   // The controller lives until the process ends, as it does in the program.
   void openWindow();
   // Waits until the window has the keyboard.
@@ -111,8 +113,6 @@ class AppKitScreensTest : public ::testing::Test {
   }
   // A click whose button goes down at one moment and is let go now.
   void click(NSString* name, double when);
-  // As if the last press had been long ago.
-  void forgetPresses() { sendKey(@"x", 0, false); }
 
   const std::string m_strDesktopFolder = std::string(std::getenv("HOME")) + "/Desktop";
   GUIController* m_pController = nil;

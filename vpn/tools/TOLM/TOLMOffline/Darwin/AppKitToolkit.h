@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/ScreenPresses.h"
 #include "vpn/tools/TOLM/TOLMOffline/IToolkit.h"
 
 namespace halvo {
@@ -26,11 +27,12 @@ class AppKitToolkit final : public IToolkit {
   // `controller` holds the outlets under their names and becomes the application's delegate; it isn't owned.
   explicit AppKitToolkit(id controller);
 
-  // Whether the present screen had been shown for long enough, when the present press began, that it is
-  // meant for it. A button of a new screen stands where the last one's stood, so a double click would go
-  // through both; and the window takes the keyboard when it opens, while the user may still type elsewhere.
-  // The repeats of a key that is held down are meant for no screen.
-  [[nodiscard]] bool takesPress() const;
+  // Whether the present screen takes this press in the window: see ScreenPresses.h.
+  [[nodiscard]] bool takesPressEvent(NSEvent* event) const;
+
+  // Whether the present screen takes the action that comes now. By the press that it comes from, which may be
+  // held while the screen changes under it, so that what is let go is meant for the screen before.
+  [[nodiscard]] bool takesAction() const;
 
   // The first time is when the first screen is shown to whoever types.
   void windowHasKeyboard();
@@ -71,8 +73,7 @@ class AppKitToolkit final : public IToolkit {
   std::string m_strBundlePath;
   bool m_bTurned = false;
   bool m_bHadKeyboard = false;
-  // When the present screen was shown, by the clock of the events: in seconds since the machine's start.
-  double m_dShown = 0;
+  ScreenPresses m_Presses;
 };
 
 }  // namespace halvo

@@ -2,7 +2,6 @@
 
 #include <dispatch/dispatch.h>
 #include <objc/runtime.h>
-#include <time.h>
 
 #include <algorithm>
 #include <memory>
@@ -17,11 +16,6 @@
 namespace halvo {
 
 namespace {
-
-constexpr double kSecondsBeforePresses = 0.5;
-// How long what a press does may wait for a busy program. A press that has ended longer ago isn't what the
-// action comes from: an accessibility service sends actions without one.
-constexpr double kSecondsOfAPress = 5;
 
 // The controller's field of each outlet.
 const std::pair<Outlet, NSString*> kOutletNames[] = {
@@ -50,13 +44,6 @@ void runBlockInPool(void* context) {
   [pool release];
 }
 
-// The clock that an event's time is of.
-double secondsOfEvents() {
-  timespec now = {};
-  clock_gettime(CLOCK_UPTIME_RAW, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
 }  // namespace
 
 void AppKitMainQueue::submit(std::function<void()> block) {
@@ -66,24 +53,27 @@ void AppKitMainQueue::submit(std::function<void()> block) {
 
 AppKitToolkit::AppKitToolkit(id controller) : m_pController(controller) {}
 
-bool AppKitToolkit::takesPress() const {
+bool AppKitToolkit::takesPressEvent(NSEvent* event) const {
+  bool isTyping = false;
+  for (const Outlet field : {Outlet::passwordField, Outlet::unmaskPassword}) {
+    isTyping |= [static_cast<NSTextField*>(control(field, [NSTextField class])) currentEditor] != nil;
+  }
+  return m_Presses.takesEvent(event, isTyping);
+}
+
+bool AppKitToolkit::takesAction() const {
   if (![NSApp isKindOfClass:[TOLMApplication class]]) {
     LOG_MESSAGE(kLogError, "The application is a %s and not a TOLMApplication.", object_getClassName(NSApp));
     return true;
   }
-  const Press press = [static_cast<TOLMApplication*>(NSApp) lastPress];
-  const double now = secondsOfEvents();
-  if (press.isRepeat || now - m_dShown < kSecondsBeforePresses) {
-    return false;
-  }
-  const bool isOfThePress = press.isUnderWay || now - press.began <= kSecondsOfAPress;
-  return !isOfThePress || press.began - m_dShown >= kSecondsBeforePresses;
+  const Press press = [static_cast<TOLMApplication*>(NSApp) press];
+  return m_Presses.takesAction() && (!press.isUnderWay || m_Presses.takesPressOf(press.began));
 }
 
 void AppKitToolkit::windowHasKeyboard() {
   if (!m_bHadKeyboard) {
     m_bHadKeyboard = true;
-    m_dShown = secondsOfEvents();
+    m_Presses.begin();
   }
 }
 
@@ -167,7 +157,7 @@ void AppKitToolkit::setTabViewType(Outlet outlet, int type) {
 void AppKitToolkit::selectNextTabViewItem(Outlet outlet) {
   // From here on, and not from the press: what counts is how long the user has seen the screen.
   [static_cast<NSTabView*>(control(outlet, [NSTabView class])) selectNextTabViewItem:nil];
-  m_dShown = secondsOfEvents();
+  m_Presses.begin();
 }
 
 std::string AppKitToolkit::stringValue(Outlet outlet) {

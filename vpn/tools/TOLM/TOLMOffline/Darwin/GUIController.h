@@ -88,5 +88,7 @@ struct AppKitWizard;
 - (void)controlTextDidChange:(NSNotification*)notification;
 // What the window tells when it gets the keyboard.
 - (void)windowDidBecomeKey:(NSNotification*)notification;
+// What the application asks ahead of handling a press in the window: whether the screen takes it yet.
+- (BOOL)takesPressEvent:(NSEvent*)event;
 
 @end

@@ -96,25 +96,25 @@ struct AppKitWizard {
   m_pWizard->flow->passwordEdited();
 }
 
-// A press that was meant for the screen before, or for another program, must neither start the run nor end
-// the program: see AppKitToolkit.h.
+// An action of a press that began on the screen before must neither start the run nor end the program: see
+// AppKitToolkit.h.
 - (IBAction)runButton:(id)sender {
   static_cast<void>(sender);
-  if (m_pWizard->toolkit->takesPress()) {
+  if (m_pWizard->toolkit->takesAction()) {
     m_pWizard->flow->runButton();
   }
 }
 
 - (IBAction)cancelButton:(id)sender {
   static_cast<void>(sender);
-  if (m_pWizard->toolkit->takesPress()) {
+  if (m_pWizard->toolkit->takesAction()) {
     m_pWizard->flow->cancelButton();
   }
 }
 
 - (IBAction)finishButton:(id)sender {
   static_cast<void>(sender);
-  if (m_pWizard->toolkit->takesPress()) {
+  if (m_pWizard->toolkit->takesAction()) {
     m_pWizard->flow->finishButton();
   }
 }
@@ -158,7 +158,7 @@ struct AppKitWizard {
 
 - (IBAction)showBundle:(id)sender {
   static_cast<void>(sender);
-  if (m_pWizard->toolkit->takesPress()) {
+  if (m_pWizard->toolkit->takesAction()) {
     m_pWizard->toolkit->showBundle();
   }
 }
@@ -171,6 +171,10 @@ struct AppKitWizard {
 - (void)windowDidBecomeKey:(NSNotification*)notification {
   static_cast<void>(notification);
   m_pWizard->toolkit->windowHasKeyboard();
+}
+
+- (BOOL)takesPressEvent:(NSEvent*)event {
+  return m_pWizard->toolkit->takesPressEvent(event);
 }
 
 @end

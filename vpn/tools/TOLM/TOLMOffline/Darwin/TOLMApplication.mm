@@ -2,14 +2,7 @@
 
 #include "vpn/tools/TOLM/TOLMOffline/Darwin/AppKitWindow.h"
 #import "vpn/tools/TOLM/TOLMOffline/Darwin/GUIController.h"
-
-namespace {
-
-// Kinds of events, as the toolkit numbers them under names that differ by version.
-constexpr NSUInteger kLeftMouseDown = 1;
-constexpr NSUInteger kKeyDown = 10;
-
-}  // namespace
+#include "vpn/tools/TOLM/TOLMOffline/Darwin/ScreenPresses.h"
 
 @implementation TOLMApplication
 
@@ -20,20 +13,22 @@ constexpr NSUInteger kKeyDown = 10;
 }
 
 - (void)sendEvent:(NSEvent*)event {
-  const NSUInteger kind = [event type];
-  if (kind == kKeyDown && [event isARepeat]) {
-    m_Press.isRepeat = true;
-  } else if (kind == kKeyDown || kind == kLeftMouseDown) {
-    m_Press.began = [event timestamp];
-    m_Press.isUnderWay = true;
+  if (!halvo::isPress(event)) {
+    [super sendEvent:event];
+    return;
   }
+  id wizard = [[event window] delegate];
+  if ([wizard isKindOfClass:[GUIController class]] && ![wizard takesPressEvent:event]) {
+    return;
+  }
+  const halvo::Press outer = m_Press;
+  m_Press = {true, [event timestamp]};
   // Until a mouse button is up again this doesn't return: the control under it takes the events meanwhile.
   [super sendEvent:event];
-  m_Press.isUnderWay = false;
-  m_Press.isRepeat = false;
+  m_Press = outer;
 }
 
-- (halvo::Press)lastPress {
+- (halvo::Press)press {
   return m_Press;
 }
 

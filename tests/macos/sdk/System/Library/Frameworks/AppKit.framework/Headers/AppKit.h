@@ -184,6 +184,7 @@ enum : NSUInteger {
 - (NSRect)frame;
 - (void)setFrame:(NSRect)frame display:(BOOL)display;
 - (NSView*)contentView;
+- (id)delegate;
 - (void)setDelegate:(id)delegate;
 - (void)setTitle:(NSString*)title;
 - (void)setReleasedWhenClosed:(BOOL)released;
@@ -208,8 +209,11 @@ enum : NSUInteger {
 
 @interface NSEvent : NSObject
 - (NSEventType)type;
-- (BOOL)isARepeat;
+- (NSWindow*)window;
 - (NSTimeInterval)timestamp;
+- (NSPoint)locationInWindow;
+- (NSString*)charactersIgnoringModifiers;
+- (BOOL)isARepeat;
 @end
 
 @interface NSApplication : NSResponder
