@@ -100,6 +100,8 @@ void TextRedactor::scan(std::string& out, bool isLast) {
   while (m_nPlace < limit) {
     if (m_Swallow != Swallow::kNothing) {
       swallow();
+    } else if (m_Seen[m_nPlace] == ' ' && !m_bLineBegins) {
+      ++m_nPlace;
     } else {
       step();
     }
@@ -136,10 +138,6 @@ void TextRedactor::step() {
     m_nPemLines -= std::min(m_nPemLines, 1U);
   }
   const unsigned char c = at(m_nPlace);
-  if (c == ' ') {
-    ++m_nPlace;
-    return;
-  }
   unsigned bits = byteBits(c);
   if (bits != 0) {
     // Most runs are short and of plain letters.
@@ -157,6 +155,9 @@ void TextRedactor::step() {
     }
     if (more != 0) {
       end = runEnd(begin, bits);
+    } else if (isOrdinary(begin, end, bits)) {
+      m_nPlace = std::max(end, tryKnown(begin));
+      return;
     }
     m_nPlace = handleRun(begin, end, bits);
     return;
@@ -190,6 +191,26 @@ void TextRedactor::step() {
       break;
   }
   m_nPlace = next;
+}
+
+// Whether the run, which is of none but the plain letters, digits and signs, is a word between two others in
+// which only a known name may stand: what nearly all of a text's words are. handleRun() would find no more.
+inline bool TextRedactor::isOrdinary(Place begin, Place end, unsigned bits) const {
+  // Shorter ones stand in sentences that name somebody; longer ones may be Base64.
+  constexpr std::size_t kShortest = 5;
+  const std::size_t length = end - begin;
+  if ((bits & ~(kByteRun | kByteLetter | kByteHexLetter)) != 0 || length < kShortest ||
+      length >= kShortestBase64 || at(end) != ' ' || !isPlainByte(at(end + 1)) || begin == 0 ||
+      at(begin - 1) != ' ' || m_nPemLines != 0) {
+    return false;
+  }
+  const unsigned char front = at(begin);
+  // "Bearer" and "Basic"; "Linux", "Darwin", "FreeBSD" and "hostname" for who learns.
+  if ((front | 0x20U) == 'b' ||
+      (m_pCollector != nullptr && (front == 'L' || front == 'D' || front == 'F' || front == 'h'))) {
+    return false;
+  }
+  return mayBePhrase(text(begin, end)) == PhraseGuess::kNone;
 }
 
 // A run and what hangs on it. Gives back how far it was dealt with, at least to the run's end.
@@ -301,7 +322,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
     return std::max(end, m_nCopied);
   }
   if (next == ' ' && length <= 12) {
-    trySentence(begin, end);
+    if (length <= 4) {
+      trySentence(begin, end);
+    }
     const unsigned char front = at(begin);
     if (m_pCollector != nullptr && length >= 5 &&
         (front == 'L' || front == 'D' || front == 'F' || front == 'h')) {
@@ -450,35 +473,6 @@ std::string TextRedactor::nested(std::string_view inner) {
     return std::string(inner);
   }
   return run(TextRedactor(m_rKeep, m_rStandIns, *m_pKnown));
-}
-
-// The word in front of `begin`, where one blank or sign of a key stands between.
-std::string_view TextRedactor::wordBefore(Place begin) const {
-  if (begin < 2 || at(begin - 1) != ' ') {
-    return {};
-  }
-  Place end = begin - 1;
-  Place front = end;
-  while (front > 0 && end - front < 40 && (byteBits(at(front - 1)) & kByteRun) != 0) {
-    --front;
-  }
-  return text(front, end);
-}
-
-bool TextRedactor::isLineFront(Place begin) const {
-  for (Place place = begin; place > 0; --place) {
-    const unsigned char c = at(place - 1);
-    if (c == '\n') {
-      return true;
-    }
-    if (!isBlankByte(c) && c != '-' && c != '"' && c != '\'' && c != '#' && c != ';') {
-      return false;
-    }
-    if (begin - place > 64) {
-      return false;
-    }
-  }
-  return true;
 }
 
 }  // namespace halvo

@@ -73,6 +73,7 @@ class TextRedactor {
   void feedPieces(std::string_view text, std::string& out);
   void scan(std::string& out, bool isLast);
   void step();
+  bool isOrdinary(Place begin, Place end, unsigned bits) const;
   Place handleRun(Place begin, Place end, unsigned bits);
   Place handleParts(Place begin, Place end, unsigned bits);
   Place handlePart(Place begin, Place end);
@@ -184,7 +185,10 @@ class TextRedactor {
   Place tryTunnelKeys(Place begin);
   Value bareOrQuoted(Place place) const;
   Place tryCredentials(Place option, const Value& value);
-  bool isOfSerial(Place begin, Place end) const;
+  [[nodiscard]] bool isOfSerial(Place begin, Place end) const {
+    return end - begin == 1 && begin > 1 && at(begin - 1) == '/' && isSerialName(begin);
+  }
+  bool isSerialName(Place letter) const;
   Place tryBareId(Place begin);
   bool isSystemAccount(Place quote) const;
   bool isFlagOfUser(Place begin, Place value) const;

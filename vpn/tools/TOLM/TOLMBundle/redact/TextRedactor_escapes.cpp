@@ -123,6 +123,35 @@ void TextRedactor::see(Place from) {
   }
 }
 
+// The word in front of `begin`, where one blank or sign of a key stands between.
+std::string_view TextRedactor::wordBefore(Place begin) const {
+  if (begin < 2 || at(begin - 1) != ' ') {
+    return {};
+  }
+  Place end = begin - 1;
+  Place front = end;
+  while (front > 0 && end - front < 40 && (byteBits(at(front - 1)) & kByteRun) != 0) {
+    --front;
+  }
+  return text(front, end);
+}
+
+bool TextRedactor::isLineFront(Place begin) const {
+  for (Place place = begin; place > 0; --place) {
+    const unsigned char c = at(place - 1);
+    if (c == '\n') {
+      return true;
+    }
+    if (!isBlankByte(c) && c != '-' && c != '"' && c != '\'' && c != '#' && c != ';') {
+      return false;
+    }
+    if (begin - place > 64) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Whether the backslash stands in a path of Windows: behind "C:\\" or "\\\\server" in the same word.
 bool TextRedactor::isPathAt(Place slash) const {
   Place place = slash;

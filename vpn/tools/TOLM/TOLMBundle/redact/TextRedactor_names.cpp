@@ -40,6 +40,18 @@ bool isNumber(std::string_view text) {
   return text.find_first_not_of("0123456789.:") == std::string_view::npos;
 }
 
+// Asked in front of each line.
+bool isMonth(std::string_view word) {
+  constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  constexpr std::size_t kLength = 3;
+  for (std::size_t i = 0; i < kMonths.size() && word.size() == kLength; i += kLength) {
+    if (word[0] == kMonths[i] && word[1] == kMonths[i + 1] && word[2] == kMonths[i + 2]) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // A name of everybody or nobody, a number, a variable.
 bool isNobody(std::string_view user) {
   return user.empty() || isCommonWord(user) || isNumber(user) || StandIns::labelAt(user) == user.size() ||
@@ -366,9 +378,7 @@ void TextRedactor::tryLogHost(Place lineBegin) {
     return at(place) == static_cast<unsigned char>(c) && ++place != 0;
   };
   if (isLetterByte(at(place))) {
-    static constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    if (std::find(kMonths.begin(), kMonths.end(), text(place, place + 3)) == kMonths.end()) {
+    if (!isMonth(text(place, place + 3))) {
       return;
     }
     place += 3;

@@ -292,9 +292,8 @@ TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& valu
 }
 
 // "s/n", at its last letter.
-bool TextRedactor::isOfSerial(Place begin, Place end) const {
-  return end - begin == 1 && begin > 1 && at(begin - 1) == '/' && isSame(text(begin - 2, end), "s/n") &&
-         (begin == 2 || !isWordByte(at(begin - 3)));
+bool TextRedactor::isSerialName(Place letter) const {
+  return isSame(text(letter - 2, letter + 1), "s/n") && (letter == 2 || !isWordByte(at(letter - 3)));
 }
 
 // "S/N PF2ABC99", "IMEI 356938035643809": without a sign between them, so that the value must look like one.
