@@ -58,14 +58,16 @@ class AppKitWizardTest : public ::testing::Test {
   static void setConfig(const std::string& items) {
     test::writeFile("/opt/halvo/tessarmont/tolm/xml/config/client.xml", test::documentText("Client", items));
   }
-  static bool waitUntil(const std::function<bool()>& done) {
-    for (int i = 0; i < 1500; ++i) {
-      if (done()) {
-        return true;
+  static bool waitUntil(const std::function<bool()>& done,
+                        std::chrono::seconds limit = std::chrono::seconds(60)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+      if (std::chrono::steady_clock::now() > end) {
+        return false;
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    return false;
+    return true;
   }
   std::vector<std::string> bundles() { return test::listFolder(m_strDesktopFolder); }
   static bool runIsUnderWay() {
@@ -91,26 +93,35 @@ class AppKitWizardTest : public ::testing::Test {
       return !m_strWindow.empty();
     }));
     EXPECT_NE(m_strWindow, "") << wizard->err();
+    // It gets the keyboard by a click, on a place where there is nothing to press.
+    EXPECT_TRUE(waitUntil([this] {
+      click(280, 330);
+      return waitUntil([this] { return isActive(); }, std::chrono::seconds(5));
+    }));
+    // From then on it takes no press for half a second, and nothing is seen of that time's end.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
     // It takes clicks when it has heard that it is in front, which can't be seen from outside: its first
     // answer tells. The box ends as it was.
     setEncryption(true);
     setEncryption(false);
     return wizard;
   }
-  // Moves the pointer to a place of the window's content. (xdotool's "--sync" waits for a move that doesn't
-  // come where the pointer is there already.)
-  void point(int x, int y) {
-    EXPECT_EQ(
-        m_pDesktop
-            ->run({"xdotool", "mousemove", "--window", m_strWindow, std::to_string(x), std::to_string(y)}, 60)
-            .exitStatus,
-        0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  // Whether the window manager has given the window the keyboard.
+  bool isActive() {
+    const std::string active = m_pDesktop->run({"xdotool", "getactivewindow"}, 60).out;
+    return active.substr(0, active.find('\n')) == m_strWindow;
   }
+  // A click at a place of the window's content. (xdotool's "--sync" would wait for a move that doesn't come
+  // where the pointer is there already.) The program has it when this returns, but hasn't done with it: keys
+  // and clicks come to it by one connection, in their order, and what is seen of them is for the caller to
+  // wait for.
   void click(int x, int y) {
-    point(x, y);
-    EXPECT_EQ(m_pDesktop->run({"xdotool", "click", "1"}, 60).exitStatus, 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(m_pDesktop
+                  ->run({"xdotool", "mousemove", "--window", m_strWindow, std::to_string(x),
+                         std::to_string(y), "click", "1"},
+                        60)
+                  .exitStatus,
+              0);
   }
   // Whether the window shows white at this place.
   bool isWhite(int x, int y) {
@@ -143,19 +154,16 @@ class AppKitWizardTest : public ::testing::Test {
         return false;
       }
       click(30, 203);
-      // Long enough that a click which is only slow to arrive isn't followed by one that undoes it.
-      for (int i = 0; i < 50 && !isEncryption(on); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-      }
-      return isEncryption(on);
+      // Long enough that a click which is only slow to arrive isn't followed by one that undoes it. One that
+      // comes before the program is in front, or in its first half second, isn't taken.
+      return waitUntil([this, on] { return isEncryption(on); }, std::chrono::seconds(5));
     }));
   }
-  // Clicks in the visible field and types; the caller waits for what comes of it.
+  // Clicks in the visible field and types. What the test does next comes to the program behind it.
   void typePassword(const std::string& text) {
     click(200, 257);
     m_pDesktop->press("End");
     m_pDesktop->type(text);
-    std::this_thread::sleep_for(std::chrono::seconds(1));
   }
   void clickMask() { click(47, 287); }
   void clickButton() { click(480, 368); }
@@ -258,8 +266,11 @@ TEST_F(AppKitWizardTest, CancelEndsTheProgramInTheMiddleOfARun) {
 
 TEST_F(AppKitWizardTest, ClosingTheWindowEndsTheProgram) {
   const std::unique_ptr<BackgroundProgram> wizard = startWizard();
-  m_pDesktop->press("alt+F4");
-  EXPECT_EQ(wizard->waitForEnd(), "exit 0");
+  EXPECT_EQ(endBy(*wizard,
+                  [this] {
+                    static_cast<void>(m_pDesktop->run({"xdotool", "key", "alt+F4"}, 30));
+                  }),
+            "exit 0");
   EXPECT_THAT(bundles(), IsEmpty());
 }
 
