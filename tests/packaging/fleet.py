@@ -53,6 +53,26 @@ with open(sys.argv[1], "wb", buffering=0) as file:
         file.write(log.recv(1 << 20) + b"\\n")
 """
 
+# Ansible packs each module anew in every play, which is a third of a small one's work: plays of one place, which come
+# one after another, share what was packed. The plays that are measured don't.
+MODULES = """import os
+
+from ansible import constants
+from ansible.plugins.callback import CallbackBase
+
+DOCUMENTATION = "{name: modules, type: aggregate, short_description: keeps packed modules, description: keeps them}"
+
+
+class CallbackModule(CallbackBase):
+    CALLBACK_VERSION = 2.0
+    CALLBACK_TYPE = "aggregate"
+    CALLBACK_NAME = "modules"
+
+    def __init__(self):
+        super().__init__()
+        os.symlink(os.environ["TOLM_MODULES"], os.path.join(constants.DEFAULT_LOCAL_TMP, "ansiballz_cache"))
+"""
+
 DOCUMENT = """<config><configure><title>Client</title></configure>
 <file id="client-logs"><description>Logs</description><default>true</default><tolm><os opsys="linux">
 <file_copy_action><action><loc>/opt/halvo/tessarmont/log/*.log</loc><clear_log apply="true"/></action></file_copy_action>
@@ -195,6 +215,11 @@ Subsystem sftp internal-sftp
             time.sleep(0.05)
 
 
+def remove_places():
+    """What earlier runs have left, of all slots: packed modules may be those of another Ansible."""
+    shutil.rmtree(PLACE.parent, ignore_errors=True)
+
+
 def make_place():
     shutil.rmtree(PLACE, ignore_errors=True)
     PLACE.mkdir(parents=True)
@@ -235,7 +260,7 @@ class Hosts(dict):
     def play(self, playbook, *arguments, limit="all", **options):
         """A play with some of the hosts, which are started first."""
         self.start(self.kinds if limit == "all" else limit.split(":"))
-        return play(playbook, *arguments, limit=limit, **options)
+        return play(playbook, *arguments, limit=limit, environment=keeping_modules(), **options)
 
     def end(self):
         for host in self.values():
@@ -279,9 +304,18 @@ def command(name, *arguments, forks=20, limit="all", **variables):
     return [str(word) for word in line], environment
 
 
-def play(name, *arguments, check=None, timeout=900, cwd=None, **options):
-    line, environment = command(name, *arguments, **options)
-    result = run(line, env=environment, check=False, timeout=timeout, cwd=cwd)
+def keeping_modules():
+    """The environment of plays that share packed modules with the others of this place."""
+    folder, plugins = PLACE.with_name(f"modules{SLOT}"), PLACE / "plugins"
+    folder.mkdir(exist_ok=True)
+    plugins.mkdir(exist_ok=True)
+    (plugins / "modules.py").write_text(MODULES, encoding="utf-8")
+    return {"ANSIBLE_CALLBACK_PLUGINS": str(plugins), "TOLM_MODULES": str(folder)}
+
+
+def play(name, *arguments, check=None, timeout=900, cwd=None, environment=None, **options):
+    line, own = command(name, *arguments, **options)
+    result = run(line, env={**own, **(environment or {})}, check=False, timeout=timeout, cwd=cwd)
     (PLACE / f"{pathlib.Path(name).name}.log").write_text(result.stdout, encoding="utf-8")
     if check is not None and result.returncode != check:
         raise AssertionError(f"the play ended with {result.returncode}:\n{result.stdout}")

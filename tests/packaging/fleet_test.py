@@ -511,4 +511,4 @@ if __name__ == "__main__":
     if sys.argv[1:] == ["--measure"]:
         fleet.measure()
     else:
-        side_by_side.main(LONGEST)
+        side_by_side.main(LONGEST, before=fleet.remove_places)

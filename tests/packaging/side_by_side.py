@@ -83,8 +83,9 @@ def run_all(names, at_a_time, seconds):
     return bool(names) and not failed
 
 
-def main(longest=(), at_a_time=3, seconds=600):
-    """The tests that are named, or all: first the longest, so that none of them ends long behind the others."""
+def main(longest=(), at_a_time=3, seconds=600, before=lambda: None):
+    """The tests that are named, or all: first the longest, so that none of them ends long behind the others.
+    Each gets so many seconds; `before` is called once, ahead of all of them."""
     if sys.argv[1:2] == [ALONE]:
         unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
     support.need_program()
@@ -94,5 +95,6 @@ def main(longest=(), at_a_time=3, seconds=600):
     if unknown:
         sys.exit(f"There are no such tests: {', '.join(unknown)}")
     names = sys.argv[1:] or [*longest, *(name for name in every if name not in longest)]
+    before()
     at_a_time = int(os.environ.get("TOLM_SIDE_BY_SIDE", at_a_time))
     sys.exit(0 if run_all(names, at_a_time, seconds) else 1)
