@@ -53,7 +53,7 @@ with open(sys.argv[1], "wb", buffering=0) as file:
         file.write(log.recv(1 << 20) + b"\\n")
 """
 
-# Ansible packs each module anew in every play, which is a third of a small one's work: plays of one place, which come
+# Ansible packs each module anew in every play, which is a fifth of a small one's work: plays of one place, which come
 # one after another, share what was packed. The plays that are measured don't.
 MODULES = """import os
 
