@@ -37,9 +37,14 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     for (const Place front = value.begin; value.begin - front < 64 && isSpaceByte(at(value.begin));) {
       ++value.begin;
     }
-    const std::string_view all = text(value.begin, std::min(valueEnd(value), value.begin + kShortestMessage));
-    return all.size() < kShortestMessage || all.find(' ') != std::string_view::npos ? value.begin
-                                                                                    : takeSecret(value);
+    const std::string_view all = text(value.begin, std::min(valueEnd(value), value.begin + kLongestValue));
+    const std::string_view front = all.substr(0, kShortestMessage);
+    const bool isMessage =
+        front.size() == kShortestMessage && std::all_of(front.begin(), front.end(), [](char c) {
+          return isPlainByte(static_cast<unsigned char>(c)) ||
+                 std::string_view("+/=%").find(c) != std::string_view::npos;
+        });
+    return isMessage && !holdsStandIn(all) ? takeSecret(value) : value.begin;
   }
   if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
     const Place end = valueEnd(value);
