@@ -81,6 +81,8 @@ class BadInputTest : public ::testing::Test {
     writeFile("/opt/precious/file", "kept\n");
     writeFile("/tmp/others/file", "kept\n");
     writeFile(m_strHome + "/own", "kept\n");
+    // An ordinary user's run has its lock here, and leaves the folder.
+    makeFolders(m_strHome + "/.cache/tolm");
   }
 
   static void config(const std::string& name, const std::string& text) { writeFile(kConfig + name, text); }

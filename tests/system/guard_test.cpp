@@ -216,7 +216,8 @@ TEST_F(TwoUsersGuardTest, AFolderThatACommandHasClosedGoesWithTheRun) {
 }
 
 // The last line said so whatever had become of the removal.
-TEST_F(RunGuardRunTest, WhatCannotBeRemovedIsNamed) {
+// For root, since mount(8) mounts for nobody else, not even in a user's own namespace.
+TEST_F(TwoUsersGuardTest, WhatCannotBeRemovedIsNamed) {
   command(
       "w=$(echo /tmp/TOLM_Temp_Bundle*); mkdir $w/mount && mount -t tmpfs none $w/mount; "
       "kill -TERM $PPID; sleep 20");
