@@ -1,5 +1,6 @@
 #include "vpn/Common/IPC/EventList.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/ForkedCase.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ResultMatchers.h"
 #include "vpn/Common/IPC/DescriptorSet.h"
@@ -261,6 +263,31 @@ TEST_F(EventListTest, EventWithoutAPipeIsABadPipe) {
   EXPECT_RESULT(m_list.WaitOnEvents(0), EVENT_ERROR_WAIT_TIMEOUT);  // unarmed, it isn't looked at
   event.arm();
   EXPECT_RESULT(m_list.WaitOnEvents(0), EVENTLIST_ERROR_BAD_EVENT_PIPE);
+}
+
+TEST(EventListChildTest, PipeThatBeginsAtDescriptorZeroIsWaitedOnAndClosed) {
+  // As in a program whose caller has closed its standard input.
+  const test::ForkedResult child = test::runForked([] {
+    close(STDIN_FILENO);
+    int served = 0;
+    Callback callback([&served](std::uint64_t /*number*/) { ++served; });
+    CEventList list;
+    ResultCode result = 0;
+    {
+      CCEvent event(result, &list, kEventListed, &callback, 1, 0);
+      if (result != 0 || event.readDescriptor() != STDIN_FILENO) {
+        return 1;
+      }
+      if (event.SetEvent() != 0 || list.WaitOnEvents(kLong) != 0 || served != 1 || event.isEventSet()) {
+        return 2;
+      }
+      if (event.SetEvent() != 0 || event.WaitEvent(kLong) != 0 || served != 2) {
+        return 3;
+      }
+    }
+    return fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 4;
+  });
+  EXPECT_EQ(child.exitStatus, 0) << child.dump();
 }
 
 TEST_F(EventListTest, HandleOfAnUnknownKindIsABadHandleType) {

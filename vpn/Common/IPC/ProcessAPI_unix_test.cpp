@@ -235,6 +235,16 @@ TEST(ProcessApiChildTest, MissingProgramLaunchesAndExitsWith238) {
   EXPECT_EQ(result.records[0].field("Description"), std::strerror(ENOENT));
 }
 
+// What is launched for a command line that begins with a blank.
+TEST(ProcessApiChildTest, EmptyProgramLaunchesAndExitsWith238) {
+  const ForkedResult result = runForked([] {
+    LaunchInfo info;
+    return launchAndWait(info, {"", "true"});
+  });
+  EXPECT_EQ(result.exitStatus, 238) << result.dump();
+  EXPECT_TRUE(result.hasReturnCode(kLogError, "execvp", ENOENT)) << result.dump();
+}
+
 TEST(ProcessApiChildTest, ProgramThatIsNotExecutableExitsWith239) {
   TempFolder folder;
   test::writeFile(folder.file("data"), "no program");

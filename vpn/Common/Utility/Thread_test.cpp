@@ -143,6 +143,15 @@ TEST_F(ThreadTest, ResultZeroOfARunnableIsNotLogged) {
   EXPECT_EQ(m_log.count("IRunnable::Run"), 0U) << m_log.dump();
 }
 
+TEST_F(ThreadTest, PlainThreadRunsNothingAndEndsWithZero) {
+  CThread thread;
+  ASSERT_RESULT(thread.start(), 0);
+  std::uint32_t exitCode = 5;
+  EXPECT_RESULT(thread.WaitForCompletion(exitCode), 0);
+  EXPECT_EQ(exitCode, 0U);
+  EXPECT_EQ(m_log.count("IRunnable::Run"), 0U) << m_log.dump();
+}
+
 TEST_F(ThreadTest, StartTwiceIsAnInvalidState) {
   GatedThread thread;
   ASSERT_RESULT(thread.start(), 0);

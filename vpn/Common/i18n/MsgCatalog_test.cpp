@@ -260,7 +260,11 @@ TEST_F(MsgCatalogTest, PluralRequestNeedsBothKeys) {
   out = "left over";
   MsgCatalog::getMessage(nullptr, "files", 2, out);
   EXPECT_EQ(out, "");
-  EXPECT_EQ(log.count("Error getting the translated message. NULL pointer."), 2U) << log.dump();
+  ASSERT_EQ(log.records().size(), 2U) << log.dump();
+  for (const test::LogRecord& record : log.records()) {
+    EXPECT_EQ(record.level, kLogError);
+    EXPECT_EQ(record.text(), "Error getting the translated message. NULL pointer.");
+  }
   out = "left over";
   MsgCatalog::getMessage("", "files", 2, out);
   EXPECT_EQ(out, "");

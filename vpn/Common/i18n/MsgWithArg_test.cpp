@@ -118,6 +118,7 @@ TEST(MsgWithArgTest, CharacterReferencesAreDecoded) {
   EXPECT_EQ(formatted("a&#x26;b"), "a&b");
   EXPECT_EQ(formatted("a&#X26;b"), "a&b");
   EXPECT_EQ(formatted("&#x4a;&#x4A;"), "JJ");
+  EXPECT_EQ(formatted("&#x6f;&#x6F;"), "oo");
   EXPECT_EQ(formatted("&#60;%s&#62;", {"a&#38;b"}), "<a&b>");
 }
 

@@ -335,6 +335,27 @@ TEST_F(ActionReaderTest, ClearArgsAreKeptOnlyWithApply) {
   EXPECT_EQ(attributes.clearArgs, "rm x");
 }
 
+TEST_F(ActionReaderTest, AClearSwitchThatIsOnStaysOn) {
+  EXPECT_TRUE(readFileAction("<clear_log apply=\"true\"/><clear_log/>").clearLog);
+  const ExternalActionAttributes attributes =
+      readExternal("<clear_log apply=\"true\">rm x</clear_log><clear_log>rm y</clear_log>");
+  EXPECT_TRUE(attributes.clearLog);
+  EXPECT_EQ(attributes.clearArgs, "rm x");
+}
+
+TEST_F(ActionReaderTest, OfSeveralChildrenOfOneNameTheLastWins) {
+  const ExternalActionAttributes attributes = readExternal(
+      "<path>/1</path><path>/2</path><args>one x</args><args>two.sh x</args><temp_out>/a</temp_out>"
+      "<temp_out>/b</temp_out><clear_log apply=\"true\">1</clear_log><clear_log "
+      "apply=\"true\">2</clear_log>");
+  EXPECT_EQ(attributes.path, "/2");
+  EXPECT_EQ(attributes.args, "two.sh x");
+  EXPECT_EQ(attributes.programName, "two.sh");
+  EXPECT_EQ(attributes.baseName, "two");
+  EXPECT_EQ(attributes.tempOut, "/b");
+  EXPECT_EQ(attributes.clearArgs, "2");
+}
+
 TEST_F(ActionReaderTest, GetPathRefusesNullAndUnknownElements) {
   EXPECT_EQ(TOLMAction::getPath(nullptr), "");
   EXPECT_TRUE(m_Log.has(kLogError, "pDC is NULL"));

@@ -94,5 +94,55 @@ TEST_F(EngineSeamsTest, TheWorkFolderIsToldWhileTheRunHasIt) {
   EXPECT_EQ(engine.tempFolder(), "");
 }
 
+// What there is of a run at the moment of each of its reports.
+class WatchingListener : public IProgressListener {
+ public:
+  explicit WatchingListener(const LogRecorder& log) : m_rLog(log) { setProgressListener(this); }
+  ~WatchingListener() override { setProgressListener(nullptr); }
+  WatchingListener(const WatchingListener&) = delete;
+  WatchingListener& operator=(const WatchingListener&) = delete;
+
+  void updateMsg(const std::string& message) override { m_strMessage = message; }
+  void updateProgress(const std::uint32_t* percent) override {
+    seen.push_back(std::to_string(*percent) + state());
+  }
+  void tolmFinished(ResultCode code) override {
+    seen.push_back((code == 0 ? "done" : "failed") + state() +
+                   (m_rLog.has(kLogError, "Internal Error: ") ? ", logged" : ""));
+  }
+
+  std::vector<std::string> seen;
+
+ private:
+  static std::string state() {
+    for (const std::string& name : listFolder("/tmp")) {
+      if (name.starts_with("TOLM_Temp_Bundle")) {
+        return exists("/tmp/out.zip") ? " with folder and bundle" : " with folder";
+      }
+    }
+    return exists("/tmp/out.zip") ? " with bundle" : "";
+  }
+
+  const LogRecorder& m_rLog;
+  std::string m_strMessage;
+};
+
+TEST_F(EngineSeamsTest, AFailureIsLoggedThenReportedAndOnlyThenDoesTheFolderGo) {
+  const WatchingListener listener(m_Log);
+  EXPECT_RESULT(run("", "/tmp/missing/out.zip"), TOLMENGINE_ERROR_WRITE_FAILURE);
+  ASSERT_FALSE(listener.seen.empty());
+  EXPECT_EQ(listener.seen.back(), "failed with folder, logged");
+  EXPECT_THAT(leftovers(), ::testing::IsEmpty());
+}
+
+TEST_F(EngineSeamsTest, TheArchiveIsMadeBehindItsReportAndTheFolderIsGoneAtTheLastOne) {
+  const WatchingListener listener(m_Log);
+  EXPECT_RESULT(run(), 0);
+  ASSERT_GE(listener.seen.size(), 3U);
+  EXPECT_EQ(*(listener.seen.end() - 3), "96 with folder");
+  EXPECT_EQ(*(listener.seen.end() - 2), "100 with bundle");
+  EXPECT_EQ(listener.seen.back(), "done with bundle");
+}
+
 }  // namespace
 }  // namespace halvo

@@ -345,6 +345,17 @@ TEST_F(FailingConfigsTest, CountsAreComparedOnceACollectHasFailed) {
   EXPECT_THAT(entries(), ElementsAre("A/TWO.LOG", "A/one.log", "B/TWO.LOG", "B/one.log"));
 }
 
+TEST_F(FailingConfigsTest, ASummaryThatCantBeOpenedForTheFailureReportLeavesTheBundleToBeMade) {
+  config("a.xml", documentText("A", logsItem()));
+  config("bad.xml", "<open>");
+  EXPECT_RESULT(run("/tmp/request.xml"), 0);
+  EXPECT_TRUE(m_Log.hasReturnCode(kLogWarning, "TOLMEngine::writeFailedFilesToSummary",
+                                  TOLMENGINE_ERROR_FILE_OPEN_FAILURE))
+      << m_Log.dump();
+  EXPECT_THAT(entries(), ElementsAre("A/TWO.LOG", "A/one.log"));
+  EXPECT_EQ(m_Keeper.reports.back(), "finished 0");
+}
+
 TEST_F(TOLMEngineTest, AFailingConfigIsListedByItsNameAndItsFilesGoWithTheNext) {
   // Titles that are no folder names, so that the summary lies in /tmp: whichever config is first puts a
   // folder in its way, and the other one takes it away again.

@@ -206,6 +206,16 @@ TEST_F(FileActionTest, LocationsWithoutAFolderOrWithoutAPatternFindNothing) {
                                       "N/A: No file found with path matching: "));
 }
 
+TEST_F(FileActionTest, ALocationWithoutAMatchIsToldWithItsVariablesTranslated) {
+  const ScopedEnv folder("TOLM_SRC", m_Folder.path().c_str());
+  gather(copyAction("$TOLM_SRC/src/x*"));
+  gather(
+      "<file_copy_action><action><loc gather_newest=\"true\">$TOLM_SRC/src/x*</loc></action>"
+      "</file_copy_action>");
+  EXPECT_THAT(failures(), ElementsAre("N/A: No file found with path matching: " + src("x*"),
+                                      "x*: " + src("x*") + " not found on client machine."));
+}
+
 TEST_F(FileActionTest, OneFailedCopyAmongSeveralAddsOneEntry) {
   writeFile(src("a.log"), "1");
   writeFile(src("b.log"), "2");
@@ -353,6 +363,30 @@ TEST_F(CommandActionTest, VariablesInTheCommandLineAndInTheOutputsPathAreTransla
   gather(command("<args>true</args><temp_out>$TOLM_SRC/out</temp_out>"));
   EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt", "out"));
   EXPECT_FALSE(exists(m_Folder.file("out")));
+}
+
+TEST_F(CommandActionTest, VariablesInTheItemsNameAreTranslatedInTheOutputsPaths) {
+  const ScopedEnv folder("TOLM_SUB", "sub");
+  makeFolders(work() + "/sub");
+  m_Context.name = "$TOLM_SUB/x";
+  gather(command("<args>echo hi</args><stdout/>"));
+  EXPECT_THAT(recordPaths(), ElementsAre("sub/x"));
+  EXPECT_THAT(listFolder(work() + "/sub"), ElementsAre("x"));
+}
+
+TEST_F(CommandActionTest, ALogOfTheClientThatTempOutNamesIsDeletedAfterTheCopy) {
+  writeFile(m_Folder.file("client.log"), "lines");
+  gather(command("<args>true</args><temp_out>" + m_Folder.file("client.log") + "</temp_out>"));
+  EXPECT_EQ(readFile(work() + "/client.log"), "lines");
+  EXPECT_THAT(recordPaths(), ElementsAre("client.log"));
+  EXPECT_FALSE(exists(m_Folder.file("client.log")));
+}
+
+TEST_F(CommandActionTest, APathThatCannotBeTranslatedIsLoggedAndTheCommandRuns) {
+  gather(command("<path>$TOLM_UNSET/bin</path><args>echo hi</args><stdout/>"));
+  EXPECT_THAT(recordPaths(), ElementsAre("echo_result.txt"));
+  EXPECT_TRUE(m_Log.has(kLogError, "Cannot determine environment variable TOLM_UNSET, path $TOLM_UNSET/bin"))
+      << m_Log.dump();
 }
 
 TEST_F(CommandActionTest, StdoutReplacesTheOutputsPath) {
@@ -835,6 +869,14 @@ TEST_F(PListActionTest, LocationsHaveNoWildcardsAndNoVariables) {
                                       "one.log: " + m_Folder.file("l") + " File not found"));
 }
 
+TEST_F(PListActionTest, BlanksAroundALocationArePartOfIt) {
+  writeFile(src("one.log"), "1");
+  writeFile(m_Folder.file("l"),
+            "<p><dict><key>UILogLocation</key><a><s> " + src("one.log") + "</s></a></dict></p>");
+  gather(plist(m_Folder.file("l")));
+  EXPECT_THAT(failures(), ElementsAre("one.log: " + m_Folder.file("l") + " File not found"));
+}
+
 TEST_F(PListActionTest, AKeyThatIsTheLastChildIsLoggedAndTheNextDictIsRead) {
   writeFile(src("one.log"), "1");
   writeFile(m_Folder.file("l"),
@@ -1006,6 +1048,23 @@ TEST_F(ClearActionTest, ACommandIsStartedDirectlyAndItsOutputIsntCaptured) {
   EXPECT_TRUE(exists(m_Folder.file("out")));
   EXPECT_THAT(m_Records, IsEmpty());
   EXPECT_THAT(m_Log.records(), IsEmpty()) << m_Log.dump();
+}
+
+TEST_F(ClearActionTest, ACommandsVariablesArePassedOnUnexpanded) {
+  const ScopedEnv folder("TOLM_SRC", m_Folder.path().c_str());
+  writeFile(m_Folder.file("tool"), "#!/bin/sh\ntouch '" + m_Folder.file("started") + "'\n");
+  chmod(m_Folder.file("tool").c_str(), 0755);
+  clear(command("<clear_log apply=\"true\">$TOLM_SRC/tool</clear_log>"));
+  // Expanded, it would name a program.
+  EXPECT_FALSE(exists(m_Folder.file("started")));
+}
+
+TEST_F(ClearActionTest, APathThatCannotBeTranslatedIsLoggedAndTheCommandRuns) {
+  clear(command("<path>$TOLM_UNSET/bin</path><clear_log apply=\"true\">touch " + m_Folder.file("proof") +
+                "</clear_log>"));
+  EXPECT_TRUE(exists(m_Folder.file("proof")));
+  EXPECT_TRUE(m_Log.has(kLogError, "Cannot determine environment variable TOLM_UNSET, path $TOLM_UNSET/bin"))
+      << m_Log.dump();
 }
 
 TEST_F(ClearActionTest, ACommandThatCantBeStartedEndsQuietlyAndTheNextActionRuns) {

@@ -74,6 +74,8 @@ TEST_F(CollectorTest, WithoutARequestDocumentNothingIsCollected) {
   XMLObject config("c", "");
   EXPECT_RESULT(lost.Collect(folder, &config, 0), TOLMENGINE_ERROR_NOT_INITIALIZED);
   EXPECT_TRUE(m_Log.has(kLogError, "m_pXMLRequest is NULL")) << m_Log.dump();
+  // Ahead of the look at the config.
+  EXPECT_RESULT(lost.Collect(folder, nullptr, 0), TOLMENGINE_ERROR_NOT_INITIALIZED);
 }
 
 TEST_F(CollectorTest, WithoutAConfigNothingIsCollected) {
@@ -134,6 +136,14 @@ TEST_F(CollectorTest, TheFirstMatchingOsIsTaken) {
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
 }
 
+TEST_F(CollectorTest, AnOsElementDeeperInTheInstructionsIsNotFound) {
+  const std::string text = "<file id=\"a\"><default>true</default><tolm><group>" + osStart() +
+                           copyAction(m_Folder.file("src/a.log")) + "</os></group></tolm></file>";
+  EXPECT_RESULT(collect(documentText("T", text)), 0);
+  EXPECT_THAT(gathered(), IsEmpty());
+  EXPECT_TRUE(m_Log.has(kLogError, "Correct OS not found")) << m_Log.dump();
+}
+
 TEST_F(CollectorTest, ItemWithoutMatchingOsIsSkippedWithoutNote) {
   const std::string text =
       "<file id=\"a\"><default>true</default><tolm><os opsys=\"win8\"/></tolm></file>" + item("b");
@@ -153,6 +163,21 @@ TEST_F(CollectorTest, AnItemWithoutInstructionsFindsNoOs) {
   EXPECT_THAT(gathered(), ElementsAre("a.log"));
   EXPECT_EQ(m_Log.count("pDC->FindChild(TOLM_CONST) is NULL"), 2U);
   EXPECT_EQ(m_Log.count("Correct OS not found"), 2U);
+}
+
+// The search goes on where the item before has left the reader.
+TEST_F(CollectorTest, AnItemWithoutInstructionsSearchesBelowTheOsOfTheItemBefore) {
+  const std::string nested = "<file id=\"a\"><default>true</default><tolm>" + osStart() +
+                             copyAction(m_Folder.file("src/a.log")) + osStart() +
+                             copyAction(m_Folder.file("src/b.log")) + "</os></os></tolm></file>";
+  EXPECT_RESULT(collect(documentText("T", nested + "<file id=\"z\"><default>true</default></file>")), 0);
+  EXPECT_THAT(gathered(), ElementsAre("a.log", "b.log"));
+}
+
+TEST_F(CollectorTest, AFileIsListedInTheSectionOfItsOwnConfigAlone) {
+  EXPECT_RESULT(collect(documentText("One", item("a"))), 0);
+  EXPECT_RESULT(collect(documentText("Two", "")), 0);
+  EXPECT_EQ(summary().find("a.log"), summary().rfind("a.log"));
 }
 
 TEST_F(CollectorTest, OneItemGetsTheWholeShareAndEachOfTwoHalfOfIt) {
@@ -289,6 +314,20 @@ TEST_F(CollectorTest, ARequestItemWithoutMatchingOsStaysUnprocessed) {
   EXPECT_THAT(m_Keeper.reports, ElementsAre("0 Processing ..."));
 }
 
+TEST_F(CollectorTest, ARequestItemWithoutMatchingOsDoesNotAdvanceTheBar) {
+  request("<r><file id=\"a\"/><file id=\"b\"/></r>");
+  EXPECT_RESULT(collect(documentText("T", "<file id=\"a\"><tolm>" + osStart(kOtherSystem) +
+                                              "</os></tolm></file>" + item("b"))),
+                0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("0 Processing ...", "0 Processing about b..."));
+}
+
+TEST_F(CollectorTest, ARequestItemThatTheConfigHasNotDoesNotAdvanceTheBar) {
+  request("<r><file id=\"a\"/><file id=\"b\"/></r>");
+  EXPECT_RESULT(collect(documentText("T", item("b")), 7), 0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("7 Processing about b..."));
+}
+
 TEST_F(CollectorTest, ASecondConfigWithTheIdGathersAgainAndIsWarnedOf) {
   request("<r><file id=\"a\"/></r>");
   EXPECT_RESULT(collect(documentText("One", item("a"))), 0);
@@ -307,6 +346,14 @@ TEST_F(CollectorTest, InARequestTheItemsNameGoesIntoTheStoredName) {
                             osStart() + copyAction(m_Folder.file("src/a.log")) + "</os></tolm></file>";
   EXPECT_RESULT(collect(documentText("T", named)), 0);
   EXPECT_THAT(gathered(), ElementsAre("report__a__log.txt"));
+}
+
+TEST_F(CollectorTest, InARequestDescriptionAndNameAreThoseOfTheConfigsItem) {
+  request("<r><file id=\"a\"><description>wanted</description><name>wanted.txt</name></file></r>");
+  EXPECT_RESULT(collect(documentText("T", item("a"))), 0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("0 Processing about a..."));
+  EXPECT_THAT(gathered(), ElementsAre("a.log"));
+  EXPECT_THAT(summary(), Not(HasSubstr("wanted")));
 }
 
 TEST_F(CollectorTest, InDefaultModeTheItemsNameIsLeftOut) {
@@ -330,6 +377,23 @@ TEST_F(CollectorTest, CommentsAndSummaryItemsAdvanceTheBarAndStayUnprocessed) {
   EXPECT_RESULT(collect(documentText("T", itemText("z", copyAction(m_Folder.file("src/a.log"))))), 0);
   EXPECT_THAT(m_Keeper.reports, ElementsAre("60 Processing about z..."));
   EXPECT_THAT(unprocessedIds(), ElementsAre("summary", "comments"));
+}
+
+TEST_F(CollectorTest, EverySummaryItemAdvancesTheBarAndTheFirstNamesTheFile) {
+  request(
+      "<r><file id=\"summary\"><name>one.txt</name></file><file id=\"summary\"><name>two.txt</name></file>"
+      "<file id=\"z\"/></r>");
+  EXPECT_RESULT(collect(documentText("T", itemText("z", copyAction(m_Folder.file("src/a.log"))))), 0);
+  EXPECT_THAT(m_Keeper.reports, ElementsAre("60 Processing about z..."));
+  EXPECT_THAT(listFolder(m_Folder.file("work")), ElementsAre("config", "one.txt"));
+}
+
+TEST_F(CollectorTest, OfSeveralCommentsItemsTheLastNamesTheFile) {
+  request(
+      "<r><comments>It broke</comments><file id=\"comments\"><name>one.txt</name></file>"
+      "<file id=\"comments\"><name>two.txt</name></file></r>");
+  EXPECT_RESULT(collect(documentText("T", "")), 0);
+  EXPECT_THAT(listFolder(m_Folder.file("work")), ElementsAre("config", "summary.txt", "two.txt"));
 }
 
 TEST_F(CollectorTest, CommentsAreWrittenOnceForTheFirstConfig) {

@@ -248,6 +248,19 @@ TEST_F(FileCopyTest, LinksToFilesAndFoldersAreFollowed) {
   EXPECT_EQ(readFile(at("out")), "1");
 }
 
+TEST_F(FileCopyTest, AFolderIsCopiedUnderEachOfTheNamesBesideItThatLeadToIt) {
+  writeFile(at("src/real/a"), "1");
+  for (const char* name : {"src/link1", "src/link2"}) {
+    ASSERT_EQ(symlink("real", at(name).c_str()), 0);
+  }
+  std::string errorText;
+  EXPECT_RESULT(fileCopy(at("src"), at("dst"), errorText), 0);
+  // In whatever order the folder lists them, the first isn't a way back that the others take.
+  for (const char* name : {"dst/real/a", "dst/link1/a", "dst/link2/a"}) {
+    EXPECT_EQ(readFile(at(name)), "1") << name;
+  }
+}
+
 TEST_F(FileCopyTest, AFifoIsNotOpenedAndLeavesAnEmptyFolder) {
   ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
   std::string errorText;

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <locale>
+#include <string>
 
 #include "tests/support/Files.h"
 #include "tests/support/LogRecorder.h"
@@ -180,7 +182,28 @@ TEST(SizeToTextTest, AnInfiniteSizeEnds) {
   EXPECT_FALSE(sizeToText(std::numeric_limits<double>::infinity(), 2).empty());
 }
 
+// Numbers in the manner of "1.234.567,00".
+class GroupedNumbers : public std::numpunct<char> {
+ protected:
+  [[nodiscard]] char do_decimal_point() const override { return ','; }
+  [[nodiscard]] char do_thousands_sep() const override { return '.'; }
+  [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+};
+
+// Has streams made meanwhile write numbers so.
+class GroupingLocale {
+ public:
+  GroupingLocale() : m_Before(std::locale::global(std::locale(std::locale(), new GroupedNumbers))) {}
+  ~GroupingLocale() { std::locale::global(m_Before); }
+  GroupingLocale(const GroupingLocale&) = delete;
+  GroupingLocale& operator=(const GroupingLocale&) = delete;
+
+ private:
+  std::locale m_Before;
+};
+
 TEST(FloatToTextTest, FixedNotationWhateverTheLocale) {
+  const GroupingLocale grouping;
   EXPECT_EQ(floatToText(3.0F, 0), "3");
   EXPECT_EQ(floatToText(1234567.0F, 2), "1234567.00");
   EXPECT_EQ(floatToText(0.125F, 2), "0.12");

@@ -173,6 +173,13 @@ TEST_F(TruncatorTest, ABudgetOfNothingKeepsOnlyEmptyFiles) {
   EXPECT_EQ(omitted().size(), 1U);
 }
 
+TEST_F(TruncatorTest, WhereEveryFileFitsItsBudgetTheNoteIsDueAllTheSame) {
+  gather({{"a", "fits", 1, kTruncateWhole, 1}});
+  EXPECT_RESULT(perform(), 0);
+  EXPECT_THAT(omitted(), IsEmpty());
+  EXPECT_THAT(notes(), ElementsAre(kNote1));
+}
+
 TEST_F(TruncatorTest, OfTwoEqualFilesTheEarlierGatheredStays) {
   gather({{"a", "first", 10, kTruncateWhole, 10}, {"a", "second", 10, kTruncateWhole, 10}});
   EXPECT_RESULT(perform(), 0);
@@ -550,7 +557,10 @@ TEST_F(TruncatorTest, AFailureToEnterAFileIsLoggedAndTheWalkGoesOn) {
   EXPECT_RESULT(truncator(m_Records, &bare).perform(), 0);
   std::size_t logged = 0;
   for (const LogRecord& log : m_Log.records()) {
-    logged += log.field("Invoked Function") == "truncator::fillSummaryGoodFile" ? 1 : 0;
+    if (log.field("Invoked Function") == "truncator::fillSummaryGoodFile") {
+      ++logged;
+      EXPECT_EQ(log.level, kLogError) << log.message;
+    }
   }
   EXPECT_EQ(logged, 2U) << m_Log.dump();
   EXPECT_TRUE(

@@ -210,6 +210,15 @@ TEST_F(TOLMXmlLoaderTest, AFailedLoadAppendsNothing) {
   EXPECT_THAT(borrowed, IsEmpty());
 }
 
+TEST_F(TOLMXmlLoaderTest, ALoadThatFailsBehindOneThatSucceededIsNotLoaded) {
+  TOLMXmlLoader loader;
+  std::list<XMLObject*> borrowed;
+  EXPECT_EQ(loader.load("<r/>", 0, borrowed), &borrowed);
+  EXPECT_TRUE(loader.IsLoaded());
+  EXPECT_EQ(loader.load(m_Folder.file("missing.xml"), 1, borrowed), nullptr);
+  EXPECT_FALSE(loader.IsLoaded());
+}
+
 TEST_F(TOLMXmlLoaderTest, AnEmptyRequestPathIsRefusedWithoutALogLine) {
   std::list<XMLObject*> borrowed;
   TOLMXmlLoader loader;
