@@ -112,6 +112,14 @@ TEST_F(BundleCommandsTest, EveryCommandReadsPlainAndEncryptedBundles) {
   EXPECT_THAT(readFile("/opt/r.html"), HasSubstr("The gateway refused the sign-on"));
 }
 
+TEST_F(BundleCommandsTest, AFileHasNoFormInJson) {
+  const RunResult result = tmtolm({"show", "/opt/plain.zip", "Client/agent.log", "--json"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("a file is shown as it is; --json is for an item or the whole bundle"));
+  EXPECT_EQ(tmtolm({"show", "/opt/plain.zip", "client-logs", "--json"}).exitStatus, 0);
+}
+
 TEST_F(BundleCommandsTest, AReportIsNotWrittenOverItsBundle) {
   const std::string before = readFile("/opt/plain.zip");
   const RunResult result = tmtolm({"report", "/opt/plain.zip", "-o", "/opt/../opt/plain.zip"});

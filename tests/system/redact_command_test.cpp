@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,24 @@ TEST_F(RedactCommandTest, AMapMakesTwoBundlesAgreeAndIsForItsOwnerAlone) {
   struct stat status = {};
   ASSERT_EQ(stat("/opt/names.map", &status), 0);
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+// Each took the absent map for none and wrote its own over the others'.
+TEST_F(RedactCommandTest, RedactionsSideBySideGoByOneMap) {
+  std::vector<std::future<RunResult>> runs;
+  for (const std::string number : {"1", "2", "3", "4"}) {
+    runs.push_back(std::async(std::launch::async, [number] {
+      return tmtolm({"redact", "/opt/plain.zip", "/opt/out" + number + ".zip", "--map", "/opt/names.map"});
+    }));
+  }
+  for (std::future<RunResult>& run : runs) {
+    EXPECT_EQ(run.get().exitStatus, 0);
+  }
+  const std::string first = bundleContent(Reader::Python, "/opt/out1.zip").at("Client/agent.log");
+  for (const std::string number : {"2", "3", "4"}) {
+    EXPECT_EQ(first, bundleContent(Reader::Python, "/opt/out" + number + ".zip").at("Client/agent.log"));
+  }
+  EXPECT_FALSE(std::filesystem::exists("/opt/.names.map.lock"));
 }
 
 TEST_F(RedactCommandTest, RulesAndKeptKindsAreGoneBy) {

@@ -405,7 +405,7 @@ std::int64_t EntryReader::read(char* buffer, std::size_t size) {
     }
   }
   if (!m_rBundle.spend(static_cast<std::uint64_t>(got))) {
-    return fail("the bundle unpacks to more than its size allows; it may be made to fill this machine up");
+    return fail(kUnpacksToTooMuch);
   }
   m_nDone += static_cast<std::uint64_t>(got);
   if (got > 0 || size == 0) {

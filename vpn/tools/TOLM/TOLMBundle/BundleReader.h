@@ -30,6 +30,10 @@ struct BundleLimits {
   std::uint64_t expansion = 200;
 };
 
+// What reading fails with where that is used up.
+inline constexpr char kUnpacksToTooMuch[] =
+    "the bundle unpacks to more than its size allows; it may be made to fill this machine up";
+
 // One entry of the table of contents (PKWARE APPNOTE.TXT, section 4.3.12).
 struct BundleEntryInfo {
   std::string name;  // as stored: any bytes, "/" between folders
@@ -75,6 +79,8 @@ class BundleReader {
   [[nodiscard]] const std::string& password() const { return m_strPassword; }
   [[nodiscard]] std::uint64_t fileSize() const { return m_nFileSize; }
   [[nodiscard]] bool isEncrypted() const { return m_bEncrypted; }
+  // How many bytes may still come out.
+  [[nodiscard]] std::uint64_t rest() const { return m_nRest.load(std::memory_order_relaxed); }
   // The index of the entry of that name that can be opened; entries().size() where there is none.
   [[nodiscard]] std::size_t find(const std::string& name) const;
 

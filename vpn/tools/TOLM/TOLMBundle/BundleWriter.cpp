@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/BundleWriter.h"
 
 #include <fcntl.h>
+#include <libxml/xmlstring.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zip.h>
@@ -83,12 +84,15 @@ std::string BundleWriter::beginEntry(const BundleEntryInfo& information, bool pa
   fields.dosDate = information.dosTime;
   fields.internal_fa = information.internalAttributes;
   fields.external_fa = information.externalAttributes;
+  // A name may say so and be none; some programs refuse the whole archive for it.
+  const bool isUtf8 = information.hasUtf8Name &&
+                      xmlCheckUTF8(reinterpret_cast<const xmlChar*>(information.name.c_str())) == 1;
   const bool stored = packed && !information.deflated;
-  if (zipOpenNewFileInZip4_64(
-          m_pArchive, information.name.c_str(), &fields, nullptr, 0, nullptr, 0, nullptr,
-          stored ? 0 : Z_DEFLATED, Z_BEST_COMPRESSION, packed ? 1 : 0, -MAX_WBITS, kMemoryLevel,
-          Z_DEFAULT_STRATEGY, m_strPassword.empty() ? nullptr : m_strPassword.c_str(), information.crc, 0,
-          information.hasUtf8Name ? kUtf8Flag : 0, information.size >= kLargeSize ? 1 : 0) != ZIP_OK) {
+  if (zipOpenNewFileInZip4_64(m_pArchive, information.name.c_str(), &fields, nullptr, 0, nullptr, 0, nullptr,
+                              stored ? 0 : Z_DEFLATED, Z_BEST_COMPRESSION, packed ? 1 : 0, -MAX_WBITS,
+                              kMemoryLevel, Z_DEFAULT_STRATEGY,
+                              m_strPassword.empty() ? nullptr : m_strPassword.c_str(), information.crc, 0,
+                              isUtf8 ? kUtf8Flag : 0, information.size >= kLargeSize ? 1 : 0) != ZIP_OK) {
     return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
   }
   return "";

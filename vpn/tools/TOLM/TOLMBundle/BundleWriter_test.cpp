@@ -149,6 +149,24 @@ TEST_F(BundleWriterTest, NamesThatMinizipCantTakeAreRefused) {
   EXPECT_THAT(writer.begin(information), HasSubstr("longer than 65535 bytes"));
 }
 
+// Python's zipfile opens no archive with such a name.
+TEST_F(BundleWriterTest, ANameIsMarkedAsUtf8OnlyWhereItIs) {
+  BundleWriter writer;
+  ASSERT_EQ(writer.open(out(), ""), "");
+  for (const char* const name : {"\xc3\xbc.txt", "\xfc.txt"}) {
+    BundleEntryInfo information;
+    information.name = name;
+    information.hasUtf8Name = true;
+    ASSERT_EQ(writer.begin(information), "");
+    ASSERT_EQ(writer.end(), "");
+  }
+  ASSERT_EQ(writer.finish(), "");
+  BundleReader reader;
+  ASSERT_EQ(reader.open(out(), ""), "");
+  EXPECT_TRUE(reader.entries()[0].hasUtf8Name);
+  EXPECT_FALSE(reader.entries()[1].hasUtf8Name);
+}
+
 // The file was made safely, closed, and opened once more by its name.
 TEST_F(BundleWriterTest, ALinkThatTakesTheUnfinishedFilesPlaceIsNotFollowed) {
   pack("");

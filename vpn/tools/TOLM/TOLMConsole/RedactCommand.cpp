@@ -159,14 +159,18 @@ class RedactCommand : public ICommand {
       }
       options.rules = &rules;
     }
+    std::string noLock;
     if (!m_strMap.empty()) {
+      noLock = m_MapLock.take(
+          m_strMap, [this] { printError(m_strMap + ": another redaction goes by it; waiting for its end"); });
       standIns.startRecording();
       if (const std::string failure = loadMap(m_strMap, standIns); !failure.empty()) {
         return usageFailure(failure);
       }
     }
-    if (const std::string failure = openResults(); !failure.empty()) {
-      return usageFailure(failure);
+    // What is wrong with the map's folder is told by what can't be written there.
+    if (const std::string failure = openResults(); !failure.empty() || !noLock.empty()) {
+      return usageFailure(failure.empty() ? noLock : failure);
     }
     if (!m_strOutPasswordFile.empty()) {
       PasswordResult result = readPasswordFile(m_strOutPasswordFile);
@@ -186,6 +190,7 @@ class RedactCommand : public ICommand {
   std::string m_strMap;
   std::vector<std::string> m_Keep;
   std::string m_strReport;
+  MapLock m_MapLock;
   ResultFile m_MapFile{"the map", ResultFile::Streams::kRefused};
   ResultFile m_ReportFile{"the report", ResultFile::Streams::kRefused};
   std::string m_strOutPasswordFile;

@@ -94,6 +94,9 @@ class ShowCommand : public ICommand {
                  "\"; show without it lists both");
       return kExitFailure;
     }
+    if (m_bJson) {
+      return usageFailure("a file is shown as it is; --json is for an item or the whole bundle");
+    }
     return showFile(content.reader(), entry);
   }
 

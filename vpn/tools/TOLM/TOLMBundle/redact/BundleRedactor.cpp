@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -14,6 +15,7 @@
 #include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactionReport.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -23,6 +25,8 @@ namespace {
 
 constexpr std::size_t kBlock = 65536;
 constexpr std::uint64_t kLongestSummary = std::uint64_t{16} << 20U;
+// Tells a summary and a report.
+constexpr std::size_t kFrontLength = 64;
 constexpr int kMemoryLevel = 8;
 // The archive's own level, the highest, takes twice the time for one byte in a hundred of log text.
 constexpr int kPackLevel = 6;
@@ -117,17 +121,6 @@ std::string folderOf(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-std::string redactPath(TextRedactor& redactor, const std::string& path) {
-  std::string result;
-  for (std::size_t at = 0; at <= path.size();) {
-    const std::size_t end = std::min(path.find('/', at), path.size());
-    result += redactor.redact(std::string_view(path).substr(at, end - at));
-    result += end < path.size() ? "/" : "";
-    at = end + 1;
-  }
-  return result;
-}
-
 }  // namespace
 
 BundleLimits redactLimits() {
@@ -207,8 +200,9 @@ std::string BundleRedactor::run() {
       return failure;
     }
   }
-  for (const auto step : {&BundleRedactor::firstWalk, &BundleRedactor::secondWalk,
-                          &BundleRedactor::redactSummary, &BundleRedactor::writeBundle}) {
+  for (const auto step :
+       {&BundleRedactor::firstWalk, &BundleRedactor::boundTexts, &BundleRedactor::secondWalk,
+        &BundleRedactor::redactSummary, &BundleRedactor::writeBundle}) {
     if (std::string failure = (this->*step)(); !failure.empty()) {
       return failure;
     }
@@ -308,7 +302,7 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
       break;
     }
     const std::string_view piece(block.data(), static_cast<std::size_t>(got));
-    front.append(piece.substr(0, 64 - std::min<std::size_t>(64, front.size())));
+    front.append(piece.substr(0, kFrontLength - std::min(kFrontLength, front.size())));
     test.look(piece.data(), piece.size());
     if (test.hasZero()) {
       entry.state = State::kBinary;
@@ -319,7 +313,9 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
   redactor.finish(none);
   if (!test.isText()) {
     entry.state = State::kBinary;
-  } else if (name == kRedactionEntry) {
+  } else if (name == kRedactionEntry && !front.empty() &&
+             std::string_view(kReportFront).substr(0, kFrontLength) == front &&
+             m_rIn.entries()[index].size <= kLongestSummary) {
     entry.state = State::kReport;
   } else if (isSummary(front) && name.find('/') == std::string::npos &&
              m_rIn.entries()[index].size <= kLongestSummary) {
@@ -327,8 +323,45 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
   }
 }
 
+// Every text is read once more. What the bundle's bound has no room for is left out, as it is in the first
+// walk: one that unpacks to too much costs itself, and not all others.
+std::string BundleRedactor::boundTexts() {
+  std::uint64_t rest = m_rIn.rest();
+  for (std::size_t i = 0; i < m_Entries.size(); ++i) {
+    Entry& entry = m_Entries[i];
+    if (entry.state != State::kText && entry.state != State::kSummary && entry.state != State::kReport) {
+      continue;
+    }
+    const std::uint64_t size = m_rIn.entries()[i].size;
+    if (size > rest) {
+      entry.state = State::kFault;
+      entry.fault = kUnpacksToTooMuch;
+    } else {
+      rest -= size;
+    }
+  }
+  return {};
+}
+
 std::string BundleRedactor::secondWalk() {
   nameEntries();
+  for (std::size_t i = 0; i < m_Entries.size(); ++i) {
+    Entry& entry = m_Entries[i];
+    if (entry.state == State::kReport) {
+      std::string text;
+      if (std::string failure = readWhole(i, text); !failure.empty()) {
+        return failure;
+      }
+      TextRedactor redactor(m_rOptions.keep, m_rStandIns, *m_pKnown);
+      if (m_rOptions.rules != nullptr) {
+        redactor.useRules(*m_rOptions.rules);
+      }
+      m_strOldReport = redactReport(redactor, text);
+      if (m_strOldReport != text) {
+        entry.counts.add(redactor.counts());
+      }
+    }
+  }
   return onAllProcessors([this](std::size_t number, std::atomic<std::size_t>& next) {
     EntryReader reader(m_rIn);
     for (std::size_t i = next++; i < m_Order.size(); i = next++) {
@@ -349,18 +382,36 @@ void BundleRedactor::nameEntries() {
   if (m_rOptions.rules != nullptr) {
     redactor.useRules(*m_rOptions.rules);
   }
-  std::set<std::string> taken;
+  // Ahead of all that are new: a name that stays must not be given to another entry.
+  std::set<std::string> taken = {kRedactionEntry};
+  std::vector<bool> isNew(m_Entries.size());
   for (std::size_t i = 0; i < m_Entries.size(); ++i) {
     Entry& entry = m_Entries[i];
+    const std::string& old = m_rIn.entries()[i].name;
     const RedactCounts before = redactor.counts();
-    entry.name = redactPath(redactor, m_rIn.entries()[i].name);
-    for (std::size_t kind = 0; kind < kRedactKindCount && entry.name != m_rIn.entries()[i].name; ++kind) {
+    entry.name = redactPath(redactor, old);
+    for (std::size_t kind = 0; kind < kRedactKindCount && entry.name != old; ++kind) {
       entry.counts.places[kind] += redactor.counts().places[kind] - before.places[kind];
     }
-    const bool isOld = entry.name == m_rIn.entries()[i].name;  // twice in the bundle itself stays so
+    // A file that is called like the report, and is none, makes room for it.
+    isNew[i] = entry.name != old || (old == kRedactionEntry && entry.state != State::kReport);
+    if (!isNew[i]) {
+      taken.insert(entry.name);
+    }
+  }
+  // By name the number to go on with: many that become the same don't try all numbers anew.
+  std::map<std::string, std::size_t> numbers;
+  for (std::size_t i = 0; i < m_Entries.size(); ++i) {
+    if (!isNew[i]) {
+      continue;
+    }
+    Entry& entry = m_Entries[i];
     std::string unlike = entry.name;
-    for (int number = 2; !isOld && taken.contains(unlike) && number < 100000; ++number) {
-      unlike = entry.name + "-" + std::to_string(number);
+    if (taken.contains(unlike)) {
+      std::size_t& number = numbers.emplace(entry.name, 2).first->second;
+      do {
+        unlike = entry.name + "-" + std::to_string(number++);
+      } while (taken.contains(unlike));
     }
     entry.name = unlike;
     taken.insert(entry.name);

@@ -94,6 +94,11 @@ class BundleRedactor {
     std::size_t spool = 0;
     std::uint64_t offset = 0;
   };
+  // Entries that a row of the summary can't tell apart: each row takes the next.
+  struct Namesakes {
+    std::vector<std::size_t> entries;
+    std::size_t next = 0;
+  };
   // Packed texts that wait for their place, one file a thread.
   struct Spool {
     int file = -1;
@@ -101,6 +106,7 @@ class BundleRedactor {
   };
 
   std::string firstWalk();
+  std::string boundTexts();
   void learn(std::size_t index, EntryReader& reader, NameCollector& names);
   void learnHost(const std::string& host, NameCollector& names) const;
   std::string secondWalk();
@@ -108,8 +114,7 @@ class BundleRedactor {
   std::string redactSummary();
   std::string readWhole(std::size_t index, std::string& text) const;
   void redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched);
-  std::size_t entryOf(const SummarySection& section, const SummaryRow& row,
-                      const std::vector<bool>& matched) const;
+  std::size_t entryOf(const SummarySection& section, const SummaryRow& row, const std::vector<bool>& matched);
   std::string openSpool(Spool& spool) const;
   void nameEntries();
   std::string writeBundle();
@@ -129,7 +134,8 @@ class BundleRedactor {
   std::vector<Entry> m_Entries;
   std::vector<std::size_t> m_Order;  // large ones first
   std::vector<Spool> m_Spools;
-  std::map<std::string, std::vector<std::size_t>> m_ByName;  // entries by their name as the summary breaks it
+  std::map<std::string, Namesakes> m_ByName;   // by the name as the summary breaks it
+  std::map<std::string, Namesakes> m_ByPlace;  // by the folder and that name
   std::string m_strSummary;
   std::string m_strOldReport;
   std::string m_strReport;

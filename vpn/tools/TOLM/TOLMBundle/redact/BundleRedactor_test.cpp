@@ -75,6 +75,44 @@ TEST_F(BundleRedactorTest, ANameFoundInOneFileIsReplacedInAll) {
   EXPECT_EQ(texts[0].second.substr(4), texts[1].second.substr(6, 15));
 }
 
+// All texts are read twice; the one without room for that used to end the redaction.
+TEST_F(BundleRedactorTest, ATextThatUnpacksToTooMuchIsLeftOutAndTheOthersAreRedacted) {
+  makeBundle(in(),
+             {{"small.log", "user=jane.doe"}, {"large.log", std::string(60000, 'x')}, {"last.log", "ok"}});
+  BundleLimits limits;
+  limits.bytes = 100000;
+  limits.expansion = 1;
+  BundleReader reader(limits);
+  ASSERT_EQ("", reader.open(in(), ""));
+  StandIns standIns(kTestKey);
+  const RedactOptions given = options();
+  BundleRedactor redactor(reader, standIns, given);
+  ASSERT_EQ("", redactor.run());
+  EXPECT_EQ(redactor.leftOut(), 1U);
+  const BundleTexts texts = readBundle(out());
+  ASSERT_EQ(texts.size(), 3U);
+  EXPECT_THAT(texts[0].second, MatchesRegex("user=user-.{10}"));
+  EXPECT_EQ(texts[1].second, "ok");
+  EXPECT_THAT(texts[2].second, HasSubstr("large.log (it can't be read: the bundle unpacks to more"));
+}
+
+// A row takes a file of its own section's folder first, and each row another.
+TEST_F(BundleRedactorTest, RowsOfOneNameAreTheFilesOfTheirFolderAndThenOfOthers) {
+  const BundleTexts texts =
+      redacted({{"Other/a.log", std::string("\0", 1)},
+                {"Logs/a.log", "user=jane.doe"},
+                {"summary.txt", summaryOf({row("one", "a.log", "13 bytes"), row("two", "a.log", "1 bytes"),
+                                           row("three", "a.log", "7 bytes")})}});
+  ASSERT_EQ(texts.size(), 3U);
+  const Summary summary = readSummary(texts[1].second);
+  ASSERT_EQ(summary.sections.size(), 1U);
+  ASSERT_EQ(summary.sections[0].included.size(), 2U);
+  EXPECT_EQ(summary.sections[0].included[0].last, "20 bytes");
+  EXPECT_EQ(summary.sections[0].included[1].id, "three");
+  ASSERT_EQ(summary.sections[0].omitted.size(), 1U);
+  EXPECT_EQ(summary.sections[0].omitted[0].id, "two");
+}
+
 TEST_F(BundleRedactorTest, OrderAndTimesStay) {
   makeBundle(in(), {{"z/z.log", "1"}, {"a/a.log", "2"}, {"summary.txt", "3"}, {"m.log", ""}});
   StandIns standIns(kTestKey);
@@ -97,6 +135,36 @@ TEST_F(BundleRedactorTest, NamesOfEntriesAreRedactedLikeTexts) {
   EXPECT_THAT(texts[0].first, MatchesRegex("Logs/user-.{10}-250\\.[0-9.]+\\.log"));
   const std::string user = texts[0].first.substr(5, 15);
   EXPECT_THAT(texts[1].second, HasSubstr(user));
+}
+
+// What stood in a file of that name went over as it was, up to a mebibyte.
+TEST_F(BundleRedactorTest, AGatheredFileThatIsCalledLikeTheReportIsRedacted) {
+  const BundleTexts texts = redacted({{"redaction.txt", "password=hunter2secret\n"}});
+  ASSERT_EQ(2U, texts.size());
+  EXPECT_EQ("redaction.txt-2", texts[0].first);
+  EXPECT_EQ("password=REDACTED\n", texts[0].second);
+  EXPECT_EQ(kRedactionEntry, texts[1].first);
+}
+
+TEST_F(BundleRedactorTest, AnEarlierReportIsRedactedAsWell) {
+  const std::string report = redacted({{"a.txt", "x"}}).back().second;
+  const BundleTexts texts = redacted(
+      {{"a.txt", "/home/jane.doe"}, {"redaction.txt", report + "  Logs/jane.doe.log: secret 12345678\n"}});
+  EXPECT_THAT(texts[1].second, Not(HasSubstr("jane.doe")));
+  EXPECT_THAT(texts[1].second, HasSubstr(".log: secret 12345678\n"));
+  EXPECT_EQ(0U, texts[1].second.find(report));
+}
+
+TEST_F(BundleRedactorTest, AnEmptyFileThatIsCalledLikeTheReportMakesNoSecondEntryOfThatName) {
+  const BundleTexts texts = redacted({{"redaction.txt", ""}});
+  ASSERT_EQ(2U, texts.size());
+  EXPECT_NE(texts[0].first, texts[1].first);
+}
+
+TEST_F(BundleRedactorTest, ANameThatStaysIsGivenToNoOtherEntry) {
+  const BundleTexts texts = redacted({{"token=abcdef123456", "1"}, {"token=REDACTED", "2"}});
+  EXPECT_EQ("token=REDACTED-2", texts[0].first);
+  EXPECT_EQ("token=REDACTED", texts[1].first);
 }
 
 TEST_F(BundleRedactorTest, TheSummaryIsRedactedThroughItsBrokenCells) {

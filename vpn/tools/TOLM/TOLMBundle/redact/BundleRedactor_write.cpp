@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/RedactionReport.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -18,19 +20,6 @@ namespace {
 
 constexpr std::size_t kBlock = 65536;
 constexpr std::size_t kLongestReport = std::size_t{1} << 20U;
-
-constexpr char kReportFront[] =
-    "This bundle was redacted: what identifies people and machines was replaced, the same value by the same\n"
-    "stand-in everywhere.\n"
-    "\n"
-    "240.0.0.0/5      public IPv4 addresses; hosts of one /24 stay in one\n"
-    "250.0.0.0/8      10.0.0.0/8; 251.16.0.0/12: 172.16.0.0/12; 251.168.0.0/16: 192.168.0.0/16;\n"
-    "                 251.64.0.0/10: 100.64.0.0/10\n"
-    "3fff::/20        public IPv6 addresses; hosts of one /64 and one /48 stay in one\n"
-    "2001:db8::/32    local IPv6 addresses\n"
-    "02:00:5e:...     hardware addresses\n"
-    "host-, user-, id-, wifi- and ten characters: names; REDACTED: secrets\n"
-    "\n";
 
 std::uint32_t crcOf(const std::string& text) {
   return static_cast<std::uint32_t>(
@@ -70,15 +59,16 @@ std::string BundleRedactor::readWhole(std::size_t index, std::string& text) cons
 // rows isn't found in them.
 std::string BundleRedactor::redactSummary() {
   for (std::size_t i = 0; i < m_Entries.size(); ++i) {
-    m_ByName[wrappedKey(lastComponent(m_rIn.entries()[i].name), kSummaryNameWidth)].push_back(i);
+    const std::string& name = m_rIn.entries()[i].name;
+    const std::string last = lastComponent(name);
+    const std::string key = wrappedKey(last, kSummaryNameWidth);
+    m_ByName[key].entries.push_back(i);
+    if (name.size() > last.size()) {
+      m_ByPlace[name.substr(0, name.size() - last.size()) + key].entries.push_back(i);
+    }
   }
   for (std::size_t i = 0; i < m_Entries.size(); ++i) {
     Entry& entry = m_Entries[i];
-    if (entry.state == State::kReport) {
-      if (std::string failure = readWhole(i, m_strOldReport); !failure.empty()) {
-        return failure;
-      }
-    }
     if (entry.state != State::kSummary) {
       continue;
     }
@@ -119,24 +109,24 @@ std::string BundleRedactor::redactSummary() {
 }
 
 // The entry that a row tells of; the number of entries where there is none.
+// In the section's own folder, or anywhere else.
 std::size_t BundleRedactor::entryOf(const SummarySection& section, const SummaryRow& row,
-                                    const std::vector<bool>& matched) const {
-  const auto found = m_ByName.find(row.nameKey);
-  std::size_t elsewhere = m_Entries.size();
-  if (found == m_ByName.end()) {
-    return elsewhere;
-  }
-  for (const std::size_t i : found->second) {
-    const std::string& name = m_rIn.entries()[i].name;
-    if (matched[i]) {
+                                    const std::vector<bool>& matched) {
+  for (auto& [lists, name] :
+       {std::pair(&m_ByPlace, section.title + "/" + row.nameKey), std::pair(&m_ByName, row.nameKey)}) {
+    const auto found = lists->find(name);
+    if (found == lists->end()) {
       continue;
     }
-    if (name == section.title + "/" + lastComponent(name)) {
-      return i;
+    Namesakes& list = found->second;
+    while (list.next < list.entries.size() && matched[list.entries[list.next]]) {
+      ++list.next;
     }
-    elsewhere = elsewhere == m_Entries.size() ? i : elsewhere;
+    if (list.next < list.entries.size()) {
+      return list.entries[list.next];
+    }
   }
-  return elsewhere;
+  return m_Entries.size();
 }
 
 void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched) {
@@ -224,8 +214,7 @@ std::string BundleRedactor::writeBundle() {
   // What was redacted before and holds nothing new stays as it is, its report too.
   const bool isNew = m_Counts.total() != 0 || m_nLeftOut != 0 || m_strOldReport.empty();
   if (!m_strOldReport.empty()) {
-    m_strOldReport.resize(std::min(m_strOldReport.size(), kLongestReport));
-    m_strReport = isNew ? m_strOldReport + "\n" + m_strReport : m_strOldReport;
+    m_strReport = isNew ? m_strOldReport.substr(0, kLongestReport) + "\n" + m_strReport : m_strOldReport;
   }
   BundleWriter writer;
   if (std::string failure = writer.open(m_rOptions.outPath, m_rOptions.password); !failure.empty()) {

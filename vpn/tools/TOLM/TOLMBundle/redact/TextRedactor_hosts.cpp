@@ -45,6 +45,10 @@ bool isInterface(std::string_view name) {
          });
 }
 
+bool isSocketKind(std::string_view word) {
+  return word == "STREAM" || word == "DGRAM" || word == "RAW" || word == "SEQPACKET";
+}
+
 }  // namespace
 
 void TextRedactor::learnHost(std::string_view name) {
@@ -89,6 +93,10 @@ void TextRedactor::learnHostsLine(Place lineBegin) {
     } else {
       break;
     }
+  }
+  // "getent ahosts" prints the kind of socket in front of the name, and no name in most lines.
+  if (!names.empty() && isSocketKind(names.front())) {
+    names.erase(names.begin());
   }
   const unsigned char last = at(place);
   if (names.empty() || (last != '\n' && last != '\r' && last != '#' && last != 0)) {

@@ -11,6 +11,7 @@ namespace {
 using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
@@ -330,6 +331,21 @@ TEST(HostLookTest, UsualNamesAreHostsInDomainsThatAreWordsToo) {
       "vpn.conf.in www.py gw.test.pl x.y.pm foo.bar.me obj.value.is kernel.pty.nr issue.net README.de.md");
 }
 
+TEST(HostLookTest, BehindASettingOfManyUsesAHostMustLookLikeOne) {
+  for (const std::string key : {"host", "server", "domain", "gateway", "peer", "proxy"}) {
+    expectStays(key + "=falcon");
+    EXPECT_THAT(redacted(key + "=gw7"), MatchesRegex(key + "=host-.{10}"));
+    EXPECT_THAT(redacted(key + "=gw-falcon"), MatchesRegex(key + "=host-.{10}"));
+  }
+  expectStays("host: gw7\n\"host\": \"gw7\"");
+  EXPECT_THAT(redacted("hostname=falcon"), MatchesRegex("hostname=host-.{10}"));
+}
+
+TEST(HostLookTest, AccountsOfSystemsAndEverydayWordsStayInHomesToo) {
+  expectStays("user=test user=admin user=root /home/test/x /home/server/x /home/admin/x");
+  EXPECT_THAT(redacted("/home/ab/x ab"), MatchesRegex("/home/user-.{10}/x ab"));
+}
+
 TEST(HostLookTest, KindsOfMachinesAreNoHosts) {
   expectStays(
       "Target: x86_64-linux-gnu --host=x86_64-linux-gnu host: "
@@ -359,6 +375,16 @@ TEST(MachineNameTest, OtherLinesGiveNothingAway) {
         "Linux kernel 6 now", "git@acme:~/x", "127.0.1.1 localhost", "Linux debian 6.1.0"}) {
     expectStays(line + "\nrefused connection dev eth0 version kernel localhost debian ok");
   }
+}
+
+// "getent ahosts localhost" was read as a line of a hosts file, and the word "stream" was replaced in every
+// log.
+TEST(MachineNameTest, TheKindOfSocketInFrontOfANameIsNone) {
+  expectStays(
+      "127.0.0.1       STREAM localhost\n127.0.0.1       DGRAM  \n127.0.1.1       RAW    \n"
+      "a stream of datagrams, dgram, raw STREAM DGRAM RAW");
+  EXPECT_THAT(redacted("127.0.1.1       STREAM nb-jd-44\nat nb-jd-44, a stream"),
+              AllOf(Not(HasSubstr("nb-jd-44")), HasSubstr("STREAM"), HasSubstr("a stream")));
 }
 
 }  // namespace
