@@ -164,6 +164,7 @@ class FleetTest(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline)
             time.sleep(0.2)
 
+    # The seconds in its tests are many for a host that answers, which shares two processors with all the others.
     def freeze(self, name, text, playbook="collect", check=0, **options):
         """A play with a host whose processes with a text in their command lines are stopped once its run is under way."""
         host = self.hosts[name]
@@ -190,18 +191,19 @@ class FleetTest(unittest.TestCase):
             host.run("rm -rf /tmp/tolm_collect_*")
 
     def test_a_host_that_stands_still_is_told_and_stops_nobody(self):
-        result = self.freeze("hangs", "sshd", tolm_collect_seconds=5)
+        result = self.freeze("hangs", "sshd", tolm_collect_seconds=30)
         rows = index()
-        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "unreachable", "good01": "whole"})
+        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "unreachable", "good01": "whole"},
+                         rows)
         self.assertRegex(rows["hangs"]["why"], "(?i)timed out|timeout|not responding|closed|banner")
         self.assertIn("HOST  ", result.stdout)
         self.whole("good01", rows["good01"])
 
     def test_a_host_that_answers_while_its_programs_stand_still_stops_nobody(self):
-        result = self.freeze("hangs", "python3", tolm_collect_seconds=5, tolm_collect_answer_seconds=20)
+        result = self.freeze("hangs", "python3", tolm_collect_seconds=30, tolm_collect_answer_seconds=40)
         rows = index()
-        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "failed", "good01": "whole"})
-        self.assertRegex(rows["hangs"]["why"], "did not answer within 20 seconds")
+        self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "failed", "good01": "whole"}, rows)
+        self.assertRegex(rows["hangs"]["why"], "did not answer within 40 seconds")
         self.assertIn("HOST  ", result.stdout)
 
     def test_a_host_that_stands_still_while_it_is_cleared_stops_nobody(self):
@@ -209,7 +211,7 @@ class FleetTest(unittest.TestCase):
             self.hosts[name].run("printf '#!/bin/sh\nexec %s\n' "
                                  f"'{'sleep 3600' if name == 'hangs' else 'true'}' >/opt/clear; chmod 755 /opt/clear")
         result = self.freeze("hangs", "sshd", playbook="clear", check=4, tolm_clear_confirm="delete the logs",
-                             tolm_clear_seconds=5, tolm_clear_program="/opt/clear")
+                             tolm_clear_seconds=30, tolm_clear_program="/opt/clear")
         self.assertRegex(result.stdout, r"good01 .*unreachable=0 +failed=0")
         self.assertRegex(result.stdout, r"hangs .*unreachable=1")
 
