@@ -201,6 +201,10 @@ void BundleContent::load() {
     matchSection(section);
   }
   addTheRest();
+  // All is matched, and of many entries they are most of what is held.
+  m_ByKey.clear();
+  m_ByFolderAndKey.clear();
+  m_Matched = {};
 }
 
 std::optional<std::int64_t> BundleContent::madeAt() const {

@@ -199,7 +199,11 @@ std::string BundleReader::readTable() {
     m_Places.push_back(unzGetOffset64(archive.get()));
     answer = unzGoToNextFile(archive.get());
   }
-  if (answer != UNZ_END_OF_LIST_OF_FILE) {
+  // minizip takes as many as a 16-bit field can tell for a table that may be longer.
+  unz_global_info64 table = {};
+  const bool isWhole =
+      unzGetGlobalInfo64(archive.get(), &table) == UNZ_OK && table.number_entry == m_Entries.size();
+  if (answer != UNZ_END_OF_LIST_OF_FILE && !isWhole) {
     m_strDamage = "the table of contents is damaged behind entry " + std::to_string(m_Entries.size()) +
                   "; the rest isn't read";
   }

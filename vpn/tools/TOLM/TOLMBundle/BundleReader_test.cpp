@@ -332,6 +332,17 @@ TEST_F(BundleReaderTest, EntriesAreCounted) {
   EXPECT_THAT(names.open(bundle(), ""), HasSubstr("too many entries"));
 }
 
+TEST_F(BundleReaderTest, AsManyEntriesAsA16BitFieldTellsAreNoDamage) {
+  ZipBuilder builder;
+  for (int i = 0; i < 65535; ++i) {
+    builder.add({"file" + std::to_string(i), ""});
+  }
+  BundleReader reader;
+  ASSERT_EQ(openBytes(reader, builder.take()), "");
+  EXPECT_THAT(reader.entries(), SizeIs(65535));
+  EXPECT_EQ(reader.damage(), "");
+}
+
 TEST_F(BundleReaderTest, HundredThousandEntriesAreListed) {
   // More than 65,535 take an end record of the ZIP64 form.
   BundleWriter writer;

@@ -415,6 +415,9 @@ void BundleRedactor::nameEntries() {
     }
     entry.name = unlike;
     taken.insert(entry.name);
+    if (entry.name == m_rIn.entries()[i].name) {
+      entry.counts = {};  // it was numbered so before
+    }
   }
 }
 

@@ -167,6 +167,18 @@ TEST_F(BundleRedactorTest, ANameThatStaysIsGivenToNoOtherEntry) {
   EXPECT_EQ("token=REDACTED", texts[1].first);
 }
 
+TEST_F(BundleRedactorTest, NamesThatAreToldApartByANumberStayWhenRedactedAgain) {
+  // The first of each pair is no text and is left out: its name isn't there the second time.
+  const BundleTexts once = redacted({{"token=abcdef123456", std::string(4, '\0')},
+                                     {"token=abcdef654321", "1"},
+                                     {"auth: Bearer abcdef12", std::string(4, '\0')},
+                                     {"auth: Bearer abcdef34", "2"},
+                                     {"a-jane.doe@acme.example", std::string(4, '\0')},
+                                     {"a-jane.doe@ACME.example", "3"}});
+  EXPECT_EQ("token=REDACTED-2", once[0].first);
+  EXPECT_EQ(once, redacted(once));
+}
+
 TEST_F(BundleRedactorTest, TheSummaryIsRedactedThroughItsBrokenCells) {
   const std::string name = "jane.doe-on-janes-laptop-of-acme.log";
   const BundleTexts texts = redacted({{"Logs/" + name, "user=jane.doe hostname=janes-laptop-of-acme"},

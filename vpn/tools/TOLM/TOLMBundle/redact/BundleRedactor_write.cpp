@@ -58,6 +58,10 @@ std::string BundleRedactor::readWhole(std::size_t index, std::string& text) cons
 // The summary's cells are put together, redacted and broken into rows again: a name that was broken over two
 // rows isn't found in them.
 std::string BundleRedactor::redactSummary() {
+  if (std::none_of(m_Entries.begin(), m_Entries.end(),
+                   [](const Entry& entry) { return entry.state == State::kSummary; })) {
+    return {};
+  }
   for (std::size_t i = 0; i < m_Entries.size(); ++i) {
     const std::string& name = m_rIn.entries()[i].name;
     const std::string last = lastComponent(name);
@@ -105,6 +109,8 @@ std::string BundleRedactor::redactSummary() {
       entry.counts.add(redactor.counts());
     }
   }
+  m_ByName.clear();
+  m_ByPlace.clear();
   return {};
 }
 

@@ -168,6 +168,7 @@ class TextRedactor {
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
+  Place takeSerialBelow(Place begin);
   Place takeHeader(Value value);
   static std::size_t escapeIn(std::string_view name);
   Place takeUser(const Value& value, Place end);

@@ -316,6 +316,41 @@ TextRedactor::Place TextRedactor::tryBareId(Place begin) {
   return takeNames(KeyLook::kId, value, last);
 }
 
+// "Serial Number:" of a certificate that is written as text: its bytes stand in the next line. Elsewhere they
+// are written without colons.
+TextRedactor::Place TextRedactor::takeSerialBelow(Place begin) {
+  constexpr std::size_t kLongestIndent = 64;
+  constexpr std::size_t kFewestBytes = 4;
+  constexpr std::size_t kMostBytes = 32;
+  Place first = begin + (at(begin) == '\r' ? 1U : 0U);
+  if (at(first) != '\n') {
+    return begin;
+  }
+  const Place line = ++first;
+  while (first - line < kLongestIndent && isBlankByte(at(first))) {
+    ++first;
+  }
+  std::string plain;
+  Place last = first;
+  while (isHexByte(at(last)) && isHexByte(at(last + 1)) && plain.size() < 2 * kMostBytes) {
+    plain += text(last, last + 2);
+    last += 2;
+    if (at(last) != ':') {
+      break;
+    }
+    ++last;
+  }
+  if (first == line || plain.size() < 2 * kFewestBytes || at(last - 1) == ':' ||
+      !(isSpaceByte(at(last)) || at(last) == 0)) {
+    return begin;
+  }
+  found(RedactKind::kId, plain);
+  if (m_pCollector == nullptr) {
+    replace(first, last, RedactKind::kId, m_rStandIns.label(RedactKind::kId, plain));
+  }
+  return last;
+}
+
 // "systemctl --user start", "pip install --user x", "(systemd --user integration)", "the --user option": no
 // name follows.
 bool TextRedactor::isFlagOfUser(Place begin, Place value) const {

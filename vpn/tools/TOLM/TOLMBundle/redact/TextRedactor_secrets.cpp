@@ -26,6 +26,16 @@ bool isKeyEnd(std::string_view text) {
   return isSame(text.substr(0, 8), "-----end") || text.starts_with("---- END");
 }
 
+// What stands for a secret, also with the number by which names of files that became the same are told apart.
+bool isSecretMark(std::string_view text) {
+  if (!text.starts_with(kSecretMark)) {
+    return false;
+  }
+  text.remove_prefix(kSecretMark.size());
+  return text.empty() || (text.size() > 1 && text.front() == '-' &&
+                          text.find_first_not_of("0123456789", 1) == std::string_view::npos);
+}
+
 }  // namespace
 
 // Said of a secret, and no secret.
@@ -37,7 +47,7 @@ bool TextRedactor::saysNothing(std::string_view value) {
       "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
       // Where a system looks for its passwords, not one of them.
       "files", "compat"};
-  if (value.empty() || value == kSecretMark || value.front() == '<' || value.front() == '{' ||
+  if (value.empty() || isSecretMark(value) || value.front() == '<' || value.front() == '{' ||
       value.front() == '[' || value.find_first_not_of("*") == std::string_view::npos ||
       value.find_first_not_of(".") == std::string_view::npos) {
     return true;
@@ -68,7 +78,7 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
       begin += scheme.size();
     }
   }
-  if (text(begin, end) == kSecretMark || m_rKeep.keeps(RedactKind::kSecret)) {
+  if (isSecretMark(text(begin, end)) || m_rKeep.keeps(RedactKind::kSecret)) {
     return std::max(value.begin, begin);
   }
   const std::string_view secret = text(begin, end);

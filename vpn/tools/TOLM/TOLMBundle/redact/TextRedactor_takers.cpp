@@ -65,6 +65,11 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   if (look == KeyLook::kUserIds) {
     return takeUserIds(value.begin);
   }
+  if (look == KeyLook::kId && isBare && value.isColon) {
+    if (const Place done = takeSerialBelow(value.begin); done > value.begin) {
+      return done;
+    }
+  }
   const bool isOfLine = look == KeyLook::kFullName || look == KeyLook::kWifi ||
                         look == KeyLook::kConnection || look == KeyLook::kHosts;
   if (isBare && isOfLine && value.isColon) {

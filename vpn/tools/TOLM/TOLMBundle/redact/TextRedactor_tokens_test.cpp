@@ -94,6 +94,21 @@ TEST(RedactTokenTest, SerialNumbersWithoutAColonGo) {
                "the number PF2ABC99"});
 }
 
+TEST(RedactTokenTest, ACertificatesSerialNumberGoesWhereItStandsBelowItsName) {
+  const std::string bytes = "06:4b:3d:4d:67:50:5b:7d:2c:ec:9f:ad:48:1f:cb:11:fb:4e:91:c8";
+  expectRows({
+      {"        Serial Number:\n            " + bytes + "\n        Signature",
+       "        Serial Number:\n            {I}\n        Signature"},
+      {"Serial Number: \r\n\t" + bytes, "Serial Number: \r\n\t{I}"},
+      {"Serial Number:\n  06:4b:3d:4d\nserial=064B3D4D", "Serial Number:\n  {I}\nserial={I}"},
+  });
+  const std::string both =
+      redacted("Serial Number:\n " + bytes + "\nserial=064B3D4D67505B7D2CEC9FAD481FCB11FB4E91C8");
+  EXPECT_EQ(both.substr(16, 13), both.substr(both.size() - 13)) << both;
+  expectStays({"Serial Number: 4097 (0x1001)", "Serial Number:\n" + bytes, "Serial Number:\n  06:4b:3d\n",
+               "Serial Number:\n  " + bytes + ":\n", "Serial Number:\n  064b3d4d\n", "Version:\n  " + bytes});
+}
+
 TEST(RedactTokenTest, CredentialsOnCommandLinesGo) {
   expectRows({
       {"curl -u jdoe7:hunter2 https://127.0.0.1/x\njdoe7", "curl -u {U}:REDACTED https://127.0.0.1/x\n{U}"},
