@@ -37,7 +37,7 @@ function __tmtolm_value
         case PATH REQUEST
             __fish_complete_path "$argv[3]" | string match -r -- '^[^\t]*(?:/|\.xml)(?:\t.*)?$'
         case BUNDLE OLD NEW IN OUT
-            __fish_complete_path "$argv[3]" | string match -r -- '^[^\t]*(?:/|\.zip|\.gpg)(?:\t.*)?$'
+            __fish_complete_path "$argv[3]" | string match -r -- '^[^\t]*(?:/|\.zip)(?:\t.*)?$'
         case FILE KEY RULES
             __fish_complete_path "$argv[3]"
         case FOLDER DIR

@@ -153,7 +153,26 @@ TEST_F(BundleCommandsTest, ShowTellsTheWholeTheItemAndTheFile) {
   EXPECT_EQ(tmtolm({"show", "/opt/plain.zip", "agent.log"}).out, readFile("/opt/logs/agent.log"));
   const RunResult none = tmtolm({"show", "/opt/plain.zip", "none"});
   EXPECT_EQ(none.exitStatus, 1);
-  EXPECT_THAT(none.err, HasSubstr("knows no item and no one file \"none\""));
+  EXPECT_THAT(none.err, HasSubstr("knows no item and no file \"none\""));
+}
+
+TEST_F(BundleCommandsTest, ShowNamesTheFilesThatShareAName) {
+  BundleWriter writer;
+  ASSERT_EQ(writer.open("/opt/namesakes.zip", ""), "");
+  for (int i = 1; i <= 12; ++i) {
+    BundleEntryInfo information;
+    information.name = "Folder" + std::to_string(i) + "/same.log";
+    ASSERT_EQ(writer.begin(information), "");
+    ASSERT_EQ(writer.end(), "");
+  }
+  ASSERT_EQ(writer.finish(), "");
+  const RunResult result = tmtolm({"show", "/opt/namesakes.zip", "same.log"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(result.err,
+              HasSubstr("12 files \"same.log\", to be named with their folder: \"Folder1/same.log\", "
+                        "\"Folder2/same.log\", "));
+  EXPECT_THAT(result.err, HasSubstr("\"Folder10/same.log\", ..."));
+  EXPECT_EQ(tmtolm({"show", "/opt/namesakes.zip", "Folder11/same.log"}).exitStatus, 0);
 }
 
 TEST_F(BundleCommandsTest, FindingsTellTheLineThatSpeaksForThem) {

@@ -90,14 +90,30 @@ class ShowCommand : public ICommand {
       entry = content.files()[file].entry;
     }
     if (entry == content.reader().entries().size()) {
-      printError("the bundle knows no item and no one file \"" + m_strWhat +
-                 "\"; show without it lists both");
+      printError(whyUnknown(content));
       return kExitFailure;
     }
     if (m_bJson) {
       return usageFailure("a file is shown as it is; --json is for an item or the whole bundle");
     }
     return showFile(content.reader(), entry);
+  }
+
+  // Files that are called so in several folders can be told apart.
+  [[nodiscard]] std::string whyUnknown(const BundleContent& content) const {
+    constexpr std::size_t kMostTold = 10;
+    std::string names;
+    std::size_t count = 0;
+    for (const BundledFile& file : content.files()) {
+      if (file.name == m_strWhat && ++count <= kMostTold) {
+        names += (count == 1 ? " \"" : ", \"") + content.entry(file).name + "\"";
+      }
+    }
+    if (count == 0) {
+      return "the bundle knows no item and no file \"" + m_strWhat + "\"; show without it lists both";
+    }
+    return "the bundle has " + std::to_string(count) + " files \"" + m_strWhat +
+           "\", to be named with their folder:" + names + (count > kMostTold ? ", ..." : "");
   }
 
   [[nodiscard]] static int showFile(const BundleReader& bundle, std::size_t index) {
