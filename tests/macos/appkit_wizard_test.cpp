@@ -156,7 +156,7 @@ class AppKitWizardTest : public ::testing::Test {
       click(30, 203);
       // Long enough that a click which is only slow to arrive isn't followed by one that undoes it. One that
       // comes before the program is in front, or in its first half second, isn't taken.
-      return waitUntil([this, on] { return isEncryption(on); }, std::chrono::seconds(5));
+      return waitUntil([this, on] { return isEncryption(on); }, std::chrono::seconds(20));
     }));
   }
   // Clicks in the visible field and types. What the test does next comes to the program behind it.

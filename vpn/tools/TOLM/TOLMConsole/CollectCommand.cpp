@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include "vpn/tools/TOLM/TOLMConsole/Password.h"
 #include "vpn/tools/TOLM/TOLMConsole/UnattendedOptions.h"
 #include "vpn/tools/TOLM/TOLMEngine/implementations/Progress.h"
+#include "vpn/tools/TOLM/TOLMEngine/implementations/helperUtil.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/CollectRun.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/RedactedArchive.h"
 #include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
@@ -128,6 +131,11 @@ class CollectCommand : public ICommand {
     files.push_back({"--bundle", m_Unattended.bundleFile(m_strBundle), FileUse::kWritten});
     files.push_back({"--request", m_strRequest, FileUse::kRead});
     files.push_back({"--password-file", m_strPasswordFile, FileUse::kRead});
+    // Nor of a document, which the run would then lack.
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(helperUtil::defaultConfigFolder(), error)) {
+      files.push_back({"a document", entry.path().string(), FileUse::kRead});
+    }
     return placeProblem(files);
   }
 

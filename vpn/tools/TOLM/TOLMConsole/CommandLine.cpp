@@ -180,7 +180,14 @@ void CommandLine::declareSubcommand(const ICommand& command) {
 void CommandLine::declareOptions(const std::string& name) {
   for (const std::unique_ptr<ICommand>& command : m_Commands) {
     if (name == command->name() && m_Declared.insert(name).second) {
-      command->addOptions(*m_pApp->get_subcommand(name));
+      CLI::App& subcommand = *m_pApp->get_subcommand(name);
+      command->addOptions(subcommand);
+      // "--quiet=no" would be taken for "--quiet".
+      for (CLI::Option* const option : subcommand.get_options()) {
+        if (option->get_items_expected_max() == 0) {
+          option->disable_flag_override();
+        }
+      }
     }
   }
 }

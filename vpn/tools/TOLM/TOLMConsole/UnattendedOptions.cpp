@@ -47,8 +47,7 @@ void UnattendedOptions::addOptions(CLI::App& app, CLI::Option* bundle,
              "Encrypt the bundle to this public key, and put .gpg behind its name; may be given again. "
              "A file, or a fingerprint in your keyring")
           ->type_name("KEY")
-          ->expected(1)
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+          ->allow_extra_args(false);
   for (CLI::Option* const password : passwords) {
     recipient->excludes(password);
   }

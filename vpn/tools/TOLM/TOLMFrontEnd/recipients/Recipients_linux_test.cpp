@@ -24,6 +24,7 @@ using namespace test;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::SizeIs;
 
 constexpr char kUnknown[] = "0123456789ABCDEF0123456789ABCDEF01234567";
 
@@ -178,6 +179,37 @@ TEST_F(RecipientsTest, AFolderAPipeOrADeviceIsNoKey) {
     Recipients recipients;
     EXPECT_THAT(recipients.open({path}), HasSubstr("no file of a key's size"));
   }
+}
+
+TEST_F(RecipientsTest, ASecretKeyIsRefusedAndWrittenNowhere) {
+  m_Reader.makeKey("support");
+  const std::string armored = m_Folder.file("secret.asc");
+  const std::string binary = m_Folder.file("secret.gpg");
+  const std::string behind = m_Folder.file("behind.asc");
+  ASSERT_EQ(m_Reader.gpg({"--armor", "--output", armored, "--export-secret-keys", "support"}).exitStatus, 0);
+  ASSERT_EQ(m_Reader.gpg({"--output", binary, "--export-secret-keys", "support"}).exitStatus, 0);
+  for (const std::string& file : {armored, binary}) {
+    Recipients recipients;
+    EXPECT_THAT(recipients.open({file}), HasSubstr("it holds a secret key")) << file;
+    ASSERT_EQ(keyFolders().size(), 1U);
+    EXPECT_FALSE(exists(keyFolders().front() + "/private-keys-v1.d")) << file;
+  }
+  // What begins as a public key is known by what was read of it.
+  std::string both;
+  ASSERT_EQ(m_Reader.gpg({"--output", m_Folder.file("public.gpg"), "--export", "support"}).exitStatus, 0);
+  both = readFile(m_Folder.file("public.gpg")) + readFile(binary);
+  writeFile(behind, both);
+  Recipients recipients;
+  EXPECT_THAT(recipients.open({behind}), HasSubstr("it holds a secret key"));
+}
+
+TEST_F(RecipientsTest, AKeyThatIsGivenTwiceIsOneReader) {
+  const std::string file = m_Reader.makeKey("support");
+  Recipients recipients;
+  ASSERT_EQ(recipients.open({file, file}), "");
+  EXPECT_THAT(recipients.fingerprints(), SizeIs(1));
+  ASSERT_EQ(encrypt(recipients, "once"), "");
+  EXPECT_EQ(m_Reader.read(m_Cipher), "once");
 }
 
 TEST_F(RecipientsTest, AnExpiredKeyIsTold) {

@@ -87,6 +87,10 @@ std::string ResultFile::open(const std::string& path) {
 
 std::string ResultFile::openPlace() {
   if (const int own = descriptorOf(m_strPath); own >= 0) {
+    // One that was closed when the program began leads nowhere, and can only be read.
+    if ((fcntl(own, F_GETFL) & O_ACCMODE) == O_RDONLY) {
+      return std::strerror(EBADF);
+    }
     m_Stream.reset(fcntl(own, F_DUPFD_CLOEXEC, 0));
     return m_Stream ? "" : std::strerror(errno);
   }

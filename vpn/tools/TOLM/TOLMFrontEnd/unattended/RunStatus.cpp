@@ -80,6 +80,7 @@ struct RunStatus::Item {
   std::string description;
   Selection selection = Selection::kNotDefault;
   bool hasInstructions = false;
+  bool hasFolder = false;  // one was gathered, perhaps without a file
   std::vector<const FileDigest*> stored;
   std::vector<const RunRecord::Omitted*> omitted;
   std::vector<const RunRecord::Command*> commands;
@@ -96,7 +97,8 @@ struct RunStatus::Item {
     if (!hasInstructions) {
       return "not-for-this-system";
     }
-    if (stored.empty()) {
+    // A folder without files is gathered with all that it holds.
+    if (stored.empty() && !(hasFolder && omitted.empty())) {
       return "missing";
     }
     return omitted.empty() && !isCutOff() ? "gathered" : "partial";
@@ -123,6 +125,14 @@ void RunStatus::plan() {
   }
   SelectionHost host;
   m_Plan = buildPlan(folder.sources(), request.document, host);
+  // Nothing is wanted by a request that can't be read, and the run fails.
+  for (PlannedDocument& document : m_Plan.documents) {
+    for (PlannedItem& item : document.items) {
+      if (!m_strRequest.empty() && request.document == nullptr) {
+        item.selection = Selection::kNotRequested;
+      }
+    }
+  }
   m_Documents.clear();
   for (const PlannedDocument& document : m_Plan.documents) {
     // Now: these are the documents that are run, whatever becomes of them meanwhile.
@@ -151,6 +161,10 @@ void RunStatus::digestFolder(const std::string& folder) {
         // Without dots, so that what stands behind the work folder is the name in the bundle.
         m_Digests.emplace(stored.path,
                           digestsBelow(fs::path(stored.path).lexically_normal().string(), folder));
+        std::error_code error;
+        if (fs::is_directory(fs::symlink_status(stored.path, error))) {
+          m_Folders.insert(stored.path);
+        }
       }
     }
   }
@@ -275,6 +289,7 @@ std::vector<std::vector<RunStatus::Item>> RunStatus::items() const {
           continue;
         }
         Item& item = itemOf(stored.id);
+        item.hasFolder = item.hasFolder || m_Folders.count(stored.path) != 0;
         for (const FileDigest& digest : found->second) {
           item.stored.push_back(&digest);
         }
@@ -331,7 +346,9 @@ Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recip
   }
   // Of the file itself, as whoever fetches it finds it.
   const FileDigest digest = digestFile(outcome.bundlePath);
-  return {{"path", outcome.bundlePath},
+  std::error_code error;
+  const std::string path = fs::absolute(outcome.bundlePath, error).string();
+  return {{"path", error ? outcome.bundlePath : path},
           {"bytes", digest.bytes},
           {"sha256", textOrNull(digest.sha256)},
           {"entries", outcome.files},

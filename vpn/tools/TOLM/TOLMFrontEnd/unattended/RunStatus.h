@@ -9,6 +9,7 @@
 
 #include <ctime>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,7 @@ class RunStatus {
   // Path in the work folder to the file or files that stand for it; the paths in them are names in the
   // bundle.
   std::map<std::string, std::vector<FileDigest>> m_Digests;
+  std::set<std::string> m_Folders;  // of the paths in m_Digests
   std::vector<FileDigest> m_Documents;
   std::string m_strWorkFolder;  // of a run that got as far as its bundle
 };

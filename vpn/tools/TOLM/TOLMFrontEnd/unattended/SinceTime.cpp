@@ -58,6 +58,12 @@ std::string readSinceTime(const std::string& given, std::time_t now, std::string
   if (!readSpan(given, now, time) && !readDate(given, time)) {
     return kHint;
   }
+  // journalctl reads nothing ahead of 1970, and what lies ahead of the run can't have happened since. A clock
+  // may be set back meanwhile.
+  constexpr std::time_t kAhead = 2 * 86400;
+  if (time < 0 || time > now + kAhead) {
+    return "a time before 1970 or after now holds nothing";
+  }
   std::tm parts = {};
   localtime_r(&time, &parts);
   char out[64] = "";

@@ -40,6 +40,14 @@ TEST_F(SinceTimeTest, ADateInUtcIsTurnedIntoTheMachinesOwnTime) {
   EXPECT_EQ(read("2026-11-20T08:30:15Z"), "2026-11-20 10:30:15");
 }
 
+TEST_F(SinceTimeTest, ATimeAheadOf1970OrBehindTheRunIsRefused) {
+  for (const char* given : {"1969-12-31", "100000d", "2026-11-24", "9999-12-31"}) {
+    EXPECT_EQ(read(given), "problem") << given;
+  }
+  EXPECT_EQ(read("1970-01-02"), "1970-01-02 00:00:00");
+  EXPECT_EQ(read("2026-11-22"), "2026-11-22 00:00:00");
+}
+
 TEST_F(SinceTimeTest, AnythingElseIsRefused) {
   for (const char* given : {"", "yesterday", "2 days ago", "2x", "d", "-2d", "2d ", "2026-13-01",
                             "2026-02-30", "2026-11-20 25:00", "2026-11-20;rm", "9999999d"}) {
