@@ -1,7 +1,7 @@
 """Hosts on this machine for the tests of the Ansible collection, and plays with them.
 
 Every host is an sshd with its own port, /opt, /run, /tmp and home folder; it shares the rest with this machine.
-Each process has one place, PLACE, and ports of its own, by the number in TOLM_SLOT.
+Each process has one place, PLACE, by the number in TOLM_SLOT, and takes ports that nobody else has.
 """
 
 import contextlib
@@ -22,7 +22,6 @@ from support import PROGRAMS, SOURCE, WORK, run
 SLOT = int(os.environ.get("TOLM_SLOT", "0"))
 COLLECTION = SOURCE / "packaging/ansible/halvo/tessarmont"
 PLACE = WORK / "fleet" / str(SLOT)
-PORT = int(os.environ.get("TOLM_FLEET_PORT", "22400")) + 100 * SLOT
 # A socket's path is short, and no connection of another test's is found in it.
 CONNECTIONS = f"/tmp/tolm-fleet-{os.getpid()}"
 
@@ -174,7 +173,7 @@ Subsystem sftp internal-sftp
 
     def wait(self):
         """Until it can be reached."""
-        deadline = time.monotonic() + 60
+        deadline = time.monotonic() + 300
         while not self.listens():
             if self.process.poll() is not None or time.monotonic() > deadline:
                 raise AssertionError(f"{self.name} doesn't listen:\n" + (PLACE / "hosts" / self.name / "log").read_text(
@@ -208,10 +207,12 @@ Subsystem sftp internal-sftp
 
     def end(self):
         self.process.kill()
-        self.process.wait(timeout=30)
-        # What was in it is killed with it, and gone a moment later; then the port is free for another one.
-        deadline = time.monotonic() + 30
-        while self.listens() and time.monotonic() < deadline:
+        self.process.wait(timeout=300)
+        # What was in it is killed with it, and gone a moment later.
+        deadline = time.monotonic() + 300
+        while self.listens():
+            if time.monotonic() > deadline:
+                raise AssertionError(f"{self.name} still listens, although it has ended")
             time.sleep(0.05)
 
 
@@ -234,6 +235,15 @@ def make_place():
     (namespace / "tessarmont").symlink_to(COLLECTION)
 
 
+def hold_port():
+    """A socket with a free port. Whoever connects to the port is refused until an sshd listens there, which may share
+    it, as nobody does who takes any port."""
+    held = socket.socket()
+    held.bind(("127.0.0.1", 0))
+    held.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    return held
+
+
 class Hosts(dict):
     """Hosts by name, in a new place with an inventory of them all. They are started when they are asked for."""
 
@@ -241,7 +251,8 @@ class Hosts(dict):
         super().__init__()
         make_place()
         self.kinds = dict(kinds)
-        self.ports = {name: PORT + number for number, name in enumerate(self.kinds)}
+        self.held = {name: hold_port() for name in self.kinds}
+        self.ports = {name: held.getsockname()[1] for name, held in self.held.items()}
         write_inventory(self.kinds, self.ports)
 
     def __missing__(self, name):
@@ -263,12 +274,16 @@ class Hosts(dict):
         return play(playbook, *arguments, limit=limit, environment=keeping_modules(), **options)
 
     def end(self):
-        for host in self.values():
-            host.process.kill()
-        for host in self.values():
-            host.end()
-        self.clear()
-        shutil.rmtree(CONNECTIONS, ignore_errors=True)
+        try:
+            for host in self.values():
+                host.process.kill()
+            for host in self.values():
+                host.end()
+        finally:
+            self.clear()
+            for held in self.held.values():
+                held.close()
+            shutil.rmtree(CONNECTIONS, ignore_errors=True)
 
 
 def write_inventory(kinds, ports):
@@ -288,14 +303,27 @@ ansible_ssh_common_args=-o UserKnownHostsFile={PLACE}/known_hosts -o StrictHostK
     (PLACE / "known_hosts").write_text("\n".join(known) + "\n", encoding="utf-8")
 
 
-def command(name, *arguments, forks=20, limit="all", **variables):
-    """The command line of a play, and its environment."""
+def write_host_variables(hosts):
+    """Variables of single hosts. What a play is told of all hosts is stronger than they are."""
+    shutil.rmtree(PLACE / "host_vars", ignore_errors=True)
+    (PLACE / "host_vars").mkdir()
+    for name, variables in hosts.items():
+        (PLACE / "host_vars" / f"{name}.json").write_text(json.dumps(variables), encoding="utf-8")
+
+
+def command(name, *arguments, forks=20, limit="all", hosts=None, **variables):
+    """The command line of a play, and its environment. Variables are those of all hosts, None for one that isn't told;
+    `hosts` has those of single ones. Limits that a test wants to be exceeded belong there: a host that answers may be
+    slow, since it shares the processors with all the others and whatever else the machine does."""
     variables.setdefault("tolm_collect_dest", str(PLACE / "bundles"))
+    # Runs that give way to everything else take as long as the machine is busy.
+    variables.setdefault("tolm_collect_nice", False)
+    write_host_variables(hosts or {})
     told = {name: value for name, value in variables.items() if value is not None}
     (PLACE / "variables.json").write_text(json.dumps(told), encoding="utf-8")
     environment = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=str(PLACE / "collections"), ANSIBLE_NOCOLOR="1",
                        ANSIBLE_LOCAL_TEMP=str(PLACE / "local"), ANSIBLE_HOME=str(PLACE / "home"),
-                       ANSIBLE_TIMEOUT="20", ANSIBLE_SSH_CONTROL_PATH_DIR=CONNECTIONS,
+                       ANSIBLE_TIMEOUT="120", ANSIBLE_SSH_CONTROL_PATH_DIR=CONNECTIONS,
                        ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=30s",
                        ANSIBLE_CONFIG=str(PLACE / "ansible.cfg"), LC_ALL="C.UTF-8")
     playbook = name if "/" in str(name) else f"halvo.tessarmont.{name}"
@@ -383,7 +411,7 @@ def measure():
                 memory = ControllerMemory()
                 memory.start()
                 begin, used = time.monotonic(), processor_seconds()
-                play("collect", forks=fork, check=0)
+                play("collect", forks=fork, check=0, tolm_collect_nice=None)
                 seconds, used = time.monotonic() - begin, processor_seconds() - used
                 memory.ended.set()
                 memory.join()

@@ -57,8 +57,23 @@ class FleetTest(unittest.TestCase):
         jsonschema.validate(status, SCHEMA)
         self.assertEqual(status["bundle"]["sha256"], row["sha256"])
 
+    def in_the_table(self, result):
+        """The table at the end of a play, a text for each host, which tells what the index does."""
+        lines, _ = json.JSONDecoder().raw_decode(result.stdout, result.stdout.rindex('"msg": [') + len('"msg": '))
+        self.assertRegex(lines[0], "^HOST +STATE +BYTES +BUNDLE, WHAT IS MISSING, WHY$")
+        table = {line.split()[0]: line for line in lines[1:]}
+        self.assertEqual(len(lines) - 1, len(table))
+        rows = index()
+        self.assertEqual(set(table), set(rows))
+        for name, row in rows.items():
+            _, state, size, rest = table[name].split(None, 3)
+            missing = "missing: " + ", ".join(row["missing"]) if row["missing"] else ""
+            parts = filter(None, [row["bundle"], missing, (row["why"] or "").replace("\n", " ")])
+            self.assertEqual((state, size, rest), (row["state"], str(row["bytes"] or "-"), "; ".join(parts)), name)
+        return table
+
     def test_exactly_the_broken_hosts_are_told_and_all_others_are_whole(self):
-        result = self.play("collect", tolm_collect_seconds=30, tolm_collect_command_timeout=0)
+        result = self.play("collect", hosts={"hangs": {"tolm_collect_seconds": 15, "tolm_collect_command_timeout": 0}})
         rows = index()
         self.assertEqual(set(rows), set(self.hosts.kinds))
         self.assertEqual({name: row["state"] for name, row in rows.items() if row["state"] != "whole"}, BROKEN,
@@ -80,16 +95,15 @@ class FleetTest(unittest.TestCase):
         self.assertRegex(rows["hangs"]["why"], "(?i)within the requested time|timeout")
         self.assertRegex(rows["spoils"]["why"], "isn't the one that was made")
         self.assertRegex(rows["leaves"]["why"], "(?i)refused|closed|reset")
-        # The table names every host.
-        table = result.stdout[result.stdout.index("HOST  "):]
-        for name in rows:
-            self.assertIn(name, table)
+        # The table has them all, what they have given, and why they have not.
+        table = self.in_the_table(result)
+        self.assertRegex(table["good01"], r"^good01 +whole +[1-9]\d+  good01/\S+\.zip$")
+        self.assertRegex(table["down"], "^down +unreachable +-  .*refused")
+        self.assertRegex(table["hangs"], "^hangs +failed +-  .*(within the requested time|timeout)")
 
         for name in ("good00", "good12", "hangs", "spoils"):
             # The controller and the host each count the seconds of a run: the host may end it a little later.
-            deadline = time.monotonic() + 120
-            while "3600" in self.left_on(name) and time.monotonic() < deadline:
-                time.sleep(1)
+            self.until(lambda: "3600" not in self.left_on(name))
             self.assertNotRegex(self.left_on(name), r"tolm_collect_|\.zip|3600", name)
 
     def left_on(self, name):
@@ -97,9 +111,14 @@ class FleetTest(unittest.TestCase):
         return self.hosts[name].run("ls -A /tmp; pgrep -fa '[s]leep 3600' || true").stdout
 
     def test_a_command_that_hangs_is_ended_and_told(self):
-        self.play("collect", limit="hangs", check=0, tolm_collect_command_timeout=2)
-        row = index()["hangs"]
+        # The host's other command has the same limit, which is raised until that one keeps to it.
+        for seconds in (2, 8, 32):
+            self.play("collect", limit="hangs", check=0, tolm_collect_command_timeout=seconds)
+            row = index()["hangs"]
+            if row["missing"] == ["hang"]:
+                break
         self.assertEqual((row["state"], row["missing"]), ("incomplete", ["hang"]))
+        self.assertIn("ended by the limit of time: sleep 3600", row["why"])
         self.whole("hangs", row)
 
     def test_a_password_from_the_vault_encrypts_the_bundle(self):
@@ -132,7 +151,7 @@ class FleetTest(unittest.TestCase):
 
     def test_a_password_stays_on_no_host_whose_controller_is_lost(self):
         line, environment = command("collect", "-v", limit="hangs", tolm_collect_password="s3cret of many words",
-                                    tolm_collect_seconds=60, tolm_collect_command_timeout=0)
+                                    tolm_collect_command_timeout=0)
         host = self.hosts["hangs"]
         controller = subprocess.Popen(line, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                       stderr=subprocess.DEVNULL, start_new_session=True)
@@ -164,15 +183,16 @@ class FleetTest(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline)
             time.sleep(0.2)
 
-    # The seconds in its tests are many for a host that answers, which shares two processors with all the others.
-    def freeze(self, name, text, playbook="collect", check=0, **options):
-        """A play with a host whose processes with a text in their command lines are stopped once its run is under way."""
+    def freeze(self, name, text, limits, playbook="collect", check=0, **options):
+        """A play with a host that has limits of its own, and whose processes with a text in their command lines are
+        stopped once its run is under way."""
         host = self.hosts[name]
-        ended = threading.Event()
+        under_way, ended = threading.Event(), threading.Event()
 
         def stop():
             while not ended.wait(0.2):
                 if list(host.processes("sleep 3600")):
+                    under_way.set()
                     break
             while not ended.wait(0.1):
                 host.signal(text, signal.SIGSTOP)
@@ -180,9 +200,9 @@ class FleetTest(unittest.TestCase):
         thread = threading.Thread(target=stop)
         thread.start()
         try:
-            alive = "-o ServerAliveInterval=2 -o ServerAliveCountMax=5"
-            return self.play(playbook, limit=f"{name}:good01", check=check, timeout=400, tolm_collect_command_timeout=0,
-                             tolm_collect_ssh_args=alive, tolm_clear_ssh_args=alive, **options)
+            result = self.play(playbook, limit=f"{name}:good01", check=check, hosts={name: limits}, **options)
+            self.assertTrue(under_way.is_set(), result.stdout)
+            return result
         finally:
             ended.set()
             thread.join()
@@ -190,28 +210,39 @@ class FleetTest(unittest.TestCase):
             self.until(lambda: not list(host.processes("sleep 3600")))
             host.run("rm -rf /tmp/tolm_collect_*")
 
+    @staticmethod
+    def once_started(seconds):
+        """A limit that is short from when the run has begun: until then the host is one that answers."""
+        return f"{{{{ {seconds} if tolm_collect_started is defined or tolm_clear_started is defined else 120 }}}}"
+
+    ALIVE = "-o ServerAliveInterval=2 -o ServerAliveCountMax=5"
+
     def test_a_host_that_stands_still_is_told_and_stops_nobody(self):
-        result = self.freeze("hangs", "sshd", tolm_collect_seconds=30)
+        result = self.freeze("hangs", "sshd", {"tolm_collect_seconds": 30, "tolm_collect_command_timeout": 0,
+                                               "tolm_collect_ssh_args": self.ALIVE,
+                                               "ansible_ssh_timeout": self.once_started(10)})
         rows = index()
         self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "unreachable", "good01": "whole"},
                          rows)
         self.assertRegex(rows["hangs"]["why"], "(?i)timed out|timeout|not responding|closed|banner")
-        self.assertIn("HOST  ", result.stdout)
+        self.in_the_table(result)
         self.whole("good01", rows["good01"])
 
     def test_a_host_that_answers_while_its_programs_stand_still_stops_nobody(self):
-        result = self.freeze("hangs", "python3", tolm_collect_seconds=30, tolm_collect_answer_seconds=40)
+        result = self.freeze("hangs", "python3", {"tolm_collect_seconds": 30, "tolm_collect_command_timeout": 0,
+                                                  "tolm_collect_answer_seconds": self.once_started(20)})
         rows = index()
         self.assertEqual({name: row["state"] for name, row in rows.items()}, {"hangs": "failed", "good01": "whole"}, rows)
-        self.assertRegex(rows["hangs"]["why"], "did not answer within 40 seconds")
-        self.assertIn("HOST  ", result.stdout)
+        self.assertRegex(rows["hangs"]["why"], "did not answer within (20|120) seconds")
+        self.in_the_table(result)
 
     def test_a_host_that_stands_still_while_it_is_cleared_stops_nobody(self):
         for name in ("hangs", "good01"):
             self.hosts[name].run("printf '#!/bin/sh\nexec %s\n' "
                                  f"'{'sleep 3600' if name == 'hangs' else 'true'}' >/opt/clear; chmod 755 /opt/clear")
-        result = self.freeze("hangs", "sshd", playbook="clear", check=4, tolm_clear_confirm="delete the logs",
-                             tolm_clear_seconds=30, tolm_clear_program="/opt/clear")
+        result = self.freeze("hangs", "sshd", {"tolm_clear_seconds": 30, "tolm_clear_ssh_args": self.ALIVE,
+                                               "ansible_ssh_timeout": self.once_started(10)},
+                             playbook="clear", check=4, tolm_clear_confirm="delete the logs", tolm_clear_program="/opt/clear")
         self.assertRegex(result.stdout, r"good01 .*unreachable=0 +failed=0")
         self.assertRegex(result.stdout, r"hangs .*unreachable=1")
 
@@ -245,7 +276,7 @@ done
     def test_hosts_that_never_answer_have_an_index_too(self):
         result = self.play("collect", limit="down", check=0)
         self.assertEqual(index()["down"]["state"], "unreachable")
-        self.assertRegex(result.stdout, r"HOST  .*\n.*down +unreachable")
+        self.assertRegex(self.in_the_table(result)["down"], "^down +unreachable +-  .*refused")
 
     def test_a_bundle_of_roots_takes_no_memory_of_the_controller(self):
         host = self.hosts["good12"]
@@ -297,9 +328,11 @@ done
 
     def test_a_request_and_documents_on_trial_are_taken_along_and_away(self):
         (PLACE / "request.xml").write_text('<request><file id="trial"/></request>', encoding="utf-8")
-        (PLACE / "new.xml").write_text(DOCUMENT.replace("client-logs", "trial").replace("Client", "Trial"),
-                                       encoding="utf-8")
-        self.play("collect", limit="good03", check=0, tolm_collect_request=str(PLACE / "request.xml"),
+        (PLACE / "new.xml").write_text(DOCUMENT.replace("client-logs", "trial").replace("Client", "Trial")
+                                       .replace("$TOLM_SINCE", "$TOLM_SINCE; chrt -p $$"), encoding="utf-8")
+        # A run gives way to everything else where nothing is told of that, and its commands take long then.
+        self.play("collect", limit="good03", check=0, tolm_collect_nice=None, tolm_collect_command_timeout=0,
+                  tolm_collect_request=str(PLACE / "request.xml"),
                   tolm_collect_documents=[str(PLACE / "new.xml")], tolm_collect_label="trial",
                   tolm_collect_since="2026-11-20")
         row = index()["good03"]
@@ -308,7 +341,9 @@ done
         with zipfile.ZipFile(PLACE / "bundles" / row["bundle"]) as bundle:
             self.assertIn("Trial/good03.log", bundle.namelist())
             self.assertNotIn("Client/good03.log", bundle.namelist())
-            self.assertIn(b"2026-11-20 00:00:00", bundle.read("Trial/echo_result.txt"))
+            told = bundle.read("Trial/echo_result.txt")
+            self.assertIn(b"2026-11-20 00:00:00", told)
+            self.assertIn(b"SCHED_IDLE", told)
         self.assertEqual(self.hosts["good03"].run("ls /opt/halvo/tessarmont/tolm/xml/config").stdout, "client.xml\n")
 
     CONFIG = "/opt/halvo/tessarmont/tolm/xml/config"
@@ -332,7 +367,9 @@ done
         self.assertEqual(sorted(row["missing"]), ["folder", "gone", "nobody", "{{ 7 * 7 }}"])
         self.assertRegex(row["why"], r"no document has instructions for .*nobody.*, \{\{ 7 \* 7 \}\}")
         self.assertRegex(row["why"], "can't be parsed: .*bad.xml")
-        self.assertIn(row["why"], result.stdout)
+        line = self.in_the_table(result)["good07"]
+        self.assertRegex(line, rf"^good07 +incomplete +{row['bytes']}  {re.escape(row['bundle'])}; missing: .*nobody.*; ")
+        self.assertTrue(line.endswith(row["why"]), line)
         self.assertEqual(host.run(f"ls {self.CONFIG}").stdout, "client.xml\n")
 
     def test_files_of_a_folder_that_cannot_be_read_are_told(self):
@@ -409,7 +446,7 @@ done
         dest: "{{ tolm_collect_dest }}/{{ inventory_hostname }}.json"
       delegate_to: localhost
 """, encoding="utf-8")
-        self.play(playbook, limit="good06:hangs", check=0, tolm_collect_command_timeout=2)
+        self.play(playbook, limit="good06:hangs", check=0, hosts={"hangs": {"tolm_collect_command_timeout": 2}})
         for name in ("good06", "hangs"):
             kept = (PLACE / f"bundles/{name}.json").read_text(encoding="utf-8")
             self.assertIn(index()[name]["sha256"], kept)

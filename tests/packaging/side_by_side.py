@@ -1,7 +1,7 @@
 """Runs the tests of a program side by side, since they wait more than they work.
 
-Each test has a process of its own, and in TOLM_SLOT a number that no other one has at that time, for places
-and ports of its own. The tests are those that unittest finds in the program: what isn't found to have run and
+Each test has a process of its own, and in TOLM_SLOT a number that no other one has at that time, for a place
+of its own. The tests are those that unittest finds in the program: what isn't found to have run and
 passed has failed. It ends with the seconds of each test, and one count over all of them.
 
     usage: X_test.py [CLASS.TEST]...
