@@ -332,8 +332,10 @@ class Judge {
         continue;
       }
       const std::optional<std::int64_t> seconds = secondsOf(time, *m_rScan.now());
-      if (seconds &&
-          compare(static_cast<double>(*seconds), condition.comparison, static_cast<double>(*m_rScan.now()))) {
+      // By more than the margin, in either direction.
+      const double margin = condition.comparison == Relation::kAbove ? condition.value : -condition.value;
+      if (seconds && compare(static_cast<double>(*seconds), condition.comparison,
+                             static_cast<double>(*m_rScan.now()) + margin)) {
         take(hit);
         any = true;
       }

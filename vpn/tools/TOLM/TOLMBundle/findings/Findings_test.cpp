@@ -2,70 +2,24 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <libxml/parser.h>
-#include <libxml/relaxng.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <nlohmann/json.hpp>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "tests/support/Files.h"
-#include "tests/support/Subprocess.h"
-#include "tests/support/TempFolder.h"
-#include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
-#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/findings/FindingsIn_test.h"
 
 namespace halvo {
 namespace {
 
-using test::SummaryBuilder;
-using test::TempFolder;
-using test::ZipBuilder;
+using test::Files;
+using test::findIn;
+using test::idsOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-using Files = std::vector<RuleExample::File>;
-
-// The findings of a bundle that holds these files, each with the id of its item.
-std::vector<KnownProblem> findIn(const Files& files, const RuleSet& rules, std::string* text = nullptr) {
-  SummaryBuilder summary;
-  summary.section("Logs");
-  ZipBuilder zip;
-  for (const RuleExample::File& file : files) {
-    summary.included(file.item, file.name, "", "1 bytes");
-    zip.add({"Logs/" + file.name, file.text});
-  }
-  zip.add({"summary.txt", summary.take()});
-  const TempFolder folder;
-  test::writeFile(folder.file("bundle.zip"), zip.take());
-  BundleReader reader;
-  EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
-  BundleContent content(reader);
-  content.load();
-  const std::vector<KnownProblem> findings = findProblems(content, rules);
-  if (text != nullptr) {
-    *text = findingsText(content, findings, rules.rules().size());
-    const std::string json = findingsJson(content, findings, rules.rules().size());
-    EXPECT_FALSE(nlohmann::json::parse(json, nullptr, false).is_discarded());
-    EXPECT_EQ(json.find("\xc2\x9b"), std::string::npos) << json;
-  }
-  return findings;
-}
-
-std::vector<std::string> idsOf(const std::vector<KnownProblem>& findings) {
-  std::vector<std::string> ids;
-  for (const KnownProblem& finding : findings) {
-    ids.push_back(finding.id);
-  }
-  return ids;
-}
 
 // One rule around a condition.
 std::string ruleText(const std::string& condition) {
@@ -94,75 +48,6 @@ std::vector<std::string> faultsOf(const std::string& xml) {
     texts.push_back(std::to_string(fault.line) + ": " + fault.text);
   }
   return texts;
-}
-
-// The rules that are built in.
-
-TEST(BuiltInRulesTest, ThereAreManyAndNoneHasAFault) {
-  RuleSet rules;
-  std::vector<RuleFault> faults;
-  for (const std::string& document : builtInRules()) {
-    rules.add(document, faults);
-  }
-  for (const RuleFault& fault : faults) {
-    ADD_FAILURE() << fault.line << ": " << fault.text;
-  }
-  EXPECT_GE(rules.rules().size(), 25U);
-}
-
-TEST(BuiltInRulesTest, EveryRuleIsSeenInItsExampleAndNotInTheOther) {
-  RuleSet rules;
-  rules.addBuiltIn();
-  for (const Rule& rule : rules.rules()) {
-    std::set<bool> kinds;
-    for (const RuleExample& example : rule.examples) {
-      kinds.insert(example.shows);
-      const std::vector<std::string> ids = idsOf(findIn(example.files, rules));
-      if (example.shows) {
-        EXPECT_THAT(ids, Contains(rule.id));
-      } else {
-        EXPECT_THAT(ids, Not(Contains(rule.id)));
-      }
-    }
-    EXPECT_EQ(kinds.size(), 2U) << rule.id << " needs an example of each kind";
-  }
-}
-
-TEST(BuiltInRulesTest, AHealthyMachineShowsNoError) {
-  RuleSet rules;
-  rules.addBuiltIn();
-  const std::vector<KnownProblem> findings = findIn(
-      {{"client-logs", "agent.log", "2026-03-15 10:40:00 agent: connected\n"},
-       {"network-addresses", "ip_result.txt",
-        "2: eth0: <BROADCAST,UP,LOWER_UP> mtu 1500 state UP\n4: tun0: <POINTOPOINT,UP,LOWER_UP> mtu 1400 "
-        "state UNKNOWN\ndefault dev tun0 scope link\ndefault via 192.0.2.1 dev eth0 metric 100\n"},
-       {"config-names", "tail_result.txt", "nameserver 127.0.0.53\n"}},
-      rules);
-  EXPECT_THAT(idsOf(findings), IsEmpty());
-}
-
-TEST(BuiltInRulesTest, EveryDocumentFitsTheSchema) {
-  const std::string schema = test::sourcePath("samples/rules/rules.rng");
-  xmlRelaxNGParserCtxt* const parser = xmlRelaxNGNewParserCtxt(schema.c_str());
-  xmlRelaxNG* const grammar = xmlRelaxNGParse(parser);
-  ASSERT_NE(grammar, nullptr);
-  const auto fits = [grammar](const std::string& text) {
-    xmlDoc* const document =
-        xmlReadMemory(text.data(), static_cast<int>(text.size()), "", nullptr, XML_PARSE_NONET);
-    xmlRelaxNGValidCtxt* const validator = xmlRelaxNGNewValidCtxt(grammar);
-    const int answer = xmlRelaxNGValidateDoc(validator, document);
-    xmlRelaxNGFreeValidCtxt(validator);
-    xmlFreeDoc(document);
-    return answer == 0;
-  };
-  for (const std::string& document : builtInRules()) {
-    EXPECT_TRUE(fits(document)) << document.substr(0, 200);
-  }
-  EXPECT_FALSE(fits(ruleText("<line item=\"a\"/>")));
-  EXPECT_FALSE(fits(ruleText("<size item=\"a\" pattern=\"x\" above=\"1\"/>")));
-  EXPECT_TRUE(fits(ruleText("<line item=\"a\" pattern=\"x\"/>")));
-  xmlRelaxNGFree(grammar);
-  xmlRelaxNGFreeParserCtxt(parser);
 }
 
 // Conditions.
@@ -245,6 +130,19 @@ TEST(FindingsTest, TimesAreComparedWithTheBundles) {
       holds("<time pattern=\"until (.*)\" is=\"past\"/>", {{"a", "f", "until Mar 16 10:00:00 2026\n"}}));
   EXPECT_TRUE(
       holds("<time pattern=\"from (.*)\" is=\"future\"/>", {{"a", "f", "from Mar 16 10:00:00 2026\n"}}));
+  // By more than the seconds told: the bundle is of 10:42:06.
+  const auto future = [](const std::string& time) {
+    return holds("<time pattern=\"from (.*)\" is=\"future\" by=\"3600\"/>",
+                 {{"a", "f", "from " + time + "\n"}});
+  };
+  EXPECT_FALSE(future("Mar 15 11:42:00 2026"));
+  EXPECT_TRUE(future("Mar 15 11:42:10 2026"));
+  const auto past = [](const std::string& time) {
+    return holds("<time pattern=\"until (.*)\" is=\"past\" by=\"3600\"/>",
+                 {{"a", "f", "until " + time + "\n"}});
+  };
+  EXPECT_FALSE(past("Mar 15 09:42:10 2026"));
+  EXPECT_TRUE(past("Mar 15 09:42:00 2026"));
   EXPECT_TRUE(holds("<age item=\"a\" above=\"3600\"/>", {{"a", "f", "Mar 15 08:00:00 h: last\n"}}));
   EXPECT_FALSE(
       holds("<age item=\"a\" above=\"3600\"/>", {{"a", "f", "Mar 15 08:00:00 h\nMar 15 10:30:00 h\n"}}));
@@ -295,6 +193,10 @@ TEST(RulesTest, FaultsAreToldByTheirLines) {
   EXPECT_THAT(faultsOf(ruleText("<number pattern=\"(x)\" above=\"one\"/>")),
               ElementsAre(HasSubstr("is no number")));
   EXPECT_THAT(faultsOf(ruleText("<number pattern=\"(x)\"/>")), ElementsAre(HasSubstr("needs one of above")));
+  for (const std::string margin : {"a day", "-1", ""}) {
+    EXPECT_THAT(faultsOf(ruleText("<time pattern=\"(x)\" is=\"past\" by=\"" + margin + "\"/>")),
+                ElementsAre(HasSubstr("are no number from 0 on")));
+  }
   EXPECT_THAT(faultsOf(ruleText("<line pattern=\"x\" colour=\"red\"/>")),
               ElementsAre(HasSubstr("has no attribute")));
   EXPECT_THAT(faultsOf(ruleText("<wish/>")), ElementsAre(HasSubstr("<wish> is no condition")));

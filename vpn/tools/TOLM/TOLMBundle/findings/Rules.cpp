@@ -306,7 +306,7 @@ class RuleParser {
       names.insert({"above", "below", "equals", "differs"});
     }
     if (allowed.time) {
-      names.insert("is");
+      names.insert({"is", "by"});
     }
     if (allowed.other) {
       names.insert({"other-item", "other-file", "other-pattern", "is"});
@@ -431,6 +431,15 @@ class RuleParser {
       fault(node, "<time> says is=\"past\" or is=\"future\"");
     }
     condition.comparison = word == "past" ? Relation::kBelow : Relation::kAbove;
+    const std::optional<std::string> margin = attributeOf(node, "by");
+    if (!margin) {
+      return;
+    }
+    char* end = nullptr;
+    condition.value = std::strtod(margin->c_str(), &end);
+    if (end == margin->c_str() || *end != 0 || !(condition.value >= 0)) {
+      fault(node, "the seconds of by are no number from 0 on: \"" + *margin + "\"");
+    }
   }
 
   RuleSet& m_rSet;

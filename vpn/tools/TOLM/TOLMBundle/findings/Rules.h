@@ -52,7 +52,7 @@ struct Condition {
   ConditionKind kind = ConditionKind::kAll;
   FileSelector selector;
   Relation comparison = Relation::kAbove;
-  double value = 0;
+  double value = 0;     // compared with; of a time, the seconds by which it must differ
   int probe = -1;       // of RuleSet::probes()
   int otherProbe = -1;  // the number compared with, instead of `value`
   std::vector<Condition> children;
