@@ -4,6 +4,7 @@ The system is made once by debootstrap, kept as an archive in the build folder, 
 of this program. Its file list is compared at every step. Needs root and the distribution's mirror.
 """
 
+import functools
 import hashlib
 import os
 import pathlib
@@ -99,10 +100,57 @@ def repacked(name, version, change):
     return target.name
 
 
+# What waits for something on a display says what didn't come, with all that programs have said.
+WIZARD = f"""
+wait_for() {{
+  for i in $(seq "$2"); do if "$1"; then return; fi; sleep 0.1; done
+  echo "There is no $1 yet."
+  tail -n 50 /tmp/*.log
+  exit 1
+}}
+display() {{ read -r number 2>/dev/null </tmp/display; }}
+window() {{ window=$(xdotool search --onlyvisible --class tmtolmui 2>/dev/null | head -n 1); [ -n "$window" ]; }}
+focus() {{ xdotool windowfocus "$window"; [ "$(xdotool getwindowfocus)" = "$window" ]; }}
+# Return on the first screen is Run. The program learns of the keyboard later than the server, and a key that comes
+# before that is lost: it is pressed until the run has begun. During a run, and behind it, Return changes nothing.
+run() {{
+  xdotool key --window "$window" Return
+  sleep 1
+  [ -n "$(ls -d /tmp/TOLM_Temp_Bundle* 2>/dev/null)" ] || bundle
+}}
+bundle() {{ ls /home/tester/Desktop/*.zip 2>/dev/null; }}
+
+# The server takes a number that is free, and tells it once it listens.
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>/tmp/display >/tmp/xvfb.log 2>&1 &
+wait_for display 1200
+export DISPLAY=":$number" LC_ALL=C.UTF-8
+{PREFIX}/bin/tmtolmui >/tmp/wizard.log 2>&1 &
+wait_for window 1200
+wait_for focus 1200
+wait_for run 120
+wait_for bundle 3000
+cat /tmp/wizard.log
+"""
+
+
+def step(test):
+    """A test that builds on those before it, and says so where one of them has failed."""
+    @functools.wraps(test)
+    def after_the_others(self):
+        if self.failed:
+            self.fail(f"an earlier step failed: {self.failed}")
+        type(self).failed = test.__name__
+        test(self)
+        type(self).failed = None
+    return after_the_others
+
+
 class InstallationTest(unittest.TestCase):
     """One life of an installation; the tests run in the order of their names and build on each other."""
 
     maxDiff = None
+    # The step that has failed or is under way.
+    failed = None
     # Beside what the packages hold: a document of the administrator's, and what dpkg has put beside two others.
     OTHERS = {f"{CONFIG}/own.xml", f"{CONFIG}/client.xml.dpkg-dist", f"{CONFIG}/user.xml.dpkg-dist"}
 
@@ -160,10 +208,12 @@ class InstallationTest(unittest.TestCase):
     def all_files(self):
         return files("tolm-console") | files("tolm") | files("tolm-doc")
 
+    @step
     def test_1_the_version_before_is_installed_file_by_file(self):
         self.install(self.before)
         self.assertEqual(self.added(), self.all_files())
 
+    @step
     def test_2_a_user_gathers_a_bundle(self):
         # What the samples ask for may be missing from so small a system; the bundle tells that.
         result = in_root("tmtolm collect --bundle /home/tester/own.zip", user="tester")
@@ -173,22 +223,17 @@ class InstallationTest(unittest.TestCase):
         self.assertIn("System/uname_result.txt", listing)
         self.assertEqual(self.added(), self.all_files())
 
+    @step
     def test_3_the_program_is_found_by_its_name(self):
         self.assertEqual(in_root("readlink -f /usr/bin/tmtolm").stdout.strip(), f"{PREFIX}/bin/tmtolm")
 
+    @step
     def test_4_the_wizard_opens_its_window_and_gathers(self):
-        # Return presses the button that has the focus, Run.
-        script = ("Xvfb :7 -screen 0 1024x768x24 -nolisten tcp >/tmp/xvfb.log 2>&1 & "
-                  "export DISPLAY=:7 LC_ALL=C.UTF-8; sleep 2; "
-                  f"{PREFIX}/bin/tmtolmui >/tmp/wizard.log 2>&1 & "
-                  "window=$(timeout 60 xdotool search --sync --onlyvisible --class tmtolmui | head -n 1); "
-                  'xdotool windowfocus "$window"; sleep 1; xdotool key --window "$window" Return; '
-                  "for i in $(seq 1 120); do ls /home/tester/Desktop/*.zip 2>/dev/null && break; sleep 1; done; "
-                  "cat /tmp/wizard.log")
-        result = in_root(script, user="tester", timeout=300)
+        result = in_root(WIZARD, user="tester", timeout=900)
         self.assertRegex(result.stdout, r"/home/tester/Desktop/TOLMBundle_\d{4}_\d{4}\.zip", result.stdout)
         self.assertEqual(self.added(), self.all_files())
 
+    @step
     def test_5_an_upgrade_keeps_what_was_changed_and_takes_what_was_not(self):
         # Both have changed it: the administrator, and the new version.
         changed = pathlib.Path(f"{ROOT}{CONFIG}/client.xml")
@@ -211,15 +256,18 @@ class InstallationTest(unittest.TestCase):
         self.assertNotIn("Older", pathlib.Path(f"{ROOT}{CONFIG}/network.xml").read_text(encoding="utf-8"))
         self.assertEqual(self.added(), self.all_files() - {f"{CONFIG}/user.xml"} | self.OTHERS)
 
+    @step
     def test_6_a_removal_leaves_the_documents_alone(self):
         in_root("dpkg --remove tolm tolm-console tolm-doc")
         left = {path for path in self.all_files() if path.startswith(CONFIG)}
         self.assertEqual(self.added(), left - {f"{CONFIG}/user.xml"} | self.OTHERS)
 
+    @step
     def test_7_a_purge_leaves_nothing_but_what_is_not_ours(self):
         in_root("dpkg --purge tolm tolm-console tolm-doc")
         self.assertEqual(self.added(), {f"{CONFIG}/own.xml"})
 
+    @step
     def test_8_without_documents_of_others_a_purge_leaves_nothing_at_all(self):
         shutil.rmtree(f"{ROOT}/opt/halvo")
         self.install(self.names.values())

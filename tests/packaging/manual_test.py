@@ -113,7 +113,7 @@ class WizardManualTest(unittest.TestCase):
                         break
                     signal.sigtimedwait([signal.SIGUSR1], 0.05)
                 child.terminate()
-                return child.wait(timeout=30)
+                return child.wait(timeout=120)
             finally:
                 child.kill()
 
@@ -121,14 +121,14 @@ class WizardManualTest(unittest.TestCase):
         self.assertEqual(self.part("EXIT STATUS").split("\n")[0],
                          "Always 0, unless the window cannot be opened.")
         self.assertEqual(self.opened(), 0)
-        result = run([WIZARD], check=False, timeout=30, env=self.environment())
+        result = run([WIZARD], check=False, timeout=120, env=self.environment())
         self.assertNotEqual(result.returncode, 0)
 
     def test_the_page_tells_the_options(self):
         self.assertEqual(set(re.findall(r"\.Fl (\S+)", self.text)), {"platform"})
         self.assertIn("The wizard has no options of its own.", self.text)
         # That of the toolkit is read, and what would be an option of its own is none.
-        result = run([WIZARD, "-platform", "nowhere"], check=False, timeout=30, env=self.environment())
+        result = run([WIZARD, "-platform", "nowhere"], check=False, timeout=120, env=self.environment())
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("nowhere", result.stdout)
         for option in ("--help", "--version", "--bundle", "--request"):

@@ -15,6 +15,28 @@ from support import PACKAGES, SOURCE, WORK, run
 
 PREFIX = "/opt/halvo/tessarmont"
 
+# Where systems look for what they start by themselves, or ask to be started: at boot, by a clock, at a login, for a
+# device, a network, a message on a bus, a power state, a package that comes.
+STARTED = re.compile("^(" + "|".join((
+    r"(/usr(/local)?)?/(lib|lib64|libexec|share)/systemd/",
+    r"/(etc|run)/(systemd|xdg/systemd)/",
+    r"/usr(/local)?/share/(dbus-1|gnome/autostart|autostart|upstart)/",
+    r"/etc/(dbus-1|xdg/autostart|xdg/plasma-workspace)/",
+    r"(/usr|/etc|/run)?(/lib)?/udev/",
+    r"/etc/(init\.d|init|rc[0-9S]\.d|rc\.local|rc\.boot|inittab|default|xinetd\.d|inetd\.conf)(/|$)",
+    r"/etc/(cron[^/]*|anacrontab)(/|$)",
+    r"/var/spool/(cron|anacron|at)(/|$)",
+    r"/etc/(profile|profile\.d|bash\.bashrc|zsh|fish|csh\.login|environment|environment\.d|X11|skel)(/|$)",
+    r"/etc/(update-motd\.d|logrotate\.d|pam\.d|ld\.so\.preload|ld\.so\.conf\.d|sudoers\.d|polkit-1)(/|$)",
+    r"/etc/(network|NetworkManager|ppp|dhcp|dhcpcd[^/]*|openvpn|wpa_supplicant)(/|$)",
+    r"(/usr)?/lib/(NetworkManager|networkd-dispatcher|pm-utils|environment\.d)/",
+    r"(/usr)?/lib/(modules-load|sysctl|sysusers|binfmt)\.d/",
+    r"/etc/(networkd-dispatcher|acpi|apm|pm|modules|modules-load\.d|sysctl\.d|sysusers\.d|binfmt\.d)(/|$)",
+    r"/usr/share/polkit-1/",
+    r"/etc/(apt|dpkg|kernel|initramfs-tools|grub\.d)/",
+    r"/usr/(lib|share)/(initramfs-tools|kernel)/",
+)) + ")")
+
 
 def package(name):
     found = list(PACKAGES.glob(f"{name}_*.deb"))
@@ -134,8 +156,78 @@ class PackagesTest(unittest.TestCase):
 
     def test_nothing_starts_by_itself(self):
         for name in self.trees:
-            for path in files(name):
-                self.assertNotRegex(path, r"^/(etc|usr)/(lib/)?(systemd|init\.d|cron|xdg/autostart|dbus)")
+            paths = files(name)
+            self.assertGreater(len(paths), 5, name)
+            self.assertEqual([path for path in sorted(paths) if STARTED.search(path)], [], name)
+        # The units are examples, which lie where no manager looks.
+        units = {path for name in self.trees for path in files(name)
+                 if re.search(r"\.(service|timer|socket|path)$", path)}
+        self.assertGreater(len(units), 1)
+        self.assertEqual({path for path in units if not path.startswith("/usr/share/doc/tolm-doc/examples/")}, set())
+
+    def test_what_would_start_by_itself_is_known_by_its_place(self):
+        for path in """
+            /lib/systemd/system/a.service /usr/lib/systemd/system/a.timer /usr/lib/systemd/user/a.service
+            /usr/lib/systemd/system-generators/a /usr/lib/systemd/system-sleep/a
+            /usr/lib/systemd/system-preset/90-a.preset /usr/local/lib/systemd/system/a.service
+            /usr/share/systemd/user/a.service /etc/systemd/system/a.service.d/own.conf
+            /etc/systemd/user/default.target.wants/a.service /etc/xdg/systemd/user/a.service
+            /usr/share/dbus-1/services/a.service /usr/share/dbus-1/system-services/a.service
+            /usr/share/dbus-1/system.d/a.conf /etc/dbus-1/system.d/a.conf /etc/xdg/autostart/a.desktop
+            /usr/share/gnome/autostart/a.desktop /etc/udev/rules.d/90-a.rules /lib/udev/rules.d/90-a.rules
+            /usr/lib/udev/rules.d/90-a.rules /etc/init.d/a /etc/rc2.d/S01a /etc/default/a /etc/cron.d/a
+            /etc/cron.daily/a /etc/cron.hourly/a /etc/cron.weekly/a /etc/cron.monthly/a /etc/crontab /etc/anacrontab
+            /var/spool/cron/crontabs/root /etc/profile.d/a.sh /etc/environment.d/a.conf /etc/skel/.profile
+            /etc/X11/Xsession.d/90a /etc/update-motd.d/90-a /etc/network/if-up.d/a
+            /etc/NetworkManager/dispatcher.d/90-a /usr/lib/NetworkManager/dispatcher.d/90-a
+            /etc/networkd-dispatcher/routable.d/a /usr/lib/networkd-dispatcher/routable.d/a /etc/ppp/ip-up.d/a
+            /etc/dhcp/dhclient-exit-hooks.d/a /etc/acpi/events/a /etc/pm/sleep.d/a /usr/lib/pm-utils/sleep.d/a
+            /usr/lib/environment.d/a.conf /usr/lib/modules-load.d/a.conf /etc/logrotate.d/a /etc/pam.d/a
+            /etc/ld.so.preload /etc/sudoers.d/a /usr/share/polkit-1/actions/a.policy /etc/apt/apt.conf.d/90a
+            /etc/kernel/postinst.d/a /usr/share/initramfs-tools/hooks/a
+        """.split():
+            with self.subTest(path):
+                self.assertRegex(path, STARTED)
+        # And what the packages may have isn't.
+        for path in ("/usr/share/doc/tolm-doc/examples/systemd/tolm-collect.service", f"{PREFIX}/bin/tmtolm",
+                     "/usr/share/applications/a.desktop", "/usr/lib/tmpfiles.d/tolm.conf",
+                     "/usr/share/man/man1/a.1.gz", "/usr/share/fish/vendor_completions.d/a.fish",
+                     "/usr/share/zsh/vendor-completions/_a"):
+            with self.subTest(path):
+                self.assertNotRegex(path, STARTED)
+
+    def test_the_wizard_comes_with_the_console_program_of_its_version(self):
+        def field(name, what):
+            return run(["dpkg-deb", "-f", package(name), what]).stdout.strip()
+        version = field("tolm-console", "Version")
+        self.assertRegex(version, r"^\d+\.\d+\.\d+$")
+        self.assertEqual({field(name, "Version") for name in self.trees}, {version})
+        self.assertIn(f"tolm-console (= {version})", field("tolm", "Depends").split(", "))
+        # The console program brings no desktop to machines without one.
+        self.assertNotRegex(field("tolm-console", "Depends"), r"qt|\btolm\b(?!-)")
+
+    def test_every_translation_and_icon_of_the_tree_is_there(self):
+        listed = (SOURCE / "l10n/CMakeLists.txt").read_text(encoding="utf-8")
+        locales = {name: places.split()
+                   for name, places in re.findall(r"^tolm_translation\((\S+) ([^)]+)\)", listed, re.M)}
+        # Each file has a locale at least, and no other is named.
+        self.assertEqual(set(locales), {path.stem for path in (SOURCE / "l10n").glob("*.po")})
+        self.assertGreater(len(locales), 8)
+        wanted = {f"{PREFIX}/l10n/{locale}/LC_MESSAGES/Tessarmont.mo"
+                  for places in locales.values() for locale in places}
+        self.assertEqual({path for path in files("tolm") if path.startswith(f"{PREFIX}/l10n/")}, wanted)
+        for path in wanted:
+            # Little or big, a language file begins with its number, and holds more than its head.
+            data = (self.trees["tolm"] / path[1:]).read_bytes()
+            self.assertIn(data[:4], (b"\xde\x12\x04\x95", b"\x95\x04\x12\xde"), path)
+            self.assertGreater(len(data), 1000, path)
+        icons = {path.relative_to(SOURCE / "packaging/icons"): path.read_bytes()
+                 for path in (SOURCE / "packaging/icons").rglob("*") if path.is_file()}
+        self.assertGreater(len(icons), 5)
+        here = self.trees["tolm"] / "usr/share/icons"
+        there = {path.relative_to(here): path.read_bytes() for path in here.rglob("*") if path.is_file()}
+        self.assertEqual(set(there), set(icons))
+        self.assertEqual([path for path in icons if there[path] != icons[path]], [])
 
     def test_the_programs_are_hardened(self):
         for program in self.programs():

@@ -1,8 +1,10 @@
 """Runs that nobody stands in front of: names, the status, bundles to public keys.
 
-Runs in a mount namespace of its own, with an empty /opt and /tmp.
+Runs in a mount namespace of its own, with folders of OWN_FOLDERS that are empty.
 """
 
+import contextlib
+import datetime
 import hashlib
 import json
 import os
@@ -24,6 +26,8 @@ from support import SOURCE, TMTOLM, run
 
 CONFIG = pathlib.Path("/opt/halvo/tessarmont/tolm/xml/config")
 PLACE = pathlib.Path("/tmp/place")
+# Where others may read, and a run may write.
+OWN_FOLDERS = ("/opt", "/run", "/tmp", "/var/tmp", "/dev/shm")
 RANDOM_RUNS = int(os.environ.get("TOLM_RANDOM_RUNS", "1000"))
 
 SCHEMA = json.loads((SOURCE / "packaging/schema/collect-status.schema.json").read_text(encoding="utf-8"))
@@ -39,7 +43,7 @@ COMMAND = """<config><configure><title>Out</title></configure>
 </os></tolm></file></config>"""
 
 
-def collect(*arguments, check=None, timeout=60, env=None):
+def collect(*arguments, check=None, timeout=300, env=None):
     result = run([TMTOLM, "collect", *arguments], check=False, timeout=timeout, stderr=subprocess.PIPE,
                  env=dict(os.environ, **(env or {})))
     if check is not None and result.returncode != check:
@@ -130,6 +134,51 @@ class StatusTest(UnattendedCase):
         self.assertEqual(status["bundle"]["sha256"], hashlib.sha256(data).hexdigest())
         self.assertEqual(status["bundle"]["bytes"], len(data))
 
+    def test_what_a_run_has_done_is_told_as_it_was(self):
+        folder = PLACE / "source/folder"
+        (folder / "deep").mkdir(parents=True)
+        (folder / "deep/two.txt").write_text("second\n", encoding="utf-8")
+        line = "sleep 1; printf '%s' 'a & b'; exit 3"
+        text = COMMAND.format(line.replace("&", "&amp;")).replace(
+            "</os>", f"<file_copy_action><action><loc>{folder}</loc></action></file_copy_action></os>")
+        (CONFIG / "out.xml").write_text(text, encoding="utf-8")
+
+        before = datetime.datetime.now(datetime.timezone.utc).replace(microsecond=0)
+        status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", check=0))
+        after = datetime.datetime.now(datetime.timezone.utc)
+
+        self.assertEqual(status["host"], os.uname().nodename)
+        self.assertEqual(status["version"], run([TMTOLM, "--version"]).stdout.split()[-1])
+        start, end = (datetime.datetime.fromisoformat(status[name].replace("Z", "+00:00")) for name in ("start", "end"))
+        self.assertLessEqual(before, start)
+        self.assertLess(start, end)
+        self.assertLessEqual(end, after)
+        # Both times are whole seconds.
+        self.assertLessEqual(abs((end - start).total_seconds() - status["seconds"]), 1.5)
+        self.assertEqual(sorted(status["documents"], key=lambda document: document["path"]), [
+            {"path": str(CONFIG / name), "title": title, "parsed": True,
+             "sha256": hashlib.sha256((CONFIG / name).read_bytes()).hexdigest()}
+            for name, title in (("logs.xml", "Logs"), ("out.xml", "Out"))])
+        items = {item["id"]: item for item in status["items"]}
+        self.assertEqual({(item["id"], item["document"], item["description"]) for item in status["items"]},
+                         {("logs", str(CONFIG / "logs.xml"), "Logs"), ("out", str(CONFIG / "out.xml"), "Output")})
+        self.assertEqual(items["logs"]["commands"], [])
+        self.assertEqual(len(items["out"]["commands"]), 1)
+        command = items["out"]["commands"][0]
+        self.assertEqual((command["line"], command["exit_status"], command["bytes"], command["ended_by_limit"]),
+                         (line, 3, len("a & b"), False))
+        self.assertLessEqual(1, command["seconds"])
+        self.assertLessEqual(command["seconds"], status["seconds"])
+        told = {item["id"]: {file["name"]: (file["bytes"], file["sha256"]) for file in item["files"]}
+                for item in status["items"]}
+        with zipfile.ZipFile(status["bundle"]["path"]) as bundle:
+            stored = {name: bundle.read(name) for name in bundle.namelist() if name != "summary.txt"}
+        sums = {name: (len(data), hashlib.sha256(data).hexdigest()) for name, data in stored.items()}
+        self.assertEqual(stored["Logs/one.log"], b"first\n")
+        self.assertEqual(stored["Out/folder/deep/two.txt"], b"second\n")
+        self.assertEqual(told, {"logs": {"Logs/one.log": sums.pop("Logs/one.log")}, "out": sums})
+        self.assertEqual(len(sums), 2)
+
     def test_a_run_that_fails_has_a_status_too(self):
         (CONFIG / "logs.xml").write_text("<broken", encoding="utf-8")
         status = status_of(collect("--output-dir", PLACE / "out", "--status-json", "-", check=1))
@@ -140,7 +189,7 @@ class StatusTest(UnattendedCase):
     def test_a_command_that_was_ended_is_told(self):
         (CONFIG / "run.xml").write_text(COMMAND.format("echo begun; sleep 600"), encoding="utf-8")
         # On a busy machine the command may not have come up within the first limits.
-        for limit in (1, 4, 16):
+        for limit in (1, 4, 16, 64):
             result = collect("--output-dir", PLACE / "out", "--status-json", "-", "--command-timeout", limit, check=0)
             item = [item for item in status_of(result)["items"] if item["id"] == "out"][0]
             if item["outcome"] == "partial":
@@ -172,7 +221,8 @@ class StatusTest(UnattendedCase):
         (CONFIG / "run.xml").write_text(COMMAND.format("head -c 20000 /dev/zero"), encoding="utf-8")
         # A bundle of so little stays below the limit that files have.
         result = run(["sh", "-c", "trap '' XFSZ; ulimit -f 32; exec \"$@\"", "sh", TMTOLM, "collect", "--bundle",
-                      PLACE / "b.zip", "--status-json", PLACE / "status.json"], check=False, stderr=subprocess.PIPE)
+                      PLACE / "b.zip", "--status-json", PLACE / "status.json"], check=False, timeout=300,
+                     stderr=subprocess.PIPE)
         self.assertEqual(result.returncode, 1, result.stderr)
         status = json.loads((PLACE / "status.json").read_text(encoding="utf-8"))
         jsonschema.validate(status, SCHEMA)
@@ -472,6 +522,31 @@ class RecipientTest(UnattendedCase):
         with zipfile.ZipFile(PLACE / "plain.zip") as bundle:
             self.assertEqual(bundle.read("Logs/one.log"), b"first\n")
 
+    def test_each_of_two_recipients_opens_the_bundle_alone(self):
+        second = self.make_key("second")
+        status = status_of(self.collect("--recipient", self.key, "--recipient", second, "--status-json", "-", check=0))
+        bundle = PLACE / "out" / self.bundles()[0]
+        self.assertRegex(bundle.name, r"\.zip\.gpg$")
+        opened_by = []
+        for name in ("support", "second"):
+            with self.subTest(name):
+                secret = run(["gpg", "--homedir", self.reader, "--batch", "--pinentry-mode", "loopback", "--passphrase",
+                              "", "--armor", "--export-secret-keys", f"={name}"], stderr=subprocess.PIPE).stdout
+                # A home of today that knows of nothing but this one key.
+                home = self.make_home(f"alone-{name}")
+                env = dict(os.environ, GNUPGHOME=str(home))
+                run(["gpg", "--batch", "--quiet", "--import"], input=secret, env=env)
+                keys = run(["gpg", "--batch", "--with-colons", "--list-secret-keys"], env=env,
+                           stderr=subprocess.PIPE).stdout
+                self.assertEqual(len(re.findall("^sec:", keys, re.M)), 1)
+                opened_by += re.findall(r"^sec:.*?^fpr:+(\w+):", keys, re.M | re.S)
+                plain = PLACE / f"{name}.zip"
+                run(["gpg", "--batch", "--quiet", "--output", plain, "--decrypt", bundle], env=env)
+                with zipfile.ZipFile(plain) as archive:
+                    self.assertIsNone(archive.testzip())
+                    self.assertEqual(archive.read("Logs/one.log"), b"first\n")
+        self.assertEqual(sorted(opened_by), sorted(status["bundle"]["recipients"]))
+
     def test_a_fresh_home_does_not_open_it(self):
         self.collect("--recipient", self.key, check=0)
         stranger = self.make_home("stranger")
@@ -527,17 +602,23 @@ class RecipientTest(UnattendedCase):
         self.collect("--recipient", "0123456789ABCDEF0123456789ABCDEF01234567", check=1)
         self.nothing_is_left()
 
-    def test_when_gpg_is_killed_there_is_no_bundle(self):
-        stand_in = pathlib.Path("/tmp/stand-in")
+    @contextlib.contextmanager
+    def stand_in(self, commands):
+        """Puts in front of gpg what carries out `commands` where gpg is called to encrypt."""
+        script = pathlib.Path("/tmp/stand-in")
         shutil.copy("/usr/bin/gpg", "/tmp/real-gpg")
-        stand_in.write_text('#!/bin/sh\ncase " $* " in *" --encrypt "*) printf half; kill -9 $$;; esac\n'
-                            'exec /tmp/real-gpg "$@"\n', encoding="utf-8")
-        stand_in.chmod(0o755)
-        run(["mount", "--bind", stand_in, "/usr/bin/gpg"])
+        script.write_text(f'#!/bin/sh\ncase " $* " in *" --encrypt "*) {commands};; esac\n'
+                          'exec /tmp/real-gpg "$@"\n', encoding="utf-8")
+        script.chmod(0o755)
+        run(["mount", "--bind", script, "/usr/bin/gpg"])
         try:
-            result = self.collect("--recipient", self.key, check=1)
+            yield
         finally:
             run(["umount", "/usr/bin/gpg"])
+
+    def test_when_gpg_is_killed_there_is_no_bundle(self):
+        with self.stand_in("printf half; kill -9 $$"):
+            result = self.collect("--recipient", self.key, check=1)
         self.assertIn("0xFEAF000B", result.stderr)
         self.nothing_is_left()
 
@@ -555,13 +636,18 @@ class RecipientTest(UnattendedCase):
         with subprocess.Popen([TMTOLM, "collect", "--quiet", "--output-dir", PLACE / "out", "--recipient", self.key],
                               env=dict(os.environ, GNUPGHOME="/tmp/homes/none"), start_new_session=True) as child:
             try:
-                for _ in range(600):
+                for _ in range(2400):
                     if run(["pgrep", "-g", str(child.pid), "sleep"], check=False).returncode == 0:
                         break
+                    self.assertIsNone(child.poll(), "the run ended before its command ran")
                     signal.sigtimedwait([signal.SIGUSR1], 0.05)
+                else:
+                    self.fail("the run's command didn't come up")
             finally:
-                os.killpg(child.pid, signal.SIGKILL)
-                child.wait(timeout=30)
+                # A run that has ended before isn't there any more.
+                with contextlib.suppress(ProcessLookupError):
+                    os.killpg(child.pid, signal.SIGKILL)
+                child.wait(timeout=120)
         self.assertEqual(self.bundles(), [])
         # What is left is the work folder and the keys, which are public; both are this user's alone.
         for left in pathlib.Path("/tmp").glob("TOLM_*"):
@@ -569,14 +655,134 @@ class RecipientTest(UnattendedCase):
             self.assertEqual(list(left.glob("**/plain*")), [])
             shutil.rmtree(left)
 
+    @contextlib.contextmanager
+    def run_that_encrypts(self, *arguments):
+        """A run whose gpg stands still in the middle of a message: the run, and the number of that process."""
+        told = PLACE / "encrypting"
+        told.unlink(missing_ok=True)
+        # The second shell has nothing open of the mount, which goes at the end.
+        with self.stand_in(f"printf half; exec sh -c 'echo $$ >{told}; exec sleep 1800'"):
+            with subprocess.Popen([TMTOLM, "collect", "--quiet", "--output-dir", PLACE / "out", "--recipient", self.key,
+                                   *arguments],
+                                  env=dict(os.environ, GNUPGHOME="/tmp/homes/none"), start_new_session=True) as child:
+                try:
+                    for _ in range(6000):
+                        if told.exists() and told.read_text(encoding="utf-8").endswith("\n"):
+                            break
+                        self.assertIsNone(child.poll(), "the run ended before it encrypted")
+                        signal.sigtimedwait([signal.SIGUSR1], 0.05)
+                    else:
+                        self.fail("gpg wasn't called to encrypt")
+                    yield child, int(told.read_text(encoding="utf-8"))
+                finally:
+                    with contextlib.suppress(ProcessLookupError):
+                        os.killpg(child.pid, signal.SIGKILL)
+                    child.wait(timeout=120)
+
+    def held(self, process):
+        """The archives in plain that a process has open, by where they lie."""
+        found = []
+        for descriptor in pathlib.Path(f"/proc/{process}/fd").iterdir():
+            # One may be closed meanwhile.
+            with contextlib.suppress(FileNotFoundError):
+                if stat.S_ISREG(descriptor.stat().st_mode) and descriptor.read_bytes()[:4] == b"PK\3\4":
+                    found.append(os.readlink(descriptor))
+        return found
+
+    @staticmethod
+    def lives(process):
+        """Whether a process is there; one that has ended and that nobody has waited for isn't."""
+        try:
+            text = pathlib.Path(f"/proc/{process}/stat").read_text(encoding="utf-8")
+        except (FileNotFoundError, ProcessLookupError):
+            return False
+        return text.rsplit(") ", 1)[1][0] not in "ZX"
+
+    def everything(self):
+        """What lies in the folders that are this test's own, without what the test itself puts there."""
+        # A lock that a signal's end leaves is in nobody's way.
+        own = {"/run/tolm.lock", "/tmp/stand-in", "/tmp/real-gpg", str(PLACE / "encrypting")}
+        return {os.path.join(folder, name) for root in OWN_FOLDERS for folder, folders, names in os.walk(root)
+                for name in folders + names} - own
+
+    def in_plain(self, secret):
+        """The files that have something of what was gathered, or are archives that anybody can open."""
+        found = set()
+        for path in self.everything() - {str(PLACE / "source/one.log")}:
+            if stat.S_ISREG(os.lstat(path).st_mode):
+                data = pathlib.Path(path).read_bytes()
+                if secret in data or b"PK\3\4" in data[:4096]:
+                    found.add(path)
+        return found
+
+    def seed(self):
+        """Something to gather that lies nowhere else."""
+        secret = f"seed-{random.SystemRandom().getrandbits(128):032x}".encode()
+        (PLACE / "source/one.log").write_bytes(b"of " + secret + b"\n")
+        return secret
+
+    def test_a_run_that_is_killed_while_it_encrypts_leaves_nothing_that_is_plain_where_others_read(self):
+        for more in ([], ["--redact"]):
+            with self.subTest(more):
+                secret = self.seed()
+                with self.run_that_encrypts(*more) as (child, gpg):
+                    # There is an archive in plain, without a name and in this run's hands alone.
+                    self.assertEqual([path.endswith(" (deleted)") for path in self.held(child.pid)], [True])
+                    child.kill()
+                    self.assertEqual(child.wait(timeout=120), -signal.SIGKILL)
+                    # gpg, which lives on, has nothing of it either.
+                    self.assertTrue(self.lives(gpg))
+                    self.assertEqual(self.held(gpg), [])
+                left = [path for path in pathlib.Path("/tmp").iterdir() if path.name.startswith("TOLM_")]
+                self.assertEqual(sorted(path.name[:9] for path in left), ["TOLM_Keys", "TOLM_Temp"])
+                for path in left:
+                    self.assertEqual((stat.S_IMODE(path.stat().st_mode), path.stat().st_uid), (0o700, os.geteuid()))
+                keys, work = sorted(left)
+                # What was gathered lies in the work folder alone.
+                self.assertEqual(self.in_plain(secret), {f"{work}/Logs/one.log"})
+                # And the keys are public ones.
+                self.assertEqual(list((keys / "private-keys-v1.d").iterdir()), [])
+                halves = [PLACE / "out" / name for name in self.bundles()]
+                self.assertEqual([(path.name[0], path.suffix, stat.S_IMODE(path.stat().st_mode)) for path in halves],
+                                 [(".", ".tolm-part", 0o600)])
+                self.assertIn(halves[0].read_bytes(), (b"", b"half"))
+
+                # All of that goes with the next run.
+                self.collect("--recipient", self.key, check=0)
+                self.assertEqual([name[0] != "." and name.endswith(".zip.gpg") for name in self.bundles()], [True])
+                (PLACE / "out" / self.bundles()[0]).unlink()
+                self.nothing_is_left()
+                self.assertEqual(self.in_plain(secret), set())
+
+    def test_a_run_that_a_signal_ends_while_it_encrypts_leaves_nothing(self):
+        for more, number in (([], signal.SIGTERM), (["--redact"], signal.SIGTERM), ([], signal.SIGINT)):
+            with self.subTest(more, number=number):
+                secret = self.seed()
+                before = self.everything()
+                with self.run_that_encrypts(*more) as (child, gpg):
+                    self.assertEqual(len(self.held(child.pid)), 1)
+                    child.send_signal(number)
+                    self.assertEqual(child.wait(timeout=120), -number)
+                    self.assertEqual(self.everything() - before, set())
+                    self.assertEqual(self.in_plain(secret), set())
+                    # Its gpg is ended with it, if not to the same moment.
+                    for _ in range(1200):
+                        if not self.lives(gpg):
+                            break
+                        signal.sigtimedwait([signal.SIGUSR1], 0.05)
+                    else:
+                        self.fail("gpg lives on")
+                self.assertEqual(self.everything() - before, set())
+
 
 if __name__ == "__main__":
     if "TOLM_PRIVATE" not in os.environ:
         if os.geteuid() != 0:
             sys.exit("The tests need root, for a /opt and a /tmp of their own: sudo ./test --all")
+        mounts = "; ".join(f"mount -t tmpfs -o mode={'755' if folder in ('/opt', '/run') else '1777'} tmpfs {folder}"
+                           for folder in OWN_FOLDERS)
         os.environ["TOLM_PRIVATE"] = "1"
         os.environ.setdefault("USER", "root")
         os.execvp("unshare", ["unshare", "--mount", "sh", "-ec",
-                              "mount --make-rprivate /; mount -t tmpfs tmpfs /opt; mount -t tmpfs -o mode=755 tmpfs /run; "
-                              "mount -t tmpfs -o mode=1777 tmpfs /tmp; exec \"$@\"", "sh", sys.executable, *sys.argv])
+                              f"mount --make-rprivate /; {mounts}; exec \"$@\"", "sh", sys.executable, *sys.argv])
     support.main()
