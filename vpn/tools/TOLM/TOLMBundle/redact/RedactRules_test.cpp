@@ -46,11 +46,14 @@ TEST(RedactRulesTest, APatternSeesALineHoweverTheTextIsCut) {
   TextRedactor redactor(keep, standIns, known);
   redactor.useRules(rules);
   std::string out;
-  for (const char c : std::string("ticket 1234\r\nticket 5678\nticket 12 x\nticket 9")) {
+  const std::string text = "ticket 1234\r\nticket 5678\nticket 12 x\nticket 3\rticket 4\r\rticket 9";
+  for (const char c : text) {
     redactor.feed(std::string_view(&c, 1), out);
   }
   redactor.finish(out);
-  EXPECT_THAT(out, MatchesRegex("ticket id-.{10}\r\nticket id-.{10}\nticket 12 x\nticket id-.{10}"));
+  EXPECT_THAT(out, MatchesRegex("ticket id-.{10}\r\nticket id-.{10}\nticket 12 x\n"
+                                "ticket id-.{10}\rticket id-.{10}\r\rticket id-.{10}"));
+  EXPECT_EQ(out, redactor.redact(text));
 }
 
 TEST(RedactRulesTest, ANameIsReplacedWhereverItStandsAsAWord) {

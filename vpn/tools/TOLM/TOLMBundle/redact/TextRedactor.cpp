@@ -16,6 +16,20 @@ constexpr std::size_t kShortRun = 64;
 constexpr std::size_t kShortestBase64 = 16;
 constexpr std::size_t kShortestPlainToken = 20;
 
+// How much of `text` belongs to the line `begun`, with its end. What a '\r' at the end of all is tells what
+// comes behind it.
+std::size_t sizeOfLine(std::string_view begun, std::string_view text) {
+  if (begun.ends_with('\r') && !text.empty() && text.front() != '\n') {
+    return 0;
+  }
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\n' || (text[i] == '\r' && i + 1 < text.size() && text[i + 1] != '\n')) {
+      return i + 1;
+    }
+  }
+  return text.size();
+}
+
 }  // namespace
 
 TextRedactor::TextRedactor(const RedactKeep& keep, StandIns& standIns, const KnownNames& known)
@@ -46,12 +60,12 @@ void TextRedactor::feedPieces(std::string_view text, std::string& out) {
 
 void TextRedactor::feedLines(std::string_view text, std::string& out, bool isLast) {
   while (!text.empty() || (isLast && !m_strLine.empty())) {
-    const std::size_t end = text.find('\n');
-    const std::size_t wanted = end == std::string_view::npos ? text.size() : end + 1;
+    const std::size_t wanted = sizeOfLine(m_strLine, text);
     const std::size_t taken = std::min(wanted, kLongestLine - m_strLine.size());
     m_strLine.append(text.substr(0, taken));
     text.remove_prefix(taken);
-    const bool isWhole = m_strLine.size() == kLongestLine || (!m_strLine.empty() && m_strLine.back() == '\n');
+    const bool isWhole = m_strLine.size() == kLongestLine || m_strLine.ends_with('\n') ||
+                         (m_strLine.ends_with('\r') && !text.empty());
     if (isWhole || (isLast && text.empty())) {
       // Patterns see the line without its end.
       std::size_t size = m_strLine.size();

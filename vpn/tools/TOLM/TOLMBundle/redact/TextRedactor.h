@@ -86,6 +86,7 @@ class TextRedactor {
   Place runEnd(Place begin, unsigned& bits) const;
   Place highEnd(Place begin, Place end, bool& stops) const;
   void see(Place from);
+  void seeLineEnds(Place from);
   Place passEscape(Place slash);
   Place colourEnd(Place bracket) const;
   Place passColour(Place bracket);
@@ -214,8 +215,8 @@ class TextRedactor {
   Place tryBase64(Place begin);
   Place tryArpa(Place begin, Place end);
 
-  // As the finders see it: kSignByte for bytes above 127 that are part of no letter, 0 behind the last, where
-  // a bounded look ahead may begin right before a text's end.
+  // As the finders see it: kSignByte for bytes above 127 that are part of no letter, '\n' for a '\r' that
+  // ends a line alone, 0 behind the last, where a bounded look ahead may begin right before a text's end.
   [[nodiscard]] unsigned char at(Place place) const {
     return place < m_Seen.size() ? static_cast<unsigned char>(m_Seen[place]) : 0;
   }
@@ -225,6 +226,10 @@ class TextRedactor {
   }
   [[nodiscard]] std::string_view text(Place begin, Place end) const {
     return std::string_view(m_Window).substr(begin, end - begin);
+  }
+  // For looks at lines: as at() gives it.
+  [[nodiscard]] std::string_view seen(Place begin, std::size_t size) const {
+    return std::string_view(m_Seen).substr(begin, size);
   }
   [[nodiscard]] std::string_view wordBefore(Place begin) const;
   [[nodiscard]] bool isLineFront(Place begin) const;

@@ -83,11 +83,13 @@ TextRedactor::Place TextRedactor::highEnd(Place begin, Place end, bool& stops) c
 }
 
 // Takes over what came behind `from`. A letter of another script right behind a plain one begins something
-// else: it is seen as a sign.
+// else: it is seen as a sign. A '\r' that no '\n' follows ends a line: bars of progress are written over
+// themselves with it, and old texts have no other end.
 void TextRedactor::see(Place from) {
   // A character may have been cut.
   constexpr std::size_t kLongestCharacter = 4;
-  Place place = from - std::min(from, kLongestCharacter);
+  const Place first = from - std::min(from, kLongestCharacter);
+  Place place = first;
   m_Seen.resize(place);
   m_Seen.append(m_Window, place);
   const std::size_t size = m_Window.size();
@@ -119,6 +121,22 @@ void TextRedactor::see(Place from) {
         look == HighLook::kForeign && front > 0 && isPlainByte(static_cast<unsigned char>(data[front - 1]));
     for (; place < end; ++place) {
       m_Seen[place] = look == HighLook::kSign || isOther ? static_cast<char>(kSignByte) : data[place];
+    }
+  }
+  seeLineEnds(first);
+}
+
+void TextRedactor::seeLineEnds(Place from) {
+  const std::size_t size = m_Seen.size();
+  char* const data = m_Seen.data();
+  for (Place place = from; place < size; ++place) {
+    const void* const found = std::memchr(data + place, '\r', size - place);
+    if (found == nullptr) {
+      return;
+    }
+    place = static_cast<Place>(static_cast<const char*>(found) - data);
+    if (place + 1 == size || data[place + 1] != '\n') {
+      data[place] = '\n';
     }
   }
 }

@@ -122,7 +122,7 @@ void TextRedactor::learnMachine(Place begin, Place end) {
   if (word == "Linux" || word == "Darwin" || word == "FreeBSD") {
     isNumbered = true;
   } else if (word == "hostname" && begin >= 5 && text(begin - 5, begin) == "/etc/" &&
-             std::string_view(m_Window).substr(end, 5) == " <==\n") {
+             seen(end, 5) == " <==\n") {
     first = end + 5;
   } else {
     return;
@@ -206,7 +206,7 @@ TextRedactor::Place TextRedactor::tryExport(Place begin, Place end) {
       !(isSpaceByte(front) || front == '"' || front == '\'' || front == '=' || front == '[')) {
     return begin;
   }
-  std::string_view rest = std::string_view(m_Window).substr(end, kLongestHost);
+  std::string_view rest = seen(end, kLongestHost);
   rest = rest.substr(0, rest.find('\n'));
   const std::string_view line = lineFront(begin);
   const bool isMount =

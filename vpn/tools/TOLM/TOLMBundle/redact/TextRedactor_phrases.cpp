@@ -143,7 +143,7 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
 // "Creating user 'polkitd' (User for polkitd) with UID 996": one of the system's own.
 bool TextRedactor::isSystemAccount(Place quote) const {
   constexpr unsigned kFirstOfPeople = 1000;
-  std::string_view rest = std::string_view(m_Window).substr(quote, 160);
+  std::string_view rest = seen(quote, 160);
   rest = rest.substr(0, rest.find('\n'));
   const std::size_t uid = rest.find("UID ");
   if (uid == std::string_view::npos) {
@@ -178,8 +178,8 @@ TextRedactor::Place TextRedactor::trySearchLine(Place begin, Place place) {
   if ((next != '\n' && next != '\r' && next != 0) || at(end - 1) == '.') {
     return begin;
   }
-  const std::string_view behind = std::string_view(m_Window).substr(end, kNear);
-  const std::string_view ahead = text(begin > kNear ? begin - kNear : 0, begin);
+  const std::string_view behind = seen(end, kNear);
+  const std::string_view ahead = seen(begin - std::min(begin, kNear), std::min(begin, kNear));
   bool isSettings = false;
   for (const std::string_view name : {"nameserver ", "search ", "domain ", "options "}) {
     const std::string line = "\n" + std::string(name);
@@ -268,7 +268,7 @@ TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& valu
       all.substr(0, colon).find_first_of(" \t/=,;()<>{}$%") != std::string_view::npos) {
     return begin;
   }
-  std::string_view line = text(option > kNear ? option - kNear : 0, option);
+  std::string_view line = seen(option - std::min(option, kNear), std::min(option, kNear));
   line = line.substr(line.rfind('\n') + 1);
   if (line.find("curl") == std::string_view::npos) {
     // An address, and what stands for one, are of these digits and letters.
@@ -359,7 +359,7 @@ bool TextRedactor::isFlagOfUser(Place begin, Place value) const {
   static constexpr std::array<std::string_view, 12> kWords = {
       "option", "flag", "switch", "mode", "session", "manager", "units", "instance", "and", "or", "is", "to"};
   constexpr std::size_t kNear = 120;
-  std::string_view line = text(begin > kNear ? begin - kNear : 0, begin);
+  std::string_view line = seen(begin - std::min(begin, kNear), std::min(begin, kNear));
   line = line.substr(line.rfind('\n') + 1);
   for (const std::string_view program : kPrograms) {
     if (line.find(program) != std::string_view::npos) {

@@ -84,7 +84,7 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   const std::string_view secret = text(begin, end);
   if (!isOpen && secret.size() >= kShortestKnownSecret &&
       secret.find_first_of("0123456789") != std::string_view::npos &&
-      secret.find('\n') == std::string_view::npos) {
+      secret.find_first_of("\r\n") == std::string_view::npos) {
     found(RedactKind::kSecret, secret);
   }
   if (isOpen) {
@@ -192,7 +192,7 @@ TextRedactor::Place TextRedactor::tryKeyLines(Place begin, Place end) {
   const unsigned lines = takeNumber(place, 3);
   // Line ends may be written out, as in JSON.
   const auto lineEnd = [this](Place from) -> std::size_t {
-    const std::string_view rest = std::string_view(m_Window).substr(from, 4);
+    const std::string_view rest = seen(from, 4);
     for (const std::string_view ending : {"\n", "\r\n", "\\n", "\\r\\n"}) {
       if (rest.starts_with(ending)) {
         return ending.size();
@@ -243,7 +243,7 @@ TextRedactor::Place TextRedactor::tryPemTail(Place begin) {
   }
   if (place - begin < kShortestPemRun) {
     // "REDACTED-----END": all in one line. The last line in front of it may be short.
-    std::string_view behind = std::string_view(m_Window).substr(place, kLongestBehind);
+    std::string_view behind = seen(place, kLongestBehind);
     m_nPemLines = isKeyEnd(behind) ? 0 : m_nPemLines;
     const bool isLine = behind.starts_with('\n') || behind.starts_with("\r\n");
     behind.remove_prefix(isLine ? behind.find('\n') + 1 : 0);

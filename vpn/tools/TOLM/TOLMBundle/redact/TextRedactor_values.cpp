@@ -478,7 +478,7 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
 bool TextRedactor::hasLineForItself(Place value) const {
   constexpr std::size_t kLongestBefore = 40;
   const Place reach = value > 2 * kLongestBefore ? value - 2 * kLongestBefore : 0;
-  const std::string_view before = text(reach, value);
+  const std::string_view before = seen(reach, value - reach);
   const std::size_t lineEnd = before.rfind('\n');
   if (lineEnd == std::string_view::npos && reach > 0) {
     return false;

@@ -51,9 +51,9 @@ bool isPrivate(std::string_view address) {
 
 // What stands in the line in front of `begin`.
 std::string_view TextRedactor::lineFront(Place begin) const {
-  const std::string_view front = text(begin - std::min(begin, kLongestLineFront), begin);
-  const std::size_t lineEnd = front.rfind('\n');
-  return lineEnd == std::string_view::npos ? front : front.substr(lineEnd + 1);
+  const Place reach = begin - std::min(begin, kLongestLineFront);
+  const std::size_t lineEnd = seen(reach, begin - reach).rfind('\n');
+  return text(lineEnd == std::string_view::npos ? reach : reach + lineEnd + 1, begin);
 }
 
 // Whether nothing but blanks stands there.
