@@ -1,5 +1,6 @@
 #include "vpn/tools/TOLM/TOLMBundle/redact/KeyNames.h"
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <cstddef>
@@ -21,7 +22,7 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"userpass", KeyLook::kSecret},
     {"authpass", KeyLook::kSecret},
     {"smtppass", KeyLook::kSecret},
-    {"pwd", KeyLook::kSecret},
+    {"pwd", KeyLook::kSecretWord},
     {"psk", KeyLook::kSecret},
     {"pw", KeyLook::kSecret},
     {"bindpw", KeyLook::kSecret},
@@ -44,6 +45,13 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"puk", KeyLook::kPersonal},
     {"otp", KeyLook::kPersonal},
     {"totp", KeyLook::kPersonal},
+    {"hotp", KeyLook::kPersonal},
+    {"pin1", KeyLook::kPersonal},
+    {"pin2", KeyLook::kPersonal},
+    {"puk1", KeyLook::kPersonal},
+    {"puk2", KeyLook::kPersonal},
+    {"jwt", KeyLook::kToken},
+    {"bearer", KeyLook::kToken},
     {"user", KeyLook::kUser},
     {"login", KeyLook::kUser},
     {"account", KeyLook::kUser},
@@ -154,7 +162,34 @@ constexpr Ending kEndings[] = {
     {"sessionid", KeyLook::kSecret},
     {"sessid", KeyLook::kSecret},
     {"sessioncookie", KeyLook::kSecret},
-    {"userpwd", KeyLook::kSecret},
+    {"authcookie", KeyLook::kSecret},
+    {"logincookie", KeyLook::kSecret},
+    {"ssocookie", KeyLook::kSecret},
+    {"vpncookie", KeyLook::kSecret},
+    {"cookie", KeyLook::kToken},
+    {"pwd", KeyLook::kSecretWord},
+    {"passkey", KeyLook::kSecret},
+    {"motdepasse", KeyLook::kSecret},
+    {"adminpass", KeyLook::kSecretWord},
+    {"certpass", KeyLook::kSecretWord},
+    {"keypass", KeyLook::kSecretWord},
+    {"loginpass", KeyLook::kSecretWord},
+    {"proxypass", KeyLook::kSecretWord},
+    {"rootpass", KeyLook::kSecretWord},
+    {"sqlpass", KeyLook::kSecretWord},
+    {"storepass", KeyLook::kSecretWord},
+    {"vpnpass", KeyLook::kSecretWord},
+    {"cardpin", KeyLook::kPersonal},
+    {"simpin", KeyLook::kPersonal},
+    {"tokenpin", KeyLook::kPersonal},
+    {"userpin", KeyLook::kPersonal},
+    {"simpuk", KeyLook::kPersonal},
+    {"mfacode", KeyLook::kPersonal},
+    {"onetimecode", KeyLook::kPersonal},
+    {"otpcode", KeyLook::kPersonal},
+    {"pincode", KeyLook::kPersonal},
+    {"smscode", KeyLook::kPersonal},
+    {"verificationcode", KeyLook::kPersonal},
     {"username", KeyLook::kUser},
     {"logname", KeyLook::kUser},
     {"loginname", KeyLook::kUser},
@@ -278,6 +313,27 @@ KeyLook lookOf(std::string_view key) {
   return KeyLook::kNone;
 }
 
+// "cert-pass", "admin_pass", "certPass", whatever stands in front, but no word that only ends so ("bypass"),
+// and no pass of a program's or a filter's. `key` in small letters without signs is `own`.
+bool isPass(std::string_view key, std::string_view own) {
+  static constexpr std::string_view kOthers[] = {
+      "by",    "low",  "high",  "band",   "all",    "first", "second", "third", "last", "next",
+      "final", "full", "multi", "single", "render", "num",   "max",    "opt",   "test", "tests",
+      "did",   "is",   "can",   "must",   "one",    "two",   "per",    "each",  "auto"};
+  constexpr std::string_view kPass = "pass";
+  if (!own.ends_with(kPass) || key.size() < own.size() || own.size() <= kPass.size()) {
+    return false;
+  }
+  const char first = key[key.size() - kPass.size()];
+  const char before = key[key.size() - kPass.size() - 1];
+  const bool isWord =
+      before == '-' || before == '_' || before == '.' ||
+      (first == 'P' && ((before >= 'a' && before <= 'z') || (before >= '0' && before <= '9')));
+  const std::string_view front = own.substr(0, own.size() - kPass.size());
+  return isWord && std::none_of(std::begin(kOthers), std::end(kOthers),
+                                [front](std::string_view other) { return front.ends_with(other); });
+}
+
 std::size_t lastTwo(std::string_view key) {
   return (static_cast<unsigned char>(key[key.size() - 2]) & 31U) << 5U |
          (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
@@ -316,7 +372,8 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   }
   std::string own;
   appendNormal(key, own);
-  const KeyLook look = lookOf(own);
+  KeyLook look = lookOf(own);
+  look = look == KeyLook::kNone && isPass(key, own) ? KeyLook::kSecretWord : look;
   if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe) || before.empty() ||
       before.size() > kLongestKey) {
     return look;

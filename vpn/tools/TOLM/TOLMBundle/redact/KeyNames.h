@@ -16,7 +16,9 @@ enum class KeyLook {
   kSecretItem,  // up to the comma that separates it from what is no part of it
   kSecretList,  // passwords: what stands in a list goes
   kMessage,     // of a login, in Base64: goes whole, and a sentence about it stays
-  kPersonal,    // PIN and the like: a short number goes
+  kSecretWord,  // -pass, pwd: the value goes unless it is a count, a path or a URL
+  kToken,       // cookies and the like, words that others have too: what looks like a token goes
+  kPersonal,    // PIN and the like: a short number goes, or letters and digits
   kUser,
   kUserMaybe,   // behind "=" or in quotes
   kUserPass,    // a name and a password on a line each

@@ -197,6 +197,7 @@ class TextRedactor {
 
   // TextRedactor_secrets.cpp
   static bool saysNothing(std::string_view value);
+  bool isNoSecret(KeyLook look, const Value& value, std::string_view all) const;
   Place takeSecret(const Value& value);
   Place takeSecretList(Place begin);
   Place tryPem(Place begin);

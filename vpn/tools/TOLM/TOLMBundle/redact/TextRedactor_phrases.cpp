@@ -230,8 +230,9 @@ TextRedactor::Place TextRedactor::tryRemoteLine(Place begin, Place place) {
 // "--user jane", "--password hunter2".
 TextRedactor::Place TextRedactor::tryOption(Place begin, Place end, Place place) {
   const KeyLook look = keyLook({}, text(begin, end));
-  if ((look != KeyLook::kSecret && look != KeyLook::kUser) ||
-      (look == KeyLook::kUser && isFlagOfUser(begin, place))) {
+  const bool isSecret = look == KeyLook::kSecret || look == KeyLook::kSecretWord || look == KeyLook::kToken ||
+                        look == KeyLook::kPersonal;
+  if ((!isSecret && look != KeyLook::kUser) || (look == KeyLook::kUser && isFlagOfUser(begin, place))) {
     return begin;
   }
   const Value value = bareOrQuoted(place);

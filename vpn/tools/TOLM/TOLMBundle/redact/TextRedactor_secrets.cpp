@@ -21,6 +21,17 @@ bool isPemByte(unsigned char c) {
          c == '\\' || c == '-' || c == '#' || c == '.';
 }
 
+// What begins with '/' and ends so is a key more likely than a path.
+bool isPaddedBase64(std::string_view text) {
+  constexpr std::size_t kShortest = 16;
+  const std::string_view digits = text.substr(0, text.find('='));
+  return digits.size() < text.size() && text.size() >= kShortest && text.size() % 4 == 0 &&
+         text.find_first_not_of('=', digits.size()) == std::string_view::npos &&
+         std::all_of(digits.begin(), digits.end(), [](char c) {
+           return isPlainByte(static_cast<unsigned char>(c)) || c == '+' || c == '/';
+         });
+}
+
 // The line behind a key.
 bool isKeyEnd(std::string_view text) {
   return isSame(text.substr(0, 8), "-----end") || text.starts_with("---- END");
@@ -59,6 +70,52 @@ bool TextRedactor::saysNothing(std::string_view value) {
     small.pop_back();
   }
   return value.size() <= 16 && words.contains(small);
+}
+
+// Of names that others have too: "render_pass=2", "PWD=/home/jane", "bearer: connected", "pin: 4 (gpio)",
+// "otp: device 5a0f1 found". What stands for a name is no secret of the look's.
+bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view all) const {
+  constexpr std::size_t kLongestCount = 2;
+  constexpr std::size_t kShortestToken = 8;
+  constexpr std::size_t kShortestNumber = 4;
+  constexpr std::size_t kLongestNumber = 12;
+  constexpr std::size_t kShortestCode = 5;
+  constexpr std::size_t kLongestCode = 64;
+  constexpr std::string_view kDigits = "0123456789";
+  const bool isNumber = all.find_first_not_of(kDigits) == std::string_view::npos;
+  const bool hasDigit = all.find_first_of(kDigits) != std::string_view::npos;
+  switch (look) {
+    case KeyLook::kSecret:
+      // privatekey=/etc/ssl/key.pem, but not "PrivateKey = /AnzTF...=".
+      return all.starts_with('/') && value.ending == Ending::kWord && !isPaddedBase64(all);
+    case KeyLook::kSecretWord: {
+      const bool isDrive = all.size() > 2 && all[1] == ':' && (all[2] == '\\' || all[2] == '/');
+      return (isNumber && all.size() <= kLongestCount) || isDrive || all.starts_with('/') ||
+             all.starts_with('~') || all.substr(0, kLongestBehind).find("://") != std::string_view::npos;
+    }
+    case KeyLook::kToken:
+      // An address is made of these, and what stands for it may be longer.
+      return all.size() < kShortestToken || !hasDigit || isNumber || all.starts_with('/') ||
+             all.starts_with("0x") || all.find_first_of(" \t") != std::string_view::npos ||
+             (all.find_first_of(".:") != std::string_view::npos &&
+              all.find_first_not_of("0123456789abcdefABCDEF.:") == std::string_view::npos) ||
+             holdsStandIn(all);
+    case KeyLook::kPersonal: {
+      if (isNumber) {
+        return all.size() < kShortestNumber || all.size() > kLongestNumber;
+      }
+      const bool isCode = all.size() >= kShortestCode && all.size() <= kLongestCode && hasDigit &&
+                          !isSame(all.substr(0, 4), "gpio") && !all.starts_with("0x") &&
+                          std::all_of(all.begin(), all.end(), [](char c) {
+                            return isPlainByte(static_cast<unsigned char>(c)) || c == '-';
+                          });
+      const bool isSentence = value.isColon && value.ending == Ending::kWord && !value.wasQuoted &&
+                              isBlankByte(at(value.begin + all.size()));
+      return !isCode || isSentence || holdsStandIn(all);
+    }
+    default:
+      return false;
+  }
 }
 
 TextRedactor::Place TextRedactor::takeSecret(const Value& value) {

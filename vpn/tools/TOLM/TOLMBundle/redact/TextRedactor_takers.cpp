@@ -46,15 +46,12 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
         });
     return isMessage && !holdsStandIn(all) ? takeSecret(value) : value.begin;
   }
-  if (look == KeyLook::kSecret || look == KeyLook::kPersonal) {
+  if (look == KeyLook::kSecret || look == KeyLook::kSecretWord || look == KeyLook::kToken ||
+      look == KeyLook::kPersonal) {
     const Place end = valueEnd(value);
     const std::string_view all = text(value.begin, end);
-    if (look == KeyLook::kPersonal && (all.size() < 4 || all.size() > 12 ||
-                                       all.find_first_not_of("0123456789") != std::string_view::npos)) {
+    if (isNoSecret(look, value, all)) {
       return value.begin;
-    }
-    if (look == KeyLook::kSecret && all.starts_with('/') && isBare) {
-      return value.begin;  // PWD=/home/jane, key=/etc/ssl/key.pem
     }
     // The value may hold blanks then.
     if (isBare && value.isColon && !value.wasQuoted && !saysNothing(all) && hasLineForItself(value.begin)) {

@@ -9,6 +9,7 @@
 namespace halvo {
 namespace {
 
+using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
 using ::testing::EndsWith;
@@ -57,6 +58,8 @@ TEST(RedactSecretTest, KeysOfWirelessNetworksAndTunnelsGo) {
   EXPECT_EQ("PrivateKey = REDACTED", redacted("PrivateKey = yAnz5TF+lXXJte14tji3zlMNq+hd2rYUIgJBgB3fBmk="));
   EXPECT_EQ("PresharedKey=REDACTED", redacted("PresharedKey=yAnz5TF+lXXJte14tji3zlMNq+hd2rYUIgJBgB3fBmk="));
   EXPECT_EQ("Pre-Shared Key: REDACTED", redacted("Pre-Shared Key: hunter2"));
+  EXPECT_EQ("PrivateKey = REDACTED", redacted("PrivateKey = /AnzTF+lXXJte14tji3zlMNq/hd2rYUIgJBgB3fBmk0="));
+  EXPECT_EQ("PrivateKey = /opt/keys/key=", redacted("PrivateKey = /opt/keys/key="));
 }
 
 TEST(RedactSecretTest, HeadersAndCookiesGo) {
@@ -110,6 +113,79 @@ TEST(RedactSecretTest, CertificatesGoUnlessKeptAndPublicKeysStay) {
   EXPECT_EQ(certificate, redacted(certificate, keep));
   const std::string open = "-----BEGIN PUBLIC KEY-----\n" + std::string(kBody) + "-----END PUBLIC KEY-----\n";
   EXPECT_EQ(open, redacted(open));
+}
+
+// Each with what looks like it and stays.
+TEST(RedactSecretTest, ValuesBehindNamesThatAreNotSecretsAloneGoWhereTheyLookLikeOne) {
+  test::expectRows({
+      {"cert-pass=hunter", "cert-pass=REDACTED"},
+      {"vpn-pass: correct horse", "vpn-pass: REDACTED"},
+      {"<proxy-pass>hunter</proxy-pass>", "<proxy-pass>REDACTED</proxy-pass>"},
+      {"{\"admin_pass\": \"hunter\"}", "{\"admin_pass\": \"REDACTED\"}"},
+      {"smtp.pass=hunter", "smtp.pass=REDACTED"},
+      {"adminPass = hunter", "adminPass = REDACTED"},
+      {"keypass=hunter storepass=hunter2", "keypass=REDACTED storepass=REDACTED"},
+      {"x --cert-pass hunter y", "x --cert-pass REDACTED y"},
+      {"mysql_pwd=hunter", "mysql_pwd=REDACTED"},
+      {"MYSQL_PWD=\"a b\"", "MYSQL_PWD=\"REDACTED\""},
+      {"oldpwd=hunter", "oldpwd=REDACTED"},
+      {"passkey=271828", "passkey=REDACTED"},
+      {"pin=4711", "pin=REDACTED"},
+      {"PIN: 47ab11", "PIN: REDACTED"},
+      {"sim-pin=47ab11", "sim-pin=REDACTED"},
+      {"puk=12345678", "puk=REDACTED"},
+      {"otp=8F3K2Q", "otp=REDACTED"},
+      {"totp: 271828", "totp: REDACTED"},
+      {"\"otp\": \"abc-271-828\",", "\"otp\": \"REDACTED\","},
+      {"mfa_code=271828", "mfa_code=REDACTED"},
+      {"Verification code: 271828", "Verification code: REDACTED"},
+      {"x --otp 271828 y", "x --otp REDACTED y"},
+      {"jwt=abcdef12.x-y_z", "jwt=REDACTED"},
+      {"bearer=\"abcdef12\"", "bearer=\"REDACTED\""},
+      {"webvpn_cookie=1234@5678@AB@CD", "webvpn_cookie=REDACTED"},
+      {"vpn-cookie: hunter", "vpn-cookie: REDACTED"},
+      {"portal_cookie=abcdef12; x", "portal_cookie=REDACTED; x"},
+  });
+  expectStays({"cert-pass-flags=4",
+               "PWD=/opt/x",
+               "PWD=\"/opt/x\"",
+               "OLDPWD='/opt/x'",
+               "PWD=C:\\x",
+               "pass 3 of 4",
+               "tests: 12 pass",
+               "bypass=true",
+               "no_bypass=list",
+               "compass: north",
+               "encompass=all",
+               "passed=12",
+               "multi-pass=fast",
+               "first_pass: slow",
+               "render_pass=2",
+               "x_pass=2",
+               "proxy_pass: http://127.0.0.1:80",
+               "numPass=many",
+               "dkim=pass",
+               "pin: 4 (gpio)",
+               "pin=12",
+               "pin: GPIO17",
+               "pin=PA12",
+               "pin: 0x1f00",
+               "otp: device 5a0f1 found",
+               "otp: rev2b0 loaded",
+               "otp: locked",
+               "puk: 10",
+               "sim-pin (3), sim-puk (10)",
+               "mfa_code=ok",
+               "error code: 271828",
+               "jwt: malformed",
+               "jwt=RS256",
+               "bearer: connected",
+               "bearer=/org/freedesktop/ModemManager1/Bearer/0",
+               "bearer: \"/org/freedesktop/ModemManager1/Bearer/10\"",
+               "dhcp_cookie=63:82:53:63",
+               "tcp_cookie: 0x12345678",
+               "net.ipv4.tcp_syncookies=1",
+               "syn_cookie: enabled"});
 }
 
 TEST(RedactSecretTest, WhatSaysNothingOfASecretStays) {
