@@ -179,6 +179,7 @@ std::string BundleRedactor::onAllProcessors(Work work) {
 std::string BundleRedactor::run() {
   const std::vector<BundleEntryInfo>& entries = m_rIn.entries();
   m_Entries.resize(entries.size());
+  m_strTop = topFolder();
   for (std::size_t i = 0; i < entries.size(); ++i) {
     Entry& entry = m_Entries[i];
     if (!entries[i].fault.empty()) {
@@ -313,11 +314,12 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
   redactor.finish(none);
   if (!test.isText()) {
     entry.state = State::kBinary;
-  } else if (name == kRedactionEntry && !front.empty() &&
+  } else if ((name == kRedactionEntry || name == m_strTop + kRedactionEntry) && !front.empty() &&
              std::string_view(kReportFront).substr(0, kFrontLength) == front &&
              m_rIn.entries()[index].size <= kLongestSummary) {
     entry.state = State::kReport;
-  } else if (isSummary(front) && name.find('/') == std::string::npos &&
+  } else if (isSummary(front) && name.starts_with(m_strTop) &&
+             name.find('/', m_strTop.size()) == std::string::npos &&
              m_rIn.entries()[index].size <= kLongestSummary) {
     entry.state = State::kSummary;
   }

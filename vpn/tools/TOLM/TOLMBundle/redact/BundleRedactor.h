@@ -111,6 +111,7 @@ class BundleRedactor {
   void learnHost(const std::string& host, NameCollector& names) const;
   std::string secondWalk();
   std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool);
+  [[nodiscard]] std::string topFolder() const;
   std::string redactSummary();
   std::string readWhole(std::size_t index, std::string& text) const;
   void redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched);
@@ -134,6 +135,7 @@ class BundleRedactor {
   std::vector<Entry> m_Entries;
   std::vector<std::size_t> m_Order;  // large ones first
   std::vector<Spool> m_Spools;
+  std::string m_strTop;                        // the folder in which all entries lie, or nothing
   std::map<std::string, Namesakes> m_ByName;   // by the name as the summary breaks it
   std::map<std::string, Namesakes> m_ByPlace;  // by the folder and that name
   std::string m_strSummary;

@@ -192,6 +192,37 @@ TEST_F(BundleRedactorTest, TheSummaryIsRedactedThroughItsBrokenCells) {
   EXPECT_THAT(texts[1].second, Not(HasSubstr("jane")));
 }
 
+// Unpacked, and packed again as a folder.
+TEST_F(BundleRedactorTest, TheSummaryIsOneInAFolderAboveEverythingToo) {
+  const std::string name = "jane.doe-on-janes-laptop-of-acme.log";
+  const std::string text = "user=jane.doe hostname=janes-laptop-of-acme";
+  for (const std::string top : {"TOLMBundle_0315/", "of/TOLMBundle_0315/"}) {
+    const BundleTexts texts = redacted({{top, ""},
+                                        {top + "Other/" + name, "x"},
+                                        {top + "Logs/" + name, text},
+                                        {top + "summary.txt", summaryOf({row("agent", name, "43 bytes")})}});
+    ASSERT_EQ(5U, texts.size());
+    const Summary summary = readSummary(texts[3].second);
+    EXPECT_EQ("", summary.fault);
+    EXPECT_THAT(summary.user, MatchesRegex("user-.{10}"));
+    const SummaryRow& first = summary.sections[0].included[0];
+    EXPECT_EQ(wrappedKey(texts[2].first.substr(top.size() + 5), kSummaryNameWidth), first.nameKey);
+    EXPECT_EQ(std::to_string(texts[2].second.size()) + " bytes", first.last) << "not the other folder's";
+    EXPECT_THAT(texts[3].second, Not(HasSubstr("jane")));
+    EXPECT_EQ(texts, redacted(texts));
+    // With the report in the folder.
+    BundleTexts again = texts;
+    again[4].first = top + again[4].first;
+    EXPECT_EQ(again, redacted(again));
+  }
+  // A gathered file that looks like a summary, deeper than the bundle's own.
+  const std::string other = summaryOf({row("agent", name, "43 bytes")});
+  const BundleTexts texts =
+      redacted({{"B/Logs/old.txt", other}, {"B/Logs/" + name, text}, {"B/summary.txt", other}});
+  EXPECT_EQ("", readSummary(texts[2].second).fault);
+  EXPECT_THAT(texts[2].second, Not(HasSubstr("jane")));
+}
+
 TEST_F(BundleRedactorTest, SizesInTheSummaryAreTheNewOnes) {
   const BundleTexts texts =
       redacted({{"Logs/a.log", "10.1.2.3 10.1.2.3"},
