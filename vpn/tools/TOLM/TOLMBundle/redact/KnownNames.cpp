@@ -4,6 +4,7 @@
 #include <functional>
 #include <unordered_set>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
@@ -88,7 +89,7 @@ void NameCollector::add(RedactKind kind, std::string_view name) {
   if (std::none_of(name.begin(), name.end(), [](char c) { return isWordChar(c) && (c < '0' || c > '9'); })) {
     return;
   }
-  const auto [place, isNew] = m_Names.try_emplace(lowered(name), kind);
+  const auto [place, isNew] = m_Names.try_emplace(folded(name), kind);
   if (!isNew && kind < place->second) {
     place->second = kind;  // the same whichever thread came first
   }
@@ -125,9 +126,10 @@ KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) {
       default:
         known.standIn = standIns.label(kind, name);
     }
-    const std::size_t pair = pairOf(static_cast<unsigned char>(name[0]), static_cast<unsigned char>(name[1]));
-    m_Begins.set(pair);
-    m_Sizes[pair].push_back(name.size());
+    for (const std::size_t pair : pairsOf(name)) {
+      m_Begins.set(pair);
+      m_Sizes[pair].push_back(name.size());
+    }
     m_Names.push_back(std::move(known));
   }
   for (std::size_t i = 0; i < m_Names.size(); ++i) {
@@ -138,6 +140,22 @@ KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) {
     std::sort(sizes.begin(), sizes.end(), std::greater<>());
     sizes.erase(std::unique(sizes.begin(), sizes.end()), sizes.end());
   }
+}
+
+// The first two bytes of a name in small letters, and of the same name with a capital beyond ASCII in them.
+std::vector<std::size_t> KnownNames::pairsOf(std::string_view name) {
+  const auto byte = [name](std::size_t place) { return static_cast<unsigned char>(name[place]); };
+  std::vector<std::size_t> pairs = {pairOf(byte(0), byte(1))};
+  const std::size_t place = byte(0) < 128 ? 1 : 0;
+  for (const std::uint16_t other : kUnfolded[foldableAt(name, place)]) {
+    const auto lead = static_cast<unsigned char>(0xc0U | other >> 6U);
+    const auto next = static_cast<unsigned char>(0x80U | (other & 0x3fU));
+    const std::size_t pair = place == 1 ? pairOf(byte(0), lead) : pairOf(lead, next);
+    if (other != 0 && std::find(pairs.begin(), pairs.end(), pair) == pairs.end()) {
+      pairs.push_back(pair);
+    }
+  }
+  return pairs;
 }
 
 KnownNames::Match KnownNames::find(std::string_view text) const {
@@ -151,14 +169,19 @@ KnownNames::Match KnownNames::find(std::string_view text) const {
     return match;
   }
   // One look for every length that a name with this beginning has, so many names cost no more than few.
-  char small[kLongestName] = {};
+  char small[kLongestName + 1] = {};  // a letter of two bytes may begin at the last
   std::size_t filled = 0;
   for (const std::size_t size : sizes->second) {
     if (size > text.size() || (size < text.size() && goesOn(text, size))) {
       continue;
     }
     for (; filled < sizes->second.front() && filled < text.size(); ++filled) {
-      small[filled] = static_cast<char>(lower(static_cast<unsigned char>(text[filled])));
+      const auto c = static_cast<unsigned char>(text[filled]);
+      small[filled] = static_cast<char>(lower(c));
+      if (const char32_t code = c < 128 ? 0 : foldableAt(text, filled); code != 0) {
+        putFolded(code, small + filled);
+        ++filled;
+      }
     }
     const auto place = m_Places.find(std::string_view(small, size));
     if (place != m_Places.end()) {

@@ -72,6 +72,7 @@ class KnownNames {
     std::string standIn;
   };
 
+  static std::vector<std::size_t> pairsOf(std::string_view name);
   static std::size_t pairOf(unsigned char first, unsigned char second) {
     return std::size_t{lower(first)} << 8U | lower(second);
   }

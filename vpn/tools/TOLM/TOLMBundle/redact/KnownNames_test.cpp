@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
 
 namespace halvo {
@@ -29,6 +34,56 @@ TEST_F(KnownNamesTest, TheLongestNameThatEndsWhereAWordEndsIsFound) {
   EXPECT_EQ(0U, found(names, "janet"));
   EXPECT_EQ(4U, found(names, "jane"));
   EXPECT_EQ(0U, found(names, "j"));
+}
+
+// Every letter in one case gives away itself in the other, at a name's front and within it, after an ASCII
+// letter and after another.
+TEST_F(KnownNamesTest, CapitalsBeyondAsciiAreFoundToo) {
+  const std::pair<std::string_view, std::string_view> names[] = {{"jörgmüller", "JÖRGMÜLLER"},
+                                                                 {"öztürk", "ÖZTÜRK"},
+                                                                 {"иванов", "ИВАНОВ"},
+                                                                 {"ярослав", "ЯРОСЛАВ"},
+                                                                 {"ёлкин", "ЁЛКИН"},
+                                                                 {"xюрий", "XЮРИЙ"},
+                                                                 {"łukasz", "ŁUKASZ"},
+                                                                 {"aşçı", "AŞÇı"},
+                                                                 {"ÿvonne", "ŸVONNE"},
+                                                                 {"νίκος", "ΝΊΚΟΣ"},
+                                                                 {"ώρα", "ΏΡΑ"},
+                                                                 {"ŀla", "ĿLA"},
+                                                                 {"їжак", "ЇЖАК"},
+                                                                 {"ӏалам", "ӀАЛАМ"},
+                                                                 {"ђорђе", "ЂОРЂЕ"}};
+  for (const auto& [small, capital] : names) {
+    for (const auto& [known, text] : {std::pair(small, capital), std::pair(capital, small)}) {
+      NameCollector collector;
+      collector.add(RedactKind::kUser, known);
+      EXPECT_EQ(text.size(), found(collector, text)) << known << " " << text;
+      EXPECT_EQ(known.size(), found(collector, std::string(known) + " x")) << known;
+    }
+    EXPECT_EQ(m_StandIns.label(RedactKind::kUser, small), m_StandIns.label(RedactKind::kUser, capital));
+  }
+  NameCollector others;
+  others.add(RedactKind::kUser, "jörg");
+  EXPECT_EQ(0U, found(others, "jørg"));
+  EXPECT_EQ(0U, found(others, "jürg"));
+  EXPECT_EQ(0U, found(others, "j\xf6rg")) << "another encoding";
+  // A name of the greatest length that ends within a letter of two bytes.
+  NameCollector cut;
+  cut.add(RedactKind::kUser, std::string(254, 'x') + "\xc3");
+  EXPECT_EQ(0U, found(cut, std::string(254, 'x') + "ö"));
+}
+
+TEST_F(KnownNamesTest, FoldingKeepsLengthsAndIsDoneOnce) {
+  for (char32_t code = 0x80; code < 0x800; ++code) {
+    const std::string text = {static_cast<char>(0xc0U | code >> 6U),
+                              static_cast<char>(0x80U | (code & 0x3fU))};
+    EXPECT_EQ(text.size(), folded(text).size());
+    EXPECT_EQ(folded(text), folded(folded(text))) << text;
+  }
+  EXPECT_EQ("ok-×ßµ", folded("OK-×ßµ"));
+  EXPECT_EQ("\xc3", folded("\xc3"));
+  EXPECT_EQ("\xc3x", folded("\xc3X"));
 }
 
 TEST_F(KnownNamesTest, CommonShortAndMadeUpNamesAreNotTaken) {

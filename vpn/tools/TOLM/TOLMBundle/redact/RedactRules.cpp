@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
@@ -45,7 +46,7 @@ std::string RedactRules::load(std::string_view text) {
     const std::string where = "line " + std::to_string(number) + ": ";
     const std::string_view verb = takeWord(line);
     if (verb == "keep" && !line.empty()) {
-      m_Kept.insert(lowered(line));
+      m_Kept.insert(folded(line));
       continue;
     }
     if (verb != "find" && verb != "name") {
@@ -86,7 +87,7 @@ void RedactRules::addNames(NameCollector& names) const {
 }
 
 bool RedactRules::keeps(std::string_view text) const {
-  return !m_Kept.empty() && m_Kept.contains(lowered(text));
+  return !m_Kept.empty() && m_Kept.contains(folded(text));
 }
 
 std::string RedactRules::redactLine(std::string_view line, const RedactKeep& keep, StandIns& standIns,

@@ -2,11 +2,13 @@
 
 #include <sys/random.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <new>
 #include <stdexcept>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
@@ -184,7 +186,9 @@ StandIns::StandIns(const RedactKey& key)
       m_Macs(kMacBits) {}
 
 std::uint64_t StandIns::hash(std::uint64_t purpose, std::string_view text) const {
-  return sipHash(m_Key, purpose, text);
+  const bool isAscii =
+      std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 128; });
+  return isAscii ? sipHash(m_Key, purpose, text) : sipHash(m_Key, purpose, folded(text));
 }
 
 std::uint64_t StandIns::hash(std::uint64_t purpose, std::uint64_t number) const {
@@ -373,7 +377,7 @@ void StandIns::remember(RedactKind kind, std::string_view value, std::string_vie
   if (!m_bRecording || value == standIn) {
     return;
   }
-  std::string key = lowered(value);
+  std::string key = folded(value);
   const std::lock_guard<std::mutex> guard(m_Lock);
   m_Pairs.try_emplace({kind, std::move(key)}, standIn);
 }

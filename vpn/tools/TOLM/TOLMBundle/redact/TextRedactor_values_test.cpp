@@ -282,6 +282,15 @@ TEST(RedactTextTest, TheSameValueGetsTheSameStandInEverywhere) {
   EXPECT_THAT(result, EndsWith("\n" + line));
 }
 
+TEST(RedactTextTest, CapitalsBeyondAsciiGetTheSameStandIn) {
+  const std::string result = redacted("user=jörgmüller\nJÖRGMÜLLER\nuser=Иванов\nиванов ИВАНОВ\n");
+  EXPECT_EQ("user={U}\n{U}\nuser={U}\n{U} {U}\n", test::labelled(result));
+  const std::string first = result.substr(5, 15);
+  const std::string second = result.substr(42, 15);
+  EXPECT_EQ("user=" + first + "\n" + first + "\nuser=" + second + "\n" + second + " " + second + "\n",
+            result);
+}
+
 TEST(RedactTextTest, BytesThatAreNothingStayAsTheyAre) {
   std::string text;
   for (int i = 0; i < 256; ++i) {
@@ -350,6 +359,29 @@ TEST(RedactTextTest, RandomTextsAreRedactedOnceAndForAll) {
                                           "$6$",
                                           "+"};
   test::expectDrawnTextsRedactedOnceAndForAll(parts, 20260315, 3000, 23);
+}
+
+TEST(RedactTextTest, RandomLinesAreRedactedOnceAndForAll) {
+  const std::vector<std::string> parts = {"\n",          "\r",
+                                          "\r\n",        "token: ",
+                                          "abc def12",   "Cookie: ",
+                                          "a=b; c=d",    "pin: ",
+                                          "47ab11",      "otp=",
+                                          "jwt=",        "x-pass=",
+                                          "/home/",      "jane.doe",
+                                          " ",           "\"",
+                                          "remote ",     "vpn-7",
+                                          " 1194",       "search ",
+                                          "acme",        "ssid: ",
+                                          "Home Net",    "10.1.2.3",
+                                          "nameserver ", "password: ",
+                                          "hunter2",     "x cookie=",
+                                          "иванов",      "ИВАНОВ",
+                                          "user=",       "JÖRG",
+                                          "jörg",        "host=",
+                                          "gw7.de",      "12",
+                                          "~",           "Mar 15 10:42:07 mbp7 p[1]: "};
+  test::expectDrawnTextsRedactedOnceAndForAll(parts, 20260316, 3000, 17);
 }
 
 }  // namespace
