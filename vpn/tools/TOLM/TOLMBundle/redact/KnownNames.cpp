@@ -29,6 +29,9 @@ const std::unordered_set<std::string_view>& commonWords() {
       "systemd-resolve", "systemd-timesync", "_apt", "uuidd", "tcpdump", "kernoops", "saned",
       "speech-dispatcher", "whoopsie", "lost+found", "linuxbrew", "cups", "cups-browsed", "nm-openvpn",
       "vagrant",
+      // of every hosts file
+      "ip6-localhost", "ip6-loopback", "ip6-localnet", "ip6-mcastprefix", "ip6-allnodes", "ip6-allrouters",
+      "ip6-allhosts", "broadcasthost",
       // words of logs
       "the", "and", "for", "from", "with", "not", "none", "null", "nil", "yes", "true", "false", "off", "any",
       "all", "auto", "test", "tester", "tests", "demo", "local", "localhost", "host", "hostname", "server",
