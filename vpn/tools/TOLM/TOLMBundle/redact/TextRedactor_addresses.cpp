@@ -275,6 +275,9 @@ TextRedactor::Place TextRedactor::tryColons(Place begin) {
       return tryMacColons(rest, last, 6);
     }
   }
+  if (text(begin, last).starts_with("::")) {
+    m_nColonsTried = begin + 2;  // "=::2001:db8::1": what stands behind may be one by itself
+  }
   return begin;
 }
 

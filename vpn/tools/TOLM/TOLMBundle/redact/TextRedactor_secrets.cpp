@@ -15,6 +15,8 @@ constexpr unsigned kPemTailLines = 400;
 constexpr std::size_t kShortestKnownSecret = 8;
 constexpr std::size_t kShortestPemRun = 20;
 constexpr std::size_t kLongestBehind = 24;
+constexpr std::size_t kShortestCrypt = 16;
+constexpr std::size_t kFewestCryptLetters = 10;
 
 bool isPemByte(unsigned char c) {
   return isWordByte(c) || c == '+' || c == '/' || c == '=' || isSpaceByte(c) || c == ':' || c == ',' ||
@@ -323,11 +325,14 @@ TextRedactor::Place TextRedactor::tryCrypt(Place dollar) {
   }
   ++place;
   const Place front = place;
+  std::size_t letters = 0;
   while (place - front < 512 && (isWordByte(at(place)) || at(place) == '/' || at(place) == '.' ||
                                  at(place) == '$' || at(place) == '=' || at(place) == ',')) {
+    letters += isLetterByte(at(place)) ? 1 : 0;
     ++place;
   }
-  if (place - front < 16) {
+  // Of digits and dots alone an address and what stands for it may be, of unlike lengths.
+  if (place - front < kShortestCrypt || letters < kFewestCryptLetters) {
     return dollar;
   }
   replace(dollar, place, RedactKind::kSecret, kSecretMark);
