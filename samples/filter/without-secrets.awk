@@ -97,6 +97,9 @@ function withoutNamedSecrets(line,    start, name, before, after) {
     # The user database of the name service switch isn't a password.
     if (tolower(name) ~ /^passwd:?$/ && after ~ /^:?[ \t]*(files|compat|db|sss|ldap|nis|systemd|winbind)([ \t]|$)/)
       continue
+    # What stands in an element of a property list is a name, and a heading no signature.
+    if ((plist && tolower(name) == "key" && before ~ /<\/?$/) || (name == "SIG" && after ~ /^[ \t]+COREFILE/))
+      continue
     if (name ~ /^[Ss][Ee][Tt]-?[Cc]ookie$|^[Cc]ookie$/ || secretName(name)) {
       if (after ~ /^["']?[ \t]*([:=>]|\\n)|^["']?[ \t]+[^ \t]/ || after ~ /^["']?[ \t]*$/) {
         if (before ~ /<\/?$/ && after !~ /^[ \t]*[ \t]+[A-Za-z_:.-]+[ \t]*=/ && after !~ /^[ \t]*>/)
@@ -212,4 +215,6 @@ block >= 0 {
     print withoutOpaqueWords(kept) separator "(removed)"
   } else
     print withoutOpaqueWords(line)
+  if (tolower($0) ~ /<\/plist>/)
+    plist = nextValue = 0
 }

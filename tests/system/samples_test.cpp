@@ -67,6 +67,9 @@ const std::vector<std::string>& forms() {
       "psk: |\n  SECRET",
       "\tenc cbc(aes) 0xSECRET",
       "<plist><dict><key>Password</key>\n<string>SECRET</string></dict></plist>",
+      "<plist version=\"1.0\"><dict><key>MTU</key><integer>1400</integer>\n<key>Token</key> "
+      "<string>SECRET</string>",
+      "<plist/>\n</plist>\n<key>SECRET</key>",
       "session eyJhbGciOiJIUzI1NiJ9.eyJzdWIiOiJib2IifQ.SECRET",
       "peer yAnz5TF+lXXJte14tji3zlMNq+hd2rYUIgJBgB3SECRET=",
   };
@@ -285,7 +288,10 @@ TEST(WithoutSecretsTest, WhatIsNoSecretStaysToTheByte) {
       "<server address=\"vpn.example\" port=\"443\"/>\n"
       "tcp ESTAB 0 0 10.0.0.5:51234 10.0.0.1:443 users:((\"vpnd\",pid=12,fd=3))\n"
       "net.ipv4.ip_forward = 1\n"
-      "notAfter=Nov 21 10:00:00 2030 GMT\n";
+      "notAfter=Nov 21 10:00:00 2030 GMT\n"
+      "TIME                          PID  UID  GID SIG     COREFILE EXE               SIZE\n"
+      "<plist version=\"1.0\">\n<dict>\n\t<key>Server</key>\n\t<string>vpn.example</string>\n"
+      "\t<key>MTU</key><integer>1400</integer>\n</dict>\n</plist>\n";
   test::RunOptions options;
   options.input = harmless;
 
