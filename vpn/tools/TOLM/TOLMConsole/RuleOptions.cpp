@@ -83,7 +83,8 @@ int RuleOptions::load(RuleSet& rules) const {
     std::vector<RuleFault> faults;
     rules.add(text.str(), faults);
     for (const RuleFault& fault : faults) {
-      status = usageFailure(document + ":" + std::to_string(fault.line) + ": " + fault.text);
+      status = usageFailure(document + ":" + std::to_string(fault.line) + ":" + std::to_string(fault.column) +
+                            ": " + fault.text);
     }
   }
   return status == kExitSuccess && rules.rules().empty() ? usageFailure("there is no rule in what was given")

@@ -151,7 +151,7 @@ TEST_F(CheckRunTest, DocumentsOfRulesAreCheckedAsSuch) {
   EXPECT_THAT(
       check({corpus("rule-fault.xml")}),
       ElementsAre(corpus("rule-fault.xml") +
-                  ":5:1: error: the pattern must capture what is compared, in round brackets [rule-fault]"));
+                  ":5:5: error: the pattern must capture what is compared, in round brackets [rule-fault]"));
 }
 
 TEST_F(CheckRunTest, AFindingNamesFileLineColumnLevelAndRule) {

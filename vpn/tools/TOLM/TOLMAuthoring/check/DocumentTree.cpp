@@ -15,6 +15,7 @@
 
 #include "vpn/Common/Utility/Holders.h"
 #include "vpn/Common/Xml/SaxHolders.h"
+#include "vpn/Common/Xml/SaxPlace.h"
 
 namespace halvo {
 
@@ -77,33 +78,9 @@ std::uint32_t positive(int number) {
   return number < 1 ? 1U : static_cast<std::uint32_t>(number);
 }
 
-// The place of the start tag whose end the parser has just reached. A start tag holds no other "<",
-// so the nearest one behind the reader is its beginning, as long as the parser still holds it.
-Position startTagPosition(xmlParserCtxtPtr context) {
-  const xmlParserInput* const input = context->input;
-  Position place{positive(input->line), positive(input->col)};
-  const xmlChar* const first = input->base;
-  const xmlChar* tag = input->cur;
-  std::uint32_t lineFeeds = 0;
-  std::uint32_t characters = 0;
-  while (tag > first && *tag != '<') {
-    --tag;
-    lineFeeds += *tag == '\n' ? 1 : 0;
-    characters += (*tag & 0xc0) != 0x80 ? 1 : 0;
-  }
-  if (*tag != '<') {
-    return place;
-  }
-  if (lineFeeds == 0) {
-    place.column = place.column > characters ? place.column - characters : 1;
-    return place;
-  }
-  place.line = place.line > lineFeeds ? place.line - lineFeeds : 1;
-  place.column = 1;
-  for (const xmlChar* at = tag; at > first && at[-1] != '\n'; --at) {
-    place.column += (at[-1] & 0xc0) != 0x80 ? 1 : 0;
-  }
-  return place;
+Position startTagPosition(const xmlParserCtxt* context) {
+  const SaxPlace place = startTagPlace(context);
+  return {place.line, place.column};
 }
 
 void stop(Builder& builder, void* context, const std::string& why) {

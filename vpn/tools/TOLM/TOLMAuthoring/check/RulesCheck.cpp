@@ -22,7 +22,7 @@ std::vector<Finding> checkRulesDocument(const std::string& path) {
   rules.add(text.str(), faults);
   std::vector<Finding> findings;
   for (const RuleFault& fault : faults) {
-    findings.push_back({"rule-fault", {fault.line, 1}, fault.text});
+    findings.push_back({"rule-fault", {fault.line, fault.column}, fault.text});
   }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& left, const Finding& right) { return left.position < right.position; });

@@ -1,16 +1,16 @@
 #include "vpn/tools/TOLM/TOLMBundle/findings/Rules.h"
 
 #include <fnmatch.h>
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <locale>
 #include <map>
 #include <optional>
 #include <set>
 #include <sstream>
 #include <utility>
+
+#include "vpn/tools/TOLM/TOLMBundle/findings/RuleXml.h"
 
 namespace halvo {
 
@@ -20,66 +20,10 @@ constexpr std::size_t kLongestDocument = std::size_t{1} << 20U;
 constexpr std::size_t kLongestPattern = 4096;
 constexpr std::size_t kMostRules = 2000;
 constexpr int kDeepest = 16;
+// The schema has the same.
+constexpr char kNumber[] = R"([+\-]?([0-9]{1,15}(\.[0-9]{0,15})?|\.[0-9]{1,15})([eE][+\-]?[0-9]{1,2})?)";
 // What RE2 may take for one pattern.
 constexpr std::int64_t kPatternMemory = std::int64_t{1} << 21U;
-
-std::string textOf(const xmlChar* text) {
-  return text == nullptr ? "" : reinterpret_cast<const char*>(text);
-}
-
-std::string nameOf(const xmlNode* node) {
-  return textOf(node->name);
-}
-
-std::optional<std::string> attributeOf(xmlNode* node, const char* name) {
-  xmlChar* const value = xmlGetNoNsProp(node, reinterpret_cast<const xmlChar*>(name));
-  if (value == nullptr) {
-    return std::nullopt;
-  }
-  std::string text = textOf(value);
-  xmlFree(value);
-  return text;
-}
-
-std::string contentOf(xmlNode* node) {
-  xmlChar* const content = xmlNodeGetContent(node);
-  std::string text = textOf(content);
-  xmlFree(content);
-  return text;
-}
-
-// White space as a blank each run, none at the ends: texts are indented in their documents.
-std::string proseOf(xmlNode* node) {
-  std::istringstream words(contentOf(node));
-  std::string text;
-  for (std::string word; words >> word;) {
-    text += (text.empty() ? "" : " ") + word;
-  }
-  return text;
-}
-
-// The lines of an example, without the indentation that they share and the empty ones around them.
-std::string exampleText(xmlNode* node) {
-  std::istringstream lines(contentOf(node));
-  std::vector<std::string> kept;
-  std::size_t indent = std::string::npos;
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t start = line.find_first_not_of(" \t");
-    if (start == std::string::npos && kept.empty()) {
-      continue;
-    }
-    indent = std::min(indent, start);
-    kept.push_back(start == std::string::npos ? "" : line);
-  }
-  while (!kept.empty() && kept.back().empty()) {
-    kept.pop_back();
-  }
-  std::string text;
-  for (const std::string& line : kept) {
-    text += line.substr(std::min(indent, line.size())) + "\n";
-  }
-  return text;
-}
 
 const std::map<std::string, ConditionKind>& conditionKinds() {
   static const std::map<std::string, ConditionKind> s_Kinds = {
@@ -110,28 +54,25 @@ AllowedAttributes allowedOf(ConditionKind kind) {
   return allowed;
 }
 
+bool isBlank(const std::string& text) {
+  return text.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+// Not by the user's locale, whose numbers may have a comma.
+std::optional<double> numberOf(const std::string& text) {
+  if (!RE2::FullMatch(text, kNumber)) {
+    return std::nullopt;
+  }
+  std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
+  double number = 0;
+  stream >> number;
+  return number;
+}
+
 bool isGroup(ConditionKind kind) {
   return kind == ConditionKind::kAll || kind == ConditionKind::kAny || kind == ConditionKind::kNone;
 }
-
-class Document {
- public:
-  explicit Document(const std::string& xml)
-      : m_pDocument(
-            xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "rules", nullptr,
-                          XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA)) {}
-  ~Document() { xmlFreeDoc(m_pDocument); }
-  Document(const Document&) = delete;
-  Document& operator=(const Document&) = delete;
-  [[nodiscard]] xmlNode* root() const {
-    return m_pDocument == nullptr ? nullptr : xmlDocGetRootElement(m_pDocument);
-  }
-  // A document type may hold entities that grow without end.
-  [[nodiscard]] bool hasType() const { return m_pDocument != nullptr && m_pDocument->intSubset != nullptr; }
-
- private:
-  xmlDoc* m_pDocument;
-};
 
 }  // namespace
 
@@ -162,49 +103,66 @@ class RuleParser {
 
   void parse(const std::string& xml) {
     if (xml.size() > kLongestDocument) {
-      m_rFaults.push_back({1, "the document is longer than 1 MiB"});
+      m_rFaults.push_back({1, 1, "the document is longer than 1 MiB"});
       return;
     }
-    const Document document(xml);
-    if (document.root() == nullptr) {
-      const xmlError* const error = xmlGetLastError();
-      std::string text = error != nullptr && error->message != nullptr ? error->message : "";
-      while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-      }
-      m_rFaults.push_back({error != nullptr && error->line > 0 ? static_cast<unsigned>(error->line) : 1,
-                           "not well-formed XML (" + text + ")"});
+    const RuleDocument document(xml);
+    xmlNode* const root = document.root();
+    if (root == nullptr) {
+      m_rFaults.push_back(
+          {document.where().line, document.where().column, "not well-formed XML (" + document.why() + ")"});
       return;
     }
     if (document.hasType()) {
-      m_rFaults.push_back({1, "a document type has no place in a document of rules"});
+      m_rFaults.push_back({1, 1, "a document type has no place in a document of rules"});
       return;
     }
-    if (nameOf(document.root()) != "rules") {
-      fault(document.root(), "the root is <" + nameOf(document.root()) + "> and not <rules>");
+    if (nameOf(root) != "rules") {
+      fault(root, "the root is <" + nameOf(root) + "> and not <rules>");
       return;
     }
-    for (xmlNode* node = xmlFirstElementChild(document.root()); node != nullptr;
-         node = xmlNextElementSibling(node)) {
+    checkAttributes(root, {});
+    checkNoText(root);
+    for (xmlNode* node = xmlFirstElementChild(root); node != nullptr; node = xmlNextElementSibling(node)) {
       parseRule(node);
     }
   }
 
  private:
   void fault(const xmlNode* node, const std::string& text) {
-    m_rFaults.push_back({static_cast<unsigned>(std::max(1L, xmlGetLineNo(node))), text});
+    const SaxPlace place = RuleDocument::placeOf(node);
+    m_rFaults.push_back({place.line, place.column, text});
   }
 
+  // The element's name is one of this form, and its attributes are among the known ones.
   bool checkAttributes(const xmlNode* node, const std::set<std::string>& known) {
     bool good = true;
+    if (node->ns != nullptr) {
+      fault(node, "<" + nameOf(node) + "> is in a namespace; rules are in none");
+      good = false;
+    }
     for (const xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next) {
-      const std::string name = textOf(attribute->name);
-      if (known.count(name) == 0) {
-        fault(node, "<" + nameOf(node) + "> has no attribute \"" + name + "\"");
+      const std::string name = nameOf(attribute);
+      if (known.count(name) == 0 || attribute->ns != nullptr) {
+        fault(node, "<" + nameOf(node) + "> has no attribute \"" + (attribute->ns != nullptr ? "...:" : "") +
+                        name + "\"");
         good = false;
       }
     }
     return good;
+  }
+
+  void checkNoText(const xmlNode* node) {
+    if (hasOwnText(node)) {
+      fault(node, "<" + nameOf(node) + "> holds text that belongs to none of its elements");
+    }
+  }
+
+  void checkNoChildren(xmlNode* node) {
+    for (xmlNode* child = xmlFirstElementChild(node); child != nullptr;
+         child = xmlNextElementSibling(child)) {
+      fault(child, "<" + nameOf(child) + "> has no place in <" + nameOf(node) + ">");
+    }
   }
 
   void parseRule(xmlNode* node) {
@@ -218,22 +176,27 @@ class RuleParser {
       return;
     }
     checkAttributes(node, {"id", "severity"});
+    checkNoText(node);
     Rule rule;
     rule.id = attributeOf(node, "id").value_or("");
-    if (rule.id.empty()) {
+    if (isBlank(rule.id)) {
       fault(node, "the rule has no id");
     } else if (!m_Ids.insert(rule.id).second) {
       fault(node, "another rule has the id \"" + rule.id + "\"");
     }
     parseSeverity(node, rule);
     bool hasCondition = false;
+    std::set<std::string> seen;
     for (xmlNode* child = xmlFirstElementChild(node); child != nullptr;
          child = xmlNextElementSibling(child)) {
       const std::string name = nameOf(child);
-      if (name == "title") {
-        rule.title = proseOf(child);
-      } else if (name == "advice") {
-        rule.advice = proseOf(child);
+      if (name == "title" || name == "advice") {
+        checkAttributes(child, {});
+        checkNoChildren(child);
+        if (!seen.insert(name).second) {
+          fault(child, "the rule has a second <" + name + ">");
+        }
+        (name == "title" ? rule.title : rule.advice) = proseOf(child);
       } else if (name == "example") {
         parseExample(child, rule);
       } else if (hasCondition) {
@@ -268,6 +231,7 @@ class RuleParser {
 
   void parseExample(xmlNode* node, Rule& rule) {
     checkAttributes(node, {"shows"});
+    checkNoText(node);
     RuleExample example;
     const std::string shows = attributeOf(node, "shows").value_or("");
     if (shows != "yes" && shows != "no") {
@@ -276,11 +240,15 @@ class RuleParser {
     example.shows = shows == "yes";
     for (xmlNode* child = xmlFirstElementChild(node); child != nullptr;
          child = xmlNextElementSibling(child)) {
-      if (nameOf(child) != "file" || !attributeOf(child, "item") || !attributeOf(child, "name")) {
+      const std::string item = attributeOf(child, "item").value_or("");
+      const std::string name = attributeOf(child, "name").value_or("");
+      if (nameOf(child) != "file" || isBlank(item) || name.empty()) {
         fault(child, "an example holds <file item=\"...\" name=\"...\"> elements");
         continue;
       }
-      example.files.push_back({*attributeOf(child, "item"), *attributeOf(child, "name"), exampleText(child)});
+      checkAttributes(child, {"item", "name"});
+      checkNoChildren(child);
+      example.files.push_back({item, name, exampleText(child)});
     }
     rule.examples.push_back(std::move(example));
   }
@@ -292,11 +260,13 @@ class RuleParser {
       return;
     }
     condition.kind = kind->second;
+    checkNoText(node);
     if (isGroup(condition.kind)) {
       checkAttributes(node, {});
       parseChildren(node, condition, depth);
       return;
     }
+    checkNoChildren(node);
     const AllowedAttributes allowed = allowedOf(condition.kind);
     std::set<std::string> names = {"item", "file"};
     if (allowed.pattern) {
@@ -324,12 +294,9 @@ class RuleParser {
       condition.probe = m_rSet.probe(condition.selector, nullptr);
     }
     if (attributeOf(node, "other-pattern")) {
-      const auto pattern = parsePattern(node, "other-pattern", true);
-      condition.otherProbe =
-          pattern != nullptr ? m_rSet.probe(parseSelector(node, "other-item", "other-file"), pattern) : -1;
-      parseComparisonWord(node, condition);
+      parseOther(node, condition);
     } else if (allowed.comparison) {
-      parseComparison(node, condition);
+      parseComparison(node, condition, allowed.other);
     } else if (allowed.time) {
       parseTimeWord(node, condition);
     }
@@ -354,14 +321,32 @@ class RuleParser {
     }
   }
 
-  static FileSelector parseSelector(xmlNode* node, const char* item, const char* file) {
+  FileSelector parseSelector(const xmlNode* node, const char* item, const char* file) {
     FileSelector selector;
-    std::istringstream ids(attributeOf(node, item).value_or(""));
+    const auto items = attributeOf(node, item);
+    std::istringstream ids(items.value_or(""));
     for (std::string id; ids >> id;) {
       selector.items.push_back(id);
     }
-    selector.file = attributeOf(node, file).value_or("");
+    const auto files = attributeOf(node, file);
+    selector.file = files.value_or("");
+    // Without the attribute all are looked at, which is hardly what an empty one means.
+    if ((items && selector.items.empty()) || (files && selector.file.empty())) {
+      fault(node, std::string(items && selector.items.empty() ? item : file) + "=\"\" names nothing");
+    }
     return selector;
+  }
+
+  void parseOther(xmlNode* node, Condition& condition) {
+    const auto pattern = parsePattern(node, "other-pattern", true);
+    const FileSelector selector = parseSelector(node, "other-item", "other-file");
+    condition.otherProbe = pattern != nullptr ? m_rSet.probe(selector, pattern) : -1;
+    for (const char* const word : {"above", "below", "equals", "differs"}) {
+      if (attributeOf(node, word)) {
+        fault(node, "with an other-pattern, " + std::string(word) + " has no place; is=\"...\" compares");
+      }
+    }
+    parseComparisonWord(node, condition);
   }
 
   std::shared_ptr<const RE2> parsePattern(xmlNode* node, const char* name, bool wantsCapture) {
@@ -388,7 +373,7 @@ class RuleParser {
     return pattern;
   }
 
-  void parseComparison(xmlNode* node, Condition& condition) {
+  void parseComparison(xmlNode* node, Condition& condition, bool mayHaveOther) {
     static const std::map<std::string, Relation> s_Words = {{"above", Relation::kAbove},
                                                             {"below", Relation::kBelow},
                                                             {"equals", Relation::kEquals},
@@ -400,11 +385,16 @@ class RuleParser {
         continue;
       }
       ++found;
-      char* end = nullptr;
       condition.comparison = comparison;
-      condition.value = std::strtod(text->c_str(), &end);
-      if (text->empty() || *end != '\0') {
+      const std::optional<double> number = numberOf(*text);
+      if (!number) {
         fault(node, "\"" + *text + "\" is no number");
+      }
+      condition.value = number.value_or(0);
+    }
+    for (const char* const name : {"other-item", "other-file", "is"}) {
+      if (mayHaveOther && attributeOf(node, name)) {
+        fault(node, std::string(name) + " needs an other-pattern");
       }
     }
     if (found != 1) {
@@ -435,11 +425,11 @@ class RuleParser {
     if (!margin) {
       return;
     }
-    char* end = nullptr;
-    condition.value = std::strtod(margin->c_str(), &end);
-    if (end == margin->c_str() || *end != 0 || !(condition.value >= 0)) {
+    const std::optional<double> seconds = numberOf(*margin);
+    if (!seconds || margin->front() == '-') {
       fault(node, "the seconds of by are no number from 0 on: \"" + *margin + "\"");
     }
+    condition.value = seconds.value_or(0);
   }
 
   RuleSet& m_rSet;

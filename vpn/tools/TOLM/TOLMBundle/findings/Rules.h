@@ -77,8 +77,10 @@ struct Rule {
   std::vector<RuleExample> examples;
 };
 
+// Told at the start tag of the element that has it.
 struct RuleFault {
   unsigned line = 0;
+  unsigned column = 0;
   std::string text;
 };
 
