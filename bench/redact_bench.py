@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """Measures the redaction of bundles against what it could be replaced by.
 
-    bench/redact_bench.py TMTOLM ARCHIVE_FLOOR [--runs N] [--only speed|memory|sos|sos20]
+    bench/redact_bench.py TMTOLM ARCHIVE_FLOOR [--runs N] [--only core|speed|memory|sos|sos20]
 
-TMTOLM is the release build's program, ARCHIVE_FLOOR the bare archive loop of this folder. Works in a folder of its
-own below the system's temporary one. Prints ratios of runs that take turns on this machine: bare seconds say little.
+TMTOLM is the release build's program, ARCHIVE_FLOOR the bare archive loop of this folder, with redact_bench beside it.
+Works in a folder of its own below the system's temporary one. Prints ratios of runs that take turns on this machine:
+bare seconds say little. Exits with 1 where a figure is beyond its bound, on a machine with nothing else to do.
 
+  core    both walks over log text in memory, on one processor: at least 60 MB/s
   speed   200 MB of log text in 200 files: redact against the floor, which deflates the same texts at the archive's
-          level and does nothing else, on one processor; the redacted bundle is packed at a lower level
-  memory  peak memory with 20 MB, 200 MB and 2 GB of log text
+          level and does nothing else, on one processor; the redacted bundle is packed at a lower level. At most 1.2 of
+          the floor's time
+  memory  peak memory with 20 MB, 200 MB and 2 GB of log text: at most 64 MiB
   sos     2 MB in one file, and of the first kind 20 MB too: redact against `sos clean` (package sosreport) on the same
           bytes. The latter looks for all that it has found in every line again, so its time grows with the product of
           both: log text with something to find in every second line; a firewall's, with three things in every line; a
@@ -16,6 +19,7 @@ own below the system's temporary one. Prints ratios of runs that take turns on t
 """
 
 import argparse
+import json
 import os
 import random
 import shutil
@@ -24,6 +28,10 @@ import subprocess
 import sys
 import tempfile
 import zipfile
+
+CORE_MEGABYTES = 60
+FLOOR_RATIO = 1.2
+MEMORY_MIB = 64
 
 WORDS = (
     "connection tunnel state changed to connected retry packet sent received interface route added removed gateway "
@@ -114,7 +122,34 @@ def make_bundle(path, files, size):
             bundle.writestr(f"Logs/agent-{number}.log", texts[number % len(texts)])
 
 
-def speed(program, floor, folder, runs):
+class Judge:
+    """Prints figures with their bounds, and keeps whether one is beyond."""
+
+    def __init__(self):
+        self.failed = False
+
+    def at_most(self, what, figure, bound, unit):
+        self._tell(what, figure, "at most", bound, unit, figure <= bound)
+
+    def at_least(self, what, figure, bound, unit):
+        self._tell(what, figure, "at least", bound, unit, figure >= bound)
+
+    def _tell(self, what, figure, relation, bound, unit, holds):
+        self.failed = self.failed or not holds
+        print(f"{what}: {figure:.2f} {unit}; wanted is {relation} {bound} {unit}: {'good' if holds else 'BEYOND'}", flush=True)
+
+
+def core(floor, judge):
+    program = f"{os.path.dirname(floor)}/redact_bench"
+    if not os.path.exists(program):
+        sys.exit(f"{program} isn't there: build the target redact_bench")
+    command = [program, "--benchmark_filter=BothWalks", "--benchmark_format=json"]
+    result = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=600)
+    speed_of_core = json.loads(result.stdout)["benchmarks"][0]["bytes_per_second"] / 1e6
+    judge.at_least("core: text redacted on one processor", speed_of_core, CORE_MEGABYTES, "MB/s")
+
+
+def speed(program, floor, folder, runs, judge):
     bundle, out = f"{folder}/in.zip", f"{folder}/out.zip"
     make_bundle(bundle, 200, 1000000)
     source = f"{folder}/source"
@@ -127,17 +162,17 @@ def speed(program, floor, folder, runs):
         ours.append(measured([program, "redact", bundle, out]))
     wall = [one[0] / other[0] for one, other in zip(ours, bare)]
     cpu = [one[1] / other[1] for one, other in zip(ours, bare)]
-    print(f"speed: redact takes {statistics.median(wall):.2f} of the floor's time on {os.cpu_count()} processors,")
-    print(f"       {statistics.median(cpu):.2f} of its processor time (floor {statistics.median(b[0] for b in bare):.2f} s),")
+    judge.at_most(f"speed: redact on {os.cpu_count()} processors", statistics.median(wall), FLOOR_RATIO, "of the floor's time")
+    print(f"       it takes {statistics.median(cpu):.2f} of its processor time (floor {statistics.median(b[0] for b in bare):.2f} s),")
     print(f"       and its bundle has {os.path.getsize(out) / os.path.getsize(folder + '/floor.zip'):.2f} of the size")
     shutil.rmtree(source)
 
 
-def memory(program, folder):
+def memory(program, folder, judge):
     for files in (20, 200, 2000):
         make_bundle(f"{folder}/in.zip", files, 1000000)
         peak = measured([program, "redact", f"{folder}/in.zip", f"{folder}/out.zip"])[2]
-        print(f"memory: {files} MB of text: {peak:.1f} MiB")
+        judge.at_most(f"memory: {files} MB of text", peak, MEMORY_MIB, "MiB")
 
 
 def sos_case(folder, text):
@@ -190,12 +225,14 @@ def main():
     parser.add_argument("program")
     parser.add_argument("floor")
     parser.add_argument("--runs", type=int, default=5)
-    parser.add_argument("--only", choices=["speed", "memory", "sos", "sos20"])
+    parser.add_argument("--only", choices=["core", "speed", "memory", "sos", "sos20"])
     arguments = parser.parse_args()
     program, floor = os.path.abspath(arguments.program), os.path.abspath(arguments.floor)
+    judge = Judge()
     parts = {
-        "speed": lambda folder: speed(program, floor, folder, arguments.runs),
-        "memory": lambda folder: memory(program, folder),
+        "core": lambda folder: core(floor, judge),
+        "speed": lambda folder: speed(program, floor, folder, arguments.runs, judge),
+        "memory": lambda folder: memory(program, folder, judge),
         "sos": lambda folder: sos_cases(program, folder, arguments.runs),
         "sos20": lambda folder: sos(program, folder, arguments.runs, "log lines", log_text(5, 20000000)),
     }
@@ -203,6 +240,7 @@ def main():
         if arguments.only in (None, name):
             with tempfile.TemporaryDirectory() as folder:
                 part(folder)
+    sys.exit(1 if judge.failed else 0)
 
 
 if __name__ == "__main__":
