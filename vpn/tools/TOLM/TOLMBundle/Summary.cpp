@@ -16,6 +16,8 @@ constexpr Widths kIncludedWidths = {17, kSummaryNameWidth, 40, 10};
 constexpr Widths kOmittedWidths = {17, kSummaryNameWidth, 40, 50};
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kLast = kColumns - 1;
+constexpr std::array<std::size_t, kColumns> kNowhere = {std::string::npos, std::string::npos,
+                                                        std::string::npos, std::string::npos};
 
 constexpr char kHeading[] = "TOLM BUNDLE SUMMARY\n\n";
 constexpr char kIncludedHeading[] = "Files Included in Bundle:\n";
@@ -93,6 +95,10 @@ class Entry {
       // A size never wraps and is never empty.
       return cells[kLast].empty();
     }
+    // A reason is never empty: the first row of an entry has its front.
+    if (cells[kLast].empty()) {
+      return true;
+    }
     // Items of one id stand together.
     if (cells[0] == m_FirstId && !cells[0].empty() && !cells[1].empty()) {
       return false;
@@ -107,8 +113,11 @@ class Entry {
 
   void add(const Cells& cells) {
     for (std::size_t i = 0; i < kColumns; ++i) {
-      if (m_nRows > 0 && !cells[i].empty()) {
-        m_Texts[i] += isHardCut(m_LastLines[i], m_rWidths[i]) ? "" : " ";
+      const bool isFurther = m_nRows > 0 && !cells[i].empty();
+      const bool joins = isFurther && isHardCut(m_LastLines[i], m_rWidths[i]);
+      m_Texts[i] += isFurther && !joins ? " " : "";
+      if (isFurther) {
+        m_JoinedAt[i] = joins ? m_Texts[i].size() : std::string::npos;
       }
       m_Texts[i] += cells[i];
     }
@@ -124,6 +133,7 @@ class Entry {
 
   void moveTo(std::vector<SummaryRow>& rows) {
     if (!isEmpty()) {
+      partSingleBytes();
       rows.push_back({std::move(m_Texts[0]), std::move(m_Texts[1]), std::move(m_NameKey),
                       std::move(m_Texts[2]), std::move(m_Texts[3])});
     }
@@ -132,6 +142,7 @@ class Entry {
 
   Entry& operator=(Entry&& other) noexcept {
     m_Texts = std::move(other.m_Texts);
+    m_JoinedAt = other.m_JoinedAt;
     m_LastLines = std::move(other.m_LastLines);
     m_FirstId = std::move(other.m_FirstId);
     m_NameKey = std::move(other.m_NameKey);
@@ -140,8 +151,19 @@ class Entry {
   }
 
  private:
+  // What is a byte longer than such a cut fits its column and isn't cut: there was white space ahead of it.
+  void partSingleBytes() {
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      if (m_JoinedAt[i] != std::string::npos && m_Texts[i].size() - m_JoinedAt[i] == 1) {
+        m_Texts[i].insert(m_JoinedAt[i], " ");
+      }
+    }
+  }
+
   const Widths& m_rWidths;
   Cells m_Texts;
+  // Where the last line was put behind another without a blank.
+  std::array<std::size_t, kColumns> m_JoinedAt = kNowhere;
   Cells m_LastLines;
   std::string m_FirstId;
   std::string m_NameKey;

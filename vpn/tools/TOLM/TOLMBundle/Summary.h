@@ -5,8 +5,9 @@
 // text: what it can't make out is passed over and told in `fault`.
 //
 // Wrapping loses what no reader can bring back: white space where a line was broken, blanks at both ends
-// of a text. Two texts that wrap into the same lines can't be told apart; wrappedKey() says which do, and is
-// how file names are found again among the entries.
+// of a text. Where several blanks stood at a break in the first rows of an omitted file, it may be read as
+// two. Two texts that wrap into the same lines can't be told apart; wrappedKey() says which do, and is how
+// file names are found again among the entries.
 
 #pragma once
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <string>
 #include <vector>
@@ -26,7 +27,7 @@ constexpr std::size_t kReasonWidth = 50;
 std::string escaped(const std::string& text) {
   std::string result;
   for (const char c : text) {
-    if (c == '&' || c == '<' || c == '>' || c == '"' || c == '\n' || c == '\t') {
+    if (c == '&' || c == '<' || c == '>' || c == '"' || c == '\n' || c == '\t' || c == '\r') {
       result += "&#" + std::to_string(static_cast<int>(c)) + ";";
     } else {
       result += c;
@@ -35,8 +36,17 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
+// The parser hands an ampersand in an attribute on as a reference, whatever the document says.
+std::string asGathered(const std::string& id) {
+  std::string result;
+  for (const char c : id) {
+    result += c == '&' ? "&#38;" : std::string(1, c);
+  }
+  return result;
+}
+
 bool hasWhiteSpace(const std::string& text) {
-  return text.find_first_of(" \t\n") != std::string::npos;
+  return text.find_first_of(" \t\n\r") != std::string::npos;
 }
 
 class RandomTexts {
@@ -66,6 +76,66 @@ class RandomTexts {
     return result + letters[below(5)];
   }
 
+  // Of all that XML can carry: quotes, references, control white space, control characters of Unicode,
+  // right-to-left letters and marks, what tables are drawn with. Some are thousands of bytes long. Blanks
+  // stand alone: of several where a line was broken the table tells nothing, and so not where a row begins.
+  std::string id() {
+    static const std::vector<std::string> signs = {"&",
+                                                   "'",
+                                                   "\"",
+                                                   "<",
+                                                   ">",
+                                                   "&#38;",
+                                                   "&amp;",
+                                                   "\t",
+                                                   "\n",
+                                                   "\r",
+                                                   " ",
+                                                   "|",
+                                                   "-",
+                                                   "-----------------",
+                                                   "=",
+                                                   "ID",
+                                                   "- ",
+                                                   "\x7f",
+                                                   "\xc2\x85",
+                                                   "\xc2\x9b",
+                                                   "\xc2\xa0",
+                                                   "\xcc\x88",
+                                                   "\xd7\x90",
+                                                   "\xd8\xb9",
+                                                   "\xe2\x80\x8f",
+                                                   "\xe2\x80\xae",
+                                                   "\xe2\x80\xa8",
+                                                   "\xe4\xbd\xa0",
+                                                   "\xef\xbf\xbd",
+                                                   "\xf0\x9f\x98\x80",
+                                                   "\xf4\x8f\xbf\xbf",
+                                                   "\\",
+                                                   "%s",
+                                                   "{1}",
+                                                   "/",
+                                                   "a",
+                                                   "B",
+                                                   "7"};
+    const unsigned kind = below(12);
+    if (kind < 4) {
+      return text(60);
+    }
+    const unsigned length = kind == 4 ? 500 + below(2500) : 1 + below(80);
+    // Without white space the id must come back byte for byte.
+    const bool blanks = below(2) == 0;
+    std::string result = text(3);
+    while (result.size() < length) {
+      const std::string& sign = signs[below(static_cast<unsigned>(signs.size()))];
+      const bool isBlank = sign.find_first_of(" \t\n\r") != std::string::npos;
+      if (!isBlank || (blanks && !hasWhiteSpace(result.substr(result.size() - 1)))) {
+        result += sign;
+      }
+    }
+    return result + "z";
+  }
+
   std::string fileName(unsigned number) {
     std::string name = "f" + std::to_string(number) + "_" + text(70);
     std::replace(name.begin(), name.end(), '\n', ' ');
@@ -82,6 +152,7 @@ struct ExpectedFile {
   std::string description;
   std::string document;
   std::string size;  // or the reason
+  unsigned bytes = 0;
 };
 
 // The same where nothing is lost by wrapping, else the same lines.
@@ -104,9 +175,8 @@ class SummaryRunsTest : public TOLMEngineTest {
 
   Item item(RandomTexts& random, const std::string& document) {
     Item result;
-    result.id = random.text(60);
-    // The parser hands an ampersand in an attribute on as a reference, whatever the document says.
-    std::replace(result.id.begin(), result.id.end(), '&', '+');
+    const std::string id = random.id();
+    result.id = asGathered(id);
     const std::string description = random.below(6) == 0 ? "" : random.text(120);
     const bool isDefault = random.below(5) != 0;
     std::string actions;
@@ -123,13 +193,13 @@ class SummaryRunsTest : public TOLMEngineTest {
         continue;
       }
       if (exists) {
-        result.files.push_back({result.id, name, description, document, sizeText(size)});
+        result.files.push_back({result.id, name, description, document, sizeText(size), size});
       } else {
-        result.missing.push_back(
-            {result.id, "N/A", description, document, "No file found with path matching: /tmp/src/" + name});
+        result.missing.push_back({result.id, "N/A", description, document,
+                                  "No file found with path matching: /tmp/src/" + name, 0});
       }
     }
-    result.text = "<file id=\"" + escaped(result.id) + "\"><description>" + escaped(description) +
+    result.text = "<file id=\"" + escaped(id) + "\"><description>" + escaped(description) +
                   "</description><default>" + (isDefault ? "true" : "false") +
                   "</default><tolm><os opsys=\"linux\">" + actions + "</os></tolm></file>";
     if (!isDefault) {
@@ -144,6 +214,7 @@ class SummaryRunsTest : public TOLMEngineTest {
   void addDocument(RandomTexts& random, unsigned number) {
     std::string title = "T" + std::to_string(number) + random.text(40);
     std::replace(title.begin(), title.end(), '\n', ' ');
+    m_Titles.push_back(title);
     std::vector<Item> items;
     const unsigned count = random.below(5);
     for (unsigned i = 0; i < count; ++i) {
@@ -198,8 +269,61 @@ class SummaryRunsTest : public TOLMEngineTest {
     EXPECT_THAT(notDefault, ::testing::UnorderedElementsAreArray(m_NotDefault));
   }
 
+  // The same of what `show --json` prints, read by another library.
+  void expectJson(const BundleContent& content, bool encrypted, std::size_t failedDocuments) {
+    std::string text;
+    showJson(content, findFailedOutputs(content), [&text](const std::string& piece) { text += piece; });
+    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+    ASSERT_FALSE(json.is_discarded()) << text;
+    EXPECT_EQ(json["bundle"]["path"], "/tmp/out.zip");
+    EXPECT_EQ(json["bundle"]["encrypted"], encrypted);
+    EXPECT_EQ(json["bundle"]["size"], std::filesystem::file_size("/tmp/out.zip"));
+    EXPECT_EQ(json["bundle"]["damage"], "");
+    EXPECT_EQ(json["bundle"]["summary_fault"], "");
+    EXPECT_EQ(json["machine"]["bundle_path"], "/tmp/out.zip");
+    EXPECT_EQ(json["failed_documents"].size(), failedDocuments);
+
+    std::vector<std::string> titles;
+    std::vector<std::string> notDefault;
+    for (const nlohmann::json& document : json["documents"]) {
+      titles.push_back(document["title"]);
+      for (const std::string id : document["not_default"]) {
+        notDefault.push_back(id);
+      }
+    }
+    EXPECT_THAT(titles, ::testing::UnorderedElementsAreArray(m_Titles));
+    EXPECT_THAT(notDefault, ::testing::UnorderedElementsAreArray(m_NotDefault));
+
+    ASSERT_EQ(json["files"].size(), m_Files.size());
+    for (const ExpectedFile& expected : m_Files) {
+      const auto found = std::find_if(
+          json["files"].begin(), json["files"].end(),
+          [&](const nlohmann::json& file) { return lastComponent(file["file"]) == expected.name; });
+      ASSERT_NE(found, json["files"].end()) << expected.name;
+      expectText((*found)["id"], expected.id, kIdWidth);
+      expectText((*found)["description"], expected.description, kDescriptionWidth);
+      EXPECT_EQ((*found)["document"], expected.document);
+      EXPECT_EQ((*found)["size"], expected.bytes);
+      EXPECT_EQ((*found)["stated_size"], expected.size);
+      EXPECT_FALSE(found->contains("fault"));
+    }
+    std::vector<nlohmann::json> missing(json["missing"].begin(), json["missing"].end());
+    std::stable_sort(missing.begin(), missing.end(), [](const auto& left, const auto& right) {
+      return left["document"].template get<std::string>() < right["document"].template get<std::string>();
+    });
+    ASSERT_EQ(missing.size(), m_Missing.size());
+    for (std::size_t i = 0; i < m_Missing.size(); ++i) {
+      expectText(missing[i]["id"], m_Missing[i].id, kIdWidth);
+      EXPECT_EQ(missing[i]["name"], m_Missing[i].name);
+      expectText(missing[i]["description"], m_Missing[i].description, kDescriptionWidth);
+      expectText(missing[i]["reason"], m_Missing[i].size, kReasonWidth);
+      EXPECT_EQ(missing[i]["document"], m_Missing[i].document);
+    }
+  }
+
   std::vector<ExpectedFile> m_Files;
   std::vector<ExpectedFile> m_Missing;
+  std::vector<std::string> m_Titles;
   std::vector<std::string> m_NotDefault;
   unsigned m_nFile = 0;
 };
@@ -213,12 +337,14 @@ TEST_F(SummaryRunsTest, WhatIsReadIsWhatWasGatheredInRandomRuns) {
     test::makeFolders("/tmp/src");
     m_Files.clear();
     m_Missing.clear();
+    m_Titles.clear();
     m_NotDefault.clear();
     const unsigned documents = 1 + random.below(4);
     for (unsigned i = 0; i < documents; ++i) {
       addDocument(random, i);
     }
-    if (random.below(3) == 0) {
+    const bool hasBadDocument = random.below(3) == 0;
+    if (hasBadDocument) {
       config("bad.xml", "<open>");
     }
     const std::string password = random.below(2) == 0 ? "" : "word";
@@ -228,6 +354,7 @@ TEST_F(SummaryRunsTest, WhatIsReadIsWhatWasGatheredInRandomRuns) {
     BundleContent content(reader);
     content.load();
     expectBundle(content);
+    expectJson(content, !password.empty(), hasBadDocument ? 1 : 0);
     EXPECT_EQ(content.summary().sections.size(), documents) << seed;
   }
 }
