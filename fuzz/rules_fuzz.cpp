@@ -84,7 +84,10 @@ std::uint64_t matchingLines(const halvo::Probe& probe) {
 }
 
 void lookFor(const halvo::RuleSet& rules) {
-  const std::vector<halvo::KnownProblem> problems = findProblems(bundle(), rules);
+  const halvo::Findings findings = findProblems(bundle(), rules);
+  const std::vector<halvo::KnownProblem>& problems = findings.problems;
+  // The bundle is whole.
+  require(findings.unread.empty() && findings.undecided.empty());
   require(problems.size() <= rules.rules().size());
   for (const halvo::Rule& rule : rules.rules()) {
     if (rule.condition.kind != halvo::ConditionKind::kLine) {
@@ -103,10 +106,10 @@ void lookFor(const halvo::RuleSet& rules) {
       require(evidence.file < bundle().files().size());
     }
   }
-  for (const char c : findingsText(bundle(), problems, rules.rules().size())) {
+  for (const char c : findingsText(bundle(), findings)) {
     require(static_cast<unsigned char>(c) >= 0x20 || c == '\n');
   }
-  require(!findingsJson(bundle(), problems, rules.rules().size()).empty());
+  require(!findingsJson(bundle(), findings).empty());
 }
 
 }  // namespace

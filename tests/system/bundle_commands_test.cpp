@@ -324,6 +324,33 @@ TEST_F(BundleCommandsTest, ACutBundleIsToldByEveryCommand) {
   EXPECT_FALSE(exists("/opt/redacted.zip"));
 }
 
+TEST_F(BundleCommandsTest, WhatCannotBeReadIsToldOnStandardError) {
+  BundleWriter writer;
+  ASSERT_EQ(writer.open("/opt/strange.zip", ""), "");
+  for (int i = 0; i < 30; ++i) {
+    BundleEntryInfo information;
+    information.name = "../strange" + std::to_string(i);
+    ASSERT_EQ(writer.begin(information), "");
+    ASSERT_EQ(writer.end(), "");
+  }
+  ASSERT_EQ(writer.finish(), "");
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"findings", "/opt/strange.zip"},
+                                             {"ask", "/opt/strange.zip", "--item", "client-logs"},
+                                             {"compare", "/opt/strange.zip", "/opt/plain.zip"}}) {
+    SCOPED_TRACE(command[0]);
+    const RunResult result = tmtolm(command);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.err,
+                AllOf(HasSubstr("/opt/strange.zip: the bundle has no summary that can be read\n"),
+                      HasSubstr("/opt/strange.zip: \"../strange18\" can't be read: its name leads out"),
+                      HasSubstr("/opt/strange.zip: 11 more can't be read\n"), Not(HasSubstr("strange19"))));
+  }
+  const RunResult nothing = tmtolm({"ask", "/opt/strange.zip"});
+  EXPECT_EQ(nothing.exitStatus, 1);
+  EXPECT_THAT(nothing.err, HasSubstr("what the bundle lacks isn't known; --item names an item"));
+}
+
 TEST_F(BundleCommandsTest, AWrongPasswordIsToldByEveryCommand) {
   writeFile("/opt/wrong", "lion\n");
   for (std::vector<std::string> command : commandsOver("/opt/secret.zip")) {

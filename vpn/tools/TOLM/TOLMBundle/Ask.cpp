@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <set>
+#include <string_view>
 
 #include "vpn/Common/Utility/PlainText.h"
 
@@ -46,14 +47,21 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
+// The reason as the redactor writes it.
+bool isLeftOutByRedaction(const MissingFile& missing) {
+  constexpr std::string_view kFront = "Left out by redaction: ";
+  return missing.reason.compare(0, kFront.size(), kFront) == 0;
+}
+
 }  // namespace
 
-std::vector<std::string> missingItems(const BundleContent& content) {
+std::vector<std::string> missingItems(const BundleContent& content, Redacted redacted) {
   std::vector<std::string> ids;
   std::set<std::string> seen;
   for (const MissingFile& missing : content.missing()) {
     // Comments are the user's own words: no document has an item for them.
-    if (!missing.id.empty() && missing.id != "comments" && seen.insert(missing.id).second) {
+    const bool wanted = redacted == Redacted::kAskedFor || !isLeftOutByRedaction(missing);
+    if (wanted && !missing.id.empty() && missing.id != "comments" && seen.insert(missing.id).second) {
       ids.push_back(missing.id);
     }
   }

@@ -28,6 +28,28 @@ std::string folderKey(const std::string& folder, const std::string& key) {
   return folder + '\0' + key;
 }
 
+// What packers of other systems put beside the folder that they pack.
+bool isPackersOwn(const std::string& name) {
+  return name.compare(0, 9, "__MACOSX/") == 0;
+}
+
+// The folder that everything lies in, with its "/"; empty where there is none.
+std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
+  std::string folder;
+  for (const BundleEntryInfo& entry : entries) {
+    if (!entry.fault.empty() || isPackersOwn(entry.name)) {
+      continue;
+    }
+    if (folder.empty()) {
+      folder = entry.name.substr(0, entry.name.find('/') + 1);
+    }
+    if (folder.empty() || entry.name.compare(0, folder.size(), folder) != 0) {
+      return "";
+    }
+  }
+  return folder;
+}
+
 // The output behind the last banner of the front; npos where no banner stands there.
 std::size_t behindBanner(const std::string& front) {
   static const std::string s_strStart = "\n\r" + std::string(kBannerStars, '*') + "\n\"";
@@ -103,23 +125,40 @@ std::string outputFailure(const std::string& front) {
   return "";
 }
 
-void BundleContent::readSummaryEntry() {
+// A request may name the summary otherwise; it lies above the documents' folders in any case.
+void BundleContent::findSummaryBelow(const std::string& root) {
   const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
-  m_nSummaryEntry = m_rReader.find("summary.txt");
-  // A request may name the summary otherwise; it lies above the documents' folders in any case.
   constexpr std::size_t kFront = 64;
   constexpr std::size_t kLooks = 1000;
   std::size_t looks = 0;
   for (std::size_t i = 0; m_nSummaryEntry == entries.size() && i < entries.size() && looks < kLooks; ++i) {
     std::string front;
-    if (entries[i].fault.empty() && entries[i].name.find('/') == std::string::npos) {
+    if (entries[i].fault.empty() && entries[i].name.compare(0, root.size(), root) == 0 &&
+        entries[i].name.find('/', root.size()) == std::string::npos) {
       ++looks;
       if (m_rReader.readFront(i, kFront, front).empty() && isSummary(front)) {
         m_nSummaryEntry = i;
       }
     }
   }
-  if (m_nSummaryEntry == entries.size()) {
+}
+
+void BundleContent::findSummary() {
+  m_nSummaryEntry = m_rReader.find("summary.txt");
+  findSummaryBelow("");
+  if (m_nSummaryEntry < m_rReader.entries().size()) {
+    return;
+  }
+  // Somebody may have unpacked the bundle, and packed the folder that it went to.
+  if (const std::string folder = commonFolder(m_rReader.entries()); !folder.empty()) {
+    findSummaryBelow(folder);
+    m_strRoot = m_nSummaryEntry < m_rReader.entries().size() ? folder : "";
+  }
+}
+
+void BundleContent::readSummaryEntry() {
+  findSummary();
+  if (m_nSummaryEntry == m_rReader.entries().size()) {
     m_strFault = "the bundle has no summary that can be read";
     return;
   }
@@ -160,7 +199,7 @@ void BundleContent::matchSection(const SummarySection& section) {
     const std::size_t entry = matchRow(section.title, row);
     if (entry == m_rReader.entries().size()) {
       m_Missing.push_back({row.id, row.name, row.description, section.title,
-                           "the summary lists it, and the bundle doesn't hold it"});
+                           "the summary lists it, and the bundle doesn't hold it", true});
       continue;
     }
     m_Matched[entry] = true;
@@ -189,12 +228,12 @@ void BundleContent::load() {
     if (entries[i].fault.empty() && i != m_nSummaryEntry && !entries[i].isFolder()) {
       const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
       m_ByKey[key].entries.push_back(i);
-      m_ByFolderAndKey[folderKey(folderOf(entries[i].name), key)].entries.push_back(i);
+      m_ByFolderAndKey[folderKey(folderOf(placeOf(i)), key)].entries.push_back(i);
     }
   }
   for (const SummarySection& section : m_Summary.sections) {
     for (const SummaryRow& row : section.omitted) {
-      m_Missing.push_back({row.id, row.name, row.description, section.title, row.last});
+      m_Missing.push_back({row.id, row.name, row.description, section.title, row.last, false});
     }
   }
   for (const SummarySection& section : m_Summary.sections) {
@@ -205,6 +244,31 @@ void BundleContent::load() {
   m_ByKey.clear();
   m_ByFolderAndKey.clear();
   m_Matched = {};
+}
+
+std::vector<UnreadPart> BundleContent::unread() const {
+  std::vector<UnreadPart> parts;
+  for (const std::string& why : {m_rReader.damage(), m_strFault}) {
+    if (!why.empty()) {
+      parts.push_back({"", why});
+    }
+  }
+  for (std::size_t i = 0; i < m_rReader.entries().size(); ++i) {
+    if (const BundleEntryInfo& entry = m_rReader.entries()[i]; !entry.fault.empty()) {
+      parts.push_back({placeOf(i), entry.fault});
+    }
+  }
+  return parts;
+}
+
+std::string BundleContent::placeOf(std::size_t entry) const {
+  const std::string& name = m_rReader.entries()[entry].name;
+  return name.compare(0, m_strRoot.size(), m_strRoot) == 0 ? name.substr(m_strRoot.size()) : name;
+}
+
+std::size_t BundleContent::findPlace(const std::string& place) const {
+  const std::size_t entry = m_rReader.find(m_strRoot + place);
+  return entry == m_rReader.entries().size() ? m_rReader.find(place) : entry;
 }
 
 std::optional<std::int64_t> BundleContent::madeAt() const {
@@ -232,7 +296,7 @@ std::size_t BundleContent::findFile(const std::string& name) const {
   std::size_t found = m_Files.size();
   std::size_t count = 0;
   for (std::size_t i = 0; i < m_Files.size(); ++i) {
-    if (entry(m_Files[i]).name == name) {
+    if (entry(m_Files[i]).name == name || placeOf(m_Files[i]) == name) {
       return i;
     }
     if (m_Files[i].name == name) {

@@ -27,12 +27,19 @@ struct BundledFile {
   std::size_t entry = 0;  // of the reader
 };
 
+// What of a bundle couldn't be looked at.
+struct UnreadPart {
+  std::string file;  // as BundleContent::placeOf(); empty for the table of contents and the summary
+  std::string why;
+};
+
 struct MissingFile {
   std::string id;
   std::string name;
   std::string description;
   std::string document;
   std::string reason;
+  bool listed = false;  // the summary lists it as included, and the bundle hasn't it
 };
 
 class BundleContent {
@@ -50,6 +57,14 @@ class BundleContent {
   // What was omitted, then what the summary lists and the bundle hasn't.
   [[nodiscard]] const std::vector<MissingFile>& missing() const { return m_Missing; }
   [[nodiscard]] const std::string& fault() const { return m_strFault; }
+  // The damage of the table of contents, the fault of the summary, and the entries that can't be opened.
+  [[nodiscard]] std::vector<UnreadPart> unread() const;
+  // The name of an entry, without the folder that the whole bundle lies in where it was packed again from
+  // one.
+  [[nodiscard]] std::string placeOf(std::size_t entry) const;
+  [[nodiscard]] std::string placeOf(const BundledFile& file) const { return placeOf(file.entry); }
+  // The entry of that place that can be opened; the number of all entries where there is none.
+  [[nodiscard]] std::size_t findPlace(const std::string& place) const;
   // When the bundle was made, in seconds since 1970-01-01 of the machine's own clock and zone: the newest
   // time of an entry. None where no entry has a time.
   [[nodiscard]] std::optional<std::int64_t> madeAt() const;
@@ -61,8 +76,8 @@ class BundleContent {
 
   // The files of an item, as indices into files().
   [[nodiscard]] std::vector<std::size_t> filesOfItem(const std::string& id) const;
-  // The file whose entry has that name, or that last component where no other has it; files().size()
-  // where there is none.
+  // The file whose entry has that name or place, or that last component where no other has it;
+  // files().size() where there is none.
   [[nodiscard]] std::size_t findFile(const std::string& name) const;
 
  private:
@@ -72,6 +87,8 @@ class BundleContent {
     std::size_t taken = 0;
   };
 
+  void findSummary();
+  void findSummaryBelow(const std::string& root);
   void readSummaryEntry();
   void matchSection(const SummarySection& section);
   std::size_t matchRow(const std::string& title, const SummaryRow& row);
@@ -82,6 +99,7 @@ class BundleContent {
   std::vector<BundledFile> m_Files;
   std::vector<MissingFile> m_Missing;
   std::string m_strFault;
+  std::string m_strRoot;  // the folder that the whole bundle lies in, with its "/"; mostly empty
   std::uint64_t m_nWholeSize = 0;
   std::size_t m_nSummaryEntry = 0;
   std::vector<bool> m_Matched;

@@ -36,8 +36,9 @@ using ::testing::SizeIs;
 // A bundle on disk with its content read.
 class Opened {
  public:
-  explicit Opened(const ZipBuilder& zip) : m_Content(m_Reader) {
-    test::writeFile(m_Temp.file("bundle.zip"), zip.take());
+  explicit Opened(const ZipBuilder& zip) : Opened(zip.take()) {}
+  explicit Opened(const std::string& bytes) : m_Content(m_Reader) {
+    test::writeFile(m_Temp.file("bundle.zip"), bytes);
     EXPECT_EQ(m_Reader.open(m_Temp.file("bundle.zip"), ""), "");
     m_Content.load();
   }
@@ -95,6 +96,40 @@ TEST(BundleContentTest, BundleWithoutSummaryShowsItsEntries) {
   const Opened content(ZipBuilder().add({"any", "x"}));
   EXPECT_THAT(content->fault(), HasSubstr("no summary"));
   EXPECT_THAT(showText(*content, {}), AllOf(HasSubstr("no summary"), HasSubstr("any")));
+}
+
+TEST(BundleContentTest, BundleThatWasPackedAgainFromItsFolderIsReadAsBefore) {
+  SummaryBuilder summary;
+  summary.section("Logs").included("agent", "agent.log", "", "1 bytes");
+  ZipBuilder zip;
+  zip.add({"B/", ""}).add({"B/summary.txt", summary.take()}).add({"B/Logs/agent.log", "x"});
+  zip.add({"__MACOSX/B/._agent.log", "y"});
+  const Opened content(zip);
+  EXPECT_EQ(content->fault(), "");
+  EXPECT_THAT(content->missing(), IsEmpty());
+  EXPECT_EQ(content->files()[0].id, "agent");
+  EXPECT_EQ(content->placeOf(0), "");
+  EXPECT_EQ(content->placeOf(content->files()[0]), "Logs/agent.log");
+  EXPECT_EQ(content->findFile("Logs/agent.log"), 0U);
+  EXPECT_EQ(content->findFile("B/Logs/agent.log"), 0U);
+  const Opened plain(ZipBuilder().add({"Logs/agent.log", "x"}));
+  EXPECT_EQ(compareBundles(*plain, *content, 10).same, 1U);
+}
+
+TEST(BundleContentTest, FolderOfAllWithoutASummaryStaysPartOfTheNames) {
+  const Opened content(ZipBuilder().add({"B/a", "x"}).add({"B/summary.txt", "another text"}));
+  EXPECT_THAT(content->fault(), HasSubstr("no summary"));
+  EXPECT_EQ(content->placeOf(0), "B/a");
+}
+
+TEST(BundleContentTest, EverythingThatCannotBeReadIsListed) {
+  const Opened content(ZipBuilder().add({"a", "1"}).add({"a", "2"}).add({"../b", "3"}));
+  const std::vector<UnreadPart> unread = content->unread();
+  ASSERT_THAT(unread, SizeIs(3));
+  EXPECT_EQ(unread[0].file, "");
+  EXPECT_THAT(unread[0].why, HasSubstr("no summary"));
+  EXPECT_EQ(unread[1].file, "a");
+  EXPECT_EQ(unread[2].file, "../b");
 }
 
 TEST(BundleContentTest, OutputsThatLookLikeFailuresAreTold) {
@@ -240,6 +275,25 @@ TEST(CompareTest, EntryThatCannotBeReadIsToldBesideTheOneOfItsName) {
   EXPECT_THAT(comparison.changed[0].fault, EndsWith("another entry in front of it has the same name"));
 }
 
+// Tables of contents that agree say nothing of the bytes.
+TEST(CompareTest, DamageOfAnEntryThatTheTablesCallTheSameIsTold) {
+  const std::string bytes = ZipBuilder().add({"a", "one\n"}).add({"b", "two\n"}).take();
+  std::string damaged = bytes;
+  damaged[damaged.find("two")] = 'x';
+  const Opened old(bytes);
+  const Opened now(damaged);
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_EQ(comparison.same, 1U);
+  ASSERT_THAT(comparison.changed, SizeIs(1));
+  EXPECT_EQ(comparison.changed[0].name, "b");
+  EXPECT_EQ(comparison.changed[0].fault, "in NEW it can't be read: its checksum is wrong");
+  ASSERT_THAT(comparison.unreadNew, SizeIs(2)) << "the summary, and the file";
+  EXPECT_EQ(comparison.unreadNew[1].file, "b");
+  EXPECT_THAT(comparison.unreadOld, SizeIs(1));
+  const auto json = nlohmann::json::parse(comparisonJson(comparison));
+  EXPECT_EQ(json["unread_new"][1]["why"], "its checksum is wrong");
+}
+
 TEST(CompareTest, LinesOfOneSideAreTold) {
   ZipBuilder before;
   before.add({"a", "same\ngone\ntwice\ntwice\n"}).add({"old", "x"}).add({"bin", std::string("\0a", 2)});
@@ -314,9 +368,19 @@ TEST(AskTest, MissingItemsAreAskedForOnce) {
       .omitted("a&b", "z", "", "why");
   const Opened content(ZipBuilder().add({"summary.txt", summary.take()}).add({"Logs/a", "1"}));
   EXPECT_EQ(
-      requestDocument(missingItems(*content)),
+      requestDocument(missingItems(*content, Redacted::kLeftAlone)),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n  <file id=\"b\"/>\n  <file id=\"a&amp;b\"/>\n"
       "</request>\n");
+}
+
+TEST(AskTest, WhatRedactionLeftOutIsAskedForOnlyOnDemand) {
+  SummaryBuilder summary;
+  summary.section("Logs")
+      .omitted("a", "x", "", "Left out by redaction: not a text")
+      .omitted("b", "y", "", "why");
+  const Opened content(ZipBuilder().add({"summary.txt", summary.take()}));
+  EXPECT_THAT(missingItems(*content, Redacted::kLeftAlone), ElementsAre("b"));
+  EXPECT_THAT(missingItems(*content, Redacted::kAskedFor), ElementsAre("a", "b"));
 }
 
 TEST(AskTest, WhatNoDocumentCanHoldIsLeftOut) {

@@ -1,6 +1,8 @@
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 
+#include <algorithm>
 #include <functional>
+#include <future>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -20,12 +22,12 @@ using Json = nlohmann::ordered_json;
 // How often a line comes, by its hash: 64 bits tell lines of one file well enough apart.
 using LineCounts = std::unordered_map<std::size_t, std::int64_t>;
 
-// Calls `visit` with each line and the hash of its normal form.
+// Calls `visit` with each line and the hash of its normal form. Returns why the entry couldn't be read.
 template <typename Visit>
 std::string walkLines(const BundleContent& content, std::size_t entry, bool& binary, const Visit& visit) {
   EntryReader reader(content.reader());
-  if (std::string error = reader.open(entry); !error.empty()) {
-    return error;
+  if (!reader.open(entry).empty()) {
+    return reader.cause();
   }
   LineReader lines(reader);
   std::string_view line;
@@ -38,7 +40,7 @@ std::string walkLines(const BundleContent& content, std::size_t entry, bool& bin
     normalizeLine(line, normal);
     visit(line, std::hash<std::string>()(normal));
   }
-  return reader.error();
+  return reader.cause();
 }
 
 void keep(LineChange& change, std::string_view line, std::size_t limit) {
@@ -48,40 +50,124 @@ void keep(LineChange& change, std::string_view line, std::size_t limit) {
   }
 }
 
-void compareLines(const BundleContent& before, std::size_t oldEntry, const BundleContent& after,
-                  std::size_t newEntry, std::size_t limit, FileChange& change) {
-  LineCounts counts;
-  bool anyLeft = false;
-  change.fault =
-      walkLines(before, oldEntry, change.binary, [&](std::string_view, std::size_t hash) { ++counts[hash]; });
-  if (!change.fault.empty() || change.binary) {
-    return;
-  }
-  change.fault = walkLines(after, newEntry, change.binary, [&](std::string_view line, std::size_t hash) {
-    const auto found = counts.find(hash);
-    if (found != counts.end() && found->second > 0) {
-      --found->second;
-    } else {
-      keep(change.added, line, limit);
-    }
-  });
-  if (!change.fault.empty() || change.binary) {
-    return;
-  }
-  for (const auto& [hash, count] : counts) {
-    anyLeft = anyLeft || count > 0;
-  }
-  // Read once more for the words of what is left: the counts know hashes alone.
-  if (anyLeft) {
-    change.fault = walkLines(before, oldEntry, change.binary, [&](std::string_view line, std::size_t hash) {
-      const auto found = counts.find(hash);
-      if (found != counts.end() && found->second > 0) {
-        --found->second;
-        keep(change.gone, line, limit);
-      }
-    });
+// A file that couldn't be read, on one side.
+void tell(const BundleContent& content, std::size_t entry, const std::string& side, const std::string& why,
+          FileChange& change, std::vector<UnreadPart>& unread) {
+  change.fault = "in " + side + " it can't be read: " + why;
+  // What the table of contents tells is among the unread parts already.
+  if (content.reader().entries()[entry].fault.empty()) {
+    unread.push_back({content.placeOf(entry), why});
   }
 }
+
+// The two files of a place, and what is told of them.
+struct FilePair {
+  std::size_t oldEntry = 0;
+  std::size_t newEntry = 0;
+  FileChange change;
+};
+
+class Comparer {
+ public:
+  Comparer(const BundleContent& before, const BundleContent& after, std::size_t lines, Comparison& comparison)
+      : m_rBefore(before), m_rAfter(after), m_nLines(lines), m_rComparison(comparison) {}
+
+  void compareLines(FilePair& pair) {
+    FileChange& change = pair.change;
+    LineCounts counts;
+    if (!walkOld(pair, [&](std::string_view, std::size_t hash) { ++counts[hash]; }) ||
+        !walkNew(pair, [&](std::string_view line, std::size_t hash) {
+          const auto found = counts.find(hash);
+          if (found != counts.end() && found->second > 0) {
+            --found->second;
+          } else {
+            keep(change.added, line, m_nLines);
+          }
+        })) {
+      return;
+    }
+    const bool anyLeft =
+        std::any_of(counts.begin(), counts.end(), [](const auto& count) { return count.second > 0; });
+    // Read once more for the words of what is left: the counts know hashes alone.
+    if (anyLeft) {
+      walkOld(pair, [&](std::string_view line, std::size_t hash) {
+        const auto found = counts.find(hash);
+        if (found != counts.end() && found->second > 0) {
+          --found->second;
+          keep(change.gone, line, m_nLines);
+        }
+      });
+    }
+  }
+
+  // Reads what the tables of contents call the same.
+  void checkBytes(const std::vector<FilePair*>& pairs) {
+    std::future<std::vector<std::string>> old =
+        std::async(std::launch::async, [&] { return readFaults(m_rBefore, pairs, &FilePair::oldEntry); });
+    const std::vector<std::string> newFaults = readFaults(m_rAfter, pairs, &FilePair::newEntry);
+    const std::vector<std::string> oldFaults = old.get();
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+      if (!newFaults[i].empty()) {
+        tellNew(*pairs[i], newFaults[i]);
+      }
+      if (!oldFaults[i].empty()) {
+        tellOld(*pairs[i], oldFaults[i]);
+      }
+    }
+  }
+
+ private:
+  // False where there are no lines to compare.
+  template <typename Visit>
+  bool walkOld(FilePair& pair, const Visit& visit) {
+    const std::string why = walkLines(m_rBefore, pair.oldEntry, pair.change.binary, visit);
+    if (!why.empty()) {
+      tellOld(pair, why);
+    }
+    return why.empty() && !pair.change.binary;
+  }
+  template <typename Visit>
+  bool walkNew(FilePair& pair, const Visit& visit) {
+    const std::string why = walkLines(m_rAfter, pair.newEntry, pair.change.binary, visit);
+    if (!why.empty()) {
+      tellNew(pair, why);
+    }
+    return why.empty() && !pair.change.binary;
+  }
+
+  void tellOld(FilePair& pair, const std::string& why) {
+    tell(m_rBefore, pair.oldEntry, "OLD", why, pair.change, m_rComparison.unreadOld);
+  }
+  void tellNew(FilePair& pair, const std::string& why) {
+    tell(m_rAfter, pair.newEntry, "NEW", why, pair.change, m_rComparison.unreadNew);
+  }
+
+  // Why each of the entries couldn't be read, empty where it could. What the table of contents tells of an
+  // entry isn't told again.
+  static std::vector<std::string> readFaults(const BundleContent& content,
+                                             const std::vector<FilePair*>& pairs,
+                                             std::size_t FilePair::*entry) {
+    std::vector<std::string> faults(pairs.size());
+    EntryReader reader(content.reader());
+    std::vector<char> block(65536);
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+      if (!content.reader().entries()[pairs[i]->*entry].fault.empty()) {
+        continue;
+      }
+      if (reader.open(pairs[i]->*entry).empty()) {
+        while (reader.read(block.data(), block.size()) > 0) {
+        }
+      }
+      faults[i] = reader.cause();
+    }
+    return faults;
+  }
+
+  const BundleContent& m_rBefore;
+  const BundleContent& m_rAfter;
+  std::size_t m_nLines;
+  Comparison& m_rComparison;
+};
 
 // The entries of a bundle that can't be opened, by name: find() gives none of them.
 class UnreadEntries {
@@ -90,7 +176,7 @@ class UnreadEntries {
     std::set<std::size_t> seen;
     for (const BundledFile& file : content.files()) {
       if (!content.entry(file).fault.empty() && seen.insert(file.entry).second) {
-        m_Entries.emplace(content.entry(file).name, file.entry);
+        m_Entries.emplace(content.placeOf(file), file.entry);
       }
     }
   }
@@ -124,6 +210,40 @@ std::vector<MissingFile> missingOnlyIn(const BundleContent& one, const BundleCon
     }
   }
   return only;
+}
+
+// The files that both bundles have, in the order of the new one; the others are told in the comparison.
+std::vector<FilePair> pairFiles(const BundleContent& before, const BundleContent& after,
+                                Comparison& comparison) {
+  std::vector<FilePair> pairs;
+  UnreadEntries unread(before);
+  std::set<std::size_t> seenOld;
+  std::set<std::size_t> seenNew;
+  const std::size_t none = before.reader().entries().size();
+  for (const BundledFile& file : after.files()) {
+    if (!seenNew.insert(file.entry).second) {
+      continue;
+    }
+    const std::string place = after.placeOf(file);
+    // Like with like, where both are there.
+    const bool readable = after.entry(file).fault.empty();
+    std::size_t oldEntry = readable ? before.findPlace(place) : unread.take(place);
+    if (oldEntry == none) {
+      oldEntry = readable ? unread.take(place) : before.findPlace(place);
+    }
+    if (oldEntry == none) {
+      comparison.onlyNew.push_back(place);
+      continue;
+    }
+    seenOld.insert(oldEntry);
+    pairs.push_back({oldEntry, file.entry, {}});
+  }
+  for (const BundledFile& file : before.files()) {
+    if (seenOld.insert(file.entry).second) {
+      comparison.onlyOld.push_back(before.placeOf(file));
+    }
+  }
+  return pairs;
 }
 
 void addChange(std::vector<ValueChange>& changes, const std::string& what, const std::string& oldValue,
@@ -178,6 +298,14 @@ Json missingJson(const std::vector<MissingFile>& files) {
   return json;
 }
 
+Json unreadJson(const std::vector<UnreadPart>& parts) {
+  Json json = Json::array();
+  for (const UnreadPart& part : parts) {
+    json.push_back({{"file", part.file}, {"why", part.why}});
+  }
+  return json;
+}
+
 }  // namespace
 
 Comparison compareBundles(const BundleContent& before, const BundleContent& after, std::size_t lines) {
@@ -188,44 +316,30 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
   comparison.missingOld = missingOnlyIn(before, after);
   comparison.missingNew = missingOnlyIn(after, before);
 
-  UnreadEntries unread(before);
-  std::set<std::size_t> seenOld;
-  std::set<std::size_t> seenNew;
-  for (const BundledFile& file : after.files()) {
-    if (!seenNew.insert(file.entry).second) {
-      continue;
-    }
-    const BundleEntryInfo& added = after.entry(file);
-    const std::size_t none = before.reader().entries().size();
-    // Like with like, where both are there.
-    const bool readable = added.fault.empty();
-    std::size_t oldEntry = readable ? before.reader().find(added.name) : unread.take(added.name);
-    if (oldEntry == none) {
-      oldEntry = readable ? unread.take(added.name) : before.reader().find(added.name);
-    }
-    if (oldEntry == none) {
-      comparison.onlyNew.push_back(added.name);
-      continue;
-    }
-    seenOld.insert(oldEntry);
-    const BundleEntryInfo& old = before.reader().entries()[oldEntry];
-    FileChange change;
-    // Where both agree, the bytes do: most files of two bundles need no reading.
-    if (old.size != added.size || old.crc != added.crc) {
-      change.name = added.name;
-      change.oldSize = old.size;
-      change.newSize = added.size;
-      compareLines(before, oldEntry, after, file.entry, lines, change);
-    }
-    if (change.binary || !change.fault.empty() || change.gone.count + change.added.count > 0) {
-      comparison.changed.push_back(std::move(change));
+  comparison.unreadOld = before.unread();
+  comparison.unreadNew = after.unread();
+  std::vector<FilePair> pairs = pairFiles(before, after, comparison);
+  Comparer comparer(before, after, lines, comparison);
+  std::vector<FilePair*> equal;
+  for (FilePair& pair : pairs) {
+    const BundleEntryInfo& old = before.reader().entries()[pair.oldEntry];
+    const BundleEntryInfo& added = after.reader().entries()[pair.newEntry];
+    pair.change.name = after.placeOf(pair.newEntry);
+    pair.change.oldSize = old.size;
+    pair.change.newSize = added.size;
+    if (old.size == added.size && old.crc == added.crc) {
+      equal.push_back(&pair);
     } else {
-      ++comparison.same;
+      comparer.compareLines(pair);
     }
   }
-  for (const BundledFile& file : before.files()) {
-    if (seenOld.insert(file.entry).second) {
-      comparison.onlyOld.push_back(before.entry(file).name);
+  comparer.checkBytes(equal);
+  for (FilePair& pair : pairs) {
+    const FileChange& change = pair.change;
+    if (change.binary || !change.fault.empty() || change.gone.count + change.added.count > 0) {
+      comparison.changed.push_back(std::move(pair.change));
+    } else {
+      ++comparison.same;
     }
   }
   return comparison;
@@ -283,6 +397,8 @@ std::string comparisonJson(const Comparison& comparison) {
                                {"fault", change.fault}});
   }
   json["same"] = comparison.same;
+  json["unread_old"] = unreadJson(comparison.unreadOld);
+  json["unread_new"] = unreadJson(comparison.unreadNew);
   return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 

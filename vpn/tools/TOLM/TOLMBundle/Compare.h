@@ -21,7 +21,7 @@ struct LineChange {
 };
 
 struct FileChange {
-  std::string name;  // of the entry
+  std::string name;  // its place in the bundle
   bool binary = false;
   std::uint64_t oldSize = 0;
   std::uint64_t newSize = 0;
@@ -38,14 +38,19 @@ struct ValueChange {
 
 struct Comparison {
   std::vector<ValueChange> machine;
-  std::vector<std::string> onlyOld;  // names of entries
+  std::vector<std::string> onlyOld;  // places in the bundle
   std::vector<std::string> onlyNew;
   std::vector<MissingFile> missingOld;  // in the old bundle alone
   std::vector<MissingFile> missingNew;
-  std::vector<FileChange> changed;  // in the order of the new bundle
-  std::size_t same = 0;             // files without a difference
+  std::vector<FileChange> changed;    // in the order of the new bundle
+  std::size_t same = 0;               // files without a difference
+  std::vector<UnreadPart> unreadOld;  // what of them couldn't be looked at
+  std::vector<UnreadPart> unreadNew;
 };
 
+// Files that are the same by both tables of contents are read all the same: their bytes may be damaged. Both
+// bundles are read at once then, on two threads.
+//
 // At most `lines` of a file's lines are kept for each side. The memory grows with the number of different
 // lines of one file, 32 bytes or so each.
 Comparison compareBundles(const BundleContent& before, const BundleContent& after, std::size_t lines);

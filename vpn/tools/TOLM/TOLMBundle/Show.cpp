@@ -112,7 +112,7 @@ void addFile(std::string& text, const BundleContent& content, const BundledFile&
   const std::uint64_t share = shareOf(entry.size, content.wholeSize());
   text += padLeft(bytesText(entry.size), 12) +
           padLeft(std::to_string(share / 10) + "." + std::to_string(share % 10) + "%", 8) + "  " +
-          withoutControls(padRight(file.id, 16) + "  " + entry.name);
+          withoutControls(padRight(file.id, 16) + "  " + content.placeOf(file));
   if (!entry.fault.empty()) {
     text += "  (not read: " + withoutControls(entry.fault) + ")";
   } else if (file.id.empty() && !content.summary().sections.empty()) {
@@ -125,7 +125,7 @@ Json fileJson(const BundleContent& content, const BundledFile& file) {
   const BundleEntryInfo& entry = content.entry(file);
   Json json;
   json["id"] = file.id;
-  json["file"] = entry.name;
+  json["file"] = content.placeOf(file);
   json["document"] = file.document;
   json["description"] = file.description;
   json["size"] = entry.size;
@@ -205,7 +205,7 @@ std::string showText(const BundleContent& content, const std::vector<FailedOutpu
     text += headingText("Looks like a failure", failed.size());
     for (const FailedOutput& output : failed) {
       const BundledFile& file = content.files()[output.file];
-      text += "  " + withoutControls(content.entry(file).name + ": " + output.why) + "\n";
+      text += "  " + withoutControls(content.placeOf(file) + ": " + output.why) + "\n";
     }
   }
   text += headingText("There", content.files().size());
@@ -244,7 +244,7 @@ void showJson(const BundleContent& content, const std::vector<FailedOutput>& fai
   json.beginList("failed_outputs");
   for (const FailedOutput& output : failed) {
     const BundledFile& file = content.files()[output.file];
-    json.addElement({{"id", file.id}, {"file", content.entry(file).name}, {"why", output.why}});
+    json.addElement({{"id", file.id}, {"file", content.placeOf(file)}, {"why", output.why}});
   }
   json.endList();
   json.beginList("files");

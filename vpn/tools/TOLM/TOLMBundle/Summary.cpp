@@ -380,14 +380,46 @@ class SummaryText {
   Summary* m_pSummary = nullptr;
 };
 
+// An editor of another system may have passed over the text: it puts a byte order mark in front of it, and a
+// carriage return in front of each line feed.
+std::size_t markLength(const std::string& text) {
+  return text.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
+}
+
+bool hasForeignLineEnds(const std::string& text, std::size_t start) {
+  constexpr std::string_view kForeign = "TOLM BUNDLE SUMMARY\r\n\r\n";
+  return text.compare(start, kForeign.size(), kForeign) == 0;
+}
+
+// Those ahead of line feeds; a cell may hold others.
+std::string withoutCarriageReturns(const std::string& text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n') {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
 }  // namespace
 
 Summary readSummary(const std::string& text) {
-  return SummaryText(text).read();
+  const std::size_t mark = markLength(text);
+  if (mark == 0 && !hasForeignLineEnds(text, mark)) {
+    return SummaryText(text).read();
+  }
+  std::string own = text.substr(mark);
+  if (hasForeignLineEnds(text, mark)) {
+    own = withoutCarriageReturns(own);
+  }
+  return SummaryText(own).read();
 }
 
 bool isSummary(const std::string& front) {
-  return front.compare(0, sizeof(kHeading) - 1, kHeading) == 0;
+  const std::size_t mark = markLength(front);
+  return front.compare(mark, sizeof(kHeading) - 1, kHeading) == 0 || hasForeignLineEnds(front, mark);
 }
 
 std::string wrappedKey(const std::string& text, std::size_t width) {

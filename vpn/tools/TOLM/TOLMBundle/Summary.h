@@ -46,7 +46,7 @@ struct Summary {
   std::string fault;
 };
 
-// Linear in the text.
+// Linear in the text. One with CR and LF at its lines' ends, or with a byte order mark, is read as well.
 Summary readSummary(const std::string& text);
 
 // Whether a file begins as a summary does; a request may give it any name.

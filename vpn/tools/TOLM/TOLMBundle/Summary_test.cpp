@@ -53,6 +53,23 @@ TEST(SummaryTest, GoldenSummaryOfARequestIsReadWhole) {
   EXPECT_THAT(summary.sections, ::testing::Not(IsEmpty()));
 }
 
+// As an editor of another system leaves it.
+TEST(SummaryTest, SummaryWithForeignLineEndsIsReadWhole) {
+  const std::string text = golden("default_run");
+  std::string foreign = "\xef\xbb\xbf";
+  for (const char c : text) {
+    foreign += c == '\n' ? "\r\n" : std::string(1, c);
+  }
+  for (const std::string& changed : {foreign, foreign.substr(3), "\xef\xbb\xbf" + text}) {
+    EXPECT_TRUE(isSummary(changed.substr(0, 64)));
+    const Summary summary = readSummary(changed);
+    EXPECT_EQ(summary.fault, "");
+    ASSERT_THAT(summary.sections, SizeIs(1));
+    EXPECT_THAT(summary.sections[0].included, SizeIs(4));
+    EXPECT_EQ(summary.user, readSummary(text).user);
+  }
+}
+
 TEST(SummaryTest, NotesOfSeveralLinesStayTogether) {
   std::string text = golden("default_run");
   const std::string note = " - The file(s) of ID optional is/are not included by default by this config.\n";

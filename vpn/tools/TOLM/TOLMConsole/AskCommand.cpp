@@ -24,7 +24,8 @@ class AskCommand : public ICommand {
   void addOptions(CLI::App& app) override {
     m_Bundle.addPlace(app);
     app.add_flag("--missing", m_bMissing,
-                 "Every item that the bundle lacks something of (the default without --item)");
+                 "Every item that the bundle lacks something of (the default without --item, without what "
+                 "redaction left out)");
     app.add_option("--item", m_Items, "This item; may be given more than once")
         ->type_name("ID")
         ->allow_extra_args(false);
@@ -35,13 +36,16 @@ class AskCommand : public ICommand {
     if (const int status = m_Bundle.load(); status != kExitSuccess) {
       return status;
     }
+    const BundleContent& content = m_Bundle.content();
+    const std::vector<UnreadPart> unread = content.unread();
+    tellUnread(m_Bundle.path(), unread);
     std::vector<std::string> ids;
     if (m_bMissing || m_Items.empty()) {
-      ids = missingItems(m_Bundle.content());
+      ids = missingItems(content, m_bMissing ? Redacted::kAskedFor : Redacted::kLeftAlone);
     }
     ids.insert(ids.end(), m_Items.begin(), m_Items.end());
     if (ids.empty()) {
-      printError("the bundle lacks nothing to ask for; --item names an item");
+      printError(nothingToAsk(content, unread));
       return kExitFailure;
     }
     for (const std::string& id : ids) {
@@ -54,6 +58,15 @@ class AskCommand : public ICommand {
   }
 
  private:
+  static std::string nothingToAsk(const BundleContent& content, const std::vector<UnreadPart>& unread) {
+    if (!unread.empty()) {
+      return "what the bundle lacks isn't known; --item names an item";
+    }
+    return missingItems(content, Redacted::kAskedFor).empty()
+               ? "the bundle lacks nothing to ask for; --item names an item"
+               : "the bundle lacks only what redaction left out; --missing asks for that";
+  }
+
   OneBundle m_Bundle;
   bool m_bMissing = false;
   std::vector<std::string> m_Items;

@@ -40,6 +40,18 @@ int BundleOptions::open(BundleReader& reader, const std::string& path) const {
   return kExitSuccess;
 }
 
+void tellUnread(const std::string& bundle, const std::vector<UnreadPart>& parts) {
+  constexpr std::size_t kMostTold = 20;
+  for (std::size_t i = 0; i < parts.size() && i < kMostTold; ++i) {
+    printError(
+        bundle + ": " +
+        (parts[i].file.empty() ? parts[i].why : "\"" + parts[i].file + "\" can't be read: " + parts[i].why));
+  }
+  if (parts.size() > kMostTold) {
+    printError(bundle + ": " + std::to_string(parts.size() - kMostTold) + " more can't be read");
+  }
+}
+
 void OneBundle::addPlace(CLI::App& app) {
   app.add_option("BUNDLE", m_strPath, "The bundle")->required()->type_name("");
 }

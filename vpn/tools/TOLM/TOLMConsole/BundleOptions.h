@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
@@ -39,6 +40,10 @@ class BundleOptions {
   std::string m_strPassword;
   bool m_bAskPassword = false;
 };
+
+// One line on standard error for each part, so that nobody takes its silence for good news; of many the
+// first.
+void tellUnread(const std::string& bundle, const std::vector<UnreadPart>& parts);
 
 class OneBundle {
  public:

@@ -48,6 +48,8 @@ class CompareCommand : public ICommand {
     afterContent.load();
     const Comparison comparison =
         compareBundles(beforeContent, afterContent, m_bJson ? kJsonLines : kTextLines);
+    tellUnread(m_strOld, comparison.unreadOld);
+    tellUnread(m_strNew, comparison.unreadNew);
     printText(m_bJson ? comparisonJson(comparison) : comparisonText(comparison));
     return finishOutput(kExitSuccess);
   }

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/findings/Findings.h"
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
@@ -36,9 +35,9 @@ class FindingsCommand : public ICommand {
       return status;
     }
     const BundleContent& content = m_Bundle.content();
-    const std::vector<KnownProblem> findings = findProblems(content, rules);
-    const std::size_t count = rules.rules().size();
-    printText(m_bJson ? findingsJson(content, findings, count) : findingsText(content, findings, count));
+    const Findings findings = findProblems(content, rules);
+    tellUnread(m_Bundle.path(), findings.unread);
+    printText(m_bJson ? findingsJson(content, findings) : findingsText(content, findings));
     return finishOutput(kExitSuccess);
   }
 

@@ -8,20 +8,17 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
-#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
 namespace halvo {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMostEvidence = 5;
 constexpr std::size_t kLongestEvidence = 400;
@@ -52,7 +49,9 @@ class Scan {
         m_rRules(rules),
         m_Entry(content.reader()),
         m_Results(rules.probes().size()),
-        m_Now(content.madeAt()) {
+        m_Now(content.madeAt()),
+        m_Unread(content.unread()),
+        m_ReadToEnd(content.files().size(), true) {
     for (std::size_t i = 0; i < content.files().size(); ++i) {
       scanFile(i);
     }
@@ -60,6 +59,30 @@ class Scan {
 
   [[nodiscard]] const Result& result(int probe) const { return m_Results[static_cast<std::size_t>(probe)]; }
   [[nodiscard]] std::optional<std::int64_t> now() const { return m_Now; }
+  [[nodiscard]] const std::vector<UnreadPart>& unread() const { return m_Unread; }
+
+  [[nodiscard]] bool sawAll(int probe) const {
+    return sawAll(m_rRules.probes()[static_cast<std::size_t>(probe)].selector);
+  }
+  // Whether all that the selector fits was looked at, as far as can be known.
+  [[nodiscard]] bool sawAll(const FileSelector& selector) const {
+    const bool knowsFiles = m_rContent.fault().empty() || m_rContent.reader().damage().empty();
+    const bool knowsItems = m_rContent.fault().empty() || selector.items.empty();
+    if (!knowsFiles || !knowsItems ||
+        std::any_of(m_rContent.missing().begin(), m_rContent.missing().end(),
+                    [&](const MissingFile& missing) {
+                      return missing.listed && selector.fits(missing.id, missing.name);
+                    })) {
+      return false;
+    }
+    for (std::size_t i = 0; i < m_ReadToEnd.size(); ++i) {
+      const BundledFile& file = m_rContent.files()[i];
+      if (!m_ReadToEnd[i] && selector.fits(file.id, file.name)) {
+        return false;
+      }
+    }
+    return true;
+  }
 
  private:
   // The probes of a file that have patterns, as one automaton. Files of one item mostly have the same.
@@ -101,12 +124,31 @@ class Scan {
         wantsTimes = wantsTimes || probe.pattern == nullptr;
       }
     }
-    if (probes.empty() || !m_Entry.open(file.entry).empty()) {
+    if (probes.empty()) {
+      m_ReadToEnd[index] = m_rContent.entry(file).fault.empty();
       return;
     }
-    for (const std::size_t probe : probes) {
-      m_Results[probe].anyFile = true;
+    if (m_Entry.open(file.entry).empty()) {
+      for (const std::size_t probe : probes) {
+        m_Results[probe].anyFile = true;
+      }
+      scanLines(index, probes, wantsTimes);
     }
+    noteFailure(index);
+  }
+
+  // Those that the table of contents tells are among the unread ones already.
+  void noteFailure(std::size_t index) {
+    const BundledFile& file = m_rContent.files()[index];
+    m_ReadToEnd[index] = m_Entry.cause().empty();
+    // Two rows of the summary may stand for one entry.
+    if (!m_ReadToEnd[index] && m_rContent.entry(file).fault.empty() &&
+        m_FailedEntries.insert(file.entry).second) {
+      m_Unread.push_back({m_rContent.placeOf(file), m_Entry.cause()});
+    }
+  }
+
+  void scanLines(std::size_t index, const std::vector<std::size_t>& probes, bool wantsTimes) {
     const Patterns& patterns = patternsOf(probes);
     LineReader lines(m_Entry);
     std::string_view line;
@@ -201,6 +243,9 @@ class Scan {
   EntryReader m_Entry;
   std::vector<Result> m_Results;
   std::optional<std::int64_t> m_Now;
+  std::vector<UnreadPart> m_Unread;
+  std::vector<bool> m_ReadToEnd;  // of each of the content's files
+  std::set<std::size_t> m_FailedEntries;
   std::map<std::vector<std::size_t>, std::unique_ptr<Patterns>> m_Patterns;
   std::vector<int> m_Matches;
 };
@@ -222,30 +267,74 @@ bool compare(double left, Relation comparison, double right) {
   return false;
 }
 
+// Whether a condition holds. Where its answer hangs on what couldn't be read, it is open.
+enum class Answer { kNo, kOpen, kYes };
+
 // Looks whether a rule's condition holds, and keeps the lines that speak for it.
 class Judge {
  public:
   Judge(const BundleContent& content, const Scan& scan) : m_rContent(content), m_rScan(scan) {}
 
-  bool holds(const Condition& condition) {
+  Answer judge(const Condition& condition) {
     switch (condition.kind) {
       case ConditionKind::kAll:
-        return std::all_of(condition.children.begin(), condition.children.end(),
-                           [this](const Condition& child) { return holds(child); });
-      case ConditionKind::kAny: {
-        // All of them, for the lines of all that hold.
-        bool any = false;
-        for (const Condition& child : condition.children) {
-          any = holds(child) || any;
-        }
-        return any;
-      }
+        return judgeAll(condition.children);
+      case ConditionKind::kAny:
+        return judgeAny(condition.children);
       case ConditionKind::kNone: {
         // Of its own: the lines of what must not hold speak for nothing.
-        Judge quiet(m_rContent, m_rScan);
-        return std::none_of(condition.children.begin(), condition.children.end(),
-                            [&quiet](const Condition& child) { return quiet.holds(child); });
+        const Answer any = Judge(m_rContent, m_rScan).judgeAny(condition.children);
+        return any == Answer::kOpen ? any : any == Answer::kNo ? Answer::kYes : Answer::kNo;
       }
+      default: {
+        const bool held = holds(condition);
+        return held != speaksOfAbsence(condition.kind) || sawAllFor(condition)
+                   ? (held ? Answer::kYes : Answer::kNo)
+                   : Answer::kOpen;
+      }
+    }
+  }
+
+  std::vector<Hit> hits;
+  std::uint64_t count = 0;
+
+ private:
+  Answer judgeAll(const std::vector<Condition>& conditions) {
+    Answer all = Answer::kYes;
+    for (const Condition& condition : conditions) {
+      all = std::min(all, judge(condition));
+      if (all == Answer::kNo) {
+        break;
+      }
+    }
+    return all;
+  }
+
+  // All of them, for the lines of all that hold.
+  Answer judgeAny(const std::vector<Condition>& conditions) {
+    Answer any = Answer::kNo;
+    for (const Condition& condition : conditions) {
+      any = std::max(any, judge(condition));
+    }
+    return any;
+  }
+
+  // What holds because nothing else is seen: more that could be read might speak against it. Of the others it
+  // might speak for them.
+  static bool speaksOfAbsence(ConditionKind kind) {
+    return kind == ConditionKind::kMissing || kind == ConditionKind::kNoLine || kind == ConditionKind::kAge;
+  }
+
+  [[nodiscard]] bool sawAllFor(const Condition& condition) const {
+    if (condition.probe < 0) {
+      return m_rScan.sawAll(condition.selector);
+    }
+    return m_rScan.sawAll(condition.probe) &&
+           (condition.otherProbe < 0 || m_rScan.sawAll(condition.otherProbe));
+  }
+
+  bool holds(const Condition& condition) {
+    switch (condition.kind) {
       case ConditionKind::kMissing:
         return !anyFile(condition.selector);
       case ConditionKind::kPresent:
@@ -263,14 +352,11 @@ class Judge {
         return timeHolds(condition);
       case ConditionKind::kAge:
         return ageHolds(condition);
+      default:
+        return false;
     }
-    return false;
   }
 
-  std::vector<Hit> hits;
-  std::uint64_t count = 0;
-
- private:
   [[nodiscard]] bool anyFile(const FileSelector& selector) const {
     return std::any_of(m_rContent.files().begin(), m_rContent.files().end(), [&](const BundledFile& file) {
       return m_rContent.entry(file).fault.empty() && selector.fits(file.id, file.name);
@@ -380,12 +466,18 @@ std::string filledIn(const std::string& text, const std::vector<Hit>& hits) {
 
 }  // namespace
 
-std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleSet& rules) {
+Findings findProblems(const BundleContent& content, const RuleSet& rules) {
   const Scan scan(content, rules);
-  std::vector<KnownProblem> findings;
+  Findings findings;
+  findings.unread = scan.unread();
+  findings.rules = rules.rules().size();
   for (const Rule& rule : rules.rules()) {
     Judge judge(content, scan);
-    if (!judge.holds(rule.condition)) {
+    const Answer answer = judge.judge(rule.condition);
+    if (answer == Answer::kOpen) {
+      findings.undecided.push_back(rule.id);
+    }
+    if (answer != Answer::kYes) {
       continue;
     }
     KnownProblem finding{
@@ -394,51 +486,12 @@ std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleS
     for (const Hit& hit : judge.hits) {
       finding.evidence.push_back(hit.evidence);
     }
-    findings.push_back(std::move(finding));
+    findings.problems.push_back(std::move(finding));
   }
-  std::stable_sort(findings.begin(), findings.end(), [](const KnownProblem& left, const KnownProblem& right) {
-    return left.severity < right.severity;
-  });
+  std::stable_sort(
+      findings.problems.begin(), findings.problems.end(),
+      [](const KnownProblem& left, const KnownProblem& right) { return left.severity < right.severity; });
   return findings;
-}
-
-std::string findingsText(const BundleContent& content, const std::vector<KnownProblem>& findings,
-                         std::size_t rules) {
-  std::string text;
-  for (const KnownProblem& finding : findings) {
-    text += severityText(finding.severity) + ": " + withoutControls(finding.title) + " [" +
-            withoutControls(finding.id) + "]\n  " + withoutControls(finding.advice) + "\n";
-    for (const Evidence& evidence : finding.evidence) {
-      text += "    " + withoutControls(content.entry(content.files()[evidence.file]).name) +
-              (evidence.line > 0 ? ":" + std::to_string(evidence.line) : "") + ": " +
-              withoutControls(evidence.text) + "\n";
-    }
-    if (finding.count > finding.evidence.size()) {
-      text += "    ... and " + std::to_string(finding.count - finding.evidence.size()) + " more\n";
-    }
-    text += "\n";
-  }
-  return text + std::to_string(findings.size()) + " of " + std::to_string(rules) +
-         " known problems are seen in this bundle.\n";
-}
-
-std::string findingsJson(const BundleContent& content, const std::vector<KnownProblem>& findings,
-                         std::size_t rules) {
-  Json json;
-  json["rules"] = rules;
-  json["findings"] = Json::array();
-  for (const KnownProblem& finding : findings) {
-    Json one = {{"id", finding.id},       {"severity", severityText(finding.severity)},
-                {"title", finding.title}, {"advice", finding.advice},
-                {"count", finding.count}, {"lines", Json::array()}};
-    for (const Evidence& evidence : finding.evidence) {
-      one["lines"].push_back({{"file", content.entry(content.files()[evidence.file]).name},
-                              {"line", evidence.line},
-                              {"text", evidence.text}});
-    }
-    json["findings"].push_back(std::move(one));
-  }
-  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo

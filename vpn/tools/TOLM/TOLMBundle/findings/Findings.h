@@ -28,14 +28,22 @@ struct KnownProblem {
   std::uint64_t count = 0;         // of all lines that speak for it
 };
 
-// Errors first, then warnings, then the rest, in the order of the rules. What can't be read counts as not
-// there.
-std::vector<KnownProblem> findProblems(const BundleContent& content, const RuleSet& rules);
+struct Findings {
+  // Errors first, then warnings, then the rest, in the order of the rules.
+  std::vector<KnownProblem> problems;
+  // What the search couldn't look at.
+  std::vector<UnreadPart> unread;
+  // The ids of the rules that might hold if all could be read.
+  std::vector<std::string> undecided;
+  std::size_t rules = 0;
+};
+
+// A rule is undecided where its answer hangs on what couldn't be read: a file with damage, one behind a
+// damaged table of contents, an item where there is no summary to know its files from.
+Findings findProblems(const BundleContent& content, const RuleSet& rules);
 
 // Both end with a line feed. The text holds no control characters but line feeds.
-std::string findingsText(const BundleContent& content, const std::vector<KnownProblem>& findings,
-                         std::size_t rules);
-std::string findingsJson(const BundleContent& content, const std::vector<KnownProblem>& findings,
-                         std::size_t rules);
+std::string findingsText(const BundleContent& content, const Findings& findings);
+std::string findingsJson(const BundleContent& content, const Findings& findings);
 
 }  // namespace halvo

@@ -7,6 +7,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/Files.h"
@@ -38,14 +39,15 @@ inline std::vector<KnownProblem> findIn(const std::map<std::string, Files>& fold
   EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
   BundleContent content(reader);
   content.load();
-  std::vector<KnownProblem> findings = findProblems(content, rules);
+  Findings findings = findProblems(content, rules);
+  EXPECT_TRUE(findings.unread.empty() && findings.undecided.empty());
   if (text != nullptr) {
-    *text = findingsText(content, findings, rules.rules().size());
-    const std::string json = findingsJson(content, findings, rules.rules().size());
+    *text = findingsText(content, findings);
+    const std::string json = findingsJson(content, findings);
     EXPECT_FALSE(nlohmann::json::parse(json, nullptr, false).is_discarded());
     EXPECT_EQ(json.find("\xc2\x9b"), std::string::npos) << json;
   }
-  return findings;
+  return std::move(findings.problems);
 }
 
 inline std::vector<KnownProblem> findIn(const Files& files, const RuleSet& rules,

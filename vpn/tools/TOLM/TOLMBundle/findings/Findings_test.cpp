@@ -170,6 +170,91 @@ TEST(FindingsTest, ErrorsStandAheadOfWarnings) {
   EXPECT_THAT(idsOf(findIn({{"a", "f", "x\n"}}, rules)), ElementsAre("e", "w", "i"));
 }
 
+// What is found in a bundle of these bytes.
+Findings findInBytes(const std::string& bytes, const RuleSet& rules) {
+  const TempFolder folder;
+  test::writeFile(folder.file("bundle.zip"), bytes);
+  BundleReader reader;
+  EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
+  BundleContent content(reader);
+  content.load();
+  return findProblems(content, rules);
+}
+
+ZipBuilder logBundle() {
+  SummaryBuilder summary;
+  summary.section("Logs").included("log", "a.log", "", "3 bytes").included("other", "b.log", "", "3 bytes");
+  return ZipBuilder()
+      .add({"summary.txt", summary.take()})
+      .add({"Logs/b.log", "two\n"})
+      .add({"Logs/a.log", "one\n"});
+}
+
+std::vector<std::string> undecidedOver(const std::string& bytes, const std::string& condition) {
+  return findInBytes(bytes, ruleSet(condition)).undecided;
+}
+
+TEST(FindingsTest, DamagedFileIsToldAndWhatHangsOnItIsUndecided) {
+  std::string bytes = logBundle().take();
+  bytes[bytes.find("one\n")] = 'x';
+  const std::string up = "<line item=\"log\" pattern=\"up\"/>";
+  const Findings findings = findInBytes(bytes, ruleSet(up));
+  EXPECT_THAT(findings.problems, IsEmpty());
+  EXPECT_THAT(findings.undecided, ElementsAre("r"));
+  ASSERT_THAT(findings.unread, SizeIs(1));
+  EXPECT_EQ(findings.unread[0].file, "Logs/a.log");
+  EXPECT_EQ(findings.unread[0].why, "its checksum is wrong");
+  for (const std::string& condition :
+       {"<none>" + up + "</none>", std::string("<no-line item=\"log\" pattern=\"up\"/>"),
+        "<all>" + up + "<present item=\"other\"/></all>", "<any>" + up + "<missing item=\"other\"/></any>"}) {
+    EXPECT_THAT(undecidedOver(bytes, condition), ElementsAre("r")) << condition;
+  }
+  // The rest of the bundle decides these.
+  for (const std::string& condition :
+       {std::string("<line item=\"other\" pattern=\"up\"/>"),
+        "<all>" + up + "<missing item=\"other\"/></all>", "<any>" + up + "<present item=\"other\"/></any>"}) {
+    EXPECT_THAT(undecidedOver(bytes, condition), IsEmpty()) << condition;
+  }
+}
+
+TEST(FindingsTest, NothingIsMissingWhereNoSummaryTellsWhatThereIs) {
+  const std::string bytes = ZipBuilder().add({"Logs/a.log", "one\n"}).take();
+  const Findings findings = findInBytes(bytes, ruleSet("<missing item=\"log\"/>"));
+  EXPECT_THAT(findings.problems, IsEmpty());
+  EXPECT_THAT(findings.undecided, ElementsAre("r"));
+  ASSERT_THAT(findings.unread, SizeIs(1));
+  EXPECT_THAT(findings.unread[0].why, HasSubstr("no summary"));
+  // Names are known all the same.
+  EXPECT_THAT(findInBytes(bytes, ruleSet("<missing file=\"b.log\"/>")).problems, SizeIs(1));
+}
+
+TEST(FindingsTest, WhatIsLostBehindADamagedTableIsNotMissing) {
+  std::string bytes = logBundle().take();
+  bytes[bytes.rfind("PK\x01\x02")] = 'x';
+  const Findings findings = findInBytes(bytes, ruleSet("<missing item=\"log\"/>"));
+  EXPECT_THAT(findings.problems, IsEmpty());
+  EXPECT_THAT(findings.undecided, ElementsAre("r"));
+  ASSERT_THAT(findings.unread, SizeIs(1));
+  EXPECT_THAT(findings.unread[0].why, HasSubstr("table of contents is damaged"));
+  EXPECT_THAT(undecidedOver(bytes, "<line item=\"other\" pattern=\"up\"/>"), IsEmpty());
+}
+
+TEST(FindingsTest, WhatIsUndecidedStandsInTextAndJson) {
+  const TempFolder folder;
+  test::writeFile(folder.file("bundle.zip"), ZipBuilder().add({"a", "one\n"}).take());
+  BundleReader reader;
+  ASSERT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
+  BundleContent content(reader);
+  content.load();
+  const Findings findings = findProblems(content, ruleSet("<missing item=\"log\"/>"));
+  EXPECT_EQ(findingsText(content, findings),
+            "0 of 1 known problems are seen in this bundle.\n"
+            "Not known of 1, as not all could be read that they look at: r\n");
+  const auto json = nlohmann::json::parse(findingsJson(content, findings));
+  EXPECT_EQ(json["undecided"], nlohmann::json::array({"r"}));
+  EXPECT_EQ(json["unread"][0]["why"], "the bundle has no summary that can be read");
+}
+
 TEST(FindingsTest, PatternsThatBacktrackElsewhereAreLinearHere) {
   EXPECT_FALSE(holds("<line pattern=\"^(a+)+$\"/>", {{"a", "f", std::string(60000, 'a') + "b\n"}}));
 }

@@ -99,7 +99,7 @@ class FilesPart {
   [[nodiscard]] std::string nameHtml(std::size_t index, const std::string& size, const std::string& note,
                                      const std::string& text) const {
     const BundledFile& file = m_rContent.files()[index];
-    const std::string& name = m_rContent.entry(file).name;
+    const std::string name = m_rContent.placeOf(file);
     const std::string id = "f" + std::to_string(index);
     std::string html = "<details id=\"" + id + "\" data-name=\"" + cell(name) + "\"><summary>" +
                        isolated(name) + " <small>" + size +
@@ -155,7 +155,7 @@ class HeadPart {
  public:
   explicit HeadPart(const BundleContent& content) : m_rContent(content) {}
 
-  std::string html(const Timeline& timeline, const std::vector<KnownProblem>& findings) {
+  std::string html(const Timeline& timeline, const Findings& findings) {
     addMachine();
     addMissing();
     addFindings(findings);
@@ -199,7 +199,9 @@ class HeadPart {
     const std::vector<MissingFile>& missing = m_rContent.missing();
     m_strHtml += "<h2 id=\"missing\">Missing (" + std::to_string(missing.size()) + ")</h2>\n";
     if (missing.empty()) {
-      m_strHtml += "<p>Nothing is missing.</p>\n";
+      m_strHtml += m_rContent.unread().empty()
+                       ? "<p>Nothing is missing.</p>\n"
+                       : "<p>What is missing isn't known: not all could be read.</p>\n";
       return;
     }
     m_strHtml +=
@@ -223,7 +225,8 @@ class HeadPart {
     }
   }
 
-  void addFindings(const std::vector<KnownProblem>& findings) {
+  void addFindings(const Findings& search) {
+    const std::vector<KnownProblem>& findings = search.problems;
     m_strHtml += "<h2 id=\"findings\">Known problems (" + std::to_string(findings.size()) + ")</h2>\n";
     if (findings.empty()) {
       m_strHtml += "<p>None of the known problems is seen.</p>\n";
@@ -249,6 +252,10 @@ class HeadPart {
       m_strHtml += "</div>\n";
     }
     addRest(findings.size() - done);
+    if (!search.undecided.empty()) {
+      m_strHtml += "<p>Not known of " + std::to_string(search.undecided.size()) +
+                   ", as not all could be read that they look at.</p>\n";
+    }
   }
 
   void addShares() {
@@ -364,13 +371,13 @@ std::string writeReport(const BundleContent& content, const RuleSet& rules, cons
   if (word.empty()) {
     return std::string("no random numbers can be had: ") + std::strerror(errno);
   }
-  std::future<std::vector<KnownProblem>> findings =
+  std::future<Findings> findings =
       std::async(std::launch::async, [&content, &rules] { return findProblems(content, rules); });
   Timeline timeline(content.madeAt().value_or(0));
   FilesPart files(content, timeline);
   const std::string error = files.write();
   // Waited for in any case: it borrows the bundle.
-  const std::vector<KnownProblem> found = findings.get();
+  const Findings found = findings.get();
   if (!error.empty()) {
     return error;
   }

@@ -66,6 +66,12 @@ TEST(ReportTest, WhatIsMissingStandsAheadOfEverythingElse) {
                           HasSubstr("href=\"#f0L1\""), HasSubstr("1 lines with a time, 1 of them")));
 }
 
+TEST(ReportTest, WithoutASummaryNothingIsSaidToBeThere) {
+  const std::string page = pageOf(ZipBuilder().add({"a.log", "x\n"}));
+  EXPECT_THAT(page, AllOf(HasSubstr("What is missing isn't known"), HasSubstr("Not known of"),
+                          Not(HasSubstr("Nothing is missing")), Not(HasSubstr("no log of the client"))));
+}
+
 TEST(ReportTest, PageAsksNobodyForAnything) {
   const std::string page = pageOf(sample("x\n"));
   EXPECT_THAT(page, HasSubstr("default-src 'none'"));
