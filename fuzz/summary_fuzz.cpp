@@ -5,6 +5,7 @@
 #include <string>
 
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
+#include "vpn/tools/TOLM/TOLMBundle/NormalLine.h"
 #include "vpn/tools/TOLM/TOLMBundle/Summary.h"
 
 namespace {
@@ -37,7 +38,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   require(bytes <= size);
   std::string normal;
-  halvo::normalizeLine(text, normal);
+  halvo::LineNormalizer normalizer;
+  for (std::size_t at = 0; at < size;
+       at = text.find('\n', at) == std::string::npos ? size : text.find('\n', at) + 1) {
+    normalizer.normalize(std::string_view(text).substr(at, text.find('\n', at) - at), normal);
+  }
   halvo::LogTime time;
   require(!halvo::findLogTime(text, time) || (time.start < time.end && time.end <= size));
   // Lines of a key never have more in them than the text.

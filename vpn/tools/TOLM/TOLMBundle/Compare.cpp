@@ -11,7 +11,7 @@
 
 #include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
-#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
+#include "vpn/tools/TOLM/TOLMBundle/NormalLine.h"
 
 namespace halvo {
 
@@ -30,6 +30,7 @@ std::string walkLines(const BundleContent& content, std::size_t entry, bool& bin
     return reader.cause();
   }
   LineReader lines(reader);
+  LineNormalizer normalizer;
   std::string_view line;
   std::string normal;
   while (lines.next(line)) {
@@ -37,7 +38,7 @@ std::string walkLines(const BundleContent& content, std::size_t entry, bool& bin
       binary = true;
       return "";
     }
-    normalizeLine(line, normal);
+    normalizer.normalize(line, normal);
     visit(line, std::hash<std::string>()(normal));
   }
   return reader.cause();

@@ -1,8 +1,11 @@
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
+
+#include "vpn/tools/TOLM/TOLMBundle/LineBytes.h"
 
 namespace halvo {
 
@@ -11,14 +14,6 @@ namespace {
 constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::array<std::string_view, 7> kDays = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-bool isDigitAt(std::string_view line, std::size_t at) {
-  return at < line.size() && isDigit(line[at]);
-}
 
 int twoDigits(std::string_view line, std::size_t at) {
   return (line[at] - '0') * 10 + (line[at + 1] - '0');
@@ -93,6 +88,18 @@ bool takeNumericDate(std::string_view line, std::size_t end, LogTime& time) {
   return isDate(time);
 }
 
+// Passes over the name of a day and "between" that stand ahead of the date.
+void takeDayName(std::string_view line, std::string_view between, LogTime& time) {
+  const std::size_t length = 3 + between.size();
+  if (time.start < length || line.substr(time.start - between.size(), between.size()) != between) {
+    return;
+  }
+  const std::string_view name = line.substr(time.start - length, 3);
+  if (std::find(kDays.begin(), kDays.end(), name) != kDays.end()) {
+    time.start -= length;
+  }
+}
+
 // "Mar 15" or "Mar  5", ending ahead of `end`, with the name of the day in front where there is one.
 bool takeNamedDate(std::string_view line, std::size_t end, LogTime& time) {
   const std::size_t count = digitsAhead(line, end);
@@ -110,14 +117,7 @@ bool takeNamedDate(std::string_view line, std::size_t end, LogTime& time) {
   time.month = monthOf(line.substr(at - 3, 3));
   time.day = number(line, day, end);
   time.start = at - 3;
-  if (time.start >= 4 && line[time.start - 1] == ' ') {
-    for (const std::string_view name : kDays) {
-      if (line.substr(time.start - 4, 3) == name) {
-        time.start -= 4;
-        break;
-      }
-    }
-  }
+  takeDayName(line, " ", time);
   return isDate(time);
 }
 
@@ -139,6 +139,38 @@ bool takeWebDate(std::string_view line, std::size_t end, LogTime& time) {
   return isDate(time);
 }
 
+// "15 Mar 2026" with "Sun, " in front where there is one, ending ahead of `end`.
+bool takeLetterDate(std::string_view line, std::size_t end, LogTime& time) {
+  constexpr std::size_t kBehindDay = 9;  // " Mar 2026"
+  if (end < kBehindDay + 1 || digitsAhead(line, end) != 4 || line[end - 5] != ' ' ||
+      line[end - kBehindDay] != ' ') {
+    return false;
+  }
+  const std::size_t day = end - kBehindDay;
+  const std::size_t count = digitsAhead(line, day);
+  if (count == 0 || count > 2) {
+    return false;
+  }
+  time.day = number(line, day - count, day);
+  time.month = monthOf(line.substr(day + 1, 3));
+  time.year = number(line, end - 4, end);
+  time.start = day - count;
+  takeDayName(line, ", ", time);
+  return isDate(time);
+}
+
+// "Mar 15, 2026", ending ahead of `end`.
+bool takeNamedDateWithYear(std::string_view line, std::size_t end, LogTime& time) {
+  constexpr std::size_t kYear = 6;  // ", 2026"
+  if (end < kYear || digitsAhead(line, end) != 4 || line.substr(end - kYear, 2) != ", " ||
+      !takeNamedDate(line, end - kYear, time)) {
+    return false;
+  }
+  time.year = number(line, end - 4, end);
+  takeDayName(line, ", ", time);
+  return true;
+}
+
 // The date ahead of the time of day that begins at `time.start`.
 void takeDate(std::string_view line, LogTime& time) {
   if (time.start == 0) {
@@ -146,13 +178,29 @@ void takeDate(std::string_view line, LogTime& time) {
   }
   const char between = line[time.start - 1];
   LogTime dated = time;
-  const std::size_t end = time.start - 1;
+  std::size_t end = time.start - 1;
+  end -= between == ' ' && end > 0 && line[end - 1] == ',' ? 1 : 0;
   const bool found =
       ((between == ' ' || between == 'T' || between == '_') && takeNumericDate(line, end, dated)) ||
-      (between == ' ' && takeNamedDate(line, end, dated)) ||
+      (between == ' ' && (takeNamedDateWithYear(line, end, dated) || takeLetterDate(line, end, dated) ||
+                          takeNamedDate(line, end, dated))) ||
       ((between == ':' || between == ' ') && takeWebDate(line, end, dated));
   if (found) {
     time = dated;
+  }
+}
+
+// Twelve hours in two halves of a day, as " PM" behind the time says.
+void takeHalfOfDay(std::string_view line, LogTime& time) {
+  const std::size_t at = time.end;
+  if (at + 3 > line.size() || line[at] != ' ' || (line[at + 2] != 'M' && line[at + 2] != 'm') ||
+      (at + 3 < line.size() && isWordCharacter(line[at + 3])) || time.hour < 1 || time.hour > 12) {
+    return;
+  }
+  const char half = line[at + 1];
+  if (half == 'A' || half == 'a' || half == 'P' || half == 'p') {
+    time.hour = time.hour % 12 + (half == 'P' || half == 'p' ? 12 : 0);
+    time.end = at + 3;
   }
 }
 
@@ -175,6 +223,8 @@ void takeTail(std::string_view line, LogTime& time) {
     }
   }
   time.end = at;
+  takeHalfOfDay(line, time);
+  at = time.end;
   if (time.month != 0 && time.year == 0 && at + 5 <= line.size() && line[at] == ' ' &&
       digitsAhead(line, at + 5) == 4 && !isDigitAt(line, at + 5)) {
     const int year = number(line, at + 1, at + 5);
@@ -185,65 +235,137 @@ void takeTail(std::string_view line, LogTime& time) {
   }
 }
 
-bool isWordCharacter(char c) {
-  return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+// Days since 1970-01-01 back into a date, years beginning in March.
+void setDays(std::int64_t days, LogTime& time) {
+  const std::int64_t shifted = days + 719468;
+  const std::int64_t era = shifted / 146097;
+  const std::int64_t ofEra = shifted - era * 146097;
+  const std::int64_t yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
+  const std::int64_t ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t part = (5 * ofYear + 2) / 153;
+  time.day = static_cast<int>(ofYear - (153 * part + 2) / 5 + 1);
+  time.month = static_cast<int>(part < 10 ? part + 3 : part - 9);
+  time.year = static_cast<int>(yearOfEra + era * 400 + (time.month <= 2 ? 1 : 0));
 }
 
-std::size_t endOfDigits(std::string_view line, std::size_t at) {
-  while (isDigitAt(line, at)) {
-    ++at;
-  }
-  return at;
+bool hasHalfOfDay(std::string_view line, const LogTime& time) {
+  LogTime behind = time;
+  takeHalfOfDay(line, behind);
+  return behind.end != time.end;
 }
 
-// The following three give the end of what begins at `at`, 0 where nothing of the kind does.
-
-// "20260315T104203Z", the compact form of ISO 8601.
-std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
-  const std::size_t day = endOfDigits(line, at);
-  if (day - at != 8 || day >= line.size() || line[day] != 'T') {
-    return 0;
+// "hh:mm:ss" around its first colon, with what stands around it; an hour of one digit has a date in front of
+// it or "PM" behind.
+bool takeClock(std::string_view line, std::size_t colon, std::size_t from, LogTime& time) {
+  // No more digits or colons around it: MAC and IPv6 addresses look alike.
+  if (colon < from + 1 || colon + 6 > line.size() || line[colon + 3] != ':' || !isDigit(line[colon - 1]) ||
+      !isDigit(line[colon + 1]) || !isDigit(line[colon + 2]) || !isDigit(line[colon + 4]) ||
+      !isDigit(line[colon + 5]) || isDigitAt(line, colon + 6) ||
+      (colon + 6 < line.size() && line[colon + 6] == ':' && isDigitAt(line, colon + 7))) {
+    return false;
   }
-  const std::size_t clock = endOfDigits(line, day + 1);
-  if (clock - day - 1 != 6) {
-    return 0;
+  const bool isLong = colon >= from + 2 && isDigit(line[colon - 2]);
+  LogTime found;
+  found.start = colon - (isLong ? 2 : 1);
+  found.end = colon + 6;
+  found.hour = number(line, found.start, colon);
+  found.minute = twoDigits(line, colon + 1);
+  found.second = twoDigits(line, colon + 4);
+  // A minute may have a leap second.
+  if (found.hour > 23 || found.minute > 59 || found.second > 60) {
+    return false;
   }
-  return clock < line.size() && line[clock] == 'Z' ? clock + 1 : clock;
+  takeDate(line, found);
+  const bool isBound =
+      found.start > 0 && (isWordCharacter(line[found.start - 1]) || line[found.start - 1] == ':');
+  if (found.month == 0 && (isBound || (!isLong && !hasHalfOfDay(line, found)))) {
+    return false;
+  }
+  takeTail(line, found);
+  time = found;
+  return true;
 }
 
-// Seconds since the start or since 1970, as the kernel and services put them in brackets: "   12.345678" and
-// "1678873323.1234". A fraction of few digits may be any number.
-std::size_t endOfStamp(std::string_view line, std::size_t at) {
-  while (at < line.size() && line[at] == ' ') {
-    ++at;
-  }
-  const std::size_t point = endOfDigits(line, at);
-  if (point == at || point >= line.size() || line[point] != '.') {
-    return 0;
-  }
-  constexpr std::size_t kFewestDigits = 4;
-  const std::size_t end = endOfDigits(line, point + 1);
-  return end - point - 1 >= kFewestDigits && end < line.size() && line[end] == ']' ? end : 0;
+// Seconds since 1970-01-01 as a date.
+void setSeconds(std::int64_t seconds, LogTime& time) {
+  const std::int64_t ofDay = seconds % kSecondsOfDay;
+  setDays(seconds / kSecondsOfDay, time);
+  time.hour = static_cast<int>(ofDay / 3600);
+  time.minute = static_cast<int>(ofDay / 60 % 60);
+  time.second = static_cast<int>(ofDay % 60);
 }
 
-// A number in brackets, or behind "pid".
-std::size_t endOfProcessId(std::string_view line, std::size_t at) {
-  const std::size_t end = endOfDigits(line, at);
-  if (at > 0 && (line[at - 1] == '[' || line[at - 1] == '(') && end < line.size() &&
-      (line[end] == ']' || line[end] == ')')) {
-    return end;
+bool takeEpoch(std::string_view line, std::size_t at, LogTime& time) {
+  const std::size_t end = endOfEpoch(line, at);
+  if (end == 0) {
+    return false;
   }
-  std::size_t word = at;
-  while (word > 0 && at - word < 3 &&
-         (line[word - 1] == '=' || line[word - 1] == ' ' || line[word - 1] == ':')) {
-    --word;
+  std::int64_t seconds = 0;
+  for (std::size_t i = at; i < at + kEpochDigits; ++i) {
+    seconds = seconds * 10 + (line[i] - '0');
   }
-  if (word == at || word < 3 || (line.substr(word - 3, 3) != "pid" && line.substr(word - 3, 3) != "PID")) {
-    return 0;
+  setSeconds(seconds, time);
+  time.start = at;
+  time.end = end;
+  return true;
+}
+
+// Seconds since 1970-01-01 at the line's front: in brackets, or with a fraction. What else stands there may
+// be any number.
+bool takeFrontEpoch(std::string_view line, LogTime& time) {
+  const bool bracket = !line.empty() && line[0] == '[';
+  LogTime found;
+  if (!takeEpoch(line, bracket ? 1 : 0, found) || found.end == line.size()) {
+    return false;
   }
-  // "ppid" too, but no word that only ends so.
-  const char before = word > 3 ? line[word - 4] : ' ';
-  return before == 'p' || before == 'P' || !isWordCharacter(before) ? end : 0;
+  const char behind = line[found.end];
+  const bool fraction = found.end - found.start > kEpochDigits + 1 && line[found.start + kEpochDigits] == '.';
+  if (bracket ? behind != ']' : !fraction || (behind != ' ' && behind != '\t')) {
+    return false;
+  }
+  time = found;
+  return true;
+}
+
+// The same behind the keys that JSON logs have for it.
+bool takeJsonEpoch(std::string_view line, std::size_t colon, std::size_t from, LogTime& time) {
+  if (colon < from + 2 || line[colon - 1] != '"') {
+    return false;
+  }
+  const std::string_view front = line.substr(0, colon - 1);
+  for (const std::string_view key : {"\"ts", "\"time", "\"timestamp"}) {
+    if (front.size() >= key.size() && front.substr(front.size() - key.size()) == key) {
+      return takeEpoch(line, colon + (colon + 1 < line.size() && line[colon + 1] == ' ' ? 2 : 1), time);
+    }
+  }
+  return false;
+}
+
+// "20260315T104203Z", the compact form of ISO 8601, around its "T".
+bool takeCompact(std::string_view line, std::size_t middle, std::size_t from, LogTime& time) {
+  constexpr std::size_t kDate = 8;
+  if (middle < from + kDate || (middle > kDate && isWordCharacter(line[middle - kDate - 1]))) {
+    return false;
+  }
+  const std::size_t start = middle - kDate;
+  const std::size_t end = endOfCompactTime(line, start);
+  if (end == 0) {
+    return false;
+  }
+  LogTime found;
+  found.start = start;
+  found.end = end;
+  found.year = number(line, start, start + 4);
+  found.month = twoDigits(line, start + 4);
+  found.day = twoDigits(line, start + 6);
+  found.hour = twoDigits(line, middle + 1);
+  found.minute = twoDigits(line, middle + 3);
+  found.second = twoDigits(line, middle + 5);
+  if (!isDate(found) || found.hour > 23 || found.minute > 59 || found.second > 60) {
+    return false;
+  }
+  time = found;
+  return true;
 }
 
 }  // namespace
@@ -281,94 +403,37 @@ std::optional<std::int64_t> secondsOf(const LogTime& time, std::int64_t now) {
 std::string minuteText(std::int64_t seconds) {
   const std::int64_t days = seconds / kSecondsOfDay - (seconds % kSecondsOfDay < 0 ? 1 : 0);
   const std::int64_t ofDay = seconds - days * kSecondsOfDay;
-  // The day back into a date, years beginning in March.
-  const std::int64_t shifted = days + 719468;
-  const std::int64_t era = shifted / 146097;
-  const std::int64_t ofEra = shifted - era * 146097;
-  const std::int64_t yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
-  const std::int64_t ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t part = (5 * ofYear + 2) / 153;
-  const auto day = static_cast<int>(ofYear - (153 * part + 2) / 5 + 1);
-  const auto month = static_cast<int>(part < 10 ? part + 3 : part - 9);
-  const auto year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+  LogTime date;
+  setDays(days, date);
   char text[64];
-  std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d", year, month, day,
+  std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d", date.year, date.month, date.day,
                 static_cast<int>(ofDay / 3600), static_cast<int>(ofDay / 60 % 60));
   return text;
 }
 
 bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::size_t limit) {
   line = line.substr(0, limit);
-  std::size_t at = from;
-  while (at < line.size()) {
-    const auto* const colon = static_cast<const char*>(std::memchr(line.data() + at, ':', line.size() - at));
-    if (colon == nullptr) {
-      return false;
-    }
-    const std::size_t first = static_cast<std::size_t>(colon - line.data());
-    at = first + 1;
-    // "hh:mm:ss", and no more digits or colons around it: MAC and IPv6 addresses look alike.
-    if (first < from + 2 || first + 6 > line.size() || line[first + 3] != ':' || !isDigit(line[first - 2]) ||
-        !isDigit(line[first - 1]) || !isDigit(line[first + 1]) || !isDigit(line[first + 2]) ||
-        !isDigit(line[first + 4]) || !isDigit(line[first + 5]) || isDigitAt(line, first + 6) ||
-        (first + 6 < line.size() && line[first + 6] == ':' && isDigitAt(line, first + 7))) {
-      continue;
-    }
-    LogTime found;
-    found.start = first - 2;
-    found.end = first + 6;
-    found.hour = twoDigits(line, first - 2);
-    found.minute = twoDigits(line, first + 1);
-    found.second = twoDigits(line, first + 4);
-    // A minute may have a leap second.
-    if (found.hour > 23 || found.minute > 59 || found.second > 60) {
-      continue;
-    }
-    takeDate(line, found);
-    if (found.month == 0 && found.start > 0 &&
-        (isWordCharacter(line[found.start - 1]) || line[found.start - 1] == ':')) {
-      continue;
-    }
-    takeTail(line, found);
-    time = found;
+  if (from == 0 && takeFrontEpoch(line, time)) {
     return true;
   }
-  return false;
-}
-
-void normalizeLine(std::string_view line, std::string& result) {
-  result.clear();
-  LogTime time;
-  std::size_t nextTime = findLogTime(line, time) ? time.start : line.size();
-  std::size_t at = 0;
-  while (at < line.size()) {
-    if (at == nextTime) {
-      result += "<time>";
-      at = time.end;
-      nextTime = findLogTime(line, time, at) && time.start >= at ? time.start : line.size();
-      continue;
+  // The byte that a form has in its middle finds it: most lines have few.
+  const auto next = [line](char middle, std::size_t at) {
+    const void* const found =
+        at < line.size() ? std::memchr(line.data() + at, middle, line.size() - at) : nullptr;
+    return found == nullptr ? line.size()
+                            : static_cast<std::size_t>(static_cast<const char*>(found) - line.data());
+  };
+  for (std::size_t at = next(':', from); at < line.size(); at = next(':', at + 1)) {
+    if (takeClock(line, at, from, time) || takeJsonEpoch(line, at, from, time)) {
+      return true;
     }
-    if (isDigit(line[at]) && (at == 0 || !isWordCharacter(line[at - 1]))) {
-      if (const std::size_t end = endOfCompactTime(line, at); end > at) {
-        result += "<time>";
-        at = end;
-        continue;
-      }
-      if (const std::size_t end = endOfProcessId(line, at); end > at) {
-        result += "<pid>";
-        at = end;
-        continue;
-      }
-    }
-    if (line[at] == '[') {
-      if (const std::size_t end = endOfStamp(line, at + 1); end > at) {
-        result += "[<time>";
-        at = end;
-        continue;
-      }
-    }
-    result += line[at++];
   }
+  for (std::size_t at = next('T', from); at < line.size(); at = next('T', at + 1)) {
+    if (takeCompact(line, at, from, time)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace halvo

@@ -1,6 +1,7 @@
-// LogTime: the times in the lines of logs, in the forms that are common: ISO 8601, syslog's, asctime's, that
-// of web servers, dates with slashes, and a time of day alone. Free functions without state, linear in the
-// line.
+// LogTime: the times in the lines of logs, in the forms that are common: ISO 8601, also in its compact form,
+// syslog's, asctime's, those of mail and of web servers, dates with slashes, a time of day alone, and seconds
+// since 1970 at a line's front or behind the keys of JSON. Seconds since the machine's start are no time
+// here. Free functions without state, linear in the line.
 
 #pragma once
 
@@ -37,8 +38,5 @@ std::optional<std::int64_t> secondsOf(const LogTime& time, std::int64_t now);
 
 // "2026-03-15 10:42" of seconds since 1970-01-01.
 std::string minuteText(std::int64_t seconds);
-
-// The line for a comparison: times, numbers in brackets and those behind "pid" are replaced by a mark.
-void normalizeLine(std::string_view line, std::string& result);
 
 }  // namespace halvo

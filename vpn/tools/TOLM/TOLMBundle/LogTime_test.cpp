@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
+
+#include "vpn/tools/TOLM/TOLMBundle/NormalLine.h"
 
 namespace halvo {
 namespace {
@@ -39,11 +42,30 @@ TEST(LogTimeTest, CommonFormsAreFound) {
   EXPECT_EQ(found("[10:42:07] up"), "0000-00-00 10:42:07 [10:42:07]");
 }
 
+TEST(LogTimeTest, RarerFormsAreFound) {
+  EXPECT_EQ(found("Sun, 15 Mar 2026 10:42:07 +0100"), "2026-03-15 10:42:07 [Sun, 15 Mar 2026 10:42:07]");
+  EXPECT_EQ(found("02 Mar 2026 10:42:07 up"), "2026-03-02 10:42:07 [02 Mar 2026 10:42:07]");
+  EXPECT_EQ(found("Mar 3, 2026 10:42:07 up"), "2026-03-03 10:42:07 [Mar 3, 2026 10:42:07]");
+  EXPECT_EQ(found("Mar 3, 2026, 10:42:07 PM"), "2026-03-03 22:42:07 [Mar 3, 2026, 10:42:07 PM]");
+  EXPECT_EQ(found("3/15/2026 2:42:07 PM"), "2026-03-15 14:42:07 [3/15/2026 2:42:07 PM]");
+  EXPECT_EQ(found("3/15/2026, 12:42:07 AM"), "2026-03-15 00:42:07 [3/15/2026, 12:42:07 AM]");
+  EXPECT_EQ(found("20260315T104203Z up"), "2026-03-15 10:42:03 [20260315T104203Z]");
+  EXPECT_EQ(found("[1773571327.123] up"), "2026-03-15 10:42:07 [1773571327.123]");
+  EXPECT_EQ(found("1773571327.123 up"), "2026-03-15 10:42:07 [1773571327.123]");
+  EXPECT_EQ(found("{\"level\":1,\"ts\":1773571327.123}"), "2026-03-15 10:42:07 [1773571327.123]");
+  EXPECT_EQ(found("{\"time\": 1773571327123}"), "2026-03-15 10:42:07 [1773571327123]");
+}
+
 TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
   EXPECT_EQ(found("link/ether 00:11:22:33:44:55"), "none");
   EXPECT_EQ(found("fe80::10:42:07:1"), "none");
   EXPECT_EQ(found("a:b 25:00:00"), "none");
   EXPECT_EQ(found("10:42"), "none");
+  EXPECT_EQ(found("took 2:42:07"), "none");
+  EXPECT_EQ(found("[   12.345678] usb 1-1: new"), "none");
+  EXPECT_EQ(found("1773571327 /var/log/big"), "none");
+  EXPECT_EQ(found("got 1773571327 bytes, \"size\":1773571327"), "none");
+  EXPECT_EQ(found("20261315T104203Z x20260315T104203Z"), "none");
   EXPECT_EQ(found(""), "none");
 }
 
@@ -68,6 +90,43 @@ TEST(LogTimeTest, TimesWithoutAYearAreOfTheLastTwelveMonths) {
   EXPECT_FALSE(secondsOf(time, now).has_value());
   EXPECT_EQ(minuteText(0), "1970-01-01 00:00");
   EXPECT_EQ(minuteText(-60), "1969-12-31 23:59");
+}
+
+TEST(LogTimeTest, OnlyKnownFormsOfProcessIdsAreSetAside) {
+  EXPECT_EQ(normal("HTTP [200] exit status [0] error (110)"), "HTTP [200] exit status [0] error (110)");
+  EXPECT_EQ(normal("tm[12] a[3] = 4, (5): 6"), "tm[12] a[3] = 4, (5): 6");
+  EXPECT_EQ(normal("(udev-worker)[12]: x (pid 7) \"pid\": 8 _PID=9"),
+            "(udev-worker)[<pid>]: x (pid <pid>) \"pid\": <pid> _PID=<pid>");
+}
+
+TEST(LogTimeTest, RarerFormsOfTimesAreSetAside) {
+  EXPECT_EQ(normal("1773571327.123 up"), "<time> up");
+  EXPECT_EQ(normal("{\"ts\":1773571327.123,\"m\":1}"), "{\"ts\":<time>,\"m\":1}");
+  EXPECT_EQ(normal("15 Mar 2026 10:42:07 up"), "<time> up");
+  EXPECT_EQ(normal("Mar 15, 2026 10:42:07 up"), "<time> up");
+  EXPECT_EQ(normal("3/15/2026 2:42:07 PM up"), "<time> up");
+}
+
+std::vector<std::string> normalLines(const std::vector<std::string>& lines) {
+  LineNormalizer normalizer;
+  std::vector<std::string> results(lines.size());
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    normalizer.normalize(lines[i], results[i]);
+  }
+  return results;
+}
+
+TEST(LogTimeTest, IdsTimesAndSharesInATableOfProcessesAreSetAside) {
+  const std::string heading = "USER         PID %CPU %MEM    VSZ   RSS TTY      STAT START   TIME COMMAND";
+  EXPECT_EQ(normalLines({heading,
+                         "root           1  0.0  0.1 168576 12800 ?        Ss   Mar14   0:04 /sbin/init  -x",
+                         "", "root 2 0.0"}),
+            (std::vector<std::string>{"USER PID %CPU %MEM VSZ RSS TTY STAT START TIME COMMAND ",
+                                      "root * * * * * ? Ss * * /sbin/init  -x", "", "root 2 0.0"}));
+  EXPECT_EQ(normalLines({"UID          PID    PPID  C STIME TTY          TIME CMD",
+                         "root         812       1  0 10:42 ?        00:00:07 tm --pid 7"})[1],
+            "root * * * * ? * tm --pid <pid>");
+  EXPECT_EQ(normalLines({"the PID of the COMMAND", "tm 812 x"})[1], "tm 812 x");
 }
 
 TEST(LogTimeTest, TimesAndProcessIdsAreSetAside) {
