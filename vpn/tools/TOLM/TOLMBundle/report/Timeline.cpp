@@ -62,6 +62,16 @@ bool tellsError(std::string_view line) {
   return false;
 }
 
+namespace {
+
+// Whole numbers: a bar of many minutes may have less than a line a minute.
+std::string linesText(std::uint64_t lines, std::int64_t minutes) {
+  return std::to_string(lines) +
+         (minutes == 1 ? " lines a minute" : " lines in " + std::to_string(minutes) + " minutes");
+}
+
+}  // namespace
+
 void Timeline::add(std::string_view line) {
   LogTime time;
   if (!findLogTime(line, time, 0, kTimeWithin)) {
@@ -131,7 +141,7 @@ std::string Timeline::html() const {
   const std::string to = minuteText((last + 1) * 60);
   std::string html = "<svg class=\"timeline\" role=\"img\" viewBox=\"0 0 " + std::to_string(width) + " " +
                      std::to_string(kHeight) +
-                     "\" preserveAspectRatio=\"none\" aria-label=\"Lines per minute from " + from + " to " +
+                     "\" preserveAspectRatio=\"none\" aria-label=\"Lines over time from " + from + " to " +
                      to + "\">\n";
   for (std::size_t i = 0; i < bars.size(); ++i) {
     if (bars[i].lines == 0) {
@@ -145,8 +155,8 @@ std::string Timeline::html() const {
     };
     const std::string x = std::to_string(static_cast<std::int64_t>(i) * kBarWidth);
     const std::string when = minuteText((first + static_cast<std::int64_t>(i) * perBar) * 60);
-    html += "<g><title>" + when + ": " + std::to_string(bars[i].lines / static_cast<std::uint64_t>(perBar)) +
-            " lines a minute, " + std::to_string(bars[i].errors) + " errors</title>";
+    html += "<g><title>" + when + ": " + linesText(bars[i].lines, perBar) + ", " +
+            std::to_string(bars[i].errors) + " errors</title>";
     for (const auto& [name, lines] : {std::pair("all", bars[i].lines), std::pair("bad", bars[i].errors)}) {
       const std::int64_t height = scaled(lines);
       if (height > 0) {
@@ -161,7 +171,7 @@ std::string Timeline::html() const {
           std::to_string(m_nLines) + " lines with a time, " + std::to_string(m_nErrors) +
           " of them tell of an error; a bar is " +
           (perBar == 1 ? "a minute" : std::to_string(perBar) + " minutes") + ", the highest has " +
-          std::to_string(highest / static_cast<std::uint64_t>(perBar)) + " lines a minute.";
+          linesText(highest, perBar) + ".";
   if (drawn < m_nLines) {
     html += " " + std::to_string(m_nLines - drawn) + " lines aren't drawn: they are older than " +
             std::to_string(kDrawnDays) + " days, or of too many minutes.";
