@@ -23,7 +23,9 @@ class ReportCommand : public ICommand {
 
   void addOptions(CLI::App& app) override {
     m_Bundle.addPlace(app);
-    app.add_option("-o,--output", m_strOutput, "Where to write the page")->required()->type_name("FILE");
+    app.add_option("-o,--output", m_strOutput, "Where to write the page; - for standard output")
+        ->required()
+        ->type_name("FILE");
     m_Rules.addOption(app);
     m_Bundle.addOptions(app);
   }
@@ -33,15 +35,7 @@ class ReportCommand : public ICommand {
     if (const int status = m_Rules.load(rules); status != kExitSuccess) {
       return status;
     }
-    if (isSamePlace(m_Bundle.path(), m_strOutput)) {
-      return usageFailure("the page would take the place of the bundle");
-    }
-    std::vector<NamedFile> files = {{"--output", m_strOutput, FileUse::kWritten},
-                                    {"--password-file", m_Bundle.passwordFile(), FileUse::kRead}};
-    for (const std::string& document : m_Rules.documents()) {
-      files.push_back({"--rules", document, FileUse::kRead});
-    }
-    if (const std::string problem = placeProblem(files); !problem.empty()) {
+    if (const std::string problem = findPlaceProblem(); !problem.empty()) {
       return usageFailure(problem);
     }
     if (const int status = m_Bundle.load(); status != kExitSuccess) {
@@ -55,6 +49,21 @@ class ReportCommand : public ICommand {
   }
 
  private:
+  [[nodiscard]] std::string findPlaceProblem() const {
+    if (m_strOutput == kStandardOutput) {
+      return "";
+    }
+    if (isSamePlace(m_Bundle.path(), m_strOutput)) {
+      return "the page would take the place of the bundle";
+    }
+    std::vector<NamedFile> files = {{"--output", m_strOutput, FileUse::kWritten},
+                                    {"--password-file", m_Bundle.passwordFile(), FileUse::kRead}};
+    for (const std::string& document : m_Rules.documents()) {
+      files.push_back({"--rules", document, FileUse::kRead});
+    }
+    return placeProblem(files);
+  }
+
   OneBundle m_Bundle;
   std::string m_strOutput;
   RuleOptions m_Rules;

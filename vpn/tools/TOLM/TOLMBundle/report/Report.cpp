@@ -315,6 +315,10 @@ class PageFile {
 
   std::string open(const std::string& path) {
     m_strPath = path;
+    if (path == kStandardOutput) {
+      m_File.reset(fdopen(dup(STDOUT_FILENO), "wb"));
+      return m_File == nullptr ? failure() : "";
+    }
     struct stat status = {};
     if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
       return "\"" + path + "\" is no file; a report can't be written there";
@@ -343,6 +347,9 @@ class PageFile {
 
   std::string finish() {
     const bool written = std::fflush(m_File.get()) == 0 && std::ferror(m_File.get()) == 0;
+    if (written && m_strTemporary.empty()) {
+      return "";
+    }
     if (!written || rename(m_strTemporary.c_str(), m_strPath.c_str()) != 0) {
       return failure();
     }
@@ -352,7 +359,8 @@ class PageFile {
 
  private:
   [[nodiscard]] std::string failure() const {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+    return (m_strPath == kStandardOutput ? "standard output" : "\"" + m_strPath + "\"") +
+           " can't be written: " + std::strerror(errno);
   }
 
   std::string m_strPath;

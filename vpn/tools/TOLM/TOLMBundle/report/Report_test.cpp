@@ -229,6 +229,15 @@ TEST(TimelineTest, LongAndEmptyTimesAreDrawnInBounds) {
   EXPECT_THAT(timeline.html(), HasSubstr("older than 14 days"));
 }
 
+TEST(TimelineTest, FewLinesInLongBarsAreNotRoundedAway) {
+  Timeline timeline(20527LL * 86400);
+  timeline.add("02 Mar 2026 10:42:07 error");
+  timeline.add("Mar 9, 2026 10:42:07 error");
+  EXPECT_THAT(timeline.html(), AllOf(HasSubstr("2026-03-02 10:42: 1 lines in 43 minutes, 1 errors"),
+                                     HasSubstr("from 2026-03-02 10:42 to 2026-03-09 10:43"),
+                                     HasSubstr("the highest has 1 lines in 43 minutes.")));
+}
+
 TEST(TimelineTest, WordsOfErrorsAreKnownInAnyCase) {
   EXPECT_TRUE(tellsError("an ERROR"));
   EXPECT_TRUE(tellsError("Failed"));
