@@ -220,6 +220,29 @@ TEST_F(BundleCommandsTest, CompareTellsNothingOfTwoEqualRuns) {
   EXPECT_THAT(same.out, HasSubstr("The same: 1 files"));
 }
 
+TEST_F(BundleCommandsTest, BundlesWithDifferentPasswordsAreCompared) {
+  writeFile("/opt/other", "lion\n");
+  ASSERT_EQ(
+      tmtolm({"collect", "--quiet", "--bundle", "/opt/old.zip", "--password-file", "/opt/other"}).exitStatus,
+      0);
+  const RunResult same = tmtolm({"compare", "/opt/old.zip", "/opt/secret.zip", "--password-file", "/opt/word",
+                                 "--old-password-file", "/opt/other"});
+  EXPECT_EQ(same.exitStatus, 0) << same.err;
+  EXPECT_THAT(same.out, HasSubstr("The same: 1 files"));
+  EXPECT_EQ(
+      tmtolm({"compare", "/opt/old.zip", "/opt/plain.zip", "--old-password-file", "/opt/other"}).exitStatus,
+      0);
+  EXPECT_EQ(tmtolm({"compare", "/opt/old.zip", "/opt/plain.zip", "--old-password-file", "/none"}).exitStatus,
+            2);
+}
+
+TEST_F(BundleCommandsTest, AReportIsPrintedWhereItsPlaceIsADash) {
+  const RunResult result = tmtolm({"report", "/opt/plain.zip", "-o", "-"});
+  EXPECT_EQ(result.exitStatus, 0) << result.err;
+  EXPECT_THAT(result.out, AllOf(HasSubstr("<!DOCTYPE html>"), HasSubstr("</html>\n")));
+  EXPECT_FALSE(exists("-"));
+}
+
 TEST_F(BundleCommandsTest, AskedRequestIsOneThatARunTakes) {
   const RunResult asked = tmtolm({"ask", "/opt/plain.zip"});
   EXPECT_THAT(asked.out, HasSubstr("<file id=\"client-logs\"/>"));

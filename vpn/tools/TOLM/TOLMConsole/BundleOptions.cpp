@@ -32,8 +32,8 @@ int BundleOptions::prepare() {
   return kExitSuccess;
 }
 
-int BundleOptions::open(BundleReader& reader, const std::string& path) const {
-  if (const std::string error = reader.open(path, m_strPassword); !error.empty()) {
+int BundleOptions::open(BundleReader& reader, const std::string& path, const std::string& password) {
+  if (const std::string error = reader.open(path, password); !error.empty()) {
     printError(error);
     return kExitFailure;
   }

@@ -28,7 +28,11 @@ class BundleOptions {
   // told asks for.
   [[nodiscard]] int prepare();
   // Opens a bundle; a failure is told on standard error and gives an exit status that isn't 0.
-  [[nodiscard]] int open(BundleReader& reader, const std::string& path) const;
+  [[nodiscard]] int open(BundleReader& reader, const std::string& path) const {
+    return open(reader, path, m_strPassword);
+  }
+  // The same with a password of its own.
+  [[nodiscard]] static int open(BundleReader& reader, const std::string& path, const std::string& password);
   [[nodiscard]] const std::string& password() const { return m_strPassword; }
   // Empty for none.
   [[nodiscard]] const std::string& passwordFile() const { return m_strPasswordFile; }

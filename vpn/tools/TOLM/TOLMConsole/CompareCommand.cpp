@@ -1,10 +1,14 @@
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
+#include "vpn/tools/TOLM/TOLMConsole/Password.h"
+#include "vpn/tools/TOLM/TOLMFrontEnd/Secret.h"
 
 namespace halvo {
 
@@ -28,6 +32,9 @@ class CompareCommand : public ICommand {
         ->required()
         ->type_name("");
     app.add_flag("--json", m_bJson, "Print JSON");
+    app.add_option("--old-password-file", m_strOldPasswordFile,
+                   "The password of OLD is this file's first line, where it isn't that of NEW")
+        ->type_name("FILE");
     m_Options.addTo(app);
   }
 
@@ -37,10 +44,8 @@ class CompareCommand : public ICommand {
     }
     BundleReader before;
     BundleReader after;
-    for (const auto& [reader, path] : {std::pair(&before, &m_strOld), std::pair(&after, &m_strNew)}) {
-      if (const int status = m_Options.open(*reader, *path); status != kExitSuccess) {
-        return status;
-      }
+    if (const int status = openBoth(before, after); status != kExitSuccess) {
+      return status;
     }
     BundleContent beforeContent(before);
     BundleContent afterContent(after);
@@ -55,9 +60,25 @@ class CompareCommand : public ICommand {
   }
 
  private:
+  int openBoth(BundleReader& before, BundleReader& after) {
+    std::string oldPassword = m_Options.password();
+    if (!m_strOldPasswordFile.empty()) {
+      PasswordResult result = readPasswordFile(m_strOldPasswordFile);
+      if (!result.error.empty()) {
+        return usageFailure(result.error);
+      }
+      m_pOldSecret = std::move(result.password);
+      oldPassword = m_pOldSecret->view();
+    }
+    const int status = BundleOptions::open(before, m_strOld, oldPassword);
+    return status == kExitSuccess ? m_Options.open(after, m_strNew) : status;
+  }
+
   std::string m_strOld;
   std::string m_strNew;
   bool m_bJson = false;
+  std::string m_strOldPasswordFile;
+  std::shared_ptr<Secret> m_pOldSecret;  // as long as the reader holds it too
   BundleOptions m_Options;
 };
 
