@@ -85,7 +85,7 @@ class ShowCommand : public ICommand {
     if (!item.empty() || (m_bJson && showItemJson(content, m_strWhat, printText))) {
       return finishOutput(kExitSuccess);
     }
-    std::size_t entry = content.reader().find(m_strWhat);
+    std::size_t entry = content.findPlace(m_strWhat);
     if (const std::size_t file = content.findFile(m_strWhat); file < content.files().size()) {
       entry = content.files()[file].entry;
     }
@@ -106,7 +106,7 @@ class ShowCommand : public ICommand {
     std::size_t count = 0;
     for (const BundledFile& file : content.files()) {
       if (file.name == m_strWhat && ++count <= kMostTold) {
-        names += (count == 1 ? " \"" : ", \"") + content.entry(file).name + "\"";
+        names += (count == 1 ? " \"" : ", \"") + content.placeOf(file) + "\"";
       }
     }
     if (count == 0) {

@@ -14,6 +14,9 @@ namespace {
 using test::Files;
 using test::findIn;
 using test::idsOf;
+using test::SummaryBuilder;
+using test::TempFolder;
+using test::ZipBuilder;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
