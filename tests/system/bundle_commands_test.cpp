@@ -184,7 +184,7 @@ TEST_F(BundleCommandsTest, FindingsTellTheLineThatSpeaksForThem) {
             "<line pattern=\"(\"/></rule></rules>");
   const RunResult bad = tmtolm({"findings", "/opt/plain.zip", "/opt/rules.xml"});
   EXPECT_EQ(bad.exitStatus, 2);
-  EXPECT_THAT(bad.err, HasSubstr("/opt/rules.xml:1: the pattern can't be used"));
+  EXPECT_THAT(bad.err, HasSubstr("/opt/rules.xml:1:71: the pattern can't be used"));
 }
 
 TEST_F(BundleCommandsTest, AFolderOfRulesThatCannotBeListedIsNamed) {
@@ -209,7 +209,7 @@ TEST_F(BundleCommandsTest, AReportLooksForTheRulesThatAreGiven) {
   const RunResult bad =
       tmtolm({"report", "/opt/plain.zip", "-o", "/opt/bad.html", "--rules", "/opt/broken.xml"});
   EXPECT_EQ(bad.exitStatus, 2);
-  EXPECT_THAT(bad.err, HasSubstr("/opt/broken.xml:1: "));
+  EXPECT_THAT(bad.err, HasSubstr("/opt/broken.xml:1:8: "));
   EXPECT_FALSE(exists("/opt/bad.html"));
 }
 
