@@ -7,7 +7,7 @@ TMTOLM is the release build's program, ARCHIVE_FLOOR the bare archive loop of th
 Works in a folder of its own below the system's temporary one. Prints ratios of runs that take turns on this machine:
 bare seconds say little. Exits with 1 where a figure is beyond its bound, on a machine with nothing else to do.
 
-  core    both walks over log text in memory, on one processor: at least 60 MB/s
+  core    both walks over log text in memory, on one processor: at least 60 MB/s, in the fastest run
   speed   200 MB of log text in 200 files: redact against the floor, which deflates the same texts at the archive's
           level and does nothing else, on one processor; the redacted bundle is packed at a lower level. At most 1.2 of
           the floor's time
@@ -139,13 +139,17 @@ class Judge:
         print(f"{what}: {figure:.2f} {unit}; wanted is {relation} {bound} {unit}: {'good' if holds else 'BEYOND'}", flush=True)
 
 
-def core(floor, judge):
+def core(floor, runs, judge):
     program = f"{os.path.dirname(floor)}/redact_bench"
     if not os.path.exists(program):
         sys.exit(f"{program} isn't there: build the target redact_bench")
     command = [program, "--benchmark_filter=BothWalks", "--benchmark_format=json"]
-    result = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=600)
-    speed_of_core = json.loads(result.stdout)["benchmarks"][0]["bytes_per_second"] / 1e6
+    speeds = []
+    for _ in range(runs):
+        result = subprocess.run(command, stdout=subprocess.PIPE, check=True, timeout=600)
+        speeds.append(json.loads(result.stdout)["benchmarks"][0]["bytes_per_second"] / 1e6)
+    # Whatever else the machine does makes a run slower and none faster.
+    speed_of_core = max(speeds)
     judge.at_least("core: text redacted on one processor", speed_of_core, CORE_MEGABYTES, "MB/s")
 
 
@@ -230,7 +234,7 @@ def main():
     program, floor = os.path.abspath(arguments.program), os.path.abspath(arguments.floor)
     judge = Judge()
     parts = {
-        "core": lambda folder: core(floor, judge),
+        "core": lambda folder: core(floor, arguments.runs, judge),
         "speed": lambda folder: speed(program, floor, folder, arguments.runs, judge),
         "memory": lambda folder: memory(program, folder, judge),
         "sos": lambda folder: sos_cases(program, folder, arguments.runs),
