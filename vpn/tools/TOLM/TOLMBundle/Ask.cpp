@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <set>
-#include <string_view>
 
 #include "vpn/Common/Utility/PlainText.h"
 
@@ -47,10 +46,8 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
-// The reason as the redactor writes it.
 bool isLeftOutByRedaction(const MissingFile& missing) {
-  constexpr std::string_view kFront = "Left out by redaction: ";
-  return missing.reason.compare(0, kFront.size(), kFront) == 0;
+  return missing.reason.starts_with(kLeftOut);
 }
 
 }  // namespace

@@ -17,6 +17,9 @@
 
 namespace halvo {
 
+// How the reason begins for which a redacted bundle has no file that was gathered.
+inline constexpr char kLeftOut[] = "Left out by redaction: ";
+
 struct SummaryRow {
   std::string id;
   std::string name;

@@ -56,9 +56,6 @@ BundleLimits redactLimits();
 // The name of the entry that tells what was done.
 inline constexpr char kRedactionEntry[] = "redaction.txt";
 
-// What stands in a summary in front of why a file isn't there.
-inline constexpr char kLeftOut[] = "Left out by redaction: ";
-
 class BundleRedactor {
  public:
   // `in` is open and outlives the object, and so does `standIns`.
