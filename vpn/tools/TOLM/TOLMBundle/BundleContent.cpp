@@ -33,23 +33,6 @@ bool isPackersOwn(const std::string& name) {
   return name.compare(0, 9, "__MACOSX/") == 0;
 }
 
-// The folder that everything lies in, with its "/"; empty where there is none.
-std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
-  std::string folder;
-  for (const BundleEntryInfo& entry : entries) {
-    if (!entry.fault.empty() || isPackersOwn(entry.name)) {
-      continue;
-    }
-    if (folder.empty()) {
-      folder = entry.name.substr(0, entry.name.find('/') + 1);
-    }
-    if (folder.empty() || entry.name.compare(0, folder.size(), folder) != 0) {
-      return "";
-    }
-  }
-  return folder;
-}
-
 // The output behind the last banner of the front; npos where no banner stands there.
 std::size_t behindBanner(const std::string& front) {
   static const std::string s_strStart = "\n\r" + std::string(kBannerStars, '*') + "\n\"";
@@ -79,6 +62,26 @@ bool saysFailure(std::string_view line) {
 }
 
 }  // namespace
+
+std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
+  std::string common;
+  bool isFirst = true;
+  for (const BundleEntryInfo& entry : entries) {
+    if (!entry.fault.empty() || entry.name == kRedactionEntry || isPackersOwn(entry.name)) {
+      continue;
+    }
+    const std::string folder = entry.name.substr(0, entry.name.rfind('/') + 1);
+    if (isFirst) {
+      common = folder;
+      isFirst = false;
+      continue;
+    }
+    common.erase(std::mismatch(common.begin(), common.end(), folder.begin(), folder.end()).first,
+                 common.end());
+    common.erase(common.rfind('/') + 1);
+  }
+  return common;
+}
 
 std::string lastComponent(const std::string& path) {
   const std::size_t slash = path.rfind('/');

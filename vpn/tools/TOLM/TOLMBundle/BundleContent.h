@@ -115,6 +115,11 @@ std::string outputFailure(const std::string& front);
 // How much of a file outputFailure() wants to see.
 inline constexpr std::size_t kOutputFront = 16384;
 
+// The folder in which all entries lie, with its "/", where a bundle was unpacked and packed again as a
+// folder; empty where there is none. What can't be opened doesn't count, nor what packers and redaction put
+// beside it.
+std::string commonFolder(const std::vector<BundleEntryInfo>& entries);
+
 // The part of a path behind its last "/".
 std::string lastComponent(const std::string& path);
 

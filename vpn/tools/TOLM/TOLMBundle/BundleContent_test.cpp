@@ -103,7 +103,7 @@ TEST(BundleContentTest, BundleThatWasPackedAgainFromItsFolderIsReadAsBefore) {
   summary.section("Logs").included("agent", "agent.log", "", "1 bytes");
   ZipBuilder zip;
   zip.add({"B/", ""}).add({"B/summary.txt", summary.take()}).add({"B/Logs/agent.log", "x"});
-  zip.add({"__MACOSX/B/._agent.log", "y"});
+  zip.add({"__MACOSX/B/._agent.log", "y"}).add({"redaction.txt", "z"});
   const Opened content(zip);
   EXPECT_EQ(content->fault(), "");
   EXPECT_THAT(content->missing(), IsEmpty());

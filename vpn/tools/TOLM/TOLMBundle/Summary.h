@@ -20,6 +20,9 @@ namespace halvo {
 // How the reason begins for which a redacted bundle has no file that was gathered.
 inline constexpr char kLeftOut[] = "Left out by redaction: ";
 
+// The entry of a redacted bundle that tells what was done.
+inline constexpr char kRedactionEntry[] = "redaction.txt";
+
 struct SummaryRow {
   std::string id;
   std::string name;

@@ -179,7 +179,7 @@ std::string BundleRedactor::onAllProcessors(Work work) {
 std::string BundleRedactor::run() {
   const std::vector<BundleEntryInfo>& entries = m_rIn.entries();
   m_Entries.resize(entries.size());
-  m_strTop = topFolder();
+  m_strTop = commonFolder(entries);
   for (std::size_t i = 0; i < entries.size(); ++i) {
     Entry& entry = m_Entries[i];
     if (!entries[i].fault.empty()) {

@@ -53,9 +53,6 @@ struct RedactedEntry {
 // The bounds of a bundle that is to be redacted: its texts are read twice.
 BundleLimits redactLimits();
 
-// The name of the entry that tells what was done.
-inline constexpr char kRedactionEntry[] = "redaction.txt";
-
 class BundleRedactor {
  public:
   // `in` is open and outlives the object, and so does `standIns`.
@@ -108,7 +105,6 @@ class BundleRedactor {
   void learnHost(const std::string& host, NameCollector& names) const;
   std::string secondWalk();
   std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool);
-  [[nodiscard]] std::string topFolder() const;
   std::string redactSummary();
   std::string readWhole(std::size_t index, std::string& text) const;
   void redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched);

@@ -215,6 +215,12 @@ TEST_F(BundleRedactorTest, TheSummaryIsOneInAFolderAboveEverythingToo) {
     again[4].first = top + again[4].first;
     EXPECT_EQ(again, redacted(again));
   }
+  // Packed by a system that puts a folder of its own beside it.
+  const BundleTexts beside = redacted({{"B/Logs/" + name, text},
+                                       {"B/summary.txt", summaryOf({row("agent", name, "43 bytes")})},
+                                       {"__MACOSX/B/._summary.txt", "x"}});
+  EXPECT_EQ("", readSummary(beside[1].second).fault);
+  EXPECT_THAT(beside[1].second, Not(HasSubstr("jane")));
   // A gathered file that looks like a summary, deeper than the bundle's own.
   const std::string other = summaryOf({row("agent", name, "43 bytes")});
   const BundleTexts texts =

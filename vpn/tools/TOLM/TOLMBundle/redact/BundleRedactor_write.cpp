@@ -135,28 +135,6 @@ std::size_t BundleRedactor::entryOf(const SummarySection& section, const Summary
   return m_Entries.size();
 }
 
-// The folder in which all entries lie, with its slash: of a bundle that was unpacked and packed again as a
-// folder. The report of a redaction lies outside of it.
-std::string BundleRedactor::topFolder() const {
-  std::string top;
-  bool isFirst = true;
-  for (const BundleEntryInfo& entry : m_rIn.entries()) {
-    if (entry.name == kRedactionEntry) {
-      continue;
-    }
-    const std::string_view folder = std::string_view(entry.name).substr(0, entry.name.rfind('/') + 1);
-    if (isFirst) {
-      top = folder;
-      isFirst = false;
-      continue;
-    }
-    const auto differs = std::mismatch(top.begin(), top.end(), folder.begin(), folder.end()).first;
-    top.erase(differs, top.end());
-    top.erase(top.rfind('/') + 1);
-  }
-  return top;
-}
-
 void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched) {
   std::vector<SummaryRow> included;
   for (SummaryRow& row : section.included) {
