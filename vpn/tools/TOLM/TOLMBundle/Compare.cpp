@@ -103,8 +103,10 @@ class Comparer {
 
   // Reads what the tables of contents call the same.
   void checkBytes(const std::vector<FilePair*>& pairs) {
-    std::future<std::vector<std::string>> old =
-        std::async(std::launch::async, [&] { return readFaults(m_rBefore, pairs, &FilePair::oldEntry); });
+    // One behind the other where there can't be another thread.
+    std::future<std::vector<std::string>> old = std::async(std::launch::async | std::launch::deferred, [&] {
+      return readFaults(m_rBefore, pairs, &FilePair::oldEntry);
+    });
     const std::vector<std::string> newFaults = readFaults(m_rAfter, pairs, &FilePair::newEntry);
     const std::vector<std::string> oldFaults = old.get();
     for (std::size_t i = 0; i < pairs.size(); ++i) {

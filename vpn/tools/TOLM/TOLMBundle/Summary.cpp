@@ -29,8 +29,6 @@ constexpr char kUnknownHeading[] =
 constexpr char kNoteStart[] = " - ";
 constexpr char kNotDefaultStart[] = "The file(s) of ID ";
 constexpr char kNotDefaultEnd[] = " is/are not included by default by this config.\n";
-// An id with line feeds is looked through this far.
-constexpr std::size_t kLongestNote = 4096;
 
 constexpr std::size_t kIncludedRule = 101;
 constexpr std::size_t kOmittedRule = 141;
@@ -207,6 +205,20 @@ class SummaryText {
     return true;
   }
 
+  // An id may hold line feeds. The end that was found last serves until it is passed: many starts without an
+  // end cost one search.
+  bool takeUpToNoteEnd(std::string& id) {
+    if (m_nNoteEnd == 0 || m_nNoteEnd < m_nAt) {
+      m_nNoteEnd = m_rText.find(kNotDefaultEnd, m_nAt);
+    }
+    if (m_nNoteEnd == std::string::npos) {
+      return false;
+    }
+    id = m_rText.substr(m_nAt, m_nNoteEnd - m_nAt);
+    m_nAt = m_nNoteEnd + sizeof(kNotDefaultEnd) - 1;
+    return true;
+  }
+
   static std::string rule(char character, std::size_t width) {
     return "\n" + std::string(width, character) + "\n";
   }
@@ -330,7 +342,7 @@ class SummaryText {
     while (m_nAt < m_rText.size() && !isBoundary()) {
       std::string id;
       const std::size_t before = m_nAt;
-      if (take(start) && takeUpTo(kNotDefaultEnd, id, kLongestNote)) {
+      if (take(start) && takeUpToNoteEnd(id)) {
         section.notes.push_back(kNotDefaultStart + id +
                                 std::string(kNotDefaultEnd, sizeof(kNotDefaultEnd) - 2));
         section.notDefault.push_back(std::move(id));
@@ -377,6 +389,7 @@ class SummaryText {
 
   const std::string& m_rText;
   std::size_t m_nAt = 0;
+  std::size_t m_nNoteEnd = 0;  // of a note on an id, where it was looked for; npos where there is no more
   Summary* m_pSummary = nullptr;
 };
 

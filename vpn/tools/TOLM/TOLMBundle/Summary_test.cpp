@@ -86,6 +86,32 @@ TEST(SummaryTest, NotesOfSeveralLinesStayTogether) {
   EXPECT_THAT(summary.sections[0].notDefault, ElementsAre("two\nlines"));
 }
 
+TEST(SummaryTest, NoteOnALongIdIsRead) {
+  std::string text = golden("default_run");
+  const std::string id = "long\n" + std::string(20000, 'x');
+  const std::string end = " is/are not included by default by this config.\n";
+  const std::size_t note = text.find(end) + end.size();
+  text.insert(note, " - The file(s) of ID " + id + end + " - The file(s) of ID last" + end);
+  const Summary summary = readSummary(text);
+  EXPECT_EQ(summary.fault, "");
+  EXPECT_THAT(summary.sections[0].notDefault, ElementsAre("optional", id, "last"));
+}
+
+// The search for the end isn't made anew for each.
+TEST(SummaryTest, NotesWithoutAnEndAreLinesOfTheirOwn) {
+  std::string text = golden("default_run");
+  const std::size_t note = text.find(" - The file(s) of ID");
+  text.resize(note);
+  constexpr std::size_t kMany = 100000;
+  for (std::size_t i = 0; i < kMany; ++i) {
+    text += " - The file(s) of ID x\n";
+  }
+  const Summary summary = readSummary(text);
+  EXPECT_THAT(summary.sections[0].notDefault, IsEmpty());
+  ASSERT_THAT(summary.sections[0].notes, SizeIs(kMany));
+  EXPECT_EQ(summary.sections[0].notes.back(), "The file(s) of ID x");
+}
+
 TEST(SummaryTest, CutSummaryGivesWhatIsThereAndAFault) {
   const std::string text = golden("default_run");
   const std::size_t table = text.find("an-seventeen-byt");

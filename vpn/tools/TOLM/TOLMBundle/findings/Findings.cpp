@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <optional>
@@ -211,10 +210,7 @@ class Scan {
                                 std::min(capture.size(), kLongestEvidence));
     }
     if (keepNumber) {
-      const std::string& text = hit.captures.front();
-      char* end = nullptr;
-      const double value = std::strtod(text.c_str(), &end);
-      result.numbers.push_back(end == text.c_str() ? std::nan("") : value);
+      result.numbers.push_back(leadingNumber(hit.captures.front()).value_or(std::nan("")));
       result.numberHits.push_back(hit);
     }
     if (keepHit) {

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/findings/FindingsIn_test.h"
@@ -308,6 +310,26 @@ TEST(RulesTest, NestingIsBounded) {
     condition = std::string("<all>").append(condition).append("</all>");
   }
   EXPECT_THAT(faultsOf(ruleText(condition)), Contains(HasSubstr("nested more than 16 deep")));
+}
+
+// Whatever the machine's locale has for a point.
+TEST(RulesTest, CapturedNumberIsTheOneInFront) {
+  for (const auto& [text, number] : std::vector<std::pair<std::string, double>>{{"12", 12},
+                                                                                {" \t-0.5 ms", -0.5},
+                                                                                {"+3,7", 3},
+                                                                                {"1.5.2", 1.5},
+                                                                                {".25", 0.25},
+                                                                                {"7.", 7},
+                                                                                {"2e3x", 2000},
+                                                                                {"2e", 2},
+                                                                                {"2GB", 2},
+                                                                                {"0x10", 0}}) {
+    EXPECT_EQ(leadingNumber(text), number) << text;
+  }
+  for (const std::string text : {"", "x1", "-", ".", "nan", "inf", "\xff"}) {
+    EXPECT_EQ(leadingNumber(text), std::nullopt) << text;
+  }
+  EXPECT_GT(leadingNumber(std::string(5000, '9')), 1e300);
 }
 
 }  // namespace

@@ -58,16 +58,8 @@ bool isBlank(const std::string& text) {
   return text.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
-// Not by the user's locale, whose numbers may have a comma.
 std::optional<double> numberOf(const std::string& text) {
-  if (!RE2::FullMatch(text, kNumber)) {
-    return std::nullopt;
-  }
-  std::istringstream stream(text);
-  stream.imbue(std::locale::classic());
-  double number = 0;
-  stream >> number;
-  return number;
+  return RE2::FullMatch(text, kNumber) ? leadingNumber(text) : std::nullopt;
 }
 
 bool isGroup(ConditionKind kind) {
@@ -75,6 +67,20 @@ bool isGroup(ConditionKind kind) {
 }
 
 }  // namespace
+
+std::optional<double> leadingNumber(const std::string& text) {
+  static const RE2 s_Number(R"(^[ \t-\r]*([+\-]?(?:[0-9]+(?:\.[0-9]*)?|\.[0-9]+)(?:[eE][+\-]?[0-9]+)?))",
+                            RE2::Latin1);
+  re2::StringPiece found;
+  if (!RE2::PartialMatch(text, s_Number, &found)) {
+    return std::nullopt;
+  }
+  std::istringstream stream{std::string(found.data(), found.size())};
+  stream.imbue(std::locale::classic());
+  double number = 0;
+  stream >> number;  // the largest where it is larger
+  return number;
+}
 
 std::string severityText(Severity severity) {
   switch (severity) {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ struct FileSelector {
   [[nodiscard]] bool fits(const std::string& id, const std::string& name) const;
   bool operator==(const FileSelector& other) const { return items == other.items && file == other.file; }
 };
+
+// The number with which a text begins, behind white space; none where it doesn't. In no locale: its point is
+// a point.
+std::optional<double> leadingNumber(const std::string& text);
 
 // What is looked for in the lines of files. Conditions share probes.
 struct Probe {
