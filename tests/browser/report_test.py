@@ -174,8 +174,8 @@ class ReportTest(unittest.TestCase):
         named = {(node.get("role", {}).get("value"), node.get("name", {}).get("value", "")) for node in tree}
         roles = {role for role, name in named}
         self.assertIn(("searchbox", "Search all files"), named)
-        self.assertTrue(any(role == "image" and name.startswith("Lines per minute") for role, name in named)
-                        or any(role == "img" and name.startswith("Lines per minute") for role, name in named), roles)
+        self.assertTrue(any(role == "image" and name.startswith("Lines over time from ") for role, name in named)
+                        or any(role == "img" and name.startswith("Lines over time from ") for role, name in named), roles)
         self.assertTrue({"heading", "table", "main"} <= roles, roles)
 
     def test_right_to_left_lines_stand_in_their_direction(self):
