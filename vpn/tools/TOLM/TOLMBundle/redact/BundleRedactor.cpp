@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,8 +11,8 @@
 #include <set>
 #include <thread>
 
-#include "vpn/Common/Utility/WriteAll.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/EntryPacker.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactionReport.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
@@ -27,9 +26,6 @@ constexpr std::size_t kBlock = 65536;
 constexpr std::uint64_t kLongestSummary = std::uint64_t{16} << 20U;
 // Tells a summary and a report.
 constexpr std::size_t kFrontLength = 64;
-constexpr int kMemoryLevel = 8;
-// The archive's own level, the highest, takes twice the time for one byte in a hundred of log text.
-constexpr int kPackLevel = 6;
 // One other control character in so many bytes is none of a text's.
 constexpr std::uint64_t kControlShare = 64;
 
@@ -60,61 +56,6 @@ class TextTest {
 std::string systemFailure(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
-
-// Deflates into a file.
-class Packer {
- public:
-  explicit Packer(int file) : m_nFile(file), m_Out(kBlock) {
-    m_bOpen =
-        deflateInit2(&m_Stream, kPackLevel, Z_DEFLATED, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY) == Z_OK;
-  }
-  ~Packer() {
-    if (m_bOpen) {
-      deflateEnd(&m_Stream);
-    }
-  }
-  Packer(const Packer&) = delete;
-  Packer& operator=(const Packer&) = delete;
-
-  // False where memory or disk is out.
-  bool put(const std::string& text, bool isLast) {
-    if (!m_bOpen) {
-      errno = ENOMEM;
-      return false;
-    }
-    m_nSize += text.size();
-    m_nCrc = static_cast<std::uint32_t>(
-        crc32(m_nCrc, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size())));
-    m_Stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));  // zlib doesn't write to it
-    m_Stream.avail_in = static_cast<uInt>(text.size());
-    int answer = Z_OK;
-    do {
-      m_Stream.next_out = reinterpret_cast<Bytef*>(m_Out.data());
-      m_Stream.avail_out = static_cast<uInt>(m_Out.size());
-      answer = deflate(&m_Stream, isLast ? Z_FINISH : Z_NO_FLUSH);
-      const std::size_t made = m_Out.size() - m_Stream.avail_out;
-      if (const int error = writeAll(m_nFile, m_Out.data(), made); error != 0) {
-        errno = error;
-        return false;
-      }
-      m_nPacked += made;
-    } while (m_Stream.avail_out == 0 || (isLast && answer == Z_OK));
-    return true;
-  }
-
-  [[nodiscard]] std::uint64_t size() const { return m_nSize; }
-  [[nodiscard]] std::uint64_t packedSize() const { return m_nPacked; }
-  [[nodiscard]] std::uint32_t crc() const { return m_nCrc; }
-
- private:
-  int m_nFile;
-  std::vector<char> m_Out;
-  z_stream m_Stream = {};
-  bool m_bOpen = false;
-  std::uint64_t m_nSize = 0;
-  std::uint64_t m_nPacked = 0;
-  std::uint32_t m_nCrc = 0;
-};
 
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -364,16 +305,20 @@ std::string BundleRedactor::secondWalk() {
       }
     }
   }
-  return onAllProcessors([this](std::size_t number, std::atomic<std::size_t>& next) {
+  // A thread without a text packs for those that still have one: one large log takes all processors too.
+  PackCrew crew;
+  return onAllProcessors([this, &crew](std::size_t number, std::atomic<std::size_t>& next) {
+    PackCrew::Place place(crew);
     EntryReader reader(m_rIn);
     for (std::size_t i = next++; i < m_Order.size(); i = next++) {
       const std::size_t index = m_Order[i];
       if (m_Entries[index].state == State::kText) {
-        if (std::string failure = redactEntry(index, reader, number); !failure.empty()) {
+        if (std::string failure = redactEntry(index, reader, number, crew); !failure.empty()) {
           return failure;
         }
       }
     }
+    place.help();
     return std::string();
   });
 }
@@ -423,7 +368,8 @@ void BundleRedactor::nameEntries() {
   }
 }
 
-std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, std::size_t spoolNumber) {
+std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, std::size_t spoolNumber,
+                                        PackCrew& crew) {
   Entry& entry = m_Entries[index];
   Spool& spool = m_Spools[spoolNumber];
   if (std::string failure = reader.open(index); !failure.empty()) {
@@ -433,7 +379,7 @@ std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, 
   if (m_rOptions.rules != nullptr) {
     redactor.useRules(*m_rOptions.rules);
   }
-  Packer packer(spool.file);
+  EntryPacker packer(crew, spool.file);
   std::vector<char> block(kBlock);
   std::string out;
   bool isLast = false;
@@ -449,7 +395,7 @@ std::string BundleRedactor::redactEntry(std::size_t index, EntryReader& reader, 
     } else {
       redactor.feed(std::string_view(block.data(), static_cast<std::size_t>(got)), out);
     }
-    if (!packer.put(out, isLast)) {
+    if (!packer.put(out) || (isLast && !packer.finish())) {
       return systemFailure("the bundle can't be written");
     }
   }

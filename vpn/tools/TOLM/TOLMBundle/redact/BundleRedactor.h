@@ -28,6 +28,7 @@
 
 namespace halvo {
 
+class PackCrew;
 class TextRedactor;
 
 struct RedactOptions {
@@ -104,7 +105,7 @@ class BundleRedactor {
   void learn(std::size_t index, EntryReader& reader, NameCollector& names);
   void learnHost(const std::string& host, NameCollector& names) const;
   std::string secondWalk();
-  std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool);
+  std::string redactEntry(std::size_t index, EntryReader& reader, std::size_t spool, PackCrew& crew);
   std::string redactSummary();
   std::string readWhole(std::size_t index, std::string& text) const;
   void redactRows(SummarySection& section, TextRedactor& redactor, std::vector<bool>& matched);

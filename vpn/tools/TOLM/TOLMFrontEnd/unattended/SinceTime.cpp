@@ -60,7 +60,7 @@ std::string readSinceTime(const std::string& given, std::time_t now, std::string
   }
   // journalctl reads nothing ahead of 1970, and what lies ahead of the run can't have happened since. A clock
   // may be set back meanwhile.
-  constexpr std::time_t kAhead = 2 * 86400;
+  constexpr std::time_t kAhead = std::time_t{2} * 86400;
   if (time < 0 || time > now + kAhead) {
     return "a time before 1970 or after now holds nothing";
   }
