@@ -81,7 +81,7 @@ class EntryPackerTest : public ::testing::Test {
 TEST_F(EntryPackerTest, TextOfAnySizeComesBack) {
   PackCrew crew;
   const PackCrew::Place place(crew);
-  for (const std::size_t size : {0, 1, 65536, 131071, 131072, 131073, 262144, 262145, 1000000}) {
+  for (const std::size_t size : {0U, 1U, 65536U, 131071U, 131072U, 131073U, 262144U, 262145U, 1000000U}) {
     for (const std::string& text : {lines(size), noise(size)}) {
       EXPECT_EQ(inflated(packed(crew, text, 65536), size), text) << size;
     }

@@ -320,7 +320,7 @@ TextRedactor::Place TextRedactor::tryBareId(Place begin) {
 // "Serial Number:" of a certificate that is written as text: its bytes stand in the next line. Elsewhere they
 // are written without colons.
 TextRedactor::Place TextRedactor::takeSerialBelow(Place begin) {
-  constexpr std::size_t kLongestIndent = 64;
+  constexpr std::size_t kFarthestSerial = 64;
   constexpr std::size_t kFewestBytes = 4;
   constexpr std::size_t kMostBytes = 32;
   Place first = begin + (at(begin) == '\r' ? 1U : 0U);
@@ -328,7 +328,7 @@ TextRedactor::Place TextRedactor::takeSerialBelow(Place begin) {
     return begin;
   }
   const Place line = ++first;
-  while (first - line < kLongestIndent && isBlankByte(at(first))) {
+  while (first - line < kFarthestSerial && isBlankByte(at(first))) {
     ++first;
   }
   std::string plain;
