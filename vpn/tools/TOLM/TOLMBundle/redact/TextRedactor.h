@@ -170,6 +170,7 @@ class TextRedactor {
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
   Place takeSerialBelow(Place begin);
+  [[nodiscard]] bool isNextKey(Place begin) const;
   Place takeHeader(Value value);
   static std::size_t escapeIn(std::string_view name);
   Place takeUser(const Value& value, Place end);

@@ -14,6 +14,17 @@ namespace {
 
 constexpr std::size_t kLongestIndent = 64;
 constexpr std::size_t kDumpGroups = 15;
+constexpr std::size_t kFrameGroups = 14;
+
+// "MAC=3c:52:82:1a:2b:3c:3c:52:82:aa:bb:cc:08:00" of a packet filter's log: the front of a frame, which has
+// the two hardware addresses and the protocol. As many bytes has a DHCP unique identifier with a time (RFC
+// 8415), and what stands for one.
+bool isFrame(const std::array<std::uint8_t, 20>& bytes) {
+  const bool isIdentifier = bytes[0] == 0 && bytes[1] == 1 && bytes[2] == 0;
+  const MacBytes back = {bytes[8], bytes[9], bytes[10], bytes[11], bytes[12], bytes[13]};
+  const bool isStandIn = bytes[0] == 2 && bytes[6] == 0 && bytes[7] == 0 && StandIns::isMac(back);
+  return !isIdentifier && !isStandIn;
+}
 
 }  // namespace
 
@@ -69,6 +80,13 @@ TextRedactor::Place TextRedactor::tryMacColons(Place begin, Place end, std::size
     return end;
   }
   std::copy_n(bytes.begin(), 6, mac.begin());
+  if (groups == kFrameGroups && isFrame(bytes)) {
+    constexpr Place kWritten = 17;
+    replaceMac(begin, begin + kWritten, mac);
+    std::copy_n(bytes.begin() + 6, 6, mac.begin());
+    replaceMac(begin + kWritten + 1, begin + 2 * kWritten + 1, mac);
+    return end;
+  }
   if (StandIns::isMac(mac) || m_pCollector != nullptr) {
     return end;
   }

@@ -79,10 +79,26 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   while (end > value.begin && isSpaceByte(at(end - 1))) {
     --end;
   }
+  if (isBare && isNextKey(value.begin)) {
+    return value.begin;
+  }
   if (end - value.begin > 256 || end == value.begin) {
     return value.begin;
   }
   return takeNames(look, value, end);
+}
+
+// "ruser= rhost=84.17.52.7": behind a blank the next name, where the value is empty.
+bool TextRedactor::isNextKey(Place begin) const {
+  constexpr std::size_t kLongestKey = 64;
+  if (begin == 0 || !isBlankByte(at(begin - 1)) || !isLetterByte(at(begin))) {
+    return false;
+  }
+  Place end = begin;
+  while (end - begin < kLongestKey && isIdentifierByte(at(end))) {
+    ++end;
+  }
+  return at(end) == '=' && at(end + 1) != '=';
 }
 
 // "Cookie: a=b; c=d" and "Authorization: Bearer ...", up to the line's end; and what only begins so:
