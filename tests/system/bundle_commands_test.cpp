@@ -236,6 +236,15 @@ TEST_F(BundleCommandsTest, BundlesWithDifferentPasswordsAreCompared) {
             2);
 }
 
+// As root it took the place of /dev/stdout, for every program of the machine.
+TEST_F(BundleCommandsTest, AReportTakesNoLinksPlace) {
+  std::filesystem::create_symlink("/proc/self/fd/1", "/opt/so");
+  const RunResult result = tmtolm({"report", "/opt/plain.zip", "-o", "/opt/so"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.err, "tmtolm: /opt/so: it is a link, and no file to be replaced (--output)\n");
+  EXPECT_TRUE(std::filesystem::is_symlink("/opt/so"));
+}
+
 TEST_F(BundleCommandsTest, AReportIsPrintedWhereItsPlaceIsADash) {
   const RunResult result = tmtolm({"report", "/opt/plain.zip", "-o", "-"});
   EXPECT_EQ(result.exitStatus, 0) << result.err;

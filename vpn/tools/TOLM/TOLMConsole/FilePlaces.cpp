@@ -36,6 +36,17 @@ bool isSamePlace(const std::string& one, const std::string& other) {
   return !isFirst && !isSecond && resolved(one) == resolved(other);
 }
 
+std::string linkProblem(const std::vector<NamedFile>& files) {
+  for (const NamedFile& written : files) {
+    struct stat status;
+    if (written.use == FileUse::kWritten && !written.path.empty() &&
+        lstat(written.path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+      return written.path + ": it is a link, and no file to be replaced (" + written.what + ")";
+    }
+  }
+  return "";
+}
+
 std::string placeProblem(const std::vector<NamedFile>& files) {
   for (const NamedFile& written : files) {
     if (written.use != FileUse::kWritten) {

@@ -22,6 +22,10 @@ struct NamedFile {
 // nowhere, and nothing takes the place of what is no file: a terminal may be read from and written to.
 bool isSamePlace(const std::string& one, const std::string& other);
 
+// A link where something is to be written leads to a file that somebody counts on, or to a device: a sentence
+// about the first that is one, empty where none is.
+std::string linkProblem(const std::vector<NamedFile>& files);
+
 // What is written must take the place of nothing that is read, nor of anything else that is written: a
 // sentence about the first that would, empty where none does.
 std::string placeProblem(const std::vector<NamedFile>& files);

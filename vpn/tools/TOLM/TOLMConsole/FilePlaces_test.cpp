@@ -29,6 +29,21 @@ TEST_F(FilePlacesTest, AFileIsFoundByAnyOfItsNames) {
   EXPECT_FALSE(isSamePlace(folder.file("a"), folder.file("other")));
 }
 
+// What somebody had linked to was no longer written to, and as root /dev/stdout was no longer the stream.
+TEST_F(FilePlacesTest, ALinkIsNotWrittenTo) {
+  std::filesystem::create_symlink("a", folder.file("link"));
+  std::filesystem::create_symlink("nowhere", folder.file("broken"));
+  for (const char* name : {"link", "broken"}) {
+    EXPECT_EQ(linkProblem({{"OUT", folder.file(name), FileUse::kWritten}}),
+              folder.file(name) + ": it is a link, and no file to be replaced (OUT)");
+    EXPECT_EQ(linkProblem({{"IN", folder.file(name), FileUse::kRead}}), "");
+  }
+  EXPECT_EQ(linkProblem({{"OUT", folder.file("a"), FileUse::kWritten},
+                         {"--map", "", FileUse::kWritten},
+                         {"--report", folder.file("new"), FileUse::kWritten}}),
+            "");
+}
+
 // Two names were compared as they were given where nothing lay at either yet.
 TEST_F(FilePlacesTest, WhatIsntThereYetIsFoundByItsFolder) {
   std::filesystem::create_directory_symlink(folder.path(), folder.file("folder"));

@@ -107,13 +107,21 @@ class RedactCommand : public ICommand {
   }
 
   [[nodiscard]] std::string findPlaceProblem() const {
-    return placeProblem({{"OUT", m_strOut, FileUse::kWritten},
-                         {"--map", m_strMap, FileUse::kWritten},
-                         {"--report", m_strReport, FileUse::kWritten},
-                         {"IN", m_strIn, FileUse::kRead},
-                         {"--rules", m_strRules, FileUse::kRead},
-                         {"--out-password-file", m_strOutPasswordFile, FileUse::kRead},
-                         {"--password-file", m_Options.passwordFile(), FileUse::kRead}});
+    std::vector<NamedFile> files = {{"OUT", m_strOut, FileUse::kWritten},
+                                    {"--map", m_strMap, FileUse::kWritten},
+                                    {"--report", m_strReport, FileUse::kWritten},
+                                    {"IN", m_strIn, FileUse::kRead},
+                                    {"--rules", m_strRules, FileUse::kRead},
+                                    {"--out-password-file", m_strOutPasswordFile, FileUse::kRead},
+                                    {"--password-file", m_Options.passwordFile(), FileUse::kRead}};
+    if (const std::string problem = placeProblem(files); !problem.empty()) {
+      return problem;
+    }
+    std::erase_if(files, [](const NamedFile& file) {
+      // The names of the program's own streams are links, and nothing is put in their place.
+      return file.what == "--report" && ResultFile::isStream(file.path);
+    });
+    return linkProblem(files);
   }
 
   static int told(const std::string& failure, int status) {

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "vpn/tools/TOLM/TOLMBundle/report/PageFile.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Report.h"
 #include "vpn/tools/TOLM/TOLMConsole/BundleOptions.h"
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
@@ -50,7 +51,7 @@ class ReportCommand : public ICommand {
 
  private:
   [[nodiscard]] std::string findPlaceProblem() const {
-    if (m_strOutput == kStandardOutput) {
+    if (isStandardOutput(m_strOutput)) {
       return "";
     }
     if (isSamePlace(m_Bundle.path(), m_strOutput)) {
@@ -61,7 +62,8 @@ class ReportCommand : public ICommand {
     for (const std::string& document : m_Rules.documents()) {
       files.push_back({"--rules", document, FileUse::kRead});
     }
-    return placeProblem(files);
+    const std::string problem = placeProblem(files);
+    return problem.empty() ? linkProblem(files) : problem;
   }
 
   OneBundle m_Bundle;

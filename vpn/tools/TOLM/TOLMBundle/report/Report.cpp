@@ -1,7 +1,6 @@
 #include "vpn/tools/TOLM/TOLMBundle/report/Report.h"
 
 #include <sys/random.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,14 +10,15 @@
 #include <cstring>
 #include <future>
 #include <map>
-#include <memory>
 #include <utility>
 #include <vector>
 
+#include "vpn/Common/Utility/Holders.h"
 #include "vpn/tools/TOLM/TOLMBundle/findings/Findings.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/FileText.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Html.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Page.h"
+#include "vpn/tools/TOLM/TOLMBundle/report/PageFile.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Timeline.h"
 
 namespace halvo {
@@ -31,11 +31,6 @@ constexpr std::size_t kRoomForHead = std::size_t{2} << 20U;
 // A row of a table; what a cell holds beyond that is in the files.
 constexpr std::size_t kLongestCell = 1000;
 constexpr std::size_t kMostItems = 200;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, FileCloser>;
 
 std::string cell(const std::string& text) {
   return htmlText(std::string_view(text).substr(0, kLongestCell)) + (text.size() > kLongestCell ? "..." : "");
@@ -144,7 +139,7 @@ class FilesPart {
   const BundleContent& m_rContent;
   Timeline& m_rTimeline;
   EntryReader m_Entry;
-  OpenFile m_File;
+  FileHolder m_File;
   std::size_t m_nSize = 0;
   std::size_t m_nUnnamed = 0;
   std::size_t m_nWithoutText = 0;
@@ -299,73 +294,6 @@ class HeadPart {
 
   const BundleContent& m_rContent;
   std::string m_strHtml;
-};
-
-// The page's file; goes where it isn't finished.
-class PageFile {
- public:
-  ~PageFile() {
-    if (!m_strTemporary.empty()) {
-      unlink(m_strTemporary.c_str());
-    }
-  }
-  PageFile() = default;
-  PageFile(const PageFile&) = delete;
-  PageFile& operator=(const PageFile&) = delete;
-
-  std::string open(const std::string& path) {
-    m_strPath = path;
-    if (path == kStandardOutput) {
-      m_File.reset(fdopen(dup(STDOUT_FILENO), "wb"));
-      return m_File == nullptr ? failure() : "";
-    }
-    struct stat status = {};
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-      return "\"" + path + "\" is no file; a report can't be written there";
-    }
-    std::string temporary = path + ".XXXXXX";
-    const int descriptor = mkstemp(temporary.data());
-    if (descriptor < 0) {
-      return failure();
-    }
-    m_strTemporary = temporary;
-    m_File.reset(fdopen(descriptor, "wb"));
-    return m_File == nullptr ? failure() : "";
-  }
-
-  // What this gives isn't looked at: finish() tells of every write that failed.
-  void put(const std::string& text) { std::fwrite(text.data(), 1, text.size(), m_File.get()); }
-
-  void put(std::FILE* from) {
-    std::rewind(from);
-    std::vector<char> block(65536);
-    std::size_t got = 0;
-    while ((got = std::fread(block.data(), 1, block.size(), from)) > 0) {
-      std::fwrite(block.data(), 1, got, m_File.get());
-    }
-  }
-
-  std::string finish() {
-    const bool written = std::fflush(m_File.get()) == 0 && std::ferror(m_File.get()) == 0;
-    if (written && m_strTemporary.empty()) {
-      return "";
-    }
-    if (!written || rename(m_strTemporary.c_str(), m_strPath.c_str()) != 0) {
-      return failure();
-    }
-    m_strTemporary.clear();
-    return "";
-  }
-
- private:
-  [[nodiscard]] std::string failure() const {
-    return (m_strPath == kStandardOutput ? "standard output" : "\"" + m_strPath + "\"") +
-           " can't be written: " + std::strerror(errno);
-  }
-
-  std::string m_strPath;
-  std::string m_strTemporary;
-  OpenFile m_File;
 };
 
 }  // namespace

@@ -16,12 +16,7 @@ namespace halvo {
 
 inline constexpr std::size_t kLongestPage = std::size_t{25} << 20U;
 
-// A path that stands for standard output.
-inline constexpr char kStandardOutput[] = "-";
-
-// Writes the page to `path`, where it appears when it is whole; a file there is replaced, anything else
-// refused. Only its owner may read it. Or prints it, where the path is kStandardOutput. Returns a text for
-// people, empty on success.
+// Writes the page to `path` as PageFile does, or prints it. Returns a text for people, empty on success.
 [[nodiscard]] std::string writeReport(const BundleContent& content, const RuleSet& rules,
                                       const std::string& path);
 

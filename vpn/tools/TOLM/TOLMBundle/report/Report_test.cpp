@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/support/Files.h"
@@ -13,6 +14,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/FileText.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Html.h"
+#include "vpn/tools/TOLM/TOLMBundle/report/PageFile.h"
 #include "vpn/tools/TOLM/TOLMBundle/report/Timeline.h"
 
 namespace halvo {
@@ -132,6 +134,44 @@ TEST(ReportTest, OnlyItsOwnerMayReadThePage) {
   EXPECT_EQ(status.st_mode & 0777U, 0600U);
   EXPECT_THAT(writeReport(content, RuleSet(), folder.path()), HasSubstr("is no file"));
   EXPECT_THAT(writeReport(content, RuleSet(), folder.file("none/r.html")), HasSubstr("can't be written"));
+}
+
+// A signal left the unfinished page beside its place.
+TEST(PageFileTest, NothingIsThereUntilThePageIsWhole) {
+  const TempFolder folder;
+  {
+    PageFile page;
+    ASSERT_EQ(page.open(folder.file("r.html")), "");
+    page.put("half");
+    EXPECT_THAT(test::listFolder(folder.path()), IsEmpty());
+  }
+  EXPECT_THAT(test::listFolder(folder.path()), IsEmpty());
+  test::writeFile(folder.file("r.html"), "older");
+  PageFile page;
+  ASSERT_EQ(page.open(folder.file("r.html")), "");
+  page.put("whole");
+  EXPECT_EQ(test::readFile(folder.file("r.html")), "older");
+  ASSERT_EQ(page.finish(), "");
+  EXPECT_EQ(test::readFile(folder.file("r.html")), "whole");
+  EXPECT_EQ(test::listFolder(folder.path()).size(), 1U);
+}
+
+// The link was replaced by the page: as root that was /dev/stdout itself.
+TEST(PageFileTest, ALinkIsRefusedAndStandardOutputIsKnownByItsNames) {
+  const TempFolder folder;
+  test::writeFile(folder.file("precious"), "kept");
+  std::filesystem::create_symlink("precious", folder.file("link"));
+  std::filesystem::create_symlink("/proc/self/fd/1", folder.file("out"));
+  for (const char* const name : {"link", "out"}) {
+    PageFile page;
+    EXPECT_THAT(page.open(folder.file(name)), HasSubstr("is a link, and no page"));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file(name)));
+  }
+  EXPECT_EQ(test::readFile(folder.file("precious")), "kept");
+  for (const char* const name : {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
+    EXPECT_TRUE(isStandardOutput(name)) << name;
+  }
+  EXPECT_FALSE(isStandardOutput("/dev/fd/2"));
 }
 
 FileText readText(const std::string& content) {

@@ -75,6 +75,10 @@ bool isNamed(int folder, const std::string& name, int file) {
 
 }  // namespace
 
+bool ResultFile::isStream(const std::string& path) {
+  return descriptorOf(path) >= 0;
+}
+
 std::string ResultFile::problemOf(const std::string& why) const {
   return m_strWhat + " can't be written to \"" + m_strPath + "\": " + why;
 }

@@ -25,6 +25,9 @@ class ResultFile {
   // `what` begins the sentences about it: "the status".
   ResultFile(std::string what, Streams streams) : m_strWhat(std::move(what)), m_Streams(streams) {}
 
+  // Whether the path is "-" or a name of one of the process's own descriptors.
+  [[nodiscard]] static bool isStream(const std::string& path);
+
   // Looks whether the text can be written to `path`; "-" is standard output. Leaves nothing there.
   [[nodiscard]] std::string open(const std::string& path);
   // Once it is open: removes the text of an earlier time, so that a program that ends without writing, as by
