@@ -6,6 +6,7 @@
 #include <locale>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
@@ -15,6 +16,11 @@ namespace {
 
 // A summary has some hundred bytes a file.
 constexpr std::size_t kLongestSummary = std::size_t{1} << 26U;
+
+constexpr std::size_t kUnmatched = SIZE_MAX;
+
+// More items than a line can name share no file but in a summary that somebody made up.
+constexpr std::size_t kMostSharedIds = 20;
 
 // What stands over a captured output: an empty line, a row of asterisks, the command, and another row.
 constexpr std::size_t kBannerStars = 75;
@@ -190,7 +196,7 @@ std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& 
   }
   // The first list that has any is the one that is meant.
   Candidates& list = *lists.front();
-  while (list.taken < list.entries.size() && m_Matched[list.entries[list.taken]]) {
+  while (list.taken < list.entries.size() && m_FirstFile[list.entries[list.taken]] != kUnmatched) {
     ++list.taken;
   }
   // Two files of one name are one entry: the later one took the earlier one's place.
@@ -205,17 +211,46 @@ void BundleContent::matchSection(const SummarySection& section) {
                            "the summary lists it, and the bundle doesn't hold it", true});
       continue;
     }
-    m_Matched[entry] = true;
-    m_Files.push_back({row.id, row.description, section.title, lastComponent(m_rReader.entries()[entry].name),
-                       row.last, entry});
+    addFile({row.id, row.description, section.title, lastComponent(m_rReader.entries()[entry].name), row.last,
+             entry});
   }
+}
+
+void BundleContent::addFile(BundledFile file) {
+  std::size_t& first = m_FirstFile[file.entry];
+  if (first == kUnmatched) {
+    first = m_Files.size();
+    ++m_nFirstFiles;
+  } else {
+    std::vector<std::string>& ids = m_SharedIds[file.entry];
+    if (ids.empty()) {
+      ids.push_back(m_Files[first].id);
+    }
+    if (ids.size() < kMostSharedIds && std::find(ids.begin(), ids.end(), file.id) == ids.end()) {
+      ids.push_back(file.id);
+    }
+  }
+  file.first = first;
+  m_Files.push_back(std::move(file));
+}
+
+std::string BundleContent::idsOf(const BundledFile& file) const {
+  const auto shared = m_SharedIds.find(file.entry);
+  if (shared == m_SharedIds.end()) {
+    return file.id;
+  }
+  std::string text;
+  for (const std::string& id : shared->second) {
+    text += (text.empty() ? "" : ", ") + id;
+  }
+  return text;
 }
 
 void BundleContent::addTheRest() {
   const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (!m_Matched[i] && i != m_nSummaryEntry && !entries[i].isFolder()) {
-      m_Files.push_back({"", "", "", lastComponent(entries[i].name), "", i});
+    if (m_FirstFile[i] == kUnmatched && i != m_nSummaryEntry && !entries[i].isFolder()) {
+      addFile({"", "", "", lastComponent(entries[i].name), "", i});
     }
   }
 }
@@ -226,7 +261,7 @@ void BundleContent::load() {
     m_nWholeSize += std::min(entry.size, UINT64_MAX - m_nWholeSize);
   }
   readSummaryEntry();
-  m_Matched.resize(entries.size());
+  m_FirstFile.resize(entries.size(), kUnmatched);
   for (std::size_t i = 0; i < entries.size(); ++i) {
     if (entries[i].fault.empty() && i != m_nSummaryEntry && !entries[i].isFolder()) {
       const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
@@ -246,7 +281,7 @@ void BundleContent::load() {
   // All is matched, and of many entries they are most of what is held.
   m_ByKey.clear();
   m_ByFolderAndKey.clear();
-  m_Matched = {};
+  m_FirstFile = {};
 }
 
 std::vector<UnreadPart> BundleContent::unread() const {

@@ -25,6 +25,9 @@ struct BundledFile {
   std::string name;      // without the folder
   std::string statedSize;
   std::size_t entry = 0;  // of the reader
+  // The index of the first file that has this entry: its own, or that of the row of the summary that named
+  // the entry before. Items may share a file, and one item may name it twice.
+  std::size_t first = 0;
 };
 
 // What of a bundle couldn't be looked at.
@@ -74,6 +77,17 @@ class BundleContent {
     return m_rReader.entries()[file.entry];
   }
 
+  // Whether the file has its entry alone, or is the first of those that share it: what is told or counted of
+  // entries is told of these.
+  [[nodiscard]] bool isFirst(std::size_t file) const { return m_Files[file].first == file; }
+  // How many of files() are.
+  [[nodiscard]] std::size_t firstFiles() const { return m_nFirstFiles; }
+  // Whether several rows of the summary name the entry.
+  [[nodiscard]] bool isShared(std::size_t entry) const { return m_SharedIds.contains(entry); }
+  // The ids of all items that have the file's entry, the first of them, with commas; empty where the summary
+  // doesn't know it.
+  [[nodiscard]] std::string idsOf(const BundledFile& file) const;
+
   // The files of an item, as indices into files().
   [[nodiscard]] std::vector<std::size_t> filesOfItem(const std::string& id) const;
   // The file whose entry has that name or place, or that last component where no other has it;
@@ -92,6 +106,7 @@ class BundleContent {
   void readSummaryEntry();
   void matchSection(const SummarySection& section);
   std::size_t matchRow(const std::string& title, const SummaryRow& row);
+  void addFile(BundledFile file);
   void addTheRest();
 
   const BundleReader& m_rReader;
@@ -102,7 +117,11 @@ class BundleContent {
   std::string m_strRoot;  // the folder that the whole bundle lies in, with its "/"; mostly empty
   std::uint64_t m_nWholeSize = 0;
   std::size_t m_nSummaryEntry = 0;
-  std::vector<bool> m_Matched;
+  std::size_t m_nFirstFiles = 0;
+  // The first file of each entry, while they are matched; kUnmatched where it has none.
+  std::vector<std::size_t> m_FirstFile;
+  // Of the entries that several rows name: the first ids.
+  std::map<std::size_t, std::vector<std::string>> m_SharedIds;
   // Entries by the form of their name in the summary, without and with their folder.
   std::map<std::string, Candidates> m_ByKey;
   std::map<std::string, Candidates> m_ByFolderAndKey;

@@ -14,6 +14,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/Ask.h"
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 #include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/OpenedBundle_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/Show.h"
 #include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
@@ -32,24 +33,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-// A bundle on disk with its content read.
-class Opened {
- public:
-  explicit Opened(const ZipBuilder& zip) : Opened(zip.take()) {}
-  explicit Opened(const std::string& bytes) : m_Content(m_Reader) {
-    test::writeFile(m_Temp.file("bundle.zip"), bytes);
-    EXPECT_EQ(m_Reader.open(m_Temp.file("bundle.zip"), ""), "");
-    m_Content.load();
-  }
-  const BundleContent& operator*() const { return m_Content; }
-  const BundleContent* operator->() const { return &m_Content; }
-
- private:
-  TempFolder m_Temp;
-  BundleReader m_Reader;
-  BundleContent m_Content;
-};
+using Opened = test::OpenedBundle;
 
 ZipBuilder sample() {
   SummaryBuilder summary;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "vpn/Common/Utility/PlainText.h"
 
@@ -107,12 +108,17 @@ void addMissing(std::string& text, const MissingFile& missing) {
       "  " + withoutControls(padRight(missing.id, 16) + "  " + missing.name + ": " + missing.reason) + "\n";
 }
 
-void addFile(std::string& text, const BundleContent& content, const BundledFile& file) {
+// `again`: the list has its entry further up.
+void addFile(std::string& text, const BundleContent& content, const BundledFile& file, bool again) {
   const BundleEntryInfo& entry = content.entry(file);
   const std::uint64_t share = shareOf(entry.size, content.wholeSize());
-  text += padLeft(bytesText(entry.size), 12) +
-          padLeft(std::to_string(share / 10) + "." + std::to_string(share % 10) + "%", 8) + "  " +
-          withoutControls(padRight(file.id, 16) + "  " + content.placeOf(file));
+  text += padLeft(again ? "" : bytesText(entry.size), 12) +
+          padLeft(again ? "" : std::to_string(share / 10) + "." + std::to_string(share % 10) + "%", 8) +
+          "  " + withoutControls(padRight(file.id, 16) + "  " + content.placeOf(file));
+  if (again) {
+    text += "  (same file)\n";
+    return;
+  }
   if (!entry.fault.empty()) {
     text += "  (not read: " + withoutControls(entry.fault) + ")";
   } else if (file.id.empty() && !content.summary().sections.empty()) {
@@ -121,7 +127,7 @@ void addFile(std::string& text, const BundleContent& content, const BundledFile&
   text += "\n";
 }
 
-Json fileJson(const BundleContent& content, const BundledFile& file) {
+Json fileJson(const BundleContent& content, const BundledFile& file, bool again) {
   const BundleEntryInfo& entry = content.entry(file);
   Json json;
   json["id"] = file.id;
@@ -134,6 +140,9 @@ Json fileJson(const BundleContent& content, const BundledFile& file) {
   json["time"] = dosTimeText(entry.dosTime);
   if (!entry.fault.empty()) {
     json["fault"] = entry.fault;
+  }
+  if (again) {
+    json["same_file"] = true;
   }
   return json;
 }
@@ -159,7 +168,7 @@ std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
   EntryReader reader(content.reader());
   for (std::size_t i = 0; i < content.files().size(); ++i) {
     const BundledFile& file = content.files()[i];
-    if (!content.entry(file).fault.empty()) {
+    if (!content.entry(file).fault.empty() || !content.isFirst(i)) {
       continue;
     }
     std::string front;
@@ -208,9 +217,9 @@ std::string showText(const BundleContent& content, const std::vector<FailedOutpu
       text += "  " + withoutControls(content.placeOf(file) + ": " + output.why) + "\n";
     }
   }
-  text += headingText("There", content.files().size());
-  for (const BundledFile& file : content.files()) {
-    addFile(text, content, file);
+  text += headingText("There", content.firstFiles());
+  for (std::size_t i = 0; i < content.files().size(); ++i) {
+    addFile(text, content, content.files()[i], !content.isFirst(i));
   }
   return text;
 }
@@ -248,8 +257,8 @@ void showJson(const BundleContent& content, const std::vector<FailedOutput>& fai
   }
   json.endList();
   json.beginList("files");
-  for (const BundledFile& file : content.files()) {
-    json.addElement(fileJson(content, file));
+  for (std::size_t i = 0; i < content.files().size(); ++i) {
+    json.addElement(fileJson(content, content.files()[i], !content.isFirst(i)));
   }
   json.endList();
   json.finish();
@@ -262,8 +271,9 @@ std::string showItemText(const BundleContent& content, const std::string& id) {
       addMissing(text, missing);
     }
   }
+  std::set<std::size_t> told;
   for (const std::size_t file : content.filesOfItem(id)) {
-    addFile(text, content, content.files()[file]);
+    addFile(text, content, content.files()[file], !told.insert(content.files()[file].entry).second);
   }
   return text;
 }
@@ -285,8 +295,10 @@ bool showItemJson(const BundleContent& content, const std::string& id, const Tex
   }
   json.endList();
   json.beginList("files");
+  std::set<std::size_t> told;
   for (const std::size_t file : files) {
-    json.addElement(fileJson(content, content.files()[file]));
+    const BundledFile& one = content.files()[file];
+    json.addElement(fileJson(content, one, !told.insert(one.entry).second));
   }
   json.endList();
   json.finish();

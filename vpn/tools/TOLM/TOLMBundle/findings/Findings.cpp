@@ -123,8 +123,16 @@ class Scan {
         wantsTimes = wantsTimes || probe.pattern == nullptr;
       }
     }
+    if (m_rContent.isShared(file.entry)) {
+      // Several rows of the summary name it: what was looked for at an earlier one isn't counted again.
+      std::vector<std::size_t>& scanned = m_Scanned[file.entry];
+      std::erase_if(probes, [&scanned](std::size_t probe) {
+        return std::find(scanned.begin(), scanned.end(), probe) != scanned.end();
+      });
+      scanned.insert(scanned.end(), probes.begin(), probes.end());
+    }
     if (probes.empty()) {
-      m_ReadToEnd[index] = m_rContent.entry(file).fault.empty();
+      m_ReadToEnd[index] = m_rContent.entry(file).fault.empty() && !m_FailedEntries.contains(file.entry);
       return;
     }
     if (m_Entry.open(file.entry).empty()) {
@@ -242,6 +250,7 @@ class Scan {
   std::vector<UnreadPart> m_Unread;
   std::vector<bool> m_ReadToEnd;  // of each of the content's files
   std::set<std::size_t> m_FailedEntries;
+  std::map<std::size_t, std::vector<std::size_t>> m_Scanned;  // the probes of entries that rows share
   std::map<std::vector<std::size_t>, std::unique_ptr<Patterns>> m_Patterns;
   std::vector<int> m_Matches;
 };
@@ -361,11 +370,13 @@ class Judge {
 
   bool sizeHolds(const Condition& condition) {
     bool any = false;
+    std::set<std::size_t> told;  // of the entries that rows share
     for (std::size_t i = 0; i < m_rContent.files().size(); ++i) {
       const BundledFile& file = m_rContent.files()[i];
       const std::uint64_t size = m_rContent.entry(file).size;
       if (condition.selector.fits(file.id, file.name) &&
-          compare(static_cast<double>(size), condition.comparison, condition.value)) {
+          compare(static_cast<double>(size), condition.comparison, condition.value) &&
+          (!m_rContent.isShared(file.entry) || told.insert(file.entry).second)) {
         Hit hit;
         hit.evidence = {i, 0, bytesText(size)};
         hit.captures.push_back(hit.evidence.text);

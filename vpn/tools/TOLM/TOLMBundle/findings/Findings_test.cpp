@@ -57,6 +57,33 @@ std::vector<std::string> faultsOf(const std::string& xml) {
 
 // Conditions.
 
+// Two commands of an item write one file, and the summary has a row for each.
+TEST(FindingsTest, AFileThatSeveralRowsNameIsReadOnce) {
+  SummaryBuilder summary;
+  summary.section("Logs");
+  for (const char* const item : {"a", "a", "b"}) {
+    summary.included(item, "x.log", "", "1 bytes");
+  }
+  const TempFolder folder;
+  test::writeFile(
+      folder.file("bundle.zip"),
+      ZipBuilder().add({"summary.txt", summary.take()}).add({"Logs/x.log", "error 42\nerror 43\n"}).take());
+  BundleReader reader;
+  ASSERT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
+  BundleContent content(reader);
+  content.load();
+  for (const char* const condition :
+       {"<line item=\"a\" pattern=\"error\"/>", "<line item=\"a b\" pattern=\"error\"/>",
+        "<line item=\"b\" pattern=\"error\"/>"}) {
+    const Findings findings = findProblems(content, ruleSet(condition));
+    ASSERT_THAT(findings.problems, SizeIs(1)) << condition;
+    EXPECT_EQ(findings.problems[0].count, 2U) << condition;
+  }
+  const Findings sizes = findProblems(content, ruleSet("<size item=\"a b\" above=\"1\"/>"));
+  ASSERT_THAT(sizes.problems, SizeIs(1));
+  EXPECT_EQ(sizes.problems[0].count, 1U);
+}
+
 TEST(FindingsTest, LinesAreFoundAndToldWithTheirPlace) {
   std::string text;
   const std::vector<KnownProblem> findings =

@@ -66,6 +66,9 @@ class FilesPart {
       return std::string("a temporary file can't be made: ") + std::strerror(errno);
     }
     for (std::size_t i = 0; i < m_rContent.files().size(); ++i) {
+      if (!m_rContent.isFirst(i)) {
+        continue;
+      }
       const std::string html = fileHtml(i);
       if (m_nSize + html.size() > kRoomForFiles) {
         // The text gives way first, then the name.
@@ -96,9 +99,10 @@ class FilesPart {
     const BundledFile& file = m_rContent.files()[index];
     const std::string name = m_rContent.placeOf(file);
     const std::string id = "f" + std::to_string(index);
+    const std::string items = m_rContent.idsOf(file);
     std::string html = "<details id=\"" + id + "\" data-name=\"" + cell(name) + "\"><summary>" +
                        isolated(name) + " <small>" + size +
-                       (file.id.empty() ? "" : (size.empty() ? "" : ", ") + isolated(file.id)) +
+                       (items.empty() ? "" : (size.empty() ? "" : ", ") + isolated(items)) +
                        "</small></summary>\n";
     if (!file.description.empty()) {
       html += "<p class=\"note\" dir=\"auto\">" + cell(file.description) + "</p>\n";
@@ -235,10 +239,10 @@ class HeadPart {
                    "</p>\n<ul>\n";
       for (const Evidence& evidence : finding.evidence) {
         const std::string line = evidence.line > 0 ? std::to_string(evidence.line) : "";
-        m_strHtml += "<li><a href=\"#f" + std::to_string(evidence.file) + (line.empty() ? "" : "L" + line) +
-                     "\">" + isolated(m_rContent.files()[evidence.file].name) +
-                     (line.empty() ? "" : ":" + line) + "</a> <code>" + cell(evidence.text) +
-                     "</code></li>\n";
+        const BundledFile& file = m_rContent.files()[evidence.file];
+        m_strHtml += "<li><a href=\"#f" + std::to_string(file.first) + (line.empty() ? "" : "L" + line) +
+                     "\">" + isolated(m_rContent.placeOf(file)) + (line.empty() ? "" : ":" + line) +
+                     "</a> <code>" + cell(evidence.text) + "</code></li>\n";
       }
       m_strHtml += "</ul>\n";
       if (finding.count > finding.evidence.size()) {
@@ -259,8 +263,12 @@ class HeadPart {
       std::size_t files = 0;
     };
     std::map<std::string, Share> items;
-    for (const BundledFile& file : m_rContent.files()) {
-      Share& share = items[file.id];
+    for (std::size_t i = 0; i < m_rContent.files().size(); ++i) {
+      if (!m_rContent.isFirst(i)) {
+        continue;
+      }
+      const BundledFile& file = m_rContent.files()[i];
+      Share& share = items[m_rContent.idsOf(file)];
       share.size += m_rContent.entry(file).size;
       ++share.files;
     }
@@ -319,7 +327,7 @@ std::string writeReport(const BundleContent& content, const RuleSet& rules, cons
   }
   page.put(pageStart(htmlText(lastComponent(content.reader().path())), word));
   page.put(HeadPart(content).html(timeline, found));
-  page.put("<h2 id=\"files\">Files (" + std::to_string(content.files().size()) + ")</h2>\n" + pageSearch());
+  page.put("<h2 id=\"files\">Files (" + std::to_string(content.firstFiles()) + ")</h2>\n" + pageSearch());
   if (files.withoutText() + files.unnamed() > 0) {
     page.put("<p>The page is full: " + std::to_string(files.withoutText()) +
              " files are here without their text, " + std::to_string(files.unnamed()) + " not at all.</p>\n");

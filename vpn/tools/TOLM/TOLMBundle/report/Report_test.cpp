@@ -74,6 +74,20 @@ TEST(ReportTest, WithoutASummaryNothingIsSaidToBeThere) {
                           Not(HasSubstr("Nothing is missing")), Not(HasSubstr("no log of the client"))));
 }
 
+// Its text, its share and its lines were there once for each row of the summary.
+TEST(ReportTest, AFileThatSeveralItemsNameIsOnThePageOnce) {
+  SummaryBuilder summary;
+  summary.section("Logs");
+  for (const char* const item : {"one", "one", "two"}) {
+    summary.included(item, "a.log", "", "12 bytes");
+  }
+  const std::string page = pageOf(ZipBuilder()
+                                      .add({"summary.txt", summary.take()})
+                                      .add({"Logs/a.log", "2026-03-15 10:40:00 authentication failed\n"}));
+  EXPECT_THAT(page, AllOf(HasSubstr("1 lines with a time"), HasSubstr("Files (1)"), HasSubstr("one, two"),
+                          Not(HasSubstr("id=\"f1\"")), HasSubstr("Items (1)")));
+}
+
 TEST(ReportTest, PageAsksNobodyForAnything) {
   const std::string page = pageOf(sample("x\n"));
   EXPECT_THAT(page, HasSubstr("default-src 'none'"));
