@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
@@ -82,16 +83,36 @@ bool isCommonWord(std::string_view word) {
   return word.size() <= 24 && commonWords().contains(lowered(word));
 }
 
-void NameCollector::add(RedactKind kind, std::string_view name) {
-  if (name.size() < kShortestName || name.size() > kLongestName || isFull() || isCommonWord(name) ||
-      StandIns::labelAt(name) != 0 || isReservedHost(name) || !isWordChar(name.front()) ||
-      !isWordChar(name.back())) {
-    return;
-  }
+bool NameCollector::mayBeName(std::string_view name) const {
   // A name without a letter would be found in every number.
-  if (std::none_of(name.begin(), name.end(), [](char c) { return isWordChar(c) && (c < '0' || c > '9'); })) {
+  return name.size() >= kShortestName && name.size() <= kLongestName && !isFull() &&
+         StandIns::labelAt(name) == 0 && !isReservedHost(name) && isWordChar(name.front()) &&
+         isWordChar(name.back()) &&
+         std::any_of(name.begin(), name.end(), [](char c) { return isWordChar(c) && (c < '0' || c > '9'); });
+}
+
+void NameCollector::add(RedactKind kind, std::string_view name, bool isProven) {
+  if (!mayBeName(name) || isCommonWord(name)) {
     return;
   }
+  if (isEverydayWord(name)) {
+    if (isProven && isCalendarWord(name)) {
+      put(kind, name);
+    } else if (isProven) {
+      m_Proven.insert(folded(name));
+    }
+    return;
+  }
+  put(kind, name);
+}
+
+void NameCollector::choose(RedactKind kind, std::string_view name) {
+  if (mayBeName(name)) {
+    put(kind, name);
+  }
+}
+
+void NameCollector::put(RedactKind kind, std::string_view name) {
   const auto [place, isNew] = m_Names.try_emplace(folded(name), kind);
   if (!isNew && kind < place->second) {
     place->second = kind;  // the same whichever thread came first
@@ -100,11 +121,14 @@ void NameCollector::add(RedactKind kind, std::string_view name) {
 
 void NameCollector::add(const NameCollector& other) {
   for (const auto& [name, kind] : other.m_Names) {
-    add(kind, name);
+    if (!isFull()) {
+      put(kind, name);
+    }
   }
+  m_Proven.insert(other.m_Proven.begin(), other.m_Proven.end());
 }
 
-KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) {
+KnownNames::KnownNames(const NameCollector& names, StandIns& standIns) : m_Proven(names.provenWords()) {
   for (const auto& [name, kind] : names.names()) {
     Name known{name, kind, {}};
     switch (kind) {
@@ -193,6 +217,10 @@ KnownNames::Match KnownNames::find(std::string_view text) const {
     }
   }
   return match;
+}
+
+bool KnownNames::isProven(std::string_view word) const {
+  return !m_Proven.empty() && m_Proven.contains(folded(word));
 }
 
 bool KnownNames::hasHost(std::string_view lowerName) const {

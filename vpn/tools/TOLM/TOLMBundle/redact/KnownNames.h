@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,14 +28,23 @@ class NameCollector {
 
   // A name found in a place that says what it is. Names that are everyday words of logs, too short, or
   // stand-ins already are only replaced where they were found, and aren't taken here.
-  void add(RedactKind kind, std::string_view name);
+  // `isProven`: nobody but a user stands there, such as the owner of a home folder. An everyday word is then
+  // a user's name wherever one may stand, and a day's or month's, which people are called like, any name.
+  void add(RedactKind kind, std::string_view name, bool isProven = false);
   void add(const NameCollector& other);
+  // A name that somebody has asked for: whatever word it is.
+  void choose(RedactKind kind, std::string_view name);
   // In small letters; in the same order whatever the order of add().
   [[nodiscard]] const std::map<std::string, RedactKind>& names() const { return m_Names; }
+  [[nodiscard]] const std::set<std::string>& provenWords() const { return m_Proven; }
   [[nodiscard]] bool isFull() const { return m_Names.size() >= kMostNames; }
 
  private:
+  [[nodiscard]] bool mayBeName(std::string_view name) const;
+  void put(RedactKind kind, std::string_view name);
+
   std::map<std::string, RedactKind> m_Names;
+  std::set<std::string> m_Proven;  // everyday words, in small letters
 };
 
 // Whether a word is too common to be a name wherever it stands ("root", "user", "server"...). Letters count
@@ -63,6 +73,8 @@ class KnownNames {
   [[nodiscard]] Match find(std::string_view text) const;
   // Whether this very name is known as one of a host or domain.
   [[nodiscard]] bool hasHost(std::string_view lowerName) const;
+  // Whether the everyday word is a user's name too.
+  [[nodiscard]] bool isProven(std::string_view word) const;
   [[nodiscard]] std::size_t size() const { return m_Names.size(); }
 
  private:
@@ -82,6 +94,7 @@ class KnownNames {
 
   std::bitset<65536> m_Begins;
   std::vector<Name> m_Names;
+  std::set<std::string> m_Proven;
   std::unordered_map<std::string_view, std::size_t> m_Places;         // by the small letters of m_Names
   std::unordered_map<std::size_t, std::vector<std::size_t>> m_Sizes;  // by first two bytes, longest first
 };

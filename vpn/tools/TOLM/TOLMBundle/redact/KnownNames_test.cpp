@@ -96,6 +96,18 @@ TEST_F(KnownNamesTest, CommonShortAndMadeUpNamesAreNotTaken) {
   EXPECT_TRUE(names.names().empty());
 }
 
+TEST_F(KnownNamesTest, AnAskedForNameIsTakenWhateverWordItIs) {
+  NameCollector names;
+  names.add(RedactKind::kUser, "input");
+  names.add(RedactKind::kUser, "backup", true);
+  names.choose(RedactKind::kUser, "service");
+  NameCollector all;
+  all.add(names);
+  ASSERT_EQ(1U, all.names().size());
+  EXPECT_EQ("service", all.names().begin()->first);
+  EXPECT_TRUE(all.provenWords().empty());
+}
+
 TEST_F(KnownNamesTest, TheOrderOfFindsMakesNoDifference) {
   NameCollector one;
   one.add(RedactKind::kUser, "jane");

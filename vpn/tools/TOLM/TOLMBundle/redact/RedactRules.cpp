@@ -82,7 +82,7 @@ std::string RedactRules::load(std::string_view text) {
 
 void RedactRules::addNames(NameCollector& names) const {
   for (const auto& [kind, name] : m_Names) {
-    names.add(kind, name);
+    names.choose(kind, name);
   }
 }
 

@@ -69,6 +69,10 @@ inline bool isLetterByte(unsigned char c) {
 inline bool isPlainByte(unsigned char c) {
   return c < 128 && isWordByte(c);
 }
+// What users' names are made of.
+inline bool isUserByte(unsigned char c) {
+  return isWordByte(c) || c == '-' || c == '_' || c == '.' || c == '+' || c == '$';
+}
 // What identifiers are made of.
 inline bool isIdentifierByte(unsigned char c) {
   return isWordByte(c) || c == '_' || c == '-' || c == '.';

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactRules.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
@@ -332,7 +333,7 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
   }
   if (next == ')' && at(begin - (begin > 0 ? 1U : 0U)) == '(' &&
       text(end, std::min(end + 6, m_Window.size())) == ") CMD ") {
-    replaceUser(begin, end);  // "CRON[1]: (jane) CMD (x)"
+    replaceUser(begin, end, Evidence::kProven);  // "CRON[1]: (jane) CMD (x)"
     return std::max(end, m_nCopied);
   }
   if (next == ' ' && length <= 12) {
@@ -441,7 +442,8 @@ TextRedactor::Place TextRedactor::tryKnown(Place at0) {
     return at0;
   }
   const KnownNames::Match match = m_pKnown->find(std::string_view(m_Window).substr(at0, 257));
-  if (match.length == 0 || m_rKeep.keeps(match.kind)) {
+  if (match.length == 0 || m_rKeep.keeps(match.kind) ||
+      (isCalendarWord(text(at0, at0 + match.length)) && isInDate(at0, at0 + match.length))) {
     return at0;
   }
   replace(at0, at0 + match.length, match.kind, *match.standIn);
@@ -463,9 +465,9 @@ void TextRedactor::replace(Place begin, Place end, RedactKind kind, std::string_
   }
 }
 
-void TextRedactor::found(RedactKind kind, std::string_view name) {
+void TextRedactor::found(RedactKind kind, std::string_view name, bool isProven) {
   if (m_pCollector != nullptr && !m_rKeep.keeps(kind) && (m_pRules == nullptr || !m_pRules->keeps(name))) {
-    m_pCollector->add(kind, name);
+    m_pCollector->add(kind, name, isProven);
   }
 }
 

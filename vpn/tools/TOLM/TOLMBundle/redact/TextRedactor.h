@@ -79,7 +79,7 @@ class TextRedactor {
   Place handlePart(Place begin, Place end);
   Place tryKnown(Place at);
   void replace(Place begin, Place end, RedactKind kind, std::string_view standIn);
-  void found(RedactKind kind, std::string_view name);
+  void found(RedactKind kind, std::string_view name, bool isProven = false);
   std::string nested(std::string_view text);
 
   // TextRedactor_escapes.cpp
@@ -134,15 +134,24 @@ class TextRedactor {
     std::string name;
     std::string standIn;   // empty where the name stays
     bool isFound = false;  // told to the collector
+    bool isEveryday = false;
+    bool isProven = false;  // told so
   };
   Memo& memoOf(RedactKind kind, std::string_view text, bool& isNew);
-  void replaceHost(Place begin, Place end, bool isSure = true);
   // `isSure`: the name is looked for everywhere else too.
-  void replaceUser(Place begin, Place end, bool isSure = true);
+  void replaceHost(Place begin, Place end, bool isSure = true);
+  // What says that a user is named. kGuess: replaced here, and not looked for elsewhere. kProven: nobody but
+  // a user stands here, whatever word it is.
+  enum class Evidence { kGuess, kNamed, kProven };
+  void replaceUser(Place begin, Place end, Evidence evidence = Evidence::kNamed);
+  bool mayBeWord(Place begin, Place end) const;
+  bool isInDate(Place begin, Place end) const;
   Place tryHome(Place slash);
-  void trySentence(Place begin, Place end);
   void tryLogHost(Place lineBegin);
   Place tryPasswdLine(Place begin, Place end);
+
+  // TextRedactor_sentences.cpp
+  void trySentence(Place begin, Place end);
 
   // TextRedactor_hosts.cpp
   void learnHost(std::string_view name);
@@ -173,6 +182,7 @@ class TextRedactor {
   [[nodiscard]] bool isNextKey(Place begin) const;
   Place takeHeader(Value value);
   static std::size_t escapeIn(std::string_view name);
+  [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   Place takeCommonName(const Value& value, Place end);
   Place takeHosts(Place begin, Place end);

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -30,10 +31,6 @@ bool namesHost(std::string_view scheme) {
   std::transform(small.begin(), small.end(), small.begin(),
                  [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
   return schemes.contains(small);
-}
-
-bool isUserByte(unsigned char c) {
-  return isWordByte(c) || c == '-' || c == '_' || c == '.' || c == '+' || c == '$';
 }
 
 bool isNumber(std::string_view text) {
@@ -76,21 +73,61 @@ TextRedactor::Memo& TextRedactor::memoOf(RedactKind kind, std::string_view name,
   return memo;
 }
 
-void TextRedactor::replaceUser(Place begin, Place end, bool isSure) {
+void TextRedactor::replaceUser(Place begin, Place end, Evidence evidence) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kUser, text(begin, end), isNew);
-  if (isSure && m_pCollector != nullptr && (isNew || !memo.standIn.empty()) && !memo.isFound) {
-    memo.isFound = true;
-    if (!isNobody(memo.name) && !holdsStandIn(memo.name)) {
-      found(RedactKind::kUser, memo.name);
-    }
-  }
   if (isNew && !isNobody(memo.name) && !holdsStandIn(memo.name)) {
     memo.standIn = m_rStandIns.label(RedactKind::kUser, memo.name);
+    memo.isEveryday = isEverydayText(memo.name);
   }
-  if (!memo.standIn.empty()) {
-    replace(begin, end, RedactKind::kUser, memo.standIn);
+  const bool isProven = evidence == Evidence::kProven;
+  if (memo.standIn.empty() || (memo.isEveryday && !isProven && mayBeWord(begin, end))) {
+    return;
   }
+  if (m_pCollector != nullptr && evidence != Evidence::kGuess &&
+      (!memo.isFound || (isProven && memo.isEveryday && !memo.isProven))) {
+    memo.isFound = true;
+    memo.isProven = isProven;
+    found(RedactKind::kUser, memo.name, isProven);
+  }
+  replace(begin, end, RedactKind::kUser, memo.standIn);
+}
+
+// Whether the everyday word at `begin` is no more than that here.
+bool TextRedactor::mayBeWord(Place begin, Place end) const {
+  const std::string_view word = text(begin, end);
+  return isCalendarWord(word) ? isInDate(begin, end) : m_pKnown == nullptr || !m_pKnown->isProven(word);
+}
+
+// "Jan 15", "15/Jan/2026", "Thu Nov 20": with a capital the word is a day's or a month's where a number or
+// another such word stands beside it.
+bool TextRedactor::isInDate(Place begin, Place end) const {
+  constexpr std::size_t kMostSigns = 2;
+  constexpr std::size_t kLongestWord = 10;
+  const auto isSign = [](unsigned char c) {
+    return isBlankByte(c) || c == ',' || c == '.' || c == '-' || c == '/';
+  };
+  if (at(begin) < 'A' || at(begin) > 'Z') {
+    return false;
+  }
+  Place next = end;
+  while (next - end < kMostSigns && isSign(at(next))) {
+    ++next;
+  }
+  Place nextEnd = next;
+  while (nextEnd - next <= kLongestWord && isLetterByte(at(nextEnd))) {
+    ++nextEnd;
+  }
+  Place last = begin;
+  while (last > 0 && begin - last < kMostSigns && at(last - 1) != ',' && isSign(at(last - 1))) {
+    --last;
+  }
+  Place first = last;
+  while (first > 0 && last - first <= kLongestWord && isLetterByte(at(first - 1))) {
+    --first;
+  }
+  return (next > end && (isDigitByte(at(next)) || isCalendarWord(text(next, nextEnd)))) ||
+         (last < begin && last > 0 && (isDigitByte(at(last - 1)) || isCalendarWord(text(first, last))));
 }
 
 // A name that stands where a host is named. `isSure` as for users.
@@ -311,56 +348,10 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
   if (end == place) {
     return slash;
   }
-  replaceUser(place, end);
+  // "https://gw/home/start" and "/users/list" are pages of a server.
+  const bool isPath = !isWordByte(before(slash)) && !text(slash + 1, place).starts_with("users");
+  replaceUser(place, end, isPath ? Evidence::kProven : Evidence::kNamed);
   return end;
-}
-
-// Users in the sentences that every system writes: "session opened for user jane(uid=1000)", "of user jane.",
-// "Accepted publickey for jane from", "Failed password for invalid user jane from", "authenticating user jane
-// 10.1.2.3 port 22", "User jane logged in", "sudo: jane : TTY=", "CRON[1]: (jane) CMD".
-void TextRedactor::trySentence(Place begin, Place end) {
-  const std::string_view word = text(begin, end);
-  if (word == "PING" || word == "to" || word == "from") {
-    tryNameOfAddress(end, word == "PING");
-    return;
-  }
-  if (!isSame(word, "user") && !isSame(word, "for")) {
-    return;
-  }
-  Place first = end + 1;
-  const std::string_view before = wordBefore(begin);
-  const bool isUser = isSame(word, "user");
-  const bool isStranger = isUser && (isSame(before, "invalid") || isSame(before, "illegal") ||
-                                     isSame(before, "authenticating") || isSame(before, "from"));
-  const bool ofUser = isUser && (isStranger || isSame(before, "for") || isSame(before, "of"));
-  const bool accepted = isSame(word, "for") && (isSame(before, "publickey") || isSame(before, "password") ||
-                                                isSame(before, "interactive"));
-  if (!isUser && !accepted) {
-    return;
-  }
-  first += at(first) == '\'' || at(first) == '"' ? 1U : 0U;
-  Place last = first;
-  while (last - first < kLongestUser && isUserByte(at(last))) {
-    ++last;
-  }
-  const bool dotted = last > first && at(last - 1) == '.';
-  last -= dotted ? 1U : 0U;
-  const unsigned char next = at(last);
-  const std::string_view rest = std::string_view(m_Window).substr(last, 6);
-  const bool ends = dotted || next == '(' || next == '\'' || next == '"' || next == '\n' || next == '\r' ||
-                    next == 0 || rest.starts_with(" from ") || rest.starts_with(" by ");
-  bool hasAddress = isStranger && at(last) == ' ' && isHexByte(at(last + 1));
-  bool hasSign = false;
-  for (Place place = last + 1; hasAddress && at(place) > ' ' && place - last < 48; ++place) {
-    const bool isSign = at(place) == '.' || at(place) == ':';
-    hasSign = hasSign || isSign;
-    hasAddress = isSign || isHexByte(at(place));
-  }
-  hasAddress = hasAddress && hasSign;
-  const bool logged = isUser && std::string_view(m_Window).substr(last, 8) == " logged ";
-  if (last > first && (logged || ((ofUser || accepted) && (ends || hasAddress)))) {
-    replaceUser(first, last);
-  }
 }
 
 // The machine's name in front of a log's line: "Mar 15 10:42:07 HOST prog", "2026-03-15T10:42:07+01:00 HOST
@@ -473,7 +464,7 @@ TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
   if (at(last) != ':') {
     return begin;
   }
-  replaceUser(begin, end);
+  replaceUser(begin, end, Evidence::kProven);
   const Place name = place;
   while (place < last && at(place) != ',') {
     ++place;

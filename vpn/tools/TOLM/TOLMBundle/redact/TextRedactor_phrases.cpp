@@ -414,9 +414,9 @@ TextRedactor::Place TextRedactor::tryDomainUser(Place begin, Place end) {
   }
   // A plain word after a backslash may be anything: it goes here, and isn't looked for elsewhere.
   replaceHost(begin, end, false);
-  replaceUser(user, last, !std::all_of(name.begin(), name.end(), [](char c) {
-                return isLetterByte(static_cast<unsigned char>(c));
-              }));
+  const bool isPlain = std::all_of(name.begin(), name.end(),
+                                   [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
+  replaceUser(user, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
   return std::max(last, m_nCopied);
 }
 

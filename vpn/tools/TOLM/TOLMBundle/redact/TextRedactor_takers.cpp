@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -13,6 +14,30 @@ namespace {
 
 constexpr std::array<std::string_view, 9> kSchemes = {"bearer", "basic",  "digest", "negotiate", "ntlm",
                                                       "token",  "apikey", "oauth",  "hawk"};
+
+bool isLower(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
+// "Times New Roman", "DejaVu Sans Bold": fonts have full names too.
+bool isFontName(std::string_view name) {
+  static constexpr std::array<std::string_view, 10> kOfFonts = {
+      "sans", "serif", "mono", "monospace", "bold", "italic", "oblique", "condensed", "medium", "semibold"};
+  if (isSame(name, "times new roman")) {
+    return true;
+  }
+  const std::size_t first = name.find(' ');
+  for (std::string_view rest = name.substr(std::min(first, name.size())); !rest.empty();) {
+    rest.remove_prefix(1);
+    const std::string_view word = rest.substr(0, rest.find(' '));
+    rest.remove_prefix(word.size());
+    if (std::any_of(kOfFonts.begin(), kOfFonts.end(),
+                    [word](std::string_view known) { return isSame(word, known); })) {
+      return true;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -146,7 +171,8 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
     case KeyLook::kHosts:
       return takeHosts(begin, end);
     case KeyLook::kFullName:
-      if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64) {
+      if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64 ||
+          isFontName(name)) {
         return begin;
       }
       replaceUser(begin, end);
@@ -166,6 +192,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       const unsigned char next = at(last);
       if (isNumber || next == '/' || next == '@' || next == '%' ||
           (next == ':' && isHexByte(at(last + 1)) && host.size() <= 4) ||
+          (value.ending != Ending::kQuote && isEverydayWord(host)) ||
           (look == KeyLook::kHostMaybe &&
            (!looks || (host.find('.') == std::string_view::npos && value.isColon)))) {
         return begin;
@@ -204,6 +231,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       [[fallthrough]];
     case KeyLook::kWifi:
       if (name.size() > 64 || isCommonWord(name) || holdsStandIn(name) || name == "off/any" ||
+          (value.ending != Ending::kQuote && isLower(name) && isEverydayWord(name)) ||
           name.find_first_of("<>{}=") != std::string_view::npos) {
         return begin;
       }
@@ -242,6 +270,19 @@ std::size_t TextRedactor::escapeIn(std::string_view name) {
   const bool goesOn = !rest.empty() && isWordByte(static_cast<unsigned char>(rest.front())) &&
                       rest.find_first_of("=:\\") == std::string_view::npos;
   return goesOn ? std::string_view::npos : slash;
+}
+
+// "USER=", "LOGNAME=" of an environment or the summary's "User Name:", in front of `value`.
+bool TextRedactor::isUserVariable(Place value) const {
+  constexpr std::size_t kLongest = 9;
+  const std::string_view front = text(value - std::min(value, kLongest), value);
+  if (at(value - (value > 0 ? 1U : 0U)) == ' ') {
+    constexpr std::string_view kOfSummary = "User Name:";
+    std::string_view line = lineFront(value);
+    line = line.substr(0, line.find_last_not_of(' ') + 1);
+    return line == kOfSummary;
+  }
+  return front.ends_with("USER=") || front.ends_with("LOGNAME=") || front.ends_with("USERNAME=");
 }
 
 // jane, CORP\jane, jane@corp.
@@ -299,7 +340,8 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   // "owner: the one who": a sentence goes on.
   const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
                       isWordByte(at(last + 1)) && last - user < 32;
-  replaceUser(user, last, !goesOn);
+  const bool isVariable = value.ending == Ending::kWord && isUserVariable(begin);
+  replaceUser(user, last, goesOn ? Evidence::kGuess : isVariable ? Evidence::kProven : Evidence::kNamed);
   return std::max(last, m_nCopied);
 }
 
@@ -332,7 +374,7 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
     if (name.size() < 3 || hostLook(name) != HostLook::kNone) {
       return begin;
     }
-    replaceUser(begin, last, !isPlain);
+    replaceUser(begin, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
     return std::max(last, m_nCopied);
   }
   // Two or three words with a capital each.
@@ -351,7 +393,7 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
       return begin;
     }
   }
-  replaceUser(begin, last, false);
+  replaceUser(begin, last, Evidence::kGuess);
   return std::max(last, m_nCopied);
 }
 
@@ -446,14 +488,13 @@ TextRedactor::Place TextRedactor::takeUserPass(const Value& value) {
   return std::max(takeSecret(password), m_nCopied);
 }
 
-// 1000(jane),27(sudo)
+// 1000(jane),27(sudo): the latter is one of the system's own.
 TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
+  constexpr unsigned kFirstOfPeople = 500;  // on some systems
   Place place = begin;
   for (;;) {
     const Place first = place;
-    while (isDigitByte(at(place)) && place - first < 12) {
-      ++place;
-    }
+    const unsigned id = takeNumber(place, 9);
     if (place == first || at(place) != '(' || place - begin > 2048) {
       return std::max(begin, m_nCopied);
     }
@@ -467,7 +508,9 @@ TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
     if (at(place) != ')') {
       return std::max(begin, m_nCopied);
     }
-    replaceUser(name, place);
+    if (id >= kFirstOfPeople) {
+      replaceUser(name, place, Evidence::kProven);
+    }
     ++place;
     if (at(place) != ',') {
       return place;

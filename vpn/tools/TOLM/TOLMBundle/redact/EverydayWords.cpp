@@ -1,0 +1,297 @@
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <unordered_set>
+
+#include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/KnownNames.h"
+
+namespace halvo {
+
+namespace {
+
+constexpr std::size_t kLongestWord = 24;
+
+// First names and surnames that are words too ("mark", "page", "grant") are none of these.
+const std::unordered_set<std::string_view>& everydayWords() {
+  static const std::unordered_set<std::string_view> words = {
+      // what happens
+      "abort", "aborted", "aborting", "accept", "accepting", "accepts", "access", "accessed", "accessing",
+      "acquire", "acquired", "acquiring", "activate", "activated", "activating", "activation", "adding",
+      "allocate", "allocated", "allocating", "allocation", "analysis", "announced", "appeared", "applied",
+      "apply", "applying", "approved", "arrived", "ask", "asked", "asking", "assign", "assigned", "assigning",
+      "assignment", "associated", "associating", "association", "attach", "attached", "attaching", "attempt",
+      "attempted", "attempting", "attempts", "authenticate", "authenticated", "authenticating",
+      "authentication", "authorization", "authorize", "authorized", "authorizing", "began", "begin", "begins",
+      "bind", "binding", "blocked", "blocking", "booted", "booting", "bound", "broken", "building", "built",
+      "busy", "call", "called", "calling", "calls", "cancel", "canceled", "canceling", "cancellation",
+      "cancelled", "cancelling", "cannot", "capture", "captured", "change", "changes", "changing", "check",
+      "checked", "checking", "checks", "choose", "chosen", "cleaned", "cleaning", "cleanup", "clear",
+      "cleared", "clearing", "click", "clicked", "closing", "collect", "collected", "collecting", "command",
+      "commands", "commit", "committed", "complete", "completed", "completes", "completing", "completion",
+      "compute", "computed", "confirm", "confirmation", "confirmed", "confirming", "conflict", "connect",
+      "connects", "continue", "continued", "continues", "continuing", "control", "controlled", "convert",
+      "converted", "copied", "copy", "copying", "corrupt", "corrupted", "crash", "crashed", "crashing",
+      "create", "creates", "creating", "creation", "cut", "deactivated", "deactivating", "decided",
+      "declined", "decrypt", "decrypted", "decryption", "defaults", "defer", "deferred", "define", "defined",
+      "deleted", "deleting", "deletion", "deliver", "delivered", "delivery", "deny", "denying", "deployed",
+      "deployment", "deprecated", "detach", "detached", "detect", "detected", "detecting", "detection",
+      "determined", "disable", "disabling", "disappeared", "discard", "discarded", "disconnect",
+      "disconnecting", "disconnects", "discovered", "discovery", "dismissed", "display", "displayed",
+      "displaying", "download", "downloaded", "downloading", "drop", "dropped", "dropping", "dump", "dumped",
+      "duplicate", "duplicated", "edit", "edited", "editing", "elapsed", "enable", "enabling", "encountered",
+      "encrypt", "encrypted", "encryption", "end", "ended", "ending", "ends", "enforce", "enforced", "enroll",
+      "enrolled", "enrollment", "enter", "entered", "entering", "establish", "established", "establishing",
+      "evaluate", "evaluated", "evaluation", "exceeded", "exception", "execute", "executed", "executing",
+      "execution", "exist", "existing", "exists", "expect", "expected", "expecting", "expire", "expires",
+      "expiring", "export", "exported", "exporting", "extend", "extended", "extracted", "failing", "fails",
+      "fallback", "fault", "faulty", "fetch", "fetched", "fetching", "filter", "filtered", "filtering",
+      "finish", "finished", "finishes", "finishing", "fixed", "flush", "flushed", "flushing", "forced",
+      "format", "formatted", "forward", "forwarded", "forwarding", "freed", "freeze", "frozen", "generate",
+      "generated", "generating", "generation", "getting", "given", "gone", "grab", "granting", "halt",
+      "halted", "handle", "handled", "handling", "handshake", "hang", "hanging", "happened", "hidden", "hung",
+      "idle", "ignore", "ignored", "ignoring", "imported", "importing", "inactivity", "include", "included",
+      "including", "increase", "increased", "initial", "initialised", "initialize", "initialized",
+      "initializing", "initiated", "initiating", "input", "inserted", "inspect", "install", "installation",
+      "installed", "installing", "interaction", "interrupt", "interrupted", "invoked", "issued", "join",
+      "joined", "joining", "keep", "keeping", "keeps", "kept", "kill", "killed", "killing", "known", "launch",
+      "launched", "launching", "learn", "learned", "leave", "leaving", "left", "limit", "limited", "listed",
+      "listen", "listening", "listing", "load", "loaded", "loading", "loads", "locate", "located", "locating",
+      "lock", "locked", "locking", "lookup", "loop", "lost", "made", "maintenance", "make", "makes", "making",
+      "manage", "managed", "management", "match", "matched", "matches", "matching", "measured", "migrated",
+      "migration", "mismatch", "modified", "modify", "modifying", "mounted", "mounting", "move", "moved",
+      "moving", "need", "needed", "needs", "negotiate", "negotiated", "negotiating", "negotiation",
+      "notification", "notifications", "notified", "notify", "obtained", "occurred", "offline", "offload",
+      "omitted", "online", "opened", "opening", "operation", "operational", "optimized", "order", "output",
+      "overridden", "override", "owned", "parse", "parsed", "parsing", "passed", "passing", "paste", "pause",
+      "paused", "pending", "perform", "performed", "performing", "permitted", "pick", "picked", "ping",
+      "plugged", "polling", "populated", "prepared", "preparing", "present", "presented", "press", "pressed",
+      "prevented", "print", "printed", "printing", "probe", "probed", "probing", "processed", "processing",
+      "produced", "prohibited", "prompt", "prompted", "prompting", "prompts", "protected", "provide",
+      "provided", "provides", "providing", "provisioned", "publish", "published", "pull", "purge", "purged",
+      "push", "pushed", "query", "querying", "quit", "raise", "raised", "reach", "reachable", "reached",
+      "reaching", "reading", "reads", "rebind", "reboot", "rebooted", "rebooting", "rebuild", "receive",
+      "received", "receiving", "recognized", "reconnect", "reconnected", "reconnecting", "record", "recorded",
+      "recording", "recover", "recovered", "recovering", "recovery", "redirect", "redirected", "redirection",
+      "reduced", "referenced", "refresh", "refreshed", "refreshing", "refuse", "refused", "register",
+      "registered", "registering", "registration", "reinstalled", "reject", "rejecting", "related", "relayed",
+      "released", "releasing", "reload", "reloaded", "reloading", "removal", "removing", "rename", "renamed",
+      "renegotiation", "renew", "renewal", "renewed", "renewing", "repair", "repaired", "repeat", "repeated",
+      "replace", "replaced", "replacing", "replied", "reply", "report", "reported", "reporting", "request",
+      "requested", "requesting", "requests", "require", "requires", "requiring", "rescan", "resent",
+      "reserved", "reset", "resetting", "resize", "resized", "resolution", "resolve", "resolved", "resolving",
+      "responded", "responding", "response", "responses", "restart", "restarted", "restarting", "restore",
+      "restored", "restoring", "restrict", "restricted", "resume", "resumed", "resuming", "retried",
+      "retries", "retry", "retrying", "return", "returned", "returning", "returns", "revert", "reverted",
+      "review", "reviewed", "revoke", "revoked", "rewrite", "rollback", "rotate", "rotated", "rotation",
+      "save", "saved", "saving", "scan", "scanned", "scanning", "schedule", "scheduled", "search", "searched",
+      "searching", "seen", "select", "selected", "selecting", "selection", "send", "sending", "sends", "sent",
+      "served", "setting", "setup", "show", "showing", "shown", "shows", "shut", "shutdown", "shutting",
+      "sign", "signed", "silent", "sleep", "sleeping", "specified", "split", "starts", "stays", "stops",
+      "store", "stored", "storing", "submit", "submitted", "subscribed", "succeed", "succeeded", "succeeds",
+      "successful", "successfully", "supplied", "support", "supported", "suspend", "suspended", "suspending",
+      "swapped", "switch", "switched", "switches", "switching", "synced", "synchronized", "synchronizing",
+      "taken", "takes", "taking", "terminate", "terminated", "terminating", "termination", "tested",
+      "testing", "throttled", "throw", "thrown", "timed", "timeout", "timeouts", "touched", "traced", "track",
+      "transfer", "transferred", "transferring", "transition", "translated", "transmit", "transmitted",
+      "traversal", "triggered", "triggering", "truncated", "trusted", "trying", "tuned", "turned", "typed",
+      "typing", "unbound", "unchanged", "undo", "uninstalled", "unlock", "unlocked", "unlocking", "unmounted",
+      "unplugged", "unregistered", "unsupported", "untrusted", "updated", "updates", "updating", "upgrade",
+      "upgraded", "upgrading", "upload", "uploaded", "uploading", "usage", "used", "uses", "using",
+      "validate", "validated", "validating", "validation", "verification", "verified", "verify", "verifying",
+      "view", "viewed", "violation", "wait", "waited", "waiting", "waits", "wake", "warned", "wiped",
+      "working", "works", "writes", "writing", "written", "wrong",
+      // what it is about
+      "acceptance", "accounting", "accounts", "action", "actions", "activities", "activity", "adapter",
+      "adapters", "addition", "additional", "addresses", "administration", "administrators", "advertisement",
+      "agents", "agreement", "alarm", "alert", "alerts", "alias", "aliases", "antivirus", "applet",
+      "appliance", "applications", "approval", "archive", "archives", "area", "argument", "arguments",
+      "array", "assertion", "assets", "associations", "async", "attachment", "attribute", "attributes",
+      "audit", "authorities", "authority", "backend", "background", "backups", "bandwidth", "banner", "base",
+      "battery", "behavior", "behaviour", "binary", "block", "blocks", "board", "body", "bookmark", "bool",
+      "boolean", "boundary", "bridge", "broadcast", "browser", "browsers", "buffer", "buffers", "bundle",
+      "bus", "button", "buttons", "byte", "bytes", "cable", "cache", "caches", "calendar", "callback",
+      "camera", "candidate", "capabilities", "capability", "capacity", "captive", "card", "cards", "carrier",
+      "catalog", "category", "cause", "cellular", "certificate", "certificates", "chain", "challenge",
+      "channel", "channels", "character", "characters", "charge", "checksum", "child", "children", "choice",
+      "chunk", "cipher", "class", "classes", "clients", "clipboard", "clock", "cloud", "codes", "collection",
+      "collector", "column", "columns", "comment", "comments", "communication", "compliance", "component",
+      "components", "computer", "computers", "concurrency", "condition", "conditions", "configurations",
+      "configured", "connections", "connectivity", "connector", "consent", "console", "constraint",
+      "consumer", "contact", "contacts", "container", "containers", "content", "contents", "context",
+      "controller", "controllers", "conversation", "cookie", "cookies", "core", "cores", "count", "counter",
+      "counters", "coverage", "credential", "credentials", "criteria", "customer", "customers", "cycle",
+      "dashboard", "database", "databases", "datagram", "deadline", "debugger", "decision", "definition",
+      "delay", "delegate", "density", "dependencies", "dependency", "description", "descriptor", "design",
+      "desktops", "destination", "detail", "details", "developer", "developers", "devices", "diagnostic",
+      "diagnostics", "dialog", "dialogs", "digest", "dimension", "direct", "direction", "directories",
+      "directory", "discrepancy", "disks", "displays", "distribution", "document", "documentation", "domains",
+      "drive", "drivers", "drives", "duration", "edge", "editor", "element", "elements", "emulation",
+      "endpoint", "endpoints", "engine", "enterprise", "entity", "entries", "entry", "environment",
+      "environments", "ethernet", "event", "events", "evidence", "examples", "exchange", "expectation",
+      "experience", "expiration", "expiry", "explorer", "expression", "extension", "extensions", "facility",
+      "factor", "failures", "feature", "features", "federation", "feedback", "fields", "filename",
+      "filesystem", "filters", "fingerprint", "firewall", "firmware", "flag", "flags", "flow", "folder",
+      "folders", "font", "fonts", "foreground", "form", "formats", "forms", "forwarder", "fraction", "frame",
+      "frames", "framework", "frequency", "front", "frontend", "function", "functions", "gateways", "graph",
+      "graphics", "guests", "guidance", "guide", "handler", "handlers", "handles", "hardware", "hash", "head",
+      "header", "headers", "health", "heap", "help", "hibernate", "hint", "history", "hook", "hooks", "hops",
+      "hosts", "hotspot", "icon", "icons", "identification", "identifier", "identifiers", "identities",
+      "identity", "image", "images", "impersonation", "inbound", "inbox", "incident", "index", "indicator",
+      "information", "infrastructure", "initialization", "inode", "inputs", "instance", "instances",
+      "instruction", "instructions", "integer", "integration", "integrity", "intent", "interactions",
+      "interfaces", "interrupts", "interval", "introduction", "inventory", "invitation", "item", "items",
+      "iteration", "jobs", "journal", "kernels", "keyboard", "keychain", "keyring", "keystore", "keytab",
+      "label", "labels", "language", "languages", "laptop", "latency", "launcher", "layer", "layers",
+      "layout", "lease", "leases", "legacy", "length", "letters", "levels", "libraries", "library", "license",
+      "licenses", "lid", "lifetime", "line", "lines", "links", "listener", "lists", "locale", "locales",
+      "localization", "location", "locations", "locks", "logfile", "logger", "logging", "logic", "logoff",
+      "logon", "logons", "loopback", "machine", "machines", "mailbox", "malware", "manifest", "mapping",
+      "mappings", "mask", "maximum", "measurement", "mechanism", "member", "members", "membership", "menu",
+      "menus", "messages", "metadata", "meter", "method", "methods", "metric", "metrics", "microphone",
+      "middleware", "min", "minimum", "minutes", "mirror", "mobile", "model", "models", "modem",
+      "modification", "module", "modules", "monitors", "mouse", "multicast", "nameserver", "namespace",
+      "namespaces", "navigation", "neighbor", "neighbour", "networking", "networks", "nodes", "noise", "note",
+      "notes", "number", "numbers", "object", "objects", "occurrence", "offer", "office", "offset",
+      "operations", "operators", "option", "options", "orders", "organisation", "organization", "origin",
+      "outage", "outbound", "outputs", "overflow", "overhead", "owners", "ownership", "package", "packages",
+      "packet", "packets", "pages", "pair", "panel", "parameter", "parameters", "parent", "parser",
+      "participant", "parties", "partition", "partitions", "partner", "passcode", "passphrase", "passwords",
+      "patch", "patches", "path", "paths", "pattern", "payload", "peers", "people", "performance", "period",
+      "permission", "permissions", "person", "persons", "phase", "phone", "picture", "piece", "pipe",
+      "pipeline", "place", "placement", "plan", "platform", "plugin", "plugins", "point", "pointer", "points",
+      "policies", "policy", "pool", "pools", "popup", "portal", "portion", "ports", "position", "power",
+      "preference", "preferences", "prefix", "presence", "printer", "printers", "priorities", "priority",
+      "privacy", "privilege", "privileges", "problem", "problems", "procedure", "processes", "processor",
+      "producer", "product", "production", "products", "profile", "profiles", "program", "programs",
+      "progress", "project", "projects", "propagation", "properties", "property", "protection", "protocol",
+      "protocols", "provider", "providers", "proxies", "publisher", "purpose", "quality", "quantity",
+      "queries", "question", "questions", "queues", "quota", "quotas", "radio", "range", "ranges", "rate",
+      "rates", "ratio", "readers", "reasons", "receiver", "recipient", "recipients", "records", "redirects",
+      "reference", "references", "region", "registry", "relation", "relations", "relay", "releases",
+      "reliability", "reminder", "replacement", "replica", "replies", "reports", "repository", "requirement",
+      "requirements", "resolver", "resource", "resources", "responder", "restriction", "restrictions",
+      "results", "revision", "rights", "ring", "role", "roles", "roots", "route", "routers", "routes",
+      "routing", "row", "rows", "rule", "rules", "runtime", "sample", "samples", "sandbox", "scenario",
+      "scheduler", "schema", "scheme", "scope", "scopes", "screen", "screens", "script", "scripts", "seconds",
+      "secrets", "section", "sections", "sector", "security", "segment", "segments", "sender", "sensor",
+      "sequence", "serial", "series", "servers", "services", "sets", "settings", "share", "shares", "shell",
+      "shells", "shortcut", "shortcuts", "side", "signals", "signature", "signatures", "signer", "signin",
+      "signout", "simulation", "size", "sizes", "slice", "slot", "slots", "smartcard", "smartcards",
+      "snapshot", "sockets", "software", "solution", "sound", "source", "sources", "speaker", "speed",
+      "spool", "stack", "stage", "stages", "standby", "startup", "statement", "states", "statistic",
+      "statistics", "stats", "statuses", "step", "steps", "storage", "stores", "stream", "streams",
+      "strength", "strings", "structure", "style", "subject", "subjects", "submission", "subnet",
+      "subscriber", "subscription", "subset", "subsystem", "suite", "summary", "superuser", "supplicant",
+      "suspension", "symbol", "symbols", "synchronisation", "synchronization", "syntax", "systems", "table",
+      "tables", "tag", "tags", "tail", "tally", "targets", "tasks", "team", "teams", "technical", "telemetry",
+      "template", "templates", "tenant", "term", "terminal", "terminals", "terms", "text", "theme", "threads",
+      "threat", "threshold", "throughput", "thumbnail", "ticket", "tickets", "tile", "timers", "times",
+      "timestamp", "timezone", "title", "tokens", "tool", "tooling", "tools", "topic", "topology", "total",
+      "touchpad", "trace", "traces", "trackers", "tracking", "traffic", "transaction", "transactions",
+      "translation", "transport", "tree", "trial", "trigger", "triggers", "trust", "tunnels", "types", "unit",
+      "units", "universe", "updater", "uptime", "url", "urls", "usability", "usernames", "utilities",
+      "utility", "validity", "values", "variable", "variables", "vault", "vendor", "vendors", "verbose",
+      "verdict", "verifier", "versions", "video", "videos", "visitor", "volume", "volumes", "vpns", "wallet",
+      "wallpaper", "warnings", "watchdog", "webpage", "website", "wildcard", "window", "winlogon", "wireless",
+      "wizard", "word", "words", "workflow", "workgroups", "workload", "workspace", "workstation",
+      "workstations", "zone", "zones",
+      // how it is, when and where
+      "able", "abnormal", "about", "above", "absent", "absolute", "actual", "again", "against", "ago",
+      "ahead", "alive", "almost", "alone", "along", "already", "also", "alternate", "alternative", "although",
+      "always", "ambiguous", "among", "another", "anybody", "anyone", "anything", "anywhere", "applicable",
+      "appropriate", "approximate", "around", "asynchronous", "authoritative", "automatic", "automatically",
+      "away", "back", "bad", "basic", "because", "become", "before", "behind", "below", "best", "better",
+      "between", "beyond", "big", "blank", "both", "brief", "but", "certain", "clean", "cleartext", "common",
+      "compatible", "complex", "compliant", "conditional", "consistent", "constant", "correct", "correctly",
+      "critical", "cumulative", "current", "currently", "custom", "daily", "dead", "deep", "degraded",
+      "dependent", "dirty", "disallowed", "distinct", "done", "double", "during", "dynamic", "each",
+      "earlier", "early", "easy", "effective", "either", "eligible", "else", "elsewhere", "emergency",
+      "enough", "entire", "equal", "especially", "essential", "even", "ever", "every", "everybody",
+      "everything", "everywhere", "exact", "exactly", "excessive", "exclusive", "explicit", "extra",
+      "familiar", "far", "fast", "fatal", "federated", "few", "final", "finally", "fine", "first", "five",
+      "flexible", "float", "following", "foreign", "four", "free", "fresh", "full", "fully", "further",
+      "future", "general", "generic", "good", "graceful", "great", "hard", "harmless", "heavy", "here",
+      "high", "higher", "highest", "historical", "holding", "hourly", "how", "however", "huge", "human",
+      "identical", "illegal", "immediate", "immediately", "implicit", "important", "impossible", "improper",
+      "inaccessible", "incoming", "incompatible", "incomplete", "incorrect", "independent", "indirect",
+      "individual", "inherited", "initially", "insecure", "inside", "instead", "insufficient", "intact",
+      "interactive", "interim", "intermediate", "intermittent", "invisible", "irrelevant", "just", "kind",
+      "large", "largest", "last", "late", "later", "latest", "least", "legitimate", "less", "like", "likely",
+      "live", "locally", "logical", "longer", "lot", "low", "lower", "lowest", "major", "malformed",
+      "malicious", "mandatory", "manual", "manually", "many", "maybe", "meanwhile", "medium", "minor",
+      "mixed", "monthly", "more", "most", "much", "multiple", "mutual", "native", "near", "necessary",
+      "negative", "neither", "never", "newer", "newest", "next", "nine", "no", "nominal", "nonexistent",
+      "normal", "normally", "nothing", "obsolete", "obvious", "occasional", "odd", "often", "okay", "older",
+      "oldest", "once", "one", "only", "onto", "optional", "original", "originally", "other", "others",
+      "otherwise", "out", "outdated", "outer", "outgoing", "outside", "over", "overall", "own", "partial",
+      "partially", "particular", "passive", "past", "per", "perfect", "permanent", "permanently",
+      "persistent", "personal", "physical", "plain", "please", "pleased", "plus", "poor", "possible",
+      "possibly", "potential", "practical", "precise", "preferred", "preliminary", "previous", "previously",
+      "probable", "probably", "professional", "proper", "properly", "proprietary", "quick", "quickly",
+      "quiet", "random", "rare", "raw", "real", "really", "recent", "recently", "recursive", "redundant",
+      "regular", "remaining", "remotely", "respective", "reverse", "right", "routine", "safe", "same",
+      "satisfactory", "second", "secure", "secured", "seldom", "sensitive", "separate", "several", "severe",
+      "shallow", "short", "similar", "simple", "simultaneous", "since", "single", "six", "slow", "small",
+      "smaller", "smooth", "soft", "some", "somebody", "someone", "something", "sometimes", "soon", "sooner",
+      "special", "specific", "stable", "stale", "standalone", "standard", "still", "strict", "strong",
+      "subsequent", "such", "sudden", "sufficient", "suitable", "sure", "suspicious", "symbolic",
+      "temporarily", "temporary", "ten", "tertiary", "their", "them", "themselves", "there", "therefore",
+      "these", "they", "thin", "third", "those", "three", "through", "throughout", "thus", "tight",
+      "together", "tomorrow", "tonight", "too", "top", "transient", "transparent", "twice", "two", "typical",
+      "unable", "unauthenticated", "unauthorised", "unauthorized", "under", "unexpected", "unique",
+      "universal", "unlimited", "unmanaged", "unnecessary", "unreachable", "unspecified", "unstable", "until",
+      "unused", "unusual", "upper", "upstream", "urgent", "useful", "usual", "usually", "various", "very",
+      "virtual", "visible", "volatile", "warm", "weak", "weekly", "what", "when", "where", "whether", "which",
+      "while", "who", "whole", "whose", "why", "wide", "within", "without", "yesterday", "yet", "your",
+      "zero",
+      // German ones of the same kind
+      "abgebrochen", "abgelaufen", "abgelehnt", "abgemeldet", "aktiv", "aktuell", "aktuelle", "angemeldet",
+      "anmeldung", "anwendung", "ausgabe", "automatisch", "beendet", "bekannt", "benutzer", "benutzername",
+      "bereit", "bestätigt", "datei", "dateien", "deaktiviert", "dienst", "domäne", "eingabe", "erfolgreich",
+      "erforderlich", "fehler", "fehlgeschlagen", "fehlt", "gelöscht", "gerät", "gesperrt", "gestartet",
+      "gruppe", "gültig", "inaktiv", "kein", "keine", "kennwort", "konto", "leer", "lokal", "manuell",
+      "nicht", "passwort", "rechner", "sitzung", "unbekannt", "ungültig", "verbindung", "verbunden",
+      "verweigert", "vorhanden", "wird", "wurde", "zeitüberschreitung", "zertifikat", "zugriff"};
+  return words;
+}
+
+// In English and in German, in short and in full.
+constexpr std::array<std::string_view, 50> kCalendar = {
+    "jan",       "feb",      "mar",      "apr",       "jun",      "jul",      "aug",        "sep",
+    "sept",      "oct",      "nov",      "dec",       "january",  "february", "march",      "april",
+    "june",      "july",     "august",   "september", "october",  "november", "december",   "mon",
+    "tue",       "wed",      "thu",      "fri",       "sat",      "sun",      "monday",     "tuesday",
+    "wednesday", "thursday", "friday",   "saturday",  "sunday",   "okt",      "dez",        "januar",
+    "februar",   "oktober",  "dezember", "montag",    "dienstag", "mittwoch", "donnerstag", "freitag",
+    "samstag",   "sonntag"};
+
+}  // namespace
+
+bool isCalendarWord(std::string_view word) {
+  constexpr std::size_t kLongest = 10;
+  if (word.size() < 3 || word.size() > kLongest) {
+    return false;
+  }
+  return std::find(kCalendar.begin(), kCalendar.end(), folded(word)) != kCalendar.end();
+}
+
+bool isEverydayWord(std::string_view word) {
+  return word.size() <= kLongestWord && (everydayWords().contains(folded(word)) || isCalendarWord(word));
+}
+
+bool isEverydayText(std::string_view text) {
+  while (!text.empty()) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(text.size(), word.size() + 1));
+    if (!isCommonWord(word) && !isEverydayWord(word)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace halvo
