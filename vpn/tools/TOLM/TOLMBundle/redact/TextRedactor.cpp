@@ -16,6 +16,7 @@ constexpr int kDeepest = 2;
 constexpr std::size_t kShortRun = 64;
 constexpr std::size_t kShortestBase64 = 16;
 constexpr std::size_t kShortestPlainToken = 20;
+constexpr std::size_t kShortestEncodedPem = 24;  // its first line
 
 // How much of `text` belongs to the line `begun`, with its end. What a '\r' at the end of all is tells what
 // comes behind it.
@@ -120,9 +121,6 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     } else {
       step();
     }
-  }
-  if (isLast && m_Swallow == Swallow::kPem) {
-    swallow();
   }
   if (m_pCollector == nullptr && m_nPlace > m_nCopied) {
     out.append(m_Window, m_nCopied, m_nPlace - m_nCopied);
@@ -303,6 +301,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
                                         : begin;
         done > begin) {
       return done;
+    }
+    if ((bits & (kBytePercent | kByteOther)) != 0 && length >= kShortestEncodedPem) {
+      if (const Place done = tryEncodedPem(begin, end); done > begin) {
+        return done;
+      }
     }
   }
   if (m_nPemLines > 0) {

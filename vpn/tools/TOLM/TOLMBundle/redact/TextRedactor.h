@@ -57,7 +57,7 @@ class TextRedactor {
   using Place = std::size_t;  // in m_Window
 
   // How a value ends.
-  enum class Ending { kWord, kItem, kLine, kQuote, kEscapedQuote, kElement, kCdata };
+  enum class Ending { kWord, kItem, kLine, kQuote, kEscapedQuote, kElement, kMarkup };
   struct Value {
     Place begin = 0;
     Ending ending = Ending::kWord;
@@ -66,6 +66,7 @@ class TextRedactor {
     bool isFound = false;
     bool wasQuoted = false;  // the key
     char around = 0;         // the quote that opened in front of the key: 'key: value'
+    Place elementEnd = 0;    // of kElement, where it is known
   };
 
   // TextRedactor.cpp
@@ -163,11 +164,15 @@ class TextRedactor {
   void tryNameOfAddress(Place end, bool isSure);
   Place tryJoinedHost(Place begin, Place end, unsigned bits);
 
+  // TextRedactor_elements.cpp
+  bool isElementName(Place begin) const;
+  Place elementFront(Place begin) const;
+  Value textOfElement(Place begin, std::string_view name) const;
+  Value valueOfNamedElement(Place begin, Place end) const;
+  Value valueBehindKeyElement(Place end) const;
+
   // TextRedactor_values.cpp
   Place tryKey(Place begin, Place end);
-  bool isElementName(Place begin) const;
-  Value textOfElement(Place begin) const;
-  Value valueOfNamedElement(Place begin, Place end) const;
   Place valueOfNamedMember(Place begin, Place end) const;
   Place behindRemark(Place place) const;
   Value valueBehind(Place begin, Place end) const;
@@ -211,11 +216,22 @@ class TextRedactor {
   bool isNoSecret(KeyLook look, const Value& value, std::string_view all) const;
   Place takeSecret(const Value& value);
   Place takeSecretList(Place begin);
-  Place tryPem(Place begin);
-  Place tryKeyLines(Place begin, Place end);
-  Place tryPemTail(Place begin);
   Place tryCrypt(Place dollar);
   void swallow();
+
+  // TextRedactor_pem.cpp
+  Place behindPemGap(Place place, unsigned& lines) const;
+  bool endsPemLine(Place place) const;
+  bool isPemGroup(Place begin, Place end) const;
+  Place behindPemHeaders(Place begin) const;
+  Place tryPem(Place begin);
+  void beginPem(Place body, RedactKind kind, bool isEncoded);
+  Place tryEncodedPem(Place begin, Place end);
+  Place behindEncodedGap(Place place) const;
+  bool isEncodedPemByte(Place place) const;
+  void swallowPem();
+  Place tryKeyLines(Place begin, Place end);
+  Place tryPemTail(Place begin);
 
   // TextRedactor_tokens.cpp
   Place tryToken(Place begin, Place end);
@@ -274,7 +290,13 @@ class TextRedactor {
   enum class Swallow { kNothing, kValue, kPem };
   Swallow m_Swallow = Swallow::kNothing;
   Value m_SwallowValue;
-  std::string m_strPemLineEnd;
+  struct Pem {
+    unsigned groups = 0;     // of its lines that were passed
+    bool hadShort = false;   // the last line, most likely
+    bool isOpen = false;     // in the middle of one
+    bool isEncoded = false;  // with percent signs
+  };
+  Pem m_Pem;
   RedactKind m_PemKind = RedactKind::kSecret;
   unsigned m_nPemLines = 0;  // lines in which the rest of a PEM text may still come
 };

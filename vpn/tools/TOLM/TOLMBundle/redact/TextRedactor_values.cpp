@@ -15,96 +15,6 @@ constexpr std::size_t kMostBlanks = 32;
 
 }  // namespace
 
-// <key> and <ns:key>
-bool TextRedactor::isElementName(Place begin) const {
-  // Asked for nearly every word.
-  if (begin == 0 || (at(begin - 1) != '<' && at(begin - 1) != ':')) {
-    return false;
-  }
-  Place tag = begin;
-  while (tag > 1 && at(begin - 1) == ':' && begin - tag < 64 &&
-         (isWordByte(at(tag - 2)) || at(tag - 2) == '-')) {
-    --tag;
-  }
-  return (begin > 0 && at(begin - 1) == '<') || (tag > 1 && tag < begin && at(tag - 2) == '<');
-}
-
-// What an element holds, as it is or in a CDATA section.
-TextRedactor::Value TextRedactor::textOfElement(Place begin) const {
-  constexpr std::string_view kCdata = "<![CDATA[";
-  Value value;
-  value.begin = begin;
-  value.ending = Ending::kElement;
-  value.isFound = at(begin) != '<';
-  Place place = begin;
-  while (place - begin < 128 && isSpaceByte(at(place))) {
-    ++place;
-  }
-  if (std::string_view(m_Window).substr(place, kCdata.size()) == kCdata) {
-    value.begin = place + kCdata.size();
-    value.ending = Ending::kCdata;
-    value.isFound = true;
-  }
-  return value;
-}
-
-// <entry key="password">value<, <Property Name="Password">value<, <item id='password'>value<, and with the
-// value in an element <value> or <string> of its own.
-TextRedactor::Value TextRedactor::valueOfNamedElement(Place begin, Place end) const {
-  static constexpr std::array<std::string_view, 3> kNaming = {"key", "name", "id"};
-  // What pages are made of has names for themselves and not for what they hold.
-  static constexpr std::array<std::string_view, 18> kOfPages = {
-      "a",  "div", "span",   "section", "label",  "p",    "li",      "td",    "th",
-      "dt", "dd",  "button", "form",    "legend", "main", "article", "input", "option"};
-  Value value;
-  if (begin < 6 || at(begin - 1) != at(end) || at(begin - 2) != '=') {
-    return value;
-  }
-  const Place attributeEnd = begin - 2;
-  Place attribute = attributeEnd;
-  while (attribute > 0 && attributeEnd - attribute < 8 && isLetterByte(at(attribute - 1))) {
-    --attribute;
-  }
-  const std::string_view naming = text(attribute, attributeEnd);
-  if (std::none_of(kNaming.begin(), kNaming.end(),
-                   [naming](std::string_view name) { return isSame(naming, name); })) {
-    return value;
-  }
-  Place front = attribute;
-  while (front > 0 && attribute - front < 200 && at(front - 1) != '<' && at(front - 1) != '>' &&
-         at(front - 1) != '\n') {
-    --front;
-  }
-  Place nameEnd = front;
-  while (nameEnd < attribute && (isWordByte(at(nameEnd)) || at(nameEnd) == ':' || at(nameEnd) == '-')) {
-    ++nameEnd;
-  }
-  const std::string_view element = text(front, nameEnd);
-  const bool isHeading = element.size() == 2 && isSame(element.substr(0, 1), "h");
-  if (front == 0 || at(front - 1) != '<' || nameEnd == front || isHeading ||
-      std::any_of(kOfPages.begin(), kOfPages.end(),
-                  [element](std::string_view page) { return isSame(element, page); })) {
-    return value;
-  }
-  Place place = end + 1;
-  while (place - end < 256 && at(place) != '>' && at(place) != '<' && at(place) != '\n' && at(place) != 0) {
-    ++place;
-  }
-  if (at(place) != '>' || at(place - 1) == '/') {
-    return value;
-  }
-  Place inner = ++place;
-  while (inner - place < 128 && isSpaceByte(at(inner))) {
-    ++inner;
-  }
-  for (const std::string_view own : {"<value>", "<string>"}) {
-    if (isSame(std::string_view(m_Window).substr(inner, own.size()), own)) {
-      place = inner + own.size();
-    }
-  }
-  return textOfElement(place);
-}
-
 // {"name": "password", "value": "..."}: where the value's sign ends, or `place`, which is behind the key's
 // quote.
 TextRedactor::Place TextRedactor::valueOfNamedMember(Place begin, Place place) const {
@@ -177,26 +87,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   const bool isElement = isElementName(begin);
   bool isEscaped = false;
   if (at(place) == '<' && at(place + 1) == '/') {
-    // A property list's key.
-    while (place - end < 24 && at(place) != '>' && at(place) != '\n') {
-      ++place;
-    }
-    if (at(place) != '>') {
-      return value;
-    }
-    ++place;
-    while (place - end < 128 && isSpaceByte(at(place))) {
-      ++place;
-    }
-    for (const std::string_view element : {"<string>", "<data>", "<integer>"}) {
-      if (std::string_view(m_Window).substr(place, element.size()) == element) {
-        value.begin = place + element.size();
-        value.ending = Ending::kElement;
-        value.isFound = true;
-        return value;
-      }
-    }
-    return value;
+    return valueBehindKeyElement(place);
   }
   if (isElement && isBlankByte(at(place))) {
     while (place - end < 256 && at(place) != '>' && at(place) != '\n' && at(place) != '<') {
@@ -207,7 +98,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     }
   }
   if (at(place) == '>' && isElement) {
-    return textOfElement(place + 1);
+    return textOfElement(place + 1, text(elementFront(begin), end));
   }
   bool wasQuoted = false;
   if (at(place) == '\\' && at(place + 1) == '"') {
@@ -317,14 +208,14 @@ bool TextRedactor::endsNumber(Place begin, Place place) const {
 
 // Where the value ends; past the bound where its end isn't in sight.
 TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
+  if (value.ending == Ending::kElement) {
+    return value.elementEnd;
+  }
   Place place = value.begin;
   for (; place - value.begin <= kLongestValue && place < m_Window.size(); ++place) {
     const unsigned char c = at(place);
     if (c == '\n' || (c == '\r' && at(place + 1) == '\n')) {
-      if (value.ending != Ending::kElement && value.ending != Ending::kCdata) {
-        break;
-      }
-      continue;
+      break;
     }
     bool ends = false;
     switch (value.ending) {
@@ -350,10 +241,9 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
         ends = c == '"' || (c == '\\' && at(place + 1) == '"');
         break;
       case Ending::kElement:
-        ends = c == '<';
         break;
-      case Ending::kCdata:
-        ends = c == ']' && at(place + 1) == ']' && at(place + 2) == '>';
+      case Ending::kMarkup:
+        ends = c == '<';
         break;
     }
     if (ends) {
