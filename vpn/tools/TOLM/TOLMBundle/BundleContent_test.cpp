@@ -280,9 +280,9 @@ TEST(CompareTest, DamageOfAnEntryThatTheTablesCallTheSameIsTold) {
 
 TEST(CompareTest, LinesOfOneSideAreTold) {
   ZipBuilder before;
-  before.add({"a", "same\ngone\ntwice\ntwice\n"}).add({"old", "x"}).add({"bin", std::string("\0a", 2)});
+  before.add({"a", "same\ngone\ntwice\ntwice\n"}).add({"old", "x"}).add({"bin", std::string("\0a\1", 3)});
   ZipBuilder after;
-  after.add({"a", "new\nsame\ntwice\n"}).add({"fresh", "x"}).add({"bin", std::string("\0b", 2)});
+  after.add({"a", "new\nsame\ntwice\n"}).add({"fresh", "x"}).add({"bin", std::string("\0b\1", 3)});
   const Opened old(before);
   const Opened now(after);
   const Comparison comparison = compareBundles(*old, *now, 10);
@@ -408,15 +408,28 @@ TEST(LineReaderTest, LinesComeWithoutTheirEnds) {
   EXPECT_THAT(linesOf(""), IsEmpty());
 }
 
-TEST(LineReaderTest, LongLinesComeInParts) {
-  const std::string part(LineReader::kLongestLine, 'x');
-  EXPECT_THAT(linesOf(part + part + "rest\nnext\n"), ElementsAre(part, part, "rest", "next"));
-  EXPECT_THAT(linesOf(part + "\nnext"), ElementsAre(part, "next"));
+TEST(LineReaderTest, LongLinesComeInPartsThatOverlap) {
+  std::string line;
+  for (int i = 0; line.size() < 2 * LineReader::kLongestLine; ++i) {
+    line += std::to_string(i) + " ";
+  }
+  const std::vector<std::string> parts = linesOf(line + "\nnext\n");
+  ASSERT_EQ(parts.size(), 4U);
+  std::string joined = parts[0];
+  for (const std::string& part : {parts[1], parts[2]}) {
+    ASSERT_EQ(part.substr(0, LineReader::kOverlap), joined.substr(joined.size() - LineReader::kOverlap));
+    joined += part.substr(LineReader::kOverlap);
+  }
+  EXPECT_EQ(joined, line);
+  EXPECT_EQ(parts[3], "next");
+  const std::string longest(LineReader::kLongestLine, 'x');
+  EXPECT_THAT(linesOf(longest + "\nnext"), ElementsAre(longest, "next"));
 }
 
 TEST(LineReaderTest, PartsBehindTheFirstAreToldFromLines) {
   const std::string part(LineReader::kLongestLine, 'x');
-  EXPECT_THAT(continuedIn(part + part + "\n" + part + "\nnext\n"), ElementsAre(false, true, false, false));
+  EXPECT_THAT(continuedIn(part + part + "\n" + part + "\nnext\n"),
+              ElementsAre(false, true, true, false, false));
 }
 
 }  // namespace

@@ -30,14 +30,14 @@ std::string walkLines(const BundleContent& content, std::size_t entry, bool& bin
     return reader.cause();
   }
   LineReader lines(reader);
+  if (lines.kind() != TextKind::kText) {
+    binary = true;
+    return reader.cause();
+  }
   LineNormalizer normalizer;
   std::string_view line;
   std::string normal;
   while (lines.next(line)) {
-    if (lines.sawZero()) {
-      binary = true;
-      return "";
-    }
     normalizer.normalize(line, normal);
     visit(line, std::hash<std::string>()(normal));
   }

@@ -27,10 +27,14 @@ bool LineReader::fill() {
     m_bEnd = true;
     return false;
   }
-  m_bZero =
-      m_bZero || std::memchr(m_Block.data() + m_nFilled, '\0', static_cast<std::size_t>(got)) != nullptr;
-  m_nFilled += static_cast<std::size_t>(got);
+  m_nFilled += m_Zeros.join(m_Block.data() + m_nFilled, static_cast<std::size_t>(got));
   return true;
+}
+
+TextKind LineReader::kind() {
+  while (m_nFilled < kTextTestSize && fill()) {
+  }
+  return textKindOf(std::string_view(m_Block.data(), m_nFilled));
 }
 
 bool LineReader::next(std::string_view& line) {
@@ -47,7 +51,8 @@ bool LineReader::next(std::string_view& line) {
       taken = length + 1;
       length -= length > 0 && start[length - 1] == '\r' ? 1 : 0;
     } else if (there > kLongestLine) {  // one byte more, which might have been its line end
-      length = taken = kLongestLine;
+      length = kLongestLine;
+      taken = kLongestLine - kOverlap;
       cut = true;
     } else {
       looked = there;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/TextKind.h"
 
 namespace halvo {
 
@@ -15,29 +16,34 @@ class LineReader {
  public:
   // A longer line comes in parts of this size, each given as a line.
   static constexpr std::size_t kLongestLine = 65536;
+  // Each part but the first begins with the last bytes of the one before it, so that what lies at the cut is
+  // whole in one of them.
+  static constexpr std::size_t kOverlap = 4096;
 
   // The entry is open on `entry`, which must outlive the reader.
   explicit LineReader(EntryReader& entry);
 
-  // The next line without its line end (LF, or CR and LF); valid until the next call. False at the end and at
-  // a failure, which the entry's error() tells then.
+  // What the entry's front tells; lines of what is no text are of no use. To be asked ahead of next().
+  TextKind kind();
+  // The next line without its line end (LF, or CR and LF), each run of zero bytes in it as one; valid until
+  // the next call. False at the end and at a failure, which the entry's error() tells then.
   bool next(std::string_view& line);
   // Whether the line of the last next() is no line of its own, but goes on with the one before it.
   [[nodiscard]] bool isContinued() const { return m_bContinued; }
-  // Whether a zero byte has come so far: what holds one is no text.
-  [[nodiscard]] bool sawZero() const { return m_bZero; }
+  // Whether more of it comes with the next one.
+  [[nodiscard]] bool isCut() const { return m_bCut; }
 
  private:
   bool fill();
 
   EntryReader& m_rEntry;
+  ZeroJoiner m_Zeros;
   std::vector<char> m_Block;
   std::size_t m_nAt = 0;
   std::size_t m_nFilled = 0;
   bool m_bEnd = false;
   bool m_bContinued = false;
-  bool m_bCut = false;  // the last line was a part, with more to come
-  bool m_bZero = false;
+  bool m_bCut = false;
 };
 
 }  // namespace halvo

@@ -64,4 +64,28 @@ inline std::vector<std::string> idsOf(const std::vector<KnownProblem>& findings)
   return ids;
 }
 
+// One rule around a condition.
+inline std::string ruleText(const std::string& condition, const std::string& title = "T") {
+  return R"(<rules><rule id="r" severity="error"><title>)" + title + "</title><advice>Do it.</advice>" +
+         condition + "</rule></rules>";
+}
+
+inline RuleSet ruleSet(const std::string& condition, const std::string& title = "T") {
+  RuleSet rules;
+  std::vector<RuleFault> faults;
+  EXPECT_TRUE(rules.add(ruleText(condition, title), faults)) << (faults.empty() ? "" : faults[0].text);
+  return rules;
+}
+
+// What is found in a bundle of these bytes.
+inline Findings findInBytes(const std::string& bytes, const RuleSet& rules) {
+  const TempFolder folder;
+  writeFile(folder.file("bundle.zip"), bytes);
+  BundleReader reader;
+  EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
+  BundleContent content(reader);
+  content.load();
+  return findProblems(content, rules);
+}
+
 }  // namespace halvo::test

@@ -15,7 +15,10 @@ namespace {
 
 using test::Files;
 using test::findIn;
+using test::findInBytes;
 using test::idsOf;
+using test::ruleSet;
+using test::ruleText;
 using test::SummaryBuilder;
 using test::TempFolder;
 using test::ZipBuilder;
@@ -25,19 +28,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-// One rule around a condition.
-std::string ruleText(const std::string& condition) {
-  return "<rules><rule id=\"r\" severity=\"error\"><title>T {1}</title><advice>Do {1}.</advice>" + condition +
-         "</rule></rules>";
-}
-
-RuleSet ruleSet(const std::string& condition) {
-  RuleSet rules;
-  std::vector<RuleFault> faults;
-  EXPECT_TRUE(rules.add(ruleText(condition), faults)) << (faults.empty() ? "" : faults[0].text);
-  return rules;
-}
 
 bool holds(const std::string& condition, const Files& files) {
   return !findIn(files, ruleSet(condition)).empty();
@@ -88,10 +78,10 @@ TEST(FindingsTest, LinesAreFoundAndToldWithTheirPlace) {
   std::string text;
   const std::vector<KnownProblem> findings =
       findIn({{"a", "a.log", "fine\nerror 42 here\nerror 43\n"}},
-             ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>"), &text);
+             ruleSet("<line item=\"a\" pattern=\"error (\\d+)\"/>", "T {1}"), &text);
   ASSERT_THAT(findings, SizeIs(1));
   EXPECT_EQ(findings[0].title, "T 42");
-  EXPECT_EQ(findings[0].advice, "Do 42.");
+  EXPECT_EQ(findings[0].advice, "Do it.");
   EXPECT_EQ(findings[0].count, 2U);
   ASSERT_THAT(findings[0].evidence, SizeIs(2));
   EXPECT_EQ(findings[0].evidence[0].line, 2U);
@@ -200,17 +190,6 @@ TEST(FindingsTest, ErrorsStandAheadOfWarnings) {
       "</rule></rules>",
       faults));
   EXPECT_THAT(idsOf(findIn({{"a", "f", "x\n"}}, rules)), ElementsAre("e", "w", "i"));
-}
-
-// What is found in a bundle of these bytes.
-Findings findInBytes(const std::string& bytes, const RuleSet& rules) {
-  const TempFolder folder;
-  test::writeFile(folder.file("bundle.zip"), bytes);
-  BundleReader reader;
-  EXPECT_EQ(reader.open(folder.file("bundle.zip"), ""), "");
-  BundleContent content(reader);
-  content.load();
-  return findProblems(content, rules);
 }
 
 ZipBuilder logBundle() {

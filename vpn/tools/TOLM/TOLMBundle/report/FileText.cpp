@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "vpn/tools/TOLM/TOLMBundle/TextKind.h"
+
 namespace halvo {
 
 namespace {
@@ -105,18 +107,29 @@ std::string readFileText(EntryReader& stream, std::size_t entry, Timeline& timel
   if (std::string error = stream.open(entry); !error.empty()) {
     return error;
   }
-  std::vector<char> block(65536);
+  std::vector<char> block(2 * kTextTestSize);
+  ZeroJoiner zeros;
   LineFeeder lines(timeline);
   Tail tail;
   std::uint64_t size = 0;
-  std::int64_t got = 0;
-  while ((got = stream.read(block.data(), block.size())) > 0) {
-    std::string_view part(block.data(), static_cast<std::size_t>(got));
-    if (std::memchr(part.data(), '\0', part.size()) != nullptr) {
+  std::size_t filled = 0;
+  bool isTested = false;
+  for (bool more = true; more;) {
+    const std::int64_t got = stream.read(block.data() + filled, block.size() - filled);
+    more = got > 0;
+    filled += zeros.join(block.data() + filled, more ? static_cast<std::size_t>(got) : 0);
+    // The front that tells whether it is text comes in one piece.
+    if (!isTested && more && filled < kTextTestSize) {
+      continue;
+    }
+    const std::string_view part(block.data(), filled);
+    if (!isTested && textKindOf(part) != TextKind::kText) {
       text = FileText();
       text.binary = true;
       return "";
     }
+    isTested = true;
+    filled = 0;
     lines.take(part);
     size += part.size();
     const std::size_t toHead = std::min(part.size(), kHalf - std::min(kHalf, text.head.size()));

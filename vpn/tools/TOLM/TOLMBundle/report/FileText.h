@@ -14,8 +14,9 @@ namespace halvo {
 // Longer files are cut to half of it from each end, at a line where there is one.
 inline constexpr std::size_t kLongestText = std::size_t{256} << 10U;
 
+// A run of zero bytes counts and stands as one.
 struct FileText {
-  bool binary = false;  // a zero byte stands in it, and the rest isn't told
+  bool binary = false;  // no text by its front, and the rest isn't told
   std::string head;
   std::string tail;
   std::uint64_t leftOut = 0;   // bytes between them

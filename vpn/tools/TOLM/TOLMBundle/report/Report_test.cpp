@@ -238,8 +238,26 @@ TEST(FileTextTest, OneLineOfAMegabyteIsCut) {
   EXPECT_EQ(text.tailLine, 1U);
 }
 
-TEST(FileTextTest, AZeroByteMakesAFileNoText) {
-  EXPECT_TRUE(readText(std::string("text\0more", 9)).binary);
+TEST(FileTextTest, AHoleOfZerosIsOneMarkAndTheRestIsShown) {
+  const std::string hole(kLongestText, '\0');
+  const FileText text = readText("text\n" + hole + "\nmore\n");
+  EXPECT_FALSE(text.binary);
+  EXPECT_EQ(text.head, std::string("text\n\0\nmore\n", 12));
+  EXPECT_EQ(text.lines, 3U);
+  EXPECT_EQ(text.leftOut, 0U);
+}
+
+TEST(FileTextTest, WhatIsNoTextByItsFrontIsNotShown) {
+  const FileText text =
+      readText(std::string("\x7f"
+                           "ELF\2\1\1\0\0text",
+                           13));
+  EXPECT_TRUE(text.binary);
+  EXPECT_EQ(text.head, "");
+  EXPECT_TRUE(readText(std::string("\xff\xfe"
+                                   "a\0",
+                                   4))
+                  .binary);
 }
 
 TEST(HtmlTest, MarkupControlsAndForeignBytesBecomeText) {
