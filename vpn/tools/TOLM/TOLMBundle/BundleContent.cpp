@@ -310,6 +310,10 @@ std::size_t BundleContent::findPlace(const std::string& place) const {
 }
 
 std::optional<std::int64_t> BundleContent::madeAt() const {
+  // Entries may have any time: of files that were copied with theirs, or of who packed the bundle again.
+  if (LogTime told; findLogTime(m_Summary.time, told) && told.year != 0) {
+    return secondsOf(told, 0);
+  }
   std::optional<std::int64_t> newest;
   for (const BundleEntryInfo& entry : m_rReader.entries()) {
     LogTime time;

@@ -68,8 +68,8 @@ class BundleContent {
   [[nodiscard]] std::string placeOf(const BundledFile& file) const { return placeOf(file.entry); }
   // The entry of that place that can be opened; the number of all entries where there is none.
   [[nodiscard]] std::size_t findPlace(const std::string& place) const;
-  // When the bundle was made, in seconds since 1970-01-01 of the machine's own clock and zone: the newest
-  // time of an entry. None where no entry has a time.
+  // When the bundle was made, in seconds since 1970-01-01 of the machine's own clock and zone: what the
+  // summary tells, or else the newest time of an entry. None where neither has one.
   [[nodiscard]] std::optional<std::int64_t> madeAt() const;
   // The sum of the entries' sizes; what the table of contents says.
   [[nodiscard]] std::uint64_t wholeSize() const { return m_nWholeSize; }

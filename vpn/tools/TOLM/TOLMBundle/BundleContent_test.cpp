@@ -14,6 +14,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/Ask.h"
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 #include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
+#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 #include "vpn/tools/TOLM/TOLMBundle/OpenedBundle_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/Show.h"
 #include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
@@ -276,6 +277,15 @@ TEST(CompareTest, DamageOfAnEntryThatTheTablesCallTheSameIsTold) {
   EXPECT_THAT(comparison.unreadOld, SizeIs(1));
   const auto json = nlohmann::json::parse(comparisonJson(comparison));
   EXPECT_EQ(json["unread_new"][1]["why"], "its checksum is wrong");
+}
+
+// Entries may bear any time: of a file that was copied with its own, or of who packed the bundle again.
+TEST(BundleContentTest, TheTimeIsTheSummarysAndTheEntriesWhereItTellsNone) {
+  const std::int64_t second = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10 * 3600 + 42 * 60 + 6;
+  const Opened with(ZipBuilder().add({"summary.txt", SummaryBuilder().take()}));
+  EXPECT_EQ(with->madeAt(), second + 1);
+  const Opened without(ZipBuilder().add({"a", "x"}));
+  EXPECT_EQ(without->madeAt(), second);
 }
 
 TEST(CompareTest, LinesOfOneSideAreTold) {

@@ -28,6 +28,10 @@ inline std::size_t endOfDigits(std::string_view line, std::size_t at) {
 
 // The following give the end of what begins at `at`, 0 where nothing of the kind does.
 
+inline int twoDigits(std::string_view line, std::size_t at) {
+  return (line[at] - '0') * 10 + (line[at + 1] - '0');
+}
+
 // "20260315T104203Z", the compact form of ISO 8601.
 inline std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
   const std::size_t day = endOfDigits(line, at);
@@ -36,6 +40,13 @@ inline std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
   }
   const std::size_t clock = endOfDigits(line, day + 1);
   if (clock - day - 1 != 6) {
+    return 0;
+  }
+  const int month = twoDigits(line, at + 4);
+  const int ofMonth = twoDigits(line, at + 6);
+  // A minute may have a leap second.
+  if (month < 1 || month > 12 || ofMonth < 1 || ofMonth > 31 || twoDigits(line, day + 1) > 23 ||
+      twoDigits(line, day + 3) > 59 || twoDigits(line, day + 5) > 60) {
     return 0;
   }
   return clock < line.size() && line[clock] == 'Z' ? clock + 1 : clock;

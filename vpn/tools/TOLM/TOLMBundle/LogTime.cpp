@@ -15,10 +15,6 @@ constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr"
                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::array<std::string_view, 7> kDays = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
 
-int twoDigits(std::string_view line, std::size_t at) {
-  return (line[at] - '0') * 10 + (line[at + 1] - '0');
-}
-
 // The number of digits that end ahead of `end`, four at most.
 std::size_t digitsAhead(std::string_view line, std::size_t end) {
   std::size_t count = 0;
@@ -47,6 +43,18 @@ int monthOf(std::string_view word) {
 
 bool isDate(const LogTime& time) {
   return time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31;
+}
+
+// Passes over the name of a day and "between" that stand ahead of the date.
+void takeDayName(std::string_view line, std::string_view between, LogTime& time) {
+  const std::size_t length = 3 + between.size();
+  if (time.start < length || line.substr(time.start - between.size(), between.size()) != between) {
+    return;
+  }
+  const std::string_view name = line.substr(time.start - length, 3);
+  if (std::find(kDays.begin(), kDays.end(), name) != kDays.end()) {
+    time.start -= length;
+  }
 }
 
 // "2026-03-15" or "2026/03/15" or "03/15/2026" or "15.03.2026", ending ahead of `end`.
@@ -85,19 +93,8 @@ bool takeNumericDate(std::string_view line, std::size_t end, LogTime& time) {
     return false;
   }
   time.start = at;
+  takeDayName(line, " ", time);
   return isDate(time);
-}
-
-// Passes over the name of a day and "between" that stand ahead of the date.
-void takeDayName(std::string_view line, std::string_view between, LogTime& time) {
-  const std::size_t length = 3 + between.size();
-  if (time.start < length || line.substr(time.start - between.size(), between.size()) != between) {
-    return;
-  }
-  const std::string_view name = line.substr(time.start - length, 3);
-  if (std::find(kDays.begin(), kDays.end(), name) != kDays.end()) {
-    time.start -= length;
-  }
 }
 
 // "Mar 15" or "Mar  5", ending ahead of `end`, with the name of the day in front where there is one.
@@ -156,6 +153,7 @@ bool takeLetterDate(std::string_view line, std::size_t end, LogTime& time) {
   time.year = number(line, end - 4, end);
   time.start = day - count;
   takeDayName(line, ", ", time);
+  takeDayName(line, " ", time);
   return isDate(time);
 }
 
@@ -171,6 +169,18 @@ bool takeNamedDateWithYear(std::string_view line, std::size_t end, LogTime& time
   return true;
 }
 
+// "I0315" at the line's front: how bad it is, the month and the day.
+bool takeShortDate(std::string_view line, std::size_t end, LogTime& time) {
+  constexpr std::string_view kLevels = "DIWEF";
+  if (end != 5 || kLevels.find(line[0]) == std::string_view::npos || digitsAhead(line, end) != 4) {
+    return false;
+  }
+  time.month = twoDigits(line, 1);
+  time.day = twoDigits(line, 3);
+  time.start = 0;
+  return isDate(time);
+}
+
 // The date ahead of the time of day that begins at `time.start`.
 void takeDate(std::string_view line, LogTime& time) {
   if (time.start == 0) {
@@ -179,11 +189,16 @@ void takeDate(std::string_view line, LogTime& time) {
   const char between = line[time.start - 1];
   LogTime dated = time;
   std::size_t end = time.start - 1;
+  // Some put two blanks or more between both.
+  constexpr std::size_t kMostBlanks = 4;
+  while (between == ' ' && end > 0 && line[end - 1] == ' ' && time.start - end < kMostBlanks) {
+    --end;
+  }
   end -= between == ' ' && end > 0 && line[end - 1] == ',' ? 1 : 0;
   const bool found =
       ((between == ' ' || between == 'T' || between == '_') && takeNumericDate(line, end, dated)) ||
       (between == ' ' && (takeNamedDateWithYear(line, end, dated) || takeLetterDate(line, end, dated) ||
-                          takeNamedDate(line, end, dated))) ||
+                          takeNamedDate(line, end, dated) || takeShortDate(line, end, dated))) ||
       ((between == ':' || between == ' ') && takeWebDate(line, end, dated));
   if (found) {
     time = dated;
@@ -201,6 +216,34 @@ void takeHalfOfDay(std::string_view line, LogTime& time) {
   if (half == 'A' || half == 'a' || half == 'P' || half == 'p') {
     time.hour = time.hour % 12 + (half == 'P' || half == 'p' ? 12 : 0);
     time.end = at + 3;
+  }
+}
+
+// The end of a zone's name that stands behind a blank: " CET".
+std::size_t endOfZone(std::string_view line, std::size_t at) {
+  std::size_t end = at + 1;
+  while (at < line.size() && line[at] == ' ' && end < line.size() && line[end] >= 'A' && line[end] <= 'Z') {
+    ++end;
+  }
+  return end - at - 1 >= 2 && end - at - 1 <= 5 && (end == line.size() || !isWordCharacter(line[end])) ? end
+                                                                                                       : at;
+}
+
+// " 2026" behind a time with a named month, or " CET 2026".
+void takeYear(std::string_view line, LogTime& time) {
+  const std::size_t at = endOfZone(line, time.end);
+  const std::size_t end = at + 5;
+  if (end > line.size() || line[at] != ' ' || digitsAhead(line, end) != 4 ||
+      (end < line.size() && isWordCharacter(line[end]))) {
+    return;
+  }
+  const int year = number(line, at + 1, end);
+  // Certificates are valid from and until any year, and have their zone behind it. Elsewhere it may be
+  // another number.
+  const bool isLikely = year >= 1970 && year < 2100;
+  if (isLikely || (year > 0 && at == time.end && (end == line.size() || endOfZone(line, end) > end))) {
+    time.year = year;
+    time.end = end;
   }
 }
 
@@ -224,14 +267,8 @@ void takeTail(std::string_view line, LogTime& time) {
   }
   time.end = at;
   takeHalfOfDay(line, time);
-  at = time.end;
-  if (time.month != 0 && time.year == 0 && at + 5 <= line.size() && line[at] == ' ' &&
-      digitsAhead(line, at + 5) == 4 && !isDigitAt(line, at + 5)) {
-    const int year = number(line, at + 1, at + 5);
-    if (year >= 1970 && year < 2100) {
-      time.year = year;
-      time.end = at + 5;
-    }
+  if (time.month != 0 && time.year == 0) {
+    takeYear(line, time);
   }
 }
 
@@ -254,14 +291,33 @@ bool hasHalfOfDay(std::string_view line, const LogTime& time) {
   return behind.end != time.end;
 }
 
+// Whether a further part of an address stands here: ":ab", "::".
+bool isPartOfAddress(std::string_view line, std::size_t at) {
+  if (at + 1 >= line.size() || line[at] != ':') {
+    return false;
+  }
+  std::size_t end = at + 1;
+  while (end < line.size() && (isDigit(line[end]) || (line[end] >= 'a' && line[end] <= 'f') ||
+                               (line[end] >= 'A' && line[end] <= 'F'))) {
+    ++end;
+  }
+  return isDigit(line[at + 1]) || line[at + 1] == ':' ||
+         (end > at + 1 && end - at <= 5 && (end == line.size() || !isWordCharacter(line[end])));
+}
+
+// Whether a time of day without a date is one that the line bears: what stands further behind may be how
+// long something took.
+bool isAtFront(std::string_view line, std::size_t start) {
+  return line[start == 0 ? 0 : start - 1] == '[' || line.find_first_not_of(" \t") == start;
+}
+
 // "hh:mm:ss" around its first colon, with what stands around it; an hour of one digit has a date in front of
 // it or "PM" behind.
-bool takeClock(std::string_view line, std::size_t colon, std::size_t from, LogTime& time) {
-  // No more digits or colons around it: MAC and IPv6 addresses look alike.
+bool takeClock(std::string_view line, std::size_t colon, std::size_t from, BareClock bare, LogTime& time) {
+  // No more digits or parts around it: MAC and IPv6 addresses look alike.
   if (colon < from + 1 || colon + 6 > line.size() || line[colon + 3] != ':' || !isDigit(line[colon - 1]) ||
       !isDigit(line[colon + 1]) || !isDigit(line[colon + 2]) || !isDigit(line[colon + 4]) ||
-      !isDigit(line[colon + 5]) || isDigitAt(line, colon + 6) ||
-      (colon + 6 < line.size() && line[colon + 6] == ':' && isDigitAt(line, colon + 7))) {
+      !isDigit(line[colon + 5]) || isDigitAt(line, colon + 6) || isPartOfAddress(line, colon + 6)) {
     return false;
   }
   const bool isLong = colon >= from + 2 && isDigit(line[colon - 2]);
@@ -278,7 +334,8 @@ bool takeClock(std::string_view line, std::size_t colon, std::size_t from, LogTi
   takeDate(line, found);
   const bool isBound =
       found.start > 0 && (isWordCharacter(line[found.start - 1]) || line[found.start - 1] == ':');
-  if (found.month == 0 && (isBound || (!isLong && !hasHalfOfDay(line, found)))) {
+  if (found.month == 0 && (isBound || (!isLong && !hasHalfOfDay(line, found)) ||
+                           (bare == BareClock::kAtFront && !isAtFront(line, found.start)))) {
     return false;
   }
   takeTail(line, found);
@@ -361,9 +418,6 @@ bool takeCompact(std::string_view line, std::size_t middle, std::size_t from, Lo
   found.hour = twoDigits(line, middle + 1);
   found.minute = twoDigits(line, middle + 3);
   found.second = twoDigits(line, middle + 5);
-  if (!isDate(found) || found.hour > 23 || found.minute > 59 || found.second > 60) {
-    return false;
-  }
   time = found;
   return true;
 }
@@ -411,7 +465,7 @@ std::string minuteText(std::int64_t seconds) {
   return text;
 }
 
-bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::size_t limit) {
+bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::size_t limit, BareClock bare) {
   line = line.substr(0, limit);
   if (from == 0 && takeFrontEpoch(line, time)) {
     return true;
@@ -424,7 +478,7 @@ bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::si
                             : static_cast<std::size_t>(static_cast<const char*>(found) - line.data());
   };
   for (std::size_t at = next(':', from); at < line.size(); at = next(':', at + 1)) {
-    if (takeClock(line, at, from, time) || takeJsonEpoch(line, at, from, time)) {
+    if (takeClock(line, at, from, bare, time) || takeJsonEpoch(line, at, from, time)) {
       return true;
     }
   }

@@ -24,8 +24,13 @@ struct LogTime {
   int second = 0;
 };
 
+// Where a time of day without a date counts: at the line's front and behind "[" alone, or wherever one
+// stands, be it that something took so long.
+enum class BareClock { kAtFront, kAnywhere };
+
 // The first time at or behind `from`; false where there is none. Looks at the line's first `limit` bytes.
-bool findLogTime(std::string_view line, LogTime& time, std::size_t from = 0, std::size_t limit = 4096);
+bool findLogTime(std::string_view line, LogTime& time, std::size_t from = 0, std::size_t limit = 4096,
+                 BareClock bare = BareClock::kAtFront);
 
 // Days since 1970-01-01 (Gregorian).
 std::int64_t daysOfDate(int year, int month, int day);

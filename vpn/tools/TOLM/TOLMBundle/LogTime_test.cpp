@@ -44,6 +44,8 @@ TEST(LogTimeTest, CommonFormsAreFound) {
 
 TEST(LogTimeTest, RarerFormsAreFound) {
   EXPECT_EQ(found("Sun, 15 Mar 2026 10:42:07 +0100"), "2026-03-15 10:42:07 [Sun, 15 Mar 2026 10:42:07]");
+  EXPECT_EQ(found("Sun 15 Mar 2026 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 15 Mar 2026 10:42:07]");
+  EXPECT_EQ(found("Sun 2026-03-15 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 2026-03-15 10:42:07]");
   EXPECT_EQ(found("02 Mar 2026 10:42:07 up"), "2026-03-02 10:42:07 [02 Mar 2026 10:42:07]");
   EXPECT_EQ(found("Mar 3, 2026 10:42:07 up"), "2026-03-03 10:42:07 [Mar 3, 2026 10:42:07]");
   EXPECT_EQ(found("Mar 3, 2026, 10:42:07 PM"), "2026-03-03 22:42:07 [Mar 3, 2026, 10:42:07 PM]");
@@ -59,6 +61,10 @@ TEST(LogTimeTest, RarerFormsAreFound) {
 TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
   EXPECT_EQ(found("link/ether 00:11:22:33:44:55"), "none");
   EXPECT_EQ(found("fe80::10:42:07:1"), "none");
+  EXPECT_EQ(normal("link/ether 00:15:17:ab:cd:ef brd"), "link/ether 00:15:17:ab:cd:ef brd");
+  EXPECT_EQ(normal("inet6 10:20:30:ab::1 10:20:30::1 10:20:30:ABCD"),
+            "inet6 10:20:30:ab::1 10:20:30::1 10:20:30:ABCD");
+  EXPECT_EQ(normal("10:42:07:error 10:42:07: a"), "<time>:error <time>: a");
   EXPECT_EQ(found("a:b 25:00:00"), "none");
   EXPECT_EQ(found("10:42"), "none");
   EXPECT_EQ(found("took 2:42:07"), "none");
@@ -67,6 +73,37 @@ TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
   EXPECT_EQ(found("got 1773571327 bytes, \"size\":1773571327"), "none");
   EXPECT_EQ(found("20261315T104203Z x20260315T104203Z"), "none");
   EXPECT_EQ(found(""), "none");
+}
+
+TEST(LogTimeTest, EveryYearOfACertificateIsTaken) {
+  EXPECT_EQ(found("notAfter=Dec 31 23:59:59 9999 GMT"), "9999-12-31 23:59:59 [Dec 31 23:59:59 9999]");
+  EXPECT_EQ(found("Mar  5 10:42:07 2126 GMT"), "2126-03-05 10:42:07 [Mar  5 10:42:07 2126]");
+  EXPECT_EQ(found("Mar  5 10:42:07 1950"), "1950-03-05 10:42:07 [Mar  5 10:42:07 1950]");
+  EXPECT_EQ(found("Mar  5 10:42:07 4096 bytes"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
+  EXPECT_EQ(found("Mar  5 10:42:07 2020x"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
+}
+
+TEST(LogTimeTest, AZoneMayStandAheadOfTheYear) {
+  EXPECT_EQ(found("Mon Nov 23 05:00:00 CET 2020"), "2020-11-23 05:00:00 [Mon Nov 23 05:00:00 CET 2020]");
+  EXPECT_EQ(found("Nov 23 05:00:00 HOST 4096"), "0000-11-23 05:00:00 [Nov 23 05:00:00]");
+}
+
+TEST(LogTimeTest, SeveralBlanksMayStandBehindTheDate) {
+  EXPECT_EQ(found("Start-Date: 2025-06-24  14:36:25"), "2025-06-24 14:36:25 [2025-06-24  14:36:25]");
+}
+
+TEST(LogTimeTest, ALevelMayBeJoinedToTheDate) {
+  EXPECT_EQ(found("I1005 10:05:00.123  812 main.cc:7] up"), "0000-10-05 10:05:00 [I1005 10:05:00.123]");
+  EXPECT_EQ(found("a I1005 10:05:00"), "none");
+}
+
+// What a command took, and what else stands within a line, was drawn on the bundle's day.
+TEST(LogTimeTest, ATimeOfDayAloneStandsInFront) {
+  EXPECT_EQ(found(" 10:42:07 up 3 days"), "0000-00-00 10:42:07 [10:42:07]");
+  EXPECT_EQ(found("root 812 1 0 10:42 ? 00:00:09 /usr/bin/tm"), "none");
+  EXPECT_EQ(found("took 00:00:09"), "none");
+  LogTime time;
+  EXPECT_TRUE(findLogTime("took 00:00:09", time, 0, 100, BareClock::kAnywhere));
 }
 
 TEST(LogTimeTest, DaysAreCounted) {
@@ -97,6 +134,26 @@ TEST(LogTimeTest, OnlyKnownFormsOfProcessIdsAreSetAside) {
   EXPECT_EQ(normal("tm[12] a[3] = 4, (5): 6"), "tm[12] a[3] = 4, (5): 6");
   EXPECT_EQ(normal("(udev-worker)[12]: x (pid 7) \"pid\": 8 _PID=9"),
             "(udev-worker)[<pid>]: x (pid <pid>) \"pid\": <pid> _PID=<pid>");
+}
+
+// An index is none, and differs because something does.
+TEST(LogTimeTest, AnIndexInBracketsIsNoProcessId) {
+  EXPECT_EQ(normal("nameserver[0]: 192.0.2.1"), "nameserver[0]: 192.0.2.1");
+  EXPECT_EQ(normal("Mar 15 10:42:07 host agent: nameserver[1]: 192.0.2.1"),
+            "<time> host agent: nameserver[1]: 192.0.2.1");
+  EXPECT_EQ(normal("Mar 15 10:42:07 systemd[1]: up"), "<time> systemd[<pid>]: up");
+  EXPECT_EQ(normal("agent[123]: up"), "agent[<pid>]: up");
+}
+
+TEST(LogTimeTest, ATimeThatIsASettingCounts) {
+  EXPECT_EQ(normal("notAfter=Mar  5 10:42:07 2026 GMT"), "notAfter=Mar  5 10:42:07 2026 GMT");
+  EXPECT_EQ(normal("Mar 15 10:42:07 h SessionTimeout=00:30:00"), "<time> h SessionTimeout=00:30:00");
+  EXPECT_EQ(normal("until=\"20260315T104203Z\" 10:42:07"), "until=\"20260315T104203Z\" <time>");
+  EXPECT_EQ(normal("            Not After : Mar  5 10:42:07 2026 GMT"),
+            "            Not After : Mar  5 10:42:07 2026 GMT");
+  EXPECT_EQ(normal("time=\"2026-03-15T10:42:07Z\" ts=10:42:07 at=10:42:07 t=20260315T104203Z x"),
+            "time=\"<time>\" ts=<time> at=<time> t=<time> x");
+  EXPECT_EQ(normal("ActiveEnterTimestamp=Sun 2026-03-15 10:42:07 CET"), "ActiveEnterTimestamp=<time> CET");
 }
 
 TEST(LogTimeTest, RarerFormsOfTimesAreSetAside) {
@@ -137,6 +194,7 @@ TEST(LogTimeTest, TimesAndProcessIdsAreSetAside) {
   EXPECT_EQ(normal("load [0.52] [ 12.5]"), "load [0.52] [ 12.5]");
   EXPECT_EQ(normal("backup-20260315T104203Z.tar 20260315T104203"), "backup-<time>.tar <time>");
   EXPECT_EQ(normal("20260315T1042 a20260315T104203"), "20260315T1042 a20260315T104203");
+  EXPECT_EQ(normal("12345678T123456 20260315T250000"), "12345678T123456 20260315T250000");
   EXPECT_EQ(normal("port 443 in 10 ms"), "port 443 in 10 ms");
   EXPECT_EQ(normal("Main PID: 812 (tm)"), "Main PID: <pid> (tm)");
   EXPECT_EQ(normal("pid 7, PID:8, ppid = 9"), "pid <pid>, PID:<pid>, ppid = <pid>");

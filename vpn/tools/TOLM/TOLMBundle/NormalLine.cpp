@@ -27,16 +27,42 @@ std::size_t endOfStamp(std::string_view line, std::size_t at) {
   return end - point - 1 >= kFewestDigits && end < line.size() && line[end] == ']' ? end : 0;
 }
 
-// The "123" of syslog's "word[123]:".
-bool isTaggedId(std::string_view line, std::size_t at, std::size_t end) {
-  return at >= 2 && line[at - 1] == '[' && (isWordCharacter(line[at - 2]) || line[at - 2] == ')') &&
-         line.substr(end, 2) == "]:";
+// Whether a program's name is what syslog has here: behind the time, and the machine's name where there is
+// one. `time` is where the line's first time ends; 0 where it has none ahead of the name.
+bool isBehindTime(std::string_view line, std::size_t name, std::size_t time) {
+  if (time == 0 || name <= time) {
+    return false;
+  }
+  int words = 0;
+  for (std::size_t i = time; i < name; ++i) {
+    words += line[i] != ' ' && (i == time || line[i - 1] == ' ') ? 1 : 0;
+    if (line[i] == ':') {
+      return false;
+    }
+  }
+  return words <= 1;
+}
+
+// The "123" of syslog's "word[123]:". A short number may be an index of anything, but in a line of a log.
+bool isTaggedId(std::string_view line, std::size_t at, std::size_t end, std::size_t time) {
+  if (at < 2 || line[at - 1] != '[' || line.substr(end, 2) != "]:") {
+    return false;
+  }
+  if (line[at - 2] == ')') {
+    return true;
+  }
+  constexpr std::size_t kLongestIndex = 2;
+  std::size_t name = at - 1;
+  while (name > 0 && line[name - 1] != ' ' && line[name - 1] != '\t') {
+    --name;
+  }
+  return isWordCharacter(line[at - 2]) && (end - at > kLongestIndex || isBehindTime(line, name, time));
 }
 
 // A process id behind a tag or behind "pid".
-std::size_t endOfProcessId(std::string_view line, std::size_t at) {
+std::size_t endOfProcessId(std::string_view line, std::size_t at, std::size_t time) {
   const std::size_t end = endOfDigits(line, at);
-  if (isTaggedId(line, at, end)) {
+  if (isTaggedId(line, at, end, time)) {
     return end;
   }
   constexpr std::string_view kBetween = "=: \"";
@@ -50,6 +76,33 @@ std::size_t endOfProcessId(std::string_view line, std::size_t at) {
   // "ppid" and "_PID" too, but no word that only ends so.
   const char before = word > 3 ? line[word - 4] : ' ';
   return before == 'p' || before == 'P' || before == '_' || !isWordCharacter(before) ? end : 0;
+}
+
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// Whether the time that begins at `at` is a value that was set, as "notAfter=" says, and none of the line.
+bool isSetting(std::string_view line, std::size_t at) {
+  std::string_view front = line.substr(0, at);
+  if (endsWith(front, "\"") || endsWith(front, "'")) {
+    front.remove_suffix(1);
+  }
+  if (!endsWith(front, "=")) {
+    front = front.substr(0, front.find_last_not_of(" :") + 1);
+    return endsWith(front, "Not After") || endsWith(front, "Not Before");
+  }
+  front.remove_suffix(1);
+  std::size_t start = front.size();
+  while (start > 0 && isWordCharacter(front[start - 1])) {
+    --start;
+  }
+  std::string key(front.substr(start));
+  std::transform(key.begin(), key.end(), key.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  static constexpr std::array<std::string_view, 7> kOfLogs = {"time", "ts", "date",    "at",
+                                                              "t",    "",   "datetime"};
+  return !endsWith(key, "timestamp") && std::find(kOfLogs.begin(), kOfLogs.end(), key) == kOfLogs.end();
 }
 
 std::vector<std::string_view> wordsOf(std::string_view line) {
@@ -80,23 +133,37 @@ bool isHeadingWord(std::string_view word) {
 
 void normalizeLine(std::string_view line, std::string& result) {
   result.clear();
+  constexpr std::size_t kLimit = 4096;
   LogTime time;
-  std::size_t nextTime = findLogTime(line, time) ? time.start : line.size();
+  const auto findNext = [&](std::size_t from) {
+    const bool found = findLogTime(line, time, from, kLimit, BareClock::kAnywhere) && time.start >= from;
+    return found ? time.start : line.size();
+  };
+  std::size_t nextTime = findNext(0);
+  std::size_t firstEnd = 0;
   std::size_t at = 0;
+  // A time, or the words that stand for it where it is a setting.
+  const auto pass = [&](std::size_t end) {
+    if (isSetting(line, at)) {
+      result += line.substr(at, end - at);
+    } else {
+      result += "<time>";
+    }
+    firstEnd = firstEnd == 0 ? end : firstEnd;
+    at = end;
+  };
   while (at < line.size()) {
     if (at == nextTime) {
-      result += "<time>";
-      at = time.end;
-      nextTime = findLogTime(line, time, at) && time.start >= at ? time.start : line.size();
+      pass(time.end);
+      nextTime = findNext(at);
       continue;
     }
     if (isDigit(line[at]) && (at == 0 || !isWordCharacter(line[at - 1]))) {
       if (const std::size_t end = endOfCompactTime(line, at); end > at) {
-        result += "<time>";
-        at = end;
+        pass(end);
         continue;
       }
-      if (const std::size_t end = endOfProcessId(line, at); end > at) {
+      if (const std::size_t end = endOfProcessId(line, at, firstEnd); end > at) {
         result += "<pid>";
         at = end;
         continue;

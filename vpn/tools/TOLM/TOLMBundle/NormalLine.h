@@ -10,7 +10,7 @@
 namespace halvo {
 
 // The line for a comparison: times and process ids are replaced by a mark. A process id is the number in
-// "word[123]:" and one behind "pid".
+// "word[123]:" and one behind "pid". What was set to a time, as in "notAfter=", stays.
 void normalizeLine(std::string_view line, std::string& result);
 
 // The lines of one file in their order. In a table of processes, known by its heading, ids, times, and what

@@ -283,6 +283,7 @@ TEST(TimelineTest, LinesAreCountedByTheMinute) {
   timeline.add("no time");
   EXPECT_EQ(timeline.lines(), 4U);
   EXPECT_EQ(timeline.errors(), 2U);
+  EXPECT_THAT(timeline.html(), HasSubstr("One line has a time later than the bundle, not counted here."));
   EXPECT_THAT(timeline.html(), AllOf(HasSubstr("from 2026-03-15 10:40 to 2026-03-15 10:44"),
                                      HasSubstr("2026-03-15 10:40: 2 lines a minute, 1 errors"),
                                      HasSubstr("a bar is a minute")));

@@ -92,7 +92,8 @@ void Timeline::add(std::string_view line) {
     return;
   }
   const std::int64_t seconds = secondsOf(time, m_nMadeAt).value_or(0);
-  if (seconds <= 0 || seconds > m_nMadeAt + kSecondsOfDay) {
+  if (seconds > m_nMadeAt + kSecondsOfDay) {
+    ++m_nLater;
     return;
   }
   ++m_nLines;
@@ -108,8 +109,12 @@ void Timeline::add(std::string_view line) {
 }
 
 std::string Timeline::html() const {
+  const std::string later =
+      m_nLater == 0 ? ""
+                    : (m_nLater == 1 ? "One line has" : std::to_string(m_nLater) + " lines have") +
+                          " a time later than the bundle, not counted here.";
   if (m_Minutes.empty()) {
-    return "<p>No line has a time that is known.</p>\n";
+    return "<p>No line has a time that is known." + (later.empty() ? "" : " " + later) + "</p>\n";
   }
   std::int64_t first = INT64_MAX;
   std::int64_t last = INT64_MIN;
@@ -176,7 +181,7 @@ std::string Timeline::html() const {
     html += " " + std::to_string(m_nLines - drawn) + " lines aren't drawn: they are older than " +
             std::to_string(kDrawnDays) + " days, or of too many minutes.";
   }
-  return html + "</p>\n";
+  return html + (later.empty() ? "" : " " + later) + "</p>\n";
 }
 
 }  // namespace halvo

@@ -13,7 +13,8 @@ namespace halvo {
 
 class Timeline {
  public:
-  // `madeAt` as BundleContent's; times that lie more than a day behind it are left out.
+  // `madeAt` as BundleContent's; of times that lie more than a day behind it only
+  // the number is told.
   explicit Timeline(std::int64_t madeAt) : m_nMadeAt(madeAt) {}
 
   // Counts the line where a time stands in it.
@@ -33,6 +34,7 @@ class Timeline {
   std::int64_t m_nMadeAt;
   std::uint64_t m_nLines = 0;
   std::uint64_t m_nErrors = 0;
+  std::uint64_t m_nLater = 0;  // than the bundle
   std::unordered_map<std::int64_t, Count> m_Minutes;
 };
 
