@@ -52,6 +52,9 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"puk2", KeyLook::kPersonal},
     {"jwt", KeyLook::kToken},
     {"bearer", KeyLook::kToken},
+    {"oauth2bearer", KeyLook::kSecret},
+    {"keycontent", KeyLook::kSecret},
+    {"schlüsselinhalt", KeyLook::kSecret},
     {"user", KeyLook::kUser},
     {"login", KeyLook::kUser},
     {"account", KeyLook::kUser},
@@ -121,6 +124,13 @@ constexpr Ending kEndings[] = {
     {"passwort", KeyLook::kSecret},
     {"kennwort", KeyLook::kSecret},
     {"passwordhash", KeyLook::kSecret},
+    {"passwordold", KeyLook::kSecret},
+    {"passwdold", KeyLook::kSecret},
+    {"passwordnew", KeyLook::kSecret},
+    {"passwdnew", KeyLook::kSecret},
+    {"passwordraw", KeyLook::kSecret},
+    {"keymaterial", KeyLook::kSecret},
+    {"codeverifier", KeyLook::kSecret},
     {"secret", KeyLook::kSecret},
     {"token", KeyLook::kSecret},
     {"passwords", KeyLook::kSecretList},
@@ -269,6 +279,8 @@ constexpr PhraseRow kPhrases[] = {
     {"ipsec", "secret", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
     {"obfuscated", "secret", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
     {"", "secret", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
+    {"presharedkey", "asciitext", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted | kPhraseBlanks}},
+    {"presharedkey", "hexadecimal", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted | kPhraseBlanks}},
     {"xauth", "password", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
     {"", "password", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
     {"xauth", "username", {KeyLook::kUser, kPhraseFront | kPhraseQuoted | kPhraseAngle}},
@@ -334,6 +346,14 @@ bool isPass(std::string_view key, std::string_view own) {
                                 [front](std::string_view other) { return front.ends_with(other); });
 }
 
+// Without the number behind "password1".
+std::string_view withoutNumber(std::string_view key) {
+  constexpr std::size_t kMostDigits = 3;
+  const std::size_t last = key.find_last_not_of("0123456789");
+  return last == std::string_view::npos || key.size() - last - 1 > kMostDigits ? key
+                                                                               : key.substr(0, last + 1);
+}
+
 std::size_t lastTwo(std::string_view key) {
   return (static_cast<unsigned char>(key[key.size() - 2]) & 31U) << 5U |
          (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
@@ -363,6 +383,11 @@ bool mayBeKey(std::string_view key) {
     }
     return last;
   }();
+  if (key.size() < 2 || kLast[lastTwo(key)] || key.back() < '0' || key.back() > '9') {
+    return key.size() > 1 && kLast[lastTwo(key)];
+  }
+  key = withoutNumber(key);
+  key = key.ends_with('_') || key.ends_with('-') ? key.substr(0, key.size() - 1) : key;
   return key.size() > 1 && kLast[lastTwo(key)];
 }
 
@@ -374,6 +399,12 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   appendNormal(key, own);
   KeyLook look = lookOf(own);
   look = look == KeyLook::kNone && isPass(key, own) ? KeyLook::kSecretWord : look;
+  if (look == KeyLook::kNone && !own.empty() && own.back() >= '0' && own.back() <= '9') {
+    const std::string_view plain = withoutNumber(own);
+    // "pass1" is one of several, and a number behind the others is a name's.
+    const KeyLook lookOfPlain = plain == "pass" || plain == "sid" ? KeyLook::kNone : lookOf(plain);
+    look = lookOfPlain == KeyLook::kSecret ? lookOfPlain : look;
+  }
   if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe) || before.empty() ||
       before.size() > kLongestKey) {
     return look;

@@ -475,12 +475,13 @@ void TextRedactor::found(RedactKind kind, std::string_view name, bool isProven) 
 }
 
 // What a text inside this text becomes.
-std::string TextRedactor::nested(std::string_view inner) {
+std::string TextRedactor::nested(std::string_view inner, bool isOfForm) {
   if (m_nDepth >= kDeepest) {
     return std::string(inner);
   }
-  const auto run = [this, inner](TextRedactor&& redactor) {
+  const auto run = [this, inner, isOfForm](TextRedactor&& redactor) {
     redactor.m_bLineBegins = false;
+    redactor.m_bOfForm = isOfForm;
     redactor.m_nDepth = m_nDepth + 1;
     redactor.m_pRules = m_pRules;
     std::string result = redactor.redact(inner);

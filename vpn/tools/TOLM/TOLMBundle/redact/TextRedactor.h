@@ -57,16 +57,17 @@ class TextRedactor {
   using Place = std::size_t;  // in m_Window
 
   // How a value ends.
-  enum class Ending { kWord, kItem, kLine, kQuote, kEscapedQuote, kElement, kMarkup };
+  enum class Ending { kWord, kItem, kLine, kPair, kQuote, kEscapedQuote, kElement, kMarkup };
   struct Value {
     Place begin = 0;
     Ending ending = Ending::kWord;
     char quote = 0;
     bool isColon = false;  // "key: value"
     bool isFound = false;
-    bool wasQuoted = false;  // the key
-    char around = 0;         // the quote that opened in front of the key: 'key: value'
-    Place elementEnd = 0;    // of kElement, where it is known
+    bool wasQuoted = false;   // the key
+    char around = 0;          // the quote that opened in front of the key: 'key: value'
+    std::size_t slashes = 0;  // of kEscapedQuote, in front of the quote
+    Place elementEnd = 0;     // of kElement, where it is known
   };
 
   // TextRedactor.cpp
@@ -81,7 +82,7 @@ class TextRedactor {
   Place tryKnown(Place at);
   void replace(Place begin, Place end, RedactKind kind, std::string_view standIn);
   void found(RedactKind kind, std::string_view name, bool isProven = false);
-  std::string nested(std::string_view text);
+  std::string nested(std::string_view text, bool isOfForm = false);
 
   // TextRedactor_escapes.cpp
   Place runEnd(Place begin, unsigned& bits) const;
@@ -93,6 +94,8 @@ class TextRedactor {
   Place passColour(Place bracket);
   bool isPathAt(Place slash) const;
   Place tryBehindEscape(Place begin);
+  std::size_t escapesOfQuote(Place place) const;
+  bool endsEscaped(const Value& value, Place& place) const;
 
   // TextRedactor_addresses.cpp
   unsigned takeNumber(Place& place, std::size_t most) const;
@@ -179,7 +182,6 @@ class TextRedactor {
   bool endsSoftly(Place at) const;
   bool endsNumber(Place begin, Place place) const;
   Place valueEnd(const Value& value) const;
-  bool hasLineForItself(Place value) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeUserIds(Place begin);
@@ -192,6 +194,16 @@ class TextRedactor {
   Place takeCommonName(const Value& value, Place end);
   Place takeHosts(Place begin, Place end);
   Place takeUserPass(const Value& value);
+
+  // TextRedactor_lines.cpp
+  bool hasLineForItself(Place value) const;
+  std::string_view restOfLine(Place begin, char around) const;
+  bool hasWordsBehind(const Value& value, Place end) const;
+  bool isKeyBehind(Place place) const;
+  bool isRemark(const Value& value) const;
+  Place trySecretOfLine(Place begin, Place end, Place place);
+  Place tryDashOption(Place begin, Place end, Place place);
+  Place tryChapLine(Place begin, Place end, Place star);
 
   // TextRedactor_phrases.cpp
   Place tryPhrase(Place begin, Place end, Place value);
@@ -272,6 +284,7 @@ class TextRedactor {
   RedactCounts m_Counts;
   std::vector<Memo> m_Memos;  // of names that come again and again
   int m_nDepth = 0;           // of texts inside texts
+  bool m_bOfForm = false;     // blanks were written with percent signs
 
   // What is scanned, with some bytes in front that were scanned before.
   std::string m_Window;

@@ -78,7 +78,7 @@ TextRedactor::Value TextRedactor::textOfElement(Place begin, std::string_view na
       return value;
     }
     if (sign > line) {
-      return value;
+      break;
     }
   }
   // Cut, or longer than what is looked at: a word of one line is taken alone.

@@ -259,6 +259,37 @@ TextRedactor::Place TextRedactor::passEscape(Place slash) {
   return behind;
 }
 
+// How many backslashes stand in front of a quotation mark here: one in a text within JSON, three in a text
+// within that.
+std::size_t TextRedactor::escapesOfQuote(Place place) const {
+  constexpr std::size_t kMost = 31;
+  std::size_t slashes = 0;
+  while (at(place + slashes) == '\\' && slashes <= kMost) {
+    ++slashes;
+  }
+  return slashes <= kMost && at(place + slashes) == '"' ? slashes : 0;
+}
+
+// Whether a value that began behind so many ends here. With more in front a mark is the value's own, unless
+// these are backslashes at its end. Passes what is its own.
+bool TextRedactor::endsEscaped(const Value& value, Place& place) const {
+  constexpr std::size_t kMost = 256;
+  std::size_t slashes = 0;
+  while (at(place + slashes) == '\\' && slashes < kMost) {
+    ++slashes;
+  }
+  if (at(place + slashes) != '"') {
+    place += slashes > 0 ? slashes - 1 : 0;
+    return false;
+  }
+  if (slashes <= value.slashes) {
+    return true;
+  }
+  const bool ends = slashes % (2 * (value.slashes + 1)) == value.slashes;
+  place += ends ? slashes - value.slashes : slashes;
+  return ends;
+}
+
 // An address or a known name.
 TextRedactor::Place TextRedactor::tryBehindEscape(Place begin) {
   unsigned bits = 0;

@@ -139,7 +139,7 @@ TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
   if (!any) {
     return begin;
   }
-  const std::string redacted = nested(decoded);
+  const std::string redacted = nested(decoded, true);
   if (redacted == decoded) {
     return begin;
   }

@@ -78,8 +78,17 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     if (isNoSecret(look, value, all)) {
       return value.begin;
     }
+    if (isBare && value.isColon && !value.wasQuoted && isRemark(value)) {
+      return value.begin;
+    }
     // The value may hold blanks then.
-    if (isBare && value.isColon && !value.wasQuoted && !saysNothing(all) && hasLineForItself(value.begin)) {
+    const bool isPair =
+        isBare && !value.isColon && (look == KeyLook::kSecret || look == KeyLook::kSecretWord);
+    if (isPair && m_bOfForm) {
+      value.ending = Ending::kPair;
+    } else if (!saysNothing(all) &&
+               ((isBare && value.isColon && !value.wasQuoted && hasLineForItself(value.begin)) ||
+                (isPair && !value.wasQuoted && hasWordsBehind(value, end)))) {
       value.ending = Ending::kLine;
     }
     return takeSecret(value);
@@ -107,7 +116,8 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   if (isBare && isNextKey(value.begin)) {
     return value.begin;
   }
-  if (end - value.begin > 256 || end == value.begin) {
+  if (end - value.begin > 256 || end == value.begin ||
+      (value.ending == Ending::kElement && text(value.begin, end).find('<') != std::string_view::npos)) {
     return value.begin;
   }
   return takeNames(look, value, end);

@@ -101,9 +101,9 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     return textOfElement(place + 1, text(elementFront(begin), end));
   }
   bool wasQuoted = false;
-  if (at(place) == '\\' && at(place + 1) == '"') {
+  if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
     isEscaped = wasQuoted = true;
-    place += 2;
+    place += slashes + 1;
   } else if (at(place) == '"' || at(place) == '\'') {
     if (const Value named = valueOfNamedElement(begin, end); named.isFound) {
       return named;
@@ -112,6 +112,9 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     ++place;
   }
   const Place member = wasQuoted ? valueOfNamedMember(begin, place) : place;
+  if (at(place) == ']' && at(place + 1) == '[' && !wasQuoted) {
+    return value;  // "gdm-password][812]: "
+  }
   place += at(place) == ']' ? 1U : 0U;
   if (at(place) == '[' && isDigitByte(at(place + 1))) {
     // "IP4.DOMAIN[1]:"
@@ -134,10 +137,16 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     place = member;
     value.isColon = true;
   } else if (at(place) == '=' || (at(place) == ':' && at(place + 1) == '=')) {
+    if (place == end && isBlankByte(at(place + 1)) && isKeyBehind(place + 1)) {
+      return value;  // "password= expires=3600"
+    }
     place += at(place) == ':' ? 2U : 1U;
     place += at(place) == '>' || at(place) == '=' ? 1U : 0U;
   } else if (at(place) == ':' && at(place + 1) != ':' && !(at(place + 1) == '/' && at(place + 2) == '/')) {
     ++place;
+    value.isColon = true;
+  } else if (place == end && at(place) == ':' && at(place + 1) == ':' && at(place + 2) == ' ') {
+    place += 2;  // "userPassword:: BASE64" (RFC 2849)
     value.isColon = true;
   } else if (wasQuoted && place > blanks &&
              (isSame(std::string_view(m_Window).substr(place, 6), "value=") ||
@@ -156,9 +165,10 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   }
   value.isFound = true;
   value.wasQuoted = wasQuoted;
-  if (at(place) == '\\' && at(place + 1) == '"') {
+  if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
     value.ending = Ending::kEscapedQuote;
-    place += 2;
+    value.slashes = slashes;
+    place += slashes + 1;
   } else if (at(place) == '"' || at(place) == '\'' || at(place) == '`') {
     value.ending = Ending::kQuote;
     value.quote = static_cast<char>(at(place));
@@ -223,6 +233,9 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
         ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) ||
                (value.wasQuoted && endsNumber(value.begin, place));
         break;
+      case Ending::kPair:
+        ends = endsSoftly(place);
+        break;
       case Ending::kItem:
         ends = isSpaceByte(c) ||
                (c != 0 && std::string_view("\"'`,;<>)").find(static_cast<char>(c)) != std::string_view::npos);
@@ -233,12 +246,14 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
       case Ending::kQuote:
         if (c == '\\' && at(place + 1) != '\n' && place + 1 < m_Window.size()) {
           ++place;
+        } else if (c == '\'' && value.quote == '\'' && at(place + 1) == '\'' && place > value.begin) {
+          ++place;  // one of YAML's
         } else {
           ends = c == static_cast<unsigned char>(value.quote);
         }
         break;
       case Ending::kEscapedQuote:
-        ends = c == '"' || (c == '\\' && at(place + 1) == '"');
+        ends = endsEscaped(value, place);
         break;
       case Ending::kElement:
         break;
@@ -267,6 +282,9 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
                          (at(sign) == '(' && behindRemark(sign) > sign) ||
                          (at(sign) == '#' && at(sign + 1) == ':');
     if (!hasSign && !isOption) {
+      if (const Place done = trySecretOfLine(begin, end, sign); done > begin) {
+        return done;
+      }
       if (const Place done = tryPhrase(begin, end, sign); done > begin) {
         return done;
       }
@@ -313,6 +331,11 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       }
     }
   }
+  if (next == '"' && isBlankByte(at(end + 1)) && at(end + 2) == '*') {
+    if (const Place done = tryChapLine(begin, end, end + 2); done > begin) {
+      return done;
+    }
+  }
   if (next == '\\') {
     if (const Place done = tryDomainUser(begin, end); done > begin) {
       return done;
@@ -356,29 +379,15 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   if (look == KeyLook::kNone || (next == '[' && look != KeyLook::kHosts)) {
     return begin;  // "login[812]: " is a program
   }
+  if (next == ':' && at(end + 1) == ':' && look != KeyLook::kSecret && look != KeyLook::kSecretWord) {
+    return begin;  // Base64, which is looked into
+  }
   if (look == KeyLook::kUser && at(begin) == '-') {
     if (const Place done = tryCredentials(begin, value); done > value.begin) {
       return done;
     }
   }
   return takeValue(look, value);
-}
-
-// Whether nothing but the key, of a few words, stands between the line's front and the value.
-bool TextRedactor::hasLineForItself(Place value) const {
-  constexpr std::size_t kLongestBefore = 40;
-  const Place reach = value > 2 * kLongestBefore ? value - 2 * kLongestBefore : 0;
-  const std::string_view before = seen(reach, value - reach);
-  const std::size_t lineEnd = before.rfind('\n');
-  if (lineEnd == std::string_view::npos && reach > 0) {
-    return false;
-  }
-  std::string_view front = before.substr(lineEnd == std::string_view::npos ? 0 : lineEnd + 1);
-  while (!front.empty() && !isWordByte(static_cast<unsigned char>(front.front()))) {
-    front.remove_prefix(1);
-  }
-  return front.size() < kLongestBefore && front.find_first_of(",;([{|") == std::string_view::npos &&
-         std::count(front.begin(), front.end(), ' ') <= 3 && std::count(front.begin(), front.end(), ':') == 1;
 }
 
 }  // namespace halvo

@@ -19,7 +19,7 @@ using ::testing::Not;
 
 TEST(RedactSecretTest, ValuesBehindTheUsualNamesGo) {
   EXPECT_EQ("password=REDACTED", redacted("password=hunter2"));
-  EXPECT_EQ("db_password = REDACTED x", redacted("db_password = hunter2 x"));
+  EXPECT_EQ("a db_password = REDACTED x", redacted("a db_password = hunter2 x"));
   EXPECT_EQ("Passphrase: REDACTED", redacted("Passphrase: correct horse battery"));
   EXPECT_EQ("{\"api_key\":\"REDACTED\",\"n\":1}", redacted("{\"api_key\":\"a-b.c\",\"n\":1}"));
   EXPECT_EQ("{'token': 'REDACTED', 'n': 1}", redacted("{'token': 'it\\'s', 'n': 1}"));
