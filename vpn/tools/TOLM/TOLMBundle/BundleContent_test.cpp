@@ -296,8 +296,10 @@ TEST(CompareTest, LinesOfOneSideAreTold) {
   const Opened old(before);
   const Opened now(after);
   const Comparison comparison = compareBundles(*old, *now, 10);
-  EXPECT_THAT(comparison.onlyOld, ElementsAre("old"));
-  EXPECT_THAT(comparison.onlyNew, ElementsAre("fresh"));
+  ASSERT_THAT(comparison.onlyOld, SizeIs(1));
+  EXPECT_EQ(comparison.onlyOld[0].name, "old");
+  ASSERT_THAT(comparison.onlyNew, SizeIs(1));
+  EXPECT_EQ(comparison.onlyNew[0].name, "fresh");
   ASSERT_THAT(comparison.changed, SizeIs(2));
   EXPECT_THAT(comparison.changed[0].gone.lines, ElementsAre("gone", "twice"));
   EXPECT_THAT(comparison.changed[0].added.lines, ElementsAre("new"));

@@ -3,21 +3,18 @@
 #include <algorithm>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <unordered_map>
 #include <utility>
 
-#include "vpn/Common/Utility/PlainText.h"
 #include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
 #include "vpn/tools/TOLM/TOLMBundle/NormalLine.h"
 
 namespace halvo {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // How often a line comes, by its hash: 64 bits tell lines of one file well enough apart.
 using LineCounts = std::unordered_map<std::size_t, std::int64_t>;
@@ -200,19 +197,89 @@ class UnreadEntries {
 };
 
 using MissingKey = std::pair<std::string, std::string>;
+using MissingFiles = std::vector<const MissingFile*>;
 
-std::vector<MissingFile> missingOnlyIn(const BundleContent& one, const BundleContent& other) {
-  std::set<MissingKey> known;
-  for (const MissingFile& missing : other.missing()) {
-    known.insert({missing.id, missing.name});
+// Without the path of the bundle, which is another one each time.
+std::string plainReason(const BundleContent& content, const MissingFile& missing) {
+  const std::string& path = content.summary().bundlePath;
+  std::string reason = missing.reason;
+  for (std::size_t at = 0; !path.empty() && (at = reason.find(path, at)) != std::string::npos;) {
+    reason.replace(at, path.size(), "<bundle>");
   }
-  std::vector<MissingFile> only;
-  for (const MissingFile& missing : one.missing()) {
-    if (known.count({missing.id, missing.name}) == 0) {
-      only.push_back(missing);
+  return reason;
+}
+
+// What both lack for the same reason, as often as both do, is taken out of both.
+void dropSame(const BundleContent& before, const BundleContent& after, MissingFiles& old, MissingFiles& now) {
+  std::multiset<std::string> known;
+  for (const MissingFile* const missing : old) {
+    known.insert(plainReason(before, *missing));
+  }
+  std::multiset<std::string> both;
+  std::erase_if(now, [&](const MissingFile* missing) {
+    const auto found = known.find(plainReason(after, *missing));
+    if (found == known.end()) {
+      return false;
+    }
+    both.insert(*found);
+    known.erase(found);
+    return true;
+  });
+  std::erase_if(old, [&](const MissingFile* missing) {
+    const auto found = both.find(plainReason(before, *missing));
+    return found != both.end() && (both.erase(found), true);
+  });
+}
+
+// Several files of an item may be missing under one name: patterns that found nothing have none.
+void compareMissing(const BundleContent& before, const BundleContent& after, Comparison& comparison) {
+  std::map<MissingKey, std::pair<MissingFiles, MissingFiles>> byName;
+  for (const MissingFile& missing : before.missing()) {
+    byName[{missing.id, missing.name}].first.push_back(&missing);
+  }
+  for (const MissingFile& missing : after.missing()) {
+    byName[{missing.id, missing.name}].second.push_back(&missing);
+  }
+  for (auto& [key, files] : byName) {
+    auto& [old, now] = files;
+    dropSame(before, after, old, now);
+    const std::size_t both = std::min(old.size(), now.size());
+    for (std::size_t i = 0; i < both; ++i) {
+      comparison.reasons.push_back({key.first, key.second, old[i]->reason, now[i]->reason});
+    }
+    for (std::size_t i = both; i < old.size(); ++i) {
+      comparison.missingOld.push_back(*old[i]);
+    }
+    for (std::size_t i = both; i < now.size(); ++i) {
+      comparison.missingNew.push_back(*now[i]);
     }
   }
-  return only;
+}
+
+// The items of which the summary tells anything.
+std::set<std::string> itemsOf(const BundleContent& content) {
+  std::set<std::string> items;
+  for (const SummarySection& section : content.summary().sections) {
+    for (const auto* const rows : {&section.included, &section.omitted}) {
+      for (const SummaryRow& row : *rows) {
+        items.insert(row.id);
+      }
+    }
+  }
+  return items;
+}
+
+void compareItems(const BundleContent& before, const BundleContent& after, Comparison& comparison) {
+  const std::set<std::string> old = itemsOf(before);
+  const std::set<std::string> now = itemsOf(after);
+  // Without a summary nobody knows what was asked for.
+  if (old.empty() || now.empty()) {
+    return;
+  }
+  std::set_difference(old.begin(), old.end(), now.begin(), now.end(),
+                      std::back_inserter(comparison.itemsOld));
+  std::set_difference(now.begin(), now.end(), old.begin(), old.end(),
+                      std::back_inserter(comparison.itemsNew));
 }
 
 // The files that both bundles have, in the order of the new one; the others are told in the comparison.
@@ -222,6 +289,10 @@ std::vector<FilePair> pairFiles(const BundleContent& before, const BundleContent
   UnreadEntries unread(before);
   std::set<std::size_t> seenOld;
   std::set<std::size_t> seenNew;
+  std::map<std::size_t, std::string> oldIds;
+  for (const BundledFile& file : before.files()) {
+    oldIds.emplace(file.entry, before.idsOf(file));
+  }
   const std::size_t none = before.reader().entries().size();
   for (const BundledFile& file : after.files()) {
     if (!seenNew.insert(file.entry).second) {
@@ -235,15 +306,20 @@ std::vector<FilePair> pairFiles(const BundleContent& before, const BundleContent
       oldEntry = readable ? unread.take(place) : before.findPlace(place);
     }
     if (oldEntry == none) {
-      comparison.onlyNew.push_back(place);
+      comparison.onlyNew.push_back({place, after.idsOf(file)});
       continue;
     }
     seenOld.insert(oldEntry);
+    const std::string& oldId = oldIds[oldEntry];
+    const std::string newId = after.idsOf(file);
+    if (oldId != newId && !oldId.empty() && !newId.empty()) {
+      comparison.otherItem.push_back({place, oldId, newId});
+    }
     pairs.push_back({oldEntry, file.entry, {}});
   }
   for (const BundledFile& file : before.files()) {
     if (seenOld.insert(file.entry).second) {
-      comparison.onlyOld.push_back(before.placeOf(file));
+      comparison.onlyOld.push_back({before.placeOf(file), before.idsOf(file)});
     }
   }
   return pairs;
@@ -264,51 +340,6 @@ std::string titlesOf(const Summary& summary) {
   return titles;
 }
 
-void addNames(std::string& text, const std::string& heading, const std::vector<std::string>& names) {
-  if (names.empty()) {
-    return;
-  }
-  text += "\n" + heading + " (" + std::to_string(names.size()) + ")\n";
-  for (const std::string& name : names) {
-    text += "  " + withoutControls(name) + "\n";
-  }
-}
-
-void addMissing(std::string& text, const std::string& heading, const std::vector<MissingFile>& files) {
-  std::vector<std::string> lines;
-  lines.reserve(files.size());
-  for (const MissingFile& file : files) {
-    lines.push_back(file.id + "  " + file.name + ": " + file.reason);
-  }
-  addNames(text, heading, lines);
-}
-
-void addLines(std::string& text, char mark, const LineChange& change) {
-  for (const std::string& line : change.lines) {
-    text += std::string("    ") + mark + " " + withoutControls(line) + "\n";
-  }
-  if (change.count > change.lines.size()) {
-    text += std::string("    ") + mark + " ... and " + std::to_string(change.count - change.lines.size()) +
-            " more\n";
-  }
-}
-
-Json missingJson(const std::vector<MissingFile>& files) {
-  Json json = Json::array();
-  for (const MissingFile& file : files) {
-    json.push_back({{"id", file.id}, {"name", file.name}, {"reason", file.reason}});
-  }
-  return json;
-}
-
-Json unreadJson(const std::vector<UnreadPart>& parts) {
-  Json json = Json::array();
-  for (const UnreadPart& part : parts) {
-    json.push_back({{"file", part.file}, {"why", part.why}});
-  }
-  return json;
-}
-
 }  // namespace
 
 Comparison compareBundles(const BundleContent& before, const BundleContent& after, std::size_t lines) {
@@ -316,8 +347,8 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
   addChange(comparison.machine, "System", before.summary().os, after.summary().os);
   addChange(comparison.machine, "User", before.summary().user, after.summary().user);
   addChange(comparison.machine, "Documents", titlesOf(before.summary()), titlesOf(after.summary()));
-  comparison.missingOld = missingOnlyIn(before, after);
-  comparison.missingNew = missingOnlyIn(after, before);
+  compareItems(before, after, comparison);
+  compareMissing(before, after, comparison);
 
   comparison.unreadOld = before.unread();
   comparison.unreadNew = after.unread();
@@ -346,63 +377,6 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
     }
   }
   return comparison;
-}
-
-std::string comparisonText(const Comparison& comparison) {
-  std::string text;
-  for (const ValueChange& change : comparison.machine) {
-    text += withoutControls(change.what + ": " + change.oldValue + " -> " + change.newValue) + "\n";
-  }
-  addMissing(text, "Missing in OLD alone", comparison.missingOld);
-  addMissing(text, "Missing in NEW alone", comparison.missingNew);
-  addNames(text, "Only in OLD", comparison.onlyOld);
-  addNames(text, "Only in NEW", comparison.onlyNew);
-  if (!comparison.changed.empty()) {
-    text += "\nDifferent (" + std::to_string(comparison.changed.size()) + ")\n";
-  }
-  for (const FileChange& change : comparison.changed) {
-    text += "  " + withoutControls(change.name) + ": ";
-    if (!change.fault.empty()) {
-      text += withoutControls(change.fault) + "\n";
-    } else if (change.binary) {
-      text += "no text, " + bytesText(change.oldSize) + " -> " + bytesText(change.newSize) + "\n";
-    } else {
-      text += std::to_string(change.gone.count) + " lines gone, " + std::to_string(change.added.count) +
-              " lines new\n";
-      addLines(text, '-', change.gone);
-      addLines(text, '+', change.added);
-    }
-  }
-  text += "\nThe same: " + std::to_string(comparison.same) + " files, times and process ids set aside.\n";
-  return text.front() == '\n' ? text.substr(1) : text;
-}
-
-std::string comparisonJson(const Comparison& comparison) {
-  Json json;
-  json["machine"] = Json::array();
-  for (const ValueChange& change : comparison.machine) {
-    json["machine"].push_back({{"what", change.what}, {"old", change.oldValue}, {"new", change.newValue}});
-  }
-  json["missing_old"] = missingJson(comparison.missingOld);
-  json["missing_new"] = missingJson(comparison.missingNew);
-  json["only_old"] = comparison.onlyOld;
-  json["only_new"] = comparison.onlyNew;
-  json["changed"] = Json::array();
-  for (const FileChange& change : comparison.changed) {
-    json["changed"].push_back({{"file", change.name},
-                               {"binary", change.binary},
-                               {"old_size", change.oldSize},
-                               {"new_size", change.newSize},
-                               {"lines_gone", change.gone.count},
-                               {"lines_new", change.added.count},
-                               {"gone", change.gone.lines},
-                               {"new", change.added.lines},
-                               {"fault", change.fault}});
-  }
-  json["same"] = comparison.same;
-  json["unread_old"] = unreadJson(comparison.unreadOld);
-  json["unread_new"] = unreadJson(comparison.unreadNew);
-  return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace halvo

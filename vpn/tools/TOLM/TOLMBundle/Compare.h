@@ -36,10 +36,29 @@ struct ValueChange {
   std::string newValue;
 };
 
+// A file that only one bundle has.
+struct LoneFile {
+  std::string name;  // its place in the bundle
+  std::string id;    // of its item, or several with commas
+};
+
+// A file that both lack, each for a reason of its own.
+struct ReasonChange {
+  std::string id;
+  std::string name;
+  std::string oldReason;
+  std::string newReason;
+};
+
 struct Comparison {
   std::vector<ValueChange> machine;
-  std::vector<std::string> onlyOld;  // places in the bundle
-  std::vector<std::string> onlyNew;
+  // Items of which only one summary tells anything, gathered or not. None where a bundle has no summary.
+  std::vector<std::string> itemsOld;
+  std::vector<std::string> itemsNew;
+  std::vector<LoneFile> onlyOld;
+  std::vector<LoneFile> onlyNew;
+  std::vector<ValueChange> otherItem;  // of files that both have: their place, and the ids
+  std::vector<ReasonChange> reasons;
   std::vector<MissingFile> missingOld;  // in the old bundle alone
   std::vector<MissingFile> missingNew;
   std::vector<FileChange> changed;    // in the order of the new bundle

@@ -1,0 +1,108 @@
+// What a comparison tells of items and of what is missing.
+
+#include "vpn/tools/TOLM/TOLMBundle/Compare.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "vpn/tools/TOLM/TOLMBundle/OpenedBundle_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
+
+namespace halvo {
+namespace {
+
+using test::OpenedBundle;
+using test::SummaryBuilder;
+using test::ZipBuilder;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+ZipBuilder bundleOf(SummaryBuilder& summary, const std::string& file = "Logs/a.log") {
+  return ZipBuilder().add({"summary.txt", summary.take()}).add({file, "x"});
+}
+
+TEST(CompareItemsTest, AFileOfAnotherItemIsNotTheSame) {
+  SummaryBuilder before;
+  before.section("Logs").included("one", "a.log", "", "1 bytes");
+  SummaryBuilder after;
+  after.section("Logs").included("two", "a.log", "", "1 bytes");
+  const OpenedBundle old(bundleOf(before));
+  const OpenedBundle now(bundleOf(after));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.itemsOld, ElementsAre("one"));
+  EXPECT_THAT(comparison.itemsNew, ElementsAre("two"));
+  ASSERT_THAT(comparison.otherItem, SizeIs(1));
+  const std::string text = comparisonText(comparison);
+  EXPECT_THAT(text, HasSubstr("Items of OLD alone (1)\n  one\n"));
+  EXPECT_THAT(text, HasSubstr("Of another item (1)\n  Logs/a.log: one -> two\n"));
+  const auto json = nlohmann::json::parse(comparisonJson(comparison));
+  EXPECT_EQ(json["items_new"][0], "two");
+  EXPECT_EQ(json["item_changed"][0]["new"], "two");
+}
+
+TEST(CompareItemsTest, FilesOfOneSideAreToldWithTheirItem) {
+  SummaryBuilder before;
+  before.section("Logs").included("one", "a.log", "", "1 bytes");
+  SummaryBuilder after;
+  after.section("Logs").included("one", "b.log", "", "1 bytes");
+  const OpenedBundle old(bundleOf(before));
+  const OpenedBundle now(bundleOf(after, "Logs/b.log"));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.itemsOld, IsEmpty());
+  EXPECT_THAT(comparisonText(comparison), HasSubstr("Only in OLD (1)\n  Logs/a.log  (one)\n"));
+  EXPECT_EQ(nlohmann::json::parse(comparisonJson(comparison))["only_new_items"][0], "one");
+}
+
+TEST(CompareItemsTest, MissingFilesOfOneNameAreCountedEach) {
+  SummaryBuilder before;
+  before.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "N/A", "", "No file found /x");
+  before.omitted("b", "N/A", "", "No file found /y");
+  SummaryBuilder after;
+  after.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "N/A", "", "No file found /y");
+  const OpenedBundle old(bundleOf(before));
+  const OpenedBundle now(bundleOf(after));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  ASSERT_THAT(comparison.missingOld, SizeIs(1));
+  EXPECT_EQ(comparison.missingOld[0].reason, "No file found /x");
+  EXPECT_THAT(comparison.missingNew, IsEmpty());
+  EXPECT_THAT(comparison.reasons, IsEmpty());
+}
+
+TEST(CompareItemsTest, AReasonThatChangedIsTold) {
+  SummaryBuilder before;
+  before.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "b.log", "", "No file found");
+  SummaryBuilder after;
+  after.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "b.log", "", "No permission");
+  const OpenedBundle old(bundleOf(before));
+  const OpenedBundle now(bundleOf(after));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.missingOld, IsEmpty());
+  EXPECT_THAT(
+      comparisonText(comparison),
+      HasSubstr("Missing in both for another reason (1)\n  b  b.log: No file found -> No permission\n"));
+  EXPECT_EQ(nlohmann::json::parse(comparisonJson(comparison))["reason_changed"][0]["old"], "No file found");
+}
+
+TEST(CompareItemsTest, TheBundlesOwnPathIsNoOtherReason) {
+  const auto bundle = [](const std::string& path) {
+    SummaryBuilder summary;
+    summary.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "b.log", "", "in " + path);
+    std::string text = summary.take();
+    text.replace(text.find("/tmp/bundle.zip"), 15, path);
+    return ZipBuilder().add({"summary.txt", text}).add({"Logs/a.log", "x"});
+  };
+  const OpenedBundle old(bundle("/tmp/one.zip"));
+  const OpenedBundle now(bundle("/tmp/two.zip"));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.reasons, IsEmpty());
+  EXPECT_THAT(comparison.missingNew, IsEmpty());
+}
+
+}  // namespace
+}  // namespace halvo
