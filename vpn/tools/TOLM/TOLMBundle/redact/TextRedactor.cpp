@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 17U;
 constexpr std::size_t kLongestLine = 65536;
-constexpr int kDeepest = 2;
 constexpr std::size_t kShortRun = 64;
 constexpr std::size_t kShortestBase64 = 16;
 constexpr std::size_t kShortestPlainToken = 20;
@@ -240,6 +239,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       if (const Place done = tryEmail(begin, end); done > begin) {
         return done;
       }
+      if (const Place done = tryRemoteAccount(begin, end); done > begin) {
+        return done;
+      }
       if (m_pCollector != nullptr) {
         learnPrompt(begin, end);
       }
@@ -278,6 +280,12 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
     if (const Place done = tryPlainIpv6(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if ((length == 8 || length == 32) && (next == ':' || next == '\t') &&
+      (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
+    if (const Place done = tryTable(begin, end); done > begin) {
       return done;
     }
   }
@@ -334,10 +342,10 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       }
     }
   }
-  if (next == ')' && at(begin - (begin > 0 ? 1U : 0U)) == '(' &&
-      text(end, std::min(end + 6, m_Window.size())) == ") CMD ") {
-    replaceUser(begin, end, Evidence::kProven);  // "CRON[1]: (jane) CMD (x)"
-    return std::max(end, m_nCopied);
+  if (next == ')' && at(begin - (begin > 0 ? 1U : 0U)) == '(' && at(end + 1) == ' ') {
+    if (const Place done = tryBracketed(begin, end); done > begin) {
+      return done;
+    }
   }
   if (next == ' ' && length <= 12) {
     if (length <= 4) {
@@ -472,27 +480,6 @@ void TextRedactor::found(RedactKind kind, std::string_view name, bool isProven) 
   if (m_pCollector != nullptr && !m_rKeep.keeps(kind) && (m_pRules == nullptr || !m_pRules->keeps(name))) {
     m_pCollector->add(kind, name, isProven);
   }
-}
-
-// What a text inside this text becomes.
-std::string TextRedactor::nested(std::string_view inner, bool isOfForm) {
-  if (m_nDepth >= kDeepest) {
-    return std::string(inner);
-  }
-  const auto run = [this, inner, isOfForm](TextRedactor&& redactor) {
-    redactor.m_bLineBegins = false;
-    redactor.m_bOfForm = isOfForm;
-    redactor.m_nDepth = m_nDepth + 1;
-    redactor.m_pRules = m_pRules;
-    std::string result = redactor.redact(inner);
-    m_Counts.add(redactor.m_Counts);
-    return result;
-  };
-  if (m_pCollector != nullptr) {
-    run(TextRedactor(m_rKeep, m_rStandIns, *m_pCollector));
-    return std::string(inner);
-  }
-  return run(TextRedactor(m_rKeep, m_rStandIns, *m_pKnown));
 }
 
 }  // namespace halvo

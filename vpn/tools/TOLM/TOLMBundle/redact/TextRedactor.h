@@ -82,7 +82,6 @@ class TextRedactor {
   Place tryKnown(Place at);
   void replace(Place begin, Place end, RedactKind kind, std::string_view standIn);
   void found(RedactKind kind, std::string_view name, bool isProven = false);
-  std::string nested(std::string_view text, bool isOfForm = false);
 
   // TextRedactor_escapes.cpp
   Place runEnd(Place begin, unsigned& bits) const;
@@ -108,6 +107,7 @@ class TextRedactor {
   bool isBehindAddressWord(Place end) const;
   Place tryWordIpv4(Place begin, Place end);
   Place tryIpv6(Place begin, Place end);
+  std::uint32_t standInOfIpv4(std::uint32_t address);
   bool standInOfIpv6(const Ipv6Bytes& bytes, Ipv6Bytes& result);
   Place tryPlainIpv6(Place begin, Place end);
   Place tryDashed(Place begin, Place end);
@@ -155,7 +155,21 @@ class TextRedactor {
   Place tryPasswdLine(Place begin, Place end);
 
   // TextRedactor_sentences.cpp
+  Place userEnd(Place begin) const;
   void trySentence(Place begin, Place end);
+  void tryUserSentence(Place begin, Place end);
+  void tryLogin(Place begin, Place end);
+  void trySwitch(Place end);
+  void tryLeader(Place dot);
+  Place tryIdentity(Place bracket);
+  Place tryRemoteAccount(Place begin, Place end);
+
+  // TextRedactor_tables.cpp
+  Place tryTable(Place begin, Place end);
+  Place tryConnection(Place begin, Place end);
+  Place tryRoute(Place begin, Place end);
+  bool areHex(Place begin, std::size_t count) const;
+  void replaceHex(Place begin, std::size_t digits);
 
   // TextRedactor_hosts.cpp
   void learnHost(std::string_view name);
@@ -163,6 +177,8 @@ class TextRedactor {
   void learnMachine(Place begin, Place end);
   void learnPrompt(Place begin, Place end);
   Place tryShare(Place slash);
+  Place tryBracketed(Place begin, Place end);
+  void tryLeaseName(Place end);
   Place tryExport(Place begin, Place end);
   void tryNameOfAddress(Place end, bool isSure);
   Place tryJoinedHost(Place begin, Place end, unsigned bits);
@@ -184,15 +200,17 @@ class TextRedactor {
   Place valueEnd(const Value& value) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
-  Place takeUserIds(Place begin);
   Place takeSerialBelow(Place begin);
   [[nodiscard]] bool isNextKey(Place begin) const;
   Place takeHeader(Value value);
+  Place takeHosts(Place begin, Place end);
+
+  // TextRedactor_users.cpp
   static std::size_t escapeIn(std::string_view name);
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   Place takeCommonName(const Value& value, Place end);
-  Place takeHosts(Place begin, Place end);
+  Place takeUserIds(Place begin);
   Place takeUserPass(const Value& value);
 
   // TextRedactor_lines.cpp
@@ -251,6 +269,7 @@ class TextRedactor {
   Place tryAccountNumber(Place begin, Place end);
 
   // TextRedactor_forms.cpp
+  std::string nested(std::string_view text, bool isOfForm = false);
   Place tryPercent(Place begin, Place end);
   Place tryBase64(Place begin);
   Place tryArpa(Place begin, Place end);

@@ -132,13 +132,13 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
     }
     return place;
   }
-  if (ipv4Stays(address) || isVersion(begin, place)) {
+  if (!ipv4Stays(address) && isVersion(begin, place)) {
     return place;
   }
-  if (m_pCollector == nullptr) {
-    replace(begin, place, RedactKind::kAddress, quad(m_rStandIns.ipv4(address)));
+  if (const std::uint32_t standIn = standInOfIpv4(address); standIn != address) {
+    replace(begin, place, RedactKind::kAddress, quad(standIn));
   }
-  return place;
+  return next == '[' ? tryIdentity(place) : place;
 }
 
 // "84.17.52.3ms": what was measured, or a port's name.
@@ -255,6 +255,10 @@ TextRedactor::Place TextRedactor::tryColons(Place begin) {
   if (isPlainByte(at(end))) {
     return begin;
   }
+  if (onlyPairs && groups == 7 && at(last) == '.' && isDigitByte(at(last + 1))) {
+    last -= 3;  // "3c:52:82:1a:2b:3c:10.1.2.3"
+    --groups;
+  }
   if (onlyPairs && groups >= 6) {
     return tryMacColons(begin, last, groups);
   }
@@ -316,7 +320,11 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
   if (result != bytes) {
     replace(begin, last, RedactKind::kAddress, ipv6Text(result));
   }
-  return last;
+  return at(last) == '[' ? tryIdentity(last) : last;
+}
+
+std::uint32_t TextRedactor::standInOfIpv4(std::uint32_t address) {
+  return m_pCollector != nullptr || ipv4Stays(address) ? address : m_rStandIns.ipv4(address);
 }
 
 // False for what is no address that a machine has. `result` stays what it is, the address, where that one
@@ -335,10 +343,7 @@ bool TextRedactor::standInOfIpv6(const Ipv6Bytes& bytes, Ipv6Bytes& result) {
       for (std::size_t i = 12; i < 16; ++i) {
         inner = inner << 8U | bytes[i];
       }
-      if (ipv4Stays(inner) || m_pCollector != nullptr) {
-        break;
-      }
-      inner = m_rStandIns.ipv4(inner);
+      inner = standInOfIpv4(inner);
       for (std::size_t i = 0; i < 4; ++i) {
         result[12 + i] = static_cast<std::uint8_t>(inner >> (8U * (3 - i)));
       }

@@ -13,6 +13,7 @@ namespace halvo {
 namespace {
 
 constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr int kDeepest = 2;
 constexpr std::size_t kShortestBase64 = 16;
 constexpr std::size_t kLongestBase64 = 4096;
 
@@ -97,6 +98,27 @@ bool parseByte(std::string_view text, std::uint32_t& value) {
 }
 
 }  // namespace
+
+// What a text inside this text becomes.
+std::string TextRedactor::nested(std::string_view inner, bool isOfForm) {
+  if (m_nDepth >= kDeepest) {
+    return std::string(inner);
+  }
+  const auto run = [this, inner, isOfForm](TextRedactor&& redactor) {
+    redactor.m_bLineBegins = false;
+    redactor.m_bOfForm = isOfForm;
+    redactor.m_nDepth = m_nDepth + 1;
+    redactor.m_pRules = m_pRules;
+    std::string result = redactor.redact(inner);
+    m_Counts.add(redactor.m_Counts);
+    return result;
+  };
+  if (m_pCollector != nullptr) {
+    run(TextRedactor(m_rKeep, m_rStandIns, *m_pCollector));
+    return std::string(inner);
+  }
+  return run(TextRedactor(m_rKeep, m_rStandIns, *m_pKnown));
+}
 
 // Whether there is a stand-in in the text, or in what it is the Base64 of: it was redacted before, and only
 // looks like a name.

@@ -198,6 +198,33 @@ TextRedactor::Place TextRedactor::tryShare(Place slash) {
   return std::max(last, m_nCopied);
 }
 
+// "CRON[1]: (jane) CMD (x)", and a lease's "DHCPACK on 84.17.52.3 to 3c:52:82:1a:2b:3c (phone7) via eth0".
+TextRedactor::Place TextRedactor::tryBracketed(Place begin, Place end) {
+  const std::string_view rest = std::string_view(m_Window).substr(end, 6);
+  if (rest == ") CMD ") {
+    replaceUser(begin, end, Evidence::kProven);
+    return std::max(end, m_nCopied);
+  }
+  if (rest == ") via " && lineFront(begin).find("DHCP") != std::string_view::npos) {
+    replaceHost(begin, end, hasDigitOrSign(text(begin, end)));
+    return std::max(end, m_nCopied);
+  }
+  return begin;
+}
+
+// "DHCPACK(eth0) 84.17.52.3 3c:52:82:1a:2b:3c phone7": the name behind the hardware address.
+void TextRedactor::tryLeaseName(Place end) {
+  const Place first = end + 1;
+  Place last = first;
+  while (last - first < kLongestHost && isHostByte(at(last))) {
+    ++last;
+  }
+  if (last > first && (at(last) == '\n' || at(last) == '\r' || at(last) == 0) && isWordByte(at(last - 1)) &&
+      lineFront(end).find("DHCPACK(") != std::string_view::npos) {
+    replaceHost(first, last, hasDigitOrSign(text(first, last)));
+  }
+}
+
 // "fileserver:/export", where the line is one of a table of mounts or of disks.
 TextRedactor::Place TextRedactor::tryExport(Place begin, Place end) {
   const unsigned char front = before(begin);

@@ -77,7 +77,10 @@ TextRedactor::Place TextRedactor::tryMacColons(Place begin, Place end, std::size
   if (groups == 6) {
     std::copy_n(bytes.begin(), 6, mac.begin());
     replaceMac(begin, end, mac);
-    return end;
+    if (at(end) == ' ') {
+      tryLeaseName(end);
+    }
+    return std::max(end, m_nCopied);
   }
   std::copy_n(bytes.begin(), 6, mac.begin());
   if (groups == kFrameGroups && isFrame(bytes)) {

@@ -126,7 +126,9 @@ bool TextRedactor::isInDate(Place begin, Place end) const {
   while (first > 0 && last - first <= kLongestWord && isLetterByte(at(first - 1))) {
     --first;
   }
-  return (next > end && (isDigitByte(at(next)) || isCalendarWord(text(next, nextEnd)))) ||
+  // What stood there before an earlier redaction may have begun with a digit.
+  const bool isBeforeStandIn = StandIns::labelAt(std::string_view(m_Window).substr(next, 32)) != 0;
+  return (next > end && (isDigitByte(at(next)) || isBeforeStandIn || isCalendarWord(text(next, nextEnd)))) ||
          (last < begin && last > 0 && (isDigitByte(at(last - 1)) || isCalendarWord(text(first, last))));
 }
 

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,11 @@ TEST(FrameTest, BothHardwareAddressesHaveTheStandInsThatTheyHaveElsewhere) {
     EXPECT_THAT(once, Not(HasSubstr("aa:bb:cc"))) << text;
     EXPECT_EQ(once, redacted(once)) << text;
   }
+}
+
+TEST(FrameTest, AnAddressBehindAHardwareAddressIsNoPartOfIt) {
+  EXPECT_EQ(redacted("3c:52:82:1a:2b:3c") + ":" + redacted("10.1.2.3"),
+            redacted("3c:52:82:1a:2b:3c:10.1.2.3"));
 }
 
 // The name of the next value became a user, in every file.
@@ -103,6 +110,199 @@ TEST(EverydayWordTest, SomebodyWhoIsCalledLikeAMonthIsFoundAndNoDateTouched) {
   expectRows({{"/home/jan/x\nJan 15 10:00:00, 15/Jan/2026, Sat Jan 15, Jan Doe, jan 12 x",
                "/home/{U}/x\nJan 15 10:00:00, 15/Jan/2026, Sat Jan 15, {U} Doe, {U} 12 x"},
               {"user=jan x\nJan Doe", "user={U} x\nJan Doe"}});
+}
+
+TEST(SentenceTest, UsersInTheSentencesOfProgramsGo) {
+  expectRows({
+      {"session opened for user root(uid=0) by lhuber(uid=1000)\nlhuber",
+       "session opened for user root(uid=0) by {U}(uid=1000)\n{U}"},
+      {"session opened for user root(uid=0) by (uid=0)", "session opened for user root(uid=0) by (uid=0)"},
+      {"established between 127.0.0.1[nwagner]...127.0.0.2[kj6], 127.0.0.1[4500]\nnwagner kj6",
+       "established between 127.0.0.1[{U}]...127.0.0.2[{U}], 127.0.0.1[4500]\n{U} {U}"},
+      {"::1[nwagner] ::1[500]", "::1[{U}] ::1[500]"},
+      {"xauth_identity=\"kj6\"", "xauth_identity=\"{U}\""},
+      {"  eap_id = kj4", "  eap_id = {U}"},
+      {"leftid=kj5@acme", "leftid={U}@{H}"},
+      {"rightid=gw7.acme.de\ngw7.acme.de", "rightid={H}.{H}.example\n{H}.{H}.example"},
+      {"received EAP identity '10.1.2.3'", "received EAP identity '" + redacted("10.1.2.3") + "'"},
+      {"received EAP identity 'kj6'", "received EAP identity '{U}'"},
+      {"authentication of 'kj6' with EAP successful", "authentication of '{U}' with EAP successful"},
+      {"authentication of 'gw7.acme.de' with RSA", "authentication of '{H}.{H}.example' with RSA"},
+      {"logged in as jw102 now\njw102", "logged in as {U} now\n{U}"},
+      {"logged in as jwagner\njwagner", "logged in as {U}\n{U}"},
+      {"authenticated as \"jw102\"", "authenticated as \"{U}\""},
+      {"User [jwagner] is known", "User [{U}] is known"},
+      {"polkit: unix-user:jwagner", "polkit: unix-user:{U}"},
+      {"su[812]: (to pkoch) jane7 on pts/1\npkoch jane7", "su[812]: (to {U}) {U} on pts/1\n{U} {U}"},
+      {"su[812]: (to root) jane7 on none", "su[812]: (to root) {U} on none"},
+      {"XAuth user kj8 found", "XAuth user {U} found"},
+      {"{\"user_id\":\"jw102\"}", "{\"user_id\":\"{U}\"}"},
+      {"$ scp x.txt jw83@gw9:/x\njw83 gw9", "$ scp x.txt {U}@{H}:/x\n{U} {H}"},
+      {"ssh -p 22 jw83@gw9\n", "ssh -p 22 {U}@{H}\n"},
+  });
+  expectStays({"logged in as root", "logged in as expected", "signed in as soon as possible", "[4500]",
+               "10.1.2[abc]", "authentication of peer failed", "leftid=%any\nrightid=127.0.0.1",
+               "leftid=@gw7", "{\"user_id\":17}", "user_id: words", "getty@tty1 of a system",
+               "mail ssh of a@b", "User [options] x", "by hand (uid=0)", "(to whom) it on x",
+               "ssh user@host"});
+  EXPECT_THAT(redacted("rightid=\"C=DE, O=x, CN=jdoe7\""), Not(HasSubstr("jdoe7")));
+  const std::string id = "{\"user_id\":\"8d3f1c2e-0b1a-4c5d-9e8f-001122334455\"}";
+  EXPECT_EQ(redacted(id).substr(11), redacted(id.substr(11)));
+}
+
+TEST(HostNameTest, NamesOfMachinesInListsAndVariablesGo) {
+  expectRows({
+      {"   Host Name . . . . . . . . . . . . : NBWEBER77\nnbweber77",
+       "   Host Name . . . . . . . . . . . . : {H}\n{H}"},
+      {"   Hostname  . . . . . . . . . . . . : NBWEBER77", "   Hostname  . . . . . . . . . . . . : {H}"},
+      {"USERDOMAIN=ACME7\nUSERDOMAIN_ROAMINGPROFILE=ACME7", "USERDOMAIN={H}\nUSERDOMAIN_ROAMINGPROFILE={H}"},
+      {"LOGONSERVER=\\\\DC01\ndc01", "LOGONSERVER=\\\\{H}\n{H}"},
+      {"dhcpd: DHCPACK on 127.0.0.2 to 02:00:5e:00:00:01 (phone-jan3) via eth0\nphone-jan3",
+       "dhcpd: DHCPACK on 127.0.0.2 to 02:00:5e:00:00:01 ({H}) via eth0\n{H}"},
+      {"DHCPACK(eth0) 127.0.0.2 02:00:5e:00:00:01 phone-jan3\nphone-jan3",
+       "DHCPACK(eth0) 127.0.0.2 02:00:5e:00:00:01 {H}\n{H}"},
+      {"<key>SSID_STR</key><string>DoesNet</string>", "<key>SSID_STR</key><string>{W}</string>"},
+      {"<key>SSID_STR</key>\n\t<string>Does Net</string>", "<key>SSID_STR</key>\n\t<string>{W}</string>"},
+  });
+  expectStays({"   Description . . . . . . . . . . . : Acme Adapter 7", "chapter . . . : 12",
+               "(gw7) via eth0", "   Host Name . . . . . : ", "to 02:00:5e:00:00:01 phone7\n",
+               "and so on . : x7"});
+}
+
+// Tables of the kernel write IPv4 addresses in hexadecimal, the lowest byte first.
+TEST(KernelTableTest, AddressesHaveTheStandInsThatTheyHaveElsewhere) {
+  const auto hexOf = [](const std::string& address) {
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    std::sscanf(address.c_str(), "%u.%u.%u.%u", &a, &b, &c, &d);
+    std::array<char, 16> text = {};
+    std::snprintf(text.data(), text.size(), "%02X%02X%02X%02X", d, c, b, a);
+    return std::string(text.data());
+  };
+  const std::string own = hexOf(redacted("10.1.2.3"));
+  const std::string other = hexOf(redacted("84.17.52.7"));
+  const std::string gateway = hexOf(redacted("192.168.1.1"));
+  const std::string net = hexOf(redacted("192.168.1.0"));
+  expectRows({
+      {"   0: 0302010A:9C40 07341154:01BB 01 00000000:00000000 00:00000000 00000000  1000",
+       "   0: " + own + ":9C40 " + other + ":01BB 01 00000000:00000000 00:00000000 00000000  1000"},
+      {"  12: 0100007F:1F90 00000000:0000 0A 00000000:00000000",
+       "  12: 0100007F:1F90 00000000:0000 0A 00000000:00000000"},
+      {"   1: 0000000000000000FFFF000007341154:0016 00000000000000000000000000000000:0000 0A 00000000:0",
+       "   1: 0000000000000000FFFF0000" + other +
+           ":0016 00000000000000000000000000000000:0000 0A 00000000:0"},
+      {"eth0\t00000000\t0101A8C0\t0003\t0\t0\t100\t00000000\t0\t0\t0\neth0\t0001A8C0\t00000000\t0001\t0\t0\t"
+       "100\t00FFFFFF\t0\t0\t0",
+       "eth0\t00000000\t" + gateway + "\t0003\t0\t0\t100\t00000000\t0\t0\t0\neth0\t" + net +
+           "\t00000000\t0001\t0\t0\t100\t00FFFFFF\t0\t0\t0"},
+  });
+  const std::string six =
+      "   1: 0080022A000000000000000001000000:0016 00000000000000000000000000000000:0000 0A 00000000:0";
+  EXPECT_THAT(redacted(six), Not(HasSubstr("0080022A")));
+  EXPECT_EQ(redacted(six), redacted(redacted(six)));
+  expectStays({"x: 0302010A:9C40 07341154:01BB 01 0", "   0: 0302010A:9C40 07341154 01 0",
+               "a\tb\t0302010A\t07341154\t0003\t0\t0\t100\t00000000\t0",
+               "eth0\t0302010A\t07341154\t3\t0\t0\t1", "deadbeef: 0302010A", "   0: 0302010A:9C40"});
+}
+
+TEST(FileNameTest, AnAddressBetweenUnderlinesIsNoVersion) {
+  EXPECT_EQ("jw_" + redacted("84.17.52.7") + "_x.txt", redacted("jw_84.17.52.7_x.txt"));
+  expectStays({"setup_1.2.3.4_x64.exe", "foo_1.2.3.4_amd64.deb", "ppcx64-3.2.2.1.gz", "name-1.2.3.4.gz"});
+}
+
+// Texts made of what begins and ends such places.
+TEST(SentenceTest, RandomTextsOfNamesAreRedactedOnceAndForAll) {
+  const std::vector<std::string> parts = {"logged in as ",
+                                          "authenticated as ",
+                                          " as ",
+                                          "by ",
+                                          "for user ",
+                                          "session opened for user ",
+                                          "(uid=1000)",
+                                          "(uid=0)",
+                                          "(to ",
+                                          "su: (to ",
+                                          ") ",
+                                          " on ",
+                                          "jane7",
+                                          "jdoe",
+                                          "input",
+                                          "jan",
+                                          "Jan",
+                                          " 15 ",
+                                          "Thu ",
+                                          "/home/",
+                                          "/home/input",
+                                          "USER=",
+                                          "user: ",
+                                          "login: ",
+                                          "User [",
+                                          "]",
+                                          "[",
+                                          "84.17.52.7",
+                                          "10.1.2.3[",
+                                          "...",
+                                          "2a02:8071::17",
+                                          "::1",
+                                          "ssh ",
+                                          "scp ",
+                                          "@",
+                                          "gw9",
+                                          "acme.de",
+                                          ":/x",
+                                          "Host Name . . . ",
+                                          ". ",
+                                          ".",
+                                          ": ",
+                                          "NB77",
+                                          "LOGONSERVER=",
+                                          "USERDOMAIN=",
+                                          "\\\\",
+                                          "\\",
+                                          "DC01",
+                                          "DHCPACK(eth0) ",
+                                          "DHCPACK on ",
+                                          "3c:52:82:1a:2b:3c",
+                                          ":",
+                                          "MAC=",
+                                          "3c:52:82:1a:2b:3c:3c:52:82:aa:bb:cc:08:00",
+                                          "00:01:00:01:2c:1d:2e:3f:3c:52:82:aa:bb:cc",
+                                          " (phone-7) via ",
+                                          "<key>SSID_STR</key>",
+                                          "<string>",
+                                          "</string>",
+                                          "Net 7",
+                                          "   0: ",
+                                          "0302010A:9C40 ",
+                                          "07341154:01BB 01 ",
+                                          "0A ",
+                                          "0080022A000000000000000001000000:0016 ",
+                                          "eth0\t",
+                                          "0001A8C0\t",
+                                          "0101A8C0\t0003\t0\t0\t100\t00FFFFFF\t",
+                                          "leftid=",
+                                          "eap_id = ",
+                                          "EAP identity '",
+                                          "authentication of '",
+                                          "'",
+                                          "\"",
+                                          "\"user_id\":",
+                                          "unix-user:",
+                                          "XAuth user ",
+                                          "ruser= ",
+                                          "rhost=",
+                                          "uid=1000(",
+                                          "),44(video)",
+                                          "_",
+                                          "_x.txt",
+                                          "-",
+                                          ".gz",
+                                          " ",
+                                          "\n",
+                                          "\n"};
+  test::expectDrawnTextsRedactedOnceAndForAll(parts, 20261123, 2500, 19);
 }
 
 }  // namespace

@@ -38,12 +38,13 @@ bool isRealm(std::string_view text) {
 
 }  // namespace
 
-// "wpa-psk hunter2", "user 'jane'", "User <jane>": the word in [begin, end), and behind blanks `place`.
+// "wpa-psk hunter2", "user 'jane'", "User <jane>", "User [jane]": the word in [begin, end), and behind blanks
+// `place`.
 TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place) {
   const std::string_view word = text(begin, end);
   const PhraseGuess guess = mayBePhrase(word);
   const unsigned char opening = at(place);
-  const bool opens = opening == '"' || opening == '\'' || opening == '<' || opening == '0';
+  const bool opens = opening == '"' || opening == '\'' || opening == '<' || opening == '[' || opening == '0';
   if (guess == PhraseGuess::kNone || (guess == PhraseGuess::kFront && !opens && !isLineFront(begin))) {
     return begin;
   }
@@ -63,12 +64,12 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   }
   Value value;
   value.begin = place;
-  if (opening == '<' && may(kPhraseAngle)) {
+  if ((opening == '<' || opening == '[') && may(kPhraseAngle)) {
     Place last = place + 1;
     while (last - place < kLongestName && isNameByte(at(last))) {
       ++last;
     }
-    if (at(last) != '>' || at(begin) != 'U' || last == place + 1) {
+    if (at(last) != (opening == '<' ? '>' : ']') || at(begin) != 'U' || last == place + 1) {
       return begin;
     }
     replaceUser(place + 1, last);

@@ -24,23 +24,78 @@ bool isAbstract(std::string_view word) {
 
 }  // namespace
 
-// Users in the sentences that every system writes: "session opened for user jane(uid=1000)", "of user jane.",
-// "Accepted publickey for jane from", "Failed password for invalid user jane from", "authenticating user jane
-// 10.1.2.3 port 22", "User jane logged in", "sudo: jane : TTY=", "CRON[1]: (jane) CMD".
+TextRedactor::Place TextRedactor::userEnd(Place begin) const {
+  Place end = begin;
+  while (end - begin < kLongestUser && isUserByte(at(end))) {
+    ++end;
+  }
+  return end;
+}
+
+// A short word behind which somebody may be named.
 void TextRedactor::trySentence(Place begin, Place end) {
   const std::string_view word = text(begin, end);
-  if (word == "PING" || word == "to" || word == "from") {
-    tryNameOfAddress(end, word == "PING");
-    return;
+  switch (lowerByte(at(begin))) {
+    case 'a':
+      if (word == "as") {
+        tryLogin(begin, end);
+      }
+      break;
+    case 'b':
+      // "by jane(uid=1000)"
+      if (word == "by") {
+        const Place last = userEnd(end + 1);
+        if (last > end + 1 && std::string_view(m_Window).substr(last, 5) == "(uid=") {
+          replaceUser(end + 1, last, Evidence::kProven);
+        }
+      }
+      break;
+    case 'o':
+      // "authentication of 'jane' with EAP successful"
+      if (word == "of" && at(end + 1) == '\'' && isSame(wordBefore(begin), "authentication")) {
+        const Place last = userEnd(end + 2);
+        if (last > end + 2 && at(last) == '\'' && hostLook(text(end + 2, last)) == HostLook::kNone) {
+          replaceUser(end + 2, last);
+        }
+      }
+      break;
+    case 'p':
+    case 't':
+      if (word == "to" && begin > 2 && text(begin - 3, begin) == ": (") {
+        trySwitch(end);
+      } else if (word == "PING" || word == "to") {
+        tryNameOfAddress(end, word == "PING");
+      }
+      break;
+    case 'f':
+    case 'u':
+      if (word == "from") {
+        tryNameOfAddress(end, false);
+      } else if (isSame(word, "user") || isSame(word, "for")) {
+        tryUserSentence(begin, end);
+      }
+      break;
+    case '.':
+      if (at(end + 1) == ':' && end - begin == 1) {
+        tryLeader(begin);
+      }
+      break;
+    default:
+      break;
   }
-  if (!isSame(word, "user") && !isSame(word, "for")) {
-    return;
-  }
+}
+
+// "session opened for user jane(uid=1000)", "of user jane.", "Accepted publickey for jane from", "Failed
+// password for invalid user jane from", "authenticating user jane 10.1.2.3 port 22", "User jane logged in",
+// "XAuth user jane".
+void TextRedactor::tryUserSentence(Place begin, Place end) {
+  const std::string_view word = text(begin, end);
   Place first = end + 1;
   const std::string_view before = wordBefore(begin);
   const bool isUser = isSame(word, "user");
-  const bool isStranger = isUser && (isSame(before, "invalid") || isSame(before, "illegal") ||
-                                     isSame(before, "authenticating") || isSame(before, "from"));
+  const bool isStranger =
+      isUser && (isSame(before, "invalid") || isSame(before, "illegal") || isSame(before, "authenticating") ||
+                 isSame(before, "from") || isSame(before, "xauth"));
   const bool ofUser = isUser && (isStranger || isSame(before, "for") || isSame(before, "of"));
   const bool accepted = isSame(word, "for") && (isSame(before, "publickey") || isSame(before, "password") ||
                                                 isSame(before, "interactive"));
@@ -48,10 +103,7 @@ void TextRedactor::trySentence(Place begin, Place end) {
     return;
   }
   first += at(first) == '\'' || at(first) == '"' ? 1U : 0U;
-  Place last = first;
-  while (last - first < kLongestUser && isUserByte(at(last))) {
-    ++last;
-  }
+  Place last = userEnd(first);
   const bool dotted = last > first && at(last - 1) == '.';
   last -= dotted ? 1U : 0U;
   const unsigned char next = at(last);
@@ -65,7 +117,7 @@ void TextRedactor::trySentence(Place begin, Place end) {
     hasSign = hasSign || isSign;
     hasAddress = isSign || isHexByte(at(place));
   }
-  hasAddress = hasAddress && hasSign;
+  hasAddress = (hasAddress && hasSign) || (at(last) == ' ' && isSame(before, "xauth"));
   const bool logged = isUser && std::string_view(m_Window).substr(last, 8) == " logged ";
   if (last > first && (logged || ((ofUser || accepted) && (ends || hasAddress)))) {
     const bool isSession = std::string_view(m_Window).substr(last, 5) == "(uid=";
@@ -75,6 +127,123 @@ void TextRedactor::trySentence(Place begin, Place end) {
                 : mayEnd && isAbstract(text(first, last)) ? Evidence::kGuess
                                                           : Evidence::kNamed);
   }
+}
+
+// "logged in as jane", "authenticated as "jane"", and not "logged in as long as": a word alone is one where
+// the phrase ends.
+void TextRedactor::tryLogin(Place begin, Place end) {
+  static constexpr std::array<std::string_view, 6> kFronts = {
+      "in", "on", "login", "logon", "authenticated", "authenticating"};
+  constexpr std::size_t kShortest = 3;
+  const std::string_view before = wordBefore(begin);
+  if (std::none_of(kFronts.begin(), kFronts.end(),
+                   [before](std::string_view front) { return isSame(before, front); })) {
+    return;
+  }
+  const unsigned char quote = at(end + 1) == '"' || at(end + 1) == '\'' ? at(end + 1) : 0;
+  const Place first = end + (quote != 0 ? 2U : 1U);
+  Place last = userEnd(first);
+  while (last > first && at(last - 1) == '.') {
+    --last;
+  }
+  const unsigned char next = at(last);
+  if (last - first < (quote != 0 ? 1 : kShortest) || (quote != 0 && next != quote) ||
+      !(next == 0 || isSpaceByte(next) ||
+        std::string_view("\"'.,;)<").find(static_cast<char>(next)) != std::string_view::npos)) {
+    return;
+  }
+  const bool isPlain = quote == 0 && std::all_of(m_Window.begin() + static_cast<std::ptrdiff_t>(first),
+                                                 m_Window.begin() + static_cast<std::ptrdiff_t>(last),
+                                                 [](char c) { return c >= 'a' && c <= 'z'; });
+  const std::string_view rest = std::string_view(m_Window).substr(last, 6);
+  const bool goesOn =
+      next == ' ' && !rest.starts_with(" from ") && !rest.starts_with(" on ") && !rest.starts_with(" via ");
+  replaceUser(first, last, isPlain && goesOn ? Evidence::kGuess : Evidence::kNamed);
+}
+
+// "su[812]: (to pkoch) jane on pts/1"
+void TextRedactor::trySwitch(Place end) {
+  const Place first = end + 1;
+  const Place last = userEnd(first);
+  const Place other = last + 2;
+  const Place otherLast = userEnd(other);
+  if (last > first && at(last) == ')' && at(last + 1) == ' ' && otherLast > other &&
+      std::string_view(m_Window).substr(otherLast, 4) == " on ") {
+    replaceUser(first, last, Evidence::kProven);
+    replaceUser(other, otherLast, Evidence::kProven);
+  }
+}
+
+// "Host Name . . . . . . . : NB7": a name with dots up to its value, whose last is at `dot`.
+void TextRedactor::tryLeader(Place dot) {
+  constexpr std::size_t kLongestLeader = 80;
+  constexpr std::size_t kLongestKey = 48;
+  Place keyEnd = dot;
+  while (keyEnd > 0 && dot - keyEnd < kLongestLeader && (at(keyEnd - 1) == '.' || at(keyEnd - 1) == ' ')) {
+    --keyEnd;
+  }
+  Place key = keyEnd;
+  while (key > 0 && keyEnd - key < kLongestKey && isIdentifierByte(at(key - 1))) {
+    --key;
+  }
+  const KeyLook look =
+      mayBeKey(text(key, keyEnd)) ? keyLook(wordBefore(key), text(key, keyEnd)) : KeyLook::kNone;
+  if (look != KeyLook::kHost && look != KeyLook::kHosts && look != KeyLook::kUser && look != KeyLook::kId &&
+      look != KeyLook::kWifi) {
+    return;
+  }
+  Value value;
+  value.isFound = value.isColon = true;
+  value.begin = dot + 3;
+  while (value.begin - dot < 8 && at(value.begin) == ' ') {
+    ++value.begin;
+  }
+  takeValue(look, value);
+}
+
+// "192.168.178.23[jane]...84.17.52.7[gw.acme.de]": who stands behind an address, as key exchanges write it.
+// Ports stand so too. Gives back where the address ends or the name.
+TextRedactor::Place TextRedactor::tryIdentity(Place bracket) {
+  const Place first = bracket + 1;
+  const Place last = userEnd(first);
+  if (last == first || at(last) != ']' || !isLetterByte(at(first)) ||
+      hostLook(text(first, last)) != HostLook::kNone) {
+    return bracket;
+  }
+  const unsigned char next = at(last + 1);
+  if (next != '.' && next != ',' && next != 0 && !isSpaceByte(next)) {
+    return bracket;
+  }
+  replaceUser(first, last);
+  return std::max(bracket, m_nCopied);
+}
+
+// "scp jane@gw9:/x", "ssh jane@gw9": a host without a dot.
+TextRedactor::Place TextRedactor::tryRemoteAccount(Place begin, Place end) {
+  static constexpr std::array<std::string_view, 4> kPrograms = {"ssh ", "scp ", "sftp ", "rsync "};
+  constexpr std::size_t kLongestHost = 255;
+  const Place first = end + 1;
+  Place last = first;
+  while (last - first < kLongestHost && (isWordByte(at(last)) || at(last) == '-')) {
+    ++last;
+  }
+  const unsigned char next = at(last);
+  if (last < first + 2 || end < begin + 2 || !isLetterByte(at(first)) || !isWordByte(at(last - 1)) ||
+      (next != ':' && next != 0 && next != '"' && next != '\'' && !isSpaceByte(next)) ||
+      !isWordByte(at(begin)) || userEnd(begin) != end) {
+    return begin;
+  }
+  const std::string_view line = lineFront(begin);
+  if (std::none_of(kPrograms.begin(), kPrograms.end(), [line](std::string_view program) {
+        const std::size_t place = line.find(program);
+        return place != std::string_view::npos &&
+               (place == 0 || !isIdentifierByte(static_cast<unsigned char>(line[place - 1])));
+      })) {
+    return begin;
+  }
+  replaceUser(begin, end);
+  replaceHost(first, last, text(first, last).find_first_of("0123456789-") != std::string_view::npos);
+  return std::max(begin, m_nCopied);
 }
 
 }  // namespace halvo

@@ -19,6 +19,10 @@ bool isLower(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
+bool isUuidLike(std::string_view name) {
+  return name.size() == 36 && name[8] == '-' && name[13] == '-';
+}
+
 // "Times New Roman", "DejaVu Sans Bold": fonts have full names too.
 bool isFontName(std::string_view name) {
   static constexpr std::array<std::string_view, 10> kOfFonts = {
@@ -173,8 +177,13 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
   const Place begin = value.begin;
   const std::string_view name = text(begin, end);
   switch (look) {
-    case KeyLook::kUser:
     case KeyLook::kUserMaybe:
+      // A host, a certificate's subject, an id.
+      if (hostLook(name) != HostLook::kNone || name.find('=') != std::string_view::npos || isUuidLike(name)) {
+        return begin;
+      }
+      return takeUser(value, end);
+    case KeyLook::kUser:
       return takeUser(value, end);
     case KeyLook::kCommonName:
       return takeCommonName(value, end);
@@ -189,6 +198,11 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       return end;
     case KeyLook::kHost:
     case KeyLook::kHostMaybe: {
+      if (look == KeyLook::kHost && name.starts_with("\\\\")) {
+        Value host = value;
+        host.begin = begin + 2;  // "LOGONSERVER=\\\\DC7"
+        return takeNames(look, host, end);
+      }
       Place last = begin;
       while (last < end && (isIdentifierByte(at(last)))) {
         ++last;
@@ -221,7 +235,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
           name.find_first_not_of("0-xX") == std::string_view::npos || name.starts_with("Linux_")) {
         return begin;  // "Linux_6.1.0_xhci-hcd": a controller of the system's own
       }
-      if (name.size() == 36 && name[8] == '-' && name[13] == '-') {
+      if (isUuidLike(name)) {
         return begin;  // told by its look
       }
       found(RedactKind::kId, name);
@@ -267,144 +281,6 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
     default:
       return begin;
   }
-}
-
-// Where a "\\n" or its like, written out, ends a user's name. "CORP\\nadine" is a domain and a name.
-std::size_t TextRedactor::escapeIn(std::string_view name) {
-  const std::size_t slash = name.find('\\');
-  if (slash == std::string_view::npos || slash == 0 || slash + 1 >= name.size() ||
-      std::string_view("nrt").find(name[slash + 1]) == std::string_view::npos) {
-    return std::string_view::npos;
-  }
-  const std::string_view rest = name.substr(slash + 2);
-  const bool goesOn = !rest.empty() && isWordByte(static_cast<unsigned char>(rest.front())) &&
-                      rest.find_first_of("=:\\") == std::string_view::npos;
-  return goesOn ? std::string_view::npos : slash;
-}
-
-// "USER=", "LOGNAME=" of an environment or the summary's "User Name:", in front of `value`.
-bool TextRedactor::isUserVariable(Place value) const {
-  constexpr std::size_t kLongest = 9;
-  const std::string_view front = text(value - std::min(value, kLongest), value);
-  if (at(value - (value > 0 ? 1U : 0U)) == ' ') {
-    constexpr std::string_view kOfSummary = "User Name:";
-    std::string_view line = lineFront(value);
-    line = line.substr(0, line.find_last_not_of(' ') + 1);
-    return line == kOfSummary;
-  }
-  return front.ends_with("USER=") || front.ends_with("LOGNAME=") || front.ends_with("USERNAME=");
-}
-
-// jane, CORP\jane, jane@corp.
-TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
-  const Place begin = value.begin;
-  std::string_view name = text(begin, end);
-  if (name.find_first_of("/%") != std::string_view::npos) {
-    return begin;
-  }
-  if (const std::size_t sign = name.find('@'); sign != std::string_view::npos) {
-    // "user:password@host" is another's, and an e-mail address is told by its look.
-    Place last = begin + sign + 1;
-    while (last < end && isIdentifierByte(at(last))) {
-      ++last;
-    }
-    const std::string_view domain = text(begin + sign + 1, last);
-    const std::string_view local = name.substr(0, sign);
-    if (sign == 0 || last < end || (value.isColon && at(begin - 1) == ':') || !isHostText(domain) ||
-        (hostLook(domain) != HostLook::kNone && !isReservedHost(domain)) ||
-        !std::all_of(local.begin(), local.end(),
-                     [](char c) { return isIdentifierByte(static_cast<unsigned char>(c)) || c == '+'; })) {
-      return begin;
-    }
-    replaceUser(begin, begin + sign);
-    replaceHost(begin + sign + 1, last);
-    return std::max(last, m_nCopied);
-  }
-  if (const std::size_t escape = escapeIn(name); escape != std::string_view::npos) {
-    end = begin + escape;
-    name = name.substr(0, escape);
-  }
-  const std::size_t slash = name.rfind('\\');
-  const Place user = slash == std::string_view::npos ? begin : begin + slash + 1;
-  if (slash != std::string_view::npos) {
-    const std::size_t domain = name.find('\\');
-    replaceHost(begin, begin + domain);
-  }
-  Place last = user;
-  while (last < end &&
-         (isWordByte(at(last)) ||
-          std::string_view("-_.+$ ").find(static_cast<char>(at(last))) != std::string_view::npos ||
-          (at(last) == '\'' && last > user && last + 1 < end && isWordByte(at(last + 1))))) {
-    ++last;
-  }
-  while (last > user && (at(last - 1) == ' ' || at(last - 1) == '.')) {
-    --last;
-  }
-  // A call, a type, a comparison: a program and not a setting. "user:jane:" is a list of who may.
-  const bool isOneOfList = at(last) == ':' && at(last + 1) != ':' && begin > 0 && at(begin - 1) == ':';
-  const bool isCode = at(last) == '(' || at(last) == '<' || (at(last) == '[' && colourEnd(last) == last) ||
-                      at(last) == '>' || (at(last) == ':' && !isOneOfList);
-  if (last == user || (isCode && value.ending == Ending::kWord)) {
-    return begin;
-  }
-  // "owner: the one who": a sentence goes on.
-  const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
-                      isWordByte(at(last + 1)) && last - user < 32;
-  const bool isVariable = value.ending == Ending::kWord && isUserVariable(begin);
-  replaceUser(user, last, goesOn ? Evidence::kGuess : isVariable ? Evidence::kProven : Evidence::kNamed);
-  return std::max(last, m_nCopied);
-}
-
-// "CN = jane" and "CN = Jane Doe", and not "CN = Acme Root CA".
-TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) {
-  static constexpr std::array<std::string_view, 22> kOfIssuers = {
-      "root",   "ca",       "authority",    "global",      "issuing",       "class",   "server",   "client",
-      "trust",  "security", "public",       "signing",     "code",          "service", "services", "network",
-      "policy", "device",   "intermediate", "certificate", "certification", "system"};
-  constexpr std::size_t kLongestCommonName = 64;
-  const Place begin = value.begin;
-  if (value.isColon) {
-    return begin;
-  }
-  Place last = begin;
-  while (last - begin < kLongestCommonName && at(last) != 0 &&
-         (isIdentifierByte(at(last)) || at(last) == ' ' || at(last) == '\'')) {
-    ++last;
-  }
-  last -= last > begin && at(last - 1) == '\'' ? 1U : 0U;
-  while (last > begin && (at(last - 1) == ' ' || at(last - 1) == '.')) {
-    --last;
-  }
-  (void)end;
-  const std::string_view name = text(begin, last);
-  const std::size_t blank = name.find(' ');
-  if (blank == std::string_view::npos) {
-    const bool isPlain = std::all_of(name.begin(), name.end(),
-                                     [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
-    if (name.size() < 3 || hostLook(name) != HostLook::kNone) {
-      return begin;
-    }
-    replaceUser(begin, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
-    return std::max(last, m_nCopied);
-  }
-  // Two or three words with a capital each.
-  std::size_t words = 0;
-  for (std::string_view rest = name; !rest.empty();) {
-    const std::string_view word = rest.substr(0, rest.find(' '));
-    rest.remove_prefix(std::min(rest.size(), word.size() + 1));
-    const bool isName =
-        word.size() > 1 && word.front() >= 'A' && word.front() <= 'Z' &&
-        std::all_of(word.begin() + 1, word.end(), [](char c) {
-          return (c >= 'a' && c <= 'z') || c == '-' || c == '\'' || static_cast<unsigned char>(c) > 127;
-        });
-    const bool isOfIssuer = std::any_of(kOfIssuers.begin(), kOfIssuers.end(),
-                                        [word](std::string_view known) { return isSame(word, known); });
-    if (!isName || isOfIssuer || ++words > 3) {
-      return begin;
-    }
-  }
-  replaceUser(begin, last, Evidence::kGuess);
-  return std::max(last, m_nCopied);
 }
 
 // Names of domains and hosts with blanks, commas or semicolons between them; addresses stand among them.
@@ -461,72 +337,6 @@ TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
     done = place = last;
   }
   return std::max(done, m_nCopied);
-}
-
-// <auth-user-pass>: a name and a password on a line each.
-TextRedactor::Place TextRedactor::takeUserPass(const Value& value) {
-  const auto skip = [this](Place place) {
-    const Place front = place;
-    while (place - front < 32 && isSpaceByte(at(place))) {
-      ++place;
-    }
-    return place;
-  };
-  const auto lineEnd = [this](Place place) {
-    const Place front = place;
-    while (place - front < 256 && at(place) >= ' ' && at(place) != '<') {
-      ++place;
-    }
-    return place;
-  };
-  const Place user = skip(value.begin);
-  const Place userEnd = lineEnd(user);
-  const bool hasLines = at(value.begin) == '\n' || (at(value.begin) == '\r' && at(value.begin + 1) == '\n');
-  if (value.ending != Ending::kElement || !hasLines || userEnd == user || at(userEnd) >= ' ') {
-    return value.begin;
-  }
-  const std::size_t sign = text(user, userEnd).find('@');
-  if (sign == std::string_view::npos || tryEmail(user, user + sign) == user) {
-    replaceUser(user, userEnd);
-  }
-  Value password;
-  password.begin = skip(userEnd);
-  password.ending = Ending::kLine;
-  if (at(password.begin) == '<') {
-    return std::max(userEnd, m_nCopied);
-  }
-  return std::max(takeSecret(password), m_nCopied);
-}
-
-// 1000(jane),27(sudo): the latter is one of the system's own.
-TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
-  constexpr unsigned kFirstOfPeople = 500;  // on some systems
-  Place place = begin;
-  for (;;) {
-    const Place first = place;
-    const unsigned id = takeNumber(place, 9);
-    if (place == first || at(place) != '(' || place - begin > 2048) {
-      return std::max(begin, m_nCopied);
-    }
-    const Place name = ++place;
-    while (place - name < 64 &&
-           (isWordByte(at(place)) ||
-            std::string_view("-_.+$ ").find(static_cast<char>(at(place))) != std::string_view::npos) &&
-           at(place) != 0) {
-      ++place;
-    }
-    if (at(place) != ')') {
-      return std::max(begin, m_nCopied);
-    }
-    if (id >= kFirstOfPeople) {
-      replaceUser(name, place, Evidence::kProven);
-    }
-    ++place;
-    if (at(place) != ',') {
-      return place;
-    }
-    ++place;
-  }
 }
 
 }  // namespace halvo

@@ -35,6 +35,21 @@ bool isOneOf(std::string_view word, std::initializer_list<std::string_view> word
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+bool isPackageEnding(std::string_view word) {
+  return isOneOf(word, {"deb", "rpm", "tar", "tgz", "gz",  "xz",  "bz2",  "zst",  "zip", "jar",   "whl", "so",
+                        "dmg", "pkg", "msi", "exe", "apk", "dsc", "orig", "udeb", "dll", "dylib", "1"});
+}
+
+// Whether the rest of a file's name ends so: "_x64.exe".
+bool endsLikePackage(std::string_view rest) {
+  std::size_t size = 0;
+  while (size < rest.size() && (isIdentifierByte(static_cast<unsigned char>(rest[size])))) {
+    ++size;
+  }
+  const std::size_t dot = rest.substr(0, size).rfind('.');
+  return dot != std::string_view::npos && isPackageEnding(rest.substr(dot + 1, size - dot - 1));
+}
+
 bool isPrivate(std::string_view address) {
   if (address.starts_with("10.") || address.starts_with("192.168.")) {
     return true;
@@ -158,25 +173,31 @@ bool TextRedactor::isJoinedVersion(Place begin, Place end) const {
   const unsigned char front = before(begin);
   const std::string_view address = text(begin, end);
   const std::string_view rest = std::string_view(m_Window).substr(end, 20);
+  const std::string_view longRest = std::string_view(m_Window).substr(end, 64);
   const std::string_view ending = rest.starts_with('.') ? firstWord(rest.substr(1)) : std::string_view();
   const bool isPackage =
-      isOneOf(ending, {"deb", "rpm", "tar", "tgz", "gz",  "xz",  "bz2",  "zst",  "zip", "jar",   "whl", "so",
-                       "dmg", "pkg", "msi", "exe", "apk", "dsc", "orig", "udeb", "dll", "dylib", "1"}) ||
-      (rest.starts_with('_') && isArchitecture(firstWord(rest.substr(1))));
+      isPackageEnding(ending) || (rest.starts_with('_') && isArchitecture(firstWord(rest.substr(1))));
   if (front == '_') {
     const bool isSetting = isOneOf(ending, {"ovpn", "conf", "pcap", "pcapng", "cap", "pem", "crt", "cer",
                                             "key", "mobileconfig", "nmconnection"});
     if (!isPackage && isBehindAddressWord(begin - 1)) {
       return false;
     }
-    return !isSetting && (isPackage || rest.starts_with('-') || !isPrivate(address));
+    // "jane_84.17.52.3_x.txt", and "setup_1.2.3.4_x64.exe".
+    return !isSetting && (isPackage || rest.starts_with('-') ||
+                          (!isPrivate(address) && !(rest.starts_with('_') && !endsLikePackage(longRest))));
   }
   if (front == '.') {
     const bool isLibrary = begin > 3 && text(begin - 4, begin) == ".so.";
     return begin > 1 && isWordByte(at(begin - 2)) && (isLibrary || !isPrivate(address));
   }
   if (front == '-' && begin > 1) {
-    if (isLetterByte(at(begin - 2))) {
+    // "name-1.2.3.4.gz", "name64-1.2.3.4.gz".
+    Place word = begin - 1;
+    while (word > 0 && begin - word < 40 && isDigitByte(at(word - 1))) {
+      --word;
+    }
+    if (isLetterByte(before(word))) {
       return isPackage && !isPrivate(address);
     }
     // A port of a hub: small numbers, the first that of the bus.
