@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kLongestPrefix = 64;
 constexpr std::size_t kLongestTag = 256;
+constexpr std::size_t kMostInside = 32;  // signs of other elements
 
 bool isSameName(std::string_view text, std::string_view name) {
   return std::equal(text.begin(), text.end(), name.begin(), name.end(), [](char one, char other) {
@@ -68,10 +69,12 @@ TextRedactor::Value TextRedactor::textOfElement(Place begin, std::string_view na
   }
   const std::string_view all = seen(begin, kLongestValue);
   const std::size_t line = std::min(all.find('\n'), all.size());
+  std::size_t others = 0;
   for (std::size_t sign = all.find('<'); sign != std::string_view::npos; sign = all.find('<', sign + 1)) {
     std::size_t behind = sign + 1;
-    behind += all.substr(behind, 1) == "\\" ? 1 : 0;  // as in JSON
-    if (all.substr(behind, 1) == "/" && isSameName(seen(begin + behind + 1, name.size()), name) &&
+    behind += behind < all.size() && all[behind] == '\\' ? 1 : 0;  // as in JSON
+    if (behind < all.size() && all[behind] == '/' &&
+        isSameName(seen(begin + behind + 1, name.size()), name) &&
         !isIdentifierByte(at(begin + behind + 1 + name.size()))) {
       value.isFound = true;
       value.elementEnd = begin + sign;
@@ -79,6 +82,9 @@ TextRedactor::Value TextRedactor::textOfElement(Place begin, std::string_view na
     }
     if (sign > line) {
       break;
+    }
+    if (++others > kMostInside) {
+      return value;  // a page, and no setting
     }
   }
   // Cut, or longer than what is looked at: a word of one line is taken alone.
