@@ -243,7 +243,8 @@ void compareMissing(const BundleContent& before, const BundleContent& after, Com
   for (auto& [key, files] : byName) {
     auto& [old, now] = files;
     dropSame(before, after, old, now);
-    const std::size_t both = std::min(old.size(), now.size());
+    // Without a name two reasons may be of two files.
+    const std::size_t both = key.second == "N/A" ? 0 : std::min(old.size(), now.size());
     for (std::size_t i = 0; i < both; ++i) {
       comparison.reasons.push_back({key.first, key.second, old[i]->reason, now[i]->reason});
     }
@@ -265,6 +266,7 @@ std::set<std::string> itemsOf(const BundleContent& content) {
         items.insert(row.id);
       }
     }
+    items.insert(section.notDefault.begin(), section.notDefault.end());
   }
   return items;
 }

@@ -74,6 +74,19 @@ TEST(CompareItemsTest, MissingFilesOfOneNameAreCountedEach) {
   EXPECT_THAT(comparison.reasons, IsEmpty());
 }
 
+TEST(CompareItemsTest, PathsThatFoundNothingHaveNoNameInCommon) {
+  SummaryBuilder before;
+  before.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "N/A", "", "No file found /x");
+  SummaryBuilder after;
+  after.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "N/A", "", "No file found /y");
+  const OpenedBundle old(bundleOf(before));
+  const OpenedBundle now(bundleOf(after));
+  const Comparison comparison = compareBundles(*old, *now, 10);
+  EXPECT_THAT(comparison.reasons, IsEmpty());
+  EXPECT_THAT(comparison.missingOld, SizeIs(1));
+  EXPECT_THAT(comparison.missingNew, SizeIs(1));
+}
+
 TEST(CompareItemsTest, AReasonThatChangedIsTold) {
   SummaryBuilder before;
   before.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "b.log", "", "No file found");
