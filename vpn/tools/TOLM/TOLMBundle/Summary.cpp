@@ -5,19 +5,15 @@
 #include <string_view>
 #include <utility>
 
+#include "vpn/tools/TOLM/TOLMBundle/SummaryEntry.h"
+
 namespace halvo {
 
 namespace {
 
-constexpr std::size_t kColumns = 4;
-using Widths = std::array<std::size_t, kColumns>;
-using Cells = std::array<std::string, kColumns>;
-constexpr Widths kIncludedWidths = {17, kSummaryNameWidth, 40, 10};
-constexpr Widths kOmittedWidths = {17, kSummaryNameWidth, 40, 50};
+constexpr SummaryWidths kIncludedWidths = {17, kSummaryNameWidth, 40, 10};
+constexpr SummaryWidths kOmittedWidths = {17, kSummaryNameWidth, 40, 50};
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kLast = kColumns - 1;
-constexpr std::array<std::size_t, kColumns> kNowhere = {std::string::npos, std::string::npos,
-                                                        std::string::npos, std::string::npos};
 
 constexpr char kHeading[] = "TOLM BUNDLE SUMMARY\n\n";
 constexpr char kIncludedHeading[] = "Files Included in Bundle:\n";
@@ -27,7 +23,6 @@ constexpr char kFailedHeading[] = "TOLMEngine failed to parse or use the followi
 constexpr char kUnknownHeading[] =
     "\n\nNo instruction found in any config for the following file ID's from request:\n";
 constexpr char kNoteStart[] = " - ";
-constexpr char kNotDefaultStart[] = "The file(s) of ID ";
 constexpr char kNotDefaultEnd[] = " is/are not included by default by this config.\n";
 
 constexpr std::size_t kIncludedRule = 101;
@@ -36,13 +31,8 @@ constexpr std::size_t kSectionRule = 141;
 constexpr std::size_t kFailedRule = 100;
 constexpr std::size_t kLabelWidth = 30;
 
-// As the engine sees it: in no locale, and never a byte of 128 or above.
-bool isWhiteSpace(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-std::size_t totalWidth(const Widths& widths) {
-  std::size_t width = kGap * (kColumns - 1);
+std::size_t totalWidth(const SummaryWidths& widths) {
+  std::size_t width = kGap * (kSummaryColumns - 1);
   for (const std::size_t column : widths) {
     width += column;
   }
@@ -58,115 +48,6 @@ void trimRight(std::string& text) {
     text.pop_back();
   }
 }
-
-// A line that was cut in the middle of a word has one byte less than the column and no white space.
-bool isHardCut(const std::string& line, std::size_t width) {
-  return line.size() == width - 1 && std::none_of(line.begin(), line.end(), isWhiteSpace);
-}
-
-// The first word of a line and the place where it ends.
-std::size_t firstWord(const std::string& line) {
-  return static_cast<std::size_t>(std::find_if(line.begin(), line.end(), isWhiteSpace) - line.begin());
-}
-
-// Whether `next` may be the line behind `line` in one cell: the word that begins it hadn't fitted.
-bool mayFollow(const std::string& line, const std::string& next, std::size_t width) {
-  if (next.empty()) {
-    return true;
-  }
-  return !line.empty() && (isHardCut(line, width) || line.size() + 1 + firstWord(next) >= width);
-}
-
-// The rows of one entry, put together again.
-class Entry {
- public:
-  explicit Entry(const Widths& widths) : m_rWidths(widths) {}
-
-  [[nodiscard]] bool isEmpty() const { return m_nRows == 0; }
-
-  // Whether the row is one more of this entry and not the first of another.
-  [[nodiscard]] bool takes(const Cells& cells, bool sizeTells) const {
-    if (isEmpty()) {
-      return true;
-    }
-    if (sizeTells) {
-      // A size never wraps and is never empty.
-      return cells[kLast].empty();
-    }
-    // A reason is never empty: the first row of an entry has its front.
-    if (cells[kLast].empty()) {
-      return true;
-    }
-    // Items of one id stand together.
-    if (cells[0] == m_FirstId && !cells[0].empty() && !cells[1].empty()) {
-      return false;
-    }
-    for (std::size_t i = 0; i < kColumns; ++i) {
-      if (!mayFollow(m_LastLines[i], cells[i], m_rWidths[i])) {
-        return false;
-      }
-    }
-    return true;
-  }
-
-  void add(const Cells& cells) {
-    for (std::size_t i = 0; i < kColumns; ++i) {
-      const bool isFurther = m_nRows > 0 && !cells[i].empty();
-      const bool joins = isFurther && isHardCut(m_LastLines[i], m_rWidths[i]);
-      m_Texts[i] += isFurther && !joins ? " " : "";
-      if (isFurther) {
-        m_JoinedAt[i] = joins ? m_Texts[i].size() : std::string::npos;
-      }
-      m_Texts[i] += cells[i];
-    }
-    if (m_nRows == 0) {
-      m_FirstId = cells[0];
-      m_NameKey = cells[1];
-    } else if (!cells[1].empty()) {
-      m_NameKey += "\n" + cells[1];
-    }
-    m_LastLines = cells;
-    ++m_nRows;
-  }
-
-  void moveTo(std::vector<SummaryRow>& rows) {
-    if (!isEmpty()) {
-      partSingleBytes();
-      rows.push_back({std::move(m_Texts[0]), std::move(m_Texts[1]), std::move(m_NameKey),
-                      std::move(m_Texts[2]), std::move(m_Texts[3])});
-    }
-    *this = Entry(m_rWidths);
-  }
-
-  Entry& operator=(Entry&& other) noexcept {
-    m_Texts = std::move(other.m_Texts);
-    m_JoinedAt = other.m_JoinedAt;
-    m_LastLines = std::move(other.m_LastLines);
-    m_FirstId = std::move(other.m_FirstId);
-    m_NameKey = std::move(other.m_NameKey);
-    m_nRows = other.m_nRows;
-    return *this;
-  }
-
- private:
-  // What is a byte longer than such a cut fits its column and isn't cut: there was white space ahead of it.
-  void partSingleBytes() {
-    for (std::size_t i = 0; i < kColumns; ++i) {
-      if (m_JoinedAt[i] != std::string::npos && m_Texts[i].size() - m_JoinedAt[i] == 1) {
-        m_Texts[i].insert(m_JoinedAt[i], " ");
-      }
-    }
-  }
-
-  const Widths& m_rWidths;
-  Cells m_Texts;
-  // Where the last line was put behind another without a blank.
-  std::array<std::size_t, kColumns> m_JoinedAt = kNowhere;
-  Cells m_LastLines;
-  std::string m_FirstId;
-  std::string m_NameKey;
-  std::size_t m_nRows = 0;
-};
 
 class SummaryText {
  public:
@@ -295,23 +176,23 @@ class SummaryText {
   }
 
   // The row of headings and the rule below it.
-  bool takeTableHead(const Widths& widths, std::size_t ruleWidth) {
-    Cells cells;
+  bool takeTableHead(const SummaryWidths& widths, std::size_t ruleWidth) {
+    SummaryCells cells;
     return takeRow(widths, cells) && cells[0] == "ID" && take(std::string(ruleWidth, '-') + "\n");
   }
 
   // Rows are taken by their width: a cell may hold line feeds.
-  bool takeRow(const Widths& widths, Cells& cells) {
+  bool takeRow(const SummaryWidths& widths, SummaryCells& cells) {
     const std::size_t width = totalWidth(widths);
     if (m_rText.size() - m_nAt < width + 1 || m_rText[m_nAt + width] != '\n') {
       return false;
     }
     std::size_t at = m_nAt;
-    for (std::size_t i = 0; i < kColumns; ++i) {
+    for (std::size_t i = 0; i < kSummaryColumns; ++i) {
       cells[i] = m_rText.substr(at, widths[i]);
       trimRight(cells[i]);
       at += widths[i];
-      if (i + 1 < kColumns && m_rText.compare(at, kGap, "  ") != 0) {
+      if (i + 1 < kSummaryColumns && m_rText.compare(at, kGap, "  ") != 0) {
         return false;
       }
       at += kGap;
@@ -320,10 +201,11 @@ class SummaryText {
     return true;
   }
 
-  void readRows(const Widths& widths, std::size_t ruleWidth, bool sizeTells, std::vector<SummaryRow>& rows) {
+  void readRows(const SummaryWidths& widths, std::size_t ruleWidth, bool sizeTells,
+                std::vector<SummaryRow>& rows) {
     const std::string end = std::string(ruleWidth, '-') + "\n";
-    Entry entry(widths);
-    Cells cells;
+    SummaryEntry entry(widths);
+    SummaryCells cells;
     while (!take(end)) {
       if (!takeRow(widths, cells)) {
         noteFault("a table can't be made out");
@@ -343,6 +225,7 @@ class SummaryText {
       std::string id;
       const std::size_t before = m_nAt;
       if (take(start) && takeUpToNoteEnd(id)) {
+        id = withPlainAmpersands(id);
         section.notes.push_back(kNotDefaultStart + id +
                                 std::string(kNotDefaultEnd, sizeof(kNotDefaultEnd) - 2));
         section.notDefault.push_back(std::move(id));
@@ -350,7 +233,8 @@ class SummaryText {
       }
       m_nAt = before;
       const bool isNew = take(kNoteStart);
-      const std::string line = takeLine();
+      const std::string line =
+          isNew && stands(kDuplicateStart) ? withPlainAmpersands(takeLine()) : takeLine();
       if (isNew || section.notes.empty()) {
         section.notes.push_back(line);
       } else {
@@ -382,7 +266,7 @@ class SummaryText {
     }
     m_pSummary->hasUnknownHeading = true;
     while (m_nAt < m_rText.size()) {
-      m_pSummary->unknownIds.push_back(takeLine());
+      m_pSummary->unknownIds.push_back(withPlainAmpersands(takeLine()));
     }
     return true;
   }
@@ -435,12 +319,31 @@ bool isSummary(const std::string& front) {
   return front.compare(mark, sizeof(kHeading) - 1, kHeading) == 0 || hasForeignLineEnds(front, mark);
 }
 
+// The parser hands an ampersand of an attribute on as a reference, and so the engine writes it.
+std::string withPlainAmpersands(const std::string& id) {
+  constexpr std::string_view kReference = "&#38;";
+  std::string plain;
+  for (std::size_t i = 0; i < id.size(); ++i) {
+    plain += id[i];
+    i += id.compare(i, kReference.size(), kReference) == 0 ? kReference.size() - 1 : 0;
+  }
+  return plain;
+}
+
+std::string withAmpersandReferences(const std::string& id) {
+  std::string written;
+  for (const char c : id) {
+    written += c == '&' ? "&#38;" : std::string(1, c);
+  }
+  return written;
+}
+
 std::string wrappedKey(const std::string& text, std::size_t width) {
   std::string key;
   std::size_t at = 0;
   bool first = true;
   const auto passWhiteSpace = [&] {
-    while (at < text.size() && isWhiteSpace(text[at])) {
+    while (at < text.size() && isSummaryBlank(text[at])) {
       ++at;
     }
   };
@@ -452,7 +355,7 @@ std::string wrappedKey(const std::string& text, std::size_t width) {
       length = width - 1;
       next = at + length;
       for (std::size_t i = width; i-- > 0;) {
-        if (isWhiteSpace(text[at + i])) {
+        if (isSummaryBlank(text[at + i])) {
           length = i;
           next = at + i + 1;
           break;

@@ -5,9 +5,9 @@
 // text: what it can't make out is passed over and told in `fault`.
 //
 // Wrapping loses what no reader can bring back: white space where a line was broken, blanks at both ends
-// of a text. Where several blanks stood at a break in the first rows of an omitted file, it may be read as
-// two. Two texts that wrap into the same lines can't be told apart; wrappedKey() says which do, and is how
-// file names are found again among the entries.
+// of a text. Where several blanks stood at a break in the first rows of an omitted file whose reason isn't
+// the engine's own, it may be read as two. Two texts that wrap into the same lines can't be told apart;
+// wrappedKey() says which do, and is how file names are found again among the entries.
 
 #pragma once
 
@@ -59,6 +59,15 @@ Summary readSummary(const std::string& text);
 bool isSummary(const std::string& front);
 
 inline constexpr std::size_t kSummaryNameWidth = 28;
+
+// How the notes begin that name an item.
+inline constexpr char kNotDefaultStart[] = "The file(s) of ID ";
+inline constexpr char kDuplicateStart[] = "WARNING: File ID ";
+
+// An id as documents have it, from the form in which the engine writes it, and back. The ids of a Summary,
+// also those in its notes of the two kinds above, are as documents have them.
+std::string withPlainAmpersands(const std::string& id);
+std::string withAmpersandReferences(const std::string& id);
 
 // The lines into which the summary's tables break a text, without blanks at their ends, joined by line feeds.
 std::string wrappedKey(const std::string& text, std::size_t width);

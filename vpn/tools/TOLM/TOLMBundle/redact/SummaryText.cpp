@@ -52,7 +52,7 @@ void appendTable(const std::vector<SummaryRow>& rows, const Widths& widths, std:
   appendRow({"ID", "Filename", "Description", last}, widths, text);
   text += std::string(rule, '-') + "\n";
   for (const SummaryRow& row : rows) {
-    appendRow({row.id, row.name, row.description, row.last}, widths, text);
+    appendRow({withAmpersandReferences(row.id), row.name, row.description, row.last}, widths, text);
   }
   text += std::string(rule, '-') + "\n";
 }
@@ -74,7 +74,8 @@ std::string summaryText(const Summary& summary) {
     if (!section.notes.empty()) {
       text += "\n\nNotes:\n";
       for (const std::string& note : section.notes) {
-        text += " - " + note + "\n";
+        const bool namesItem = note.starts_with(kNotDefaultStart) || note.starts_with(kDuplicateStart);
+        text += " - " + (namesItem ? withAmpersandReferences(note) : note) + "\n";
       }
     }
   }
@@ -89,7 +90,7 @@ std::string summaryText(const Summary& summary) {
   if (summary.hasUnknownHeading) {
     text += "\n\nNo instruction found in any config for the following file ID's from request:\n";
     for (const std::string& id : summary.unknownIds) {
-      text += id + "\n";
+      text += withAmpersandReferences(id) + "\n";
     }
   }
   return text;
