@@ -267,6 +267,14 @@ TEST_F(BundleCommandsTest, AskedIdsOfAnyCharacterStandInTheRequestAsTheyAre) {
   EXPECT_THAT(asked.out, HasSubstr("<file id=\"a&lt;b&gt;&amp;&quot;c&quot;&#9;d\"/>"));
 }
 
+// An empty request was printed, with the status 0.
+TEST_F(BundleCommandsTest, AskForNothingThatCanBeAskedForFails) {
+  const RunResult asked = tmtolm({"ask", "/opt/plain.zip", "--item", "a\x01"});
+  EXPECT_EQ(asked.exitStatus, 1);
+  EXPECT_EQ(asked.out, "");
+  EXPECT_THAT(asked.err, HasSubstr("no item is left to ask for"));
+}
+
 TEST_F(BundleCommandsTest, AskedRequestHoldsNothingThatATerminalObeys) {
   const RunResult asked = tmtolm({"ask", "/opt/plain.zip", "--item", "a\xc2\x9b\x7f"});
   EXPECT_THAT(asked.out, HasSubstr("<file id=\"a&#155;&#127;\"/>"));

@@ -22,9 +22,6 @@ constexpr std::size_t kUnmatched = SIZE_MAX;
 // More items than a line can name share no file but in a summary that somebody made up.
 constexpr std::size_t kMostSharedIds = 20;
 
-// What stands over a captured output: an empty line, a row of asterisks, the command, and another row.
-constexpr std::size_t kBannerStars = 75;
-
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? "" : path.substr(0, slash);
@@ -39,41 +36,15 @@ bool isPackersOwn(const std::string& name) {
   return name.compare(0, 9, "__MACOSX/") == 0;
 }
 
-// The output behind the last banner of the front; npos where no banner stands there.
-std::size_t behindBanner(const std::string& front) {
-  static const std::string s_strStart = "\n\r" + std::string(kBannerStars, '*') + "\n\"";
-  static const std::string s_strEnd = "\" output:\n" + std::string(kBannerStars, '*') + "\n\r\n";
-  const std::size_t start = front.rfind(s_strStart);
-  const std::size_t end = start == std::string::npos ? start : front.find(s_strEnd, start);
-  return end == std::string::npos ? end : end + s_strEnd.size();
-}
-
-// Words with which programs say that they couldn't.
-constexpr std::array<std::string_view, 12> kFailureWords = {"command not found",
-                                                            ": not found",
-                                                            "No such file or directory",
-                                                            "Permission denied",
-                                                            "Operation not permitted",
-                                                            "could not be found",
-                                                            "Cannot open",
-                                                            "cannot open",
-                                                            "must be root",
-                                                            "Segmentation fault",
-                                                            "Traceback (most recent",
-                                                            "Connection refused"};
-
-bool saysFailure(std::string_view line) {
-  return std::any_of(kFailureWords.begin(), kFailureWords.end(),
-                     [line](std::string_view words) { return line.find(words) != std::string_view::npos; });
-}
-
 }  // namespace
 
 std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
   std::string common;
   bool isFirst = true;
   for (const BundleEntryInfo& entry : entries) {
-    if (!entry.fault.empty() || entry.name == kRedactionEntry || isPackersOwn(entry.name)) {
+    // Nor the folders' own entries, of which a packer makes one for each that it goes through.
+    if (!entry.fault.empty() || entry.name == kRedactionEntry || isPackersOwn(entry.name) ||
+        entry.isFolder()) {
       continue;
     }
     const std::string folder = entry.name.substr(0, entry.name.rfind('/') + 1);
@@ -112,28 +83,6 @@ std::string bytesText(std::uint64_t bytes) {
   return text.str();
 }
 
-std::string outputFailure(const std::string& front) {
-  std::size_t at = behindBanner(front);
-  if (at == std::string::npos) {
-    return "";
-  }
-  if (front.find_first_not_of(" \t\r\n", at) == std::string::npos) {
-    return "the command printed nothing";
-  }
-  // Failures are told at once; a word further down may be what a log tells.
-  constexpr int kLines = 5;
-  for (int i = 0; i < kLines && at < front.size(); ++i) {
-    const std::size_t end = std::min(front.find('\n', at), front.size());
-    const std::string line = front.substr(at, end - at);
-    if (saysFailure(line)) {
-      constexpr std::size_t kLongestQuote = 200;
-      return line.substr(0, kLongestQuote);
-    }
-    at = end + 1;
-  }
-  return "";
-}
-
 // A request may name the summary otherwise; it lies above the documents' folders in any case.
 void BundleContent::findSummaryBelow(const std::string& root) {
   const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
@@ -163,6 +112,37 @@ void BundleContent::findSummary() {
     findSummaryBelow(folder);
     m_strRoot = m_nSummaryEntry < m_rReader.entries().size() ? folder : "";
   }
+  if (m_nSummaryEntry == m_rReader.entries().size()) {
+    findOnlySummary();
+  }
+}
+
+// Or with another file beside the folder: where one folder at the top has a summary it is that of all.
+void BundleContent::findOnlySummary() {
+  constexpr std::string_view kName = "/summary.txt";
+  constexpr std::size_t kFront = 64;
+  constexpr std::size_t kLooks = 1000;
+  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
+  std::size_t found = entries.size();
+  std::size_t looks = 0;
+  for (std::size_t i = 0; i < entries.size() && looks < kLooks; ++i) {
+    const std::string& name = entries[i].name;
+    std::string front;
+    if (!entries[i].fault.empty() || !name.ends_with(kName) || name.find('/') + kName.size() != name.size()) {
+      continue;
+    }
+    ++looks;
+    if (m_rReader.readFront(i, kFront, front).empty() && isSummary(front)) {
+      if (found < entries.size()) {
+        return;
+      }
+      found = i;
+    }
+  }
+  if (found < entries.size()) {
+    m_nSummaryEntry = found;
+    m_strRoot = entries[found].name.substr(0, entries[found].name.find('/') + 1);
+  }
 }
 
 void BundleContent::readSummaryEntry() {
@@ -188,8 +168,10 @@ std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& 
       lists.push_back(&found->second);
     }
   }
-  if (const auto found = m_ByKey.find(row.nameKey); found != m_ByKey.end()) {
-    lists.push_back(&found->second);
+  for (auto* const byKey : {&m_ByKey, &m_ByForeignKey}) {
+    if (const auto found = byKey->find(row.nameKey); found != byKey->end()) {
+      lists.push_back(&found->second);
+    }
   }
   if (lists.empty()) {
     return m_rReader.entries().size();
@@ -267,6 +249,10 @@ void BundleContent::load() {
       const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
       m_ByKey[key].entries.push_back(i);
       m_ByFolderAndKey[folderKey(folderOf(placeOf(i)), key)].entries.push_back(i);
+      if (const std::size_t backslash = entries[i].name.rfind('\\'); backslash != std::string::npos) {
+        m_ByForeignKey[wrappedKey(entries[i].name.substr(backslash + 1), kSummaryNameWidth)]
+            .entries.push_back(i);
+      }
     }
   }
   for (const SummarySection& section : m_Summary.sections) {
@@ -280,6 +266,7 @@ void BundleContent::load() {
   addTheRest();
   // All is matched, and of many entries they are most of what is held.
   m_ByKey.clear();
+  m_ByForeignKey.clear();
   m_ByFolderAndKey.clear();
   m_FirstFile = {};
 }

@@ -103,6 +103,7 @@ class BundleContent {
 
   void findSummary();
   void findSummaryBelow(const std::string& root);
+  void findOnlySummary();
   void readSummaryEntry();
   void matchSection(const SummarySection& section);
   std::size_t matchRow(const std::string& title, const SummaryRow& row);
@@ -125,14 +126,10 @@ class BundleContent {
   // Entries by the form of their name in the summary, without and with their folder.
   std::map<std::string, Candidates> m_ByKey;
   std::map<std::string, Candidates> m_ByFolderAndKey;
+  // Those whose names have backslashes, by what stands behind the last: packers of another system part
+  // folders by them.
+  std::map<std::string, Candidates> m_ByForeignKey;
 };
-
-// Why a captured output looks like a failure, one line; empty if it doesn't. `front` is the beginning of the
-// file.
-std::string outputFailure(const std::string& front);
-
-// How much of a file outputFailure() wants to see.
-inline constexpr std::size_t kOutputFront = 16384;
 
 // The folder in which all entries lie, with its "/", where a bundle was unpacked and packed again as a
 // folder; empty where there is none. What can't be opened doesn't count, nor what packers and redaction put

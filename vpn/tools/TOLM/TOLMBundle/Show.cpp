@@ -5,6 +5,7 @@
 #include <set>
 
 #include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/CapturedOutput.h"
 
 namespace halvo {
 
@@ -175,7 +176,7 @@ std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
     // A file that can't be read is told among them: nobody looks for it elsewhere.
     std::string why = reader.readFront(file.entry, kOutputFront, front);
     if (why.empty()) {
-      why = outputFailure(front);
+      why = outputFailure(front, front.size() < content.entry(file).size);
     }
     if (!why.empty()) {
       failed.push_back({i, why});

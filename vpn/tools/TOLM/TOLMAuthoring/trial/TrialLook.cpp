@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/CapturedOutput.h"
 
 namespace halvo {
 
@@ -15,7 +16,7 @@ namespace fs = std::filesystem;
 
 // Of a result, its beginning is looked at; further commands of a file stand behind megabytes seldom.
 constexpr std::size_t kMaxResult = std::size_t{4} << 20;
-constexpr std::size_t kStars = 75;
+const std::string kFileStart = "\n\r*";
 const std::string kSignature = "TOLM BUNDLE SUMMARY\n";
 
 std::string beginningOf(const fs::path& path, std::size_t most) {
@@ -66,39 +67,23 @@ std::vector<std::string> failedRows(const std::string& summary) {
 
 std::vector<std::string> resultComplaints(const std::string& text) {
   std::vector<std::string> complaints;
-  // The heading of a command: a line of stars, the command, a line of stars.
-  const std::string stars(kStars, '*');
-  const std::string begin = "\n\r" + stars + "\n\"";
-  const std::string end = "\" output:\n" + stars + "\n\r\n";
-  if (text.compare(0, begin.size(), begin) != 0) {
+  // A text that begins otherwise is a log.
+  if (text.compare(0, kFileStart.size(), kFileStart) != 0) {
     return complaints;
   }
-  for (std::size_t at = 0; at != std::string::npos;) {
-    const std::size_t command = at + begin.size();
-    const std::size_t close = text.find(end, command);
-    if (close == std::string::npos) {
-      break;
+  for (const CapturedOutput& output : capturedOutputs(text, false)) {
+    const std::string name = quotedText(output.command);
+    const std::string body(output.output);
+    if (isBlankOutput(body)) {
+      complaints.push_back(name + " printed nothing");
+      continue;
     }
-    const std::size_t output = close + end.size();
-    const std::size_t next = text.find(begin, output);
-    const std::string body = text.substr(output, next == std::string::npos ? next : next - output);
-    const std::string name = quotedText(text.substr(command, close - command));
     // A shell's complaint comes ahead of all else that is printed.
     const std::size_t first = body.find_first_not_of(" \t\r\n");
-    const std::string line = first == std::string::npos
-                                 ? ""
-                                 : body.substr(first, std::min(body.find('\n', first), body.size()) - first);
-    if (line.empty()) {
-      complaints.push_back(name + " printed nothing");
-    } else {
-      for (const char* word : {"not found", "No such file", "Permission denied", "Operation not permitted"}) {
-        if (line.find(word) != std::string::npos) {
-          complaints.push_back(name + " begins with " + quotedText(line));
-          break;
-        }
-      }
+    const std::string line = body.substr(first, std::min(body.find('\n', first), body.size()) - first);
+    if (saysFailure(line) || line.find("not found") != std::string::npos) {
+      complaints.push_back(name + " begins with " + quotedText(line));
     }
-    at = next;
   }
   return complaints;
 }
@@ -116,7 +101,7 @@ TrialFindings lookAtWorkFolder(const std::string& folder) {
   for (const fs::path& path : files) {
     // Most files are logs of any size, and their first bytes tell that they are.
     const std::string start = beginningOf(path, kSignature.size());
-    if (start != kSignature && start.compare(0, 3, "\n\r*") != 0) {
+    if (start != kSignature && start.compare(0, kFileStart.size(), kFileStart) != 0) {
       continue;
     }
     const std::string text = beginningOf(path, kMaxResult);
