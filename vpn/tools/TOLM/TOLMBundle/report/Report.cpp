@@ -157,6 +157,8 @@ class HeadPart {
   std::string html(const Timeline& timeline, const Findings& findings) {
     addMachine();
     addMissing();
+    addFailedDocuments();
+    addNotes();
     addFindings(findings);
     m_strHtml += "<h2 id=\"timeline\">Timeline</h2>\n" + timeline.html();
     addShares();
@@ -198,9 +200,13 @@ class HeadPart {
     const std::vector<MissingFile>& missing = m_rContent.missing();
     m_strHtml += "<h2 id=\"missing\">Missing (" + std::to_string(missing.size()) + ")</h2>\n";
     if (missing.empty()) {
-      m_strHtml += m_rContent.unread().empty()
-                       ? "<p>Nothing is missing.</p>\n"
-                       : "<p>What is missing isn't known: not all could be read.</p>\n";
+      if (!m_rContent.unread().empty()) {
+        m_strHtml += "<p>What is missing isn't known: not all could be read.</p>\n";
+      } else if (m_rContent.summary().failedDocuments.empty()) {
+        m_strHtml += "<p>Nothing is missing.</p>\n";
+      } else {
+        m_strHtml += "<p>Of the documents that could be used nothing is missing.</p>\n";
+      }
       return;
     }
     m_strHtml +=
@@ -216,6 +222,32 @@ class HeadPart {
     }
     m_strHtml += "</tbody></table></div>\n";
     addRest(missing.size() - done);
+  }
+
+  // A list that is on the page where there is something in it.
+  void addList(const std::string& id, const std::string& heading, const std::vector<std::string>& texts) {
+    if (texts.empty()) {
+      return;
+    }
+    m_strHtml += "<h2 id=\"" + id + "\">" + heading + " (" + std::to_string(texts.size()) + ")</h2>\n<ul>\n";
+    std::size_t done = 0;
+    for (; done < texts.size() && !isFull(); ++done) {
+      m_strHtml += "<li>" + isolated(texts[done]) + "</li>\n";
+    }
+    m_strHtml += "</ul>\n";
+    addRest(texts.size() - done);
+  }
+
+  void addFailedDocuments() {
+    addList("documents", "Documents that couldn't be used", m_rContent.summary().failedDocuments);
+  }
+
+  void addNotes() {
+    std::vector<std::string> notes;
+    for (const SummarySection& section : m_rContent.summary().sections) {
+      notes.insert(notes.end(), section.notes.begin(), section.notes.end());
+    }
+    addList("notes", "Notes", notes);
   }
 
   void addRest(std::size_t rest) {

@@ -88,6 +88,23 @@ TEST(ReportTest, AFileThatSeveralItemsNameIsOnThePageOnce) {
                           Not(HasSubstr("id=\"f1\"")), HasSubstr("Items (1)")));
 }
 
+// "Nothing is missing" stood on the page, and the document whose items weren't gathered nowhere.
+TEST(ReportTest, DocumentsThatCouldNotBeUsedAndNotesAreOnThePage) {
+  SummaryBuilder summary;
+  summary.section("Logs").included("a", "a.log", "", "1 bytes");
+  std::string text = summary.take();
+  text.insert(
+      text.find("\n\nNo instruction"),
+      "\n\nNotes:\n - The file(s) of ID R&#38;D<b> is/are not included by default by this config.\n\n" +
+          std::string(100, '=') +
+          "\nTOLMEngine failed to parse or use the following configuration files:\n/opt/<i>bad.xml\n");
+  const std::string page = pageOf(ZipBuilder().add({"summary.txt", text}).add({"Logs/a.log", "x"}));
+  EXPECT_THAT(page,
+              AllOf(HasSubstr("Documents that couldn't be used (1)"), HasSubstr("/opt/&lt;i&gt;bad.xml"),
+                    HasSubstr("Notes (1)"), HasSubstr("of ID R&amp;D&lt;b&gt; is/are not included"),
+                    Not(HasSubstr("Nothing is missing")), HasSubstr("nothing is missing")));
+}
+
 TEST(ReportTest, PageAsksNobodyForAnything) {
   const std::string page = pageOf(sample("x\n"));
   EXPECT_THAT(page, HasSubstr("default-src 'none'"));

@@ -47,8 +47,13 @@
     file.open = true;
     file.querySelectorAll("pre[data-first]").forEach(number);
     document.querySelectorAll(".here").forEach(function (line) { line.classList.remove("here"); });
-    const line = match[2] && document.getElementById(match[1] + match[2]);
+    // A line of the part that was left out isn't on the page: the words that tell so are shown in its place.
+    const line = match[2] && (document.getElementById(match[1] + match[2]) || file.querySelector("p.cut"));
     if (line) line.classList.add("here");
+    if (line && line.matches("p.cut")) {
+      line.dataset.told = line.dataset.told || line.textContent;
+      line.textContent = "Line " + match[2].slice(1) + " isn't on this page. " + line.dataset.told;
+    }
     (line || file).scrollIntoView({ block: "center" });
   }
   window.addEventListener("hashchange", function () { goTo(location.hash); });
