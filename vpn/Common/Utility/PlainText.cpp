@@ -10,6 +10,49 @@ namespace {
 // What a line of a terminal can bear beside the words around it.
 constexpr std::size_t kMaxQuoted = 60;
 
+// The length of the UTF-8 character at `at`; 0 where none begins there. A terminal that takes bytes for
+// characters obeys those of 0x80 to 0x9f.
+std::size_t characterLength(const std::string& text, std::size_t at) {
+  const auto byte = [&](std::size_t i) {
+    return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0U;
+  };
+  const unsigned first = byte(0);
+  if (first < 0x80) {
+    return 1;
+  }
+  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+  // Those that would be longer than they need to be, halves of surrogates, and what lies above U+10FFFF.
+  if (first < 0xc2 || first > 0xf4 || (first == 0xe0 && byte(1) < 0xa0) ||
+      (first == 0xed && byte(1) > 0x9f) || (first == 0xf0 && byte(1) < 0x90) ||
+      (first == 0xf4 && byte(1) > 0x8f)) {
+    return 0;
+  }
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0U) != 0x80) {
+      return 0;
+    }
+  }
+  return length;
+}
+
+// Controls (U+0000 to U+001F, U+007F to U+009F), and those that turn the order of what stands around them:
+// U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069.
+bool movesTerminal(const std::string& character) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(character[i]); };
+  switch (character.size()) {
+    case 1:
+      return byte(0) < 0x20 || byte(0) == 0x7f;
+    case 2:
+      return byte(0) == 0xc2 && byte(1) < 0xa0;
+    case 3:
+      return byte(0) == 0xe2 && ((byte(1) == 0x80 && (byte(2) == 0x8e || byte(2) == 0x8f ||
+                                                      (byte(2) >= 0xaa && byte(2) <= 0xae))) ||
+                                 (byte(1) == 0x81 && byte(2) >= 0xa6 && byte(2) <= 0xa9));
+    default:
+      return false;
+  }
+}
+
 // Writes DEL and U+0080 to U+009F by their numbers. Those below the blank are for who made the text.
 std::string withControlsAs(const std::string& text, std::string (*escape)(unsigned c)) {
   std::string clean;
@@ -34,23 +77,20 @@ std::string withControlsAs(const std::string& text, std::string (*escape)(unsign
 
 std::string withoutControls(const std::string& text) {
   std::string clean;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    // U+0080 to U+009F, which some terminals obey, are 0xc2 and one such byte in UTF-8.
-    const bool secondControl =
-        c == 0xc2 && i + 1 < text.size() && (static_cast<unsigned char>(text[i + 1]) & 0xe0) == 0x80;
-    if (c < 0x20 || c == 0x7f || secondControl) {
-      char escape[16];
-      std::snprintf(escape, sizeof(escape), "\\x%02x", static_cast<unsigned>(c));
-      clean += escape;
-      if (secondControl) {
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = characterLength(text, i);
+    const std::string character = text.substr(i, length == 0 ? 1 : length);
+    if (length == 0 || movesTerminal(character)) {
+      for (const char byte : character) {
+        char escape[8];
         std::snprintf(escape, sizeof(escape), "\\x%02x",
-                      static_cast<unsigned>(static_cast<unsigned char>(text[++i])));
+                      static_cast<unsigned>(static_cast<unsigned char>(byte)));
         clean += escape;
       }
     } else {
-      clean += text[i];
+      clean += character;
     }
+    i += character.size();
   }
   return clean;
 }

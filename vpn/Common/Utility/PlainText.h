@@ -9,7 +9,8 @@
 
 namespace halvo {
 
-// `text` with each control character as \xNN, those of U+0080 to U+009F as two.
+// `text` with each byte of a control character, of one that turns the direction of writing (U+200E, U+200F,
+// U+202A to U+202E, U+2066 to U+2069) and of what is no UTF-8 as \xNN.
 std::string withoutControls(const std::string& text);
 
 // A JSON text with its DEL and U+0080 to U+009F, which JSON bears as they are and terminals obey, as \u00NN.

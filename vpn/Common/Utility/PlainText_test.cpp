@@ -11,7 +11,7 @@ TEST(PlainTextTest, ControlCharactersBecomeTheirNumbers) {
 
 TEST(PlainTextTest, ControlCharactersOfTwoBytesBecomeTheirNumbers) {
   EXPECT_EQ(withoutControls("\xc2\x9b"), "\\xc2\\x9b");
-  EXPECT_EQ(withoutControls("\xc2"), "\xc2");
+  EXPECT_EQ(withoutControls("\xc2"), "\\xc2");
 }
 
 TEST(PlainTextTest, ControlCharactersThatJsonBearsBecomeItsEscapes) {
@@ -24,8 +24,25 @@ TEST(PlainTextTest, ControlCharactersThatXmlBearsBecomeItsReferences) {
             "<a b=\"&#127;&#155;\xc2\xa0\xc3\xa4\n\"/>\n");
 }
 
-TEST(PlainTextTest, OtherBytesStayAsTheyAre) {
-  EXPECT_EQ(withoutControls("\xc3\xa4 \xc2\xa0 \xff \"\\"), "\xc3\xa4 \xc2\xa0 \xff \"\\");
+TEST(PlainTextTest, OtherCharactersStayAsTheyAre) {
+  const std::string text = "\xc3\xa4 \xc2\xa0 \xe4\xbd\xa0 \xe2\x80\xa9 \xe2\x81\xaa \xf0\x9f\x98\x80 \"\\";
+  EXPECT_EQ(withoutControls(text), text);
+}
+
+// A terminal that doesn't know of UTF-8 obeys such bytes.
+TEST(PlainTextTest, BytesThatAreNoCharactersBecomeTheirNumbers) {
+  EXPECT_EQ(withoutControls("\x9b"
+                            "2J \xff \xe4\xbd"),
+            "\\x9b2J \\xff \\xe4\\xbd");
+  EXPECT_EQ(withoutControls("\xc0\x9b \xe0\x82\x9b \xed\xa0\x80 \xf4\x90\x80\x80"),
+            "\\xc0\\x9b \\xe0\\x82\\x9b \\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80");
+}
+
+// "txt.exe" could be made to look like "exe.txt".
+TEST(PlainTextTest, CharactersThatTurnTheDirectionBecomeTheirNumbers) {
+  EXPECT_EQ(withoutControls("a\xe2\x80\xae"
+                            "b\xe2\x81\xa6\xe2\x80\x8f"),
+            "a\\xe2\\x80\\xaeb\\xe2\\x81\\xa6\\xe2\\x80\\x8f");
 }
 
 TEST(PlainTextTest, LongTextsAreCutBehindAWholeCharacter) {

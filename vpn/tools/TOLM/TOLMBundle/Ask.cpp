@@ -66,6 +66,10 @@ std::vector<std::string> missingItems(const BundleContent& content, Redacted red
 }
 
 bool canBeAskedFor(const std::string& id) {
+  // U+FFFE and U+FFFF are no characters of XML.
+  if (id.find("\xef\xbf\xbe") != std::string::npos || id.find("\xef\xbf\xbf") != std::string::npos) {
+    return false;
+  }
   const bool controls = std::any_of(id.begin(), id.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 && c != '\t' && c != '\n' && c != '\r';

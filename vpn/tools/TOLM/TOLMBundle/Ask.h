@@ -16,7 +16,8 @@ enum class Redacted { kLeftAlone, kAskedFor };
 // aren't gathered by default and the user's comments are no part of it.
 std::vector<std::string> missingItems(const BundleContent& content, Redacted redacted);
 
-// Whether XML can hold the id; it can't where it isn't UTF-8 or holds control characters.
+// Whether XML can hold the id; it can't where it isn't UTF-8 or holds control characters, U+FFFE
+// or U+FFFF.
 bool canBeAskedFor(const std::string& id);
 
 // A request for the items, each once, in their order; without those that can't be asked for.

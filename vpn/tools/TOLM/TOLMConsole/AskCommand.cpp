@@ -48,10 +48,16 @@ class AskCommand : public ICommand {
       printError(nothingToAsk(content, unread));
       return kExitFailure;
     }
-    for (const std::string& id : ids) {
-      if (!canBeAskedFor(id)) {
+    std::erase_if(ids, [](const std::string& id) {
+      const bool cannot = !canBeAskedFor(id);
+      if (cannot) {
         printError("no document can have an item \"" + id + "\"; it is left out");
       }
+      return cannot;
+    });
+    if (ids.empty()) {
+      printError("no item is left to ask for");
+      return kExitFailure;
     }
     printText(requestDocument(ids));
     return finishOutput(kExitSuccess);

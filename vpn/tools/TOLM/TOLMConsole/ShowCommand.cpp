@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -32,8 +33,7 @@ class TerminalText {
     m_strPart.erase(0, start);
     constexpr std::size_t kLongestPart = 65536;
     if (m_strPart.size() > kLongestPart) {
-      const bool open = m_strPart.back() == '\xc2';
-      const std::string whole = m_strPart.substr(0, m_strPart.size() - (open ? 1 : 0));
+      const std::string whole = m_strPart.substr(0, m_strPart.size() - openCharacter());
       clean += withoutControls(whole);
       m_strPart.erase(0, whole.size());
     }
@@ -42,6 +42,19 @@ class TerminalText {
   void finish() { printText(withoutControls(m_strPart)); }
 
  private:
+  // How many bytes at the end begin a character of more.
+  [[nodiscard]] std::size_t openCharacter() const {
+    constexpr std::size_t kLongest = 4;
+    for (std::size_t back = 1; back < kLongest && back <= m_strPart.size(); ++back) {
+      const auto byte = static_cast<unsigned char>(m_strPart[m_strPart.size() - back]);
+      if ((byte & 0xc0U) != 0x80) {
+        const std::size_t length = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : byte >= 0xc0 ? 2 : 1;
+        return length > back ? back : 0;
+      }
+    }
+    return 0;
+  }
+
   std::string m_strPart;
 };
 
@@ -80,7 +93,7 @@ class ShowCommand : public ICommand {
   }
 
   [[nodiscard]] int showOne(const BundleContent& content) const {
-    const std::string item = m_bJson ? "" : showItemText(content, m_strWhat);
+    const std::string item = m_bJson ? "" : showItemText(content, m_strWhat) + notDefaultText(content);
     printText(item);
     if (!item.empty() || (m_bJson && showItemJson(content, m_strWhat, printText))) {
       return finishOutput(kExitSuccess);
@@ -97,6 +110,18 @@ class ShowCommand : public ICommand {
       return usageFailure("a file is shown as it is; --json is for an item or the whole bundle");
     }
     return showFile(content.reader(), entry);
+  }
+
+  // Of an item that nobody asked for nothing is missing, and nothing is there.
+  [[nodiscard]] std::string notDefaultText(const BundleContent& content) const {
+    const std::vector<SummarySection>& sections = content.summary().sections;
+    const bool told = std::any_of(sections.begin(), sections.end(), [this](const SummarySection& section) {
+      return std::find(section.notDefault.begin(), section.notDefault.end(), m_strWhat) !=
+             section.notDefault.end();
+    });
+    return told ? "  " + withoutControls(m_strWhat) +
+                      " isn't included by default; ask --item makes a request for it\n"
+                : "";
   }
 
   // Files that are called so in several folders can be told apart.
