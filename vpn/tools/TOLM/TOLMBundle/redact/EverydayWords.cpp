@@ -13,7 +13,7 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestWord = 24;
+constexpr std::size_t kLongestEveryday = 24;
 
 // First names and surnames that are words too ("mark", "page", "grant") are none of these.
 const std::unordered_set<std::string_view>& everydayWords() {
@@ -280,7 +280,7 @@ bool isCalendarWord(std::string_view word) {
 }
 
 bool isEverydayWord(std::string_view word) {
-  return word.size() <= kLongestWord && (everydayWords().contains(folded(word)) || isCalendarWord(word));
+  return word.size() <= kLongestEveryday && (everydayWords().contains(folded(word)) || isCalendarWord(word));
 }
 
 bool isEverydayText(std::string_view text) {

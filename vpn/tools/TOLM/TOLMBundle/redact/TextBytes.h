@@ -165,5 +165,6 @@ inline constexpr std::size_t kLookAhead = 8192;
 inline constexpr std::size_t kLookBehind = 512;
 inline constexpr std::size_t kLongestRun = 2048;
 inline constexpr std::size_t kLongestValue = 4096;
+inline constexpr std::size_t kLongestUser = 256;
 
 }  // namespace halvo

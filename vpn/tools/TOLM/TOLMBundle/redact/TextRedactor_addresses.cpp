@@ -87,6 +87,19 @@ std::string ipv6Text(const Ipv6Bytes& address) {
   return buffer.data();
 }
 
+// With the last four bytes as in an IPv4 address.
+std::string mixedText(const Ipv6Bytes& address) {
+  std::string result;
+  for (std::size_t i = 0; i < 12; i += 2) {
+    result += hexText(std::uint64_t{address[i]} << 8U | address[i + 1], 4) + ':';
+  }
+  std::uint32_t last = 0;
+  for (std::size_t i = 12; i < 16; ++i) {
+    last = last << 8U | address[i];
+  }
+  return result + quad(last);
+}
+
 }  // namespace
 
 // The number at `place`, which moves behind it; of `most` digits at most, 0 for none.
@@ -318,7 +331,9 @@ TextRedactor::Place TextRedactor::tryIpv6(Place begin, Place end) {
     return begin;
   }
   if (result != bytes) {
-    replace(begin, last, RedactKind::kAddress, ipv6Text(result));
+    // Joined to a word the stand-in ends as the address does: a second look then sees what this one did.
+    const bool isJoined = last > end && isPlainByte(at(last));
+    replace(begin, last, RedactKind::kAddress, isJoined ? mixedText(result) : ipv6Text(result));
   }
   return at(last) == '[' ? tryIdentity(last) : last;
 }

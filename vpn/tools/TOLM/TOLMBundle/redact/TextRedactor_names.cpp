@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::size_t kMemos = 256;
 constexpr std::size_t kLongestAuthority = 1024;
-constexpr std::size_t kLongestUser = 256;
 constexpr std::size_t kShortestLocalName = 5;
 
 // URLs of these lead to a host whatever it is called; those of others may name a file or a setting.
@@ -103,7 +102,7 @@ bool TextRedactor::mayBeWord(Place begin, Place end) const {
 // another such word stands beside it.
 bool TextRedactor::isInDate(Place begin, Place end) const {
   constexpr std::size_t kMostSigns = 2;
-  constexpr std::size_t kLongestWord = 10;
+  constexpr std::size_t kLongestDay = 10;
   const auto isSign = [](unsigned char c) {
     return isBlankByte(c) || c == ',' || c == '.' || c == '-' || c == '/';
   };
@@ -115,7 +114,7 @@ bool TextRedactor::isInDate(Place begin, Place end) const {
     ++next;
   }
   Place nextEnd = next;
-  while (nextEnd - next <= kLongestWord && isLetterByte(at(nextEnd))) {
+  while (nextEnd - next <= kLongestDay && isLetterByte(at(nextEnd))) {
     ++nextEnd;
   }
   Place last = begin;
@@ -123,7 +122,7 @@ bool TextRedactor::isInDate(Place begin, Place end) const {
     --last;
   }
   Place first = last;
-  while (first > 0 && last - first <= kLongestWord && isLetterByte(at(first - 1))) {
+  while (first > 0 && last - first <= kLongestDay && isLetterByte(at(first - 1))) {
     --first;
   }
   // What stood there before an earlier redaction may have begun with a digit.

@@ -49,6 +49,13 @@ TEST(FrameTest, AnAddressBehindAHardwareAddressIsNoPartOfIt) {
             redacted("3c:52:82:1a:2b:3c:10.1.2.3"));
 }
 
+// What stood behind the address was found by a second redaction alone.
+TEST(MixedAddressTest, AWordThatIsJoinedToItStaysJoined) {
+  const std::string once = redacted("p[1]: 2a02:8071::181.2.69.142amFuZS5kb2VAYWNtZS5kZQ==@acme.de");
+  EXPECT_THAT(once, Not(HasSubstr("2a02")));
+  EXPECT_EQ(once, redacted(once));
+}
+
 // The name of the next value became a user, in every file.
 TEST(EmptyValueTest, TheNextNameIsNoValue) {
   const std::string line = "authentication failure; logname= uid=0 euid=0 tty=ssh ruser= rhost=127.0.0.1";

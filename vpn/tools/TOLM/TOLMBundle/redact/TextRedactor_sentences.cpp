@@ -11,14 +11,12 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestUser = 256;
-
 // "waiting for user acknowledgements": by its ending the word is a thing and nobody.
 bool isAbstract(std::string_view word) {
-  static constexpr std::array<std::string_view, 12> kEndings = {
+  static constexpr std::array<std::string_view, 12> kAbstract = {
       "tion", "tions", "ment", "ments", "ness", "ity", "ings", "ence", "ences", "ances", "ories", "ables"};
   return std::all_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; }) &&
-         std::any_of(kEndings.begin(), kEndings.end(),
+         std::any_of(kAbstract.begin(), kAbstract.end(),
                      [word](std::string_view ending) { return word.ends_with(ending); });
 }
 
@@ -177,13 +175,13 @@ void TextRedactor::trySwitch(Place end) {
 // "Host Name . . . . . . . : NB7": a name with dots up to its value, whose last is at `dot`.
 void TextRedactor::tryLeader(Place dot) {
   constexpr std::size_t kLongestLeader = 80;
-  constexpr std::size_t kLongestKey = 48;
+  constexpr std::size_t kLongestLeaderKey = 48;
   Place keyEnd = dot;
   while (keyEnd > 0 && dot - keyEnd < kLongestLeader && (at(keyEnd - 1) == '.' || at(keyEnd - 1) == ' ')) {
     --keyEnd;
   }
   Place key = keyEnd;
-  while (key > 0 && keyEnd - key < kLongestKey && isIdentifierByte(at(key - 1))) {
+  while (key > 0 && keyEnd - key < kLongestLeaderKey && isIdentifierByte(at(key - 1))) {
     --key;
   }
   const KeyLook look =
@@ -221,10 +219,10 @@ TextRedactor::Place TextRedactor::tryIdentity(Place bracket) {
 // "scp jane@gw9:/x", "ssh jane@gw9": a host without a dot.
 TextRedactor::Place TextRedactor::tryRemoteAccount(Place begin, Place end) {
   static constexpr std::array<std::string_view, 4> kPrograms = {"ssh ", "scp ", "sftp ", "rsync "};
-  constexpr std::size_t kLongestHost = 255;
+  constexpr std::size_t kLongestRemote = 255;
   const Place first = end + 1;
   Place last = first;
-  while (last - first < kLongestHost && (isWordByte(at(last)) || at(last) == '-')) {
+  while (last - first < kLongestRemote && (isWordByte(at(last)) || at(last) == '-')) {
     ++last;
   }
   const unsigned char next = at(last);

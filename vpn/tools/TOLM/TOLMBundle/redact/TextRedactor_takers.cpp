@@ -15,7 +15,7 @@ namespace {
 constexpr std::array<std::string_view, 9> kSchemes = {"bearer", "basic",  "digest", "negotiate", "ntlm",
                                                       "token",  "apikey", "oauth",  "hawk"};
 
-bool isLower(std::string_view text) {
+bool isOfSmallLetters(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
@@ -129,12 +129,12 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
 
 // "ruser= rhost=84.17.52.7": behind a blank the next name, where the value is empty.
 bool TextRedactor::isNextKey(Place begin) const {
-  constexpr std::size_t kLongestKey = 64;
+  constexpr std::size_t kLongestNext = 64;
   if (begin == 0 || !isBlankByte(at(begin - 1)) || !isLetterByte(at(begin))) {
     return false;
   }
   Place end = begin;
-  while (end - begin < kLongestKey && isIdentifierByte(at(end))) {
+  while (end - begin < kLongestNext && isIdentifierByte(at(end))) {
     ++end;
   }
   return at(end) == '=' && at(end + 1) != '=';
@@ -255,7 +255,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       [[fallthrough]];
     case KeyLook::kWifi:
       if (name.size() > 64 || isCommonWord(name) || holdsStandIn(name) || name == "off/any" ||
-          (value.ending != Ending::kQuote && isLower(name) && isEverydayWord(name)) ||
+          (value.ending != Ending::kQuote && isOfSmallLetters(name) && isEverydayWord(name)) ||
           name.find_first_of("<>{}=") != std::string_view::npos) {
         return begin;
       }
