@@ -24,7 +24,7 @@ void add(Hits& hits, const Hit& hit) {
   }
 }
 
-double numberOf(const std::string& text) {
+double capturedNumber(const std::string& text) {
   return leadingNumber(text).value_or(std::nan(""));
 }
 
@@ -298,7 +298,7 @@ void Scan::takeMatch(std::size_t probe, const LinePart& line) {
 }
 
 void Scan::takeNumber(std::size_t probe, const Hit& hit) {
-  const double value = numberOf(hit.captures.front());
+  const double value = capturedNumber(hit.captures.front());
   if (std::isnan(value)) {
     return;
   }
@@ -321,7 +321,7 @@ void Scan::takeNumber(std::size_t probe, const Hit& hit) {
 
 bool Scan::holdsFor(const Condition& condition, const std::string& capture) const {
   if (condition.kind == ConditionKind::kNumber) {
-    return compares(numberOf(capture), condition.comparison, condition.value);
+    return compares(capturedNumber(capture), condition.comparison, condition.value);
   }
   LogTime time;
   if (!m_Now || !findLogTime(capture, time)) {
