@@ -90,7 +90,7 @@ void CheckRun::addDocument(const std::string& path, bool fromFolder) {
   const DocumentTree tree = parseDocumentFile(path);
   // Rules for findings lie beside documents at times, and have a reader of their own.
   if (isRulesDocument(tree)) {
-    m_Documents.push_back({path, {checkRulesDocument(path), {}}});
+    m_Documents.push_back({path, {checkRulesDocument(path, m_Rules), {}}});
     return;
   }
   Checked document{path, checkDocument(tree, m_Host)};

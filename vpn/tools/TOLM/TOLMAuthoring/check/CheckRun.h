@@ -15,6 +15,7 @@
 
 #include "vpn/tools/TOLM/TOLMAuthoring/check/DocumentCheck.h"
 #include "vpn/tools/TOLM/TOLMAuthoring/check/ElementCheck.h"
+#include "vpn/tools/TOLM/TOLMBundle/findings/Rules.h"
 
 namespace halvo {
 
@@ -55,6 +56,7 @@ class CheckRun {
   // Title or id to the document that has it first.
   std::map<std::string, std::string> m_Titles;
   std::map<std::string, std::string> m_Ids;
+  RuleSet m_Rules;  // of all documents of rules
   bool m_bAnyConfig = false;
 };
 

@@ -4,22 +4,23 @@
 #include <fstream>
 #include <sstream>
 
-#include "vpn/tools/TOLM/TOLMBundle/findings/Rules.h"
-
 namespace halvo {
 
 bool isRulesDocument(const DocumentTree& tree) {
   return tree.outcome == ParseOutcome::kParsed && tree.root != nullptr && tree.root->name == "rules";
 }
 
-std::vector<Finding> checkRulesDocument(const std::string& path) {
+std::vector<Finding> checkRulesDocument(const std::string& path, RuleSet& rules) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
-  RuleSet rules;
+  const std::size_t before = rules.rules().size();
   std::vector<RuleFault> faults;
   // By the reader of `findings` itself: what passes here is what that takes.
   rules.add(text.str(), faults);
+  if (faults.empty() && rules.rules().size() == before) {
+    faults.push_back({1, 1, "there is no rule in the document"});
+  }
   std::vector<Finding> findings;
   for (const RuleFault& fault : faults) {
     findings.push_back({"rule-fault", {fault.line, fault.column}, fault.text});

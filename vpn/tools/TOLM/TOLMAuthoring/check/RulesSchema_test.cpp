@@ -369,6 +369,9 @@ std::vector<Unsayable> unsayable() {
        around("<line pattern=\"(\"/>")},
       {"must capture", "what a regular expression captures is told by its syntax",
        around("<time pattern=\"x\" is=\"past\"/>")},
+      {"stands for nothing", "what a regular expression captures is told by its syntax",
+       "<rules><rule id=\"r\" severity=\"info\"><title>{1}</title><advice>A</advice>"
+       "<line pattern=\"x\"/></rule></rules>"},
       {"another rule has the id", "xsd:ID, which is compared, takes names alone, and ids may have any signs",
        "<rules>" + manyRules(1).substr(7, manyRules(1).size() - 15) + manyRules(1).substr(7)},
       {"bytes", "lengths are counted in characters", around("<line pattern=\"" + wide + "\"/>")},
@@ -437,6 +440,21 @@ TEST_F(RulesSchemaTest, WhatTheSchemaCannotSayTheCheckTells) {
   }
   EXPECT_THAT(check(around(nested(15))), IsEmpty());
   EXPECT_THAT(check(manyRules(2000)), IsEmpty());
+}
+
+// Both are what a search refuses.
+TEST_F(RulesSchemaTest, ADocumentWithoutARuleAndAnIdOfAnotherDocumentAreTold) {
+  EXPECT_THAT(check("<rules/>"),
+              ::testing::ElementsAre("1:1: error: there is no rule in the document [rule-fault]"));
+  EXPECT_FALSE(m_Schema.takes("<rules/>"));
+  FakeCheckHost host;
+  CheckRun run(host);
+  for (const char* const name : {"one.xml", "two.xml"}) {
+    writeFile(m_Folder.file(name), manyRules(1));
+    run.addPath(m_Folder.file(name));
+  }
+  run.finish();
+  EXPECT_THAT(run.lines(), ::testing::ElementsAre(HasSubstr("two.xml:1:8: error: another rule has the id")));
 }
 
 TEST_F(RulesSchemaTest, FaultsAreToldAtTheStartOfTheirElement) {

@@ -218,9 +218,34 @@ class RuleParser {
     if (!hasCondition) {
       fault(node, "the rule has no condition");
     }
-    // A rule with a fault is left out, and the next one looked at: all faults are told at once.
+    if (m_rFaults.size() == before) {
+      checkMarks(node, rule);
+    }
+    // A rule with a fault is left out: all faults are told at once.
     if (m_rFaults.size() == before) {
       m_rSet.m_Rules.push_back(std::move(rule));
+    }
+  }
+
+  // The most that a line which speaks for the condition has captured.
+  [[nodiscard]] int captures(const Condition& condition) const {
+    int most = condition.kind == ConditionKind::kSize ? 1 : 0;
+    if (condition.probe >= 0 && condition.kind != ConditionKind::kNoLine &&
+        condition.kind != ConditionKind::kAge) {
+      most = m_rSet.m_Probes[static_cast<std::size_t>(condition.probe)].pattern->NumberOfCapturingGroups();
+    }
+    for (const Condition& child : condition.children) {
+      most = std::max(most, condition.kind == ConditionKind::kNone ? 0 : captures(child));
+    }
+    return most;
+  }
+
+  void checkMarks(const xmlNode* node, const Rule& rule) {
+    for (int i = captures(rule.condition) + 1; i <= 3; ++i) {
+      const std::string mark = "{" + std::to_string(i) + "}";
+      if ((rule.title + rule.advice).find(mark) != std::string::npos) {
+        fault(node, mark + " stands for nothing: no pattern of the rule captures as much");
+      }
     }
   }
 
