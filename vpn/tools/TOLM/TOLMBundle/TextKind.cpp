@@ -23,6 +23,9 @@ TextKind textKindOf(std::string_view front) {
   if (front.substr(0, 2) == "\xff\xfe" || front.substr(0, 2) == "\xfe\xff") {
     return TextKind::kUtf16;
   }
+  if (front.find('\0') == std::string_view::npos) {
+    return TextKind::kText;
+  }
   const auto controls = static_cast<std::size_t>(std::count_if(front.begin(), front.end(), isForeignToText));
   // One is free: a short log may have a hole as well.
   return controls > 1 && (controls - 1) * kControlShare > front.size() ? TextKind::kBinary : TextKind::kText;

@@ -13,8 +13,9 @@ enum class TextKind { kText, kBinary, kUtf16 };
 // How much of a file's front tells.
 inline constexpr std::size_t kTextTestSize = 65536;
 
-// Told from the share of control characters in the first kTextTestSize bytes, or in all of a shorter file. A
-// byte order mark of two bytes makes it UTF-16, whose lines aren't looked at. The zeros are joined already.
+// What has no zero byte in its first kTextTestSize bytes is text. Where there is one, the share of control
+// characters in these tells, or in all of a shorter file. A byte order mark of two bytes makes it UTF-16,
+// whose lines aren't looked at. The zeros are joined already.
 TextKind textKindOf(std::string_view front);
 
 // Joins runs of zero bytes into one each, over the blocks of a file.

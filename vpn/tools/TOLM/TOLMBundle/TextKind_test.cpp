@@ -32,6 +32,7 @@ TEST(TextKindTest, ALogWithAHoleIsText) {
   EXPECT_EQ(textKindOf(""), TextKind::kText);
   EXPECT_EQ(textKindOf("\x1b[31merror\x1b[0m\ttoo\r\n\f"), TextKind::kText);
   EXPECT_EQ(textKindOf("text" + zeros(1) + "more"), TextKind::kText);
+  EXPECT_EQ(textKindOf("\x01\x02\x03\x04\x05"), TextKind::kText);
   EXPECT_EQ(textKindOf("gr\xf6\xdf" + zeros(1) + std::string(100, '\xe4')), TextKind::kText);
 }
 
