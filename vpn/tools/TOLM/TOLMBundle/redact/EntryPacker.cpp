@@ -62,16 +62,25 @@ class ChunkPacker {
     }
     chunk.crc =
         static_cast<std::uint32_t>(crc32(0, bytesOf(chunk.text), static_cast<uInt>(chunk.text.size())));
-    // Ends at a byte, so that the next can be put behind it: a few bytes more than the bound's.
-    constexpr std::size_t kEnd = 16;
-    chunk.packed.resize(deflateBound(&m_Stream, static_cast<uLong>(chunk.text.size())) + kEnd);
+    // All but the last end at a byte, so that the next can be put behind them: more than the bound tells of.
+    constexpr std::size_t kMore = 64;
+    const int flush = chunk.isLast ? Z_FINISH : Z_SYNC_FLUSH;
     m_Stream.next_in = bytesOf(chunk.text);
     m_Stream.avail_in = static_cast<uInt>(chunk.text.size());
-    m_Stream.next_out = reinterpret_cast<Bytef*>(chunk.packed.data());
-    m_Stream.avail_out = static_cast<uInt>(chunk.packed.size());
-    const int answer = deflate(&m_Stream, chunk.isLast ? Z_FINISH : Z_SYNC_FLUSH);
-    chunk.packed.resize(chunk.packed.size() - m_Stream.avail_out);
-    return answer == (chunk.isLast ? Z_STREAM_END : Z_OK) && m_Stream.avail_in == 0 && m_Stream.avail_out > 0;
+    std::size_t made = 0;
+    std::size_t room = deflateBound(&m_Stream, static_cast<uLong>(chunk.text.size())) + kMore;
+    int answer = Z_OK;
+    do {
+      chunk.packed.resize(room);
+      m_Stream.next_out = reinterpret_cast<Bytef*>(chunk.packed.data() + made);
+      m_Stream.avail_out = static_cast<uInt>(room - made);
+      answer = deflate(&m_Stream, flush);
+      made = room - m_Stream.avail_out;
+      room += room / 2;
+    } while (m_Stream.avail_out == 0 && (answer == Z_OK || answer == Z_BUF_ERROR));
+    chunk.packed.resize(made);
+    return chunk.isLast ? answer == Z_STREAM_END
+                        : m_Stream.avail_in == 0 && (answer == Z_OK || answer == Z_BUF_ERROR);
   }
 
   z_stream m_Stream = {};
