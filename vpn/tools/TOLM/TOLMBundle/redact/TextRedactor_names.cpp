@@ -177,7 +177,8 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
     return std::max(begin, m_nCopied);
   }
   const bool stays = isReservedHost(domain);
-  if (!stays && hostLook(domain) == HostLook::kNone) {
+  // "jane@Acme.DE": by itself such a domain could be a class and its member.
+  if (!stays && hostLook(domain) == HostLook::kNone && hostLook(lowered(domain)) != HostLook::kStrong) {
     return begin;
   }
   if (stays) {

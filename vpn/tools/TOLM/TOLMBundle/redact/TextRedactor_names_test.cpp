@@ -21,6 +21,20 @@ using test::redacted;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
+// Alone such a domain looks like a class and its member, and the name in front of it stayed.
+TEST(EmailTest, CapitalsInTheDomainMakeNoDifference) {
+  const std::string plain = redacted("<jane.doe@acme.de>");
+  for (const std::string text : {"<jane.doe@Acme.DE>", "<jane.doe@ACME.DE>", "<jane.doe@AcMe.de>"}) {
+    EXPECT_EQ(plain, redacted(text)) << text;
+  }
+  expectStays({"a@Foo.Bar", "listener@Main.java", "x@Object.toString"});
+}
+
+TEST(CredentialsTest, StandInsBehindAColonAreNoSecret) {
+  const std::string once = redacted("`-u` of others than curl, and `--user name:` of these, password");
+  EXPECT_EQ(once, redacted(once));
+}
+
 // A packet filter writes the front of a frame: both hardware addresses were lost, and the protocol with them.
 TEST(FrameTest, BothHardwareAddressesHaveTheStandInsThatTheyHaveElsewhere) {
   const std::string own = redacted("3c:52:82:1a:2b:3c");

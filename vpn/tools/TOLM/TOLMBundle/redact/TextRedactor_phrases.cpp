@@ -272,11 +272,14 @@ TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& valu
   }
   std::string_view line = seen(option - std::min(option, kNear), std::min(option, kNear));
   line = line.substr(line.rfind('\n') + 1);
+  const std::string_view group = all.substr(colon + 1);
+  if (holdsStandIn(group)) {
+    return begin;  // it was looked at before
+  }
   if (line.find("curl") == std::string_view::npos) {
     // An address, and what stands for one, are of these digits and letters.
-    const std::string_view group = all.substr(colon + 1);
     if (at(option + 1) != '-' || !hasDigit(group) || group.find(':') != std::string_view::npos ||
-        holdsStandIn(group) || std::none_of(group.begin(), group.end(), [](char c) {
+        std::none_of(group.begin(), group.end(), [](char c) {
           return isLetterByte(static_cast<unsigned char>(c)) && !isHexByte(static_cast<unsigned char>(c));
         })) {
       return begin;
