@@ -308,6 +308,7 @@ constexpr PhraseRow kPhrases[] = {
     {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
+    {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "essid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "wpassid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},

@@ -30,6 +30,7 @@ enum class KeyLook {
   kHosts,       // several, with blanks, commas or semicolons between them
   kSearchLine,  // of resolv.conf
   kRemoteLine,  // "remote HOST PORT"
+  kLoginLine,   // "machine HOST login NAME password SECRET"
   kId,
   kWifi,
   kConnection,  // of a network manager, which are called like their wireless networks

@@ -227,6 +227,7 @@ class TextRedactor {
   Place tryPhrase(Place begin, Place end, Place value);
   Place trySearchLine(Place begin, Place value);
   Place tryRemoteLine(Place begin, Place value);
+  Place tryLoginLine(Place begin, Place value);
   Place tryOption(Place begin, Place end, Place value);
   Place tryDomainUser(Place begin, Place end);
   Place tryJournalId(Place begin, Place end);

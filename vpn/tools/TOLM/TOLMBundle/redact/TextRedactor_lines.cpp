@@ -12,7 +12,7 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestLineRest = 160;
+constexpr std::size_t kLongestLoginRest = 160;
 constexpr std::size_t kLongestColumn = 64;
 constexpr std::size_t kShortestBare = 4;  // secret in such a line
 
@@ -77,7 +77,7 @@ bool TextRedactor::hasLineForItself(Place value) const {
 
 // The line from `begin` on, up to the quote that opened in front of the key.
 std::string_view TextRedactor::restOfLine(Place begin, char around) const {
-  std::string_view line = seen(begin, kLongestLineRest + 1);
+  std::string_view line = seen(begin, kLongestLoginRest + 1);
   line = line.substr(0, line.find('\n'));
   line = around != 0 ? line.substr(0, line.find(around)) : line;
   return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
@@ -88,11 +88,11 @@ std::string_view TextRedactor::restOfLine(Place begin, char around) const {
 bool TextRedactor::hasWordsBehind(const Value& value, Place end) const {
   constexpr std::size_t kLongestKeyFront = 96;
   constexpr std::array<std::string_view, 6> kOperators = {"&&", "||", "|", ";", ">", ">>"};
-  if (!isBlankByte(at(end)) || end - value.begin > kLongestLineRest) {
+  if (!isBlankByte(at(end)) || end - value.begin > kLongestLoginRest) {
     return false;
   }
   const std::string_view all = restOfLine(value.begin, value.around);
-  if (all.size() > kLongestLineRest || all.size() < end - value.begin) {
+  if (all.size() > kLongestLoginRest || all.size() < end - value.begin) {
     return false;
   }
   if (value.around != 0) {
@@ -259,6 +259,62 @@ TextRedactor::Place TextRedactor::tryDashOption(Place begin, Place end, Place pl
     }
   }
   return std::max(begin, takeValue(look, bareOrQuoted(place)));
+}
+
+// A line of .netrc: a host, and names with their values up to the line's end.
+TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
+  constexpr std::size_t kMostWords = 7;
+  constexpr std::size_t kLongestLogin = 400;
+  constexpr std::size_t kShortestLookedFor = 8;
+  struct Word {
+    Place begin;
+    Place end;
+  };
+  std::array<Word, kMostWords> words = {};
+  std::size_t count = 0;
+  Place at0 = place;
+  while (at0 - place < kLongestLogin && at(at0) != 0 && at(at0) != '\n' && at(at0) != '\r') {
+    if (count == kMostWords) {
+      return begin;
+    }
+    words[count].begin = at0;
+    while (at0 - place < kLongestLogin && at(at0) != 0 && !isSpaceByte(at(at0))) {
+      ++at0;
+    }
+    words[count++].end = at0;
+    while (at0 - place < kLongestLogin && isBlankByte(at(at0))) {
+      ++at0;
+    }
+  }
+  static constexpr std::array<std::string_view, 4> kNames = {"login", "account", "password", "passwd"};
+  if (count < 3 || count % 2 == 0 || at0 - place >= kLongestLogin) {
+    return begin;
+  }
+  for (std::size_t i = 1; i < count; i += 2) {
+    if (!isOneOf(kNames, text(words[i].begin, words[i].end))) {
+      return begin;
+    }
+  }
+  if (isHostText(text(words[0].begin, words[0].end))) {
+    replaceHost(words[0].begin, words[0].end);
+  }
+  for (std::size_t i = 1; i < count; i += 2) {
+    const Word& word = words[i + 1];
+    if (text(words[i].begin, words[i].end).starts_with("pass")) {
+      const std::string_view secret = text(word.begin, word.end);
+      if (secret == kSecretMark) {
+        continue;
+      }
+      if (secret.size() >= kShortestLookedFor &&
+          secret.find_first_of("0123456789") != std::string_view::npos) {
+        found(RedactKind::kSecret, secret);
+      }
+      replace(word.begin, word.end, RedactKind::kSecret, kSecretMark);
+    } else {
+      replaceUser(word.begin, word.end);
+    }
+  }
+  return std::max(m_nCopied, words[count - 1].end);
 }
 
 // A name, a server, a secret and addresses; `star` stands for the server.

@@ -127,6 +127,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   if (phrase.look == KeyLook::kRemoteLine) {
     return tryRemoteLine(begin, place);
   }
+  if (phrase.look == KeyLook::kLoginLine) {
+    return tryLoginLine(begin, place);
+  }
   value.ending = Ending::kLine;
   const Place lineEnd = valueEnd(value);
   const std::string_view all = text(place, lineEnd);

@@ -206,6 +206,18 @@ TEST(RedactPairTest, SecretsUnderTheirOtherNamesGo) {
                "a -password is wrong", "-pass file:/etc/x", "RSA key \"x\"", "sha1=abc", "md5: abc"});
 }
 
+TEST(RedactPairTest, ALoginLineNamesAHostAndASecret) {
+  expectRows({
+      {"machine gw1.acme.de login jdoe7 password hunter",
+       "machine {H}.{H}.example login {U} password REDACTED"},
+      {"machine nas login jdoe7 account x7jane password a,b;\"c\n",
+       "machine {H} login {U} account {U} password REDACTED\n"},
+      {"machine nas password REDACTED login jdoe7", "machine {H} password REDACTED login {U}"},
+  });
+  expectStays({"machine learning is fun", "Machine check events logged", "machine x login", "machine",
+               "machine nas login jdoe7 port 22"});
+}
+
 TEST(RedactPairTest, WhatBecameOfASecretIsNone) {
   const std::string log = "Mar 15 10:42:07 localhost ";
   expectStays(
