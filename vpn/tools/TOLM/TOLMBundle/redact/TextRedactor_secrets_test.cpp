@@ -206,6 +206,17 @@ TEST(RedactPairTest, SecretsUnderTheirOtherNamesGo) {
                "a -password is wrong", "-pass file:/etc/x", "RSA key \"x\"", "sha1=abc", "md5: abc"});
 }
 
+// What stood for the number took what followed with it the next time.
+TEST(RedactPairTest, AMarkInTheRoomOfANumberEndsWhereTheNumberDid) {
+  for (const std::string text :
+       {R"(x("{\"token\":47114711,\"a\":\"hello\"}"))", R"({\"pin\":4711,\"a\":[{\"token\":12345678}]})",
+        R"({"token":47114711,"a":"hello"})"}) {
+    const std::string once = redacted(text);
+    EXPECT_THAT(once, HasSubstr("REDACTED"));
+    EXPECT_EQ(once, redacted(once));
+  }
+}
+
 TEST(RedactPairTest, ALoginLineNamesAHostAndASecret) {
   expectRows({
       {"machine gw1.acme.de login jdoe7 password hunter",

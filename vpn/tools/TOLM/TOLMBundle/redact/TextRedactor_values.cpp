@@ -209,11 +209,12 @@ bool TextRedactor::endsSoftly(Place place) const {
   return isSpaceByte(at(next)) || at(next) == 0 || at(next) == '<';
 }
 
-// Whether a number of a JSON text, which has no quotes around it, ends at `place`.
+// Whether a number of a JSON text, which has no quotes around it, or what stands for one, ends at `place`.
 bool TextRedactor::endsNumber(Place begin, Place place) const {
   const unsigned char c = at(place);
   return (c == ',' || c == '}' || c == ']') && place > begin &&
-         text(begin, place).find_first_not_of("0123456789.-+eE") == std::string_view::npos;
+         (text(begin, place).find_first_not_of("0123456789.-+eE") == std::string_view::npos ||
+          text(begin, place) == kSecretMark);
 }
 
 // Where the value ends; past the bound where its end isn't in sight.
