@@ -107,7 +107,8 @@ PasswordAuthentication no
 MaxStartups 200
 Subsystem sftp internal-sftp
 """, encoding="utf-8")
-        size = {"full": "size=64k", "sudo": "size=512m"}.get(kind, "size=64m")
+        # A package that is taken there has a program for debugging in it.
+        size = {"full": "size=64k", "sudo": "size=512m", "bare": "size=1g"}.get(kind, "size=64m")
         install = "" if kind == "bare" else f"""
             mkdir -p /opt/halvo/tessarmont/bin /opt/halvo/tessarmont/log /opt/halvo/tessarmont/tolm/xml/config
             cp {PROGRAMS}/tmtolm /opt/halvo/tessarmont/bin/

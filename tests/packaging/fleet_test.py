@@ -50,8 +50,8 @@ class FleetTest(unittest.TestCase):
 
     def whole(self, name, row):
         """A host's bundle and status are there, and are those that it has told."""
-        path = PLACE / "bundles" / row["bundle"]
-        data = path.read_bytes()
+        self.assertIsNotNone(row["bundle"], row)
+        data = (PLACE / "bundles" / row["bundle"]).read_bytes()
         self.assertEqual((len(data), hashlib.sha256(data).hexdigest()), (row["bytes"], row["sha256"]))
         status = json.loads((PLACE / "bundles" / name / "status.json").read_text(encoding="utf-8"))
         jsonschema.validate(status, SCHEMA)
