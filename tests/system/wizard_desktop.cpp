@@ -168,10 +168,14 @@ std::unique_ptr<BackgroundProgram> WizardDesktop::startWizard(
   auto wizard =
       std::make_unique<BackgroundProgram>(std::vector<std::string>{builtProgram("tmtolmui")}, whole,
                                           std::string(kFolder) + "/wizard" + std::to_string(++m_nWizards));
-  const RunResult window =
-      run({"xdotool", "search", "--sync", "--onlyvisible", "--pid", std::to_string(wizard->id())}, 60);
-  const std::string id = window.out.substr(0, window.out.find('\n'));
-  if (id.empty() || run({"xdotool", "windowactivate", "--sync", id}, 60).exitStatus != 0) {
+  // A window of anybody's that goes away while xdotool looks through them all ends it with an error of X.
+  RunResult window;
+  const bool up = waitUntil(90, [&] {
+    window = run({"xdotool", "search", "--onlyvisible", "--pid", std::to_string(wizard->id())}, 60);
+    const std::string id = window.out.substr(0, window.out.find('\n'));
+    return !id.empty() && run({"xdotool", "windowactivate", "--sync", id}, 60).exitStatus == 0;
+  });
+  if (!up) {
     throw std::runtime_error("the wizard's window doesn't come up: " + wizard->err() + window.err);
   }
   // The toolkit learns of the keyboard after the window manager has given it.
