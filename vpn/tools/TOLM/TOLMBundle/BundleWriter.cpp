@@ -1,6 +1,5 @@
 #include "vpn/tools/TOLM/TOLMBundle/BundleWriter.h"
 
-#include <fcntl.h>
 #include <libxml/xmlstring.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -25,32 +23,11 @@ constexpr unsigned long kUtf8Flag = 0x800;
 // From here on a size needs the ZIP64 form. Packed bytes may be a little more than the content.
 constexpr std::uint64_t kLargeSize = 0xf0000000;
 
-// Whether the name is that of the open file.
-bool isNamed(const std::string& path, int file) {
-  struct stat open = {};
-  struct stat named = {};
-  return fstat(file, &open) == 0 && lstat(path.c_str(), &named) == 0 && open.st_dev == named.st_dev &&
-         open.st_ino == named.st_ino;
-}
-
 }  // namespace
 
 BundleWriter::~BundleWriter() {
-  discard();
-}
-
-void BundleWriter::discard() {
   if (m_pArchive != nullptr) {
     zipClose(m_pArchive, nullptr);
-    m_pArchive = nullptr;
-  }
-  if (!m_strTemporary.empty()) {
-    // Where the name has become another's that file stays, and this one keeps nothing.
-    if (isNamed(m_strTemporary, m_File.get())) {
-      unlink(m_strTemporary.c_str());
-    }
-    static_cast<void>(!ftruncate(m_File.get(), 0));
-    m_strTemporary.clear();
   }
 }
 
@@ -61,16 +38,13 @@ std::string BundleWriter::open(const std::string& path, const std::string& passw
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
     return "\"" + path + "\" is no file; a bundle can't be written there";
   }
-  std::string temporary = path + ".XXXXXX";
-  m_File.reset(mkostemp(temporary.data(), O_CLOEXEC));
-  if (!m_File) {
-    return "\"" + path + "\" can't be written: " + std::strerror(errno);
+  if (const std::string reason = m_File.open(path); !reason.empty()) {
+    return failure(reason);
   }
   // minizip takes no descriptor: opened again, but by what leads to this file and no other.
-  m_strTemporary = temporary;
-  m_pArchive = zipOpen64(descriptorPath(m_File.get()).c_str(), APPEND_STATUS_CREATE);
+  m_pArchive = zipOpen64(descriptorPath(m_File.descriptor()).c_str(), APPEND_STATUS_CREATE);
   if (m_pArchive == nullptr) {
-    return "\"" + path + "\" can't be written: " + std::strerror(errno);
+    return failure(std::strerror(errno));
   }
   return "";
 }
@@ -93,7 +67,7 @@ std::string BundleWriter::beginEntry(const BundleEntryInfo& information, bool pa
                               kMemoryLevel, Z_DEFAULT_STRATEGY,
                               m_strPassword.empty() ? nullptr : m_strPassword.c_str(), information.crc, 0,
                               isUtf8 ? kUtf8Flag : 0, information.size >= kLargeSize ? 1 : 0) != ZIP_OK) {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+    return failure(std::strerror(errno));
   }
   return "";
 }
@@ -111,7 +85,7 @@ std::string BundleWriter::write(const char* data, std::size_t size) {
   while (size > 0) {
     const std::size_t part = std::min(size, kLargestPart);
     if (zipWriteInFileInZip(m_pArchive, data, static_cast<unsigned>(part)) != ZIP_OK) {
-      return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+      return failure(std::strerror(errno));
     }
     data += part;
     size -= part;
@@ -121,14 +95,14 @@ std::string BundleWriter::write(const char* data, std::size_t size) {
 
 std::string BundleWriter::end() {
   if (zipCloseFileInZip(m_pArchive) != ZIP_OK) {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+    return failure(std::strerror(errno));
   }
   return "";
 }
 
 std::string BundleWriter::endPacked(const BundleEntryInfo& information) {
   if (zipCloseFileInZipRaw64(m_pArchive, information.size, information.crc) != ZIP_OK) {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+    return failure(std::strerror(errno));
   }
   return "";
 }
@@ -158,23 +132,15 @@ std::string BundleWriter::finish() {
   const int closed = zipClose(m_pArchive, nullptr);
   m_pArchive = nullptr;
   // Ahead of the renaming: the name must not come to stand for bytes that a power cut takes away.
-  if (closed != ZIP_OK || fsync(m_File.get()) != 0) {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
+  if (closed != ZIP_OK || fsync(m_File.descriptor()) != 0) {
+    return failure(std::strerror(errno));
   }
-  const std::string changed =
-      "\"" + m_strPath + "\" can't be written: somebody else has changed its folder meanwhile";
-  if (!isNamed(m_strTemporary, m_File.get())) {
-    return changed;
-  }
-  if (rename(m_strTemporary.c_str(), m_strPath.c_str()) != 0) {
-    return "\"" + m_strPath + "\" can't be written: " + std::strerror(errno);
-  }
-  // Between the look and the new name there was time for another change.
-  if (!isNamed(m_strPath, m_File.get())) {
-    return changed;
-  }
-  m_strTemporary.clear();
-  return "";
+  const std::string reason = m_File.finish();
+  return reason.empty() ? "" : failure(reason);
+}
+
+std::string BundleWriter::failure(const std::string& reason) const {
+  return "\"" + m_strPath + "\" can't be written: " + reason;
 }
 
 }  // namespace halvo

@@ -1,7 +1,7 @@
 // BundleWriter: writes a bundle entry by entry, names, order and times as its caller gives them.
 //
-// The file appears under its name when it is whole: until finish() it is a new file beside it, which
-// nobody else may read (mode 0600) and which goes where finish() isn't reached. It is written through the
+// The file appears under its name when it is whole, which is its owner's alone (mode 0600); of a program that is
+// ended before nothing is left, where the file system has files without names. It is written through the
 // descriptor that made it, so that nobody who can write to the folder puts another file in its place; where
 // that has been tried, finish() fails. One thread at a time.
 //
@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <string>
 
-#include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/UnfinishedFile.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
 
 namespace halvo {
@@ -49,12 +49,11 @@ class BundleWriter {
   [[nodiscard]] std::string finish();
 
  private:
+  [[nodiscard]] std::string failure(const std::string& reason) const;
   std::string beginEntry(const BundleEntryInfo& information, bool packed);
-  void discard();
 
   std::string m_strPath;
-  std::string m_strTemporary;
-  DescriptorHolder m_File;  // the temporary one
+  UnfinishedFile m_File;
   std::string m_strPassword;
   void* m_pArchive = nullptr;
 };

@@ -1,35 +1,16 @@
 #include "vpn/tools/TOLM/TOLMBundle/report/PageFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "vpn/Common/Utility/DescriptorPath.h"
-
 namespace halvo {
-
-namespace {
-
-std::string folderAbove(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-}  // namespace
 
 bool isStandardOutput(const std::string& path) {
   return path == "-" || path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
-}
-
-PageFile::~PageFile() {
-  if (!m_strBeside.empty()) {
-    unlink(m_strBeside.c_str());
-  }
 }
 
 std::string PageFile::open(const std::string& path) {
@@ -37,28 +18,18 @@ std::string PageFile::open(const std::string& path) {
   m_bPrinted = isStandardOutput(path);
   if (m_bPrinted) {
     m_File.reset(fdopen(dup(STDOUT_FILENO), "wb"));
-    return m_File == nullptr ? failure() : "";
+    return m_File == nullptr ? failure(std::strerror(errno)) : "";
   }
   struct stat status = {};
   if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
     return "\"" + path + "\" is " + (S_ISLNK(status.st_mode) ? "a link, and no page" : "no file") +
            "; a report can't be written there";
   }
-  DescriptorHolder file(openNameless(folderAbove(path)));
-  if (!file) {
-    std::string beside = path + ".XXXXXX";
-    file.reset(mkostemp(beside.data(), O_CLOEXEC));
-    if (!file) {
-      return failure();
-    }
-    m_strBeside = beside;
+  if (const std::string reason = m_Unfinished.open(path); !reason.empty()) {
+    return failure(reason);
   }
-  m_File.reset(fdopen(file.get(), "wb"));
-  if (m_File == nullptr) {
-    return failure();
-  }
-  static_cast<void>(file.release());
-  return "";
+  m_File.reset(fdopen(dup(m_Unfinished.descriptor()), "wb"));
+  return m_File == nullptr ? failure(std::strerror(errno)) : "";
 }
 
 void PageFile::put(const std::string& text) {
@@ -74,43 +45,19 @@ void PageFile::put(std::FILE* from) {
   }
 }
 
-// A file without a name takes the place of none: it is given one that is free, and renamed.
-bool PageFile::giveNameBeside() {
-  constexpr int kMostNames = 100;
-  for (int i = 0; i < kMostNames; ++i) {
-    std::string beside = m_strPath + ".XXXXXX";
-    const DescriptorHolder free(mkostemp(beside.data(), O_CLOEXEC));
-    if (!free || unlink(beside.c_str()) != 0) {
-      return false;
-    }
-    if (nameDescriptor(fileno(m_File.get()), beside)) {
-      m_strBeside = beside;
-      return true;
-    }
-    if (errno != EEXIST) {
-      return false;
-    }
-  }
-  return false;
-}
-
 std::string PageFile::finish() {
   if (std::fflush(m_File.get()) != 0 || std::ferror(m_File.get()) != 0) {
-    return failure();
+    return failure(std::strerror(errno));
   }
   if (m_bPrinted) {
     return "";
   }
-  if ((m_strBeside.empty() && !giveNameBeside()) || rename(m_strBeside.c_str(), m_strPath.c_str()) != 0) {
-    return failure();
-  }
-  m_strBeside.clear();
-  return "";
+  const std::string reason = m_Unfinished.finish();
+  return reason.empty() ? "" : failure(reason);
 }
 
-std::string PageFile::failure() const {
-  return (m_bPrinted ? "standard output" : "\"" + m_strPath + "\"") +
-         " can't be written: " + std::strerror(errno);
+std::string PageFile::failure(const std::string& reason) const {
+  return (m_bPrinted ? "standard output" : "\"" + m_strPath + "\"") + " can't be written: " + reason;
 }
 
 }  // namespace halvo

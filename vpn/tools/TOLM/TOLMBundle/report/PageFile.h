@@ -1,8 +1,7 @@
 // PageFile: the file that a page is written to, or standard output.
 //
-// It appears under its name when it is whole. Until then it has no name, where the file system has such
-// files; elsewhere it lies beside its name and goes with the object. A file there is replaced, anything else
-// (a folder, a device, a link) refused. Only its owner may read it. One thread at a time.
+// It appears under its name when it is whole. A file there is replaced, anything else (a folder, a device, a
+// link) refused. Only its owner may read it. One thread at a time.
 
 #pragma once
 
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "vpn/Common/Utility/Holders.h"
+#include "vpn/Common/Utility/UnfinishedFile.h"
 
 namespace halvo {
 
@@ -19,11 +19,6 @@ bool isStandardOutput(const std::string& path);
 
 class PageFile {
  public:
-  PageFile() = default;
-  ~PageFile();
-  PageFile(const PageFile&) = delete;
-  PageFile& operator=(const PageFile&) = delete;
-
   // Returns a text for people, empty on success, as finish() does.
   [[nodiscard]] std::string open(const std::string& path);
   // What these give isn't looked at: finish() tells of every write that failed.
@@ -32,11 +27,10 @@ class PageFile {
   [[nodiscard]] std::string finish();
 
  private:
-  [[nodiscard]] std::string failure() const;
-  bool giveNameBeside();
+  [[nodiscard]] std::string failure(const std::string& reason) const;
 
   std::string m_strPath;
-  std::string m_strBeside;  // the name of the unfinished file, once it has one
+  UnfinishedFile m_Unfinished;
   bool m_bPrinted = false;
   FileHolder m_File;
 };
