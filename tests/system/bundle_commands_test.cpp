@@ -156,6 +156,23 @@ TEST_F(BundleCommandsTest, ShowTellsTheWholeTheItemAndTheFile) {
   EXPECT_THAT(none.err, HasSubstr("knows no item and no file \"none\""));
 }
 
+TEST_F(BundleCommandsTest, ShowKnowsAnItemThatIsNotIncludedByDefault) {
+  writeFile(kConfig + "extra.xml",
+            documentText("Extra", "<file id=\"traces\"><description>Traces</description><default>false</default>"
+                                  "<tolm>" +
+                                      osStart() + copyAction("/opt/logs/*.log") + "</os></tolm></file>"));
+  ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
+  std::filesystem::remove(kConfig + "extra.xml");
+  const RunResult text = tmtolm({"show", "/opt/plain.zip", "traces"});
+  EXPECT_EQ(text.exitStatus, 0);
+  EXPECT_EQ(text.out, "  traces isn't included by default; ask --item makes a request for it\n");
+  const RunResult json = tmtolm({"show", "/opt/plain.zip", "traces", "--json"});
+  EXPECT_EQ(json.exitStatus, 0);
+  EXPECT_THAT(json.out, HasSubstr("\"not_default\": true,\n  \"missing\": [],\n  \"files\": []"));
+  EXPECT_THAT(tmtolm({"show", "/opt/plain.zip", "client-logs", "--json"}).out,
+              HasSubstr("\"not_default\": false"));
+}
+
 TEST_F(BundleCommandsTest, ShowNamesTheFilesThatShareAName) {
   BundleWriter writer;
   ASSERT_EQ(writer.open("/opt/namesakes.zip", ""), "");

@@ -158,6 +158,14 @@ Json missingJson(const MissingFile& missing) {
   return json;
 }
 
+// Of an item that nobody asked for nothing is missing, and nothing is there.
+bool isNotDefault(const BundleContent& content, const std::string& id) {
+  const std::vector<SummarySection>& sections = content.summary().sections;
+  return std::any_of(sections.begin(), sections.end(), [&id](const SummarySection& section) {
+    return std::find(section.notDefault.begin(), section.notDefault.end(), id) != section.notDefault.end();
+  });
+}
+
 std::string headingText(const std::string& heading, std::size_t count) {
   return "\n" + heading + " (" + std::to_string(count) + ")\n";
 }
@@ -276,18 +284,24 @@ std::string showItemText(const BundleContent& content, const std::string& id) {
   for (const std::size_t file : content.filesOfItem(id)) {
     addFile(text, content, content.files()[file], !told.insert(content.files()[file].entry).second);
   }
+  if (isNotDefault(content, id)) {
+    text +=
+        "  " + withoutControls(id) + " isn't included by default; ask --item makes a request for it\n";
+  }
   return text;
 }
 
 bool showItemJson(const BundleContent& content, const std::string& id, const TextSink& sink) {
   const std::vector<std::size_t> files = content.filesOfItem(id);
   const std::vector<MissingFile>& missing = content.missing();
-  if (files.empty() && std::none_of(missing.begin(), missing.end(),
+  const bool notDefault = isNotDefault(content, id);
+  if (!notDefault && files.empty() && std::none_of(missing.begin(), missing.end(),
                                     [&id](const MissingFile& file) { return file.id == id; })) {
     return false;
   }
   JsonStream json(sink);
   json.add("id", id);
+  json.add("not_default", notDefault);
   json.beginList("missing");
   for (const MissingFile& file : missing) {
     if (file.id == id) {

@@ -93,7 +93,7 @@ class ShowCommand : public ICommand {
   }
 
   [[nodiscard]] int showOne(const BundleContent& content) const {
-    const std::string item = m_bJson ? "" : showItemText(content, m_strWhat) + notDefaultText(content);
+    const std::string item = m_bJson ? "" : showItemText(content, m_strWhat);
     printText(item);
     if (!item.empty() || (m_bJson && showItemJson(content, m_strWhat, printText))) {
       return finishOutput(kExitSuccess);
@@ -110,18 +110,6 @@ class ShowCommand : public ICommand {
       return usageFailure("a file is shown as it is; --json is for an item or the whole bundle");
     }
     return showFile(content.reader(), entry);
-  }
-
-  // Of an item that nobody asked for nothing is missing, and nothing is there.
-  [[nodiscard]] std::string notDefaultText(const BundleContent& content) const {
-    const std::vector<SummarySection>& sections = content.summary().sections;
-    const bool told = std::any_of(sections.begin(), sections.end(), [this](const SummarySection& section) {
-      return std::find(section.notDefault.begin(), section.notDefault.end(), m_strWhat) !=
-             section.notDefault.end();
-    });
-    return told ? "  " + withoutControls(m_strWhat) +
-                      " isn't included by default; ask --item makes a request for it\n"
-                : "";
   }
 
   // Files that are called so in several folders can be told apart.
