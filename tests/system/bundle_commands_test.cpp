@@ -158,9 +158,10 @@ TEST_F(BundleCommandsTest, ShowTellsTheWholeTheItemAndTheFile) {
 
 TEST_F(BundleCommandsTest, ShowKnowsAnItemThatIsNotIncludedByDefault) {
   writeFile(kConfig + "extra.xml",
-            documentText("Extra", "<file id=\"traces\"><description>Traces</description><default>false</default>"
-                                  "<tolm>" +
-                                      osStart() + copyAction("/opt/logs/*.log") + "</os></tolm></file>"));
+            documentText("Extra",
+                         "<file id=\"traces\"><description>Traces</description><default>false</default>"
+                         "<tolm>" +
+                             osStart() + copyAction("/opt/logs/*.log") + "</os></tolm></file>"));
   ASSERT_EQ(tmtolm({"collect", "--quiet", "--bundle", "/opt/plain.zip"}).exitStatus, 0);
   std::filesystem::remove(kConfig + "extra.xml");
   const RunResult text = tmtolm({"show", "/opt/plain.zip", "traces"});

@@ -2,8 +2,8 @@
 //
 // Until then it has no name, where the file system has such files: whatever ends the program, nothing is left
 // of it. Elsewhere it lies beside its name, under one that nobody foresees, and goes with the object. It is
-// its owner's alone (mode 0600), and what it is given a name by is its descriptor: a file that somebody who can
-// write to the folder puts in its place doesn't get the name. One thread at a time.
+// its owner's alone (mode 0600), and what it is given a name by is its descriptor: a file that somebody who
+// can write to the folder puts in its place doesn't get the name. One thread at a time.
 
 #pragma once
 

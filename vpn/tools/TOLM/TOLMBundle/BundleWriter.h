@@ -1,7 +1,7 @@
 // BundleWriter: writes a bundle entry by entry, names, order and times as its caller gives them.
 //
-// The file appears under its name when it is whole, which is its owner's alone (mode 0600); of a program that is
-// ended before nothing is left, where the file system has files without names. It is written through the
+// The file appears under its name when it is whole, which is its owner's alone (mode 0600); of a program that
+// is ended before nothing is left, where the file system has files without names. It is written through the
 // descriptor that made it, so that nobody who can write to the folder puts another file in its place; where
 // that has been tried, finish() fails. One thread at a time.
 //

@@ -285,8 +285,7 @@ std::string showItemText(const BundleContent& content, const std::string& id) {
     addFile(text, content, content.files()[file], !told.insert(content.files()[file].entry).second);
   }
   if (isNotDefault(content, id)) {
-    text +=
-        "  " + withoutControls(id) + " isn't included by default; ask --item makes a request for it\n";
+    text += "  " + withoutControls(id) + " isn't included by default; ask --item makes a request for it\n";
   }
   return text;
 }
@@ -295,8 +294,9 @@ bool showItemJson(const BundleContent& content, const std::string& id, const Tex
   const std::vector<std::size_t> files = content.filesOfItem(id);
   const std::vector<MissingFile>& missing = content.missing();
   const bool notDefault = isNotDefault(content, id);
-  if (!notDefault && files.empty() && std::none_of(missing.begin(), missing.end(),
-                                    [&id](const MissingFile& file) { return file.id == id; })) {
+  if (!notDefault && files.empty() &&
+      std::none_of(missing.begin(), missing.end(),
+                   [&id](const MissingFile& file) { return file.id == id; })) {
     return false;
   }
   JsonStream json(sink);

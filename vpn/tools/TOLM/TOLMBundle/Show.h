@@ -28,7 +28,8 @@ using TextSink = std::function<void(const std::string& text)>;
 std::string showText(const BundleContent& content, const std::vector<FailedOutput>& failed);
 void showJson(const BundleContent& content, const std::vector<FailedOutput>& failed, const TextSink& sink);
 
-// The files of one item, what is missing of it, and whether nobody asked for it. Nothing where the bundle doesn't know the item.
+// The files of one item, what is missing of it, and whether nobody asked for it. Nothing where the bundle
+// doesn't know the item.
 std::string showItemText(const BundleContent& content, const std::string& id);
 // Whether the bundle knows the item.
 bool showItemJson(const BundleContent& content, const std::string& id, const TextSink& sink);
