@@ -162,7 +162,7 @@ inline constexpr unsigned char kSignByte = 0x7f;
 // Bounds of what a finder looks at. All looks ahead together stay below kLookAhead, so that a text cut into
 // pieces gives the same as in one.
 inline constexpr std::size_t kLookAhead = 8192;
-inline constexpr std::size_t kLookBehind = 512;
+inline constexpr std::size_t kLookBehind = 2560;
 inline constexpr std::size_t kLongestRun = 2048;
 inline constexpr std::size_t kLongestValue = 4096;
 inline constexpr std::size_t kLongestUser = 256;

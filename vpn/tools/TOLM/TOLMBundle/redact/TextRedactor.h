@@ -194,6 +194,7 @@ class TextRedactor {
   Place tryKey(Place begin, Place end);
   Place valueOfNamedMember(Place begin, Place end) const;
   Place behindRemark(Place place) const;
+  bool closesQuote(Place quote, std::size_t slashes) const;
   Value valueBehind(Place begin, Place end) const;
   bool endsSoftly(Place at) const;
   bool endsNumber(Place begin, Place place) const;
@@ -243,8 +244,9 @@ class TextRedactor {
   bool isFlagOfUser(Place begin, Place value) const;
 
   // TextRedactor_secrets.cpp
-  static bool saysNothing(std::string_view value);
+  static bool saysNothing(std::string_view value, bool isBare = true);
   bool isNoSecret(KeyLook look, const Value& value, std::string_view all) const;
+  void foundSecret(std::string_view secret);
   Place takeSecret(const Value& value);
   Place takeSecretList(Place begin);
   Place tryCrypt(Place dollar);

@@ -265,7 +265,6 @@ TextRedactor::Place TextRedactor::tryDashOption(Place begin, Place end, Place pl
 TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
   constexpr std::size_t kMostWords = 7;
   constexpr std::size_t kLongestLogin = 400;
-  constexpr std::size_t kShortestLookedFor = 8;
   struct Word {
     Place begin;
     Place end;
@@ -305,10 +304,7 @@ TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
       if (secret == kSecretMark) {
         continue;
       }
-      if (secret.size() >= kShortestLookedFor &&
-          secret.find_first_of("0123456789") != std::string_view::npos) {
-        found(RedactKind::kSecret, secret);
-      }
+      foundSecret(secret);
       replace(word.begin, word.end, RedactKind::kSecret, kSecretMark);
     } else {
       replaceUser(word.begin, word.end);

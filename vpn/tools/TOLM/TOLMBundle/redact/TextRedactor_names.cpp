@@ -226,7 +226,7 @@ TextRedactor::Place TextRedactor::tryUrl(Place begin, Place end) {
       replace(front, userEnd, RedactKind::kUser, m_rStandIns.label(RedactKind::kUser, user));
     }
     if (userEnd + 1 < sign) {
-      found(RedactKind::kSecret, text(userEnd + 1, sign));
+      foundSecret(text(userEnd + 1, sign));
       replace(userEnd + 1, sign, RedactKind::kSecret, kSecretMark);
     }
   }

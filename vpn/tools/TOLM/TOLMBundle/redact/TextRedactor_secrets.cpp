@@ -37,10 +37,45 @@ bool isSecretMark(std::string_view text) {
                           text.find_first_not_of("0123456789", 1) == std::string_view::npos);
 }
 
+// "<password>", "[not set]", "{{ password }}", "{0}": nothing but words or numbers in brackets.
+bool isPlaceholder(std::string_view text) {
+  const std::size_t kind = std::string_view("<[{").find(text.front());
+  if (kind == std::string_view::npos || text.back() != ">]}"[kind]) {
+    return false;
+  }
+  for (std::size_t i = 1; i + 1 < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    const auto before = static_cast<unsigned char>(text[i - 1]);
+    if (isDigitByte(c)    ? isLetterByte(before)
+        : isLetterByte(c) ? isDigitByte(before)
+                          : std::string_view(" _-.<>[]{}").find(text[i]) == std::string_view::npos) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// "{user: x}", "[a, b]", "{0": the front of a value without quotes that is a list, an object or a
+// placeholder, and neither "{SSHA}Lwji3x" nor "[Kq7vR2".
+bool beginsStructure(std::string_view text) {
+  if (std::string_view("<[{").find(text.front()) == std::string_view::npos) {
+    return false;
+  }
+  std::size_t end = 1;
+  while (end < text.size() && isIdentifierByte(static_cast<unsigned char>(text[end]))) {
+    ++end;
+  }
+  const std::string_view word = text.substr(1, end - 1);
+  return word.find_first_not_of("0123456789.-") == std::string_view::npos || word.starts_with("0x") ||
+         text.find_first_of("0123456789") == std::string_view::npos ||
+         (end < text.size() && std::string_view(":=,([").find(text[end]) != std::string_view::npos);
+}
+
 }  // namespace
 
-// Said of a secret, and no secret.
-bool TextRedactor::saysNothing(std::string_view value) {
+// Said of a secret, and no secret. `isBare`: without quotes, so that it may be the front of what stands
+// there.
+bool TextRedactor::saysNothing(std::string_view value, bool isBare) {
   static const std::unordered_set<std::string_view> words = {
       "true", "false", "yes", "no", "null", "none", "nil", "required", "missing", "empty", "invalid",
       "expired", "unset", "set", "not", "on", "off", "enabled", "disabled", "changed", "is", "was", "for",
@@ -48,8 +83,8 @@ bool TextRedactor::saysNothing(std::string_view value) {
       "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
       // Where a system looks for its passwords, not one of them.
       "files", "compat"};
-  if (value.empty() || isSecretMark(value) || value.front() == '<' || value.front() == '{' ||
-      value.front() == '[' || value.find_first_not_of("*") == std::string_view::npos ||
+  if (value.empty() || isSecretMark(value) || isPlaceholder(value) || (isBare && beginsStructure(value)) ||
+      value.find_first_not_of("*") == std::string_view::npos ||
       value.find_first_not_of(".") == std::string_view::npos) {
     return true;
   }
@@ -76,8 +111,9 @@ bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view
   const bool hasDigit = all.find_first_of(kDigits) != std::string_view::npos;
   switch (look) {
     case KeyLook::kSecret:
-      // privatekey=/etc/ssl/key.pem, but not "PrivateKey = /AnzTF...=".
-      return all.starts_with('/') && value.ending == Ending::kWord && !isPaddedBase64(all);
+      // privatekey=/etc/ssl/key.pem, but neither "PrivateKey = /AnzTF...=" nor "password=/Kq7vR2".
+      return all.starts_with('/') && value.ending == Ending::kWord && !isPaddedBase64(all) &&
+             (!hasDigit || all.find_first_of("/.", 1) != std::string_view::npos);
     case KeyLook::kSecretWord: {
       const bool isDrive = all.size() > 2 && all[1] == ':' && (all[2] == '\\' || all[2] == '/');
       return (isNumber && all.size() <= kLongestCount) || isDrive || all.starts_with('/') ||
@@ -108,6 +144,14 @@ bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view
   }
 }
 
+// Tells of a secret, which is then looked for elsewhere too, unless a word of a text could be the same.
+void TextRedactor::foundSecret(std::string_view secret) {
+  if (secret.size() >= kShortestKnownSecret && secret.find_first_of("0123456789") != std::string_view::npos &&
+      secret.find_first_of("\r\n") == std::string_view::npos) {
+    found(RedactKind::kSecret, secret);
+  }
+}
+
 TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   Place end = valueEnd(value);
   const bool isOpen = end - value.begin > kLongestValue;
@@ -118,9 +162,12 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   while (value.ending == Ending::kElement && begin < end && isSpaceByte(at(begin))) {
     ++begin;  // line ends stay
   }
-  if (!isOpen && saysNothing(text(begin, end))) {
+  const bool isQuoted = value.ending == Ending::kQuote || value.ending == Ending::kEscapedQuote ||
+                        value.ending == Ending::kElement || value.ending == Ending::kMarkup;
+  if (!isOpen && saysNothing(text(begin, end), !isQuoted)) {
     return begin;
   }
+  begin += !isOpen && !isQuoted && at(begin) == '[' && at(end) == ']' ? 1U : 0U;
   // A scheme in front of the secret stays: "Authorization: Bearer".
   for (const std::string_view scheme : {"bearer ", "basic ", "digest ", "negotiate ", "ntlm ", "token "}) {
     if (begin + scheme.size() < end &&
@@ -131,11 +178,8 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   if (isSecretMark(text(begin, end)) || m_rKeep.keeps(RedactKind::kSecret)) {
     return std::max(value.begin, begin);
   }
-  const std::string_view secret = text(begin, end);
-  if (!isOpen && secret.size() >= kShortestKnownSecret &&
-      secret.find_first_of("0123456789") != std::string_view::npos &&
-      secret.find_first_of("\r\n") == std::string_view::npos) {
-    found(RedactKind::kSecret, secret);
+  if (!isOpen) {
+    foundSecret(text(begin, end));
   }
   if (isOpen) {
     end = begin;

@@ -48,7 +48,9 @@ bool isFontName(std::string_view name) {
 TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   const bool isBare = value.ending == Ending::kWord;
   const bool isSecretList = isBare && at(value.begin) == '[';
-  if (look == KeyLook::kSecretList || (look == KeyLook::kSecret && isSecretList)) {
+  const Place listed = look == KeyLook::kSecret && isSecretList ? valueEnd(value) : 0;
+  if (look == KeyLook::kSecretList ||
+      (listed > 0 && (at(listed) == ',' || saysNothing(text(value.begin, listed))))) {
     return isSecretList ? takeSecretList(value.begin) : value.begin;
   }
   if (look == KeyLook::kSecretItem) {

@@ -77,6 +77,36 @@ TextRedactor::Place TextRedactor::behindRemark(Place place) const {
   return at(end) == ')' && at(end + 1) == ':' && at(end + 2) != ':' ? end + 1 : place;
 }
 
+// "no user or password:": whether the quote, with so many backslashes in front, ends the text that the key
+// stands in. Then a number of its kind that is odd stands in front of it in the line, and no value behind it.
+bool TextRedactor::closesQuote(Place quote, std::size_t slashes) const {
+  constexpr std::size_t kNear = 2048;
+  const unsigned char sign = at(quote);
+  const unsigned char next = at(quote + 1);
+  if (!isSpaceByte(next) &&
+      std::string_view(",;:)]}>").find(static_cast<char>(next)) == std::string_view::npos) {
+    return next == 0;
+  }
+  if (next == ',' && (slashes > 0 ? escapesOfQuote(quote + 2) == slashes : at(quote + 2) == sign)) {
+    return true;
+  }
+  bool isOdd = false;
+  const Place reach = quote - std::min(quote, kNear);
+  Place place = quote - slashes;
+  while (place > reach && at(place - 1) != '\n') {
+    --place;
+    if (at(place) != sign || (sign == '\'' && isLetterByte(at(place + 1)) && isLetterByte(at(place - 1)))) {
+      continue;  // "isn't"
+    }
+    const Place behind = place;
+    while (place > reach && at(place - 1) == '\\') {
+      --place;
+    }
+    isOdd = isOdd != (slashes > 0 ? behind - place == slashes : (behind - place) % 2 == 0);
+  }
+  return isOdd && (place == 0 || at(place - 1) == '\n');
+}
+
 // Where the value of the key in [begin, end) begins and how it ends:
 //   key=value  key: value  "key": "value"  key => value  <key>value<  <key>..</key><string>value<  "key"
 //   value="value"
@@ -166,10 +196,12 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   value.isFound = true;
   value.wasQuoted = wasQuoted;
   if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
+    value.isFound = wasQuoted || !closesQuote(place + slashes, slashes);
     value.ending = Ending::kEscapedQuote;
     value.slashes = slashes;
     place += slashes + 1;
   } else if (at(place) == '"' || at(place) == '\'' || at(place) == '`') {
+    value.isFound = wasQuoted || !closesQuote(place, 0);
     value.ending = Ending::kQuote;
     value.quote = static_cast<char>(at(place));
     ++place;
