@@ -19,7 +19,44 @@ namespace {
 // How often a line comes, by its hash: 64 bits tell lines of one file well enough apart.
 using LineCounts = std::unordered_map<std::size_t, std::int64_t>;
 
-// Calls `visit` with each line and the hash of its normal form. Returns why the entry couldn't be read.
+// A line of a file that is compared.
+struct ComparedLine {
+  std::string_view front;  // all of it, or more than is kept
+  std::size_t hash = 0;    // of its normal form
+};
+
+// The hash of text that comes in parts, the same wherever they end.
+class PartsHash {
+ public:
+  // Takes the text but for what is less than a block.
+  void take(std::string& text) {
+    constexpr std::size_t kBlock = 65536;
+    std::size_t taken = 0;
+    for (; text.size() - taken >= kBlock; taken += kBlock) {
+      add(std::string_view(text).substr(taken, kBlock));
+    }
+    text.erase(0, taken);
+  }
+  // The hash with all of the text, and a new one begins.
+  std::size_t end(std::string& text) {
+    take(text);
+    add(text);
+    return std::exchange(m_nHash, 0);
+  }
+
+ private:
+  void add(std::string_view block) {
+    constexpr std::size_t kFactor = 31;
+    m_nHash = m_nHash * kFactor + std::hash<std::string_view>()(block);
+  }
+
+  std::size_t m_nHash = 0;
+};
+
+// What is kept of a line.
+constexpr std::size_t kLongestKept = 400;
+
+// Calls `visit` with each line. Returns why the entry couldn't be read.
 template <typename Visit>
 std::string walkLines(const BundleContent& content, std::size_t entry, bool& binary, const Visit& visit) {
   EntryReader reader(content.reader());
@@ -32,20 +69,45 @@ std::string walkLines(const BundleContent& content, std::size_t entry, bool& bin
     return reader.cause();
   }
   LineNormalizer normalizer;
+  PartsHash hash;
   std::string_view line;
+  std::string front;
   std::string normal;
+  // Parts of a long line meet in the middle of what both have.
+  static_assert(LineReader::kOverlap == 2 * kAroundPart);
+  std::size_t from = 0;
   while (lines.next(line)) {
-    normalizer.normalize(line, normal);
-    visit(line, std::hash<std::string>()(normal));
+    const std::size_t to = line.size() - (lines.isCut() ? kAroundPart : 0);
+    const std::size_t end =
+        lines.isContinued() ? appendNormal(line, from, to, normal) : normalizer.normalize(line, normal, to);
+    if (lines.isCut()) {
+      if (!lines.isContinued()) {
+        front = line.substr(0, kLongestKept + 1);
+      }
+      hash.take(normal);
+      from = end - (LineReader::kLongestLine - LineReader::kOverlap);
+      continue;
+    }
+    visit(ComparedLine{lines.isContinued() ? front : line, hash.end(normal)});
   }
   return reader.cause();
 }
 
 void keep(LineChange& change, std::string_view line, std::size_t limit) {
   ++change.count;
-  if (change.lines.size() < limit) {
-    change.lines.emplace_back(line);
+  if (change.lines.size() >= limit) {
+    return;
   }
+  std::size_t length = line.size();
+  if (length > kLongestKept) {
+    length = kLongestKept;
+    // Back to the start of a character: half of one would be no text.
+    while (length > 0 && (static_cast<unsigned char>(line[length]) & 0xc0U) == 0x80) {
+      --length;
+    }
+  }
+  change.lines.emplace_back(line.substr(0, length));
+  change.lines.back() += length < line.size() ? "..." : "";
 }
 
 // A file that couldn't be read, on one side.
@@ -73,13 +135,13 @@ class Comparer {
   void compareLines(FilePair& pair) {
     FileChange& change = pair.change;
     LineCounts counts;
-    if (!walkOld(pair, [&](std::string_view, std::size_t hash) { ++counts[hash]; }) ||
-        !walkNew(pair, [&](std::string_view line, std::size_t hash) {
-          const auto found = counts.find(hash);
+    if (!walkOld(pair, [&](const ComparedLine& line) { ++counts[line.hash]; }) ||
+        !walkNew(pair, [&](const ComparedLine& line) {
+          const auto found = counts.find(line.hash);
           if (found != counts.end() && found->second > 0) {
             --found->second;
           } else {
-            keep(change.added, line, m_nLines);
+            keep(change.added, line.front, m_nLines);
           }
         })) {
       return;
@@ -88,11 +150,11 @@ class Comparer {
         std::any_of(counts.begin(), counts.end(), [](const auto& count) { return count.second > 0; });
     // Read once more for the words of what is left: the counts know hashes alone.
     if (anyLeft) {
-      walkOld(pair, [&](std::string_view line, std::size_t hash) {
-        const auto found = counts.find(hash);
+      walkOld(pair, [&](const ComparedLine& line) {
+        const auto found = counts.find(line.hash);
         if (found != counts.end() && found->second > 0) {
           --found->second;
-          keep(change.gone, line, m_nLines);
+          keep(change.gone, line.front, m_nLines);
         }
       });
     }

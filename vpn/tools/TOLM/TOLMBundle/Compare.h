@@ -17,7 +17,7 @@ namespace halvo {
 // Lines of a file that only one bundle has.
 struct LineChange {
   std::uint64_t count = 0;
-  std::vector<std::string> lines;  // the first of them
+  std::vector<std::string> lines;  // the first of them, each cut at 400 bytes with "..." for the rest
 };
 
 struct FileChange {

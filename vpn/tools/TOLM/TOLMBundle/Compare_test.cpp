@@ -1,4 +1,4 @@
-// What a comparison tells of items and of what is missing.
+// What a comparison tells of items, of what is missing and of long lines.
 
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
 
@@ -115,6 +115,44 @@ TEST(CompareItemsTest, TheBundlesOwnPathIsNoOtherReason) {
   const Comparison comparison = compareBundles(*old, *now, 10);
   EXPECT_THAT(comparison.reasons, IsEmpty());
   EXPECT_THAT(comparison.missingNew, IsEmpty());
+}
+
+Comparison comparedTexts(const std::string& before, const std::string& after) {
+  const OpenedBundle old(ZipBuilder().add({"a", before}));
+  const OpenedBundle now(ZipBuilder().add({"a", after}));
+  return compareBundles(*old, *now, 10);
+}
+
+// Of several megabytes, without a line's end.
+std::string longLine(const std::string& id, const std::string& time, const std::string& value) {
+  std::string line = "[";
+  for (int i = 0; i < 60000; ++i) {
+    line += R"({"pid":)" + id + R"(,"n":)" + std::to_string(i) + R"(,"time":")" + time + R"("},)";
+  }
+  return line + value + "]";
+}
+
+// Its parts were lines of their own, and differed from where one of both had a byte more.
+TEST(CompareLinesTest, ALongLineIsOneLine) {
+  const std::string line = longLine("1", "10:42:07", "5");
+  const Comparison comparison = comparedTexts(line + "\nx\n", "[7," + line.substr(1) + "\nx\n");
+  ASSERT_THAT(comparison.changed, SizeIs(1));
+  EXPECT_EQ(comparison.changed[0].gone.count, 1U);
+  EXPECT_THAT(comparison.changed[0].added.lines, ElementsAre("[7," + line.substr(1, 397) + "..."));
+}
+
+TEST(CompareLinesTest, TimesAndProcessIdsInALongLineAreNoDifference) {
+  const std::string line = longLine("1", "10:42:07", "5");
+  EXPECT_THAT(comparedTexts(line, longLine("12345", "2026-03-15T10:42:08.123Z", "5")).changed, IsEmpty());
+  EXPECT_THAT(comparedTexts(line, longLine("12345", "2026-03-15T10:42:08.123Z", "6")).changed, SizeIs(1));
+}
+
+TEST(CompareLinesTest, OfALineItsFrontIsKeptUpToAWholeCharacter) {
+  const std::string front(399, 'x');
+  const Comparison comparison = comparedTexts(front + "y\n", front + "\xc3\xa4\n");
+  ASSERT_THAT(comparison.changed, SizeIs(1));
+  EXPECT_THAT(comparison.changed[0].gone.lines, ElementsAre(front + "y"));
+  EXPECT_THAT(comparison.changed[0].added.lines, ElementsAre(front + "..."));
 }
 
 }  // namespace

@@ -145,6 +145,28 @@ TEST(LogTimeTest, AnIndexInBracketsIsNoProcessId) {
   EXPECT_EQ(normal("agent[123]: up"), "agent[<pid>]: up");
 }
 
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) {
+    all += text;
+  }
+  return all;
+}
+
+// For each tag the line was walked through up to its front.
+TEST(LogTimeTest, ALineWithoutBlanksTakesTimeInProportion) {
+  constexpr int kTimes = 500000;
+  EXPECT_EQ(normal(repeated("a[1]:", kTimes)), repeated("a[1]:", kTimes));
+  EXPECT_EQ(normal(repeated("a[123]:", kTimes)), repeated("a[<pid>]:", kTimes));
+  EXPECT_EQ(normal(repeated("20260315T104203,", kTimes)), repeated("<time>,", kTimes));
+}
+
+TEST(LogTimeTest, TimesAnywhereInALongLineAreSetAside) {
+  EXPECT_EQ(normal(repeated("10:42:07 x ", 5000)), repeated("<time> x ", 5000));
+  const std::string far(5000, '.');
+  EXPECT_EQ(normal(far + " 2026-03-15 10:42:07.123 00:11:22:33:44:55"), far + " <time> 00:11:22:33:44:55");
+}
+
 TEST(LogTimeTest, ATimeThatIsASettingCounts) {
   EXPECT_EQ(normal("notAfter=Mar  5 10:42:07 2026 GMT"), "notAfter=Mar  5 10:42:07 2026 GMT");
   EXPECT_EQ(normal("Mar 15 10:42:07 h SessionTimeout=00:30:00"), "<time> h SessionTimeout=00:30:00");

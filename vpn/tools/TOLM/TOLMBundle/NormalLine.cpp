@@ -27,11 +27,25 @@ std::size_t endOfStamp(std::string_view line, std::size_t at) {
   return end - point - 1 >= kFewestDigits && end < line.size() && line[end] == ']' ? end : 0;
 }
 
-// Whether a program's name is what syslog has here: behind the time, and the machine's name where there is
-// one. `time` is where the line's first time ends; 0 where it has none ahead of the name.
-bool isBehindTime(std::string_view line, std::size_t name, std::size_t time) {
-  if (time == 0 || name <= time) {
+// The "123" of syslog's "word[123]:". A short number may be an index of anything, but where the word is what
+// syslog has there: behind the time, and the machine's name where there is one. `time` is where the line's
+// first time ends; 0 where it has none ahead of the word.
+bool isTaggedId(std::string_view line, std::size_t at, std::size_t end, std::size_t time) {
+  if (at < 2 || line[at - 1] != '[' || line.substr(end, 2) != "]:") {
     return false;
+  }
+  constexpr std::size_t kLongestIndex = 2;
+  if (line[at - 2] == ')' || !isWordCharacter(line[at - 2]) || end - at > kLongestIndex) {
+    return line[at - 2] == ')' || isWordCharacter(line[at - 2]);
+  }
+  // Both names are short: a line without blanks isn't walked through for each of its tags.
+  constexpr std::size_t kLongestNames = 300;
+  if (time == 0 || time >= at - 1 || at - time > kLongestNames) {
+    return false;
+  }
+  std::size_t name = at - 1;
+  while (name > time && line[name - 1] != ' ' && line[name - 1] != '\t') {
+    --name;
   }
   int words = 0;
   for (std::size_t i = time; i < name; ++i) {
@@ -40,23 +54,7 @@ bool isBehindTime(std::string_view line, std::size_t name, std::size_t time) {
       return false;
     }
   }
-  return words <= 1;
-}
-
-// The "123" of syslog's "word[123]:". A short number may be an index of anything, but in a line of a log.
-bool isTaggedId(std::string_view line, std::size_t at, std::size_t end, std::size_t time) {
-  if (at < 2 || line[at - 1] != '[' || line.substr(end, 2) != "]:") {
-    return false;
-  }
-  if (line[at - 2] == ')') {
-    return true;
-  }
-  constexpr std::size_t kLongestIndex = 2;
-  std::size_t name = at - 1;
-  while (name > 0 && line[name - 1] != ' ' && line[name - 1] != '\t') {
-    --name;
-  }
-  return isWordCharacter(line[at - 2]) && (end - at > kLongestIndex || isBehindTime(line, name, time));
+  return name > time && words <= 1;
 }
 
 // A process id behind a tag or behind "pid".
@@ -133,15 +131,31 @@ bool isHeadingWord(std::string_view word) {
 
 void normalizeLine(std::string_view line, std::string& result) {
   result.clear();
-  constexpr std::size_t kLimit = 4096;
+  appendNormal(line, 0, line.size(), result);
+}
+
+std::size_t appendNormal(std::string_view line, std::size_t from, std::size_t to, std::string& result) {
   LogTime time;
-  const auto findNext = [&](std::size_t from) {
-    const bool found = findLogTime(line, time, from, kLimit, BareClock::kAnywhere) && time.start >= from;
-    return found ? time.start : line.size();
+  constexpr std::size_t kNone = std::string_view::npos;
+  std::size_t nextTime = kNone;
+  // A look ends far enough behind the last byte that a time may begin with.
+  constexpr std::size_t kLongestLook = 512;
+  constexpr std::size_t kLongestTime = 128;
+  std::size_t lookedUntil = from;
+  const auto look = [&](std::size_t start) {
+    lookedUntil = std::min(start + kLongestLook, line.size());
+    nextTime = kNone;
+    for (std::size_t next = start; nextTime == kNone; next = time.end) {
+      if (!findLogTime(line, time, next, lookedUntil + kLongestTime, BareClock::kAnywhere) ||
+          time.start >= lookedUntil) {
+        return;
+      }
+      // The date of one that begins ahead has been taken for another's.
+      nextTime = time.start >= start ? time.start : kNone;
+    }
   };
-  std::size_t nextTime = findNext(0);
   std::size_t firstEnd = 0;
-  std::size_t at = 0;
+  std::size_t at = from;
   // A time, or the words that stand for it where it is a setting.
   const auto pass = [&](std::size_t end) {
     if (isSetting(line, at)) {
@@ -152,10 +166,13 @@ void normalizeLine(std::string_view line, std::string& result) {
     firstEnd = firstEnd == 0 ? end : firstEnd;
     at = end;
   };
-  while (at < line.size()) {
+  while (at < to) {
+    if (at >= lookedUntil || nextTime < at) {
+      look(at);
+    }
     if (at == nextTime) {
       pass(time.end);
-      nextTime = findNext(at);
+      look(at);
       continue;
     }
     if (isDigit(line[at]) && (at == 0 || !isWordCharacter(line[at - 1]))) {
@@ -178,6 +195,7 @@ void normalizeLine(std::string_view line, std::string& result) {
     }
     result += line[at++];
   }
+  return at;
 }
 
 bool LineNormalizer::takeHeading(std::string_view line) {
@@ -214,22 +232,25 @@ bool LineNormalizer::takeRow(const std::string& row, std::string& result) const 
   return true;
 }
 
-void LineNormalizer::normalize(std::string_view line, std::string& result) {
+std::size_t LineNormalizer::normalize(std::string_view line, std::string& result, std::size_t to) {
+  to = std::min(to, line.size());
   if (takeHeading(line)) {
     result.clear();
     for (const std::string_view word : wordsOf(line)) {
       result += word;
       result += ' ';
     }
-    return;
+    return to;
   }
-  normalizeLine(line, result);
+  result.clear();
+  const std::size_t end = appendNormal(line, 0, to, result);
   if (!m_Replaced.empty()) {
     const std::string row = result;
     if (!takeRow(row, result)) {
       m_Replaced.clear();
     }
   }
+  return end;
 }
 
 }  // namespace halvo
