@@ -142,6 +142,7 @@ class TextRedactor {
     bool isProven = false;  // told so
   };
   Memo& memoOf(RedactKind kind, std::string_view text, bool& isNew);
+  Memo& hostMemo(Place begin, Place end);
   // `isSure`: the name is looked for everywhere else too.
   void replaceHost(Place begin, Place end, bool isSure = true);
   // What says that a user is named. kGuess: replaced here, and not looked for elsewhere. kProven: nobody but
@@ -152,7 +153,6 @@ class TextRedactor {
   bool isInDate(Place begin, Place end) const;
   Place tryHome(Place slash);
   void tryLogHost(Place lineBegin);
-  Place tryPasswdLine(Place begin, Place end);
 
   // TextRedactor_sentences.cpp
   Place userEnd(Place begin) const;
@@ -170,6 +170,7 @@ class TextRedactor {
   Place tryRoute(Place begin, Place end);
   bool areHex(Place begin, std::size_t count) const;
   void replaceHex(Place begin, std::size_t digits);
+  Place tryPasswdLine(Place begin, Place end);
 
   // TextRedactor_hosts.cpp
   void learnHost(std::string_view name);

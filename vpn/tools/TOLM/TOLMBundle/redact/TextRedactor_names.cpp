@@ -48,6 +48,12 @@ bool isMonth(std::string_view word) {
   return false;
 }
 
+// Programs that write to the system's log without their number behind the name.
+bool isSystemProgram(std::string_view word) {
+  return word == "kernel" || word == "systemd" || word == "sudo" || word == "su" ||
+         word == "NetworkManager" || word == "dhclient";
+}
+
 // A name of everybody or nobody, a number, a variable.
 bool isNobody(std::string_view user) {
   return user.empty() || isCommonWord(user) || isNumber(user) || StandIns::labelAt(user) == user.size() ||
@@ -131,14 +137,20 @@ bool TextRedactor::isInDate(Place begin, Place end) const {
          (last < begin && last > 0 && (isDigitByte(at(last - 1)) || isCalendarWord(text(first, last))));
 }
 
-// A name that stands where a host is named. `isSure` as for users.
-void TextRedactor::replaceHost(Place begin, Place end, bool isSure) {
+TextRedactor::Memo& TextRedactor::hostMemo(Place begin, Place end) {
   bool isNew = false;
   Memo& memo = memoOf(RedactKind::kHost, text(begin, end), isNew);
   if (isNew && isHostText(memo.name) && !isReservedHost(memo.name) && !isCommonWord(memo.name) &&
       !holdsStandIn(memo.name)) {
     memo.standIn = m_rStandIns.host(memo.name);
   }
+  memo.isEveryday = isNew ? isEverydayText(memo.name) : memo.isEveryday;
+  return memo;
+}
+
+// A name that stands where a host is named. `isSure` as for users.
+void TextRedactor::replaceHost(Place begin, Place end, bool isSure) {
+  Memo& memo = hostMemo(begin, end);
   if (isSure && m_pCollector != nullptr && !memo.standIn.empty() && !memo.isFound) {
     memo.isFound = true;
     const HostParts parts = splitHost(memo.name);
@@ -370,7 +382,8 @@ void TextRedactor::tryLogHost(Place lineBegin) {
   const auto sign = [this, &place](char c) {
     return at(place) == static_cast<unsigned char>(c) && ++place != 0;
   };
-  if (isLetterByte(at(place))) {
+  const bool isOfSystem = isLetterByte(at(place));
+  if (isOfSystem) {
     if (!isMonth(text(place, place + 3))) {
       return;
     }
@@ -408,7 +421,8 @@ void TextRedactor::tryLogHost(Place lineBegin) {
   if (end == place || at(end) != ' ' || isNumber(text(place, end)) || !isWordByte(at(end - 1))) {
     return;
   }
-  // "prog[123]:", "prog:" and "kernel:" follow.
+  // "prog[123]:", "prog:" and "kernel:" follow. A log of a program's own has a level or a part of it there,
+  // and behind a time in full what may be one is no name elsewhere.
   Place behind = end + 1;
   while (behind - end < 128 && at(behind) > ' ' && at(behind) != ':' && at(behind) != '[') {
     ++behind;
@@ -416,65 +430,14 @@ void TextRedactor::tryLogHost(Place lineBegin) {
   if (at(behind) != ':' && at(behind) != '[') {
     return;
   }
-  replaceHost(place, end);
+  if (end - place == 1 || hostMemo(place, end).isEveryday) {
+    return;
+  }
+  const bool isSure = isOfSystem || at(behind) == '[' ||
+                      text(place, end).find_first_of("0123456789-.") != std::string_view::npos ||
+                      isSystemProgram(text(end + 1, behind));
+  replaceHost(place, end, isSure);
   m_nPlace = std::max(end, m_nCopied);
-}
-
-// jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/bash, and jane:*:501:20:Jane Doe:/Users/jane:/bin/zsh, which
-// may have a class and two times in front of the full name.
-TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
-  constexpr unsigned long kFirstOfPeople = 1000;
-  constexpr unsigned long kFirstOnMacs = 500;  // whose passwords are stars
-  constexpr unsigned long kNobody = 65534;
-  Place place = end + 1;
-  const auto fieldEnd = [this](Place from) {
-    Place to = from;
-    while (at(to) != ':' && at(to) >= ' ' && to - from < 256) {
-      ++to;
-    }
-    return to;
-  };
-  const auto number = [this](Place from, Place to) {
-    const std::string_view digits = text(from, to);
-    return !digits.empty() && digits.size() < 11 &&
-           digits.find_first_not_of("0123456789") == std::string_view::npos;
-  };
-  Place last = fieldEnd(place);
-  const std::string_view password = text(place, last);
-  if (at(last) != ':' || (password != "x" && password.find_first_not_of('*') != std::string_view::npos)) {
-    return begin;
-  }
-  place = last + 1;
-  last = fieldEnd(place);
-  if (at(last) != ':' || !number(place, last)) {
-    return begin;
-  }
-  const unsigned long id = std::stoul(std::string(text(place, last)));
-  place = last + 1;
-  last = fieldEnd(place);
-  if (at(last) != ':' || !number(place, last) || id < (password == "x" ? kFirstOfPeople : kFirstOnMacs) ||
-      id == kNobody) {
-    return begin;
-  }
-  place = last + 1;
-  last = fieldEnd(place);
-  if (at(last) == ':' && at(last + 1) == '0' && at(last + 2) == ':' && at(last + 3) == '0' &&
-      at(last + 4) == ':') {
-    place = last + 5;
-    last = fieldEnd(place);
-  }
-  if (at(last) != ':') {
-    return begin;
-  }
-  replaceUser(begin, end, Evidence::kProven);
-  const Place name = place;
-  while (place < last && at(place) != ',') {
-    ++place;
-  }
-  if (place > name) {
-    replaceUser(name, place);
-  }
-  return std::max(last, m_nCopied);
 }
 
 }  // namespace halvo

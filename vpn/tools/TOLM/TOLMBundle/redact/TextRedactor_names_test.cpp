@@ -81,6 +81,34 @@ TEST(EmptyValueTest, TheNextNameIsNoValue) {
                "host=\tport7=1\nport7"});
 }
 
+// A level or a part of a program in a log of its own became a host, in every file.
+TEST(LogHostTest, LevelsAndPartsOfAProgramAreNoMachines) {
+  expectStays({"2026-11-23T10:00:00.123456Z TRACE hyper::client: x",
+               "2026-11-23T10:00:00Z ERR tunnel: x\n3 ERR", "2026-11-23T10:00:01Z I tunnel: x",
+               "2026-11-23T10:00:01Z stdout F: x", "Mar 15 10:42:07 VERIFY OK: depth=0"});
+  expectRows(
+      {{"2026-03-15T10:42:07Z VpnService tunnel: up\nVpnService",
+        "2026-03-15T10:42:07Z {H} tunnel: up\nVpnService"},
+       {"2026-03-15T10:42:07Z falcon sshd[1]: up\nfalcon", "2026-03-15T10:42:07Z {H} sshd[1]: up\n{H}"},
+       {"2026-03-15T10:42:07Z falcon kernel: up\nfalcon", "2026-03-15T10:42:07Z {H} kernel: up\n{H}"},
+       {"2026-03-15T10:42:07Z mbp7 app: up\nmbp7", "2026-03-15T10:42:07Z {H} app: up\n{H}"},
+       {"Mar 15 10:42:07 falcon app: up\nfalcon", "Mar 15 10:42:07 {H} app: up\n{H}"}});
+}
+
+// "you" became a host and "are" a user, in every file.
+TEST(HostKeyTest, ASentenceBehindTheKeyTeachesNoHost) {
+  expectStays({"hostname: you must be root to change the host name\nyou",
+               "hostname: sethostname: Operation not permitted\nsethostname",
+               "hostname: unrecognized option '-x'\nunrecognized",
+               "- noproxy: fix builds without AF_INET6\nfix",
+               "--default-user are possible, --user use this\nare"});
+  expectRows({{"hostname: falcon\nfalcon", "hostname: {H}\n{H}"},
+              {"hostname: falcon kernel: 6.1\nfalcon", "hostname: {H} kernel: 6.1\n{H}"},
+              {"hostname: gw-7 is up\ngw-7", "hostname: {H} is up\ngw-7"},
+              {"noproxy: falcon eagle\neagle", "noproxy: {H} {H}\n{H}"},
+              {"noproxy: work acme.de\nacme.de", "noproxy: {H} {H}.example\n{H}.example"}});
+}
+
 // "waiting for user input" made a user of "input", in every file.
 TEST(EverydayWordTest, WhatOnlyStandsLikeANameTeachesNone) {
   const std::string words =

@@ -1,5 +1,5 @@
 // Addresses without dots in the kernel's tables of connections and routes: words of four bytes in the
-// processor's order, which is the lowest byte first on all that are in use.
+// processor's order, which is the lowest byte first on all that are in use; and the table of accounts.
 
 #include <algorithm>
 #include <string>
@@ -118,6 +118,63 @@ void TextRedactor::replaceHex(Place begin, std::size_t digits) {
     written += "0123456789ABCDEF"[result[i] & 15U];
   }
   replace(begin, begin + digits, RedactKind::kAddress, written);
+}
+
+// jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/bash, and jane:*:501:20:Jane Doe:/Users/jane:/bin/zsh, which
+// may have a class and two times in front of the full name.
+TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
+  constexpr unsigned long kFirstOfPeople = 1000;
+  constexpr unsigned long kFirstOnMacs = 500;  // whose passwords are stars
+  constexpr unsigned long kNobody = 65534;
+  Place place = end + 1;
+  const auto fieldEnd = [this](Place from) {
+    Place to = from;
+    while (at(to) != ':' && at(to) >= ' ' && to - from < 256) {
+      ++to;
+    }
+    return to;
+  };
+  const auto number = [this](Place from, Place to) {
+    const std::string_view digits = text(from, to);
+    return !digits.empty() && digits.size() < 11 &&
+           digits.find_first_not_of("0123456789") == std::string_view::npos;
+  };
+  Place last = fieldEnd(place);
+  const std::string_view password = text(place, last);
+  if (at(last) != ':' || (password != "x" && password.find_first_not_of('*') != std::string_view::npos)) {
+    return begin;
+  }
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) != ':' || !number(place, last)) {
+    return begin;
+  }
+  const unsigned long id = std::stoul(std::string(text(place, last)));
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) != ':' || !number(place, last) || id < (password == "x" ? kFirstOfPeople : kFirstOnMacs) ||
+      id == kNobody) {
+    return begin;
+  }
+  place = last + 1;
+  last = fieldEnd(place);
+  if (at(last) == ':' && at(last + 1) == '0' && at(last + 2) == ':' && at(last + 3) == '0' &&
+      at(last + 4) == ':') {
+    place = last + 5;
+    last = fieldEnd(place);
+  }
+  if (at(last) != ':') {
+    return begin;
+  }
+  replaceUser(begin, end, Evidence::kProven);
+  const Place name = place;
+  while (place < last && at(place) != ',') {
+    ++place;
+  }
+  if (place > name) {
+    replaceUser(name, place);
+  }
+  return std::max(last, m_nCopied);
 }
 
 }  // namespace halvo

@@ -200,6 +200,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       return end;
     case KeyLook::kHost:
     case KeyLook::kHostMaybe: {
+      constexpr std::size_t kLongestWord = 32;
       if (look == KeyLook::kHost && name.starts_with("\\\\")) {
         Value host = value;
         host.begin = begin + 2;  // "LOGONSERVER=\\\\DC7"
@@ -227,7 +228,19 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
           hostLook(host) == HostLook::kNone) {
         return begin;
       }
-      replaceHost(begin, last);
+      // "hostname: sethostname: Operation not permitted", "hostname: unrecognized option": a sentence, unless
+      // another name with its value follows.
+      const Place word = last + (next == ':' ? 2U : 1U);
+      Place wordEnd = word;
+      while (wordEnd - word < kLongestWord && isIdentifierByte(at(wordEnd))) {
+        ++wordEnd;
+      }
+      const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(word - 1)) &&
+                          wordEnd > word && at(wordEnd) != ':' && at(wordEnd) != '=';
+      if (goesOn && !looks) {
+        return begin;
+      }
+      replaceHost(begin, last, !goesOn);
       return std::max(last, m_nCopied);
     }
     case KeyLook::kId: {
@@ -290,6 +303,8 @@ TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
   constexpr std::string_view kSigns = " \t,;~*";
   constexpr std::size_t kMostPlainWords = 3;
   std::size_t plain = 0;
+  bool hasEveryday = false;
+  bool hasName = false;
   for (Place place = begin; place < end;) {
     const Place first = place;
     bool hasDot = false;
@@ -298,6 +313,8 @@ TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
       ++place;
     }
     plain += !hasDot && place > first && isLetterByte(at(first)) && isBlankByte(at(place)) ? 1 : 0;
+    hasEveryday = hasEveryday || (!hasDot && isEverydayWord(text(first, place)));
+    hasName = hasName || hasDot;
     ++place;
   }
   const std::string_view all = text(begin, end);
@@ -305,7 +322,8 @@ TextRedactor::Place TextRedactor::takeHosts(Place begin, Place end) {
     return !isIdentifierByte(static_cast<unsigned char>(c)) && kSigns.find(c) == std::string_view::npos &&
            c != '/' && c != ':';
   });
-  if (plain > kMostPlainWords || all.find(kSecretMark) != std::string_view::npos ||
+  if (plain > kMostPlainWords || (hasEveryday && !hasName) ||
+      all.find(kSecretMark) != std::string_view::npos ||
       (isOther && all.find(' ') != std::string_view::npos)) {
     return begin;  // a sentence
   }
