@@ -4,6 +4,7 @@
 #include <array>
 #include <iomanip>
 #include <locale>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -31,6 +32,27 @@ std::string folderKey(const std::string& folder, const std::string& key) {
   return folder + '\0' + key;
 }
 
+// Packers of another system part folders by backslashes. Where any file's name has a slash they are bytes of
+// names like others.
+bool isPartedByBackslashes(const std::vector<BundleEntryInfo>& entries) {
+  bool any = false;
+  for (const BundleEntryInfo& entry : entries) {
+    if (!entry.fault.empty() || entry.isFolder()) {
+      continue;
+    }
+    if (entry.name.find('/') != std::string::npos) {
+      return false;
+    }
+    any = any || entry.name.find('\\') != std::string::npos;
+  }
+  return any;
+}
+
+std::string withSlashes(std::string name) {
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
+}
+
 // What packers of other systems put beside the folder that they pack.
 bool isPackersOwn(const std::string& name) {
   return name.compare(0, 9, "__MACOSX/") == 0;
@@ -38,7 +60,7 @@ bool isPackersOwn(const std::string& name) {
 
 }  // namespace
 
-std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
+std::string commonFolder(const std::vector<BundleEntryInfo>& entries, char separator) {
   std::string common;
   bool isFirst = true;
   for (const BundleEntryInfo& entry : entries) {
@@ -47,7 +69,7 @@ std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
         entry.isFolder()) {
       continue;
     }
-    const std::string folder = entry.name.substr(0, entry.name.rfind('/') + 1);
+    const std::string folder = entry.name.substr(0, entry.name.rfind(separator) + 1);
     if (isFirst) {
       common = folder;
       isFirst = false;
@@ -55,7 +77,7 @@ std::string commonFolder(const std::vector<BundleEntryInfo>& entries) {
     }
     common.erase(std::mismatch(common.begin(), common.end(), folder.begin(), folder.end()).first,
                  common.end());
-    common.erase(common.rfind('/') + 1);
+    common.erase(common.rfind(separator) + 1);
   }
   return common;
 }
@@ -91,8 +113,9 @@ void BundleContent::findSummaryBelow(const std::string& root) {
   std::size_t looks = 0;
   for (std::size_t i = 0; m_nSummaryEntry == entries.size() && i < entries.size() && looks < kLooks; ++i) {
     std::string front;
-    if (entries[i].fault.empty() && entries[i].name.compare(0, root.size(), root) == 0 &&
-        entries[i].name.find('/', root.size()) == std::string::npos) {
+    const std::string name = nameOf(i);
+    if (entries[i].fault.empty() && name.starts_with(root) &&
+        name.find('/', root.size()) == std::string::npos) {
       ++looks;
       if (m_rReader.readFront(i, kFront, front).empty() && isSummary(front)) {
         m_nSummaryEntry = i;
@@ -108,7 +131,8 @@ void BundleContent::findSummary() {
     return;
   }
   // Somebody may have unpacked the bundle, and packed the folder that it went to.
-  if (const std::string folder = commonFolder(m_rReader.entries()); !folder.empty()) {
+  if (const std::string folder = withSlashes(commonFolder(m_rReader.entries(), m_bBackslashes ? '\\' : '/'));
+      !folder.empty()) {
     findSummaryBelow(folder);
     m_strRoot = m_nSummaryEntry < m_rReader.entries().size() ? folder : "";
   }
@@ -126,7 +150,7 @@ void BundleContent::findOnlySummary() {
   std::size_t found = entries.size();
   std::size_t looks = 0;
   for (std::size_t i = 0; i < entries.size() && looks < kLooks; ++i) {
-    const std::string& name = entries[i].name;
+    const std::string name = nameOf(i);
     std::string front;
     if (!entries[i].fault.empty() || !name.ends_with(kName) || name.find('/') + kName.size() != name.size()) {
       continue;
@@ -141,7 +165,7 @@ void BundleContent::findOnlySummary() {
   }
   if (found < entries.size()) {
     m_nSummaryEntry = found;
-    m_strRoot = entries[found].name.substr(0, entries[found].name.find('/') + 1);
+    m_strRoot = nameOf(found).substr(0, nameOf(found).find('/') + 1);
   }
 }
 
@@ -168,10 +192,13 @@ std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& 
       lists.push_back(&found->second);
     }
   }
-  for (auto* const byKey : {&m_ByKey, &m_ByForeignKey}) {
-    if (const auto found = byKey->find(row.nameKey); found != byKey->end()) {
-      lists.push_back(&found->second);
-    }
+  if (const auto found = m_ByKey.find(row.nameKey); found != m_ByKey.end()) {
+    lists.push_back(&found->second);
+  }
+  // Which of several is meant can't be told.
+  if (const auto found = m_ByForeignKey.find(row.nameKey);
+      found != m_ByForeignKey.end() && found->second.entries.size() == 1) {
+    lists.push_back(&found->second);
   }
   if (lists.empty()) {
     return m_rReader.entries().size();
@@ -193,8 +220,7 @@ void BundleContent::matchSection(const SummarySection& section) {
                            "the summary lists it, and the bundle doesn't hold it", true});
       continue;
     }
-    addFile({row.id, row.description, section.title, lastComponent(m_rReader.entries()[entry].name), row.last,
-             entry});
+    addFile({row.id, row.description, section.title, lastComponent(nameOf(entry)), row.last, entry});
   }
 }
 
@@ -231,10 +257,27 @@ std::string BundleContent::idsOf(const BundledFile& file) const {
 void BundleContent::addTheRest() {
   const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (m_FirstFile[i] == kUnmatched && i != m_nSummaryEntry && !entries[i].isFolder()) {
-      addFile({"", "", "", lastComponent(entries[i].name), "", i});
+    if (m_FirstFile[i] == kUnmatched && i != m_nSummaryEntry && !isFolder(i)) {
+      addFile({"", "", "", lastComponent(nameOf(i)), "", i});
     }
   }
+}
+
+// Titles that are no folders' names leave all files beside the summary, and a file's own name may have
+// backslashes.
+bool BundleContent::hasFilesBesideSummaryAlone() const {
+  if (!m_strRoot.empty() || !m_strFault.empty()) {
+    return false;
+  }
+  std::set<std::string> titles;
+  for (const SummarySection& section : m_Summary.sections) {
+    titles.insert(section.title);
+  }
+  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
+  return std::none_of(entries.begin(), entries.end(), [&titles](const BundleEntryInfo& entry) {
+    const std::size_t backslash = entry.name.find('\\');
+    return backslash != std::string::npos && titles.contains(entry.name.substr(0, backslash));
+  });
 }
 
 void BundleContent::load() {
@@ -242,16 +285,22 @@ void BundleContent::load() {
   for (const BundleEntryInfo& entry : entries) {
     m_nWholeSize += std::min(entry.size, UINT64_MAX - m_nWholeSize);
   }
+  m_bBackslashes = isPartedByBackslashes(entries);
   readSummaryEntry();
+  m_bBackslashes = m_bBackslashes && !hasFilesBesideSummaryAlone();
   m_FirstFile.resize(entries.size(), kUnmatched);
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (entries[i].fault.empty() && i != m_nSummaryEntry && !entries[i].isFolder()) {
-      const std::string key = wrappedKey(lastComponent(entries[i].name), kSummaryNameWidth);
+    if (entries[i].fault.empty() && i != m_nSummaryEntry && !isFolder(i)) {
+      const std::string place = placeOf(i);
+      const std::string key = wrappedKey(lastComponent(place), kSummaryNameWidth);
       m_ByKey[key].entries.push_back(i);
-      m_ByFolderAndKey[folderKey(folderOf(placeOf(i)), key)].entries.push_back(i);
-      if (const std::size_t backslash = entries[i].name.rfind('\\'); backslash != std::string::npos) {
-        m_ByForeignKey[wrappedKey(entries[i].name.substr(backslash + 1), kSummaryNameWidth)]
-            .entries.push_back(i);
+      m_ByFolderAndKey[folderKey(folderOf(place), key)].entries.push_back(i);
+      // Somebody may have added a file with a folder to a bundle of that kind.
+      if (place.find('\\') != std::string::npos) {
+        const std::string slashed = withSlashes(place);
+        const std::string foreignKey = wrappedKey(lastComponent(slashed), kSummaryNameWidth);
+        m_ByForeignKey[foreignKey].entries.push_back(i);
+        m_ByFolderAndKey[folderKey(folderOf(slashed), foreignKey)].entries.push_back(i);
       }
     }
   }
@@ -286,14 +335,34 @@ std::vector<UnreadPart> BundleContent::unread() const {
   return parts;
 }
 
-std::string BundleContent::placeOf(std::size_t entry) const {
+std::string BundleContent::nameOf(std::size_t entry) const {
   const std::string& name = m_rReader.entries()[entry].name;
-  return name.compare(0, m_strRoot.size(), m_strRoot) == 0 ? name.substr(m_strRoot.size()) : name;
+  return m_bBackslashes ? withSlashes(name) : name;
+}
+
+bool BundleContent::isFolder(std::size_t entry) const {
+  return nameOf(entry).ends_with('/');
+}
+
+std::string BundleContent::placeOf(std::size_t entry) const {
+  std::string name = nameOf(entry);
+  if (name.starts_with(m_strRoot)) {
+    name.erase(0, m_strRoot.size());
+  }
+  return name;
 }
 
 std::size_t BundleContent::findPlace(const std::string& place) const {
-  const std::size_t entry = m_rReader.find(m_strRoot + place);
-  return entry == m_rReader.entries().size() ? m_rReader.find(place) : entry;
+  std::size_t entry = m_rReader.entries().size();
+  for (std::string name : {m_strRoot + place, place}) {
+    if (m_bBackslashes) {
+      std::replace(name.begin(), name.end(), '/', '\\');
+    }
+    if (entry == m_rReader.entries().size()) {
+      entry = m_rReader.find(name);
+    }
+  }
+  return entry;
 }
 
 std::optional<std::int64_t> BundleContent::madeAt() const {

@@ -63,7 +63,7 @@ class BundleContent {
   // The damage of the table of contents, the fault of the summary, and the entries that can't be opened.
   [[nodiscard]] std::vector<UnreadPart> unread() const;
   // The name of an entry, without the folder that the whole bundle lies in where it was packed again from
-  // one.
+  // one, and with slashes where its packer has parted folders by backslashes.
   [[nodiscard]] std::string placeOf(std::size_t entry) const;
   [[nodiscard]] std::string placeOf(const BundledFile& file) const { return placeOf(file.entry); }
   // The entry of that place that can be opened; the number of all entries where there is none.
@@ -101,6 +101,9 @@ class BundleContent {
     std::size_t taken = 0;
   };
 
+  [[nodiscard]] std::string nameOf(std::size_t entry) const;  // with slashes
+  [[nodiscard]] bool isFolder(std::size_t entry) const;
+  [[nodiscard]] bool hasFilesBesideSummaryAlone() const;
   void findSummary();
   void findSummaryBelow(const std::string& root);
   void findOnlySummary();
@@ -115,7 +118,8 @@ class BundleContent {
   std::vector<BundledFile> m_Files;
   std::vector<MissingFile> m_Missing;
   std::string m_strFault;
-  std::string m_strRoot;  // the folder that the whole bundle lies in, with its "/"; mostly empty
+  std::string m_strRoot;        // the folder that the whole bundle lies in, with its "/"; mostly empty
+  bool m_bBackslashes = false;  // part the folders of the entries' names
   std::uint64_t m_nWholeSize = 0;
   std::size_t m_nSummaryEntry = 0;
   std::size_t m_nFirstFiles = 0;
@@ -126,15 +130,14 @@ class BundleContent {
   // Entries by the form of their name in the summary, without and with their folder.
   std::map<std::string, Candidates> m_ByKey;
   std::map<std::string, Candidates> m_ByFolderAndKey;
-  // Those whose names have backslashes, by what stands behind the last: packers of another system part
-  // folders by them.
+  // Those whose places have backslashes, by what stands behind the last.
   std::map<std::string, Candidates> m_ByForeignKey;
 };
 
 // The folder in which all entries lie, with its "/", where a bundle was unpacked and packed again as a
 // folder; empty where there is none. What can't be opened doesn't count, nor what packers and redaction put
 // beside it.
-std::string commonFolder(const std::vector<BundleEntryInfo>& entries);
+std::string commonFolder(const std::vector<BundleEntryInfo>& entries, char separator = '/');
 
 // The part of a path behind its last "/".
 std::string lastComponent(const std::string& path);

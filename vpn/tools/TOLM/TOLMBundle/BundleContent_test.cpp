@@ -7,13 +7,13 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
 #include "vpn/tools/TOLM/TOLMBundle/Ask.h"
 #include "vpn/tools/TOLM/TOLMBundle/Compare.h"
-#include "vpn/tools/TOLM/TOLMBundle/LineReader.h"
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 #include "vpn/tools/TOLM/TOLMBundle/OpenedBundle_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/Show.h"
@@ -124,6 +124,73 @@ TEST(BundleContentTest, BundlesAreKnownHoweverTheyWerePackedAgain) {
   // Whose is the top can't be told.
   const Opened two(ZipBuilder().add({"m", ""}).add({"x/summary.txt", text}).add({"y/summary.txt", text}));
   EXPECT_THAT(two->fault(), HasSubstr("no summary"));
+}
+
+// Rows of one name took the entries of that name in their order, whatever their folders.
+TEST(BundleContentTest, BackslashesPartFoldersAsSlashesDo) {
+  SummaryBuilder summary;
+  summary.section("Tunnels").included("tunnels", "ip_result.txt", "", "1 bytes");
+  summary.section("Network").included("addresses", "ip_result.txt", "", "2 bytes");
+  const std::string text = summary.take();
+  const Opened plain(ZipBuilder()
+                         .add({"summary.txt", text})
+                         .add({"Network/ip_result.txt", "xy"})
+                         .add({"Tunnels/ip_result.txt", "z"}));
+  for (const auto& [root, foreignRoot] :
+       std::vector<std::pair<std::string, std::string>>{{"", ""}, {"one/", "one\\"}}) {
+    const Opened content(ZipBuilder()
+                             .add({foreignRoot + "Network\\", ""})
+                             .add({foreignRoot + "Network\\ip_result.txt", "xy"})
+                             .add({foreignRoot + "Tunnels\\ip_result.txt", "z"})
+                             .add({foreignRoot + "summary.txt", text}));
+    EXPECT_EQ(content->fault(), "");
+    EXPECT_THAT(content->missing(), IsEmpty());
+    ASSERT_THAT(content->files(), SizeIs(2)) << root;
+    EXPECT_EQ(content->placeOf(content->files()[0]), "Tunnels/ip_result.txt");
+    EXPECT_EQ(content->files()[0].id, "tunnels");
+    EXPECT_EQ(content->files()[0].name, "ip_result.txt");
+    EXPECT_EQ(content->placeOf(content->files()[1]), "Network/ip_result.txt");
+    EXPECT_EQ(content->files()[1].id, "addresses");
+    for (const std::string& name :
+         {std::string("Network/ip_result.txt"), std::string("Network\\ip_result.txt"),
+          foreignRoot + "Network\\ip_result.txt"}) {
+      EXPECT_EQ(content->findPlace(name), 1U) << name;
+    }
+    EXPECT_EQ(compareBundles(*plain, *content, 10).same, 2U);
+    EXPECT_EQ(compareBundles(*content, *plain, 10).same, 2U);
+  }
+}
+
+TEST(BundleContentTest, BackslashesOfFilesOwnNamesStay) {
+  SummaryBuilder summary;
+  summary.section("Units").included("units", "a\\x2db.mount", "", "1 bytes");
+  const std::string text = summary.take();
+  // Beside the summary where the title is no folder's name.
+  for (const std::string folder : {"Units/", ""}) {
+    const Opened content(ZipBuilder().add({"summary.txt", text}).add({folder + "a\\x2db.mount", "x"}));
+    ASSERT_THAT(content->files(), SizeIs(1));
+    EXPECT_EQ(content->files()[0].id, "units");
+    EXPECT_EQ(content->files()[0].name, "a\\x2db.mount");
+    EXPECT_EQ(content->placeOf(content->files()[0]), folder + "a\\x2db.mount");
+    EXPECT_EQ(content->findPlace(folder + "a\\x2db.mount"), 1U);
+  }
+}
+
+// Somebody has added a file with a folder: then a slash parts folders too.
+TEST(BundleContentTest, OfEqualNamesBehindBackslashesTheOneOfTheFolderIsMeantOrNone) {
+  SummaryBuilder summary;
+  summary.section("Tunnels").included("tunnels", "ip.txt", "", "1 bytes");
+  summary.section("Gone").included("gone", "ip.txt", "", "1 bytes");
+  const Opened content(ZipBuilder()
+                           .add({"summary.txt", summary.take()})
+                           .add({"notes/mail.txt", "m"})
+                           .add({"Network\\ip.txt", "xy"})
+                           .add({"Tunnels\\ip.txt", "z"}));
+  ASSERT_THAT(content->filesOfItem("tunnels"), SizeIs(1));
+  EXPECT_EQ(content->files()[content->filesOfItem("tunnels")[0]].entry, 3U);
+  EXPECT_THAT(content->filesOfItem("gone"), IsEmpty());
+  ASSERT_THAT(content->missing(), SizeIs(1));
+  EXPECT_EQ(content->missing()[0].id, "gone");
 }
 
 TEST(BundleContentTest, FolderOfAllWithoutASummaryStaysPartOfTheNames) {
@@ -404,64 +471,6 @@ TEST(AskTest, WhatNoDocumentCanHoldIsLeftOut) {
   EXPECT_FALSE(canBeAskedFor("a\xef\xbf\xbf"));
   EXPECT_TRUE(canBeAskedFor("a\xef\xbf\xbd"));
   EXPECT_TRUE(canBeAskedFor("\xc3\xa4 <\"&"));
-}
-
-std::vector<std::string> linesOf(const std::string& content) {
-  const Opened opened(ZipBuilder().add({"a", content}));
-  EntryReader entry(opened->reader());
-  EXPECT_EQ(entry.open(0), "");
-  LineReader reader(entry);
-  std::vector<std::string> lines;
-  std::string_view line;
-  while (reader.next(line)) {
-    lines.emplace_back(line);
-  }
-  EXPECT_EQ(entry.error(), "");
-  return lines;
-}
-
-// Of each line, whether it goes on with the one before it.
-std::vector<bool> continuedIn(const std::string& content) {
-  const Opened opened(ZipBuilder().add({"a", content}));
-  EntryReader entry(opened->reader());
-  EXPECT_EQ(entry.open(0), "");
-  LineReader reader(entry);
-  std::vector<bool> continued;
-  std::string_view line;
-  while (reader.next(line)) {
-    continued.push_back(reader.isContinued());
-  }
-  return continued;
-}
-
-TEST(LineReaderTest, LinesComeWithoutTheirEnds) {
-  EXPECT_THAT(linesOf("one\n\ntwo\r\nthree"), ElementsAre("one", "", "two", "three"));
-  EXPECT_THAT(linesOf("\n"), ElementsAre(""));
-  EXPECT_THAT(linesOf(""), IsEmpty());
-}
-
-TEST(LineReaderTest, LongLinesComeInPartsThatOverlap) {
-  std::string line;
-  for (int i = 0; line.size() < 2 * LineReader::kLongestLine; ++i) {
-    line += std::to_string(i) + " ";
-  }
-  const std::vector<std::string> parts = linesOf(line + "\nnext\n");
-  ASSERT_EQ(parts.size(), 4U);
-  std::string joined = parts[0];
-  for (const std::string& part : {parts[1], parts[2]}) {
-    ASSERT_EQ(part.substr(0, LineReader::kOverlap), joined.substr(joined.size() - LineReader::kOverlap));
-    joined += part.substr(LineReader::kOverlap);
-  }
-  EXPECT_EQ(joined, line);
-  EXPECT_EQ(parts[3], "next");
-  const std::string longest(LineReader::kLongestLine, 'x');
-  EXPECT_THAT(linesOf(longest + "\nnext"), ElementsAre(longest, "next"));
-}
-
-TEST(LineReaderTest, PartsBehindTheFirstAreToldFromLines) {
-  const std::string part(LineReader::kLongestLine, 'x');
-  EXPECT_THAT(continuedIn(part + part + "\n" + part + "\nnext\n"),
-              ElementsAre(false, true, true, false, false));
 }
 
 }  // namespace

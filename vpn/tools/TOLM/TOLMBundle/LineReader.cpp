@@ -10,6 +10,8 @@ namespace {
 // Room for the longest line and as much again to read ahead.
 constexpr std::size_t kBlock = 2 * LineReader::kLongestLine;
 
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+
 }  // namespace
 
 LineReader::LineReader(EntryReader& entry) : m_rEntry(entry), m_Block(kBlock) {}
@@ -37,7 +39,19 @@ TextKind LineReader::kind() {
   return textKindOf(std::string_view(m_Block.data(), m_nFilled));
 }
 
+void LineReader::passMark() {
+  while (m_nFilled < kByteOrderMark.size() && fill()) {
+  }
+  if (std::string_view(m_Block.data(), m_nFilled).starts_with(kByteOrderMark)) {
+    m_nAt = kByteOrderMark.size();
+  }
+}
+
 bool LineReader::next(std::string_view& line) {
+  if (m_bStart) {
+    m_bStart = false;
+    passMark();
+  }
   std::size_t looked = 0;
   for (;;) {
     const char* const start = m_Block.data() + m_nAt;
@@ -64,6 +78,7 @@ bool LineReader::next(std::string_view& line) {
       }
       // The last line has no line end. What was read ahead of a failure counts as well.
       length = taken = there;
+      length -= m_Block[m_nAt + length - 1] == '\r' ? 1 : 0;  // `start` was before fill()
     }
     line = std::string_view(m_Block.data() + m_nAt, length);
     m_nAt += taken;

@@ -25,8 +25,9 @@ class LineReader {
 
   // What the entry's front tells; lines of what is no text are of no use. To be asked ahead of next().
   TextKind kind();
-  // The next line without its line end (LF, or CR and LF), each run of zero bytes in it as one; valid until
-  // the next call. False at the end and at a failure, which the entry's error() tells then.
+  // The next line without its line end (LF, or CR and LF; a CR at the end of the file), each run of zero
+  // bytes in it as one; without the byte order mark of UTF-8 in front of the file; valid until the next call.
+  // False at the end and at a failure, which the entry's error() tells then.
   bool next(std::string_view& line);
   // Whether the line of the last next() is no line of its own, but goes on with the one before it.
   [[nodiscard]] bool isContinued() const { return m_bContinued; }
@@ -35,12 +36,14 @@ class LineReader {
 
  private:
   bool fill();
+  void passMark();
 
   EntryReader& m_rEntry;
   ZeroJoiner m_Zeros;
   std::vector<char> m_Block;
   std::size_t m_nAt = 0;
   std::size_t m_nFilled = 0;
+  bool m_bStart = true;
   bool m_bEnd = false;
   bool m_bContinued = false;
   bool m_bCut = false;
