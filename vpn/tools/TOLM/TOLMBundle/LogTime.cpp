@@ -1,221 +1,26 @@
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
-#include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstring>
 
 #include "vpn/tools/TOLM/TOLMBundle/LineBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/LogDate.h"
 
 namespace halvo {
 
 namespace {
 
-constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-constexpr std::array<std::string_view, 7> kDays = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
-
-// The number of digits that end ahead of `end`, four at most.
-std::size_t digitsAhead(std::string_view line, std::size_t end) {
-  std::size_t count = 0;
-  while (count < 4 && count < end && isDigit(line[end - count - 1])) {
-    ++count;
-  }
-  return count;
-}
-
-int number(std::string_view line, std::size_t start, std::size_t end) {
-  int value = 0;
-  for (std::size_t i = start; i < end; ++i) {
-    value = value * 10 + (line[i] - '0');
-  }
-  return value;
-}
-
-int monthOf(std::string_view word) {
-  for (std::size_t i = 0; i < kMonths.size(); ++i) {
-    if (word == kMonths[i]) {
-      return static_cast<int>(i) + 1;
-    }
-  }
-  return 0;
-}
-
-bool isDate(const LogTime& time) {
-  return time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31;
-}
-
-// Passes over the name of a day and "between" that stand ahead of the date.
-void takeDayName(std::string_view line, std::string_view between, LogTime& time) {
-  const std::size_t length = 3 + between.size();
-  if (time.start < length || line.substr(time.start - between.size(), between.size()) != between) {
-    return;
-  }
-  const std::string_view name = line.substr(time.start - length, 3);
-  if (std::find(kDays.begin(), kDays.end(), name) != kDays.end()) {
-    time.start -= length;
-  }
-}
-
-// "2026-03-15" or "2026/03/15" or "03/15/2026" or "15.03.2026", ending ahead of `end`.
-bool takeNumericDate(std::string_view line, std::size_t end, LogTime& time) {
-  std::array<int, 3> parts = {};
-  std::array<std::size_t, 3> widths = {};
-  std::size_t at = end;
-  char separator = 0;
-  for (std::size_t i = 3; i-- > 0;) {
-    const std::size_t count = digitsAhead(line, at);
-    if (count == 0 || count == 3) {
-      return false;
-    }
-    parts[i] = number(line, at - count, at);
-    widths[i] = count;
-    at -= count;
-    if (i > 0) {
-      if (at == 0 || (line[at - 1] != '-' && line[at - 1] != '/' && line[at - 1] != '.') ||
-          (separator != 0 && line[at - 1] != separator)) {
-        return false;
-      }
-      separator = line[--at];
-    }
-  }
-  if (widths[0] == 4) {
-    time.year = parts[0];
-    time.month = parts[1];
-    time.day = parts[2];
-  } else if (widths[2] == 4) {
-    time.year = parts[2];
-    // With slashes the month stands first, unless it can't be one.
-    const bool monthFirst = separator == '/' && parts[0] <= 12;
-    time.month = monthFirst ? parts[0] : parts[1];
-    time.day = monthFirst ? parts[1] : parts[0];
-  } else {
-    return false;
-  }
-  time.start = at;
-  takeDayName(line, " ", time);
-  return isDate(time);
-}
-
-// "Mar 15" or "Mar  5", ending ahead of `end`, with the name of the day in front where there is one.
-bool takeNamedDate(std::string_view line, std::size_t end, LogTime& time) {
-  const std::size_t count = digitsAhead(line, end);
-  std::size_t at = end - count;
-  if (count == 0 || count > 2) {
-    return false;
-  }
-  const std::size_t day = at;
-  while (at > 0 && day - at < 2 && line[at - 1] == ' ') {
-    --at;
-  }
-  if (at == day || at < 3) {
-    return false;
-  }
-  time.month = monthOf(line.substr(at - 3, 3));
-  time.day = number(line, day, end);
-  time.start = at - 3;
-  takeDayName(line, " ", time);
-  return isDate(time);
-}
-
-// "15/Mar/2026", ending ahead of `end`.
-bool takeWebDate(std::string_view line, std::size_t end, LogTime& time) {
-  constexpr std::size_t kLength = 11;
-  if (end < kLength || digitsAhead(line, end) != 4) {
-    return false;
-  }
-  const std::size_t at = end - kLength;
-  if (!isDigit(line[at]) || !isDigit(line[at + 1]) || (line[at + 2] != '/' && line[at + 2] != '-') ||
-      line[at + 6] != line[at + 2]) {
-    return false;
-  }
-  time.day = twoDigits(line, at);
-  time.month = monthOf(line.substr(at + 3, 3));
-  time.year = number(line, at + 7, end);
-  time.start = at;
-  return isDate(time);
-}
-
-// "15 Mar 2026" with "Sun, " in front where there is one, ending ahead of `end`.
-bool takeLetterDate(std::string_view line, std::size_t end, LogTime& time) {
-  constexpr std::size_t kBehindDay = 9;  // " Mar 2026"
-  if (end < kBehindDay + 1 || digitsAhead(line, end) != 4 || line[end - 5] != ' ' ||
-      line[end - kBehindDay] != ' ') {
-    return false;
-  }
-  const std::size_t day = end - kBehindDay;
-  const std::size_t count = digitsAhead(line, day);
-  if (count == 0 || count > 2) {
-    return false;
-  }
-  time.day = number(line, day - count, day);
-  time.month = monthOf(line.substr(day + 1, 3));
-  time.year = number(line, end - 4, end);
-  time.start = day - count;
-  takeDayName(line, ", ", time);
-  takeDayName(line, " ", time);
-  return isDate(time);
-}
-
-// "Mar 15, 2026", ending ahead of `end`.
-bool takeNamedDateWithYear(std::string_view line, std::size_t end, LogTime& time) {
-  constexpr std::size_t kYear = 6;  // ", 2026"
-  if (end < kYear || digitsAhead(line, end) != 4 || line.substr(end - kYear, 2) != ", " ||
-      !takeNamedDate(line, end - kYear, time)) {
-    return false;
-  }
-  time.year = number(line, end - 4, end);
-  takeDayName(line, ", ", time);
-  return true;
-}
-
-// "I0315" at the line's front: how bad it is, the month and the day.
-bool takeShortDate(std::string_view line, std::size_t end, LogTime& time) {
-  constexpr std::string_view kLevels = "DIWEF";
-  if (end != 5 || kLevels.find(line[0]) == std::string_view::npos || digitsAhead(line, end) != 4) {
-    return false;
-  }
-  time.month = twoDigits(line, 1);
-  time.day = twoDigits(line, 3);
-  time.start = 0;
-  return isDate(time);
-}
-
-// The date ahead of the time of day that begins at `time.start`.
-void takeDate(std::string_view line, LogTime& time) {
-  if (time.start == 0) {
-    return;
-  }
-  const char between = line[time.start - 1];
-  LogTime dated = time;
-  std::size_t end = time.start - 1;
-  // Some put two blanks or more between both.
-  constexpr std::size_t kMostBlanks = 4;
-  while (between == ' ' && end > 0 && line[end - 1] == ' ' && time.start - end < kMostBlanks) {
-    --end;
-  }
-  end -= between == ' ' && end > 0 && line[end - 1] == ',' ? 1 : 0;
-  const bool found =
-      ((between == ' ' || between == 'T' || between == '_') && takeNumericDate(line, end, dated)) ||
-      (between == ' ' && (takeNamedDateWithYear(line, end, dated) || takeLetterDate(line, end, dated) ||
-                          takeNamedDate(line, end, dated) || takeShortDate(line, end, dated))) ||
-      ((between == ':' || between == ' ') && takeWebDate(line, end, dated));
-  if (found) {
-    time = dated;
-  }
-}
-
-// Twelve hours in two halves of a day, as " PM" behind the time says.
+// Twelve hours in two halves of a day, as " PM" or "PM" behind the time says.
 void takeHalfOfDay(std::string_view line, LogTime& time) {
-  const std::size_t at = time.end;
-  if (at + 3 > line.size() || line[at] != ' ' || (line[at + 2] != 'M' && line[at + 2] != 'm') ||
-      (at + 3 < line.size() && isWordCharacter(line[at + 3])) || time.hour < 1 || time.hour > 12) {
+  const std::size_t at = time.end + (time.end < line.size() && line[time.end] == ' ' ? 1 : 0);
+  if (at + 2 > line.size() || (line[at + 1] != 'M' && line[at + 1] != 'm') ||
+      (at + 2 < line.size() && isWordCharacter(line[at + 2])) || time.hour < 1 || time.hour > 12) {
     return;
   }
-  const char half = line[at + 1];
+  const char half = line[at];
   if (half == 'A' || half == 'a' || half == 'P' || half == 'p') {
     time.hour = time.hour % 12 + (half == 'P' || half == 'p' ? 12 : 0);
-    time.end = at + 3;
+    time.end = at + 2;
   }
 }
 
@@ -229,19 +34,29 @@ std::size_t endOfZone(std::string_view line, std::size_t at) {
                                                                                                        : at;
 }
 
-// " 2026" behind a time with a named month, or " CET 2026".
+// Whether nothing goes on at `at`, as "2001:db8::1" does behind "2001".
+bool isWordsEnd(std::string_view line, std::size_t at) {
+  constexpr std::string_view kJoins = ":-/.,";
+  return at >= line.size() ||
+         (!isWordCharacter(line[at]) &&
+          (kJoins.find(line[at]) == std::string_view::npos || at + 1 == line.size() || line[at + 1] == ' '));
+}
+
+// " 2026" behind a time with a named month, or " CET 2026". In logs any number may stand there: it is the
+// year where the date has its day's name, or where the time ends with it.
 void takeYear(std::string_view line, LogTime& time) {
   const std::size_t at = endOfZone(line, time.end);
   const std::size_t end = at + 5;
-  if (end > line.size() || line[at] != ' ' || digitsAhead(line, end) != 4 ||
-      (end < line.size() && isWordCharacter(line[end]))) {
+  if (end > line.size() || line[at] != ' ' || digitsAhead(line, end) != 4 || !isWordsEnd(line, end)) {
     return;
   }
-  const int year = number(line, at + 1, end);
-  // Certificates are valid from and until any year, and have their zone behind it. Elsewhere it may be
-  // another number.
-  const bool isLikely = year >= 1970 && year < 2100;
-  if (isLikely || (year > 0 && at == time.end && (end == line.size() || endOfZone(line, end) > end))) {
+  const int year = numberOf(line, at + 1, end);
+  constexpr std::string_view kEnds = "])}>\"'<;";
+  const bool isLast = end == line.size() || endOfZone(line, end) > end;
+  const bool isLikely = isYear(year) && (isLast || isDayName(line.substr(time.start, 3)) ||
+                                         kEnds.find(line[end]) != std::string_view::npos);
+  // Certificates are valid from and until any year, and have their zone behind it.
+  if (isLikely || (year > 0 && at == time.end && isLast)) {
     time.year = year;
     time.end = end;
   }
@@ -251,10 +66,11 @@ void takeYear(std::string_view line, LogTime& time) {
 void takeTail(std::string_view line, LogTime& time) {
   std::size_t at = time.end;
   if (at < line.size() && (line[at] == '.' || line[at] == ',') && isDigitAt(line, at + 1)) {
-    ++at;
-    while (isDigitAt(line, at)) {
-      ++at;
-    }
+    at = endOfDigits(line, at + 1);
+  } else if (time.month != 0 && at < line.size() && line[at] == ':') {
+    // Some put a colon ahead of the thousandths.
+    const std::size_t end = endOfDigits(line, at + 1);
+    at = end - at == 4 && isWordsEnd(line, end) ? end : at;
   }
   if (at < line.size() && line[at] == 'Z') {
     ++at;
@@ -291,8 +107,8 @@ bool hasHalfOfDay(std::string_view line, const LogTime& time) {
   return behind.end != time.end;
 }
 
-// Whether a further part of an address stands here: ":ab", "::".
-bool isPartOfAddress(std::string_view line, std::size_t at) {
+// Whether a further part of an address stands here: ":ab", "::". Behind a date it takes two of them.
+bool isPartOfAddress(std::string_view line, std::size_t at, bool isDated) {
   if (at + 1 >= line.size() || line[at] != ':') {
     return false;
   }
@@ -300,6 +116,9 @@ bool isPartOfAddress(std::string_view line, std::size_t at) {
   while (end < line.size() && (isDigit(line[end]) || (line[end] >= 'a' && line[end] <= 'f') ||
                                (line[end] >= 'A' && line[end] <= 'F'))) {
     ++end;
+  }
+  if (isDated) {
+    return end + 1 < line.size() && line[end] == ':' && line[end + 1] != ' ';
   }
   return isDigit(line[at + 1]) || line[at + 1] == ':' ||
          (end > at + 1 && end - at <= 5 && (end == line.size() || !isWordCharacter(line[end])));
@@ -317,14 +136,14 @@ bool takeClock(std::string_view line, std::size_t colon, std::size_t from, BareC
   // No more digits or parts around it: MAC and IPv6 addresses look alike.
   if (colon < from + 1 || colon + 6 > line.size() || line[colon + 3] != ':' || !isDigit(line[colon - 1]) ||
       !isDigit(line[colon + 1]) || !isDigit(line[colon + 2]) || !isDigit(line[colon + 4]) ||
-      !isDigit(line[colon + 5]) || isDigitAt(line, colon + 6) || isPartOfAddress(line, colon + 6)) {
+      !isDigit(line[colon + 5]) || isDigitAt(line, colon + 6)) {
     return false;
   }
   const bool isLong = colon >= from + 2 && isDigit(line[colon - 2]);
   LogTime found;
   found.start = colon - (isLong ? 2 : 1);
   found.end = colon + 6;
-  found.hour = number(line, found.start, colon);
+  found.hour = numberOf(line, found.start, colon);
   found.minute = twoDigits(line, colon + 1);
   found.second = twoDigits(line, colon + 4);
   // A minute may have a leap second.
@@ -332,6 +151,9 @@ bool takeClock(std::string_view line, std::size_t colon, std::size_t from, BareC
     return false;
   }
   takeDate(line, found);
+  if (isPartOfAddress(line, colon + 6, found.month != 0)) {
+    return false;
+  }
   const bool isBound =
       found.start > 0 && (isWordCharacter(line[found.start - 1]) || line[found.start - 1] == ':');
   if (found.month == 0 && (isBound || (!isLong && !hasHalfOfDay(line, found)) ||
@@ -398,6 +220,21 @@ bool takeJsonEpoch(std::string_view line, std::size_t colon, std::size_t from, L
   return false;
 }
 
+// "audit(1773571327.123:456)": seconds with thousandths, and which of them it is.
+bool takeAuditEpoch(std::string_view line, std::size_t colon, std::size_t from, LogTime& time) {
+  constexpr std::string_view kName = "audit(";
+  constexpr std::size_t kLength = kEpochDigits + 4;
+  LogTime found;
+  if (colon < from + kName.size() + kLength ||
+      line.substr(colon - kLength - kName.size(), kName.size()) != kName ||
+      !takeEpoch(line, colon - kLength, found) || found.end != colon || !isDigitAt(line, colon + 1)) {
+    return false;
+  }
+  found.end = endOfDigits(line, colon + 1);
+  time = found;
+  return true;
+}
+
 // "20260315T104203Z", the compact form of ISO 8601, around its "T".
 bool takeCompact(std::string_view line, std::size_t middle, std::size_t from, LogTime& time) {
   constexpr std::size_t kDate = 8;
@@ -412,7 +249,7 @@ bool takeCompact(std::string_view line, std::size_t middle, std::size_t from, Lo
   LogTime found;
   found.start = start;
   found.end = end;
-  found.year = number(line, start, start + 4);
+  found.year = numberOf(line, start, start + 4);
   found.month = twoDigits(line, start + 4);
   found.day = twoDigits(line, start + 6);
   found.hour = twoDigits(line, middle + 1);
@@ -478,7 +315,8 @@ bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::si
                             : static_cast<std::size_t>(static_cast<const char*>(found) - line.data());
   };
   for (std::size_t at = next(':', from); at < line.size(); at = next(':', at + 1)) {
-    if (takeClock(line, at, from, bare, time) || takeJsonEpoch(line, at, from, time)) {
+    if (takeClock(line, at, from, bare, time) || takeJsonEpoch(line, at, from, time) ||
+        takeAuditEpoch(line, at, from, time)) {
       return true;
     }
   }

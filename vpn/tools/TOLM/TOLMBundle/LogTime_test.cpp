@@ -58,6 +58,49 @@ TEST(LogTimeTest, RarerFormsAreFound) {
   EXPECT_EQ(found("{\"time\": 1773571327123}"), "2026-03-15 10:42:07 [1773571327123]");
 }
 
+TEST(LogTimeTest, DatesStandAheadInFurtherForms) {
+  EXPECT_EQ(found("2026-03-15\t10:42:07\tup"), "2026-03-15 10:42:07 [2026-03-15\t10:42:07]");
+  EXPECT_EQ(found("03/15/2026\t10:42:07 up"), "2026-03-15 10:42:07 [03/15/2026\t10:42:07]");
+  EXPECT_EQ(found("2026-03-15;10:42:07;up"), "2026-03-15 10:42:07 [2026-03-15;10:42:07]");
+  EXPECT_EQ(found("2026/03/15-10:42:07 up"), "2026-03-15 10:42:07 [2026/03/15-10:42:07]");
+  EXPECT_EQ(found("Mar 15 2026 10:42:07: up"), "2026-03-15 10:42:07 [Mar 15 2026 10:42:07]");
+  EXPECT_EQ(found("Sun Mar 15 2026 10:42:07"), "2026-03-15 10:42:07 [Sun Mar 15 2026 10:42:07]");
+  EXPECT_EQ(found("Mar 15 4096 10:42:07 up"), "none");
+  EXPECT_EQ(found("15-MAR-2026 10:42:07 up"), "2026-03-15 10:42:07 [15-MAR-2026 10:42:07]");
+  EXPECT_EQ(found("mar 15 10:42:07 up"), "none");
+  EXPECT_EQ(found("March 15, 2026 10:42:07 PM"), "2026-03-15 22:42:07 [March 15, 2026 10:42:07 PM]");
+  EXPECT_EQ(found("2026-03-15 10:42:07PM up"), "2026-03-15 22:42:07 [2026-03-15 10:42:07PM]");
+  EXPECT_EQ(found("2026-03-15 10:42:07 PMU up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
+  EXPECT_EQ(found("2026-03-15 10:42:07amber"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
+}
+
+TEST(LogTimeTest, ThousandthsMayStandBehindAColonWhereThereIsADate) {
+  EXPECT_EQ(found("2026-03-15 10:42:07:123 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07:123]");
+  EXPECT_EQ(found("2026-03-15 10:42:07:12 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
+  EXPECT_EQ(found("2026-03-15 10:42:07:abc up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
+  EXPECT_EQ(found("10:42:07:123 up"), "none");
+  EXPECT_EQ(found("2026-03-15 00:11:22:33:44:55 up"), "none");
+}
+
+TEST(LogTimeTest, TheKernelsAuditHasItsOwnForm) {
+  EXPECT_EQ(found("type=AVC msg=audit(1773571327.123:456): x"), "2026-03-15 10:42:07 [1773571327.123:456]");
+  EXPECT_EQ(found("audit(1773571327:456): x"), "none");
+  EXPECT_EQ(found("edit(1773571327.123:456): x"), "none");
+}
+
+// A number behind a time was taken for its year, and made the line an old one.
+TEST(LogTimeTest, AYearBehindATimeEndsItOrHasItsDaysName) {
+  for (const std::string behind :
+       {"2001:db8::1 tm: x", "2048 bytes sent", "2000 ms", "2034: x", "1999/tm: x"}) {
+    EXPECT_EQ(found("Mar 15 10:42:07 " + behind), "0000-03-15 10:42:07 [Mar 15 10:42:07]") << behind;
+  }
+  EXPECT_EQ(found("[Mar 15 10:42:07 2026] up"), "2026-03-15 10:42:07 [Mar 15 10:42:07 2026]");
+  EXPECT_EQ(found("(Mar 15 10:42:07 2026 CET) up"), "2026-03-15 10:42:07 [Mar 15 10:42:07 2026]");
+  EXPECT_EQ(found("Sun Mar 15 10:42:07 2026: up"), "2026-03-15 10:42:07 [Sun Mar 15 10:42:07 2026]");
+  EXPECT_EQ(found("Sun Mar 15 10:42:07 2001:db8::1 up"), "0000-03-15 10:42:07 [Sun Mar 15 10:42:07]");
+  EXPECT_EQ(normal("Mar 15 10:42:07 2026-03-15T10:42:07Z x"), "<time> <time> x");
+}
+
 TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
   EXPECT_EQ(found("link/ether 00:11:22:33:44:55"), "none");
   EXPECT_EQ(found("fe80::10:42:07:1"), "none");
@@ -178,6 +221,42 @@ TEST(LogTimeTest, ATimeThatIsASettingCounts) {
   EXPECT_EQ(normal("ActiveEnterTimestamp=Sun 2026-03-15 10:42:07 CET"), "ActiveEnterTimestamp=<time> CET");
 }
 
+TEST(LogTimeTest, ATimeThatIsASettingCountsInEachFormOfSettings) {
+  for (const std::string setting :
+       {"<SessionTimeout>00:30:00</SessionTimeout>", "<a:NotAfter x=\"y\">2026-03-15T10:42:07Z</a:NotAfter>",
+        "{\"sessionTimeout\": \"00:30:00\", \"expires\":\"2026-03-15T10:42:07Z\"}",
+        "SessionTimeout: 00:30:00", "  - reneg-at: '2026-03-15 10:42:07',",
+        "NotAfter: 2026-03-15 10:42:07 UTC", "reneg-at = 01:00:00", "valid until 2026-03-15 10:42:07"}) {
+    EXPECT_EQ(normal(setting), setting);
+  }
+}
+
+TEST(LogTimeTest, ATimeThatALogTellsBehindANameIsSetAside) {
+  EXPECT_EQ(normal("{\"@timestamp\":\"2026-03-15T10:42:07Z\",\"lastSeen\": \"10:42:07\",\"m\":\"x\"}"),
+            "{\"@timestamp\":\"<time>\",\"lastSeen\": \"<time>\",\"m\":\"x\"}");
+  EXPECT_EQ(normal("<date>2026-03-15T10:42:07Z</date><created_at>10:42:07</created_at>"),
+            "<date><time></date><created_at><time></created_at>");
+  EXPECT_EQ(normal("<TimeCreated SystemTime=\"2026-03-15T10:42:07Z\"/>"),
+            "<TimeCreated SystemTime=\"<time>\"/>");
+  EXPECT_EQ(normal("<14>Mar 15 10:42:07 h x</a>"), "<14><time> h x</a>");
+  EXPECT_EQ(normal("<b>10:42:07 it was up</b></a>10:42:07</b>"), "<b><time> it was up</b></a><time></b>");
+  EXPECT_EQ(normal("ERROR: 2026-03-15 10:42:07 up"), "ERROR: <time> up");
+  EXPECT_EQ(normal("10:42:07 tm: started: 10:42:07"), "<time> tm: started: <time>");
+  EXPECT_EQ(normal("10:42:07 lease valid until 11:42:07"), "<time> lease valid until <time>");
+  EXPECT_EQ(normal("Modify: 2026-03-15 10:42:07.123 +0100"), "Modify: <time> +0100");
+  EXPECT_EQ(normal("Start-Date: 2026-03-15  10:42:07"), "Start-Date: <time>");
+  EXPECT_EQ(normal("  Universal time: Sun 2026-03-15 10:42:07 UTC"), "  Universal time: <time> UTC");
+}
+
+TEST(LogTimeTest, WhatTellsATimeOnceMoreIsSetAside) {
+  EXPECT_EQ(normal("Active: active (running) since Sun 2026-03-15 10:42:07 UTC; 1h 3min ago"),
+            "Active: active (running) since <time> UTC<time>");
+  EXPECT_EQ(normal("clock to 2026-03-15T10:42:07 UTC (1773571327)"), "clock to <time> UTC <time>");
+  EXPECT_EQ(normal("10:42:07 (1773571327 bytes) x"), "<time> (1773571327 bytes) x");
+  EXPECT_EQ(normal("10:42:07; 3 tries ago it was up"), "<time>; 3 tries ago it was up");
+  EXPECT_EQ(normal("SessionTimeout=00:30:00; a while ago"), "SessionTimeout=00:30:00; a while ago");
+}
+
 TEST(LogTimeTest, RarerFormsOfTimesAreSetAside) {
   EXPECT_EQ(normal("1773571327.123 up"), "<time> up");
   EXPECT_EQ(normal("{\"ts\":1773571327.123,\"m\":1}"), "{\"ts\":<time>,\"m\":1}");
@@ -205,6 +284,9 @@ TEST(LogTimeTest, IdsTimesAndSharesInATableOfProcessesAreSetAside) {
   EXPECT_EQ(normalLines({"UID          PID    PPID  C STIME TTY          TIME CMD",
                          "root         812       1  0 10:42 ?        00:00:07 tm --pid 7"})[1],
             "root * * * * ? * tm --pid <pid>");
+  EXPECT_EQ(
+      normalLines({"PID CMD", "7 [kworker/0:0-events]", "8 kworker/u8:4-mm_percpu_wq", "9 kworker/R-x"}),
+      (std::vector<std::string>{"PID CMD ", "* [kworker/", "* kworker/", "* kworker/R-x"}));
   EXPECT_EQ(normalLines({"the PID of the COMMAND", "tm 812 x"})[1], "tm 812 x");
 }
 

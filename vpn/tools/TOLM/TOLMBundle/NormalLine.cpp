@@ -80,27 +80,114 @@ bool endsWith(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-// Whether the time that begins at `at` is a value that was set, as "notAfter=" says, and none of the line.
-bool isSetting(std::string_view line, std::size_t at) {
-  std::string_view front = line.substr(0, at);
+std::string_view trimmed(std::string_view text, std::string_view which) {
+  return text.substr(0, text.find_last_not_of(which) + 1);
+}
+
+// The name of a setting that the text ends with.
+std::string_view nameAtEnd(std::string_view text) {
+  std::size_t start = text.size();
+  while (start > 0 && (isWordCharacter(text[start - 1]) || text[start - 1] == '-')) {
+    --start;
+  }
+  return text.substr(start);
+}
+
+// Whether the time behind that name is when something happened, which differs between any two looks. What
+// stands ahead of "time", "date" and "at" tells.
+bool isOfLogs(std::string_view name) {
+  static constexpr std::array<std::string_view, 33> kNames = {
+      "",        "a",    "access",   "accessed",    "birth", "boot",     "c",         "change",   "changed",
+      "created", "date", "elapsed",  "ended",       "event", "finished", "generated", "creation", "local",
+      "logged",  "m",    "modified", "modify",      "now",   "started",  "stopped",   "system",   "t",
+      "ts",      "when", "up",       "timecreated", "start", "end"};
+  std::string key;
+  for (const char c : name) {
+    if (c != '_' && c != '-') {
+      key += c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    }
+  }
+  if (endsWith(key, "timestamp") || key.compare(0, 4, "last") == 0 || key == "updated") {
+    return true;
+  }
+  for (const std::string_view end : {"time", "date", "at"}) {
+    if (endsWith(key, end)) {
+      key.resize(key.size() - end.size());
+      break;
+    }
+  }
+  return std::find(kNames.begin(), kNames.end(), key) != kNames.end();
+}
+
+constexpr std::size_t kLongestZone = 7;
+
+// Whether a value ends where the text begins: at most a zone may stand there.
+bool isBehindValue(std::string_view text) {
+  return text.size() <= kLongestZone &&
+         std::none_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
+// Whether the time from `at` to `end` is a value that was set, as "notAfter=" says, and none of the line.
+// `isFirst` where no time stands ahead of it.
+bool isSetting(std::string_view line, std::size_t at, std::size_t end, bool isFirst) {
+  constexpr std::size_t kLongestFront = 256;
+  const bool isWhole = at <= kLongestFront;
+  std::string_view front = line.substr(isWhole ? 0 : at - kLongestFront, isWhole ? at : kLongestFront);
   if (endsWith(front, "\"") || endsWith(front, "'")) {
     front.remove_suffix(1);
   }
-  if (!endsWith(front, "=")) {
-    front = front.substr(0, front.find_last_not_of(" :") + 1);
-    return endsWith(front, "Not After") || endsWith(front, "Not Before");
+  constexpr std::string_view kSpaces = " \t";
+  if (endsWith(front, ">")) {  // <name>10:42:07</name>
+    const std::size_t open = std::min(front.rfind('<'), front.size() - 1);
+    const std::string_view element = front.substr(open + 1);
+    const std::size_t length = std::min(element.find_first_of(" \t/>"), element.size());
+    const std::string_view behind = line.substr(end, kLongestZone + 2);
+    const std::size_t close = behind.find("</");
+    return length > 0 && !isDigit(element[0]) && close != std::string_view::npos &&
+           isBehindValue(behind.substr(0, close)) && !isOfLogs(element.substr(0, length));
   }
-  front.remove_suffix(1);
-  std::size_t start = front.size();
-  while (start > 0 && isWordCharacter(front[start - 1])) {
-    --start;
+  const std::string_view named = trimmed(front, kSpaces);
+  if (endsWith(named, "=")) {
+    return !isOfLogs(nameAtEnd(trimmed(named.substr(0, named.size() - 1), " \t\"'")));
   }
-  std::string key(front.substr(start));
-  std::transform(key.begin(), key.end(), key.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  static constexpr std::array<std::string_view, 7> kOfLogs = {"time", "ts", "date",    "at",
-                                                              "t",    "",   "datetime"};
-  return !endsWith(key, "timestamp") && std::find(kOfLogs.begin(), kOfLogs.end(), key) == kOfLogs.end();
+  const std::string_view words = trimmed(front, " :");
+  if (endsWith(words, "Not After") || endsWith(words, "Not Before") ||
+      (isFirst && endsWith(words, "valid until"))) {
+    return true;
+  }
+  if (!endsWith(named, ":")) {
+    return false;
+  }
+  const std::string_view key = trimmed(named.substr(0, named.size() - 1), kSpaces);
+  if (endsWith(key, "\"") || endsWith(key, "'")) {  // "name": "10:42:07"
+    return !isOfLogs(nameAtEnd(key.substr(0, key.size() - 1)));
+  }
+  // name: 10:42:07, and no more in the line: "ERROR: 10:42:07 up" is of a log.
+  const std::string_view name = nameAtEnd(key);
+  return isWhole && key.find_first_not_of(" \t-") == key.size() - name.size() && !name.empty() &&
+         isBehindValue(trimmed(line.substr(end), " \t\r\"',;")) && !isOfLogs(name);
+}
+
+// What tells the time in front of `at` once more: " UTC (1773571327)" or " UTC; 3min ago" at the line's end.
+void passSameTime(std::string_view line, std::size_t& at, std::string& result) {
+  std::size_t zone = at;
+  while (zone < line.size() && zone - at < 6 &&
+         (line[zone] == ' ' || (line[zone] >= 'A' && line[zone] <= 'Z'))) {
+    ++zone;
+  }
+  std::size_t end = at;
+  if (line.substr(zone, 1) == "(") {
+    const std::size_t digits = endOfEpoch(line, zone + 1);
+    end = digits != 0 && line.substr(digits, 1) == ")" ? digits + 1 : at;
+  } else if (constexpr std::size_t kLongestAge = 40;
+             line.substr(zone, 2) == "; " && line.size() - zone <= kLongestAge && endsWith(line, " ago")) {
+    end = line.size();
+  }
+  if (end > at) {
+    result += line.substr(at, zone - at);
+    result += "<time>";
+    at = end;
+  }
 }
 
 std::vector<std::string_view> wordsOf(std::string_view line) {
@@ -158,13 +245,16 @@ std::size_t appendNormal(std::string_view line, std::size_t from, std::size_t to
   std::size_t at = from;
   // A time, or the words that stand for it where it is a setting.
   const auto pass = [&](std::size_t end) {
-    if (isSetting(line, at)) {
+    const bool isFirst = firstEnd == 0;
+    firstEnd = isFirst ? end : firstEnd;
+    if (isSetting(line, at, end, isFirst)) {
       result += line.substr(at, end - at);
+      at = end;
     } else {
       result += "<time>";
+      at = end;
+      passSameTime(line, at, result);
     }
-    firstEnd = firstEnd == 0 ? end : firstEnd;
-    at = end;
   };
   while (at < to) {
     if (at >= lookedUntil || nextTime < at) {
@@ -228,7 +318,16 @@ bool LineNormalizer::takeRow(const std::string& row, std::string& result) const 
     result += m_Replaced[i] ? "*" : words[i];
     result += ' ';
   }
-  result += row.substr(static_cast<std::size_t>(words[m_Replaced.size() - 1].data() - row.data()));
+  // What a thread of the kernel's works at stands behind its name; "kworker/R-" has one work alone.
+  const std::string_view last = words[m_Replaced.size() - 1];
+  constexpr std::string_view kWorker = "kworker/";
+  const std::size_t name = last.substr(0, 1) == "[" ? 1 : 0;
+  const std::string_view number = last.substr(std::min(name + kWorker.size(), last.size()), 1);
+  if (last.substr(name, kWorker.size()) == kWorker && (number == "u" || isDigitAt(number, 0))) {
+    result += last.substr(0, name + kWorker.size());
+  } else {
+    result += row.substr(static_cast<std::size_t>(last.data() - row.data()));
+  }
   return true;
 }
 
