@@ -113,6 +113,7 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"macaddr", KeyLook::kMac},
     {"nopasswd", KeyLook::kNone},
     {"nopassword", KeyLook::kNone},
+    {"publickeytoken", KeyLook::kNone},  // of an assembly, the same everywhere
 };
 
 const std::unordered_map<std::string_view, KeyLook>& wholeKeys() {
@@ -280,6 +281,13 @@ constexpr PhraseRow kPhrases[] = {
     {"", "authtoken", {KeyLook::kSecretItem, kPhraseAny}},
     {"", "wpapsk", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
     {"", "wpapassphrase", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
+    {"", "wpapassword", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
+    {"", "wpaprivatekeypasswd", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
+    {"", "wirelesskey", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
+    {"", "wirelesskey1", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
+    {"", "wirelesskey2", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
+    {"", "wirelesskey3", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
+    {"", "wirelesskey4", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
     {"", "psk", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted | kPhraseBlanks}},
     {"", "passphrase", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
     {"", "bindpw", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
@@ -309,6 +317,7 @@ constexpr PhraseRow kPhrases[] = {
     {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
     {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
+    {"", "default", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "essid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "wpassid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
@@ -22,6 +23,29 @@ std::string_view takeWord(std::string_view& line) {
   const std::string_view word = line.substr(0, end);
   line.remove_prefix(std::min(line.find_first_not_of(" \t", end), line.size()));
   return word;
+}
+
+// Whether a stand-in reaches into the place: it was redacted before.
+bool touchesStandIn(std::string_view text, std::size_t begin, std::size_t end) {
+  constexpr std::size_t kLongest = 15;
+  for (std::size_t place = begin - std::min(begin, kLongest); place < end; ++place) {
+    const std::string_view rest = text.substr(place);
+    const std::size_t size = rest.starts_with(kSecretMark) ? kSecretMark.size() : StandIns::labelAt(rest);
+    if (size > 0 && place + size > begin) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// As it stands for the value elsewhere.
+std::string standInOf(RedactKind kind, std::string_view value, const StandIns& standIns) {
+  if (kind == RedactKind::kSecret) {
+    return std::string(kSecretMark);
+  }
+  return kind == RedactKind::kHost && isHostText(value) && !isReservedHost(value)
+             ? standIns.host(value)
+             : standIns.label(kind, value);
 }
 
 }  // namespace
@@ -110,9 +134,9 @@ std::string RedactRules::redactLine(std::string_view line, const RedactKeep& kee
       const std::string_view value(found.data(), found.size());
       const auto begin = static_cast<std::size_t>(found.data() - current.data());
       const auto end = static_cast<std::size_t>(all.data() - current.data()) + all.size();
-      if (!value.empty() && !keeps(value) && !TextRedactor::holdsStandIn(value)) {
-        const std::string standIn = pattern.kind == RedactKind::kSecret ? std::string(kSecretMark)
-                                                                        : standIns.label(pattern.kind, value);
+      if (!value.empty() && !keeps(value) && !TextRedactor::holdsStandIn(value) &&
+          !touchesStandIn(current, begin, begin + value.size())) {
+        const std::string standIn = standInOf(pattern.kind, value, standIns);
         out.append(current, copied, begin - copied).append(standIn);
         copied = begin + value.size();
         counts.add(pattern.kind);

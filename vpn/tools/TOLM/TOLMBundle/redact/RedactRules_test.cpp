@@ -73,6 +73,22 @@ TEST(RedactRulesTest, RedactingTwiceWithRulesChangesNothing) {
   EXPECT_EQ(once, redactedBy(rules, once));
 }
 
+TEST(RedactRulesTest, NoPartOfAStandInIsReplaced) {
+  for (const std::string rules : {"find id ticket (\\w+)\n", "find id -(\\w+)\n", "find id t id-(\\w{4})\n",
+                                  "find secret ticket (\\w{4})\n"}) {
+    const std::string once = redactedBy(rules, "ticket AB12 open, user=jdoe7, password=hunter2");
+    EXPECT_EQ(once, redactedBy(rules, once)) << rules;
+  }
+}
+
+TEST(RedactRulesTest, AHostHasTheStandInThatItHasElsewhere) {
+  EXPECT_THAT(redactedBy("find host box=(\\S+)\n", "box=gw7.acme.de at gw7.acme.de"),
+              MatchesRegex("box=(host-.{10}\\.host-.{10}\\.example) at host-.*"));
+  const std::string text = redactedBy("find host box=(\\S+)\n", "box=gw7.acme.de gw7.acme.de");
+  EXPECT_EQ(text.substr(4, text.find(' ') - 4), text.substr(text.find(' ') + 1));
+  EXPECT_THAT(redactedBy("find host box=(\\S+)\n", "box=10.1.2.3"), MatchesRegex("box=host-.{10}"));
+}
+
 TEST(RedactRulesTest, CommentsAndBlankLinesDontCount) {
   RedactRules rules;
   EXPECT_EQ("", rules.load("# find x\n\n  \r\n\tkeep x\r\n"));

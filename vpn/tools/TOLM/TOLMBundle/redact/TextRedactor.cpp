@@ -96,6 +96,8 @@ void TextRedactor::finish(std::string& out) {
   m_nColonsTried = 0;
   m_nBarrier = 0;
   m_nEscape = 0;
+  m_nWordBegin = 0;
+  m_nWordEnd = 0;
   m_nPemLines = 0;
   m_bLineBegins = true;
   m_Swallow = Swallow::kNothing;
@@ -135,6 +137,8 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_nReplaced -= std::min(m_nReplaced, gone);
     m_nBarrier -= std::min(m_nBarrier, gone);
     m_nEscape -= std::min(m_nEscape, gone);
+    m_nWordBegin -= std::min(m_nWordBegin, gone);
+    m_nWordEnd -= std::min(m_nWordEnd, gone);
   }
   m_pOut = nullptr;
 }
@@ -280,6 +284,11 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
     if (const Place done = tryPlainIpv6(begin, end); done > begin) {
+      return done;
+    }
+  }
+  if (length == 32 && next == ':' && (bits & ~(kByteRun | kByteDigit | kByteHexLetter)) == 0) {
+    if (const Place done = tryWindowsHash(begin, end); done > begin) {
       return done;
     }
   }

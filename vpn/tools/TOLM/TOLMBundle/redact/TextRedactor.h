@@ -22,6 +22,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/redact/KnownNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactKinds.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/StandIns.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 
 namespace halvo {
 
@@ -199,11 +200,12 @@ class TextRedactor {
   Value valueBehind(Place begin, Place end) const;
   bool endsSoftly(Place at) const;
   bool endsNumber(Place begin, Place place) const;
-  Place valueEnd(const Value& value) const;
+  Place valueEnd(const Value& value, std::size_t longest = kLongestValue) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeSerialBelow(Place begin);
   [[nodiscard]] bool isNextKey(Place begin) const;
+  Place takeHeaderList(Value value);
   Place takeHeader(Value value);
   Place takeHosts(Place begin, Place end);
 
@@ -229,7 +231,7 @@ class TextRedactor {
   Place tryPhrase(Place begin, Place end, Place value);
   Place trySearchLine(Place begin, Place value);
   Place tryRemoteLine(Place begin, Place value);
-  Place tryLoginLine(Place begin, Place value);
+  Place tryLoginLine(Place begin, Place end, Place value);
   Place tryOption(Place begin, Place end, Place value);
   Place tryDomainUser(Place begin, Place end);
   Place tryJournalId(Place begin, Place end);
@@ -251,6 +253,7 @@ class TextRedactor {
   Place takeSecret(const Value& value);
   Place takeSecretList(Place begin);
   Place tryCrypt(Place dollar);
+  Place tryWindowsHash(Place begin, Place end);
   void swallow();
 
   // TextRedactor_pem.cpp
@@ -276,6 +279,7 @@ class TextRedactor {
   std::string nested(std::string_view text, bool isOfForm = false);
   Place tryPercent(Place begin, Place end);
   Place tryBase64(Place begin);
+  static bool isCredentials(std::string_view text);
   Place tryArpa(Place begin, Place end);
 
   // As the finders see it: kSignByte for bytes above 127 that are part of no letter, '\n' for a '\r' that
@@ -320,6 +324,9 @@ class TextRedactor {
   // sequence.
   Place m_nBarrier = 0;
   Place m_nEscape = 0;
+  // Between these no value ends that is a word, as valueEnd() saw.
+  mutable Place m_nWordBegin = 0;
+  mutable Place m_nWordEnd = 0;
   bool m_bLineBegins = true;
 
   // A secret whose end hasn't come yet.

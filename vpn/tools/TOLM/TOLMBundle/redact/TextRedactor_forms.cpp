@@ -37,6 +37,11 @@ bool isPrintable(unsigned char c) {
   return (c >= ' ' && c != 0x7f) || c == '\t' || c == '\n' || c == '\r';
 }
 
+bool isBase64(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return base64Value(static_cast<unsigned char>(c)) >= 0; });
+}
+
 bool decodeBase64(std::string_view text, std::string& result) {
   unsigned bits = 0;
   unsigned filled = 0;
@@ -134,11 +139,16 @@ bool TextRedactor::holdsStandIn(std::string_view text) {
   if (holds(text)) {
     return true;
   }
+  text = text.substr(0, text.find_last_not_of('=') + 1);
   std::string decoded;
-  return text.size() >= kShortestBase64 - 2 &&
-         std::all_of(text.begin(), text.end(),
-                     [](char c) { return base64Value(static_cast<unsigned char>(c)) >= 0; }) &&
-         decodeBase64(text, decoded) && holds(decoded);
+  return text.size() >= kShortestBase64 - 2 && isBase64(text) && decodeBase64(text, decoded) &&
+         holds(decoded);
+}
+
+// Whether it is the Base64 of "jane:hunter".
+bool TextRedactor::isCredentials(std::string_view text) {
+  std::string decoded;
+  return isBase64(text) && decodeBase64(text, decoded) && decoded.find(':') != std::string::npos;
 }
 
 // "jane%40acme.de": decoded, redacted, and only where that changed something encoded again.

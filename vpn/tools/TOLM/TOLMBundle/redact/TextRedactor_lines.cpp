@@ -159,11 +159,22 @@ bool TextRedactor::isKeyBehind(Place place) const {
 // "password: ok", "error reading password: Permission denied", "secret: backend not reachable": behind a
 // colon and without quotes, what became of a secret.
 bool TextRedactor::isRemark(const Value& value) const {
-  static constexpr std::array<std::string_view, 12> kErrors = {
-      "Permission denied",     "Access denied",       "No such ",
-      "Operation not ",        "Operation timed ",    "Connection refused",
-      "Connection timed ",     "Connection reset",    "Input/output error",
-      "Resource temporarily ", "Authentication fail", "Timed out"};
+  static constexpr std::array<std::string_view, 16> kErrors = {"Permission denied",
+                                                               "Access denied",
+                                                               "No such ",
+                                                               "Operation not ",
+                                                               "Operation timed ",
+                                                               "Connection refused",
+                                                               "Connection timed ",
+                                                               "Connection reset",
+                                                               "Input/output error",
+                                                               "Resource temporarily ",
+                                                               "Authentication fail",
+                                                               "Timed out",
+                                                               "Verification Failed",
+                                                               "Need '",
+                                                               "pam_",
+                                                               "gkr-pam:"};
   static constexpr std::array<std::string_view, 34> kStates = {
       "ok",        "okay",     "cached",   "granted",  "valid",     "correct",     "wrong",
       "mismatch",  "provided", "received", "sent",     "stored",    "saved",       "loaded",
@@ -261,9 +272,10 @@ TextRedactor::Place TextRedactor::tryDashOption(Place begin, Place end, Place pl
   return std::max(begin, takeValue(look, bareOrQuoted(place)));
 }
 
-// A line of .netrc: a host, and names with their values up to the line's end.
-TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
-  constexpr std::size_t kMostWords = 7;
+// A line of .netrc: a host behind "machine", none behind "default", and names with their values up to the
+// line's end or the next host.
+TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place end, Place place) {
+  constexpr std::size_t kMostWords = 8;
   constexpr std::size_t kLongestLogin = 400;
   struct Word {
     Place begin;
@@ -271,6 +283,7 @@ TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
   };
   std::array<Word, kMostWords> words = {};
   std::size_t count = 0;
+  const std::size_t hosts = isSame(text(begin, end), "machine") ? 1 : 0;
   Place at0 = place;
   while (at0 - place < kLongestLogin && at(at0) != 0 && at(at0) != '\n' && at(at0) != '\r') {
     if (count == kMostWords) {
@@ -281,23 +294,27 @@ TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place place) {
       ++at0;
     }
     words[count++].end = at0;
+    if (text(words[count - 1].begin, at0) == "machine" && count % 2 == (hosts + 1) % 2) {
+      at0 = words[--count].begin;
+      break;
+    }
     while (at0 - place < kLongestLogin && isBlankByte(at(at0))) {
       ++at0;
     }
   }
   static constexpr std::array<std::string_view, 4> kNames = {"login", "account", "password", "passwd"};
-  if (count < 3 || count % 2 == 0 || at0 - place >= kLongestLogin) {
+  if (count < hosts + 2 || count % 2 != hosts || at0 - place >= kLongestLogin) {
     return begin;
   }
-  for (std::size_t i = 1; i < count; i += 2) {
+  for (std::size_t i = hosts; i < count; i += 2) {
     if (!isOneOf(kNames, text(words[i].begin, words[i].end))) {
       return begin;
     }
   }
-  if (isHostText(text(words[0].begin, words[0].end))) {
+  if (hosts > 0 && isHostText(text(words[0].begin, words[0].end))) {
     replaceHost(words[0].begin, words[0].end);
   }
-  for (std::size_t i = 1; i < count; i += 2) {
+  for (std::size_t i = hosts; i < count; i += 2) {
     const Word& word = words[i + 1];
     if (text(words[i].begin, words[i].end).starts_with("pass")) {
       const std::string_view secret = text(word.begin, word.end);

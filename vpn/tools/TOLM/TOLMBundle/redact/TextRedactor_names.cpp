@@ -226,6 +226,21 @@ TextRedactor::Place TextRedactor::tryUrl(Place begin, Place end) {
     sign = c == '@' ? last : sign;
     ++last;
   }
+  // "jane:Qz9/xYt@proxy": what would be a port, and is none, ends with the '@'.
+  const std::string_view name = text(front, last).substr(0, text(front, last).find(':'));
+  const std::string_view port = text(std::min(front + name.size() + 1, last), last);
+  const bool isOther = sign == 0 && isWordByte(at(front)) && !port.empty() && !isNumber(port) &&
+                       isWordByte(static_cast<unsigned char>(port.front())) &&
+                       hostLook(name) == HostLook::kNone && !isReservedHost(name) && !isNumber(name);
+  if (isOther && (at(last) == '/' || at(last) == '?' || at(last) == '#')) {
+    Place place = last;
+    while (place - front < kLongestAuthority && at(place) > ' ' &&
+           std::string_view("@\"'<>`\\\x7f").find(static_cast<char>(at(place))) == std::string_view::npos) {
+      ++place;
+    }
+    sign = at(place) == '@' && isWordByte(at(place + 1)) ? place : 0;
+    last = sign != 0 ? sign + kLongestAuthority : last;
+  }
   Place host = front;
   if (sign != 0) {
     host = sign + 1;
@@ -250,9 +265,9 @@ TextRedactor::Place TextRedactor::tryUrl(Place begin, Place end) {
   while (hostEnd > host && !isWordByte(at(hostEnd - 1))) {
     --hostEnd;
   }
-  const std::string_view name = text(host, hostEnd);
-  if (!isNumber(name) && (namesHost(text(begin, end)) || hostLook(name) != HostLook::kNone)) {
-    replaceHost(host, hostEnd);
+  const std::string_view hostName = text(host, hostEnd);
+  if (!isNumber(hostName) && (namesHost(text(begin, end)) || hostLook(hostName) != HostLook::kNone)) {
+    replaceHost(host, hostEnd, sign != 0 || !isOther);
     return std::max(hostEnd, m_nCopied);
   }
   return std::max(host, m_nCopied);

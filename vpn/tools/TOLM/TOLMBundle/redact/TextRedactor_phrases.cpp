@@ -128,11 +128,12 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
     return tryRemoteLine(begin, place);
   }
   if (phrase.look == KeyLook::kLoginLine) {
-    return tryLoginLine(begin, place);
+    return tryLoginLine(begin, end, place);
   }
   value.ending = Ending::kLine;
   const Place lineEnd = valueEnd(value);
-  const std::string_view all = text(place, lineEnd);
+  std::string_view all = text(place, lineEnd);
+  all = all.substr(0, all.find_last_not_of(" \t\r") + 1);
   const bool isOneWord = all.find_first_of(" \t") == std::string_view::npos;
   if (lineEnd - place > kLongestName + kLongestName ||
       all.find_first_of("=:(){}<>[]") != std::string_view::npos) {

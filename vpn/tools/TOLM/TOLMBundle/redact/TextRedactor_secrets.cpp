@@ -61,6 +61,7 @@ bool beginsStructure(std::string_view text) {
   if (std::string_view("<[{").find(text.front()) == std::string_view::npos) {
     return false;
   }
+  text = text.substr(0, kLongestUser);
   std::size_t end = 1;
   while (end < text.size() && isIdentifierByte(static_cast<unsigned char>(text[end]))) {
     ++end;
@@ -82,7 +83,7 @@ bool TextRedactor::saysNothing(std::string_view value, bool isBare) {
       "failed", "unknown", "n/a", "(null)", "(none)", "{}", "[]", "%s", "ask", "always", "never", "default",
       "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
       // Where a system looks for its passwords, not one of them.
-      "files", "compat"};
+      "files", "compat", "sss", "winbind", "ldap", "nis", "db", "systemd"};
   if (value.empty() || isSecretMark(value) || isPlaceholder(value) || (isBare && beginsStructure(value)) ||
       value.find_first_not_of("*") == std::string_view::npos ||
       value.find_first_not_of(".") == std::string_view::npos) {
@@ -108,9 +109,17 @@ bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view
   constexpr std::size_t kLongestCode = 64;
   constexpr std::string_view kDigits = "0123456789";
   const bool isNumber = all.find_first_not_of(kDigits) == std::string_view::npos;
-  const bool hasDigit = all.find_first_of(kDigits) != std::string_view::npos;
+  const bool hasDigit = all.substr(0, kLongestUser).find_first_of(kDigits) != std::string_view::npos;
   switch (look) {
     case KeyLook::kSecret:
+      // A security identifier and what stands for its domain, the code of an error, a key on the keyboard:
+      // accesskey="s".
+      if (all.starts_with("S-1-") || (all.starts_with("id-") && StandIns::labelAt(all) != 0) ||
+          (all.size() == 1 && value.ending == Ending::kQuote) ||
+          (all.starts_with("0x") && all.size() <= 10 && value.ending == Ending::kWord &&
+           all.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos)) {
+        return true;
+      }
       // privatekey=/etc/ssl/key.pem, but neither "PrivateKey = /AnzTF...=" nor "password=/Kq7vR2".
       return all.starts_with('/') && value.ending == Ending::kWord && !isPaddedBase64(all) &&
              (!hasDigit || all.find_first_of("/.", 1) != std::string_view::npos);
@@ -200,36 +209,49 @@ TextRedactor::Place TextRedactor::takeSecretList(Place begin) {
       ++place;
       continue;
     }
-    if (at(place) != '"' && at(place) != '\'') {
+    const std::size_t slashes = escapesOfQuote(place);
+    if (at(place) != '"' && at(place) != '\'' && slashes == 0) {
       break;
     }
     Value value;
-    value.ending = Ending::kQuote;
+    value.ending = slashes > 0 ? Ending::kEscapedQuote : Ending::kQuote;
+    value.slashes = slashes;
     value.quote = static_cast<char>(at(place));
-    value.begin = place + 1;
+    value.begin = place + slashes + 1;
     const Place end = valueEnd(value);
     const Place done = takeSecret(value);
-    place = m_Swallow == Swallow::kNothing ? end + 1 : done;
+    place = m_Swallow == Swallow::kNothing ? end + escapesOfQuote(end) + 1 : done;
   }
   return std::max(std::min(place, m_Window.size()), m_nCopied);
 }
 
-// $6$salt$hash, as in a shadow file.
+// $6$salt$hash, as in a shadow file, and $argon2id$v=19$m=65536,t=3$salt$hash.
 TextRedactor::Place TextRedactor::tryCrypt(Place dollar) {
+  constexpr std::size_t kLongestShort = 4;
+  constexpr std::size_t kLongestName = 16;
   Place place = dollar + 1;
-  while (place - dollar < 5 && isWordByte(at(place))) {
+  while (place - dollar <= kLongestName && (isWordByte(at(place)) || at(place) == '-')) {
     ++place;
   }
   if (at(place) != '$' || place == dollar + 1) {
     return dollar;
   }
+  const bool isLong = place - dollar - 1 > kLongestShort;
   ++place;
   const Place front = place;
   std::size_t letters = 0;
-  while (place - front < 512 && (isWordByte(at(place)) || at(place) == '/' || at(place) == '.' ||
-                                 at(place) == '$' || at(place) == '=' || at(place) == ',')) {
+  bool hasDigit = false;
+  bool hasParts = false;
+  while (place - front < 512 &&
+         (isWordByte(at(place)) || at(place) == '/' || at(place) == '.' || at(place) == '$' ||
+          at(place) == '=' || at(place) == ',' || at(place) == '+')) {
     letters += isLetterByte(at(place)) ? 1 : 0;
+    hasDigit = hasDigit || isDigitByte(at(place));
+    hasParts = hasParts || at(place) == '$';
     ++place;
+  }
+  if (isLong && !(hasDigit && hasParts)) {
+    return dollar;  // variables of a script
   }
   // Of digits and dots alone an address and what stands for it may be, of unlike lengths.
   if (place - front < kShortestCrypt || letters < kFewestCryptLetters) {
@@ -237,6 +259,17 @@ TextRedactor::Place TextRedactor::tryCrypt(Place dollar) {
   }
   replace(dollar, place, RedactKind::kSecret, kSecretMark);
   return place;
+}
+
+// "jane:1001:LM:NT:::" of a list of accounts of Windows: 32 digits each.
+TextRedactor::Place TextRedactor::tryWindowsHash(Place begin, Place end) {
+  const Place last = at(end + 1) == ':' ? end : end + 1 + (end - begin);
+  if (begin == 0 || at(begin - 1) != ':' || (last > end && !areHex(end + 1, end - begin)) ||
+      at(last) != ':' || at(last + 1) != ':' || at(last + 2) != ':') {
+    return begin;
+  }
+  replace(begin, end, RedactKind::kSecret, kSecretMark);
+  return end;
 }
 
 // Goes on with a secret whose front was replaced: nothing of it is handed out.

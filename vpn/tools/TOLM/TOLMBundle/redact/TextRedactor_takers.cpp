@@ -23,6 +23,19 @@ bool isUuidLike(std::string_view name) {
   return name.size() == 36 && name[8] == '-' && name[13] == '-';
 }
 
+// A host, an e-mail address or an address, of which what stands for it may be longer.
+bool isNameOfSentence(std::string_view word) {
+  word = word.substr(std::min(word.find('@') + 1, word.size()));
+  word = word.substr(0, word.find_last_not_of(",.;:)") + 1);
+  const bool isAddress = word.find_first_of(".:") != std::string_view::npos &&
+                         word.find_first_not_of("0123456789abcdefABCDEF.:[]/%") == std::string_view::npos;
+  word = word.substr(0, word.find(':'));
+  const bool isOfHost = !word.empty() && std::all_of(word.begin(), word.end(), [](char c) {
+    return isIdentifierByte(static_cast<unsigned char>(c));
+  });
+  return isAddress || (isOfHost && word.front() != '.' && hostLook(word) != HostLook::kNone);
+}
+
 // "Times New Roman", "DejaVu Sans Bold": fonts have full names too.
 bool isFontName(std::string_view name) {
   static constexpr std::array<std::string_view, 10> kOfFonts = {
@@ -61,7 +74,7 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     return takeUserPass(value);
   }
   if (look == KeyLook::kSecretLine) {
-    return isBare ? takeHeader(value) : takeSecret(value);
+    return !isBare ? takeSecret(value) : isSecretList ? takeHeaderList(value) : takeHeader(value);
   }
   if (look == KeyLook::kMessage) {
     constexpr std::size_t kShortestMessage = 24;
@@ -115,12 +128,13 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   if (look == KeyLook::kUserMaybe && isBare && value.isColon) {
     return value.begin;
   }
-  Place end = valueEnd(value);
+  constexpr std::size_t kLongestWithBlanks = 512;
+  Place end = valueEnd(value, kLongestWithBlanks);
+  if (end - value.begin > kLongestWithBlanks || (isBare && isNextKey(value.begin))) {
+    return value.begin;
+  }
   while (end > value.begin && isSpaceByte(at(end - 1))) {
     --end;
-  }
-  if (isBare && isNextKey(value.begin)) {
-    return value.begin;
   }
   if (end - value.begin > 256 || end == value.begin ||
       (value.ending == Ending::kElement && text(value.begin, end).find('<') != std::string_view::npos)) {
@@ -142,6 +156,25 @@ bool TextRedactor::isNextKey(Place begin) const {
   return at(end) == '=' && at(end + 1) != '=';
 }
 
+// Headers as programs keep them: "Cookie":["a=b","c=d"], map[Authorization:[Bearer abc]], {Cookie=[a=b]}.
+TextRedactor::Place TextRedactor::takeHeaderList(Value value) {
+  constexpr std::size_t kShortestToken = 16;
+  Place first = value.begin + 1;
+  while (first - value.begin < 32 && isSpaceByte(at(first))) {
+    ++first;
+  }
+  if (at(first) == '"' || at(first) == '\'' || escapesOfQuote(first) > 0) {
+    return takeSecretList(value.begin);
+  }
+  value.begin = first;
+  value.ending = Ending::kLine;
+  value.around = ']';
+  const std::string_view all = text(first, valueEnd(value));
+  // "cookie: [none]", cookie => [$a, $b]
+  const bool isOne = all.size() < kShortestToken && all.find_first_of(" =") == std::string_view::npos;
+  return isOne || !isWordByte(at(first)) ? value.begin : takeHeader(value);
+}
+
 // "Cookie: a=b; c=d" and "Authorization: Bearer ...", up to the line's end; and what only begins so:
 // "SPI cookie: 0x1 state=up", "authorization: failed for peer 4".
 TextRedactor::Place TextRedactor::takeHeader(Value value) {
@@ -160,13 +193,14 @@ TextRedactor::Place TextRedactor::takeHeader(Value value) {
       return takeSecret(value);
     }
     // A sentence, unless there is a word in it that looks like no other.
-    bool isSentence = std::all_of(first.begin(), first.end(), [](char c) { return c >= 'a' && c <= 'z'; }) &&
+    bool isSentence = (isOfSmallLetters(first) || StandIns::isLabel(first)) &&
                       std::none_of(kSchemes.begin(), kSchemes.end(),
                                    [first](std::string_view scheme) { return first == scheme; });
     for (std::string_view rest = line; isSentence && !rest.empty();) {
       const std::string_view word = rest.substr(0, rest.find(' '));
       rest.remove_prefix(std::min(rest.size(), word.size() + 1));
-      isSentence = word.size() < kShortestToken && word.find('=') == std::string_view::npos;
+      isSentence = word.find('=') == std::string_view::npos &&
+                   (word.size() < kShortestToken || isNameOfSentence(word) || holdsStandIn(word));
     }
     if (isSentence) {
       return begin;

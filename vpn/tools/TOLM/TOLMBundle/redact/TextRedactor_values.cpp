@@ -145,7 +145,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   if (at(place) == ']' && at(place + 1) == '[' && !wasQuoted) {
     return value;  // "gdm-password][812]: "
   }
-  place += at(place) == ']' ? 1U : 0U;
+  place += at(place) == ']' && (wasQuoted || before == '[') ? 1U : 0U;  // not "gdm-password]: "
   if (at(place) == '[' && isDigitByte(at(place + 1))) {
     // "IP4.DOMAIN[1]:"
     const Place digits = ++place;
@@ -250,12 +250,17 @@ bool TextRedactor::endsNumber(Place begin, Place place) const {
 }
 
 // Where the value ends; past the bound where its end isn't in sight.
-TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
+TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longest) const {
   if (value.ending == Ending::kElement) {
     return value.elementEnd;
   }
   Place place = value.begin;
-  for (; place - value.begin <= kLongestValue && place < m_Window.size(); ++place) {
+  // Where names stand again and again in one word, each would look at all of it.
+  const bool isWord = value.ending == Ending::kWord && !value.wasQuoted;
+  if (isWord && place >= m_nWordBegin && place < m_nWordEnd) {
+    place = m_nWordEnd;
+  }
+  for (; place - value.begin <= longest && place < m_Window.size(); ++place) {
     const unsigned char c = at(place);
     if (c == '\n' || (c == '\r' && at(place + 1) == '\n')) {
       break;
@@ -298,7 +303,12 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value) const {
       break;
     }
   }
-  return std::min(place, m_Window.size());
+  place = std::min(place, m_Window.size());
+  if (isWord) {
+    m_nWordBegin = value.begin;
+    m_nWordEnd = place;
+  }
+  return place;
 }
 
 TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
@@ -340,13 +350,19 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       Place last = sign;
       while (last - sign < kLongestValue &&
              (isWordByte(at(last)) ||
-              std::string_view("-._~+/=").find(static_cast<char>(at(last))) != std::string_view::npos) &&
+              std::string_view("-._~+/").find(static_cast<char>(at(last))) != std::string_view::npos) &&
              at(last) != 0) {
         ++last;
       }
+      const Place body = last;
+      while (at(last) == '=' && last - body < 3) {
+        ++last;
+      }
       const std::string_view token = text(sign, last);
-      const bool hasDigit = token.find_first_of("0123456789=") != std::string_view::npos;
-      if (token.size() < 8 || !hasDigit || holdsStandIn(token)) {
+      const bool isKey = last > body && isWordByte(at(last));  // "Bearer expires_in=3600"
+      const bool looks = token.find_first_of("0123456789=") != std::string_view::npos ||
+                         (isSame(word, "basic") && isCredentials(token));
+      if (token.size() < 8 || isKey || !looks || holdsStandIn(token)) {
         return begin;
       }
       replace(sign, last, RedactKind::kSecret, kSecretMark);
@@ -411,6 +427,9 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   const KeyLook look = keyLook(wordBefore(begin), key);
   if (look == KeyLook::kNone || (next == '[' && look != KeyLook::kHosts)) {
     return begin;  // "login[812]: " is a program
+  }
+  if (m_bOfForm && next == ':' && isDigitByte(at(end - 1))) {
+    return begin;  // "passwd_1%3a4.13-1_amd64.deb" is a package
   }
   if (next == ':' && at(end + 1) == ':' && look != KeyLook::kSecret && look != KeyLook::kSecretWord) {
     return begin;  // Base64, which is looked into
