@@ -228,9 +228,9 @@ TextRedactor::Place TextRedactor::takeSecretList(Place begin) {
 // $6$salt$hash, as in a shadow file, and $argon2id$v=19$m=65536,t=3$salt$hash.
 TextRedactor::Place TextRedactor::tryCrypt(Place dollar) {
   constexpr std::size_t kLongestShort = 4;
-  constexpr std::size_t kLongestName = 16;
+  constexpr std::size_t kLongestScheme = 16;
   Place place = dollar + 1;
-  while (place - dollar <= kLongestName && (isWordByte(at(place)) || at(place) == '-')) {
+  while (place - dollar <= kLongestScheme && (isWordByte(at(place)) || at(place) == '-')) {
     ++place;
   }
   if (at(place) != '$' || place == dollar + 1) {
