@@ -145,42 +145,42 @@ TEST(RedactTokenTest, MessagesOfALoginGo) {
                "Response=" + message, "{\"SAMLResponse\": \"is not signed by anybody\"}"});
 }
 
-const std::string kBody =
+const std::string kKeyBody =
     "AAAAB3NzaC1yc2EAAAABIwAAAIEA1on8gxCGJJWSRT4uOrR13mUaUk0hRf4RzxSZ1zRb\n"
     "YYFw8pfGesIFoEuVth4HKyF8k1y4mRUnYHP1XNMNMJl1JcEArC2asV8sHf6zSPVffozZ\n";
 
 TEST(RedactTokenTest, KeysInTheirOtherBlocksGo) {
   expectRows({
-      {"---- BEGIN SSH2 ENCRYPTED PRIVATE KEY ----\nComment: \"2048-bit, jdoe7@acme-corp.de\"\n" + kBody +
+      {"---- BEGIN SSH2 ENCRYPTED PRIVATE KEY ----\nComment: \"2048-bit, jdoe7@acme-corp.de\"\n" + kKeyBody +
            "Zz09\n---- END SSH2 ENCRYPTED PRIVATE KEY ----\nbehind\n",
        "---- BEGIN SSH2 ENCRYPTED PRIVATE KEY ----\nComment: \"2048-bit, "
        "{U}@{H}.example\"\nREDACTED\nREDACTED\n"
        "REDACTED\n---- END SSH2 ENCRYPTED PRIVATE KEY ----\nbehind\n"},
-      {"PuTTY-User-Key-File-3: ssh-rsa\nEncryption: none\nPublic-Lines: 1\nAAAA\nPrivate-Lines: 3\n" + kBody +
-           "Zz09\nPrivate-MAC: 0123456789abcdef0123456789abcdef01234567\n" + kBody,
+      {"PuTTY-User-Key-File-3: ssh-rsa\nEncryption: none\nPublic-Lines: 1\nAAAA\nPrivate-Lines: 3\n" +
+           kKeyBody + "Zz09\nPrivate-MAC: 0123456789abcdef0123456789abcdef01234567\n" + kKeyBody,
        "PuTTY-User-Key-File-3: ssh-rsa\nEncryption: none\nPublic-Lines: 1\nAAAA\nPrivate-Lines: 3\nREDACTED\n"
        "Private-MAC: 0123456789abcdef0123456789abcdef01234567\n" +
-           kBody},
-      {"Private-Lines: 1\r\n" + kBody.substr(0, 60) + "\r\nPrivate-MAC: 0",
+           kKeyBody},
+      {"Private-Lines: 1\r\n" + kKeyBody.substr(0, 60) + "\r\nPrivate-MAC: 0",
        "Private-Lines: 1\r\nREDACTED\r\nPrivate-MAC: 0"},
-      {"{\"key\": \"Private-Lines: 1\\n" + kBody.substr(0, 60) + "\\nPrivate-MAC: 0\"}",
+      {"{\"key\": \"Private-Lines: 1\\n" + kKeyBody.substr(0, 60) + "\\nPrivate-MAC: 0\"}",
        "{\"key\": \"Private-Lines: 1\\nREDACTED\\nPrivate-MAC: 0\"}"},
-      {"-----begin rsa private key-----\n" + kBody + "-----end rsa private key-----\nbehind",
+      {"-----begin rsa private key-----\n" + kKeyBody + "-----end rsa private key-----\nbehind",
        "-----begin rsa private key-----\nREDACTED\n-----end rsa private key-----\nbehind"},
-      {"-----BEGIN Private Key-----\n" + kBody + "-----END Private Key-----\n",
+      {"-----BEGIN Private Key-----\n" + kKeyBody + "-----END Private Key-----\n",
        "-----BEGIN Private Key-----\nREDACTED\n-----END Private Key-----\n"},
   });
   std::string lines = "Private-Lines: 70\n";
   for (int i = 0; i < 35; ++i) {
-    lines += kBody;
+    lines += kKeyBody;
   }
   const std::string result = redacted(lines + "Private-MAC: 0123456789abcdef0123456789abcdef01234567\n");
   EXPECT_THAT(result, Not(HasSubstr("AAAAB3"))) << "more lines than are looked at at once";
   EXPECT_THAT(result, HasSubstr("\nPrivate-MAC: 0123456789abcdef0123456789abcdef01234567\n"));
-  expectStays({"---- BEGIN SSH2 PUBLIC KEY ----\n" + kBody + "---- END SSH2 PUBLIC KEY ----\n",
-               "-----begin public key-----\n" + kBody + "-----end public key-----\n",
+  expectStays({"---- BEGIN SSH2 PUBLIC KEY ----\n" + kKeyBody + "---- END SSH2 PUBLIC KEY ----\n",
+               "-----begin public key-----\n" + kKeyBody + "-----end public key-----\n",
                "Private-Lines: 3\nwords of something else\n", "Private-Lines: none\n", "Private-Lines: 2",
-               "---- BEGIN of a list ----\n" + kBody, "---- words ----"});
+               "---- BEGIN of a list ----\n" + kKeyBody, "---- words ----"});
 }
 
 TEST(RedactTokenTest, AddressesInTheKernelsTablesGo) {
@@ -278,7 +278,7 @@ TEST(RedactTokenTest, RandomTextsOfTokensAreRedactedOnceAndForAll) {
                                           "-----begin rsa private key-----",
                                           "-----end rsa private key-----",
                                           "Private-Lines: 2\n",
-                                          kBody,
+                                          kKeyBody,
                                           "Zz09",
                                           "2a028071000000000000000000000017",
                                           " 02 40 00 80     eth0\n",
