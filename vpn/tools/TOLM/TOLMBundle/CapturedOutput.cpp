@@ -4,6 +4,8 @@
 #include <array>
 
 #include "vpn/Common/Utility/PlainText.h"
+#include "vpn/tools/TOLM/TOLMBundle/LineBytes.h"
+#include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
 namespace halvo {
 
@@ -51,6 +53,16 @@ bool tellsStoppedService(const std::string& line) {
   return line.find(" is not running") != std::string::npos && !line.starts_with("warning");
 }
 
+// A log's line, which tells of what was: it begins with a time, or with the kernel's "[   12.345678]".
+bool isOfLog(std::string_view line) {
+  LogTime time;
+  const std::size_t number = std::min(line.find_first_not_of("[ "), line.size());
+  const std::size_t point = endOfDigits(line, number);
+  return (line.substr(0, 1) == "[" && point > number && line.substr(point, 1) == "." &&
+          line.substr(endOfDigits(line, point + 1), 1) == "]") ||
+         (findLogTime(line, time) && time.start <= 1);
+}
+
 // The line of an output that tells of a failure; empty where none does.
 std::string_view failureLine(std::string_view output) {
   // Failures are told at once; a word further down may be what a log tells.
@@ -63,7 +75,7 @@ std::string_view failureLine(std::string_view output) {
   }
   for (int i = 0; i < kLines && at < output.size(); ++i) {
     const std::size_t end = std::min(output.find('\n', at), output.size());
-    if (const std::string_view line = output.substr(at, end - at); saysFailure(line)) {
+    if (const std::string_view line = output.substr(at, end - at); saysFailure(line) && !isOfLog(line)) {
       return line;
     }
     at = end + 1;

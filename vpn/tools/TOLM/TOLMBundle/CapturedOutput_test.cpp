@@ -54,7 +54,8 @@ TEST(CapturedOutputTest, FailuresAreKnownInAnyCase) {
   for (const char* const line :
        {"PERMISSION DENIED", "Access denied", "Insufficient permissions",
         "You need administrator access to run", "Failed to connect to bus: No medium found",
-        "bash: ip: command not found",
+        "bash: ip: command not found", "[1] ip: command not found", "[192.0.2.1] connection refused",
+        "at 10:42:07: permission denied",
         "System has not been booted with systemd as init system (PID 1). Can't operate.",
         "Unit cups.service not found.", "Error: NetworkManager is not running.", "usage: sudo dmesg",
         "Usage: ip [ OPTIONS ] OBJECT"}) {
@@ -67,7 +68,9 @@ TEST(CapturedOutputTest, WhatHealthyMachinesPrintIsNoFailure) {
        {"WARNING: systemd-networkd is not running, output will be incomplete.\n\nIDX LINK TYPE\n",
         "Filesystem      Size  Used Avail Use% Mounted on\n/dev/sda1 50G 10G 40G 20% /\n",
         "audit: type=1400 apparmor=\"DENIED\" operation=\"open\"\n", "1\n2\n3\n4\n5\nPermission denied\n",
-        "Memory usage: 12%\n", "Unit files listed: 3\n", "No coredumps found.\n"}) {
+        "Memory usage: 12%\n", "Unit files listed: 3\n", "No coredumps found.\n",
+        "Nov 23 08:00:00 h nm[800]: could not open /run/x: No such file or directory\n",
+        "[2026-03-15 10:42:07] tm: permission denied\n", "[    0.412345] pci: access denied\n"}) {
     EXPECT_EQ(outputFailure(banner("x") + output, false), "") << output;
   }
 }

@@ -49,6 +49,7 @@ Findings findProblems(const BundleContent& content, const RuleSet& rules) {
     finding.title = filledIn(rule.title, judge.captures());
     finding.advice = filledIn(rule.advice, judge.captures());
     finding.count = judge.evidence().count;
+    finding.isAtLeast = judge.evidence().isAtLeast;
     for (const Hit& hit : judge.evidence().first) {
       finding.evidence.push_back(hit.evidence);
     }

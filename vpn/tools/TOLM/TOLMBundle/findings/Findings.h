@@ -16,7 +16,7 @@ namespace halvo {
 struct Evidence {
   std::size_t file = 0;    // of BundleContent::files()
   std::uint64_t line = 0;  // counts from 1; 0 for the file as a whole
-  std::string text;        // its front
+  std::string text;        // its front, or what stands around the match
 };
 
 struct KnownProblem {
@@ -26,6 +26,7 @@ struct KnownProblem {
   std::string advice;
   std::vector<Evidence> evidence;  // the first of them
   std::uint64_t count = 0;         // of all lines that speak for it
+  bool isAtLeast = false;          // there may be more of them
 };
 
 struct Findings {
@@ -45,5 +46,8 @@ Findings findProblems(const BundleContent& content, const RuleSet& rules);
 // Both end with a line feed. The text holds no control characters but line feeds.
 std::string findingsText(const BundleContent& content, const Findings& findings);
 std::string findingsJson(const BundleContent& content, const Findings& findings);
+
+// The rules that are undecided, in a line of the text; empty where none is. Their ids are as in the rules.
+std::string undecidedText(const Findings& findings);
 
 }  // namespace halvo

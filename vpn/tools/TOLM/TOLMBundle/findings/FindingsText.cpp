@@ -24,21 +24,27 @@ std::string findingsText(const BundleContent& content, const Findings& findings)
               withoutControls(evidence.text) + "\n";
     }
     if (finding.count > finding.evidence.size()) {
-      text += "    ... and " + std::to_string(finding.count - finding.evidence.size()) + " more\n";
+      text += std::string("    ... and ") + (finding.isAtLeast ? "at least " : "") +
+              std::to_string(finding.count - finding.evidence.size()) + " more\n";
     }
     text += "\n";
   }
   text += std::to_string(findings.problems.size()) + " of " + std::to_string(findings.rules) +
           " known problems are seen in this bundle.\n";
-  if (!findings.undecided.empty()) {
-    std::string ids;
-    for (const std::string& id : findings.undecided) {
-      ids += (ids.empty() ? "" : ", ") + id;
-    }
-    text += "Not known of " + std::to_string(findings.undecided.size()) +
-            ", as not all could be read that they look at: " + withoutControls(ids) + "\n";
+  const std::string undecided = undecidedText(findings);
+  return text + withoutControls(undecided) + (undecided.empty() ? "" : "\n");
+}
+
+std::string undecidedText(const Findings& findings) {
+  if (findings.undecided.empty()) {
+    return "";
   }
-  return text;
+  std::string ids;
+  for (const std::string& id : findings.undecided) {
+    ids += (ids.empty() ? "" : ", ") + id;
+  }
+  return "Not known of " + std::to_string(findings.undecided.size()) +
+         ", as not all could be read that they look at: " + ids;
 }
 
 std::string findingsJson(const BundleContent& content, const Findings& findings) {
@@ -46,9 +52,15 @@ std::string findingsJson(const BundleContent& content, const Findings& findings)
   json["rules"] = findings.rules;
   json["findings"] = Json::array();
   for (const KnownProblem& finding : findings.problems) {
-    Json one = {{"id", finding.id},       {"severity", severityText(finding.severity)},
-                {"title", finding.title}, {"advice", finding.advice},
-                {"count", finding.count}, {"lines", Json::array()}};
+    Json one = {{"id", finding.id},
+                {"severity", severityText(finding.severity)},
+                {"title", finding.title},
+                {"advice", finding.advice},
+                {"count", finding.count}};
+    if (finding.isAtLeast) {
+      one["at_least"] = true;
+    }
+    one["lines"] = Json::array();
     for (const Evidence& evidence : finding.evidence) {
       one["lines"].push_back({{"file", content.placeOf(content.files()[evidence.file])},
                               {"line", evidence.line},

@@ -128,6 +128,8 @@ Answer Judge::judgeNumbers(const Condition& condition) {
       held.first.push_back(bound.second);
     }
   }
+  held.isAtLeast =
+      held.count > 0 && (numbers.more || (others.more && condition.comparison == Relation::kEquals));
   std::sort(held.first.begin(), held.first.end(), isEarlier);
   take(held);
   const bool mayBeEqual = condition.comparison == Relation::kEquals && (numbers.more || others.more) &&
@@ -188,6 +190,7 @@ bool Judge::anyFile(const FileSelector& selector) const {
 void Judge::take(const Hits& hits) {
   Hits& evidence = m_State.evidence;
   evidence.count += hits.count;
+  evidence.isAtLeast = evidence.isAtLeast || hits.isAtLeast;
   for (const Hit& hit : hits.first) {
     if (m_State.captures.empty()) {
       m_State.captures = hit.captures;

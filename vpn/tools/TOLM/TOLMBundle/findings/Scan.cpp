@@ -24,6 +24,17 @@ void add(Hits& hits, const Hit& hit) {
   }
 }
 
+// The front of the line, or what begins a little ahead of a match that ends further behind.
+std::string evidenceText(std::string_view line, std::size_t start, std::size_t end, bool isContinued) {
+  constexpr std::size_t kAhead = 100;
+  std::size_t from = end > kLongestEvidence && start > kAhead ? start - kAhead : 0;
+  // Half of a character would be no text.
+  while (from > 0 && from < start && (static_cast<unsigned char>(line[from]) & 0xc0U) == 0x80) {
+    ++from;
+  }
+  return (from > 0 || isContinued ? "..." : "") + std::string(line.substr(from, kLongestEvidence));
+}
+
 double capturedNumber(const std::string& text) {
   return leadingNumber(text).value_or(std::nan(""));
 }
@@ -261,8 +272,8 @@ void Scan::takeMatch(std::size_t probe, const LinePart& line) {
       !pattern.Match(text, from, to, RE2::UNANCHORED, found.data(), groups + 1)) {
     return;
   }
+  const auto start = static_cast<std::size_t>(found[0].data() - text.data());
   if (line.isCut || line.isContinued) {
-    const auto start = static_cast<std::size_t>(found[0].data() - text.data());
     // It may go on behind the cut, and is whole in the next part.
     if (line.isCut && start + found[0].size() == to && start + LineReader::kOverlap > text.size()) {
       return;
@@ -277,7 +288,7 @@ void Scan::takeMatch(std::size_t probe, const LinePart& line) {
   }
   Hit hit;
   hit.evidence = {line.file, line.number,
-                  std::string(line.text.substr(0, std::min(line.text.size(), kLongestEvidence)))};
+                  evidenceText(line.text, start, start + found[0].size(), line.isContinued)};
   for (int i = 1; i <= groups; ++i) {
     const re2::StringPiece& capture = found[static_cast<std::size_t>(i)];
     hit.captures.emplace_back(capture.data() == nullptr ? "" : capture.data(),
@@ -287,18 +298,22 @@ void Scan::takeMatch(std::size_t probe, const LinePart& line) {
   if (!isCompared) {
     return;
   }
+  // The first group that took part: a pattern may have others for other forms of the line.
+  const auto* const took =
+      std::find_if(found.begin() + 1, found.begin() + groups,
+                   [](const re2::StringPiece& group) { return group.data() != nullptr; });
+  const std::string& compared = hit.captures[static_cast<std::size_t>(took - found.begin() - 1)];
   for (const std::size_t index : m_WatchesOfProbe[probe]) {
-    if (holdsFor(*m_Watches[index].condition, hit.captures.front())) {
+    if (holdsFor(*m_Watches[index].condition, compared)) {
       add(m_Watches[index].held, hit);
     }
   }
   if (m_KeepsNumbers[probe]) {
-    takeNumber(probe, hit);
+    takeNumber(probe, capturedNumber(compared), hit);
   }
 }
 
-void Scan::takeNumber(std::size_t probe, const Hit& hit) {
-  const double value = capturedNumber(hit.captures.front());
+void Scan::takeNumber(std::size_t probe, double value, const Hit& hit) {
   if (std::isnan(value)) {
     return;
   }
@@ -341,7 +356,8 @@ void Scan::noteTime(const std::vector<std::size_t>& probes, std::string_view lin
     return;
   }
   const std::optional<std::int64_t> seconds = secondsOf(time, *m_Now);
-  if (!seconds) {
+  // What lies ahead is what a line talks of. A day is for zones, and for clocks that differ.
+  if (!seconds || *seconds > *m_Now + kSecondsOfDay) {
     return;
   }
   for (const std::size_t probe : probes) {

@@ -36,6 +36,7 @@ struct Hit {
 // Hits that are counted, and the first of them.
 struct Hits {
   std::uint64_t count = 0;
+  bool isAtLeast = false;  // there may be more than the count
   std::vector<Hit> first;
 };
 
@@ -57,7 +58,7 @@ struct ProbeResult {
   bool anyFile = false;  // that is text and could be opened
   Hits hits;
   SeenNumbers numbers;                 // where a comparison wants them
-  std::optional<std::int64_t> newest;  // of the lines' times, in seconds
+  std::optional<std::int64_t> newest;  // of the lines' times up to a day behind the bundle's, in seconds
 };
 
 // Whether the numbers compare so; one that is none doesn't.
@@ -115,7 +116,7 @@ class Scan {
   void matchLine(Patterns& patterns, const LinePart& line);
   bool matchGroup(const PatternGroup& group, const LinePart& line);
   void takeMatch(std::size_t probe, const LinePart& line);
-  void takeNumber(std::size_t probe, const Hit& hit);
+  void takeNumber(std::size_t probe, double value, const Hit& hit);
   [[nodiscard]] bool holdsFor(const Condition& condition, const std::string& capture) const;
   void noteTime(const std::vector<std::size_t>& probes, std::string_view line);
 

@@ -142,6 +142,62 @@ TEST(ScanTest, ALongLineCountsOnce) {
   EXPECT_EQ(findings[0].count, 2U);
 }
 
+// What the line's front showed was none of what matched.
+TEST(ScanTest, EvidenceOfALongLineShowsWhatMatched) {
+  const auto textOf = [](const std::string& line) {
+    const std::vector<KnownProblem> found =
+        findIn(Files{{"a", "f", line + "\n"}}, ruleSet("<line pattern=\"NEEDLE=\\d+\"/>"));
+    return found.empty() ? "none" : found[0].evidence[0].text;
+  };
+  EXPECT_EQ(textOf(std::string(391, 'x') + "NEEDLE=42"), std::string(391, 'x') + "NEEDLE=42");
+  EXPECT_EQ(textOf(std::string(392, 'x') + "NEEDLE=42 on"), "..." + std::string(100, 'x') + "NEEDLE=42 on");
+  EXPECT_EQ(textOf(std::string(70000, 'x') + "NEEDLE=42"), "..." + std::string(100, 'x') + "NEEDLE=42");
+  std::string umlauts = "x";
+  for (int i = 0; i < 500; ++i) {
+    umlauts += "\xc3\xa4";
+  }
+  // From a character's start.
+  EXPECT_EQ(textOf(umlauts + "NEEDLE=42"), "..." + umlauts.substr(901) + "NEEDLE=42");
+  EXPECT_EQ(textOf(umlauts + " NEEDLE=42"), "..." + umlauts.substr(903) + " NEEDLE=42");
+}
+
+TEST(ScanTest, TheFirstGroupThatTookPartIsCompared) {
+  const std::string either = "<number pattern=\"mtu (\\d+)|MTU:(\\d+)\" below=\"1150\"/>";
+  EXPECT_TRUE(holds(either, "mtu 1400\nMTU:1100\n"));
+  EXPECT_FALSE(holds(either, "mtu 1400\nMTU:1200\n"));
+  // It took part, and holds no number.
+  EXPECT_FALSE(holds("<number pattern=\"in=(\\d*) out=(\\d+)\" below=\"9\"/>", "in= out=5\n"));
+  EXPECT_TRUE(holds("<number pattern=\"in (\\d+)|rx:(\\d+)\" is=\"above\" other-pattern=\"out (\\d+)\"/>",
+                    "rx:9\nout 8\n"));
+  EXPECT_TRUE(holds("<time pattern=\"until (.*)|end=(.*)\" is=\"past\"/>", "end=Mar 14 10:00:00 2026\n"));
+  // The first match of a line.
+  EXPECT_FALSE(holds("<number pattern=\"x=(\\d+)\" equals=\"7\"/>", "x=5 x=7\n"));
+}
+
+// A certificate's last day made a log one that is never old.
+TEST(ScanTest, ATimeAheadOfTheBundleMakesNoLogNew) {
+  const std::string old = "2026-03-01 10:00:00 up\n";
+  const std::string condition = "<age above=\"86400\"/>";
+  EXPECT_TRUE(holds(condition, old + "  notAfter=Jan  1 00:00:00 2036 GMT\n"));
+  EXPECT_TRUE(holds(condition, "2026-03-17 00:00:00 until\n" + old));
+  // A zone's hours ahead it may be one of the log's own.
+  EXPECT_FALSE(holds(condition, old + "2026-03-16 02:00:00 up\n"));
+}
+
+TEST(ScanTest, ACountThatIsABoundIsToldAsOne) {
+  std::string text;
+  std::vector<KnownProblem> found =
+      findIn(Files{{"a", "f", numbers("in", 5000, 8000) + "out 15\n"}}, ruleSet(other("above")), &text);
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_TRUE(found[0].isAtLeast);
+  EXPECT_THAT(text, HasSubstr("... and at least 996 more\n"));
+  found = findIn(Files{{"a", "f", numbers("in", 5000, 5900) + numbers("out", 15, 3000)}},
+                 ruleSet(other("above")), &text);
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_FALSE(found[0].isAtLeast);
+  EXPECT_THAT(text, HasSubstr("... and 895 more\n"));
+}
+
 // All in one automaton took more memory than it may, and then each by itself far too long.
 TEST(ScanTest, ManyNastyPatternsAreFoundAllTheSame) {
   std::string text = "<rules>";

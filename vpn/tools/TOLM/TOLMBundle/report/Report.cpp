@@ -278,14 +278,14 @@ class HeadPart {
       }
       m_strHtml += "</ul>\n";
       if (finding.count > finding.evidence.size()) {
-        m_strHtml += "<p>" + std::to_string(finding.count - finding.evidence.size()) + " lines more.</p>\n";
+        m_strHtml += std::string("<p>") + (finding.isAtLeast ? "At least " : "") +
+                     std::to_string(finding.count - finding.evidence.size()) + " lines more.</p>\n";
       }
       m_strHtml += "</div>\n";
     }
     addRest(findings.size() - done);
-    if (!search.undecided.empty()) {
-      m_strHtml += "<p>Not known of " + std::to_string(search.undecided.size()) +
-                   ", as not all could be read that they look at.</p>\n";
+    if (const std::string undecided = undecidedText(search); !undecided.empty()) {
+      m_strHtml += "<p>" + cell(undecided) + "</p>\n";
     }
   }
 
