@@ -205,6 +205,20 @@ TEST_F(BundleCommandsTest, FindingsTellTheLineThatSpeaksForThem) {
   EXPECT_THAT(bad.err, HasSubstr("/opt/rules.xml:1:71: the pattern can't be used"));
 }
 
+// Its ids were told as those of another rule.
+TEST_F(BundleCommandsTest, ADocumentOfRulesThatIsGivenTwiceCountsOnce) {
+  const std::string rule =
+      "<rules><rule id=\"x\" severity=\"info\"><title>t</title><advice>a</advice>"
+      "<line pattern=\"agent:\"/></rule></rules>";
+  writeFile("/opt/twice/rules.xml", rule);
+  writeFile("/opt/copy.xml", rule);
+  const RunResult twice =
+      tmtolm({"findings", "/opt/plain.zip", "/opt/twice", "/opt/twice/../twice/rules.xml"});
+  EXPECT_EQ(twice.exitStatus, 0) << twice.err;
+  EXPECT_THAT(twice.out, HasSubstr("1 of 1 known problems"));
+  EXPECT_EQ(tmtolm({"findings", "/opt/plain.zip", "/opt/twice", "/opt/copy.xml"}).exitStatus, 2);
+}
+
 TEST_F(BundleCommandsTest, AFolderOfRulesThatCannotBeListedIsNamed) {
   writeFile("/opt/shut/rules.xml", "<rules/>");
   ASSERT_EQ(chmod("/opt/shut", 0), 0);

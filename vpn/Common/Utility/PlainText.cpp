@@ -36,14 +36,14 @@ std::size_t characterLength(const std::string& text, std::size_t at) {
 }
 
 // Controls (U+0000 to U+001F, U+007F to U+009F), and those that turn the order of what stands around them:
-// U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069.
+// U+061C, U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069.
 bool movesTerminal(const std::string& character) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(character[i]); };
   switch (character.size()) {
     case 1:
       return byte(0) < 0x20 || byte(0) == 0x7f;
     case 2:
-      return byte(0) == 0xc2 && byte(1) < 0xa0;
+      return (byte(0) == 0xc2 && byte(1) < 0xa0) || (byte(0) == 0xd8 && byte(1) == 0x9c);
     case 3:
       return byte(0) == 0xe2 && ((byte(1) == 0x80 && (byte(2) == 0x8e || byte(2) == 0x8f ||
                                                       (byte(2) >= 0xaa && byte(2) <= 0xae))) ||
@@ -53,20 +53,24 @@ bool movesTerminal(const std::string& character) {
   }
 }
 
-// Writes DEL and U+0080 to U+009F by their numbers. Those below the blank are for who made the text.
+// Writes what movesTerminal() by its number, but for what is below the blank: that is for who made the text.
 std::string withControlsAs(const std::string& text, std::string (*escape)(unsigned c)) {
   std::string clean;
   clean.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto c = static_cast<unsigned char>(text[i]);
-    const bool secondControl =
-        c == 0xc2 && i + 1 < text.size() && (static_cast<unsigned char>(text[i + 1]) & 0xe0) == 0x80;
-    if (c != 0x7f && !secondControl) {
-      clean += text[i];
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = static_cast<unsigned char>(text[i]) < 0x7f ? 0 : characterLength(text, i);
+    const std::string character = text.substr(i, length == 0 ? 1 : length);
+    i += character.size();
+    if (length == 0 || !movesTerminal(character)) {
+      clean += character;
       continue;
     }
-    if (secondControl) {
-      c = static_cast<unsigned char>(text[++i]);
+    // Of three bytes at most.
+    unsigned c = static_cast<unsigned char>(character[0]) & (length == 1   ? 0x7fU
+                                                             : length == 2 ? 0x1fU
+                                                                           : 0xfU);
+    for (std::size_t k = 1; k < length; ++k) {
+      c = c << 6U | (static_cast<unsigned char>(character[k]) & 0x3fU);
     }
     clean += escape(c);
   }

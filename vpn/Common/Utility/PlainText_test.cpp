@@ -24,6 +24,18 @@ TEST(PlainTextTest, ControlCharactersThatXmlBearsBecomeItsReferences) {
             "<a b=\"&#127;&#155;\xc2\xa0\xc3\xa4\n\"/>\n");
 }
 
+TEST(PlainTextTest, CharactersThatTurnTheDirectionStandInNoJsonAndXml) {
+  const std::string text =
+      "\xd8\x9b\xd8\x9c\xe2\x80\x8d\xe2\x80\x8e\xe2\x80\x8f\xe2\x80\xa9\xe2\x80\xaa\xe2\x80\xae\xe2\x80\xaf"
+      "\xe2\x81\xa5\xe2\x81\xa6\xe2\x81\xa9\xe2\x81\xaa\xf0\x9f\x98\x80\xe2";
+  EXPECT_EQ(jsonWithoutControls(text),
+            "\xd8\x9b\\u061c\xe2\x80\x8d\\u200e\\u200f\xe2\x80\xa9\\u202a\\u202e\xe2\x80\xaf"
+            "\xe2\x81\xa5\\u2066\\u2069\xe2\x81\xaa\xf0\x9f\x98\x80\xe2");
+  EXPECT_EQ(xmlWithoutControls("a\xe2\x80\xae"
+                               "b\xd8\x9c"),
+            "a&#8238;b&#1564;");
+}
+
 TEST(PlainTextTest, OtherCharactersStayAsTheyAre) {
   const std::string text = "\xc3\xa4 \xc2\xa0 \xe4\xbd\xa0 \xe2\x80\xa9 \xe2\x81\xaa \xf0\x9f\x98\x80 \"\\";
   EXPECT_EQ(withoutControls(text), text);
@@ -41,8 +53,8 @@ TEST(PlainTextTest, BytesThatAreNoCharactersBecomeTheirNumbers) {
 // "txt.exe" could be made to look like "exe.txt".
 TEST(PlainTextTest, CharactersThatTurnTheDirectionBecomeTheirNumbers) {
   EXPECT_EQ(withoutControls("a\xe2\x80\xae"
-                            "b\xe2\x81\xa6\xe2\x80\x8f"),
-            "a\\xe2\\x80\\xaeb\\xe2\\x81\\xa6\\xe2\\x80\\x8f");
+                            "b\xe2\x81\xa6\xe2\x80\x8f\xd8\x9c"),
+            "a\\xe2\\x80\\xaeb\\xe2\\x81\\xa6\\xe2\\x80\\x8f\\xd8\\x9c");
 }
 
 TEST(PlainTextTest, LongTextsAreCutBehindAWholeCharacter) {

@@ -1,11 +1,15 @@
 #include "vpn/tools/TOLM/TOLMConsole/RuleOptions.h"
 
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "vpn/tools/TOLM/TOLMConsole/Command.h"
 #include "vpn/tools/TOLM/TOLMConsole/ConsoleOutput.h"
@@ -68,7 +72,13 @@ int RuleOptions::load(RuleSet& rules) const {
     return kExitSuccess;
   }
   int status = kExitSuccess;
+  std::set<std::pair<dev_t, ino_t>> seen;
   for (const std::string& document : documents()) {
+    struct stat identity = {};
+    // Once: a folder may be given, and a document of it too.
+    if (stat(document.c_str(), &identity) == 0 && !seen.insert({identity.st_dev, identity.st_ino}).second) {
+      continue;
+    }
     std::error_code error;
     // A pipe without a writer would hold the program up.
     std::ifstream file;
