@@ -365,7 +365,7 @@ TEST(CompareTest, DamageOfAnEntryThatTheTablesCallTheSameIsTold) {
 
 // Entries may bear any time: of a file that was copied with its own, or of who packed the bundle again.
 TEST(BundleContentTest, TheTimeIsTheSummarysAndTheEntriesWhereItTellsNone) {
-  const std::int64_t second = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10 * 3600 + 42 * 60 + 6;
+  const std::int64_t second = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10LL * 3600 + 42LL * 60 + 6;
   const Opened with(ZipBuilder().add({"summary.txt", SummaryBuilder().take()}));
   EXPECT_EQ(with->madeAt(), second + 1);
   const Opened without(ZipBuilder().add({"a", "x"}));

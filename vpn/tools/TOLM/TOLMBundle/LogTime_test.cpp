@@ -156,7 +156,7 @@ TEST(LogTimeTest, DaysAreCounted) {
 }
 
 TEST(LogTimeTest, TimesWithoutAYearAreOfTheLastTwelveMonths) {
-  const std::int64_t now = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10 * 3600;
+  const std::int64_t now = daysOfDate(2026, 3, 15) * kSecondsOfDay + 10LL * 3600;
   LogTime time;
   time.month = 3;
   time.day = 15;

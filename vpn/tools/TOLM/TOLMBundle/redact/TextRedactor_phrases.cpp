@@ -65,11 +65,12 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   Value value;
   value.begin = place;
   if ((opening == '<' || opening == '[') && may(kPhraseAngle)) {
+    const unsigned char closing = opening == '<' ? '>' : ']';
     Place last = place + 1;
     while (last - place < kLongestName && isNameByte(at(last))) {
       ++last;
     }
-    if (at(last) != (opening == '<' ? '>' : ']') || at(begin) != 'U' || last == place + 1) {
+    if (at(last) != closing || at(begin) != 'U' || last == place + 1) {
       return begin;
     }
     replaceUser(place + 1, last);

@@ -282,10 +282,10 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longe
         ends = value.around != 0 && c == static_cast<unsigned char>(value.around);
         break;
       case Ending::kQuote:
-        if (c == '\\' && at(place + 1) != '\n' && place + 1 < m_Window.size()) {
+        // Behind a backslash, and doubled as one of YAML's, a quote ends nothing.
+        if ((c == '\\' && at(place + 1) != '\n' && place + 1 < m_Window.size()) ||
+            (c == '\'' && value.quote == '\'' && at(place + 1) == '\'' && place > value.begin)) {
           ++place;
-        } else if (c == '\'' && value.quote == '\'' && at(place + 1) == '\'' && place > value.begin) {
-          ++place;  // one of YAML's
         } else {
           ends = c == static_cast<unsigned char>(value.quote);
         }

@@ -291,7 +291,7 @@ TEST(HtmlTest, MarkupControlsAndForeignBytesBecomeText) {
 }
 
 TEST(TimelineTest, LinesAreCountedByTheMinute) {
-  Timeline timeline(20527LL * 86400 + 11 * 3600);  // 2026-03-15 11:00
+  Timeline timeline(20527LL * 86400 + 11LL * 3600);  // 2026-03-15 11:00
   timeline.add("2026-03-15 10:40:00 up");
   timeline.add("2026-03-15 10:40:59 ERROR down");
   timeline.add("Mar 15 10:42:07 h tm[1]: connection refused");
