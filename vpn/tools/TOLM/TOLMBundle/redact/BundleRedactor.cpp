@@ -231,7 +231,10 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
   }
   TextTest test;
   std::vector<char> block(kBlock);
+  const bool isSmall = m_rIn.entries()[index].size <= kLongestSummary;
+  const bool mayBeReport = isSmall && (name == kRedactionEntry || name == m_strTop + kRedactionEntry);
   std::string front;
+  std::string report;
   std::string none;
   for (;;) {
     const std::int64_t got = reader.read(block.data(), block.size());
@@ -250,18 +253,26 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
       entry.state = State::kBinary;
       return;
     }
-    redactor.feed(piece, none);
+    if (mayBeReport) {
+      report += piece;
+    } else {
+      redactor.feed(piece, none);
+    }
+  }
+  const bool isReport =
+      mayBeReport && !front.empty() && std::string_view(kReportFront).substr(0, kFrontLength) == front;
+  if (isReport) {
+    redactReport(redactor, report);  // as it will be read again: as a text its paths are others'
+  } else {
+    redactor.feed(report, none);
   }
   redactor.finish(none);
   if (!test.isText()) {
     entry.state = State::kBinary;
-  } else if ((name == kRedactionEntry || name == m_strTop + kRedactionEntry) && !front.empty() &&
-             std::string_view(kReportFront).substr(0, kFrontLength) == front &&
-             m_rIn.entries()[index].size <= kLongestSummary) {
+  } else if (isReport) {
     entry.state = State::kReport;
   } else if (isSummary(front) && name.starts_with(m_strTop) &&
-             name.find('/', m_strTop.size()) == std::string::npos &&
-             m_rIn.entries()[index].size <= kLongestSummary) {
+             name.find('/', m_strTop.size()) == std::string::npos && isSmall) {
     entry.state = State::kSummary;
   }
 }

@@ -23,7 +23,8 @@ inline constexpr char kReportFront[] =
     "host-, user-, id-, wifi- and ten characters: names; REDACTED: secrets\n"
     "\n";
 
-// A path, part by part: what is found never spans two of them.
+// A path, part by part: what is found never spans two of them. A part is a home folder's behind the folders
+// that a text tells it by.
 std::string redactPath(TextRedactor& redactor, const std::string& path);
 
 // An earlier report comes from outside like all of the bundle, and names of kinds that were kept then stand
