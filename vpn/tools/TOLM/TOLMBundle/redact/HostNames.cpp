@@ -298,6 +298,28 @@ HostLook hostLook(std::string_view text) {
              : HostLook::kWeak;
 }
 
+std::string_view domainOfFile(std::string_view name) {
+  static const Words endings = {"ovpn", "conf", "cfg",  "ini",   "txt",         "log", "xml", "json",
+                                "csv",  "html", "pdf",  "eml",   "zip",         "gz",  "bak", "old",
+                                "orig", "p12",  "pfx",  "pem",   "crt",         "cer", "der", "key",
+                                "kt",   "csr",  "pub",  "asc",   "gpg",         "pgp", "sig", "tar",
+                                "tgz",  "rdp",  "pcap", "plist", "mobileconfig"};
+  while (name.find('.') != std::string_view::npos) {
+    const std::size_t sign = name.find_last_of(".-_");
+    const std::string last = lowered(name.substr(sign + 1));
+    if (name[sign] == '.' && !endings.contains(last) &&
+        last.find_first_not_of("0123456789") != std::string::npos) {
+      return {};
+    }
+    name = name.substr(0, sign);
+    const bool isStandIn = name.ends_with(".example") && isReservedHost(name);
+    if (isStandIn || hostLook(lowered(name)) == HostLook::kStrong) {
+      return name;
+    }
+  }
+  return {};
+}
+
 HostParts splitHost(std::string_view text) {
   HostParts parts;
   parts.isReserved = isReservedHost(text);

@@ -22,6 +22,10 @@ bool isHostText(std::string_view text);
 // Names that stay: nobody's (RFC 6761), everybody's (standards, distributions), and stand-ins.
 bool isReservedHost(std::string_view text);
 
+// The domain, or a stand-in of one, that stands in front of a file's ending, or of "-" or "_" and what
+// follows it, as in "vpn.acme.com.ovpn" and "acme.de-2026.txt"; empty where there is none.
+std::string_view domainOfFile(std::string_view name);
+
 struct HostParts {
   std::vector<std::string_view> labels;  // in front of the domain, or all of a name without one
   std::string_view base;     // the domain that somebody registered, such as "acme.co.uk"; may be empty

@@ -41,6 +41,15 @@ TEST(HostNamesTest, ANameIsSplitAtTheDomainThatSomebodyRegistered) {
   EXPECT_EQ((std::vector<std::string_view>{"mbp"}), parts.labels);
 }
 
+TEST(HostNamesTest, ADomainMayStandInAFilesName) {
+  EXPECT_EQ("vpn.acme.com", domainOfFile("vpn.acme.com.ovpn"));
+  EXPECT_EQ("gw-2.Acme.DE", domainOfFile("gw-2.Acme.DE_old-1.LOG.3"));
+  for (const char* const name :
+       {"acme", "acme.de.service", "main.c.txt", "core-2.log", "w3.org.txt", "localhost.log", "_", ""}) {
+    EXPECT_EQ("", domainOfFile(name)) << name;
+  }
+}
+
 TEST(HostNamesTest, OnlyMadeUpNamesOfTheDomainForExamplesAreStandIns) {
   EXPECT_FALSE(isReservedHost("vpn.acme.example"));
   EXPECT_FALSE(isReservedHost("host-abcdefghij.example"));

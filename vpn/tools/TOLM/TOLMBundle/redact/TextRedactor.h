@@ -124,7 +124,7 @@ class TextRedactor {
   // TextRedactor_macs.cpp
   Place tryMacColons(Place begin, Place end, std::size_t groups);
   bool isDump(Place begin, Place end, std::size_t groups) const;
-  Place tryShortMac(Place begin, Place end);
+  Place tryShortMac(Place begin, Place end, std::size_t groups);
   Place tryEscapedMac(Place begin);
   Place tryMacInterface(Place begin);
   void replaceMac(Place begin, Place end, const MacBytes& bytes);

@@ -275,8 +275,10 @@ TextRedactor::Place TextRedactor::tryColons(Place begin) {
   if (onlyPairs && groups >= 6) {
     return tryMacColons(begin, last, groups);
   }
-  if (onlyShort && colons == 5) {
-    return tryShortMac(begin, last);
+  if (onlyShort && (colons == 5 || colons == 6 || colons == 9 || colons == 13)) {
+    if (const Place done = tryShortMac(begin, last, colons + 1); done > begin) {
+      return done;
+    }
   }
   if (hasDouble || colons >= 6) {
     if (const Place done = tryIpv6(begin, last); done > begin) {

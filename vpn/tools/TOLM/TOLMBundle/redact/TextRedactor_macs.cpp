@@ -16,10 +16,41 @@ constexpr std::size_t kLongestIndent = 64;
 constexpr std::size_t kDumpGroups = 15;
 constexpr std::size_t kFrameGroups = 14;
 
+// As many as tryColons() passes on.
+using ColonBytes = std::array<std::uint8_t, 20>;
+
+// Whether a hardware address stands behind its kind alone: a client's identifier (RFC 2132), or a DHCP unique
+// one without a time.
+bool isBehindKind(const ColonBytes& bytes, std::size_t groups) {
+  constexpr std::size_t kClient = 7;
+  constexpr std::size_t kUnique = 10;
+  return groups == kClient
+             ? bytes[0] == 1
+             : groups == kUnique && bytes[0] == 0 && bytes[1] == 3 && bytes[2] == 0 && bytes[3] == 1;
+}
+
+MacBytes lastOf(const ColonBytes& bytes, std::size_t groups) {
+  MacBytes mac = {};
+  std::copy_n(bytes.begin() + static_cast<long>(groups - mac.size()), mac.size(), mac.begin());
+  return mac;
+}
+
+// The last six have the hardware address's stand-in, and what stands in front has one too.
+ColonBytes standInOf(StandIns& standIns, const ColonBytes& bytes, std::size_t groups) {
+  MacBytes front = {};
+  std::copy_n(bytes.begin(), front.size(), front.begin());
+  front = standIns.mac(front);
+  const MacBytes back = standIns.mac(lastOf(bytes, groups));
+  ColonBytes result = {};
+  std::copy(back.begin(), back.end(), result.begin() + static_cast<long>(groups - back.size()));
+  std::copy_n(front.begin(), std::min(front.size(), groups), result.begin());
+  return result;
+}
+
 // "MAC=3c:52:82:1a:2b:3c:3c:52:82:aa:bb:cc:08:00" of a packet filter's log: the front of a frame, which has
 // the two hardware addresses and the protocol. As many bytes has a DHCP unique identifier with a time (RFC
 // 8415), and what stands for one.
-bool isFrame(const std::array<std::uint8_t, 20>& bytes) {
+bool isFrame(const ColonBytes& bytes) {
   const bool isIdentifier = bytes[0] == 0 && bytes[1] == 1 && bytes[2] == 0;
   const MacBytes back = {bytes[8], bytes[9], bytes[10], bytes[11], bytes[12], bytes[13]};
   const bool isStandIn = bytes[0] == 2 && bytes[6] == 0 && bytes[7] == 0 && StandIns::isMac(back);
@@ -71,36 +102,32 @@ TextRedactor::Place TextRedactor::tryMacColons(Place begin, Place end, std::size
   if (groups == 16 || groups > 19 || isDump(begin, end, groups)) {
     return end;
   }
-  std::array<std::uint8_t, 20> bytes = {};
+  ColonBytes bytes = {};
   bytesOf(text(begin, end), bytes.data(), bytes.size());
   MacBytes mac = {};
+  std::copy_n(bytes.begin(), mac.size(), mac.begin());
   if (groups == 6) {
-    std::copy_n(bytes.begin(), 6, mac.begin());
     replaceMac(begin, end, mac);
     if (at(end) == ' ') {
       tryLeaseName(end);
     }
     return std::max(end, m_nCopied);
   }
-  std::copy_n(bytes.begin(), 6, mac.begin());
+  constexpr Place kWritten = 17;
+  if (isBehindKind(bytes, groups)) {
+    replaceMac(end - kWritten, end, lastOf(bytes, groups));
+    return end;
+  }
   if (groups == kFrameGroups && isFrame(bytes)) {
-    constexpr Place kWritten = 17;
     replaceMac(begin, begin + kWritten, mac);
     std::copy_n(bytes.begin() + 6, 6, mac.begin());
     replaceMac(begin + kWritten + 1, begin + 2 * kWritten + 1, mac);
     return end;
   }
-  if (StandIns::isMac(mac) || m_pCollector != nullptr) {
-    return end;
+  if (!StandIns::isMac(mac) && m_pCollector == nullptr) {
+    const ColonBytes standIn = standInOf(m_rStandIns, bytes, groups);
+    replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), standIn.data()));
   }
-  // The front and the end are those of two hardware addresses' stand-ins.
-  const MacBytes front = m_rStandIns.mac(mac);
-  std::copy_n(bytes.begin() + static_cast<long>(groups - 6), 6, mac.begin());
-  const MacBytes back = m_rStandIns.mac(mac);
-  std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
-  std::copy(back.begin(), back.end(), bytes.begin() + static_cast<long>(groups - 6));
-  std::copy_n(front.begin(), std::min<std::size_t>(6, groups), bytes.begin());
-  replace(begin, end, RedactKind::kMac, inWritingOf(text(begin, end), bytes.data()));
   return end;
 }
 
@@ -122,35 +149,51 @@ bool TextRedactor::isDump(Place begin, Place end, std::size_t groups) const {
          at(last - 4) == ':';
 }
 
-// "0:1b:21:a:b:c": without the zeros in front, as macOS writes it in its tables.
-TextRedactor::Place TextRedactor::tryShortMac(Place begin, Place end) {
-  const std::string_view old = text(begin, end);
-  if (std::none_of(old.begin(), old.end(),
-                   [](char c) { return isLetterByte(static_cast<unsigned char>(c)); })) {
-    return end;  // any six numbers
-  }
-  MacBytes bytes = {};
+// "0:1b:21:a:b:c": without the zeros in front, as macOS writes it in its tables, and identifiers as leases of
+// DHCP clients have them.
+TextRedactor::Place TextRedactor::tryShortMac(Place begin, Place end, std::size_t groups) {
+  ColonBytes bytes = {};
   std::size_t group = 0;
-  for (const char c : old) {
-    if (c == ':') {
-      ++group;
+  Place last = begin;  // of the last six
+  bool hasLetter = false;
+  for (Place place = begin; place < end; ++place) {
+    if (at(place) == ':') {
+      last = ++group + 6 == groups ? place + 1 : last;
     } else {
-      const unsigned value = bytes[group];
-      bytes[group] = static_cast<std::uint8_t>(value << 4U | hexValue(static_cast<unsigned char>(c)));
+      hasLetter = hasLetter || isLetterByte(at(place));
+      bytes[group] = static_cast<std::uint8_t>(unsigned{bytes[group]} << 4U | hexValue(at(place)));
     }
   }
-  if (macStays(bytes)) {
+  if (groups == 6 && !hasLetter) {
+    return end;  // any six numbers
+  }
+  const bool isTimed =
+      groups == kFrameGroups && bytes[0] == 0 && bytes[1] == 1 && bytes[2] == 0 && bytes[3] == 1;
+  const bool isTold = hasLetter || groups > 7 || wordBefore(begin).ends_with("identifier");
+  if (groups != 6 && !isTimed && !(isBehindKind(bytes, groups) && isTold)) {
+    return begin;
+  }
+  const MacBytes mac = lastOf(bytes, groups);
+  if (macStays(mac)) {
     return end;
   }
   if (m_pCollector != nullptr) {
-    replaceMac(begin, end, bytes);
+    replaceMac(last, end, mac);
     return end;
   }
-  std::string standIn;
-  for (const std::uint8_t byte : m_rStandIns.mac(bytes)) {
-    standIn += (standIn.empty() ? "" : ":") + hexText(byte, byte < 16 ? 1 : 2);
+  ColonBytes result = {};
+  if (isTimed) {
+    result = standInOf(m_rStandIns, bytes, groups);
+    last = begin;
+  } else {
+    const MacBytes back = m_rStandIns.mac(mac);
+    std::copy(back.begin(), back.end(), result.begin());
   }
-  replace(begin, end, RedactKind::kMac, standIn);
+  std::string standIn;
+  for (std::size_t i = 0; i < (isTimed ? groups : mac.size()); ++i) {
+    standIn += (i == 0 ? "" : ":") + hexText(result[i], result[i] < 16 ? 1 : 2);
+  }
+  replace(last, end, RedactKind::kMac, standIn);
   return end;
 }
 

@@ -178,7 +178,7 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
     return begin;
   }
   const std::string_view local = text(first, end);
-  const std::string_view domain = text(end + 1, last);
+  std::string_view domain = text(end + 1, last);
   if (domain.find('.') == std::string_view::npos || local.find('%') != std::string_view::npos) {
     return begin;
   }
@@ -187,6 +187,10 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
       replaceUser(first, end);
     }
     return std::max(begin, m_nCopied);
+  }
+  if (const std::string_view front = domainOfFile(domain); !front.empty()) {
+    domain = front;
+    last = end + 1 + domain.size();
   }
   const bool stays = isReservedHost(domain);
   // "jane@Acme.DE": by itself such a domain could be a class and its member.

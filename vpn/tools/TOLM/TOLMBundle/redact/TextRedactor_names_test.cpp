@@ -30,6 +30,21 @@ TEST(EmailTest, CapitalsInTheDomainMakeNoDifference) {
   expectStays({"a@Foo.Bar", "listener@Main.java", "x@Object.toString"});
 }
 
+// Both names stayed, in the names of profiles most of all.
+TEST(EmailTest, ItMayBeginAFilesName) {
+  const std::vector<std::string> behind = {".ovpn",  ".log.1",         "-2026.txt",
+                                           "_1.txt", "_office-2.conf", ".OVPN",
+                                           ".p12",   ".zip",           "-2026-11-23.tar.gz"};
+  for (const std::string address : {"mmeier@acme.de", "m.meier@gw-2.acme.com", "mmeier@Acme.DE"}) {
+    for (const std::string& rest : behind) {
+      EXPECT_EQ(redacted("/etc/" + address) + rest + " x", redacted("/etc/" + address + rest + " x"));
+      expectRows({{address + rest + "\nacme.com", labelled(redacted(address + rest + "\nacme.com"))}});
+    }
+  }
+  expectStays({"getty@tty1.service", "user@1000.service.d", "x@Foo.Bar.log", "a@core.log", "fn@main.c.txt",
+               "openvpn@acme.de.service", "b@b.de.method"});
+}
+
 TEST(CredentialsTest, StandInsBehindAColonAreNoSecret) {
   const std::string once = redacted("`-u` of others than curl, and `--user name:` of these, password");
   EXPECT_EQ(once, redacted(once));
@@ -61,6 +76,33 @@ TEST(FrameTest, BothHardwareAddressesHaveTheStandInsThatTheyHaveElsewhere) {
 TEST(FrameTest, AnAddressBehindAHardwareAddressIsNoPartOfIt) {
   EXPECT_EQ(redacted("3c:52:82:1a:2b:3c") + ":" + redacted("10.1.2.3"),
             redacted("3c:52:82:1a:2b:3c:10.1.2.3"));
+}
+
+// The address in a client's identifier stayed where it was written without zeros in front, and had another
+// stand-in elsewhere.
+TEST(ClientIdTest, ItsHardwareAddressHasTheStandInThatItHasElsewhere) {
+  const std::string plain = redacted("00:1b:21:3a:4f:99");
+  const std::string small = redacted("0:1b:21:3a:4f:99");
+  EXPECT_EQ("dhcp_client_identifier = 01:" + plain,
+            redacted("dhcp_client_identifier = 01:00:1b:21:3a:4f:99"));
+  EXPECT_EQ("00:03:00:01:" + plain, redacted("00:03:00:01:00:1b:21:3a:4f:99"));
+  EXPECT_EQ("option dhcp-client-identifier 1:" + small + ";",
+            redacted("option dhcp-client-identifier 1:0:1b:21:3a:4f:99;"));
+  EXPECT_EQ("option dhcp6.server-id 0:3:0:1:" + small + ";",
+            redacted("option dhcp6.server-id 0:3:0:1:0:1b:21:3a:4f:99;"));
+  const std::string timed = redacted("option dhcp6.client-id 0:1:0:1:2a:5b:6c:7d:0:1b:21:3a:4f:99;");
+  EXPECT_THAT(timed, HasSubstr(small.substr(small.find("5e")) + ";"));
+  EXPECT_THAT(timed, Not(HasSubstr("2a:5b")));
+  for (const std::string text :
+       {"1:0:1b:21:3a:4f:99", "identifier 1:52:54:0:12:34:56;", "01:00:1b:21:3a:4f:99",
+        "0:1:0:1:2a:5b:6c:7d:0:1b:21:3a:4f:99", "0:3:0:1:12:34:56:10:11:12", "00:03:00:01:00:1b:21:3a:4f:99",
+        "1:00:1b:21:3a:4f:99", "00:01:00:01:2a:5b:6c:7d:00:1b:21:3a:4f:99"}) {
+    expectRows({{text, redacted(text)}});
+    EXPECT_THAT(redacted(text), Not(testing::AnyOf(HasSubstr("4f"), HasSubstr("34"), text))) << text;
+  }
+  EXPECT_THAT(redacted("1:0:1b:21:3a:4f:99 001b213a4f99"), Not(HasSubstr("213a4f"))) << "it is known then";
+  expectStays({"1:2:3:4:5:6:7", "identifier 2:3:4:5:6:7:8", "0:1:0:2:3:4:5:6:7:8:9:10:11:12",
+               "0:3:0:2:12:34:56:10:11:12", "at 1:10:2:30:40:50:60"});
 }
 
 // What stood behind the address was found by a second redaction alone.
