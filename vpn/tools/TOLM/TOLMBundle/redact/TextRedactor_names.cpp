@@ -300,6 +300,11 @@ TextRedactor::Place TextRedactor::tryHost(Place begin, Place end) {
     return done;
   }
   const HostLook look = hostLook(name);
+  // A profile is called by its gateway.
+  if (const std::size_t size = name.ends_with(".ovpn") ? domainOfFile(name).size() : 0; size != 0) {
+    replaceHost(first, first + size);
+    return std::max(first + size, m_nCopied);
+  }
   if (look != HostLook::kStrong || at(last) == '(') {
     return begin;
   }

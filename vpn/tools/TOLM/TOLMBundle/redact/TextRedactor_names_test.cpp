@@ -45,6 +45,14 @@ TEST(EmailTest, ItMayBeginAFilesName) {
                "openvpn@acme.de.service", "b@b.de.method"});
 }
 
+TEST(HostInProfileTest, AProfileIsCalledByItsGateway) {
+  const std::string host = redacted("vpn.acme.com");
+  expectRows({{"/etc/vpn.acme.com.ovpn acme.com", labelled("/etc/" + host + ".ovpn " + redacted("acme.com"))},
+              {"gw.acme.de_2.ovpn", "{H}.{H}.example_2.ovpn"}});
+  EXPECT_EQ(host + ".ovpn", redacted("vpn.acme.com.ovpn"));
+  expectStays({"office.ovpn", "index.de.html", "client.conf.ovpn", "vpn.acme.com.log"});
+}
+
 TEST(CredentialsTest, StandInsBehindAColonAreNoSecret) {
   const std::string once = redacted("`-u` of others than curl, and `--user name:` of these, password");
   EXPECT_EQ(once, redacted(once));
@@ -149,6 +157,24 @@ TEST(HostKeyTest, ASentenceBehindTheKeyTeachesNoHost) {
               {"hostname: gw-7 is up\ngw-7", "hostname: {H} is up\ngw-7"},
               {"noproxy: falcon eagle\neagle", "noproxy: {H} {H}\n{H}"},
               {"noproxy: work acme.de\nacme.de", "noproxy: {H} {H}.example\n{H}.example"}});
+}
+
+// What issuers call themselves and their keys became a user, in every file.
+TEST(CommonNameTest, NamesOfIssuersAndKeysTeachNoUser) {
+  for (const std::string name : {"R11", "WR2", "vpn-client", "OpenVPN-Server", "Easy-RSA", "device-01", "ca1",
+                                 "GlobalSign-RSA-OV", "server_2", "client7"}) {
+    expectRows(
+        {{"subject=O = x, CN = " + name + "\n" + name + ": 0", "subject=O = x, CN = {U}\n" + name + ": 0"}});
+  }
+  for (const std::string front :
+       {"issuer=O = x, CN = ", "   Issuer: O=x, CN=", " 0 s:CN = server\n   i:CN = "}) {
+    expectRows({{front + "jdoe7\njdoe7", labelled(redacted(front + "jdoe7")) + "\njdoe7"}});
+    EXPECT_THAT(redacted(front + "jdoe7"), Not(HasSubstr("jdoe7")));
+  }
+  for (const std::string name : {"client-jdoe7", "jdoe7", "vpn-jdoe", "mm12", "AB123"}) {
+    expectRows(
+        {{"VERIFY OK: depth=0, CN=" + name + "\n" + name + "/x", "VERIFY OK: depth=0, CN={U}\n{U}/x"}});
+  }
 }
 
 // "waiting for user input" made a user of "input", in every file.

@@ -9,6 +9,49 @@
 
 namespace halvo {
 
+namespace {
+
+// Words in the names of issuers and of the keys that they issue.
+bool isOfIssuer(std::string_view word) {
+  static constexpr std::array<std::string_view, 29> kWords = {
+      "root",         "ca",          "authority",     "global",   "issuing", "class",
+      "server",       "client",      "trust",         "security", "public",  "signing",
+      "code",         "service",     "services",      "network",  "policy",  "device",
+      "intermediate", "certificate", "certification", "system",   "vpn",     "openvpn",
+      "rsa",          "ecc",         "ecdsa",         "tls",      "ssl"};
+  return std::any_of(kWords.begin(), kWords.end(),
+                     [word](std::string_view known) { return isSame(word, known); });
+}
+
+// "R11", "vpn-client", "device-01", "Easy-RSA": called so everywhere.
+bool isNameOfKey(std::string_view name) {
+  const std::size_t capitals = std::min(name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), name.size());
+  const bool isNumbered = name.find_first_not_of("0123456789", capitals) == std::string_view::npos;
+  if (isNumbered && capitals < 4 && name.size() - capitals < 3) {
+    return true;
+  }
+  bool areAll = true;
+  while (!name.empty()) {
+    const std::size_t size = std::min(name.find_first_of("-_."), name.size());
+    const std::string_view word = name.substr(0, name.substr(0, size).find_last_not_of("0123456789") + 1);
+    if (isSame(word, "ca") || isSame(word, "rsa") || isSame(word, "ecc") || isSame(word, "root")) {
+      return true;
+    }
+    areAll = areAll && (word.empty() || isOfIssuer(word));
+    name.remove_prefix(std::min(name.size(), size + 1));
+  }
+  return areAll;
+}
+
+// "issuer=", "Issuer: ", and "  i:" in a list of certificates.
+bool isIssuerLine(std::string_view front) {
+  const std::size_t first = std::min(front.find_first_not_of(" \t"), front.size());
+  front.remove_prefix(first);
+  return front.starts_with("i:") || isSame(front.substr(0, 6), "issuer");
+}
+
+}  // namespace
+
 // Where a "\\n" or its like, written out, ends a user's name. "CORP\\nadine" is a domain and a name.
 std::size_t TextRedactor::escapeIn(std::string_view name) {
   const std::size_t slash = name.find('\\');
@@ -99,10 +142,6 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
 
 // "CN = jane" and "CN = Jane Doe", and not "CN = Acme Root CA".
 TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) {
-  static constexpr std::array<std::string_view, 22> kOfIssuers = {
-      "root",   "ca",       "authority",    "global",      "issuing",       "class",   "server",   "client",
-      "trust",  "security", "public",       "signing",     "code",          "service", "services", "network",
-      "policy", "device",   "intermediate", "certificate", "certification", "system"};
   constexpr std::size_t kLongestCommonName = 64;
   const Place begin = value.begin;
   if (value.isColon) {
@@ -126,7 +165,8 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
     if (name.size() < 3 || hostLook(name) != HostLook::kNone) {
       return begin;
     }
-    replaceUser(begin, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
+    const bool isGuess = isPlain || isNameOfKey(name) || isIssuerLine(lineFront(begin));
+    replaceUser(begin, last, isGuess ? Evidence::kGuess : Evidence::kNamed);
     return std::max(last, m_nCopied);
   }
   // Two or three words with a capital each.
@@ -139,9 +179,7 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
         std::all_of(word.begin() + 1, word.end(), [](char c) {
           return (c >= 'a' && c <= 'z') || c == '-' || c == '\'' || static_cast<unsigned char>(c) > 127;
         });
-    const bool isOfIssuer = std::any_of(kOfIssuers.begin(), kOfIssuers.end(),
-                                        [word](std::string_view known) { return isSame(word, known); });
-    if (!isName || isOfIssuer || ++words > 3) {
+    if (!isName || isOfIssuer(word) || ++words > 3) {
       return begin;
     }
   }
