@@ -53,14 +53,17 @@ bool tellsStoppedService(const std::string& line) {
   return line.find(" is not running") != std::string::npos && !line.starts_with("warning");
 }
 
-// A log's line, which tells of what was: it begins with a time, or with the kernel's "[   12.345678]".
+// A log's line, which tells of what was: it begins with a time, or with the kernel's "[   12.345678]" or
+// "kern  :info  : [Sun Mar 15 10:42:07 2026]".
 bool isOfLog(std::string_view line) {
+  constexpr std::size_t kLongestLevel = 24;
   LogTime time;
   const std::size_t number = std::min(line.find_first_not_of("[ "), line.size());
   const std::size_t point = endOfDigits(line, number);
   return (line.substr(0, 1) == "[" && point > number && line.substr(point, 1) == "." &&
           line.substr(endOfDigits(line, point + 1), 1) == "]") ||
-         (findLogTime(line, time) && time.start <= 1);
+         (findLogTime(line, time) &&
+          (time.start <= 1 || (time.start <= kLongestLevel && line[time.start - 1] == '[')));
 }
 
 // The line of an output that tells of a failure; empty where none does.

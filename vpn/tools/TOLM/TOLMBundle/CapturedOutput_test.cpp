@@ -70,7 +70,9 @@ TEST(CapturedOutputTest, WhatHealthyMachinesPrintIsNoFailure) {
         "audit: type=1400 apparmor=\"DENIED\" operation=\"open\"\n", "1\n2\n3\n4\n5\nPermission denied\n",
         "Memory usage: 12%\n", "Unit files listed: 3\n", "No coredumps found.\n",
         "Nov 23 08:00:00 h nm[800]: could not open /run/x: No such file or directory\n",
-        "[2026-03-15 10:42:07] tm: permission denied\n", "[    0.412345] pci: access denied\n"}) {
+        "[2026-03-15 10:42:07] tm: permission denied\n",
+        "kern  :warn  : [Sun Mar 15 10:42:07 2026] nfs: permission denied\n",
+        "[    0.412345] pci: access denied\n"}) {
     EXPECT_EQ(outputFailure(banner("x") + output, false), "") << output;
   }
 }

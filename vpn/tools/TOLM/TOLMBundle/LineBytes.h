@@ -32,7 +32,33 @@ inline int twoDigits(std::string_view line, std::size_t at) {
   return (line[at] - '0') * 10 + (line[at + 1] - '0');
 }
 
-// "20260315T104203Z", the compact form of ISO 8601.
+// "Z", "+0100" or "+01:00" behind a time; `at` where none stands there.
+inline std::size_t endOfOffset(std::string_view line, std::size_t at) {
+  constexpr int kMostHours = 14;
+  if (at < line.size() && line[at] == 'Z') {
+    return at + 1;
+  }
+  if (at + 4 >= line.size() || (line[at] != '+' && line[at] != '-') || !isDigit(line[at + 1]) ||
+      !isDigit(line[at + 2]) || twoDigits(line, at + 1) > kMostHours) {
+    return at;
+  }
+  const std::size_t minutes = line[at + 3] == ':' ? at + 4 : at + 3;
+  const bool isThere = endOfDigits(line, minutes) == minutes + 2 && twoDigits(line, minutes) % 15 == 0;
+  return isThere ? minutes + 2 : at;
+}
+
+// ".123" or ",123" behind a second; `at` where none stands there. What is between commas is a column of its
+// own.
+inline std::size_t endOfFraction(std::string_view line, std::size_t at) {
+  const std::size_t end = isDigitAt(line, at + 1) ? endOfDigits(line, at + 1) : at;
+  if (end == at || (line[at] != '.' && line[at] != ',')) {
+    return at;
+  }
+  const bool isColumn = (end - at) % 3 != 1 || (end < line.size() && line[end] == ',');
+  return line[at] == ',' && isColumn ? at : end;
+}
+
+// "20260315T104203Z", the compact form of ISO 8601, also with a fraction.
 inline std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
   const std::size_t day = endOfDigits(line, at);
   if (day - at != 8 || day >= line.size() || line[day] != 'T') {
@@ -49,7 +75,9 @@ inline std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
       twoDigits(line, day + 3) > 59 || twoDigits(line, day + 5) > 60) {
     return 0;
   }
-  return clock < line.size() && line[clock] == 'Z' ? clock + 1 : clock;
+  constexpr std::size_t kShortestFraction = 4;  // names of files may go on with a digit
+  const std::size_t fraction = clock < line.size() && line[clock] == '.' ? endOfFraction(line, clock) : clock;
+  return endOfOffset(line, fraction - clock >= kShortestFraction ? fraction : clock);
 }
 
 inline constexpr std::size_t kEpochDigits = 10;

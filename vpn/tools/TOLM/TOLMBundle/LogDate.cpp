@@ -12,7 +12,8 @@ namespace {
 constexpr std::array<std::string_view, 12> kMonths = {"January",   "February", "March",    "April",
                                                       "May",       "June",     "July",     "August",
                                                       "September", "October",  "November", "December"};
-constexpr std::array<std::string_view, 7> kDays = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+constexpr std::array<std::string_view, 7> kDays = {"Monday", "Tuesday",  "Wednesday", "Thursday",
+                                                   "Friday", "Saturday", "Sunday"};
 
 // The month of "Mar" or "MAR". Small letters would be a day in other languages.
 int monthOf(std::string_view word) {
@@ -26,18 +27,45 @@ int monthOf(std::string_view word) {
   return 0;
 }
 
+bool endsAt(std::string_view line, std::size_t end, std::string_view text) {
+  return end >= text.size() && line.substr(end - text.size(), text.size()) == text;
+}
+
+// Where the month's name that ends at `end` begins, short or whole; `end` where none does.
+std::size_t startOfMonth(std::string_view line, std::size_t end, int& month) {
+  month = end < 3 ? 0 : monthOf(line.substr(end - 3, 3));
+  std::size_t start = month == 0 ? end : end - 3;
+  for (std::size_t i = 0; i < kMonths.size(); ++i) {
+    if (endsAt(line, end, kMonths[i])) {
+      start = end - kMonths[i].size();
+      month = static_cast<int>(i) + 1;
+    }
+  }
+  return start;
+}
+
 bool isDate(const LogTime& time) {
   return time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31;
 }
 
-// Passes over the name of a day and "between" that stand ahead of the date.
-void takeDayName(std::string_view line, std::string_view between, LogTime& time) {
-  const std::size_t length = 3 + between.size();
-  if (time.start < length || line.substr(time.start - between.size(), between.size()) != between) {
+// Passes over the name of a day, short or whole, that stands ahead of the date: "Sun ", "Sunday, ", "Sun,  ".
+void takeDayName(std::string_view line, LogTime& time) {
+  constexpr std::size_t kMostBlanks = 2;
+  std::size_t at = time.start;
+  while (at > 0 && time.start - at < kMostBlanks && line[at - 1] == ' ') {
+    --at;
+  }
+  if (at == time.start) {
     return;
   }
-  if (isDayName(line.substr(time.start - length, 3))) {
-    time.start -= length;
+  at -= at > 0 && line[at - 1] == ',' ? 1 : 0;
+  for (const std::string_view day : kDays) {
+    for (const std::string_view name : {day, day.substr(0, 3)}) {
+      if (endsAt(line, at, name)) {
+        time.start = at - name.size();
+        return;
+      }
+    }
   }
 }
 
@@ -77,7 +105,7 @@ bool takeNumericDate(std::string_view line, std::size_t end, LogTime& time) {
     return false;
   }
   time.start = at;
-  takeDayName(line, " ", time);
+  takeDayName(line, time);
   return isDate(time);
 }
 
@@ -93,60 +121,76 @@ bool takeNamedDate(std::string_view line, std::size_t end, LogTime& time) {
   while (at > 0 && day - at < 2 && line[at - 1] == ' ') {
     --at;
   }
-  if (at == day || at < 3) {
+  if (at == day) {
     return false;
   }
-  time.start = at - 3;
-  time.month = monthOf(line.substr(time.start, 3));
-  for (std::size_t i = 0; i < kMonths.size(); ++i) {
-    const std::size_t length = kMonths[i].size();
-    if (at >= length && line.substr(at - length, length) == kMonths[i]) {
-      time.start = at - length;
-      time.month = static_cast<int>(i) + 1;
-    }
-  }
+  time.start = startOfMonth(line, at, time.month);
   time.day = numberOf(line, day, end);
-  takeDayName(line, " ", time);
+  takeDayName(line, time);
   return isDate(time);
 }
 
-// "15/Mar/2026", ending ahead of `end`.
+// "15/Mar/2026", "15-Mar-2026" or "2026-Mar-15", ending ahead of `end`.
 bool takeWebDate(std::string_view line, std::size_t end, LogTime& time) {
   constexpr std::size_t kLength = 11;
-  if (end < kLength || digitsAhead(line, end) != 4) {
+  const std::size_t last = digitsAhead(line, end);
+  if (end < kLength || (last != 4 && last != 2)) {
     return false;
   }
   const std::size_t at = end - kLength;
-  if (!isDigit(line[at]) || !isDigit(line[at + 1]) || (line[at + 2] != '/' && line[at + 2] != '-') ||
-      line[at + 6] != line[at + 2]) {
+  const std::size_t month = at + (last == 4 ? 3 : 5);
+  const char separator = line[month - 1];
+  if (digitsAhead(line, month - 1) != 6 - last || (separator != '/' && separator != '-') ||
+      line[month + 3] != separator) {
     return false;
   }
-  time.day = twoDigits(line, at);
-  time.month = monthOf(line.substr(at + 3, 3));
-  time.year = numberOf(line, at + 7, end);
+  const int front = numberOf(line, at, month - 1);
+  const int back = numberOf(line, month + 4, end);
+  time.day = last == 4 ? front : back;
+  time.year = last == 4 ? back : front;
+  time.month = monthOf(line.substr(month, 3));
   time.start = at;
   return isDate(time);
 }
 
-// "15 Mar 2026" with "Sun, " in front where there is one, ending ahead of `end`.
+// "15 Mar 2026", "15 March 2026" or "15 Mar", with "Sun, " in front where there is one, ending ahead of
+// `end`.
 bool takeLetterDate(std::string_view line, std::size_t end, LogTime& time) {
-  constexpr std::size_t kBehindDay = 9;  // " Mar 2026"
-  if (end < kBehindDay + 1 || digitsAhead(line, end) != 4 || line[end - 5] != ' ' ||
-      line[end - kBehindDay] != ' ') {
+  constexpr std::size_t kYear = 5;  // " 2026"
+  std::size_t at = end;
+  if (digitsAhead(line, end) == 4 && end > kYear && line[end - kYear] == ' ') {
+    time.year = numberOf(line, end - 4, end);
+    at = end - kYear;
+  }
+  const std::size_t month = startOfMonth(line, at, time.month);
+  if (month == at || month < 2 || line[month - 1] != ' ') {
     return false;
   }
-  const std::size_t day = end - kBehindDay;
-  const std::size_t count = digitsAhead(line, day);
+  const std::size_t count = digitsAhead(line, month - 1);
   if (count == 0 || count > 2) {
     return false;
   }
-  time.day = numberOf(line, day - count, day);
-  time.month = monthOf(line.substr(day + 1, 3));
-  time.year = numberOf(line, end - 4, end);
-  time.start = day - count;
-  takeDayName(line, ", ", time);
-  takeDayName(line, " ", time);
+  time.start = month - 1 - count;
+  time.day = numberOf(line, time.start, month - 1);
+  takeDayName(line, time);
   return isDate(time);
+}
+
+// "20260315", ending ahead of `end`; how bad it is may stand in front: "I20260315".
+bool takeCompactDate(std::string_view line, std::size_t end, LogTime& time) {
+  constexpr std::size_t kLength = 8;
+  if (end < kLength || digitsAhead(line, end) != 4 || digitsAhead(line, end - 4) != 4) {
+    return false;
+  }
+  const std::size_t at = end - kLength;
+  if (at > 0 && (at == 1 ? isDigit(line[0]) : isWordCharacter(line[at - 1]))) {
+    return false;
+  }
+  time.year = numberOf(line, at, at + 4);
+  time.month = twoDigits(line, at + 4);
+  time.day = twoDigits(line, at + 6);
+  time.start = at == 1 && isWordCharacter(line[0]) ? 0 : at;
+  return isYear(time.year) && isDate(time);
 }
 
 // "Mar 15, 2026" or "Mar 15 2026", ending ahead of `end`.
@@ -161,7 +205,6 @@ bool takeNamedDateWithYear(std::string_view line, std::size_t end, LogTime& time
     time.year = 0;
     return false;
   }
-  takeDayName(line, ", ", time);
   return true;
 }
 
@@ -180,7 +223,8 @@ bool takeShortDate(std::string_view line, std::size_t end, LogTime& time) {
 }  // namespace
 
 bool isDayName(std::string_view word) {
-  return std::find(kDays.begin(), kDays.end(), word) != kDays.end();
+  return std::any_of(kDays.begin(), kDays.end(),
+                     [word](std::string_view day) { return day.substr(0, 3) == word; });
 }
 
 bool isYear(int number) {
@@ -191,11 +235,14 @@ void takeDate(std::string_view line, LogTime& time) {
   if (time.start == 0) {
     return;
   }
-  // Columns of tables are apart by a tab or a semicolon.
+  // Columns of tables are apart by a tab, a semicolon or a comma, and may be in quotes.
+  constexpr std::string_view kQuoted = "\",\"";
+  const bool isQuoted = endsAt(line, time.start, kQuoted);
   const char before = line[time.start - 1];
-  const char between = before == '\t' || before == ';' ? ' ' : before;
+  const bool isColumn = isQuoted || before == '\t' || before == ';' || before == ',';
+  const char between = isColumn ? ' ' : before;
   LogTime dated = time;
-  std::size_t end = time.start - 1;
+  std::size_t end = time.start - (isQuoted ? kQuoted.size() : 1);
   // Some put two blanks or more between both.
   constexpr std::size_t kMostBlanks = 4;
   while (before == ' ' && end > 0 && line[end - 1] == ' ' && time.start - end < kMostBlanks) {
@@ -204,7 +251,7 @@ void takeDate(std::string_view line, LogTime& time) {
   end -= before == ' ' && end > 0 && line[end - 1] == ',' ? 1 : 0;
   const bool found =
       ((between == ' ' || between == 'T' || between == '_' || between == '-') &&
-       takeNumericDate(line, end, dated)) ||
+       (takeNumericDate(line, end, dated) || takeCompactDate(line, end, dated))) ||
       (between == ' ' && (takeNamedDateWithYear(line, end, dated) || takeLetterDate(line, end, dated) ||
                           takeNamedDate(line, end, dated) || takeShortDate(line, end, dated))) ||
       ((between == ':' || between == ' ') && takeWebDate(line, end, dated));

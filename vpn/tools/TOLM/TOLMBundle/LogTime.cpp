@@ -65,22 +65,14 @@ void takeYear(std::string_view line, LogTime& time) {
 // What may stand behind the seconds: a fraction, a zone, a year.
 void takeTail(std::string_view line, LogTime& time) {
   std::size_t at = time.end;
-  if (at < line.size() && (line[at] == '.' || line[at] == ',') && isDigitAt(line, at + 1)) {
-    at = endOfDigits(line, at + 1);
+  if (const std::size_t fraction = endOfFraction(line, at); fraction > at) {
+    at = fraction;
   } else if (time.month != 0 && at < line.size() && line[at] == ':') {
     // Some put a colon ahead of the thousandths.
     const std::size_t end = endOfDigits(line, at + 1);
     at = end - at == 4 && isWordsEnd(line, end) ? end : at;
   }
-  if (at < line.size() && line[at] == 'Z') {
-    ++at;
-  } else if (at + 4 < line.size() && (line[at] == '+' || line[at] == '-') && isDigit(line[at + 1]) &&
-             isDigit(line[at + 2])) {
-    const std::size_t minutes = line[at + 3] == ':' ? at + 4 : at + 3;
-    if (isDigitAt(line, minutes) && isDigitAt(line, minutes + 1)) {
-      at = minutes + 2;
-    }
-  }
+  at = endOfOffset(line, at);
   time.end = at;
   takeHalfOfDay(line, time);
   if (time.month != 0 && time.year == 0) {
@@ -212,9 +204,12 @@ bool takeJsonEpoch(std::string_view line, std::size_t colon, std::size_t from, L
     return false;
   }
   const std::string_view front = line.substr(0, colon - 1);
-  for (const std::string_view key : {"\"ts", "\"time", "\"timestamp"}) {
+  std::size_t at = colon + 1;
+  at += at < line.size() && line[at] == ' ' ? 1 : 0;
+  at += at < line.size() && line[at] == '"' ? 1 : 0;
+  for (const std::string_view key : {"\"ts", "\"time", "\"timestamp", "\"@timestamp"}) {
     if (front.size() >= key.size() && front.substr(front.size() - key.size()) == key) {
-      return takeEpoch(line, colon + (colon + 1 < line.size() && line[colon + 1] == ' ' ? 2 : 1), time);
+      return takeEpoch(line, at, time);
     }
   }
   return false;
@@ -308,24 +303,26 @@ bool findLogTime(std::string_view line, LogTime& time, std::size_t from, std::si
     return true;
   }
   // The byte that a form has in its middle finds it: most lines have few.
-  const auto next = [line](char middle, std::size_t at) {
+  const auto next = [](std::string_view text, char middle, std::size_t at) {
     const void* const found =
-        at < line.size() ? std::memchr(line.data() + at, middle, line.size() - at) : nullptr;
-    return found == nullptr ? line.size()
-                            : static_cast<std::size_t>(static_cast<const char*>(found) - line.data());
+        at < text.size() ? std::memchr(text.data() + at, middle, text.size() - at) : nullptr;
+    return found == nullptr ? text.size()
+                            : static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
   };
-  for (std::size_t at = next(':', from); at < line.size(); at = next(':', at + 1)) {
+  std::string_view front = line;
+  for (std::size_t at = next(line, ':', from); at < line.size(); at = next(line, ':', at + 1)) {
     if (takeClock(line, at, from, bare, time) || takeJsonEpoch(line, at, from, time) ||
         takeAuditEpoch(line, at, from, time)) {
+      front = line.substr(0, time.start);
+      break;
+    }
+  }
+  for (std::size_t at = next(front, 'T', from); at < front.size(); at = next(front, 'T', at + 1)) {
+    if (takeCompact(front, at, from, time)) {
       return true;
     }
   }
-  for (std::size_t at = next('T', from); at < line.size(); at = next('T', at + 1)) {
-    if (takeCompact(line, at, from, time)) {
-      return true;
-    }
-  }
-  return false;
+  return front.size() < line.size();
 }
 
 }  // namespace halvo

@@ -1,7 +1,7 @@
 // LogTime: the times in the lines of logs, in the forms that are common: ISO 8601, also in its compact form,
-// syslog's, asctime's, those of mail and of web servers, dates with slashes, a time of day alone, and seconds
-// since 1970 at a line's front or behind the keys of JSON. Seconds since the machine's start are no time
-// here. Free functions without state, linear in the line.
+// syslog's, asctime's, those of mail and of web servers, dates with slashes or without any mark, a time of
+// day alone, and seconds since 1970 at a line's front or behind the keys of JSON. Seconds since the machine's
+// start are no time here. Free functions without state, linear in the line.
 
 #pragma once
 

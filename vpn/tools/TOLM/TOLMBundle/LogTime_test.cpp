@@ -74,6 +74,45 @@ TEST(LogTimeTest, DatesStandAheadInFurtherForms) {
   EXPECT_EQ(found("2026-03-15 10:42:07amber"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
 }
 
+TEST(LogTimeTest, DatesStandAheadInRareForms) {
+  EXPECT_EQ(found("Sun 15 Mar 10:42:07 CET 2026"), "2026-03-15 10:42:07 [Sun 15 Mar 10:42:07 CET 2026]");
+  EXPECT_EQ(found("15 Mar 10:42:07 up"), "0000-03-15 10:42:07 [15 Mar 10:42:07]");
+  EXPECT_EQ(found("115 Mar 10:42:07 up"), "none");
+  EXPECT_EQ(found("15 March 2026 10:42:07 up"), "2026-03-15 10:42:07 [15 March 2026 10:42:07]");
+  EXPECT_EQ(found("Sunday, March 15, 2026 10:42:07"),
+            "2026-03-15 10:42:07 [Sunday, March 15, 2026 10:42:07]");
+  EXPECT_EQ(found("on Sun,  8 Mar 2026 10:42:07"), "2026-03-08 10:42:07 [Sun,  8 Mar 2026 10:42:07]");
+  EXPECT_EQ(found("2026-Mar-15 10:42:07.123 up"), "2026-03-15 10:42:07 [2026-Mar-15 10:42:07.123]");
+  EXPECT_EQ(found("026-Mar-15 10:42:07 up"), "none");
+  EXPECT_EQ(found("20260315 10:42:07 up"), "2026-03-15 10:42:07 [20260315 10:42:07]");
+  EXPECT_EQ(found("I20260315 10:42:07.123 up"), "2026-03-15 10:42:07 [I20260315 10:42:07.123]");
+  EXPECT_EQ(found("x 20261315 10:42:07, id20260315 10:42:07, 120260315 10:42:07"), "none");
+  EXPECT_EQ(found("2026-03-15,10:42:07,up"), "2026-03-15 10:42:07 [2026-03-15,10:42:07]");
+  EXPECT_EQ(found("\"2026-03-15\",\"10:42:07\""), "2026-03-15 10:42:07 [2026-03-15\",\"10:42:07]");
+  EXPECT_EQ(found("{\"@timestamp\":\"1773571327\"}"), "2026-03-15 10:42:07 [1773571327]");
+}
+
+TEST(LogTimeTest, TheFirstTimeIsTakenWhateverItsForm) {
+  EXPECT_EQ(found("20260315T104203Z until 2036-01-01 00:00:00"), "2026-03-15 10:42:03 [20260315T104203Z]");
+  EXPECT_EQ(found("2036-01-01 00:00:00 20260315T104203Z"), "2036-01-01 00:00:00 [2036-01-01 00:00:00]");
+}
+
+// The number of the next column was set aside.
+TEST(LogTimeTest, ANumberBetweenCommasIsNoFraction) {
+  EXPECT_EQ(normal("2026-03-15 10:42:07,443,up"), "<time>,443,up");
+  EXPECT_EQ(normal("10:42:07,4430 10:42:07,20260315T104203,1 10:42:07,123 [10:42:07,123456]"),
+            "<time>,4430 <time>,<time>,1 <time> [<time>]");
+}
+
+// A number behind a time was taken for its zone.
+TEST(LogTimeTest, AZonesHoursAreThoseOfAZone) {
+  EXPECT_EQ(normal("2026-03-15 10:42:07-2026-03-16 10:42:07"), "<time>-<time>");
+  EXPECT_EQ(normal("10:42:07+0530 10:42:07-03:00 10:42:07+1500 10:42:07-0110 10:42:07-01000"),
+            "<time> <time> <time>+1500 <time>-0110 <time>-01000");
+  EXPECT_EQ(normal("20260315T104203.123+0100 20260315T104203.1 20260315T104203-1234"),
+            "<time> <time>.1 <time>-1234");
+}
+
 TEST(LogTimeTest, ThousandthsMayStandBehindAColonWhereThereIsADate) {
   EXPECT_EQ(found("2026-03-15 10:42:07:123 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07:123]");
   EXPECT_EQ(found("2026-03-15 10:42:07:12 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
@@ -241,11 +280,24 @@ TEST(LogTimeTest, ATimeThatALogTellsBehindANameIsSetAside) {
   EXPECT_EQ(normal("<14>Mar 15 10:42:07 h x</a>"), "<14><time> h x</a>");
   EXPECT_EQ(normal("<b>10:42:07 it was up</b></a>10:42:07</b>"), "<b><time> it was up</b></a><time></b>");
   EXPECT_EQ(normal("ERROR: 2026-03-15 10:42:07 up"), "ERROR: <time> up");
+  EXPECT_EQ(normal("{\"updated_at\":\"10:42:07\",\"receivedAt\":\"10:42:07\",\"renewedBy\":\"10:42:07\"}"),
+            "{\"updated_at\":\"<time>\",\"receivedAt\":\"<time>\",\"renewedBy\":\"10:42:07\"}");
   EXPECT_EQ(normal("10:42:07 tm: started: 10:42:07"), "<time> tm: started: <time>");
   EXPECT_EQ(normal("10:42:07 lease valid until 11:42:07"), "<time> lease valid until <time>");
   EXPECT_EQ(normal("Modify: 2026-03-15 10:42:07.123 +0100"), "Modify: <time> +0100");
   EXPECT_EQ(normal("Start-Date: 2026-03-15  10:42:07"), "Start-Date: <time>");
   EXPECT_EQ(normal("  Universal time: Sun 2026-03-15 10:42:07 UTC"), "  Universal time: <time> UTC");
+}
+
+TEST(LogTimeTest, SecondsSince1970ThatALogTellsBehindANameAreSetAside) {
+  EXPECT_EQ(normal("connection.timestamp:                   1773571327"),
+            "connection.timestamp:                   <time>");
+  EXPECT_EQ(normal("ts=1773571327.123 level=info start_time = \"1773571327\""),
+            "ts=<time> level=info start_time = \"<time>\"");
+  for (const std::string setting : {"expiretime=1773571327", "size: 1773571327", "start=1773571327",
+                                    "time 1773571327", "time=1773571327ab", "time=177357132"}) {
+    EXPECT_EQ(normal(setting), setting);
+  }
 }
 
 TEST(LogTimeTest, WhatTellsATimeOnceMoreIsSetAside) {

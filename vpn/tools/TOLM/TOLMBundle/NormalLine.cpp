@@ -96,18 +96,20 @@ std::string_view nameAtEnd(std::string_view text) {
 // Whether the time behind that name is when something happened, which differs between any two looks. What
 // stands ahead of "time", "date" and "at" tells.
 bool isOfLogs(std::string_view name) {
-  static constexpr std::array<std::string_view, 33> kNames = {
-      "",        "a",    "access",   "accessed",    "birth", "boot",     "c",         "change",   "changed",
-      "created", "date", "elapsed",  "ended",       "event", "finished", "generated", "creation", "local",
-      "logged",  "m",    "modified", "modify",      "now",   "started",  "stopped",   "system",   "t",
-      "ts",      "when", "up",       "timecreated", "start", "end"};
+  static constexpr std::array<std::string_view, 46> kNames = {
+      "",        "a",       "access",      "accessed",  "begin",    "birth",     "boot",      "c",
+      "change",  "changed", "completed",   "connected", "created",  "creation",  "date",      "disconnected",
+      "elapsed", "end",     "ended",       "event",     "finished", "firstseen", "generated", "local",
+      "log",     "logged",  "m",           "modified",  "modify",   "now",       "occurred",  "received",
+      "request", "seen",    "sent",        "since",     "start",    "started",   "stop",      "stopped",
+      "system",  "t",       "timecreated", "ts",        "up",       "when"};
   std::string key;
   for (const char c : name) {
     if (c != '_' && c != '-') {
       key += c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
     }
   }
-  if (endsWith(key, "timestamp") || key.compare(0, 4, "last") == 0 || key == "updated") {
+  if (endsWith(key, "timestamp") || key.compare(0, 4, "last") == 0 || key.compare(0, 7, "updated") == 0) {
     return true;
   }
   for (const std::string_view end : {"time", "date", "at"}) {
@@ -166,6 +168,24 @@ bool isSetting(std::string_view line, std::size_t at, std::size_t end, bool isFi
   const std::string_view name = nameAtEnd(key);
   return isWhole && key.find_first_not_of(" \t-") == key.size() - name.size() && !name.empty() &&
          isBehindValue(trimmed(line.substr(end), " \t\r\"',;")) && !isOfLogs(name);
+}
+
+// "1773571327" behind a name of what happened that says that it is a time: "connection.timestamp: ".
+std::size_t endOfNamedEpoch(std::string_view line, std::size_t at) {
+  constexpr std::size_t kLongestFront = 80;
+  const std::size_t end = endOfEpoch(line, at);
+  const std::size_t from = at > kLongestFront ? at - kLongestFront : 0;
+  if (end == 0 || (end < line.size() && isWordCharacter(line[end]))) {
+    return 0;
+  }
+  const std::string_view front = trimmed(line.substr(from, at - from), " \t\"'");
+  if (!endsWith(front, ":") && !endsWith(front, "=")) {
+    return 0;
+  }
+  const std::string_view name = nameAtEnd(trimmed(front.substr(0, front.size() - 1), " \t\"'"));
+  const bool tellsTime =
+      name == "ts" || endsWith(name, "time") || endsWith(name, "timestamp") || endsWith(name, "TIMESTAMP");
+  return tellsTime && isOfLogs(name) ? end : 0;
 }
 
 // What tells the time in front of `at` once more: " UTC (1773571327)" or " UTC; 3min ago" at the line's end.
@@ -267,6 +287,10 @@ std::size_t appendNormal(std::string_view line, std::size_t from, std::size_t to
     }
     if (isDigit(line[at]) && (at == 0 || !isWordCharacter(line[at - 1]))) {
       if (const std::size_t end = endOfCompactTime(line, at); end > at) {
+        pass(end);
+        continue;
+      }
+      if (const std::size_t end = endOfNamedEpoch(line, at); end > at) {
         pass(end);
         continue;
       }
