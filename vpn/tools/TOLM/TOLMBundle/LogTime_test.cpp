@@ -279,6 +279,9 @@ TEST(LogTimeTest, ATimeThatALogTellsBehindANameIsSetAside) {
             "<TimeCreated SystemTime=\"<time>\"/>");
   EXPECT_EQ(normal("<14>Mar 15 10:42:07 h x</a>"), "<14><time> h x</a>");
   EXPECT_EQ(normal("<b>10:42:07 it was up</b></a>10:42:07</b>"), "<b><time> it was up</b></a><time></b>");
+  EXPECT_EQ(
+      normal("login_time=10:42:07 connected_since=\"10:42:07\" login_timeout=10:42:07 update_time=10:42:07"),
+      "login_time=<time> connected_since=\"<time>\" login_timeout=10:42:07 update_time=10:42:07");
   EXPECT_EQ(normal("ERROR: 2026-03-15 10:42:07 up"), "ERROR: <time> up");
   EXPECT_EQ(normal("{\"updated_at\":\"10:42:07\",\"receivedAt\":\"10:42:07\",\"renewedBy\":\"10:42:07\"}"),
             "{\"updated_at\":\"<time>\",\"receivedAt\":\"<time>\",\"renewedBy\":\"10:42:07\"}");

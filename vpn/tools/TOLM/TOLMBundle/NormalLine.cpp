@@ -96,13 +96,12 @@ std::string_view nameAtEnd(std::string_view text) {
 // Whether the time behind that name is when something happened, which differs between any two looks. What
 // stands ahead of "time", "date" and "at" tells.
 bool isOfLogs(std::string_view name) {
-  static constexpr std::array<std::string_view, 46> kNames = {
-      "",        "a",       "access",      "accessed",  "begin",    "birth",     "boot",      "c",
-      "change",  "changed", "completed",   "connected", "created",  "creation",  "date",      "disconnected",
-      "elapsed", "end",     "ended",       "event",     "finished", "firstseen", "generated", "local",
-      "log",     "logged",  "m",           "modified",  "modify",   "now",       "occurred",  "received",
-      "request", "seen",    "sent",        "since",     "start",    "started",   "stop",      "stopped",
-      "system",  "t",       "timecreated", "ts",        "up",       "when"};
+  constexpr std::string_view kNames =
+      " a access accessed asc b begin birth boot c change changed completed completion connect "
+      "connected connectedsince created creation current date disconnected elapsed end ended "
+      "event finish finished firstseen generated local log logged login logon m modified modify "
+      "now observed occurred received request response seen sent since start started stop stopped "
+      "system t timecreated ts up utc when ";
   std::string key;
   for (const char c : name) {
     if (c != '_' && c != '-') {
@@ -118,7 +117,7 @@ bool isOfLogs(std::string_view name) {
       break;
     }
   }
-  return std::find(kNames.begin(), kNames.end(), key) != kNames.end();
+  return key.empty() || kNames.find(" " + key + " ") != std::string_view::npos;
 }
 
 constexpr std::size_t kLongestZone = 7;
