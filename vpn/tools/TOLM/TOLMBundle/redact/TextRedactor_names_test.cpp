@@ -159,6 +159,12 @@ TEST(HostKeyTest, ASentenceBehindTheKeyTeachesNoHost) {
               {"noproxy: work acme.de\nacme.de", "noproxy: {H} {H}.example\n{H}.example"}});
 }
 
+// A name that stayed hid those that stand in it.
+TEST(EverydayWordTest, AFullNameOfSuchWordsHidesNoOther) {
+  expectRows({{"DisplayName: Jan May\n/home/jan/x", "DisplayName: {U} May\n/home/{U}/x"},
+              {"DisplayName: Network Manager\n/home/jan/x", "DisplayName: Network Manager\n/home/{U}/x"}});
+}
+
 // What issuers call themselves and their keys became a user, in every file.
 TEST(CommonNameTest, NamesOfIssuersAndKeysTeachNoUser) {
   for (const std::string name : {"R11", "WR2", "vpn-client", "OpenVPN-Server", "Easy-RSA", "device-01", "ca1",
@@ -207,7 +213,9 @@ TEST(EverydayWordTest, WhatOnlyStandsLikeANameTeachesNone) {
 TEST(EverydayWordTest, GroupsAndAccountsOfTheSystemTeachNoName) {
   expectRows(
       {{"uid=1000(jdoe7) gid=1000(jdoe7) groups=1000(jdoe7),27(sudo),44(video),46(plugdev)\nvideo plugdev",
-        "uid=1000({U}) gid=1000({U}) groups=1000({U}),27(sudo),44(video),46(plugdev)\nvideo plugdev"}});
+        "uid=1000({U}) gid=1000({U}) groups=1000({U}),27(sudo),44(video),46(plugdev)\nvideo plugdev"},
+       {"uid=1871001104(jdoe7) gid=1871000513(domain users)\ndomain users",
+        "uid=1871001104({U}) gid=1871000513(domain users)\ndomain users"}});
 }
 
 TEST(EverydayWordTest, WhereNobodyButAUserStandsTheWordIsAName) {

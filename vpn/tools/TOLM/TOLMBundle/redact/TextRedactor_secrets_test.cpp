@@ -342,6 +342,7 @@ TEST(RedactPairTest, HeadersInListsGo) {
        R"({"m":"{\"Cookie\":[\"REDACTED\",\"REDACTED\"],\"n\":[\"x\"]}"})"},
       {R"({"m":"{\"tokens\":[\"abc\"],\"n\":[\"x\"]}"})",
        R"({"m":"{\"tokens\":[\"REDACTED\"],\"n\":[\"x\"]}"})"},
+      {"map[Cookie:[_sid=Kq7vR2] X-N:[5]]", "map[Cookie:[REDACTED] X-N:[5]]"},
       {"map[Authorization:[Bearer abcdef] Cookie:[a=b; c=d] X-Auth-Token:[Kq7vR2] X-N:[5]]",
        "map[Authorization:[Bearer REDACTED] Cookie:[REDACTED] X-Auth-Token:[REDACTED] X-N:[5]]"},
       {"{Cookie=[foo=abc], Authorization=[Basic abcdef], n=[x]}",

@@ -172,7 +172,7 @@ TextRedactor::Place TextRedactor::takeHeaderList(Value value) {
   const std::string_view all = text(first, valueEnd(value));
   // "cookie: [none]", cookie => [$a, $b]
   const bool isOne = all.size() < kShortestToken && all.find_first_of(" =") == std::string_view::npos;
-  return isOne || !isWordByte(at(first)) ? value.begin : takeHeader(value);
+  return isOne || (!isWordByte(at(first)) && at(first) != '_') ? value.begin : takeHeader(value);
 }
 
 // "Cookie: a=b; c=d" and "Authorization: Bearer ...", up to the line's end; and what only begins so:
@@ -231,7 +231,8 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
         return begin;
       }
       replaceUser(begin, end);
-      return end;
+      // What stays may hold a name.
+      return m_pCollector == nullptr && m_nCopied < end ? begin : end;
     case KeyLook::kHost:
     case KeyLook::kHostMaybe: {
       constexpr std::size_t kLongestWord = 32;

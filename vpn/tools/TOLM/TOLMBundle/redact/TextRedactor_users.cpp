@@ -228,7 +228,8 @@ TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
   Place place = begin;
   for (;;) {
     const Place first = place;
-    const unsigned id = takeNumber(place, 9);
+    constexpr std::size_t kMostDigits = 10;  // of a domain's
+    const unsigned id = takeNumber(place, kMostDigits);
     if (place == first || at(place) != '(' || place - begin > 2048) {
       return std::max(begin, m_nCopied);
     }
@@ -243,7 +244,9 @@ TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
       return std::max(begin, m_nCopied);
     }
     if (id >= kFirstOfPeople) {
-      replaceUser(name, place, Evidence::kProven);
+      // "domain users" is a group of everybody.
+      const bool isWord = text(name, place).find(' ') == std::string_view::npos;
+      replaceUser(name, place, isWord ? Evidence::kProven : Evidence::kNamed);
     }
     ++place;
     if (at(place) != ',') {
