@@ -187,18 +187,31 @@ bool Judge::anyFile(const FileSelector& selector) const {
   });
 }
 
+// A line that several conditions hold for is one line. Which of those that weren't kept are the same isn't
+// known: then the larger of both counts is the least that there is.
 void Judge::take(const Hits& hits) {
   Hits& evidence = m_State.evidence;
-  evidence.count += hits.count;
-  evidence.isAtLeast = evidence.isAtLeast || hits.isAtLeast;
+  const std::vector<Hit> before = evidence.first;
+  const auto isToldAlready = [&before](const Hit& hit) {
+    return std::any_of(before.begin(), before.end(), [&hit](const Hit& told) {
+      return told.evidence.file == hit.evidence.file && told.evidence.line == hit.evidence.line;
+    });
+  };
+  std::uint64_t again = 0;
   for (const Hit& hit : hits.first) {
     if (m_State.captures.empty()) {
       m_State.captures = hit.captures;
     }
-    if (evidence.first.size() < kMostEvidence) {
+    if (isToldAlready(hit)) {
+      ++again;
+    } else if (evidence.first.size() < kMostEvidence) {
       evidence.first.push_back(hit);
     }
   }
+  const bool areAllKept = evidence.count == before.size() && hits.count == hits.first.size();
+  evidence.isAtLeast = evidence.isAtLeast || hits.isAtLeast || (again > 0 && !areAllKept);
+  evidence.count =
+      again > 0 && !areAllKept ? std::max(evidence.count, hits.count) : evidence.count + hits.count - again;
 }
 
 }  // namespace halvo

@@ -51,6 +51,23 @@ TEST(JudgeTest, WordsAreThoseOfTheFirstLineThatHasAny) {
             "T 12");
 }
 
+TEST(JudgeTest, ALineThatTwoConditionsHoldForIsToldOnce) {
+  const std::string both = "<any><line pattern=\"(error)\"/><line pattern=\"(refused)\"/></any>";
+  const KnownProblem few = only("error one\nrefused two\nerror refused three\n", both);
+  EXPECT_EQ(few.count, 3U);
+  EXPECT_FALSE(few.isAtLeast);
+  EXPECT_THAT(few.evidence, SizeIs(3));
+
+  std::string lines;
+  for (int i = 0; i < 20; ++i) {
+    lines += "error refused\n";
+  }
+  const KnownProblem many = only(lines + "refused\n", both);
+  EXPECT_EQ(many.count, 21U);
+  EXPECT_TRUE(many.isAtLeast);
+  EXPECT_THAT(many.evidence, SizeIs(5));
+}
+
 enum class Is { kFound, kNot, kOpen };
 
 Is answerIn(const std::string& bytes, const std::string& condition) {
