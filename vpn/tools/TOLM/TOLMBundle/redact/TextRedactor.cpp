@@ -378,7 +378,8 @@ TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned b
   const bool isPlain =
       (bits & ~(kByteRun | kByteLetter | kByteHexLetter)) == 0 && end - begin < kShortestPlainToken;
   const bool hasNumbers = (bits & kByteDot) != 0 && (bits & kByteDigit) != 0;
-  for (Place place = begin; place < end;) {
+  Place place = begin;
+  while (place < end) {
     if (!isWordByte(at(place))) {
       ++place;
       continue;
@@ -402,7 +403,7 @@ TextRedactor::Place TextRedactor::handleParts(Place begin, Place end, unsigned b
       ++place;
     }
   }
-  return std::max(end, m_nCopied);
+  return std::max(place, m_nCopied);
 }
 
 TextRedactor::Place TextRedactor::handlePart(Place begin, Place end) {

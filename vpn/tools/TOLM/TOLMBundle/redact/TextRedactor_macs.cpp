@@ -170,6 +170,9 @@ TextRedactor::Place TextRedactor::tryShortMac(Place begin, Place end, std::size_
   const bool isTimed =
       groups == kFrameGroups && bytes[0] == 0 && bytes[1] == 1 && bytes[2] == 0 && bytes[3] == 1;
   const bool isTold = hasLetter || groups > 7 || wordBefore(begin).ends_with("identifier");
+  if (groups == kFrameGroups && bytes[0] == 2 && bytes[1] == 0 && bytes[2] == 0x5e) {
+    return end;  // what stands for one
+  }
   if (groups != 6 && !isTimed && !(isBehindKind(bytes, groups) && isTold)) {
     return begin;
   }

@@ -86,6 +86,15 @@ TEST(FrameTest, AnAddressBehindAHardwareAddressIsNoPartOfIt) {
             redacted("3c:52:82:1a:2b:3c:10.1.2.3"));
 }
 
+// It was taken for a package's version, and in front of an '@' for a user.
+TEST(FrameTest, AnAddressInFrontOfAHardwareAddressOrAHostIsOne) {
+  EXPECT_EQ(redacted("10.1.2.3") + "-" + redacted("3c:52:82:1a:2b:3c"),
+            redacted("10.1.2.3-3c:52:82:1a:2b:3c"));
+  EXPECT_EQ("ssh " + redacted("10.1.2.3") + "@gw9:/x", redacted("ssh 10.1.2.3@gw9:/x"));
+  EXPECT_EQ(redacted("10.1.2.3-3c"), "10.1.2.3-3c");
+  expectRows({{"NB77\\\\USER=kmiller x", "{H}\\\\USER={U} x"}, {"NB77\\login: kmiller7", "{H}\\login: {U}"}});
+}
+
 // The address in a client's identifier stayed where it was written without zeros in front, and had another
 // stand-in elsewhere.
 TEST(ClientIdTest, ItsHardwareAddressHasTheStandInThatItHasElsewhere) {
@@ -419,6 +428,25 @@ TEST(SentenceTest, RandomTextsOfNamesAreRedactedOnceAndForAll) {
                                           "ruser= ",
                                           "rhost=",
                                           "uid=1000(",
+                                          ".ovpn",
+                                          "-2026",
+                                          ".zip",
+                                          "gw.acme.com.ovpn",
+                                          ".log",
+                                          "1:0:1b:21:3a:4f:99",
+                                          "0:3:0:1:",
+                                          "01:",
+                                          "0:1:0:1:2a:5b:6c:7d:0:1b:21:3a:4f:99",
+                                          "identifier ",
+                                          "CN=",
+                                          "issuer=",
+                                          "R11",
+                                          "jdoe7-ca",
+                                          "DisplayName: ",
+                                          "/home/jan/",
+                                          "Jan May",
+                                          "domain users",
+                                          "uid=1871001104(",
                                           "),44(video)",
                                           "_",
                                           "_x.txt",

@@ -426,7 +426,9 @@ TextRedactor::Place TextRedactor::tryDomainUser(Place begin, Place end) {
   const bool isPlain = std::all_of(name.begin(), name.end(),
                                    [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
   replaceUser(user, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
-  return std::max(last, m_nCopied);
+  // "NB7\\USER=jane"
+  const bool isKey = (at(last) == '=' || at(last) == ':') && mayBeKey(name);
+  return std::max(isKey ? user : last, m_nCopied);
 }
 
 // The ids of machines and boots as a journal writes them, 32 digits: "-- Boot ID --", "-1 ID Sun 2026-03-15",

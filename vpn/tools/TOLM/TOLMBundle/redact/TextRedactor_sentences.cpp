@@ -20,6 +20,11 @@ bool isAbstract(std::string_view word) {
                      [word](std::string_view ending) { return word.ends_with(ending); });
 }
 
+bool isQuad(std::string_view word) {
+  return word.find('.') != std::string_view::npos &&
+         word.find_first_not_of("0123456789.") == std::string_view::npos;
+}
+
 }  // namespace
 
 TextRedactor::Place TextRedactor::userEnd(Place begin) const {
@@ -228,7 +233,7 @@ TextRedactor::Place TextRedactor::tryRemoteAccount(Place begin, Place end) {
   const unsigned char next = at(last);
   if (last < first + 2 || end < begin + 2 || !isLetterByte(at(first)) || !isWordByte(at(last - 1)) ||
       (next != ':' && next != 0 && next != '"' && next != '\'' && !isSpaceByte(next)) ||
-      !isWordByte(at(begin)) || userEnd(begin) != end) {
+      !isWordByte(at(begin)) || userEnd(begin) != end || isQuad(text(begin, end))) {
     return begin;
   }
   const std::string_view line = lineFront(begin);

@@ -112,7 +112,8 @@ bool TextRedactor::isPackageVersion(Place begin, Place end) const {
       ++rest;
     }
     const unsigned char next = at(rest);
-    if (next == '+' || next == '~' || isPlainByte(next)) {
+    const bool isMac = isHexByte(at(end + 2)) && at(end + 3) == ':' && isHexByte(at(end + 4));
+    if (next == '+' || next == '~' || (isPlainByte(next) && !isMac)) {
       return true;  // "-1ubuntu2", "-2+deb12u1"
     }
     if (next == '.') {
