@@ -204,8 +204,7 @@ class Comparer {
     tell(m_rAfter, pair.newEntry, "NEW", why, pair.change, m_rComparison.unreadNew);
   }
 
-  // Why each of the entries couldn't be read, empty where it could. What the table of contents tells of an
-  // entry isn't told again.
+  // Why each of the entries couldn't be read, empty where it could.
   static std::vector<std::string> readFaults(const BundleContent& content,
                                              const std::vector<FilePair*>& pairs,
                                              std::size_t FilePair::*entry) {
@@ -213,9 +212,6 @@ class Comparer {
     EntryReader reader(content.reader());
     std::vector<char> block(65536);
     for (std::size_t i = 0; i < pairs.size(); ++i) {
-      if (!content.reader().entries()[pairs[i]->*entry].fault.empty()) {
-        continue;
-      }
       if (reader.open(pairs[i]->*entry).empty()) {
         while (reader.read(block.data(), block.size()) > 0) {
         }
@@ -319,6 +315,12 @@ void compareMissing(const BundleContent& before, const BundleContent& after, Com
   }
 }
 
+// Whether all that a summary tells is known: of a part nobody knows what the rest tells, and one that
+// somebody emptied has no fault.
+bool hasWholeSummary(const BundleContent& content) {
+  return content.fault().empty() && !content.summary().sections.empty();
+}
+
 // The items of which the summary tells anything.
 std::set<std::string> itemsOf(const BundleContent& content) {
   std::set<std::string> items;
@@ -336,10 +338,6 @@ std::set<std::string> itemsOf(const BundleContent& content) {
 void compareItems(const BundleContent& before, const BundleContent& after, Comparison& comparison) {
   const std::set<std::string> old = itemsOf(before);
   const std::set<std::string> now = itemsOf(after);
-  // Without a summary nobody knows what was asked for.
-  if (old.empty() || now.empty()) {
-    return;
-  }
   std::set_difference(old.begin(), old.end(), now.begin(), now.end(),
                       std::back_inserter(comparison.itemsOld));
   std::set_difference(now.begin(), now.end(), old.begin(), old.end(),
@@ -408,11 +406,13 @@ std::string titlesOf(const Summary& summary) {
 
 Comparison compareBundles(const BundleContent& before, const BundleContent& after, std::size_t lines) {
   Comparison comparison;
-  addChange(comparison.machine, "System", before.summary().os, after.summary().os);
-  addChange(comparison.machine, "User", before.summary().user, after.summary().user);
-  addChange(comparison.machine, "Documents", titlesOf(before.summary()), titlesOf(after.summary()));
-  compareItems(before, after, comparison);
-  compareMissing(before, after, comparison);
+  if (hasWholeSummary(before) && hasWholeSummary(after)) {
+    addChange(comparison.machine, "System", before.summary().os, after.summary().os);
+    addChange(comparison.machine, "User", before.summary().user, after.summary().user);
+    addChange(comparison.machine, "Documents", titlesOf(before.summary()), titlesOf(after.summary()));
+    compareItems(before, after, comparison);
+    compareMissing(before, after, comparison);
+  }
 
   comparison.unreadOld = before.unread();
   comparison.unreadNew = after.unread();
@@ -425,10 +425,12 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
     pair.change.name = after.placeOf(pair.newEntry);
     pair.change.oldSize = old.size;
     pair.change.newSize = added.size;
-    if (old.size == added.size && old.crc == added.crc) {
+    if (old.size != added.size || old.crc != added.crc) {
+      comparer.compareLines(pair);
+    } else if (old.fault.empty() && added.fault.empty()) {
       equal.push_back(&pair);
     } else {
-      comparer.compareLines(pair);
+      ++comparison.notCompared;
     }
   }
   comparer.checkBytes(equal);
@@ -436,10 +438,9 @@ Comparison compareBundles(const BundleContent& before, const BundleContent& afte
     const FileChange& change = pair.change;
     if (change.binary || !change.fault.empty() || change.gone.count + change.added.count > 0) {
       comparison.changed.push_back(std::move(pair.change));
-    } else {
-      ++comparison.same;
     }
   }
+  comparison.same = pairs.size() - comparison.changed.size() - comparison.notCompared;
   return comparison;
 }
 

@@ -51,8 +51,10 @@ struct ReasonChange {
 };
 
 struct Comparison {
+  // What the summaries tell is empty where either bundle has none that can be made out whole: the machine,
+  // the items, what is missing.
   std::vector<ValueChange> machine;
-  // Items of which only one summary tells anything, gathered or not. None where a bundle has no summary.
+  // Items of which only one summary tells anything, gathered or not.
   std::vector<std::string> itemsOld;
   std::vector<std::string> itemsNew;
   std::vector<LoneFile> onlyOld;
@@ -61,8 +63,10 @@ struct Comparison {
   std::vector<ReasonChange> reasons;
   std::vector<MissingFile> missingOld;  // in the old bundle alone
   std::vector<MissingFile> missingNew;
-  std::vector<FileChange> changed;    // in the order of the new bundle
-  std::size_t same = 0;               // files without a difference
+  std::vector<FileChange> changed;  // in the order of the new bundle
+  std::size_t same = 0;             // files without a difference
+  // Files that the tables of contents call the same, and that can't be opened: the unread parts tell them.
+  std::size_t notCompared = 0;
   std::vector<UnreadPart> unreadOld;  // what of them couldn't be looked at
   std::vector<UnreadPart> unreadNew;
 };

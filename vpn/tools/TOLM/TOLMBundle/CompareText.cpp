@@ -126,6 +126,9 @@ std::string comparisonText(const Comparison& comparison) {
     }
   }
   text += "\nThe same: " + std::to_string(comparison.same) + " files, times and process ids set aside.\n";
+  if (comparison.notCompared > 0) {
+    text += "Not compared: " + std::to_string(comparison.notCompared) + " files that can't be read.\n";
+  }
   return text.front() == '\n' ? text.substr(1) : text;
 }
 
@@ -164,6 +167,7 @@ std::string comparisonJson(const Comparison& comparison) {
                                {"fault", change.fault}});
   }
   json["same"] = comparison.same;
+  json["not_compared"] = comparison.notCompared;
   json["unread_old"] = unreadJson(comparison.unreadOld);
   json["unread_new"] = unreadJson(comparison.unreadNew);
   return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";

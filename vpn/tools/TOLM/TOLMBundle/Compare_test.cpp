@@ -117,6 +117,23 @@ TEST(CompareItemsTest, TheBundlesOwnPathIsNoOtherReason) {
   EXPECT_THAT(comparison.missingNew, IsEmpty());
 }
 
+// What nobody could read was told as missing in the other bundle alone, and the machine as another one.
+TEST(CompareItemsTest, WithoutBothSummariesNothingIsToldOfThem) {
+  SummaryBuilder summary;
+  summary.section("Logs").included("a", "a.log", "", "1 bytes").omitted("b", "b.log", "", "No file found");
+  const std::string text = summary.take();
+  const OpenedBundle whole(ZipBuilder().add({"summary.txt", text}).add({"Logs/a.log", "x"}));
+  for (const ZipBuilder& zip :
+       {ZipBuilder().add({"Logs/a.log", "x"}), ZipBuilder().add({"summary.txt", ""}).add({"Logs/a.log", "x"}),
+        ZipBuilder().add({"summary.txt", text.substr(0, text.find("b.log"))}).add({"Logs/a.log", "x"})}) {
+    const OpenedBundle other(zip);
+    for (const Comparison& comparison :
+         {compareBundles(*whole, *other, 10), compareBundles(*other, *whole, 10)}) {
+      EXPECT_EQ(comparisonText(comparison), "The same: 1 files, times and process ids set aside.\n");
+    }
+  }
+}
+
 Comparison comparedTexts(const std::string& before, const std::string& after) {
   const OpenedBundle old(ZipBuilder().add({"a", before}));
   const OpenedBundle now(ZipBuilder().add({"a", after}));
