@@ -347,6 +347,19 @@ KeyLook lookOf(std::string_view key) {
   return KeyLook::kNone;
 }
 
+// Whether the key ends with the word, as one of its own: "cert-pass", "dtls_psk", "certPass". `key` in small
+// letters without signs is `own`.
+bool endsWithWord(std::string_view key, std::string_view own, std::string_view word) {
+  if (!own.ends_with(word) || key.size() < own.size() || own.size() <= word.size()) {
+    return false;
+  }
+  const char first = key[key.size() - word.size()];
+  const char before = key[key.size() - word.size() - 1];
+  return before == '-' || before == '_' || before == '.' ||
+         (first == word.front() - 32 &&
+          ((before >= 'a' && before <= 'z') || (before >= '0' && before <= '9')));
+}
+
 // "cert-pass", "admin_pass", "certPass", whatever stands in front, but no word that only ends so ("bypass"),
 // and no pass of a program's or a filter's. `key` in small letters without signs is `own`.
 bool isPass(std::string_view key, std::string_view own) {
@@ -355,17 +368,12 @@ bool isPass(std::string_view key, std::string_view own) {
       "final", "full", "multi", "single", "render", "num",   "max",    "opt",   "test", "tests",
       "did",   "is",   "can",   "must",   "one",    "two",   "per",    "each",  "auto"};
   constexpr std::string_view kPass = "pass";
-  if (!own.ends_with(kPass) || key.size() < own.size() || own.size() <= kPass.size()) {
+  if (!endsWithWord(key, own, kPass)) {
     return false;
   }
-  const char first = key[key.size() - kPass.size()];
-  const char before = key[key.size() - kPass.size() - 1];
-  const bool isWord =
-      before == '-' || before == '_' || before == '.' ||
-      (first == 'P' && ((before >= 'a' && before <= 'z') || (before >= '0' && before <= '9')));
   const std::string_view front = own.substr(0, own.size() - kPass.size());
-  return isWord && std::none_of(std::begin(kOthers), std::end(kOthers),
-                                [front](std::string_view other) { return front.ends_with(other); });
+  return std::none_of(std::begin(kOthers), std::end(kOthers),
+                      [front](std::string_view other) { return front.ends_with(other); });
 }
 
 // Without the number behind "password1".
@@ -420,7 +428,8 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
   std::string own;
   appendNormal(key, own);
   KeyLook look = lookOf(own);
-  look = look == KeyLook::kNone && isPass(key, own) ? KeyLook::kSecretWord : look;
+  look = look == KeyLook::kNone && (isPass(key, own) || endsWithWord(key, own, "psk")) ? KeyLook::kSecretWord
+                                                                                       : look;
   if (look == KeyLook::kNone && !own.empty() && own.back() >= '0' && own.back() <= '9') {
     const std::string_view plain = withoutNumber(own);
     // "pass1" is one of several, and a number behind the others is a name's.

@@ -69,6 +69,7 @@ class TextRedactor {
     char around = 0;          // the quote that opened in front of the key: 'key: value'
     std::size_t slashes = 0;  // of kEscapedQuote, in front of the quote
     Place elementEnd = 0;     // of kElement, where it is known
+    Place colours = 0;        // where the sequences of colours begin that stand in front, if any do
   };
 
   // TextRedactor.cpp
@@ -213,6 +214,7 @@ class TextRedactor {
   static std::size_t escapeIn(std::string_view name);
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
+  [[nodiscard]] bool beginsAddress(Place begin, Place end) const;
   Place takeCommonName(const Value& value, Place end);
   Place takeUserIds(Place begin);
   Place takeUserPass(const Value& value);

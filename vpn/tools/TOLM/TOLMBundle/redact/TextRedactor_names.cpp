@@ -383,7 +383,7 @@ TextRedactor::Place TextRedactor::tryHome(Place slash) {
   while (end > place && at(end - 1) == '.') {
     --end;
   }
-  if (end == place) {
+  if (end == place || beginsAddress(place, end)) {
     return slash;
   }
   // "https://gw/home/start" and "/users/list" are pages of a server.

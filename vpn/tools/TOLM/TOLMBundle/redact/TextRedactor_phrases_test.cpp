@@ -80,10 +80,12 @@ TEST(RedactPhraseTest, KeysOfWirelessNetworksGo) {
       {"wifi-sec.wep-key0: 1234567890", "wifi-sec.wep-key0: REDACTED"},
       {"psk \"correct horse\"", "psk \"REDACTED\""},
       {"passphrase hunter22", "passphrase REDACTED"},
+      {"DTLS-PSK: 8f3a8f3a8f3a8f3a\ntls_psk=8f3a8f3a8f3a8f3a\ndtlsPsk: \"8f3a8f3a\"",
+       "DTLS-PSK: REDACTED\ntls_psk=REDACTED\ndtlsPsk: \"REDACTED\""},
       {"bindpw hunter\nbind_pw=hunter\npw=hunter", "bindpw REDACTED\nbind_pw=REDACTED\npw=REDACTED"},
   });
   expectStays({"wifi-sec.psk-flags: 0", "key_mgmt: WPA-PSK SAE", "the wpa-psk of it", "passphrase wanted",
-               "psk mismatch 15 times"});
+               "psk mismatch 15 times", "ike-psk: enabled", "WPA2-PSK: yes"});
 }
 
 TEST(RedactPhraseTest, KeysInPemUnderAllTheirNamesGo) {

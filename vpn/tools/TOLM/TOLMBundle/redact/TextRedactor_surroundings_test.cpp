@@ -301,6 +301,29 @@ TEST(SurroundingsTest, AnEscapeEndsAUsersName) {
   EXPECT_THAT(redacted("user=\x1b[1mjdoe7\x1b[0m"), MatchesRegex("user=\x1b\\[1muser-.{10}\x1b\\[0m"));
 }
 
+TEST(SurroundingsTest, BehindAKeyColoursArePassedHoweverMany) {
+  EXPECT_EQ("password=\x1b[0m\x1b[1mREDACTED\x1b[0m x",
+            redacted("password=\x1b[0m\x1b[1mhunter2abc\x1b[0m x"));
+  EXPECT_THAT(redacted("user=\x1b[0;1m\x1b[31mjdoe7\x1b[0m"),
+              MatchesRegex("user=\x1b\\[0;1m\x1b\\[31muser-.{10}\x1b\\[0m"));
+  for (const std::string key : {"gateway: ", "host=", "user: ", "mac=", "MAC: ", "domain=", "serial: "}) {
+    EXPECT_THAT(redacted(key + "\x1b[1m2a02:8071:b89::77\x1b[0m"), Not(HasSubstr("8071:b89"))) << key;
+    EXPECT_THAT(redacted(key + "\x1b[0m\x1b[31m3c:52:82:ab:cd:ef\x1b[0m"), Not(HasSubstr("52:82:ab"))) << key;
+  }
+}
+
+TEST(SurroundingsTest, AnAddressInANamesPlaceIsAnAddress) {
+  const std::string address = redacted("connect 81.2.69.142:443").substr(8);
+  const std::string v4 = address.substr(0, address.find(':'));
+  for (const std::string front : {"subject=C = DE, O = x, CN = ", "issuer=CN = ", "VERIFY OK: depth=0, CN=",
+                                  "CN=\"", "/home/", "uid=1001("}) {
+    EXPECT_EQ(front + v4 + ")", redacted(front + "81.2.69.142)")) << front;
+    EXPECT_THAT(redacted(front + "2a02:8071:b89::77"), Not(HasSubstr("8071:b89"))) << front;
+    EXPECT_THAT(redacted(front + "2a02:8071:b89::77"), Not(HasSubstr("user-"))) << front;
+  }
+  EXPECT_THAT(redacted("/home/adam/x"), MatchesRegex("/home/user-.{10}/x"));
+}
+
 TEST(UserOptionTest, TheOptionOfASystemsOwnTeachesNoUser) {
   expectStays(
       "desktop (systemd --user integration)\nintegration of systemctl --user status; pip install --user "

@@ -140,6 +140,16 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   return std::max(last, m_nCopied);
 }
 
+// Whether an address begins here, which is told by its look: "81.2.69.142", the front of "2a02:8071::1".
+bool TextRedactor::beginsAddress(Place begin, Place end) const {
+  const std::string_view name = text(begin, end);
+  const bool isHex =
+      std::all_of(name.begin(), name.end(), [](char c) { return isHexByte(static_cast<unsigned char>(c)); });
+  return (name.find('.') != std::string_view::npos &&
+          name.find_first_not_of("0123456789.") == std::string_view::npos) ||
+         (isHex && at(end) == ':' && (isHexByte(at(end + 1)) || at(end + 1) == ':'));
+}
+
 // "CN = jane" and "CN = Jane Doe", and not "CN = Acme Root CA".
 TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) {
   constexpr std::size_t kLongestCommonName = 64;
@@ -162,7 +172,7 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
   if (blank == std::string_view::npos) {
     const bool isPlain = std::all_of(name.begin(), name.end(),
                                      [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
-    if (name.size() < 3 || hostLook(name) != HostLook::kNone) {
+    if (name.size() < 3 || hostLook(name) != HostLook::kNone || beginsAddress(begin, last)) {
       return begin;
     }
     const bool isGuess = isPlain || isNameOfKey(name) || isIssuerLine(lineFront(begin));
@@ -241,6 +251,9 @@ TextRedactor::Place TextRedactor::takeUserIds(Place begin) {
       ++place;
     }
     if (at(place) != ')') {
+      return std::max(begin, m_nCopied);
+    }
+    if (beginsAddress(name, place)) {
       return std::max(begin, m_nCopied);
     }
     if (id >= kFirstOfPeople) {

@@ -12,6 +12,7 @@ namespace halvo {
 namespace {
 
 constexpr std::size_t kMostBlanks = 32;
+constexpr std::size_t kMostColours = 64;  // bytes of their sequences
 
 }  // namespace
 
@@ -189,10 +190,13 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   while (place - afterSign < kMostBlanks && isBlankByte(at(place))) {
     ++place;
   }
-  // A colour's sequence is no part of the value.
-  if (at(place) == 0x1b && at(place + 1) == '[') {
+  // The sequences of colours are no part of the value.
+  const Place colours = place;
+  while (at(place) == 0x1b && at(place + 1) == '[' && colourEnd(place + 1) > place + 1 &&
+         place - colours < kMostColours) {
     place = colourEnd(place + 1);
   }
+  value.colours = place > colours ? colours : 0;
   value.isFound = true;
   value.wasQuoted = wasQuoted;
   if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
@@ -439,7 +443,9 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       return done;
     }
   }
-  return takeValue(look, value);
+  // What isn't taken is looked at for itself, behind its colours.
+  const Place done = takeValue(look, value);
+  return done <= value.begin && value.colours != 0 ? value.colours : done;
 }
 
 }  // namespace halvo
