@@ -62,6 +62,33 @@ void takeYear(std::string_view line, LogTime& time) {
   }
 }
 
+// The names of the zones that have one. Other words in capitals are levels and the like.
+bool isZoneName(std::string_view word) {
+  constexpr std::string_view kNames =
+      " ACDT ACST ADT AEDT AEST AKDT AKST AST AWST BST CAT CDT CEST CET CST EAT EDT EEST EET EST GMT HDT HKT "
+      "HST IDT IST JST KST MDT MSK MST NDT NST NZDT NZST PDT PKT PST SAST SST UTC WAT WEST WET WIB WIT WITA ";
+  const std::size_t at = kNames.find(word);
+  return at != std::string_view::npos && kNames[at - 1] == ' ' && kNames[at + word.size()] == ' ';
+}
+
+// " +0100", " CET" or " GMT+0100", which a year is ahead of: behind other times they may be anything.
+void takeZone(std::string_view line, LogTime& time) {
+  const std::size_t at = time.end;
+  if (at >= line.size() || line[at] != ' ') {
+    return;
+  }
+  const std::size_t name = endOfZone(line, at);
+  if (name > at && !isZoneName(line.substr(at + 1, name - at - 1))) {
+    return;
+  }
+  const std::size_t offset = name > at ? name : at + 1;
+  const bool isSigned = offset < line.size() && (line[offset] == '+' || line[offset] == '-');
+  const std::size_t end = isSigned ? endOfOffset(line, offset) : offset;
+  if (end > at + 1 && (isWordsEnd(line, end) || line[end] == ',')) {
+    time.end = end;
+  }
+}
+
 // What may stand behind the seconds: a fraction, a zone, a year.
 void takeTail(std::string_view line, LogTime& time) {
   std::size_t at = time.end;
@@ -77,6 +104,9 @@ void takeTail(std::string_view line, LogTime& time) {
   takeHalfOfDay(line, time);
   if (time.month != 0 && time.year == 0) {
     takeYear(line, time);
+  }
+  if (time.year != 0) {
+    takeZone(line, time);
   }
 }
 

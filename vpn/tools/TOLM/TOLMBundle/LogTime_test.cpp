@@ -35,7 +35,7 @@ TEST(LogTimeTest, CommonFormsAreFound) {
   EXPECT_EQ(found("Mar 15 10:42:07 host tm[1]: up"), "0000-03-15 10:42:07 [Mar 15 10:42:07]");
   EXPECT_EQ(found("Mar  5 10:42:07 host"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
   EXPECT_EQ(found("at Sun Mar 15 10:42:07 2026"), "2026-03-15 10:42:07 [Sun Mar 15 10:42:07 2026]");
-  EXPECT_EQ(found("[15/Mar/2026:10:42:07 +0100]"), "2026-03-15 10:42:07 [15/Mar/2026:10:42:07]");
+  EXPECT_EQ(found("[15/Mar/2026:10:42:07 +0100]"), "2026-03-15 10:42:07 [15/Mar/2026:10:42:07 +0100]");
   EXPECT_EQ(found("03/15/2026 10:42:07 up"), "2026-03-15 10:42:07 [03/15/2026 10:42:07]");
   EXPECT_EQ(found("15.03.2026 10:42:07 up"), "2026-03-15 10:42:07 [15.03.2026 10:42:07]");
   EXPECT_EQ(found("2026/03/15 10:42:07Z"), "2026-03-15 10:42:07 [2026/03/15 10:42:07Z]");
@@ -43,9 +43,10 @@ TEST(LogTimeTest, CommonFormsAreFound) {
 }
 
 TEST(LogTimeTest, RarerFormsAreFound) {
-  EXPECT_EQ(found("Sun, 15 Mar 2026 10:42:07 +0100"), "2026-03-15 10:42:07 [Sun, 15 Mar 2026 10:42:07]");
-  EXPECT_EQ(found("Sun 15 Mar 2026 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 15 Mar 2026 10:42:07]");
-  EXPECT_EQ(found("Sun 2026-03-15 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 2026-03-15 10:42:07]");
+  EXPECT_EQ(found("Sun, 15 Mar 2026 10:42:07 +0100"),
+            "2026-03-15 10:42:07 [Sun, 15 Mar 2026 10:42:07 +0100]");
+  EXPECT_EQ(found("Sun 15 Mar 2026 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 15 Mar 2026 10:42:07 CET]");
+  EXPECT_EQ(found("Sun 2026-03-15 10:42:07 CET"), "2026-03-15 10:42:07 [Sun 2026-03-15 10:42:07 CET]");
   EXPECT_EQ(found("02 Mar 2026 10:42:07 up"), "2026-03-02 10:42:07 [02 Mar 2026 10:42:07]");
   EXPECT_EQ(found("Mar 3, 2026 10:42:07 up"), "2026-03-03 10:42:07 [Mar 3, 2026 10:42:07]");
   EXPECT_EQ(found("Mar 3, 2026, 10:42:07 PM"), "2026-03-03 22:42:07 [Mar 3, 2026, 10:42:07 PM]");
@@ -113,6 +114,26 @@ TEST(LogTimeTest, AZonesHoursAreThoseOfAZone) {
             "<time> <time>.1 <time>-1234");
 }
 
+// Every line differed where the clock had gone to summer time, or the other machine had its own zone.
+TEST(LogTimeTest, AZoneBehindABlankIsOfTheTimeWhereThereIsAYear) {
+  for (const std::string zone : {"+0100", "-03:00", "CET", "UTC", "GMT+0100", "NZDT"}) {
+    EXPECT_EQ(normal("2026-03-15 10:42:07.123 " + zone + " x"), "<time> x") << zone;
+    EXPECT_EQ(normal("[15/Mar/2026:10:42:07 " + zone + "] x"), "[<time>] x") << zone;
+    EXPECT_EQ(normal("Sun, 15 Mar 2026 10:42:07 " + zone), "<time>") << zone;
+    EXPECT_EQ(normal("2026-03-15 10:42:07 " + zone + ",443,up " + zone), "<time>,443,up " + zone) << zone;
+  }
+  EXPECT_EQ(normal("3/15/2026 2:42:07 PM +01:00 x"), "<time> x");
+  EXPECT_EQ(normal("Sun Mar 15 10:42:07 2026 CET: x"), "<time>: x");
+  EXPECT_EQ(normal("Expires: 2026-03-15 10:42:07 CET"), "Expires: 2026-03-15 10:42:07 CET");
+  for (const std::string other :
+       {"ERROR x", "INFO x", "ET x", "EST-gw1 x", "CETX x", "cet x", "Z x", "+1500 x", "-0110 x", "+01000 x",
+        "-03 x", "443 x", "+0100/2 x", "-", "+", ""}) {
+    EXPECT_EQ(normal("2026-03-15 10:42:07 " + other), "<time> " + other);
+  }
+  EXPECT_EQ(normal("Mar 15 10:42:07 CET x"), "<time> CET x");
+  EXPECT_EQ(normal("10:42:07 +0100 x"), "<time> +0100 x");
+}
+
 TEST(LogTimeTest, ThousandthsMayStandBehindAColonWhereThereIsADate) {
   EXPECT_EQ(found("2026-03-15 10:42:07:123 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07:123]");
   EXPECT_EQ(found("2026-03-15 10:42:07:12 up"), "2026-03-15 10:42:07 [2026-03-15 10:42:07]");
@@ -134,7 +155,7 @@ TEST(LogTimeTest, AYearBehindATimeEndsItOrHasItsDaysName) {
     EXPECT_EQ(found("Mar 15 10:42:07 " + behind), "0000-03-15 10:42:07 [Mar 15 10:42:07]") << behind;
   }
   EXPECT_EQ(found("[Mar 15 10:42:07 2026] up"), "2026-03-15 10:42:07 [Mar 15 10:42:07 2026]");
-  EXPECT_EQ(found("(Mar 15 10:42:07 2026 CET) up"), "2026-03-15 10:42:07 [Mar 15 10:42:07 2026]");
+  EXPECT_EQ(found("(Mar 15 10:42:07 2026 CET) up"), "2026-03-15 10:42:07 [Mar 15 10:42:07 2026 CET]");
   EXPECT_EQ(found("Sun Mar 15 10:42:07 2026: up"), "2026-03-15 10:42:07 [Sun Mar 15 10:42:07 2026]");
   EXPECT_EQ(found("Sun Mar 15 10:42:07 2001:db8::1 up"), "0000-03-15 10:42:07 [Sun Mar 15 10:42:07]");
   EXPECT_EQ(normal("Mar 15 10:42:07 2026-03-15T10:42:07Z x"), "<time> <time> x");
@@ -158,8 +179,8 @@ TEST(LogTimeTest, WhatOnlyLooksLikeATimeIsNone) {
 }
 
 TEST(LogTimeTest, EveryYearOfACertificateIsTaken) {
-  EXPECT_EQ(found("notAfter=Dec 31 23:59:59 9999 GMT"), "9999-12-31 23:59:59 [Dec 31 23:59:59 9999]");
-  EXPECT_EQ(found("Mar  5 10:42:07 2126 GMT"), "2126-03-05 10:42:07 [Mar  5 10:42:07 2126]");
+  EXPECT_EQ(found("notAfter=Dec 31 23:59:59 9999 GMT"), "9999-12-31 23:59:59 [Dec 31 23:59:59 9999 GMT]");
+  EXPECT_EQ(found("Mar  5 10:42:07 2126 GMT"), "2126-03-05 10:42:07 [Mar  5 10:42:07 2126 GMT]");
   EXPECT_EQ(found("Mar  5 10:42:07 1950"), "1950-03-05 10:42:07 [Mar  5 10:42:07 1950]");
   EXPECT_EQ(found("Mar  5 10:42:07 4096 bytes"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
   EXPECT_EQ(found("Mar  5 10:42:07 2020x"), "0000-03-05 10:42:07 [Mar  5 10:42:07]");
@@ -257,7 +278,7 @@ TEST(LogTimeTest, ATimeThatIsASettingCounts) {
             "            Not After : Mar  5 10:42:07 2026 GMT");
   EXPECT_EQ(normal("time=\"2026-03-15T10:42:07Z\" ts=10:42:07 at=10:42:07 t=20260315T104203Z x"),
             "time=\"<time>\" ts=<time> at=<time> t=<time> x");
-  EXPECT_EQ(normal("ActiveEnterTimestamp=Sun 2026-03-15 10:42:07 CET"), "ActiveEnterTimestamp=<time> CET");
+  EXPECT_EQ(normal("ActiveEnterTimestamp=Sun 2026-03-15 10:42:07 CET"), "ActiveEnterTimestamp=<time>");
 }
 
 TEST(LogTimeTest, ATimeThatIsASettingCountsInEachFormOfSettings) {
@@ -287,9 +308,9 @@ TEST(LogTimeTest, ATimeThatALogTellsBehindANameIsSetAside) {
             "{\"updated_at\":\"<time>\",\"receivedAt\":\"<time>\",\"renewedBy\":\"10:42:07\"}");
   EXPECT_EQ(normal("10:42:07 tm: started: 10:42:07"), "<time> tm: started: <time>");
   EXPECT_EQ(normal("10:42:07 lease valid until 11:42:07"), "<time> lease valid until <time>");
-  EXPECT_EQ(normal("Modify: 2026-03-15 10:42:07.123 +0100"), "Modify: <time> +0100");
+  EXPECT_EQ(normal("Modify: 2026-03-15 10:42:07.123 +0100"), "Modify: <time>");
   EXPECT_EQ(normal("Start-Date: 2026-03-15  10:42:07"), "Start-Date: <time>");
-  EXPECT_EQ(normal("  Universal time: Sun 2026-03-15 10:42:07 UTC"), "  Universal time: <time> UTC");
+  EXPECT_EQ(normal("  Universal time: Sun 2026-03-15 10:42:07 UTC"), "  Universal time: <time>");
 }
 
 TEST(LogTimeTest, SecondsSince1970ThatALogTellsBehindANameAreSetAside) {
@@ -305,8 +326,8 @@ TEST(LogTimeTest, SecondsSince1970ThatALogTellsBehindANameAreSetAside) {
 
 TEST(LogTimeTest, WhatTellsATimeOnceMoreIsSetAside) {
   EXPECT_EQ(normal("Active: active (running) since Sun 2026-03-15 10:42:07 UTC; 1h 3min ago"),
-            "Active: active (running) since <time> UTC<time>");
-  EXPECT_EQ(normal("clock to 2026-03-15T10:42:07 UTC (1773571327)"), "clock to <time> UTC <time>");
+            "Active: active (running) since <time><time>");
+  EXPECT_EQ(normal("clock to 2026-03-15T10:42:07 UTC (1773571327)"), "clock to <time> <time>");
   EXPECT_EQ(normal("10:42:07 (1773571327 bytes) x"), "<time> (1773571327 bytes) x");
   EXPECT_EQ(normal("10:42:07; 3 tries ago it was up"), "<time>; 3 tries ago it was up");
   EXPECT_EQ(normal("SessionTimeout=00:30:00; a while ago"), "SessionTimeout=00:30:00; a while ago");
