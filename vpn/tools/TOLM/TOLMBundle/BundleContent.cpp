@@ -15,8 +15,14 @@ namespace halvo {
 
 namespace {
 
-// A summary has some hundred bytes a file.
-constexpr std::size_t kLongestSummary = std::size_t{1} << 26U;
+// A summary has some hundred bytes a file, and its text is held several times over while it is read: a small
+// bundle with a huge one is made up.
+std::size_t longestSummary(std::size_t entries) {
+  constexpr std::size_t kOfAnyBundle = std::size_t{1} << 24U;
+  constexpr std::size_t kOfTheLargest = std::size_t{1} << 26U;
+  constexpr std::size_t kOfAnEntry = 1024;
+  return std::clamp(entries * kOfAnEntry, kOfAnyBundle, kOfTheLargest);
+}
 
 constexpr std::size_t kUnmatched = SIZE_MAX;
 
@@ -176,8 +182,12 @@ void BundleContent::readSummaryEntry() {
     return;
   }
   std::string text;
-  m_strFault = m_rReader.readFront(m_nSummaryEntry, kLongestSummary, text);
+  const std::size_t limit = longestSummary(m_rReader.entries().size());
+  m_strFault = m_rReader.readFront(m_nSummaryEntry, limit, text);
   m_Summary = readSummary(text);
+  if (m_strFault.empty() && m_rReader.entries()[m_nSummaryEntry].size > limit) {
+    m_strFault = "the summary has more than " + std::to_string(limit >> 20U) + " MiB; the rest isn't read";
+  }
   if (m_strFault.empty()) {
     m_strFault = m_Summary.fault;
   }

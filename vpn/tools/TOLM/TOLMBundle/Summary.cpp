@@ -116,6 +116,16 @@ class SummaryText {
     }
   }
 
+  // No run has as many; a text of line feeds alone would have millions.
+  void addLine(std::vector<std::string>& lines, std::string line) {
+    constexpr std::size_t kMostLines = 100000;
+    if (lines.size() < kMostLines) {
+      lines.push_back(std::move(line));
+    } else {
+      noteFault("a list has more than " + std::to_string(kMostLines) + " lines; the rest is passed over");
+    }
+  }
+
   // Passes over what can't be made out, to the next thing that can.
   void skip() {
     noteFault("the summary can't be made out");
@@ -226,9 +236,9 @@ class SummaryText {
       const std::size_t before = m_nAt;
       if (take(start) && takeUpToNoteEnd(id)) {
         id = withPlainAmpersands(id);
-        section.notes.push_back(kNotDefaultStart + id +
-                                std::string(kNotDefaultEnd, sizeof(kNotDefaultEnd) - 2));
-        section.notDefault.push_back(std::move(id));
+        addLine(section.notes,
+                kNotDefaultStart + id + std::string(kNotDefaultEnd, sizeof(kNotDefaultEnd) - 2));
+        addLine(section.notDefault, std::move(id));
         continue;
       }
       m_nAt = before;
@@ -236,7 +246,7 @@ class SummaryText {
       const std::string line =
           isNew && stands(kDuplicateStart) ? withPlainAmpersands(takeLine()) : takeLine();
       if (isNew || section.notes.empty()) {
-        section.notes.push_back(line);
+        addLine(section.notes, line);
       } else {
         section.notes.back() += "\n" + line;
       }
@@ -255,7 +265,7 @@ class SummaryText {
       return false;
     }
     while (m_nAt < m_rText.size() && !isBoundary()) {
-      m_pSummary->failedDocuments.push_back(takeLine());
+      addLine(m_pSummary->failedDocuments, takeLine());
     }
     return true;
   }
@@ -266,7 +276,7 @@ class SummaryText {
     }
     m_pSummary->hasUnknownHeading = true;
     while (m_nAt < m_rText.size()) {
-      m_pSummary->unknownIds.push_back(withPlainAmpersands(takeLine()));
+      addLine(m_pSummary->unknownIds, withPlainAmpersands(takeLine()));
     }
     return true;
   }

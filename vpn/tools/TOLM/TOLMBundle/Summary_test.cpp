@@ -7,10 +7,16 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/Subprocess.h"
+#include "vpn/tools/TOLM/TOLMBundle/OpenedBundle_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/SummaryBuilder_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
 
 namespace halvo {
 namespace {
 
+using test::OpenedBundle;
+using test::SummaryBuilder;
+using test::ZipBuilder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -110,6 +116,35 @@ TEST(SummaryTest, NotesWithoutAnEndAreLinesOfTheirOwn) {
   EXPECT_THAT(summary.sections[0].notDefault, IsEmpty());
   ASSERT_THAT(summary.sections[0].notes, SizeIs(kMany));
   EXPECT_EQ(summary.sections[0].notes.back(), "The file(s) of ID x");
+}
+
+TEST(SummaryTest, OfAListWithoutAnEndItsFrontIsKept) {
+  std::string text = golden("default_run");
+  constexpr std::size_t kMany = 200000;
+  const Summary summary = readSummary(text + std::string(kMany, '\n'));
+  EXPECT_EQ(summary.unknownIds.size(), kMany / 2);
+  EXPECT_THAT(summary.fault, HasSubstr("a list has more than 100000 lines"));
+  EXPECT_EQ(readSummary(text + std::string(kMany / 2, '\n')).fault, "");
+}
+
+// Bytes that pack to nothing took hundreds of megabytes.
+TEST(SummaryTest, ASummaryIsReadAsFarAsTheBundlesFilesMayFill) {
+  SummaryBuilder builder;
+  builder.section("Logs");
+  constexpr std::size_t kRows = 125000;  // of 142 bytes
+  for (std::size_t i = 0; i < kRows; ++i) {
+    builder.omitted("a", "N/A", "", "No file found");
+  }
+  ZipBuilder zip = ZipBuilder().add({"summary.txt", builder.take()});
+  const OpenedBundle small(zip);
+  EXPECT_EQ(small->fault(), "the summary has more than 16 MiB; the rest isn't read");
+  EXPECT_GT(small->missing().size(), kRows * 9 / 10);
+  for (int i = 0; i < 20000; ++i) {
+    zip.add({"Logs/" + std::to_string(i), ""});
+  }
+  const OpenedBundle large(zip);
+  EXPECT_EQ(large->fault(), "");
+  EXPECT_THAT(large->missing(), SizeIs(kRows));
 }
 
 TEST(SummaryTest, CutSummaryGivesWhatIsThereAndAFault) {
