@@ -15,12 +15,13 @@ constexpr std::size_t kLongestText = 16384;
 constexpr std::size_t kMostGrowth = 24;
 constexpr std::size_t kMostMore = 4096;
 
-constexpr std::string_view kPlanted[] = {"zq9seed77zq9", "81.2.69.142", "quinzeldov", "2a02:8071:b89::77",
-                                         "gw7.belgarmon.de"};
+constexpr std::string_view kPlanted[] = {"zq9seed77zq9",     "81.2.69.142", "quinzeldov", "2a02:8071:b89::77",
+                                         "gw7.belgarmon.de", "tremwolda",   "vexhollun"};
 constexpr std::string_view kLines =
     "\npassword=Zq9seed77Zq9\nconnect to 81.2.69.142:443 failed\nuser=quinzeldov\nby quinzeldov at "
     "[2a02:8071:b89::77]:22\n"
-    "https://gw7.belgarmon.de/x and Zq9seed77Zq9\n";
+    "https://gw7.belgarmon.de/x and Zq9seed77Zq9\n"
+    "{\"u\":\"/cb?user=tremwolda\\u0026password=Vexhollun\"}\nuser=\\u003ctremwolda\\u003e\n";
 
 void require(bool holds) {
   if (!holds) {

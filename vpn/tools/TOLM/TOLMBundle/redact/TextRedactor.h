@@ -211,7 +211,14 @@ class TextRedactor {
   Place takeHosts(Place begin, Place end);
 
   // TextRedactor_users.cpp
-  static std::size_t escapeIn(std::string_view name);
+  enum class SlashKind { kDomain, kSign, kLetter };
+  struct Slashes {
+    SlashKind kind = SlashKind::kDomain;
+    std::size_t end = 0;  // behind the escape, or the letter that is none
+    char32_t code = 0;    // of kSign
+  };
+  static Slashes slashesAt(std::string_view name, std::size_t place);
+  static std::size_t escapedSignIn(std::string_view name);
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   [[nodiscard]] bool beginsAddress(Place begin, Place end) const;

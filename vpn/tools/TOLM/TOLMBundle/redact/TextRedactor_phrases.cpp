@@ -418,7 +418,9 @@ TextRedactor::Place TextRedactor::tryDomainUser(Place begin, Place end) {
     --last;
   }
   const std::string_view name = text(user, last);
-  if (name.size() < 3 || at(last) == '\\' || at(last) == '(' || at(last) == '*' || at(last) == '+') {
+  // "A=FOO\\\\u0026b=1"
+  if (slashesAt(text(begin, last), end - begin).kind == SlashKind::kSign || name.size() < 3 ||
+      at(last) == '\\' || at(last) == '(' || at(last) == '*' || at(last) == '+') {
     return begin;
   }
   // A plain word after a backslash may be anything: it goes here, and isn't looked for elsewhere.

@@ -213,12 +213,15 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
   const Place begin = value.begin;
   const std::string_view name = text(begin, end);
   switch (look) {
-    case KeyLook::kUserMaybe:
+    case KeyLook::kUserMaybe: {
       // A host, a certificate's subject, an id.
-      if (hostLook(name) != HostLook::kNone || name.find('=') != std::string_view::npos || isUuidLike(name)) {
+      const std::string_view front = name.substr(0, escapedSignIn(name));
+      if (hostLook(front) != HostLook::kNone || front.find('=') != std::string_view::npos ||
+          isUuidLike(front)) {
         return begin;
       }
       return takeUser(value, end);
+    }
     case KeyLook::kUser:
       return takeUser(value, end);
     case KeyLook::kCommonName:

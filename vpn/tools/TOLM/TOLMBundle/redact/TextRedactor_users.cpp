@@ -50,19 +50,83 @@ bool isIssuerLine(std::string_view front) {
   return front.starts_with("i:") || isSame(front.substr(0, 6), "issuer");
 }
 
+constexpr char32_t kEscapeCode = 0x1b;
+
+// "password=" at the front of `text`: a name and its sign.
+bool beginsKey(std::string_view text) {
+  const std::size_t size = static_cast<std::size_t>(
+      std::find_if_not(text.begin(), text.end(),
+                       [](char c) { return isIdentifierByte(static_cast<unsigned char>(c)); }) -
+      text.begin());
+  return size > 0 && size < text.size() && text[size] == '=';
+}
+
 }  // namespace
 
-// Where a "\\n" or its like, written out, ends a user's name. "CORP\\nadine" is a domain and a name.
-std::size_t TextRedactor::escapeIn(std::string_view name) {
-  const std::size_t slash = name.find('\\');
-  if (slash == std::string_view::npos || slash == 0 || slash + 1 >= name.size() ||
-      std::string_view("nrt").find(name[slash + 1]) == std::string_view::npos) {
-    return std::string_view::npos;
+// What the backslashes at `place` begin in a user's name. A sign that is written as an escape ("\\u0026",
+// "\\x26", "\\046", "\\'") ends the name, and so do a line's end and the next name of a value. "CORP\\nadine"
+// is a domain and a name, and so is "CORP\\u001234": digits alone follow, and more than an escape has.
+TextRedactor::Slashes TextRedactor::slashesAt(std::string_view name, std::size_t place) {
+  const std::size_t letter = std::min(name.find_first_not_of('\\', place), name.size());
+  if (letter == name.size()) {
+    return {SlashKind::kSign, letter, 0};
   }
-  const std::string_view rest = name.substr(slash + 2);
-  const bool goesOn = !rest.empty() && isWordByte(static_cast<unsigned char>(rest.front())) &&
-                      rest.find_first_of("=:\\") == std::string_view::npos;
-  return goesOn ? std::string_view::npos : slash;
+  const auto first = static_cast<unsigned char>(name[letter]);
+  if (!isUserByte(first) && first != '@' && first != '/' && first != '%') {
+    return {SlashKind::kSign, letter + 1, first};
+  }
+  const std::string_view behind = name.substr(letter);
+  if (beginsKey(behind) && mayBeKey(behind.substr(0, behind.find('=')))) {
+    return {SlashKind::kSign, letter, '='};
+  }
+  if (first == 'e' && name.substr(letter + 1).starts_with('[')) {
+    return {SlashKind::kSign, letter + 1, kEscapeCode};
+  }
+  if (first == 'n' || first == 'r' || first == 't') {
+    const std::string_view rest = name.substr(letter + 1);
+    // Behind two the next backslash is no part of the word: one in a text that is quoted.
+    const std::string_view word = rest.substr(0, letter - place > 1 ? rest.find('\\') : rest.size());
+    const bool goesOn = place > 0 && !word.empty() && isWordByte(static_cast<unsigned char>(word.front())) &&
+                        word.find_first_of("=:\\") == std::string_view::npos;
+    return {goesOn ? SlashKind::kDomain : SlashKind::kSign, letter + 1, first == 't' ? U'\t' : U'\n'};
+  }
+  const bool isHex = first == 'u' || first == 'x';
+  const std::string_view rest = name.substr(letter + (isHex ? 1 : 0));
+  const std::size_t digits = first == 'u' ? 4 : first == 'x' ? 2 : 3;
+  const std::string_view code = rest.substr(0, digits);
+  const std::string_view digitsOf(isHex ? "0123456789abcdefABCDEF" : "01234567");
+  if (code.size() < digits || code.find_first_not_of(digitsOf) != std::string_view::npos ||
+      (!isHex && rest.size() > digits && isDigitByte(static_cast<unsigned char>(rest[digits])))) {
+    return {SlashKind::kDomain, letter, 0};
+  }
+  char32_t value = 0;
+  for (const char c : code) {
+    value = value * (isHex ? 16 : 8) + hexValue(static_cast<unsigned char>(c));
+  }
+  const bool isLetter = value < 0x80 ? isUserByte(static_cast<unsigned char>(value))
+                                     : first != 'u' || highLook(value) != HighLook::kSign;
+  const bool isNumber = rest.find_first_not_of("0123456789") == std::string_view::npos;
+  const bool isCapital =
+      place > 0 && std::none_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(place),
+                                [](char c) { return c >= 'a' && c <= 'z'; });
+  // A byte of 0x80 to 0xbf begins no letter.
+  if ((isNumber && (rest.size() > digits || (isLetter && isCapital))) ||
+      (first != 'u' && value >= 0x80 && value < 0xc0)) {
+    return {SlashKind::kDomain, letter, 0};
+  }
+  return {isLetter ? SlashKind::kLetter : SlashKind::kSign, letter + (isHex ? 1 : 0) + digits, value};
+}
+
+// Where a sign that is written as an escape ends the name.
+std::size_t TextRedactor::escapedSignIn(std::string_view name) {
+  for (std::size_t place = name.find('\\'); place != std::string_view::npos;) {
+    const Slashes slashes = slashesAt(name, place);
+    if (slashes.kind == SlashKind::kSign && place > 0) {
+      return place;
+    }
+    place = name.find('\\', slashes.end);
+  }
+  return name.size();
 }
 
 // "USER=", "LOGNAME=" of an environment or the summary's "User Name:", in front of `value`.
@@ -78,12 +142,39 @@ bool TextRedactor::isUserVariable(Place value) const {
   return front.ends_with("USER=") || front.ends_with("LOGNAME=") || front.ends_with("USERNAME=");
 }
 
-// jane, CORP\jane, jane@corp.
+// jane, CORP\jane, jane@corp, M\u00fcller; "\u0022jane\u0022" and "jane\u0026x=1".
 TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
-  const Place begin = value.begin;
-  std::string_view name = text(begin, end);
-  if (name.find_first_of("/%") != std::string_view::npos) {
-    return begin;
+  Place begin = value.begin;
+  unsigned domains = 0;
+  bool isSpelt = false;  // with letters that are written as escapes
+  for (Place place = begin; place < end; ++place) {
+    if (at(place) != '\\') {
+      continue;
+    }
+    const Slashes slashes = slashesAt(text(begin, end), place - begin);
+    const Place behind = begin + slashes.end;
+    if (slashes.kind == SlashKind::kSign && place > begin) {
+      end = place;
+    } else if (slashes.kind == SlashKind::kSign) {
+      // Other signs say that the value is empty.
+      constexpr std::u32string_view kOpening = U"\t\x1b \"'`<([{";
+      if (slashes.code < 128 && kOpening.find(slashes.code) == std::u32string_view::npos) {
+        return value.begin;
+      }
+      begin = slashes.code == kEscapeCode && at(behind) == '[' ? std::min(colourEnd(behind), end) : behind;
+      if (beginsKey(text(begin, end))) {
+        return value.begin;
+      }
+    } else {
+      domains += slashes.kind == SlashKind::kDomain ? 1U : 0U;
+      isSpelt = isSpelt || slashes.kind == SlashKind::kLetter;
+    }
+    place = behind - 1;
+  }
+  const std::string_view name = text(begin, end);
+  const bool isPath = domains > 1 && (name.front() == '\\' || name.find(':') != std::string_view::npos);
+  if (name.find_first_of("/%") != std::string_view::npos || (isPath && !isSpelt)) {
+    return value.begin;
   }
   if (const std::size_t sign = name.find('@'); sign != std::string_view::npos) {
     // "user:password@host" is another's, and an e-mail address is told by its look.
@@ -97,25 +188,17 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
         (hostLook(domain) != HostLook::kNone && !isReservedHost(domain)) ||
         !std::all_of(local.begin(), local.end(),
                      [](char c) { return isIdentifierByte(static_cast<unsigned char>(c)) || c == '+'; })) {
-      return begin;
+      return value.begin;
     }
     replaceUser(begin, begin + sign);
     replaceHost(begin + sign + 1, last);
     return std::max(last, m_nCopied);
   }
-  if (const std::size_t escape = escapeIn(name); escape != std::string_view::npos) {
-    end = begin + escape;
-    name = name.substr(0, escape);
-  }
-  const std::size_t slash = name.rfind('\\');
-  const Place user = slash == std::string_view::npos ? begin : begin + slash + 1;
-  if (slash != std::string_view::npos) {
-    const std::size_t domain = name.find('\\');
-    replaceHost(begin, begin + domain);
-  }
+  const bool hasDomain = domains > 0 && !isSpelt;
+  const Place user = hasDomain ? begin + name.rfind('\\') + 1 : begin;
   Place last = user;
   while (last < end &&
-         (isWordByte(at(last)) ||
+         (isWordByte(at(last)) || (isSpelt && at(last) == '\\') ||
           std::string_view("-_.+$ ").find(static_cast<char>(at(last))) != std::string_view::npos ||
           (at(last) == '\'' && last > user && last + 1 < end && isWordByte(at(last + 1))))) {
     ++last;
@@ -130,13 +213,21 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   // An address is told by its look.
   const bool isNumber = text(user, last).find_first_not_of("0123456789.") == std::string_view::npos;
   if (last == user || (isCode && value.ending == Ending::kWord) || (isNumber && user == begin)) {
-    return begin;
+    return value.begin;
+  }
+  for (Place place = begin; hasDomain && place < user;) {
+    const std::size_t size = name.substr(place - begin).find('\\');
+    replaceHost(place, place + size, place == begin);
+    place = begin + std::min(name.find_first_not_of('\\', place - begin + size), user - begin);
   }
   // "owner: the one who": a sentence goes on.
   const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
                       isWordByte(at(last + 1)) && last - user < 32;
   const bool isVariable = value.ending == Ending::kWord && isUserVariable(begin);
-  replaceUser(user, last, goesOn ? Evidence::kGuess : isVariable ? Evidence::kProven : Evidence::kNamed);
+  replaceUser(user, last,
+              goesOn || isSpelt ? Evidence::kGuess
+              : isVariable      ? Evidence::kProven
+                                : Evidence::kNamed);
   return std::max(last, m_nCopied);
 }
 
