@@ -119,6 +119,7 @@ void startElement(void* context, const xmlChar* name, const xmlChar** attributes
   if (builder.open != nullptr) {
     builder.open->children.push_back(std::move(element));
   } else {
+    builder.tree.rootName = element->name;
     builder.tree.root = std::move(element);
   }
   builder.open = made;

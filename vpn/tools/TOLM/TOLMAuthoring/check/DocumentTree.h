@@ -81,6 +81,8 @@ struct DocumentTree {
   ParseOutcome outcome = ParseOutcome::kParsed;
   // Null unless the outcome is kParsed.
   std::unique_ptr<DocumentElement> root;
+  // Also of a document that isn't well-formed, where its start could be read.
+  std::string rootName;
   // For a parsed document: what the parser complained about and a run goes on with.
   std::vector<ParserMessage> messages;
 };

@@ -7,7 +7,9 @@
 namespace halvo {
 
 bool isRulesDocument(const DocumentTree& tree) {
-  return tree.outcome == ParseOutcome::kParsed && tree.root != nullptr && tree.root->name == "rules";
+  // What a run does with a document that isn't well-formed is told of instructions alone.
+  return (tree.outcome == ParseOutcome::kParsed || tree.outcome == ParseOutcome::kNotWellFormed) &&
+         tree.rootName == "rules";
 }
 
 std::vector<Finding> checkRulesDocument(const std::string& path, RuleSet& rules) {

@@ -372,6 +372,9 @@ std::vector<Unsayable> unsayable() {
       {"stands for nothing", "what a regular expression captures is told by its syntax",
        "<rules><rule id=\"r\" severity=\"info\"><title>{1}</title><advice>A</advice>"
        "<line pattern=\"x\"/></rule></rules>"},
+      {"{4} stands for nothing", "texts may have any signs",
+       "<rules><rule id=\"r\" severity=\"info\"><title>{3}</title><advice>{4}</advice>"
+       "<line pattern=\"(x)(x)(x)(x)\"/></rule></rules>"},
       {"another rule has the id", "xsd:ID, which is compared, takes names alone, and ids may have any signs",
        "<rules>" + manyRules(1).substr(7, manyRules(1).size() - 15) + manyRules(1).substr(7)},
       {"bytes", "lengths are counted in characters", around("<line pattern=\"" + wide + "\"/>")},
@@ -455,6 +458,14 @@ TEST_F(RulesSchemaTest, ADocumentWithoutARuleAndAnIdOfAnotherDocumentAreTold) {
   }
   run.finish();
   EXPECT_THAT(run.lines(), ::testing::ElementsAre(HasSubstr("two.xml:1:8: error: another rule has the id")));
+}
+
+// What a run does with instructions was said of it.
+TEST_F(RulesSchemaTest, ADocumentThatIsNotWellFormedIsOneOfRulesByItsRoot) {
+  const std::string cut = around("<line pattern=\"x\"/>").substr(0, 90);
+  EXPECT_THAT(check(cut), ::testing::ElementsAre(::testing::MatchesRegex(
+                              "1:[0-9]+: error: not well-formed XML \\([^:]*\\) \\[rule-fault\\]")));
+  EXPECT_THAT(check("<config>" + cut), ::testing::ElementsAre(HasSubstr("[not-well-formed]")));
 }
 
 TEST_F(RulesSchemaTest, FaultsAreToldAtTheStartOfTheirElement) {

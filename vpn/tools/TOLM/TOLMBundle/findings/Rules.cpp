@@ -241,10 +241,13 @@ class RuleParser {
   }
 
   void checkMarks(const xmlNode* node, const Rule& rule) {
-    for (int i = captures(rule.condition) + 1; i <= 3; ++i) {
+    const int most = std::min(captures(rule.condition), kMostCaptures);
+    for (int i = 0; i <= 9; ++i) {
       const std::string mark = "{" + std::to_string(i) + "}";
-      if ((rule.title + rule.advice).find(mark) != std::string::npos) {
-        fault(node, mark + " stands for nothing: no pattern of the rule captures as much");
+      if ((i == 0 || i > most) && (rule.title + rule.advice).find(mark) != std::string::npos) {
+        fault(node, mark + " stands for nothing: " +
+                        (i == 0 || i > kMostCaptures ? "the marks are {1} to {3}"
+                                                     : "no pattern of the rule captures as much"));
       }
     }
   }

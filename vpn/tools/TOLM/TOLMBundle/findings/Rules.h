@@ -17,6 +17,9 @@
 
 namespace halvo {
 
+// Of a pattern: the marks {1} to {3} stand for them.
+inline constexpr int kMostCaptures = 3;
+
 enum class Severity { kError, kWarning, kInfo };
 std::string severityText(Severity severity);
 

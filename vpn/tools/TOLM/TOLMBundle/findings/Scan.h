@@ -25,7 +25,6 @@
 namespace halvo {
 
 inline constexpr std::size_t kMostEvidence = 5;
-inline constexpr int kMostCaptures = 3;
 
 // One line that a probe found.
 struct Hit {
