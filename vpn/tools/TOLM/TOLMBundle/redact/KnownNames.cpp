@@ -57,7 +57,9 @@ const std::unordered_set<std::string_view>& commonWords() {
       "exited", "space", "agent", "monitor", "manager", "helper", "worker", "job", "task", "queue", "timer",
       "socket", "target", "mount", "tolm", "tmtolm", "tmtolmui", "halvo", "tessarmont", "nullptr",
       "static_cast", "static", "const", "std", "string", "void", "self", "undefined", "this", "that", "has",
-      "have", "was", "were", "been", "will", "can", "could", "may", "must", "should", "now", "then"};
+      "have", "was", "were", "been", "will", "can", "could", "may", "must", "should", "now", "then",
+      // steps of logins: "pam_unix(login:auth)"
+      "auth", "setcred", "chauthtok"};
   return words;
 }
 

@@ -174,6 +174,23 @@ TEST(EverydayWordTest, AFullNameOfSuchWordsHidesNoOther) {
               {"DisplayName: Network Manager\n/home/jan/x", "DisplayName: Network Manager\n/home/{U}/x"}});
 }
 
+// A name in single quotes stayed, or took the closing quote with it.
+TEST(CommonNameTest, AQuoteEndsIt) {
+  expectRows({
+      {"authentication of 'C=DE, O=x, CN=bruno7' with RSA\nbruno7",
+       "authentication of 'C=DE, O=x, CN={U}' with RSA\n{U}"},
+      {"authentication of 'CN=thalvorsen' (myself) with RSA", "authentication of 'CN={U}' (myself) with RSA"},
+      {"authentication of 'CN=Bruno Sattler' with EAP", "authentication of 'CN={U}' with EAP"},
+      {"subject='/C=DE/O=x/CN=bruno7' hash=ab", "subject='/C=DE/O=x/CN={U}' hash=ab"},
+      {"IDir 'CN=bruno7' does not match to 'CN=anna7'", "IDir 'CN={U}' does not match to 'CN={U}'"},
+      {"'CN=gw7.acme.de' x", "'CN={H}.{H}.example' x"},
+      {"CN=Conan O'Brien, O=x", "CN={U}, O=x"},
+      {"CN=Anne-Marie Koch/O=x", "CN={U}/O=x"},
+      {"CN=bruno7's key", "CN={U}'s key"},
+  });
+  expectStays({"trusted 'O=x, CN=Acme Root CA' found", "'CN=' x", "CN='' x"});
+}
+
 // What issuers call themselves and their keys became a user, in every file.
 TEST(CommonNameTest, NamesOfIssuersAndKeysTeachNoUser) {
   for (const std::string name : {"R11", "WR2", "vpn-client", "OpenVPN-Server", "Easy-RSA", "device-01", "ca1",

@@ -10,6 +10,7 @@
 namespace halvo {
 namespace {
 
+using test::expectRows;
 using test::expectStays;
 using test::redacted;
 using test::redactedInPieces;
@@ -304,6 +305,29 @@ TEST(RedactNameTest, SentencesOfTheSystemGiveAwayUsers) {
     EXPECT_THAT(result, Not(HasSubstr("jane"))) << text;
   }
   EXPECT_THAT(redacted("jane:x:1000:1000:Jane Doe,,,:/home/jane:/bin/sh\nJane Doe"), Not(HasSubstr("Doe")));
+}
+
+// Those whom sudo refuses are named in other words than those who run a command.
+TEST(RedactNameTest, SudosRefusalsGiveAwayUsers) {
+  expectRows({
+      {"sudo:     jane7 : TTY=pts/0 ; PWD=/\njane7", "sudo:     {U} : TTY=pts/0 ; PWD=/\n{U}"},
+      {"sudo[812]: jane7 : TTY=pts/0 ; PWD=/", "sudo[812]: {U} : TTY=pts/0 ; PWD=/"},
+      {"sudo: hilde : 3 incorrect password attempts ; TTY=pts/0 ; x\nhilde",
+       "sudo: {U} : 3 incorrect password attempts ; TTY=pts/0 ; x\n{U}"},
+      {"sudo[812]:  hilde : command not allowed ; TTY=pts/0",
+       "sudo[812]:  {U} : command not allowed ; TTY=pts/0"},
+      {"sudo: hilde : user NOT in sudoers ; TTY=pts/0", "sudo: {U} : user NOT in sudoers ; TTY=pts/0"},
+  });
+  expectStays({"sudo: hilde : no more", "sudo: hilde: x ; TTY=pts/0", "sudo: hilde : x\n ; TTY=pts/0",
+               "sudo[hilde : x ; TTY=pts/0", "sudo: a terminal is required : x ; TTY=pts/0"});
+}
+
+// "auth" became a user, and with it every setting that is called so.
+TEST(RedactNameTest, StepsOfALoginAreNobody) {
+  expectStays(
+      {"pam_unix(login:auth): check pass; user unknown\nauth SHA256\nauth-user-pass\ntls-auth IKE_AUTH",
+       "pam_unix(login:chauthtok): x\nchauthtok", "pam_unix(login:setcred): x\nsetcred"});
+  expectRows({{"pam_unix(login:auth): x\nlogin: jane7 auth", "pam_unix(login:auth): x\nlogin: {U} auth"}});
 }
 
 TEST(RedactNameTest, AccountsOfTheSystemAndWordsOfLogsStay) {

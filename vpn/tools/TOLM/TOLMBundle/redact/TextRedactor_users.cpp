@@ -43,6 +43,31 @@ bool isNameOfKey(std::string_view name) {
   return areAll;
 }
 
+// Two or three words with a capital each: "Jane Doe", "Anne-Marie O'Brien".
+bool isFullName(std::string_view name) {
+  std::size_t words = 0;
+  while (!name.empty()) {
+    const std::string_view word = name.substr(0, name.find(' '));
+    name.remove_prefix(std::min(name.size(), word.size() + 1));
+    char before = ' ';
+    for (const char c : word) {
+      const bool isCapital = c >= 'A' && c <= 'Z';
+      const bool isOther = (c >= 'a' && c <= 'z') || c == '-' || c == '\'';
+      if (!isCapital && static_cast<unsigned char>(c) < 128 && (before == ' ' || !isOther)) {
+        return false;
+      }
+      if (isCapital && before != ' ' && before != '-' && before != '\'') {
+        return false;
+      }
+      before = c;
+    }
+    if (word.size() < 2 || isOfIssuer(word) || ++words > 3) {
+      return false;
+    }
+  }
+  return words > 1;
+}
+
 // "issuer=", "Issuer: ", and "  i:" in a list of certificates.
 bool isIssuerLine(std::string_view front) {
   const std::size_t first = std::min(front.find_first_not_of(" \t"), front.size());
@@ -250,10 +275,10 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
   }
   Place last = begin;
   while (last - begin < kLongestCommonName && at(last) != 0 &&
-         (isIdentifierByte(at(last)) || at(last) == ' ' || at(last) == '\'')) {
-    ++last;
+         (isIdentifierByte(at(last)) || at(last) == ' ' ||
+          (at(last) == '\'' && last > begin && isLetterByte(at(last - 1)) && isLetterByte(at(last + 1))))) {
+    ++last;  // "O'Brien"; elsewhere the quote ends what stands in quotes
   }
-  last -= last > begin && at(last - 1) == '\'' ? 1U : 0U;
   while (last > begin && (at(last - 1) == ' ' || at(last - 1) == '.')) {
     --last;
   }
@@ -270,19 +295,8 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
     replaceUser(begin, last, isGuess ? Evidence::kGuess : Evidence::kNamed);
     return std::max(last, m_nCopied);
   }
-  // Two or three words with a capital each.
-  std::size_t words = 0;
-  for (std::string_view rest = name; !rest.empty();) {
-    const std::string_view word = rest.substr(0, rest.find(' '));
-    rest.remove_prefix(std::min(rest.size(), word.size() + 1));
-    const bool isName =
-        word.size() > 1 && word.front() >= 'A' && word.front() <= 'Z' &&
-        std::all_of(word.begin() + 1, word.end(), [](char c) {
-          return (c >= 'a' && c <= 'z') || c == '-' || c == '\'' || static_cast<unsigned char>(c) > 127;
-        });
-    if (!isName || isOfIssuer(word) || ++words > 3) {
-      return begin;
-    }
+  if (!isFullName(name)) {
+    return begin;
   }
   replaceUser(begin, last, Evidence::kGuess);
   return std::max(last, m_nCopied);

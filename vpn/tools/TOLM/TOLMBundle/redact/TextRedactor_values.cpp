@@ -399,9 +399,17 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
       return done;
     }
   }
-  // "sudo: jane : TTY=pts/0"
-  if (next == ':' && at(end + 1) == ' ' && text(begin, end) == "sudo") {
-    Place first = end + 2;
+  // "sudo: jane : TTY=pts/0", "sudo[812]: jane : command not allowed ; TTY=pts/0"
+  if ((next == ':' || next == '[') && text(begin, end) == "sudo") {
+    constexpr std::size_t kLongestRefusal = 80;
+    Place first = end;
+    while (first - end < kMostBlanks && (at(first) == '[' || isDigitByte(at(first)) || at(first) == ']')) {
+      ++first;
+    }
+    if (at(first) != ':' || at(first + 1) != ' ') {
+      return begin;
+    }
+    first += 2;
     while (first - end < kMostBlanks && at(first) == ' ') {
       ++first;
     }
@@ -410,7 +418,9 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
            (isWordByte(at(last)) || at(last) == '-' || at(last) == '_' || at(last) == '.')) {
       ++last;
     }
-    if (std::string_view(m_Window).substr(last, 6) == " : TTY") {
+    std::string_view rest = seen(last, kLongestRefusal);
+    rest = rest.substr(0, rest.find('\n'));
+    if (rest.starts_with(" : TTY=") || (rest.starts_with(" : ") && rest.find(" ; TTY=") < rest.size())) {
       replaceUser(first, last);
       return last;
     }
