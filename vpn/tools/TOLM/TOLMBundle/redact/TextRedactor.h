@@ -97,6 +97,7 @@ class TextRedactor {
   Place tryBehindEscape(Place begin);
   std::size_t escapesOfQuote(Place place) const;
   bool endsEscaped(const Value& value, Place& place) const;
+  Value valueBehindCode(Place end) const;
 
   // TextRedactor_addresses.cpp
   unsigned takeNumber(Place& place, std::size_t most) const;

@@ -290,6 +290,44 @@ bool TextRedactor::endsEscaped(const Value& value, Place& place) const {
   return ends;
 }
 
+// {\u0022key\u0022:\u0022value\u0022}: JSON in a text of JSON, with its quotes written by their numbers.
+TextRedactor::Value TextRedactor::valueBehindCode(Place end) const {
+  const auto behindCode = [this](Place place) {
+    constexpr std::string_view kCode = "u0022";
+    Place letter = place;
+    while (at(letter) == '\\' && letter - place < kMostSlashes) {
+      ++letter;
+    }
+    const bool isCode = letter > place && std::string_view(m_Window).substr(letter, kCode.size()) == kCode;
+    return isCode ? letter + kCode.size() : place;
+  };
+  Value value;
+  Place place = behindCode(end);
+  place += place > end && at(place) == ' ' ? 1U : 0U;
+  if (place == end || at(place) != ':') {
+    return value;
+  }
+  const Place opening = place + (at(place + 1) == ' ' ? 2U : 1U);
+  value.begin = behindCode(opening);
+  value.isColon = value.wasQuoted = true;
+  if (value.begin == opening) {
+    value.isFound = isDigitByte(at(opening));  // a number has no quotes
+    return value;
+  }
+  value.ending = Ending::kElement;
+  for (place = value.begin; place - value.begin < kLongestValue && at(place) >= ' ' && at(place) != '"';) {
+    const Place behind = at(place) == '\\' ? behindCode(place) : place;
+    // With more backslashes a quote is the value's own.
+    if (behind > place && behind - place <= value.begin - opening) {
+      value.isFound = true;
+      value.elementEnd = place;
+      break;
+    }
+    place = std::max(behind, place + 1);
+  }
+  return value;
+}
+
 // An address or a known name.
 TextRedactor::Place TextRedactor::tryBehindEscape(Place begin) {
   unsigned bits = 0;

@@ -1,4 +1,4 @@
-// Users' names beside signs and with letters that are written as escapes, as writers of JSON do.
+// Names and secrets beside signs that are written as escapes, as writers of JSON do.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -59,6 +59,27 @@ TEST(EscapedNameTest, ASignThatIsWrittenAsAnEscapeIsNoPartOfAName) {
               {R"(user=quandt\&password=hunter2)", R"(user={U}\&password=REDACTED)"},
               {R"(user=\'quandt\' x)", R"(user=\'{U}\' x)"},
               {R"(user=quandt\ x)", R"(user={U}\ x)"}});
+}
+
+const std::vector<Row>& linesOfJsonInJson() {
+  static const std::vector<Row> rows = {
+      {R"({"a":"{\u0022user\u0022:\u0022quandt\u0022,\u0022password\u0022:\u0022hunter2 a,b\u0022}"})",
+       R"({"a":"{\u0022user\u0022:\u0022{U}\u0022,\u0022password\u0022:\u0022REDACTED\u0022}"})"},
+      {R"({"a":"{\u0022secret\u0022: \u0022a\\u0022b\u0022, \u0022pin\u0022: 471147,\u0022b\u0022:1}"})",
+       R"({"a":"{\u0022secret\u0022: \u0022REDACTED\u0022, \u0022pin\u0022: REDACTED,\u0022b\u0022:1}"})"},
+      // Without an end in the text it is no value.
+      {R"({"a":"\u0022password\u0022:\u0022","b":"\u0022"})",
+       R"({"a":"\u0022password\u0022:\u0022","b":"\u0022"})"},
+      {R"({"a":"the \u0022user\u0022, or the \u0022password\u0022 field"})",
+       R"({"a":"the \u0022user\u0022, or the \u0022password\u0022 field"})"}};
+  return rows;
+}
+
+TEST(EscapedKeyTest, JsonInJsonMayHaveItsQuotesWrittenByTheirNumbers) {
+  expectRows(linesOfJsonInJson());
+  for (const Row& row : linesOfJsonInJson()) {
+    EXPECT_TRUE(nlohmann::json::accept(redacted(row.text))) << redacted(row.text);
+  }
 }
 
 TEST(EscapedNameTest, ALineOfJsonStaysOne) {

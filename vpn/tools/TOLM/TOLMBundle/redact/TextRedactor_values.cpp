@@ -117,6 +117,11 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   const unsigned char before = begin > 0 ? at(begin - 1) : ' ';
   const bool isElement = isElementName(begin);
   bool isEscaped = false;
+  if (at(place) == '\\') {
+    if (const Value coded = valueBehindCode(end); coded.isFound) {
+      return coded;
+    }
+  }
   if (at(place) == '<' && at(place + 1) == '/') {
     return valueBehindKeyElement(place);
   }
