@@ -89,9 +89,21 @@ const Words& everybodys() {
   return words;
 }
 
+// Those of systems' makers, whose property lists and programs are called by them.
+const Words& makers() {
+  static const Words words = {"apple.com", "microsoft.com"};
+  return words;
+}
+
 std::string_view lastLabel(std::string_view text) {
   const std::size_t dot = text.rfind('.');
   return dot == std::string_view::npos ? text : text.substr(dot + 1);
+}
+
+std::string_view lastTwoLabels(std::string_view text) {
+  const std::size_t dot = text.rfind('.');
+  const std::size_t before = dot == std::string_view::npos || dot == 0 ? dot : text.rfind('.', dot - 1);
+  return before == std::string_view::npos ? text : text.substr(before + 1);
 }
 
 bool isUpper(char c) {
@@ -212,6 +224,11 @@ bool isHostText(std::string_view text) {
   return hasLetter && hasGoodLabels(text);
 }
 
+bool isMakersHost(std::string_view text) {
+  const std::string name = lowered(text);
+  return makers().contains(lastTwoLabels(name));
+}
+
 bool isReservedHost(std::string_view text) {
   const std::string name = lowered(text);
   const std::string_view all = name;
@@ -235,9 +252,8 @@ bool isReservedHost(std::string_view text) {
     }
     return true;
   }
-  const std::size_t dot = all.rfind('.');
-  const std::size_t before = dot == std::string_view::npos || dot == 0 ? dot : all.rfind('.', dot - 1);
-  return everybodys().contains(before == std::string_view::npos ? all : all.substr(before + 1));
+  const std::string_view base = lastTwoLabels(all);
+  return everybodys().contains(base) || makers().contains(base);
 }
 
 HostLook hostLook(std::string_view text) {
@@ -258,6 +274,10 @@ HostLook hostLook(std::string_view text) {
   const bool isInternational = last.starts_with("xn--");
   const bool isStrong = isInternational || strongDomains().contains(last) || localDomains().contains(last);
   if (!isStrong && !weakDomains().contains(last)) {
+    return HostLook::kNone;
+  }
+  // "Tessarmont.app": what programs of macOS are called.
+  if (last == "app" && isUpper(text.front())) {
     return HostLook::kNone;
   }
   const std::string name = lowered(text);

@@ -19,9 +19,26 @@ TEST(HostNamesTest, DomainsThatAreWordsTooAreWeak) {
 }
 
 TEST(HostNamesTest, EverythingElseIsNone) {
-  for (const char* const name : {"acme", "a.log", "1.2.3", "10.de", "System.Net", "done.At", ".de",
-                                 "com.acme.app", "java.net", "a..de", "-.de", "", ".", "a-.de", "openssh.com",
-                                 "localhost.localdomain", "1.in-addr.arpa", "foo.averyveryverylongdomain"}) {
+  for (const char* const name : {"acme",
+                                 "a.log",
+                                 "1.2.3",
+                                 "10.de",
+                                 "System.Net",
+                                 "done.At",
+                                 ".de",
+                                 "com.acme.app",
+                                 "Acme.app",
+                                 "www.apple.com",
+                                 "java.net",
+                                 "a..de",
+                                 "-.de",
+                                 "",
+                                 ".",
+                                 "a-.de",
+                                 "openssh.com",
+                                 "localhost.localdomain",
+                                 "1.in-addr.arpa",
+                                 "foo.averyveryverylongdomain"}) {
     EXPECT_EQ(HostLook::kNone, hostLook(name)) << name;
   }
 }

@@ -112,6 +112,7 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"macaddress", KeyLook::kMac},
     {"macaddr", KeyLook::kMac},
     {"nopasswd", KeyLook::kNone},
+    {"useauthtok", KeyLook::kNone},
     {"nopassword", KeyLook::kNone},
     {"publickeytoken", KeyLook::kNone},  // of an assembly, the same everywhere
 };
@@ -145,6 +146,7 @@ constexpr Ending kEndings[] = {
     {"codeverifier", KeyLook::kSecret},
     {"secret", KeyLook::kSecret},
     {"token", KeyLook::kSecret},
+    {"authtok", KeyLook::kSecret},
     {"passwords", KeyLook::kSecretList},
     {"passphrases", KeyLook::kSecretList},
     {"secrets", KeyLook::kSecretList},

@@ -233,6 +233,7 @@ class TextRedactor {
   bool hasWordsBehind(const Value& value, Place end) const;
   bool isKeyBehind(Place place) const;
   bool isRemark(const Value& value) const;
+  [[nodiscard]] std::string_view keyBefore(Place value) const;
   Place trySecretOfLine(Place begin, Place end, Place place);
   Place tryDashOption(Place begin, Place end, Place place);
   Place tryChapLine(Place begin, Place end, Place star);

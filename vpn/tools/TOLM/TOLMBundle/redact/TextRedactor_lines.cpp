@@ -156,6 +156,22 @@ bool TextRedactor::isKeyBehind(Place place) const {
   return !isBase64;
 }
 
+// The key whose sign stands in front of the value, as far as the text is still there.
+std::string_view TextRedactor::keyBefore(Place value) const {
+  constexpr std::size_t kLongestFront = 64;
+  constexpr std::size_t kLongestSign = 16;
+  Place end = value;
+  while (end > 0 && value - end < kLongestSign &&
+         std::string_view(" \t:=").find(static_cast<char>(at(end - 1))) != std::string_view::npos) {
+    --end;
+  }
+  Place begin = end;
+  while (begin > 0 && end - begin < kLongestFront && isIdentifierByte(at(begin - 1))) {
+    --begin;
+  }
+  return text(begin, end);
+}
+
 // "password: ok", "error reading password: Permission denied", "secret: backend not reachable": behind a
 // colon and without quotes, what became of a secret.
 bool TextRedactor::isRemark(const Value& value) const {
@@ -201,6 +217,16 @@ bool TextRedactor::isRemark(const Value& value) const {
   const bool isOwnLine = hasLineForItself(value.begin);
   std::string_view rest = line;
   const std::string_view first = takeWord(rest);
+  // "krb5_get_init_creds_password: Clients credentials have been revoked": a function, and why it failed.
+  const auto isOfLetters = [](std::string_view word) {
+    return word.size() > 1 && std::all_of(word.begin(), word.end(),
+                                          [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
+  };
+  std::string_view second = rest;
+  if (keyBefore(value.begin).find("get_") != std::string_view::npos && isOfLetters(first) &&
+      isOfLetters(withoutSign(takeWord(second)))) {
+    return true;
+  }
   if (isOneOf(kStates, withoutSign(first))) {
     return !isOwnLine || withoutSign(first).size() < first.size() ||
            rest.find_first_not_of(" \t") == std::string_view::npos;

@@ -199,9 +199,15 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
   }
   if (stays) {
     // Of the distributions and standards, and what was redacted before.
-    if (domain.ends_with(".example")) {
+    if (domain.ends_with(".example") || isMakersHost(domain)) {
       replaceUser(first, end);
     }
+    return std::max(last, m_nCopied);
+  }
+  // "cifs/filer.acme.de@ACME.DE": a service of a host, and its realm (RFC 4120).
+  if (before(first) == '/' && hostLook(lowered(local)) == HostLook::kStrong) {
+    replaceHost(first, end);
+    replaceHost(end + 1, last);
     return std::max(last, m_nCopied);
   }
   if (m_pCollector != nullptr) {

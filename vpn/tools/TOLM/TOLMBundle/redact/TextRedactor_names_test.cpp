@@ -31,6 +31,21 @@ TEST(EmailTest, CapitalsInTheDomainMakeNoDifference) {
 }
 
 // Both names stayed, in the names of profiles most of all.
+TEST(EmailTest, TheServiceOfAHostIsAHostOfItsRealm) {
+  expectRows(
+      {{"cifs/filer.acme.de@ACME.DE filer.acme.de", "cifs/{H}.{H}.example@{H}.example {H}.{H}.example"},
+       {"krbtgt/ACME.DE@ACME.DE", "krbtgt/{H}.example@{H}.example"},
+       {"https://x/jane.doe@acme.de", "https://{H}/{U}@{H}.example"}});
+}
+
+TEST(EmailTest, TheMakersOfSystemsTeachNoDomainAndHaveUsers) {
+  const std::string plist =
+      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\" com.apple.xpc.launchd[1] "
+      "xmlns=\"http://schemas.microsoft.com/x\"";
+  EXPECT_EQ(plist, redacted(plist));
+  expectRows({{"to jdoe7@apple.com", "to {U}@apple.com"}});
+}
+
 TEST(EmailTest, ItMayBeginAFilesName) {
   const std::vector<std::string> behind = {".ovpn",  ".log.1",         "-2026.txt",
                                            "_1.txt", "_office-2.conf", ".OVPN",

@@ -72,6 +72,10 @@ bool beginsStructure(std::string_view text) {
          (end < text.size() && std::string_view(":=,([").find(text[end]) != std::string_view::npos);
 }
 
+bool endsLike(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && isSame(text.substr(text.size() - end.size()), end);
+}
+
 }  // namespace
 
 // Said of a secret, and no secret. `isBare`: without quotes, so that it may be the front of what stands
@@ -80,8 +84,8 @@ bool TextRedactor::saysNothing(std::string_view value, bool isBare) {
   static const std::unordered_set<std::string_view> words = {
       "true", "false", "yes", "no", "null", "none", "nil", "required", "missing", "empty", "invalid",
       "expired", "unset", "set", "not", "on", "off", "enabled", "disabled", "changed", "is", "was", "for",
-      "failed", "unknown", "n/a", "(null)", "(none)", "{}", "[]", "%s", "ask", "always", "never", "default",
-      "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
+      "failed", "unknown", "n/a", "(null)", "(none)", "(hidden)", "{}", "[]", "%s", "ask", "always", "never",
+      "default", "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
       // Where a system looks for its passwords, not one of them.
       "files", "compat", "sss", "winbind", "ldap", "nis", "db", "systemd"};
   if (value.empty() || isSecretMark(value) || isPlaceholder(value) || (isBare && beginsStructure(value)) ||
@@ -114,9 +118,11 @@ bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view
     case KeyLook::kSecret:
       // A security identifier and what stands for its domain, the code of an error, a key on the keyboard:
       // accesskey="s".
-      if (all.starts_with("S-1-") || (all.starts_with("id-") && StandIns::labelAt(all) != 0) ||
+      if ((all.starts_with("S-1-") && all.find_first_not_of("0123456789-", 4) == std::string_view::npos) ||
+          (all.starts_with("id-") && StandIns::labelAt(all) != 0) ||
           (all.size() == 1 && value.ending == Ending::kQuote) ||
           (all.starts_with("0x") && all.size() <= 10 && value.ending == Ending::kWord &&
+           endsLike(keyBefore(value.begin), "token") &&
            all.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos)) {
         return true;
       }

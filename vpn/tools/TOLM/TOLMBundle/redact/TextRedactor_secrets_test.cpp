@@ -321,6 +321,11 @@ TEST(RedactPairTest, WhatProgramsSayOfALoginStays) {
       "bearer capability=0x8090",
       "SID: S-1-5-18",
       "SID=S-1-5-32-544",
+      "pam_krb5: krb5_get_init_creds_password: Clients credentials have been revoked",
+      "get_password: timeout while waiting",
+      "  private key: (hidden)",
+      "ldap_default_authtok_type = password",
+      "password requisite pam_unix.so use_authtok",
   });
   expectRows({
       {"[password] => hunter", "[password] => REDACTED"},
@@ -330,6 +335,10 @@ TEST(RedactPairTest, WhatProgramsSayOfALoginStays) {
       {"a%26token1%3Dabc", "a%26token1%3DREDACTED"},
       {"Bearer abcdefgh= x", "Bearer REDACTED x"},
       {"SID=Kq7vR2mZtt", "SID=REDACTED"},
+      {"get_password: Fr0sch7\nmy_password: correct horse", "get_password: REDACTED\nmy_password: REDACTED"},
+      {"password=0xa1b2c3d4", "password=REDACTED"},
+      {"password: S-1-secret99", "password: REDACTED"},
+      {"ldap_default_authtok = Fr0sch", "ldap_default_authtok = REDACTED"},
       {"SID: S-1-5-21-1234567890-2234567890-3234567890-1001", "SID: {I}-1001"},
   });
 }
