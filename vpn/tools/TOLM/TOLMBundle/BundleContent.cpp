@@ -227,7 +227,10 @@ void BundleContent::matchSection(const SummarySection& section) {
     const std::size_t entry = matchRow(section.title, row);
     if (entry == m_rReader.entries().size()) {
       m_Missing.push_back({row.id, row.name, row.description, section.title,
-                           "the summary lists it, and the bundle doesn't hold it", true});
+                           m_UnreadKeys.contains(wrappedKey(row.name, kSummaryNameWidth))
+                               ? "the summary lists it, and its file in the bundle can't be read"
+                               : "the summary lists it, and the bundle doesn't hold it",
+                           true});
       continue;
     }
     addFile({row.id, row.description, section.title, lastComponent(nameOf(entry)), row.last, entry});
@@ -300,7 +303,9 @@ void BundleContent::load() {
   m_bBackslashes = m_bBackslashes && !hasFilesBesideSummaryAlone();
   m_FirstFile.resize(entries.size(), kUnmatched);
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (entries[i].fault.empty() && i != m_nSummaryEntry && !isFolder(i)) {
+    if (!entries[i].fault.empty()) {
+      m_UnreadKeys.insert(wrappedKey(lastComponent(placeOf(i)), kSummaryNameWidth));
+    } else if (i != m_nSummaryEntry && !isFolder(i)) {
       const std::string place = placeOf(i);
       const std::string key = wrappedKey(lastComponent(place), kSummaryNameWidth);
       m_ByKey[key].entries.push_back(i);
@@ -327,6 +332,7 @@ void BundleContent::load() {
   m_ByKey.clear();
   m_ByForeignKey.clear();
   m_ByFolderAndKey.clear();
+  m_UnreadKeys.clear();
   m_FirstFile = {};
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -130,6 +131,8 @@ class BundleContent {
   // Entries by the form of their name in the summary, without and with their folder.
   std::map<std::string, Candidates> m_ByKey;
   std::map<std::string, Candidates> m_ByFolderAndKey;
+  // The same form of those that can't be read.
+  std::set<std::string> m_UnreadKeys;
   // Those whose places have backslashes, by what stands behind the last.
   std::map<std::string, Candidates> m_ByForeignKey;
 };

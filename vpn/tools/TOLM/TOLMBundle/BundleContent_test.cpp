@@ -77,6 +77,21 @@ TEST(BundleContentTest, LyingSummaryIsToldByWhatItClaims) {
   EXPECT_EQ(content->files().size(), 3U) << "one entry stands for both rows of its name";
 }
 
+TEST(BundleContentTest, AFileThatCannotBeReadIsNotToldAsAbsent) {
+  SummaryBuilder summary;
+  summary.section("Logs")
+      .included("agent", "agent.log", "", "1 bytes")
+      .included("gone", "gone.log", "", "5 bytes");
+  test::ZipEntry bzip{"Logs/agent.log", "x"};
+  bzip.method = 12;
+  ZipBuilder zip;
+  zip.add({"summary.txt", summary.take()}).add(bzip);
+  const Opened content(zip);
+  ASSERT_THAT(content->missing(), SizeIs(2));
+  EXPECT_EQ(content->missing()[0].reason, "the summary lists it, and its file in the bundle can't be read");
+  EXPECT_EQ(content->missing()[1].reason, "the summary lists it, and the bundle doesn't hold it");
+}
+
 TEST(BundleContentTest, BundleWithoutSummaryShowsItsEntries) {
   const Opened content(ZipBuilder().add({"any", "x"}));
   EXPECT_THAT(content->fault(), HasSubstr("no summary"));
