@@ -231,7 +231,7 @@ constexpr Ending kEndings[] = {
     {"anonymousidentity", KeyLook::kUser},
     {"hostname", KeyLook::kHost},
     {"nodename", KeyLook::kHost},
-    {"computername", KeyLook::kHost},
+    {"computername", KeyLook::kComputer},
     {"fqdn", KeyLook::kHost},
     {"domainname", KeyLook::kHost},
     {"dnsdomain", KeyLook::kHosts},

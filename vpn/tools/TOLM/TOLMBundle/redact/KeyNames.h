@@ -26,6 +26,7 @@ enum class KeyLook {
   kFullName,    // may hold blanks
   kUserIds,     // uid=1000(jane)
   kHost,        // any name is a host's
+  kComputer,    // as kHost, and may hold blanks
   kHostMaybe,   // a host's if it looks like one
   kHosts,       // several, with blanks, commas or semicolons between them
   kSearchLine,  // of resolv.conf

@@ -210,6 +210,7 @@ class TextRedactor {
   Place takeHeaderList(Value value);
   Place takeHeader(Value value);
   Place takeHosts(Place begin, Place end);
+  Place takeComputer(Value value);
 
   // TextRedactor_users.cpp
   enum class SlashKind { kDomain, kSign, kLetter };
@@ -224,6 +225,7 @@ class TextRedactor {
   Place takeUser(const Value& value, Place end);
   [[nodiscard]] bool beginsAddress(Place begin, Place end) const;
   Place takeCommonName(const Value& value, Place end);
+  Place takeWholeUser(const Value& value);
   Place takeUserIds(Place begin);
   Place takeUserPass(const Value& value);
 

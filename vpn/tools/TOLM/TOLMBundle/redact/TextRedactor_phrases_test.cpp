@@ -188,6 +188,32 @@ TEST(RedactPhraseTest, UsersGoWhole) {
   });
 }
 
+// The second word of a name stayed, and what stands in brackets behind it; and computers of several words.
+TEST(RedactPhraseTest, NamesOfSeveralWordsGoWhole) {
+  expectRows({
+      {"      User Name: Bruno Sattler (bruno.sattler)\nby Bruno Sattler, bruno.sattler",
+       "      User Name: {U} ({U})\nby {U}, {U}"},
+      {"  User Name: Bruno (bruno7)", "  User Name: {U} ({U})"},
+      {"  User Name: Karl von Meier (kvm)", "  User Name: {U} ({U})"},
+      {"Username: Karl Meier\r\nby Karl Meier", "Username: {U}\r\nby {U}"},
+      {"Username: jane7 (local)", "Username: {U} (local)"},
+      {"Username: jane7 with them", "Username: {U} with them"},
+      {"  Computer Name: Friedas iMac\non Friedas iMac", "  Computer Name: {H}\non {H}"},
+      {"ComputerName : Frieda\u2019s MacBook Pro (2)", "ComputerName : {H}"},
+      {"<key>ComputerName</key>\n<string>Elisas MacBook Pro</string>",
+       "<key>ComputerName</key>\n<string>{H}</string>"},
+      {"\"ComputerName\": \"Elisas MacBook Pro\", x", "\"ComputerName\": \"{H}\", x"},
+      {"Computer Name: nb7 is up", "Computer Name: {H} is up"},
+      {"COMPUTERNAME=NB7", "COMPUTERNAME={H}"},
+      {"Computer Name . . . . : NB7", "Computer Name . . . . : {H}"},
+  });
+  expectStays({"Username: Permission Denied", "Username: Your login (required)",
+               "User Name: System Administrator (root)", "Username: Not Configured",
+               "Computer name: could not be determined", "Computer Name: Not Set",
+               "Computer Name: Mac mini\nMac mini", "Computer name: Error: no such file",
+               "Computer name: the one that it has"});
+}
+
 TEST(RedactPhraseTest, WordsThatOnlyStandLikeUsersStay) {
   expectStays({"user 'not found'",
                "user 'root' exists",

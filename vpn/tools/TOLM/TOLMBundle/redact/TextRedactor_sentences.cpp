@@ -191,8 +191,8 @@ void TextRedactor::tryLeader(Place dot) {
   }
   const KeyLook look =
       mayBeKey(text(key, keyEnd)) ? keyLook(wordBefore(key), text(key, keyEnd)) : KeyLook::kNone;
-  if (look != KeyLook::kHost && look != KeyLook::kHosts && look != KeyLook::kUser && look != KeyLook::kId &&
-      look != KeyLook::kWifi) {
+  if (look != KeyLook::kHost && look != KeyLook::kComputer && look != KeyLook::kHosts &&
+      look != KeyLook::kUser && look != KeyLook::kId && look != KeyLook::kWifi) {
     return;
   }
   Value value;

@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -66,6 +67,17 @@ bool isFullName(std::string_view name) {
     }
   }
   return words > 1;
+}
+
+bool holdsEverydayWord(std::string_view name) {
+  while (!name.empty()) {
+    const std::string_view word = name.substr(0, name.find(' '));
+    name.remove_prefix(std::min(name.size(), word.size() + 1));
+    if (isEverydayText(word) && !isCalendarWord(word)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 // "issuer=", "Issuer: ", and "  i:" in a list of certificates.
@@ -300,6 +312,46 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
   }
   replaceUser(begin, last, Evidence::kGuess);
   return std::max(last, m_nCopied);
+}
+
+// "User Name: Bruno Sattler (bruno)", "Username: Karl Meier", where nothing else stands in the line.
+TextRedactor::Place TextRedactor::takeWholeUser(const Value& value) {
+  constexpr std::size_t kLongestFullName = 64;
+  const Place begin = value.begin;
+  std::string_view front = lineFront(begin);
+  front = front.substr(0, front.find_last_not_of(" \t:") + 1);
+  const auto isBehind = [front](std::string_view key) {
+    return front.size() >= key.size() && isSame(front.substr(front.size() - key.size()), key);
+  };
+  std::string_view line = restOfLine(begin, value.around);
+  line = line.substr(0, line.find_last_not_of(" \t") + 1);
+  if ((!isBehind("username") && !isBehind("user name")) || line.size() > 2 * kLongestFullName ||
+      line.find(' ') == std::string_view::npos || !hasLineForItself(begin)) {
+    return begin;
+  }
+  const std::size_t bracket = line.ends_with(')') ? line.rfind(" (") : std::string_view::npos;
+  const std::string_view full = line.substr(0, bracket);
+  const Place fullEnd = begin + full.size();
+  const Place userBegin = fullEnd + 2;
+  const Place last = userEnd(std::min(userBegin, m_Window.size()));
+  const bool hasUser = bracket != std::string_view::npos && last > userBegin &&
+                       last + 1 == begin + line.size() && !isEverydayText(text(userBegin, last));
+  const bool isOne = full.find(' ') == std::string_view::npos;
+  // A sentence may stand there too.
+  const bool isName = hasUser ? full.size() <= kLongestFullName && !full.empty() &&
+                                    !(full[0] >= 'a' && full[0] <= 'z' && !isOne) &&
+                                    full.find_first_of("@/\\<>{}[]=\"%:;,()") == std::string_view::npos
+                              : isFullName(full) && !holdsEverydayWord(full);
+  if (!isName || isEverydayText(full) || holdsStandIn(full)) {
+    return begin;
+  }
+  replaceUser(begin, fullEnd);
+  if (hasUser) {
+    // "Username: jane7 (local)"
+    replaceUser(userBegin, last, isOne ? Evidence::kGuess : Evidence::kNamed);
+  }
+  return m_pCollector == nullptr && m_nCopied < fullEnd ? begin
+                                                        : std::max(hasUser ? last : fullEnd, m_nCopied);
 }
 
 // <auth-user-pass>: a name and a password on a line each.
