@@ -130,8 +130,12 @@ bool TextRedactor::isNoSecret(KeyLook look, const Value& value, std::string_view
       return all.starts_with('/') && value.ending == Ending::kWord && !isPaddedBase64(all) &&
              (!hasDigit || all.find_first_of("/.", 1) != std::string_view::npos);
     case KeyLook::kSecretWord: {
+      // "rsa-psk: corrected a leak": of the suites that are called so.
+      const bool isSentence = value.isColon && value.ending == Ending::kWord && !hasDigit &&
+                              isBlankByte(at(value.begin + all.size())) &&
+                              endsLike(keyBefore(value.begin), "psk");
       const bool isDrive = all.size() > 2 && all[1] == ':' && (all[2] == '\\' || all[2] == '/');
-      return (isNumber && all.size() <= kLongestCount) || isDrive || all.starts_with('/') ||
+      return isSentence || (isNumber && all.size() <= kLongestCount) || isDrive || all.starts_with('/') ||
              all.starts_with('~') || all.substr(0, kLongestBehind).find("://") != std::string_view::npos;
     }
     case KeyLook::kToken:
