@@ -320,7 +320,10 @@ constexpr PhraseRow kPhrases[] = {
     {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
     {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "default", {KeyLook::kLoginLine, kPhraseFront}},
-    {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
+    {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront | kPhraseBssid}},
+    {"access", "point", {KeyLook::kWifi, kPhraseQuoted}},
+    {"wireless", "network", {KeyLook::kWifi, kPhraseQuoted}},
+    {"wifi", "network", {KeyLook::kWifi, kPhraseQuoted}},
     {"", "essid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "wpassid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
     {"", "wirelessessid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
@@ -455,7 +458,7 @@ constexpr std::array<PhraseGuess, kPhraseHashes> kPhraseGuesses = [] {
   std::array<PhraseGuess, kPhraseHashes> guesses = {};
   for (const PhraseRow& row : kPhrases) {
     PhraseGuess& guess = guesses[phraseHash(row.word)];
-    const bool isAnywhere = !row.before.empty() || (row.phrase.forms & kPhraseAny) != 0;
+    const bool isAnywhere = !row.before.empty() || (row.phrase.forms & (kPhraseAny | kPhraseBssid)) != 0;
     guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
   }
   return guesses;

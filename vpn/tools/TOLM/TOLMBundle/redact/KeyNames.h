@@ -55,6 +55,7 @@ enum PhraseForm : unsigned {
   kPhraseAny = 16U,          // anywhere
   kPhraseBehindColon = 32U,  // all of them only where a colon stands in front of the name
   kPhraseBlanks = 64U,       // what is quoted may hold blanks
+  kPhraseBssid = 128U,       // in front of " BSSID "
 };
 struct Phrase {
   KeyLook look = KeyLook::kNone;

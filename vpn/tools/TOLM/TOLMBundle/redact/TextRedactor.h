@@ -211,6 +211,8 @@ class TextRedactor {
   Place takeHeader(Value value);
   Place takeHosts(Place begin, Place end);
   Place takeComputer(Value value);
+  [[nodiscard]] Place wifiEnd(Place begin, Place end) const;
+  Place tryBesideBssid(Place begin);
 
   // TextRedactor_users.cpp
   enum class SlashKind { kDomain, kSign, kLetter };

@@ -117,6 +117,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   if (phrase.look == KeyLook::kId) {
     return std::max(begin, tryBareId(place));
   }
+  if (const Place done = may(kPhraseBssid) ? tryBesideBssid(place) : begin; done > place) {
+    return done;
+  }
   if (may(kPhraseAny)) {
     const std::string_view all = text(place, valueEnd(value));
     return phrase.look != KeyLook::kHost && isPlainWord(all) ? begin : takeValue(phrase.look, value);

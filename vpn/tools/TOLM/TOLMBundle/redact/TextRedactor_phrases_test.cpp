@@ -318,10 +318,26 @@ TEST(RedactPhraseTest, WirelessNetworksOfManagersGo) {
       {"GENERAL.CONNECTION:                     DoesNest", "GENERAL.CONNECTION:                     {W}"},
       {"auto-activating connection 'DoesNest' (x)", "auto-activating connection '{W}' (x)"},
       {"Current Wi-Fi Network: Does Nest", "Current Wi-Fi Network: {W}"},
+      {"(wifi) access point 'Does Nest' has security\nDoes Nest",
+       "(wifi) access point '{W}' has security\n{W}"},
+      {"to wireless network \"Does Nest\".", "to wireless network \"{W}\"."},
+      {"to Wi-Fi network 'DoesNest' now", "to Wi-Fi network '{W}' now"},
+      {"en0: SSID DoesNest5 BSSID 02:00:5e:00:00:01", "en0: SSID {W} BSSID 02:00:5e:00:00:01"},
+      {"SSID Does Nest BSSID 02:00:5e:00:00:01", "SSID {W} BSSID 02:00:5e:00:00:01"},
+  });
+  // The rest of the line was lost with it.
+  expectRows({
+      {"info, ssid: DoesNest, bss: x, signal: -60\nDoesNest", "info, ssid: {W}, bss: x, signal: -60\n{W}"},
+      {"ssid: DoesNest6  signal: -60 dBm", "ssid: {W}  signal: -60 dBm"},
+      {"ssid: Does Nest freq=5180", "ssid: {W} freq=5180"},
+      {"ssid: Does Nest, below\nDoes Nest, below", "ssid: {W}\n{W}"},
+      {"SSID: Does: Nest", "SSID: {W}"},
+      {"ssid: \"Does, net: x\", y", "ssid: \"{W}\", y"},
   });
   expectStays({"GENERAL.CONNECTION:  --", "GENERAL.CONNECTION:  Wired connection 1",
                "GENERAL.CONNECTION: docker0", "connection 'tun0'", "the ssid is hidden", "ssid (null)",
-               "lost connection \"\""});
+               "the access point has a name", "access point \"\"", "en0: SSID BSSID x", "SSID (null) BSSID x",
+               "en0: SSID for its BSSID\n", "an SSID for BSSID x", "lost connection \"\""});
 }
 
 // Texts made of what begins and ends such values: none may change on a second pass or by where it is cut.

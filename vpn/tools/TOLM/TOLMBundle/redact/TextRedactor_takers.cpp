@@ -144,6 +144,7 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
   if (end - value.begin > kLongestWithBlanks || (isBare && isNextKey(value.begin))) {
     return value.begin;
   }
+  end = isBare && look == KeyLook::kWifi ? wifiEnd(value.begin, end) : end;
   while (end > value.begin && isSpaceByte(at(end - 1))) {
     --end;
   }
@@ -379,6 +380,43 @@ TextRedactor::Place TextRedactor::takeComputer(Value value) {
     replace(begin, end, RedactKind::kHost, m_rStandIns.host(name));
   }
   return end;
+}
+
+// "ssid: Home Net, bss: a4:...", "ssid: Home Net  signal: -60": a network's name that isn't in quotes ends in
+// front of the next value and of two blanks.
+TextRedactor::Place TextRedactor::wifiEnd(Place begin, Place end) const {
+  constexpr std::size_t kLongestNext = 32;
+  for (Place place = begin; place < end; ++place) {
+    if (!isBlankByte(at(place))) {
+      continue;
+    }
+    Place word = place + 1;
+    while (word - place < kLongestNext && word < end && isIdentifierByte(at(word))) {
+      ++word;
+    }
+    const bool isKey =
+        isLetterByte(at(place + 1)) &&
+        (at(word) == '=' || (at(word) == ':' && (isBlankByte(at(word + 1)) || word + 1 == end)));
+    if (isKey || isBlankByte(at(place + 1))) {
+      return place > begin && (at(place - 1) == ',' || at(place - 1) == ';') ? place - 1 : place;
+    }
+  }
+  return end;
+}
+
+// "SSID Home Net BSSID a4:...": behind `begin` the word for the access point's address.
+TextRedactor::Place TextRedactor::tryBesideBssid(Place begin) {
+  constexpr std::size_t kLongestSsid = 32;
+  constexpr std::string_view kNext = " BSSID ";
+  std::string_view name = seen(begin, kLongestSsid + kNext.size());
+  name = name.substr(0, name.find('\n'));
+  const std::size_t size = name.find(kNext);
+  if (size == std::string_view::npos || !isWordByte(at(begin))) {
+    return begin;
+  }
+  Value value;
+  value.begin = begin;
+  return takeNames(KeyLook::kWifi, value, begin + name.substr(0, size).find_last_not_of(" ,;") + 1);
 }
 
 // Names of domains and hosts with blanks, commas or semicolons between them; addresses stand among them.
