@@ -158,7 +158,7 @@ bool TextRedactor::isKeyBehind(Place place) const {
 
 // The key whose sign stands in front of the value, as far as the text is still there.
 std::string_view TextRedactor::keyBefore(Place value) const {
-  constexpr std::size_t kLongestFront = 64;
+  constexpr std::size_t kLongestWordFront = 64;
   constexpr std::size_t kLongestSign = 16;
   Place end = value;
   while (end > 0 && value - end < kLongestSign &&
@@ -166,7 +166,7 @@ std::string_view TextRedactor::keyBefore(Place value) const {
     --end;
   }
   Place begin = end;
-  while (begin > 0 && end - begin < kLongestFront && isIdentifierByte(at(begin - 1))) {
+  while (begin > 0 && end - begin < kLongestWordFront && isIdentifierByte(at(begin - 1))) {
     --begin;
   }
   return text(begin, end);
