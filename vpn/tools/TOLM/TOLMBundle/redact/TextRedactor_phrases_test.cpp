@@ -198,6 +198,8 @@ TEST(RedactPhraseTest, NamesOfSeveralWordsGoWhole) {
       {"  User Name: Karl von Meier (kvm)", "  User Name: {U} ({U})"},
       {"Username: Karl Meier\r\nby Karl Meier", "Username: {U}\r\nby {U}"},
       {"Username: jane7 (local)", "Username: {U} (local)"},
+      {"X_USERNAME: Some7 Re-use Protocol (SRP)\nSRP Re-use",
+       "X_USERNAME: {U} Re-use Protocol (SRP)\nSRP Re-use"},
       {"Username: jane7 with them", "Username: {U} with them"},
       {"  Computer Name: Friedas iMac\non Friedas iMac", "  Computer Name: {H}\non {H}"},
       {"ComputerName : Frieda\u2019s MacBook Pro (2)", "ComputerName : {H}"},

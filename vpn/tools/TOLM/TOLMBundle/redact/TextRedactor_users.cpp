@@ -335,7 +335,8 @@ TextRedactor::Place TextRedactor::takeWholeUser(const Value& value) {
   const Place userBegin = fullEnd + 2;
   const Place last = userEnd(std::min(userBegin, m_Window.size()));
   const bool hasUser = bracket != std::string_view::npos && last > userBegin &&
-                       last + 1 == begin + line.size() && !isEverydayText(text(userBegin, last));
+                       last + 1 == begin + line.size() && !isEverydayText(text(userBegin, last)) &&
+                       !(at(userBegin) >= 'A' && at(userBegin) <= 'Z');  // "(EAP)"
   const bool isOne = full.find(' ') == std::string_view::npos;
   // A sentence may stand there too.
   const bool isName = hasUser ? full.size() <= kLongestFullName && !full.empty() &&
