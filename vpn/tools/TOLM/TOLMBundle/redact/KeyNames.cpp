@@ -68,6 +68,8 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"xauthidentity", KeyLook::kUser},
     {"unixuser", KeyLook::kUser},
     {"cn", KeyLook::kCommonName},
+    {"commonname", KeyLook::kCommonName},
+    {"x5090cn", KeyLook::kCommonName},
     {"owner", KeyLook::kUser},
     {"fullname", KeyLook::kFullName},
     {"realname", KeyLook::kFullName},
@@ -100,6 +102,7 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"iccid", KeyLook::kId},
     {"hwid", KeyLook::kId},
     {"userdomain", KeyLook::kHost},
+    {"providesname", KeyLook::kHost},  // "client provides name: phone"
     {"userdomainroamingprofile", KeyLook::kHost},
     {"logonserver", KeyLook::kHost},
     {"ssid", KeyLook::kWifi},
@@ -307,6 +310,7 @@ constexpr PhraseRow kPhrases[] = {
     {"xauth", "username", {KeyLook::kUser, kPhraseFront | kPhraseQuoted | kPhraseAngle}},
     {"", "username", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
     {"eap", "identity", {KeyLook::kUser, kPhraseQuoted}},
+    {"", "identity", {KeyLook::kUserMaybe, kPhraseQuoted}},
     {"", "user", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
     {"", "login", {KeyLook::kUser, kPhraseQuoted}},
     {"", "account", {KeyLook::kUser, kPhraseQuoted}},
@@ -317,7 +321,8 @@ constexpr PhraseRow kPhrases[] = {
     {"dhcpoption", "domain", {KeyLook::kHost, kPhraseAny}},
     {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
-    {"", "remote", {KeyLook::kRemoteLine, kPhraseFront}},
+    {"", "remote", {KeyLook::kRemoteLine, kPhraseFront | kPhraseQuoted}},
+    {"", "local", {KeyLook::kRemoteLine, kPhraseQuoted}},
     {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "default", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront | kPhraseBssid}},
@@ -441,8 +446,8 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
     const KeyLook lookOfPlain = plain == "pass" || plain == "sid" ? KeyLook::kNone : lookOf(plain);
     look = lookOfPlain == KeyLook::kSecret ? lookOfPlain : look;
   }
-  if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe) || before.empty() ||
-      before.size() > kLongestKey) {
+  if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe && look != KeyLook::kUserMaybe) ||
+      before.empty() || before.size() > kLongestKey) {
     return look;
   }
   std::string both;

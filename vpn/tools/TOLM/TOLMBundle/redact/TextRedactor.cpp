@@ -335,6 +335,9 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
       return done;
     }
   }
+  if (const Place done = next == '/' || next == ']' ? tryServerName(begin, end) : begin; done > begin) {
+    return done;
+  }
   if (length >= kShortestBase64 || next == '/' || next == '=') {
     if (const Place done = tryBase64(begin); done > begin) {
       return done;

@@ -161,11 +161,21 @@ class TextRedactor {
   Place userEnd(Place begin) const;
   void trySentence(Place begin, Place end);
   void tryUserSentence(Place begin, Place end);
+  bool isToldBehind(Place begin, Place last, bool isUser, bool ofUser) const;
+  void tryQuotedUser(Place begin, Place end);
   void tryLogin(Place begin, Place end);
   void trySwitch(Place end);
   void tryLeader(Place dot);
   Place tryIdentity(Place bracket);
   Place tryRemoteAccount(Place begin, Place end);
+
+  // TextRedactor_servers.cpp
+  Place tryServerName(Place begin, Place end);
+  Place tryPeerName(Place begin, Place end);
+  Place tryNameAtAddress(Place begin, Place end);
+  bool takeIdentity(Place quote);
+  void tryIdentitySentence(Place begin, Place end);
+  Place trySelector(Place quote);
 
   // TextRedactor_tables.cpp
   Place tryTable(Place begin, Place end);
@@ -183,6 +193,7 @@ class TextRedactor {
   Place tryShare(Place slash);
   Place tryBracketed(Place begin, Place end);
   void tryLeaseName(Place end);
+  Place tryLease(Place begin, Place end);
   Place tryExport(Place begin, Place end);
   void tryNameOfAddress(Place end, bool isSure);
   Place tryJoinedHost(Place begin, Place end, unsigned bits);

@@ -151,6 +151,9 @@ TextRedactor::Place TextRedactor::tryIpv4(Place begin, Place end) {
   if (const std::uint32_t standIn = standInOfIpv4(address); standIn != address) {
     replace(begin, place, RedactKind::kAddress, quad(standIn));
   }
+  if (next == ' ' && begin > 3 && at(begin - 4) == ':') {
+    return tryLease(begin, place);
+  }
   return next == '[' ? tryIdentity(place) : place;
 }
 

@@ -225,6 +225,26 @@ void TextRedactor::tryLeaseName(Place end) {
   }
 }
 
+// "1773571321 3c:52:82:1a:2b:3c 84.17.52.3 phone 01:3c:52:82:1a:2b:3c", at the address: the name behind it,
+// if it isn't a star.
+TextRedactor::Place TextRedactor::tryLease(Place begin, Place end) {
+  constexpr std::size_t kMac = 17;
+  std::string_view line = lineFront(begin);
+  const std::size_t blank = line.find(' ');
+  const Place first = end + 1;
+  Place last = first;
+  while (last - first < kLongestHost && isHostByte(at(last))) {
+    ++last;
+  }
+  if (blank == std::string_view::npos || blank == 0 || line.size() != blank + 1 + kMac + 1 ||
+      line.find_first_not_of("0123456789") != blank || at(last) != ' ' || last == first ||
+      !(isHexByte(at(last + 1)) || at(last + 1) == '*')) {
+    return end;
+  }
+  replaceHost(first, last, hasDigitOrSign(text(first, last)));
+  return std::max(end, m_nCopied);
+}
+
 // "fileserver:/export", where the line is one of a table of mounts or of disks.
 TextRedactor::Place TextRedactor::tryExport(Place begin, Place end) {
   const unsigned char front = before(begin);

@@ -80,6 +80,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
     if (!may(kPhraseQuoted)) {
       return begin;
     }
+    if (phrase.look == KeyLook::kRemoteLine) {
+      return std::max(begin, trySelector(place));
+    }
     value.ending = Ending::kQuote;
     value.quote = static_cast<char>(opening);
     ++value.begin;
@@ -102,7 +105,8 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
     const std::string_view all = text(value.begin, last);
     // Sentences quote too, and their words are no names.
     const bool isOneWord = all.find_first_of(" \t") == std::string_view::npos;
-    const bool isName = phrase.look == KeyLook::kUser || phrase.look == KeyLook::kHost;
+    const bool isName =
+        phrase.look == KeyLook::kUser || phrase.look == KeyLook::kUserMaybe || phrase.look == KeyLook::kHost;
     const bool isSecret = phrase.look == KeyLook::kSecret;
     if (all.empty() || (!isOneWord && !isAsked && (isName || (isSecret && !may(kPhraseBlanks)))) ||
         (isName && isSystemAccount(last)) || (isSecret && isCommonWord(all))) {

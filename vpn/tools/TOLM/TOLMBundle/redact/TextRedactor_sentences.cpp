@@ -50,22 +50,25 @@ void TextRedactor::trySentence(Place begin, Place end) {
         const Place last = userEnd(end + 1);
         if (last > end + 1 && std::string_view(m_Window).substr(last, 5) == "(uid=") {
           replaceUser(end + 1, last, Evidence::kProven);
+        } else if (at(end + 1) == '\'') {
+          tryQuotedUser(begin, end);
+          tryIdentitySentence(begin, end);
         }
       }
       break;
     case 'o':
-      // "authentication of 'jane' with EAP successful"
-      if (word == "of" && at(end + 1) == '\'' && isSame(wordBefore(begin), "authentication")) {
-        const Place last = userEnd(end + 2);
-        if (last > end + 2 && at(last) == '\'' && hostLook(text(end + 2, last)) == HostLook::kNone) {
-          replaceUser(end + 2, last);
-        }
+    case '-':
+      if (at(end + 1) == '\'' && (word == "of" || word == "-")) {
+        tryIdentitySentence(begin, end);
       }
       break;
     case 'p':
     case 't':
-      if (word == "to" && begin > 2 && text(begin - 3, begin) == ": (") {
+      if (word == "to" && begin > 2 &&
+          (text(begin - 3, begin) == ": (" || (begin > 10 && text(begin - 11, begin) == "FAILED SU ("))) {
         trySwitch(end);
+      } else if (at(end + 1) == '\'' && (word == "to" || word == "peer")) {
+        tryIdentitySentence(begin, end);
       } else if (word == "PING" || word == "to") {
         tryNameOfAddress(end, word == "PING");
       }
@@ -74,6 +77,10 @@ void TextRedactor::trySentence(Place begin, Place end) {
     case 'u':
       if (word == "from") {
         tryNameOfAddress(end, false);
+      } else if (word == "FOR" && at(end + 1) == '\'') {
+        tryQuotedUser(begin, end);
+      } else if (word == "for" && at(end + 1) == '\'' && seen(userEnd(end + 2), 5) == "' - '") {
+        tryIdentitySentence(begin, end);
       } else if (isSame(word, "user") || isSame(word, "for")) {
         tryUserSentence(begin, end);
       }
@@ -100,11 +107,8 @@ void TextRedactor::tryUserSentence(Place begin, Place end) {
       isUser && (isSame(before, "invalid") || isSame(before, "illegal") || isSame(before, "authenticating") ||
                  isSame(before, "from") || isSame(before, "xauth"));
   const bool ofUser = isUser && (isStranger || isSame(before, "for") || isSame(before, "of"));
-  const bool accepted = isSame(word, "for") && (isSame(before, "publickey") || isSame(before, "password") ||
-                                                isSame(before, "interactive"));
-  if (!isUser && !accepted) {
-    return;
-  }
+  const bool accepted =
+      !isUser && (isSame(before, "publickey") || isSame(before, "password") || isSame(before, "interactive"));
   first += at(first) == '\'' || at(first) == '"' ? 1U : 0U;
   Place last = userEnd(first);
   const bool dotted = last > first && at(last - 1) == '.';
@@ -121,8 +125,8 @@ void TextRedactor::tryUserSentence(Place begin, Place end) {
     hasAddress = isSign || isHexByte(at(place));
   }
   hasAddress = (hasAddress && hasSign) || (at(last) == ' ' && isSame(before, "xauth"));
-  const bool logged = isUser && std::string_view(m_Window).substr(last, 8) == " logged ";
-  if (last > first && (logged || ((ofUser || accepted) && (ends || hasAddress)))) {
+  if (last > first &&
+      (((ofUser || accepted) && (ends || hasAddress)) || isToldBehind(begin, last, isUser, ofUser))) {
     const bool isSession = std::string_view(m_Window).substr(last, 5) == "(uid=";
     const bool mayEnd = isUser && !isSession && !isStranger && next != '\'' && next != '"';
     replaceUser(first, last,
@@ -132,15 +136,67 @@ void TextRedactor::tryUserSentence(Place begin, Place end) {
   }
 }
 
-// "logged in as jane", "authenticated as "jane"", and not "logged in as long as": a word alone is one where
-// the phrase ends.
+// Whether what stands behind the name at whose end `last` is tells that a user was named, where the words in
+// front alone don't: "for jane from 10.1.2.3 port 22 ssh2", "User jane from 10.1.2.3 not allowed because",
+// "(user jane) krb5_init", "password changed for jane". `begin` is where "user" or "for" stands.
+bool TextRedactor::isToldBehind(Place begin, Place last, bool isUser, bool ofUser) const {
+  constexpr std::size_t kLongestEnding = 320;
+  constexpr std::string_view kChanged = ": password changed ";
+  const unsigned char next = at(last);
+  if (!isUser && (next == '\n' || next == '\r' || next == 0)) {
+    return begin >= kChanged.size() && text(begin - kChanged.size(), begin) == kChanged;
+  }
+  if (isUser && next == ':') {
+    return ofUser && at(last + 1) == ' ' && isDigitByte(at(last + 2));  // "received for user jane: 7 (...)"
+  }
+  if (isUser && next == ')') {
+    return begin > 0 && at(begin - 1) == '(' && lineFront(begin).find("pam_") != std::string_view::npos;
+  }
+  if (next != ' ') {
+    return false;
+  }
+  std::string_view behind = seen(last + 1, kLongestEnding);
+  if (!behind.starts_with("from ")) {
+    constexpr std::string_view kNotAllowed = "not allowed because ";
+    return isUser && (behind.starts_with("logged ") || (ofUser && behind.starts_with("[preauth]")) ||
+                      (ofUser && behind.starts_with("account temporarily locked")) ||
+                      (behind.starts_with(kNotAllowed) && lineFront(begin).ends_with("]: ")));
+  }
+  behind.remove_prefix(5);
+  behind.remove_prefix(std::min(behind.size(), behind.find_first_of(" \n")));
+  if (isUser && behind.starts_with(" not allowed because ")) {
+    return true;
+  }
+  constexpr std::string_view kPort = " port ";
+  if (!behind.starts_with(kPort)) {
+    return false;
+  }
+  behind.remove_prefix(kPort.size());
+  behind.remove_prefix(std::min(behind.size(), behind.find_first_not_of("0123456789")));
+  return behind.starts_with(" ssh2") || behind.starts_with(" id ");
+}
+
+// "FAILED LOGIN (1) on '/dev/tty1' FOR 'jane'", "password for 'jdoe' changed by 'jane'".
+void TextRedactor::tryQuotedUser(Place begin, Place end) {
+  const Place last = userEnd(end + 2);
+  const std::string_view front = lineFront(begin);
+  if (last > end + 2 && at(last) == '\'' &&
+      (at(begin) == 'F' ? front.find("FAILED LOGIN (") != std::string_view::npos
+                        : front.ends_with("' changed "))) {
+    replaceUser(end + 2, last);
+  }
+}
+
+// "logged in as jane", "authenticated as "jane"", "Authenticating to gw7:22 as 'jane'", and not "logged in as
+// long as": a word alone is one where the phrase ends.
 void TextRedactor::tryLogin(Place begin, Place end) {
   static constexpr std::array<std::string_view, 6> kFronts = {
       "in", "on", "login", "logon", "authenticated", "authenticating"};
   constexpr std::size_t kShortest = 3;
   const std::string_view before = wordBefore(begin);
   if (std::none_of(kFronts.begin(), kFronts.end(),
-                   [before](std::string_view front) { return isSame(before, front); })) {
+                   [before](std::string_view front) { return isSame(before, front); }) &&
+      !(at(end + 1) == '\'' && lineFront(begin).find("Authenticating to ") != std::string_view::npos)) {
     return;
   }
   const unsigned char quote = at(end + 1) == '"' || at(end + 1) == '\'' ? at(end + 1) : 0;
@@ -164,7 +220,7 @@ void TextRedactor::tryLogin(Place begin, Place end) {
   replaceUser(first, last, isPlain && goesOn ? Evidence::kGuess : Evidence::kNamed);
 }
 
-// "su[812]: (to pkoch) jane on pts/1"
+// "su[812]: (to pkoch) jane on pts/1", "su: FAILED SU (to pkoch) jane on pts/1"
 void TextRedactor::trySwitch(Place end) {
   const Place first = end + 1;
   const Place last = userEnd(first);
