@@ -199,8 +199,12 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
   }
   if (stays) {
     // Of the distributions and standards, and what was redacted before.
-    if (domain.ends_with(".example") || isMakersHost(domain)) {
+    if (domain.ends_with(".example")) {
       replaceUser(first, end);
+    } else if (isMakersHost(domain)) {
+      // "toolbox@apple.com" is many people's.
+      const bool isName = local.size() >= kShortestLocalName && local.find('.') != std::string_view::npos;
+      replaceUser(first, end, isName ? Evidence::kNamed : Evidence::kGuess);
     }
     return std::max(last, m_nCopied);
   }

@@ -43,7 +43,9 @@ TEST(EmailTest, TheMakersOfSystemsTeachNoDomainAndHaveUsers) {
       "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\" com.apple.xpc.launchd[1] "
       "xmlns=\"http://schemas.microsoft.com/x\"";
   EXPECT_EQ(plist, redacted(plist));
-  expectRows({{"to jdoe7@apple.com", "to {U}@apple.com"}});
+  expectRows({{"to jdoe7@apple.com", "to {U}@apple.com"},
+              {"toolbox@apple.com\nTOOLBOX_SIZE", "{U}@apple.com\nTOOLBOX_SIZE"},
+              {"anna.meier@apple.com\nby anna.meier", "{U}@apple.com\nby {U}"}});
 }
 
 TEST(EmailTest, ItMayBeginAFilesName) {
