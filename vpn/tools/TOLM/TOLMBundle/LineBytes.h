@@ -82,11 +82,13 @@ inline std::size_t endOfCompactTime(std::string_view line, std::size_t at) {
 
 inline constexpr std::size_t kEpochDigits = 10;
 
-// Seconds since 1970-01-01, of 2001 and later, with a fraction or in thousandths: "1773571327.123".
+// Seconds since 1970-01-01, of 2001 and later, with a fraction, in thousandths or in millionths:
+// "1773571327.123".
 inline std::size_t endOfEpoch(std::string_view line, std::size_t at) {
   const std::size_t end = endOfDigits(line, at);
   const std::size_t digits = end - at;
-  if ((digits != kEpochDigits && digits != kEpochDigits + 3) || line[at] != '1') {
+  if ((digits != kEpochDigits && digits != kEpochDigits + 3 && digits != kEpochDigits + 6) ||
+      line[at] != '1') {
     return 0;
   }
   const bool fraction =

@@ -235,14 +235,17 @@ void takeDate(std::string_view line, LogTime& time) {
   if (time.start == 0) {
     return;
   }
-  // Columns of tables are apart by a tab, a semicolon or a comma, and may be in quotes.
+  // Columns of tables are apart by a tab, a semicolon or a comma, and may be in quotes; or both are in
+  // brackets of their own.
   constexpr std::string_view kQuoted = "\",\"";
+  constexpr std::string_view kBrackets = "][";
   const bool isQuoted = endsAt(line, time.start, kQuoted);
+  const bool isBracketed = endsAt(line, time.start, kBrackets);
   const char before = line[time.start - 1];
-  const bool isColumn = isQuoted || before == '\t' || before == ';' || before == ',';
+  const bool isColumn = isQuoted || isBracketed || before == '\t' || before == ';' || before == ',';
   const char between = isColumn ? ' ' : before;
   LogTime dated = time;
-  std::size_t end = time.start - (isQuoted ? kQuoted.size() : 1);
+  std::size_t end = time.start - (isQuoted ? kQuoted.size() : isBracketed ? kBrackets.size() : 1);
   // Some put two blanks or more between both.
   constexpr std::size_t kMostBlanks = 4;
   while (before == ' ' && end > 0 && line[end - 1] == ' ' && time.start - end < kMostBlanks) {

@@ -237,7 +237,9 @@ bool takeJsonEpoch(std::string_view line, std::size_t colon, std::size_t from, L
   std::size_t at = colon + 1;
   at += at < line.size() && line[at] == ' ' ? 1 : 0;
   at += at < line.size() && line[at] == '"' ? 1 : 0;
-  for (const std::string_view key : {"\"ts", "\"time", "\"timestamp", "\"@timestamp"}) {
+  // The last is the journal's, in millionths.
+  for (const std::string_view key :
+       {"\"ts", "\"time", "\"timestamp", "\"@timestamp", "_REALTIME_TIMESTAMP"}) {
     if (front.size() >= key.size() && front.substr(front.size() - key.size()) == key) {
       return takeEpoch(line, at, time);
     }

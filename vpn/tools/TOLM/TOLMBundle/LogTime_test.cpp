@@ -91,6 +91,10 @@ TEST(LogTimeTest, DatesStandAheadInRareForms) {
   EXPECT_EQ(found("2026-03-15,10:42:07,up"), "2026-03-15 10:42:07 [2026-03-15,10:42:07]");
   EXPECT_EQ(found("\"2026-03-15\",\"10:42:07\""), "2026-03-15 10:42:07 [2026-03-15\",\"10:42:07]");
   EXPECT_EQ(found("{\"@timestamp\":\"1773571327\"}"), "2026-03-15 10:42:07 [1773571327]");
+  EXPECT_EQ(found("{\"__REALTIME_TIMESTAMP\":\"1773571327123456\",\"_PID\":\"1\"}"),
+            "2026-03-15 10:42:07 [1773571327123456]");
+  EXPECT_EQ(found("[2026-03-15][10:42:07.123][tun] up"), "2026-03-15 10:42:07 [2026-03-15][10:42:07.123]");
+  EXPECT_EQ(found("[3][10:42:07] up"), "0000-00-00 10:42:07 [10:42:07]");
 }
 
 TEST(LogTimeTest, TheFirstTimeIsTakenWhateverItsForm) {
@@ -336,6 +340,8 @@ TEST(LogTimeTest, WhatTellsATimeOnceMoreIsSetAside) {
 TEST(LogTimeTest, RarerFormsOfTimesAreSetAside) {
   EXPECT_EQ(normal("1773571327.123 up"), "<time> up");
   EXPECT_EQ(normal("{\"ts\":1773571327.123,\"m\":1}"), "{\"ts\":<time>,\"m\":1}");
+  EXPECT_EQ(normal("{\"_REALTIME_TIMESTAMP\":\"1773571327123456\",\"bytes\":1773571327123456}"),
+            "{\"_REALTIME_TIMESTAMP\":\"<time>\",\"bytes\":1773571327123456}");
   EXPECT_EQ(normal("15 Mar 2026 10:42:07 up"), "<time> up");
   EXPECT_EQ(normal("Mar 15, 2026 10:42:07 up"), "<time> up");
   EXPECT_EQ(normal("3/15/2026 2:42:07 PM up"), "<time> up");

@@ -209,9 +209,11 @@ class TextRedactor {
   Place tryKey(Place begin, Place end);
   Place valueOfNamedMember(Place begin, Place end) const;
   Place behindRemark(Place place) const;
-  bool closesQuote(Place quote, std::size_t slashes) const;
+  bool closesQuote(Place quote, std::size_t slashes, Place begin) const;
+  bool isInQuotes(Place begin, unsigned char sign, std::size_t slashes) const;
   Value valueBehind(Place begin, Place end) const;
   bool endsSoftly(Place at) const;
+  bool endsText(const Value& value, Place place) const;
   bool endsNumber(Place begin, Place place) const;
   Place valueEnd(const Value& value, std::size_t longest = kLongestValue) const;
   Place takeValue(KeyLook look, Value value);
@@ -237,7 +239,7 @@ class TextRedactor {
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   [[nodiscard]] bool beginsAddress(Place begin, Place end) const;
-  Place takeCommonName(const Value& value, Place end);
+  Place takeCommonName(const Value& value);
   Place takeWholeUser(const Value& value);
   Place takeUserIds(Place begin);
   Place takeUserPass(const Value& value);

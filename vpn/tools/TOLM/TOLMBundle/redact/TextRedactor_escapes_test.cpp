@@ -63,6 +63,15 @@ TEST(EscapedNameTest, ASignThatIsWrittenAsAnEscapeIsNoPartOfAName) {
 
 const std::vector<Row>& linesOfJsonInJson() {
   static const std::vector<Row> rows = {
+      {R"({"a":"{\"m\":\"password=hunter2\"}"})", R"({"a":"{\"m\":\"password=REDACTED\"}"})"},
+      {R"({"a":"{\"m\":\"password=hunter2\",\"n\":1}"})", R"({"a":"{\"m\":\"password=REDACTED\",\"n\":1}"})"},
+      {R"({"a":"{\"m\":\"the token: abc123def\" , \"n\":1}"})",
+       R"({"a":"{\"m\":\"the token: REDACTED\" , \"n\":1}"})"},
+      {R"({"a":"{\"m\":[\"x --password hunter2\"]}"})", R"({"a":"{\"m\":[\"x --password REDACTED\"]}"})"},
+      {R"({"a":"{\"b\":\"{\\\"m\\\":\\\"token=abc123def\\\"}\"}"})",
+       R"({"a":"{\"b\":\"{\\\"m\\\":\\\"token=REDACTED\\\"}\"}"})"},
+      // A quote of the password's own.
+      {R"({"a":"{\"m\":\"password=hun\\\"ter2\"}"})", R"({"a":"{\"m\":\"password=REDACTED\"}"})"},
       {R"({"a":"{\u0022user\u0022:\u0022quandt\u0022,\u0022password\u0022:\u0022hunter2 a,b\u0022}"})",
        R"({"a":"{\u0022user\u0022:\u0022{U}\u0022,\u0022password\u0022:\u0022REDACTED\u0022}"})"},
       {R"({"a":"{\u0022secret\u0022: \u0022a\\u0022b\u0022, \u0022pin\u0022: 471147,\u0022b\u0022:1}"})",
@@ -80,6 +89,12 @@ TEST(EscapedKeyTest, JsonInJsonMayHaveItsQuotesWrittenByTheirNumbers) {
   for (const Row& row : linesOfJsonInJson()) {
     EXPECT_TRUE(nlohmann::json::accept(redacted(row.text))) << redacted(row.text);
   }
+}
+
+TEST(EscapedKeyTest, TextsInJsonInJsonEndFarFromTheirLinesFrontToo) {
+  const std::string front = R"({"z":")" + std::string(5000, 'z') + R"(","a":"{\"m\":\"password=)";
+  const std::string rest = R"(\"}"})";
+  EXPECT_EQ(front + "REDACTED" + rest, redacted(front + "hunter2" + rest));
 }
 
 TEST(EscapedNameTest, ALineOfJsonStaysOne) {

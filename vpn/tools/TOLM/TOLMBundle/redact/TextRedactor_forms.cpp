@@ -60,6 +60,24 @@ bool decodeBase64(std::string_view text, std::string& result) {
   return true;
 }
 
+// Text, as most writers encode it, or the front of one. Bytes of a key or a digest that happen to be
+// printable aren't.
+bool isUtf8(std::string_view text) {
+  for (std::size_t place = 0; place < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[place++]);
+    const unsigned length = lead < 0x80 ? 1 : lead < 0xc2 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    if (length == 0 || lead > 0xf4) {
+      return false;
+    }
+    for (unsigned i = 1; i < length && place < text.size(); ++i, ++place) {
+      if ((static_cast<unsigned char>(text[place]) & 0xc0U) != 0x80) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 std::string encodeBase64(std::string_view text, bool urlForm, bool padded) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); i += 3) {
@@ -258,7 +276,7 @@ TextRedactor::Place TextRedactor::tryBase64(Place begin) {
     return begin;
   }
   std::string decoded;
-  if (!decodeBase64(text(begin, end), decoded)) {
+  if (!decodeBase64(text(begin, end), decoded) || !isUtf8(decoded)) {
     return begin;
   }
   const std::string redacted = nested(decoded);

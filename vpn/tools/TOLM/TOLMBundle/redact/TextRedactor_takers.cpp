@@ -237,7 +237,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
     case KeyLook::kUser:
       return takeUser(value, end);
     case KeyLook::kCommonName:
-      return takeCommonName(value, end);
+      return takeCommonName(value);
     case KeyLook::kHosts:
       return takeHosts(begin, end);
     case KeyLook::kFullName:

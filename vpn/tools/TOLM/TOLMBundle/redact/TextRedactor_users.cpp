@@ -279,7 +279,7 @@ bool TextRedactor::beginsAddress(Place begin, Place end) const {
 }
 
 // "CN = jane" and "CN = Jane Doe", and not "CN = Acme Root CA".
-TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) {
+TextRedactor::Place TextRedactor::takeCommonName(const Value& value) {
   constexpr std::size_t kLongestCommonName = 64;
   const Place begin = value.begin;
   if (value.isColon) {
@@ -294,7 +294,6 @@ TextRedactor::Place TextRedactor::takeCommonName(const Value& value, Place end) 
   while (last > begin && (at(last - 1) == ' ' || at(last - 1) == '.')) {
     --last;
   }
-  (void)end;
   const std::string_view name = text(begin, last);
   const std::size_t blank = name.find(' ');
   if (blank == std::string_view::npos) {

@@ -78,10 +78,9 @@ TextRedactor::Place TextRedactor::behindRemark(Place place) const {
   return at(end) == ')' && at(end + 1) == ':' && at(end + 2) != ':' ? end + 1 : place;
 }
 
-// "no user or password:": whether the quote, with so many backslashes in front, ends the text that the key
-// stands in. Then a number of its kind that is odd stands in front of it in the line, and no value behind it.
-bool TextRedactor::closesQuote(Place quote, std::size_t slashes) const {
-  constexpr std::size_t kNear = 2048;
+// "no user or password:": whether the quote, with so many backslashes in front, ends the text that stands in
+// front of `begin`. Then it is in one's quotes there, and no value follows.
+bool TextRedactor::closesQuote(Place quote, std::size_t slashes, Place begin) const {
   const unsigned char sign = at(quote);
   const unsigned char next = at(quote + 1);
   if (!isSpaceByte(next) &&
@@ -91,10 +90,18 @@ bool TextRedactor::closesQuote(Place quote, std::size_t slashes) const {
   if (next == ',' && (slashes > 0 ? escapesOfQuote(quote + 2) == slashes : at(quote + 2) == sign)) {
     return true;
   }
+  return isInQuotes(begin, sign, slashes);
+}
+
+// Whether a number of such quotes that is odd stands in front of `begin` in the line, or in the text around
+// it whose own quotes have fewer backslashes.
+bool TextRedactor::isInQuotes(Place begin, unsigned char sign, std::size_t slashes) const {
+  constexpr std::size_t kNear = 2048;
   bool isOdd = false;
-  const Place reach = quote - std::min(quote, kNear);
-  Place place = quote - slashes;
-  while (place > reach && at(place - 1) != '\n') {
+  bool isInText = false;
+  const Place reach = begin - std::min(begin, kNear);
+  Place place = begin;
+  while (place > reach && at(place - 1) != '\n' && !isInText) {
     --place;
     if (at(place) != sign || (sign == '\'' && isLetterByte(at(place + 1)) && isLetterByte(at(place - 1)))) {
       continue;  // "isn't"
@@ -103,9 +110,10 @@ bool TextRedactor::closesQuote(Place quote, std::size_t slashes) const {
     while (place > reach && at(place - 1) == '\\') {
       --place;
     }
+    isInText = behind - place < slashes;
     isOdd = isOdd != (slashes > 0 ? behind - place == slashes : (behind - place) % 2 == 0);
   }
-  return isOdd && (place == 0 || at(place - 1) == '\n');
+  return isOdd && (isInText || place == 0 || at(place - 1) == '\n');
 }
 
 // Where the value of the key in [begin, end) begins and how it ends:
@@ -205,12 +213,12 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   value.isFound = true;
   value.wasQuoted = wasQuoted;
   if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
-    value.isFound = wasQuoted || !closesQuote(place + slashes, slashes);
+    value.isFound = wasQuoted || !closesQuote(place + slashes, slashes, place);
     value.ending = Ending::kEscapedQuote;
     value.slashes = slashes;
     place += slashes + 1;
   } else if (at(place) == '"' || at(place) == '\'' || at(place) == '`') {
-    value.isFound = wasQuoted || !closesQuote(place, 0);
+    value.isFound = wasQuoted || !closesQuote(place, 0, place);
     value.ending = Ending::kQuote;
     value.quote = static_cast<char>(at(place));
     ++place;
@@ -250,6 +258,15 @@ bool TextRedactor::endsSoftly(Place place) const {
   return isSpaceByte(at(next)) || at(next) == 0 || at(next) == '<';
 }
 
+// "{\"m\":\"password=x\"}": whether a quote at `place` ends the text that the value stands in.
+bool TextRedactor::endsText(const Value& value, Place place) const {
+  if (at(place) != '\\' || at(place - (place > 0 ? 1U : 0U)) == '\\') {
+    return false;
+  }
+  const std::size_t slashes = escapesOfQuote(place);
+  return slashes > 0 && closesQuote(place + slashes, slashes, value.begin);
+}
+
 // Whether a number of a JSON text, which has no quotes around it, or what stands for one, ends at `place`.
 bool TextRedactor::endsNumber(Place begin, Place place) const {
   const unsigned char c = at(place);
@@ -278,7 +295,7 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longe
     switch (value.ending) {
       case Ending::kWord:
         ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) ||
-               (value.wasQuoted && endsNumber(value.begin, place));
+               (value.wasQuoted && endsNumber(value.begin, place)) || endsText(value, place);
         break;
       case Ending::kPair:
         ends = endsSoftly(place);

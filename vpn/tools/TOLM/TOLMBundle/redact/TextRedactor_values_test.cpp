@@ -251,6 +251,13 @@ TEST(RedactFormTest, Base64DoesntHideANameOrASecret) {
   EXPECT_EQ("Zm9vIGJhciBiYXogcXV4", redacted("Zm9vIGJhciBiYXogcXV4")) << "foo bar baz qux";
 }
 
+TEST(RedactFormTest, BytesWhoseBase64OnlyLooksLikeATextStay) {
+  // Six of the bytes are "sn=" and three that could be a serial number.
+  test::expectStays({"x=00000000-5efd-8816-86b9-c24982c34bad", "id=00000000-d06a-8826-8fc4-c046d4c5802c"});
+  EXPECT_THAT(redacted("bmFtZSBvZiDDvCwgdXNlcj1qb2FjaGltNywgeA=="), Not(HasSubstr("1qb2FjaGltNy")))
+      << "name of \u00fc, user=joachim7, x";
+}
+
 const char* const kMixedText =
     "Mar 15 10:42:07 janes-mbp sshd[1]: Accepted password for jane from 81.2.69.142 port 1\n"
     "user=jane host=vpn.acme.de mac=00:1b:21:3a:4f:99 fe80::21b:21ff:fe3a:4f99 2a02:8071::17\n"
