@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <mutex>
+#include <new>
 #include <set>
 #include <thread>
 
@@ -62,6 +64,18 @@ std::string folderOf(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
+// What `work` gives back, or what it threw as a text: on a thread it would end the program.
+template <typename Work>
+std::string withoutThrowing(Work work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return "memory ran out";
+  } catch (const std::exception& error) {
+    return std::string("the bundle can't be redacted: ") + error.what();
+  }
+}
+
 }  // namespace
 
 BundleLimits redactLimits() {
@@ -90,12 +104,7 @@ std::string BundleRedactor::onAllProcessors(Work work) {
   std::mutex lock;
   std::string failure;
   const auto worker = [&](std::size_t number) {
-    std::string problem;
-    try {
-      problem = work(number, next);
-    } catch (const std::bad_alloc&) {
-      problem = "memory ran out";
-    }
+    const std::string problem = withoutThrowing([&] { return work(number, next); });
     if (!problem.empty()) {
       next = m_Order.size();  // the others need not go on
       const std::lock_guard<std::mutex> guard(lock);
@@ -145,7 +154,7 @@ std::string BundleRedactor::run() {
   for (const auto step :
        {&BundleRedactor::firstWalk, &BundleRedactor::boundTexts, &BundleRedactor::secondWalk,
         &BundleRedactor::redactSummary, &BundleRedactor::writeBundle}) {
-    if (std::string failure = (this->*step)(); !failure.empty()) {
+    if (std::string failure = withoutThrowing([&] { return (this->*step)(); }); !failure.empty()) {
       return failure;
     }
   }

@@ -9,7 +9,6 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
-#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
 #include "vpn/tools/TOLM/TOLMBundle/ZipBuilder_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactBundle_test.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
@@ -21,6 +20,8 @@ using test::BundleTexts;
 using test::kTestKey;
 using test::makeBundle;
 using test::readBundle;
+using test::row;
+using test::summaryOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
@@ -48,25 +49,6 @@ class BundleRedactorTest : public testing::Test {
 
   test::TempFolder m_temp;
 };
-
-// A summary with one document, "Logs", and the given rows.
-std::string summaryOf(const std::vector<SummaryRow>& rows) {
-  Summary summary;
-  summary.time = "Sun Mar 15 10:42:07 2026";
-  summary.os = "Debian GNU/Linux: 12.0.0";
-  summary.user = "jane.doe";
-  summary.bundlePath = "/home/jane.doe/Desktop/TOLMBundle_0315_1042.zip";
-  SummarySection section;
-  section.title = "Logs";
-  section.included = rows;
-  summary.sections.push_back(section);
-  summary.hasUnknownHeading = true;
-  return summaryText(summary);
-}
-
-SummaryRow row(const std::string& id, const std::string& name, const std::string& size) {
-  return {id, name, wrappedKey(name, kSummaryNameWidth), "A file", size};
-}
 
 TEST_F(BundleRedactorTest, ANameFoundInOneFileIsReplacedInAll) {
   const BundleTexts texts = redacted({{"a.txt", "ask jane.doe"}, {"b.txt", "/home/jane.doe/x"}});

@@ -91,7 +91,9 @@ std::string BundleRedactor::redactSummary() {
     } else {
       // The label is what tells that a user's name follows.
       const std::string label = "User Name: ";
-      summary.user = redactor.redact(label + summary.user).substr(label.size());
+      const std::string named = redactor.redact(label + summary.user);
+      // Rules may touch the label.
+      summary.user = named.starts_with(label) ? named.substr(label.size()) : redactor.redact(summary.user);
       summary.os = redactor.redact(summary.os);
       summary.bundlePath = redactor.redact(summary.bundlePath);
       std::vector<bool> matched(m_Entries.size());

@@ -11,8 +11,10 @@
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleReader.h"
 #include "vpn/tools/TOLM/TOLMBundle/BundleWriter.h"
+#include "vpn/tools/TOLM/TOLMBundle/Summary.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/BundleRedactor.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactText_test.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
 
 namespace halvo::test {
 
@@ -60,6 +62,25 @@ inline std::string redactBundle(const std::string& in, RedactOptions options, St
     return failure;
   }
   return BundleRedactor(reader, standIns, options).run();
+}
+
+// A summary with one document, "Logs", and the given rows.
+inline std::string summaryOf(const std::vector<SummaryRow>& rows) {
+  Summary summary;
+  summary.time = "Sun Mar 15 10:42:07 2026";
+  summary.os = "Debian GNU/Linux: 12.0.0";
+  summary.user = "jane.doe";
+  summary.bundlePath = "/home/jane.doe/Desktop/TOLMBundle_0315_1042.zip";
+  SummarySection section;
+  section.title = "Logs";
+  section.included = rows;
+  summary.sections.push_back(section);
+  summary.hasUnknownHeading = true;
+  return summaryText(summary);
+}
+
+inline SummaryRow row(const std::string& id, const std::string& name, const std::string& size) {
+  return {id, name, wrappedKey(name, kSummaryNameWidth), "A file", size};
 }
 
 }  // namespace halvo::test

@@ -94,6 +94,7 @@ void TextRedactor::finish(std::string& out) {
   m_nCopied = 0;
   m_nReplaced = 0;
   m_nColonsTried = 0;
+  m_nPemEnd = 0;
   m_nBarrier = 0;
   m_nEscape = 0;
   m_nWordBegin = 0;
@@ -134,6 +135,7 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_nPlace -= gone;
     m_nCopied -= gone;
     m_nColonsTried -= std::min(m_nColonsTried, gone);
+    m_nPemEnd -= std::min(m_nPemEnd, gone);
     m_nReplaced -= std::min(m_nReplaced, gone);
     m_nBarrier -= std::min(m_nBarrier, gone);
     m_nEscape -= std::min(m_nEscape, gone);

@@ -348,6 +348,7 @@ class TextRedactor {
   Place m_nCopied = 0;    // handed out up to here
   Place m_nReplaced = 0;  // the end of what was replaced last
   Place m_nColonsTried = 0;
+  Place m_nPemEnd = 0;  // of bytes as a key has them, as tryPemTail() saw
   // What begins here isn't joined to what stands in front: an escape that begins at m_nEscape, or a colour's
   // sequence.
   Place m_nBarrier = 0;

@@ -28,20 +28,24 @@ bool isPemByte(unsigned char c) {
   return isPlainByte(c) || c == '+' || c == '/' || c == '=';
 }
 
+bool isHexText(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return isHexByte(static_cast<unsigned char>(c)); });
+}
+
 // Whether a group of such bytes is none but a key's: `isAlone`, with nothing else behind it in its line.
 // Paths and words have no capitals among small letters and digits.
 bool isKeyGroup(std::string_view group, bool isAlone) {
   bool hasCapital = false;
   bool hasSmall = false;
   bool hasOther = false;
-  bool isHex = true;
   for (const char c : group) {
     hasCapital = hasCapital || (c >= 'A' && c <= 'Z');
     hasSmall = hasSmall || (c >= 'a' && c <= 'z');
     hasOther = hasOther || (c >= '0' && c <= '9') || c == '+' || c == '=';
-    isHex = isHex && isHexByte(static_cast<unsigned char>(c));
   }
-  return group.size() >= kShortestPemRun && (isHex || (hasCapital && hasSmall && (hasOther || isAlone)));
+  return group.size() >= kShortestPemRun &&
+         ((hasCapital && hasSmall && (hasOther || isAlone)) || isHexText(group));
 }
 
 // What a label says: "RSA PRIVATE KEY".
@@ -330,10 +334,14 @@ TextRedactor::Place TextRedactor::tryPemTail(Place begin) {
     m_nPemLines = 0;
     return begin;
   }
-  Place place = begin;
-  while (place - begin < kLongestValue && isPemByte(at(place))) {
+  // What begins inside of such bytes ends with them, and is a key's group then only where no other letter
+  // than hexadecimal ones is left.
+  const bool isInside = begin < m_nPemEnd;
+  Place place = isInside ? m_nPemEnd : begin;
+  while (!isInside && place - begin < kLongestValue && isPemByte(at(place))) {
     ++place;
   }
+  m_nPemEnd = place;
   if (place - begin < kShortestPemRun) {
     // "REDACTED-----END": all in one line. The last line in front of it may be short.
     std::string_view behind = seen(place, kLongestKeyEnd);
@@ -343,7 +351,8 @@ TextRedactor::Place TextRedactor::tryPemTail(Place begin) {
     if (!isLine || !isKeyEnd(behind)) {
       return begin;
     }
-  } else if (!isKeyGroup(text(begin, place), endsPemLine(place))) {
+  } else if (isInside ? !isHexText(text(begin, place))
+                      : !isKeyGroup(text(begin, place), endsPemLine(place))) {
     return begin;
   }
   replace(begin, place, m_PemKind, kSecretMark);
