@@ -7,7 +7,6 @@
 #include <set>
 #include <sstream>
 #include <string_view>
-#include <utility>
 
 #include "vpn/tools/TOLM/TOLMBundle/LogTime.h"
 
@@ -24,20 +23,6 @@ std::size_t longestSummary(std::size_t entries) {
   return std::clamp(entries * kOfAnEntry, kOfAnyBundle, kOfTheLargest);
 }
 
-constexpr std::size_t kUnmatched = SIZE_MAX;
-
-// More items than a line can name share no file but in a summary that somebody made up.
-constexpr std::size_t kMostSharedIds = 20;
-
-std::string folderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "" : path.substr(0, slash);
-}
-
-std::string folderKey(const std::string& folder, const std::string& key) {
-  return folder + '\0' + key;
-}
-
 // Packers of another system part folders by backslashes. Where any file's name has a slash they are bytes of
 // names like others.
 bool isPartedByBackslashes(const std::vector<BundleEntryInfo>& entries) {
@@ -52,11 +37,6 @@ bool isPartedByBackslashes(const std::vector<BundleEntryInfo>& entries) {
     any = any || entry.name.find('\\') != std::string::npos;
   }
   return any;
-}
-
-std::string withSlashes(std::string name) {
-  std::replace(name.begin(), name.end(), '\\', '/');
-  return name;
 }
 
 // What packers of other systems put beside the folder that they pack.
@@ -86,6 +66,11 @@ std::string commonFolder(const std::vector<BundleEntryInfo>& entries, char separ
     common.erase(common.rfind(separator) + 1);
   }
   return common;
+}
+
+std::string withSlashes(std::string name) {
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
 }
 
 std::string lastComponent(const std::string& path) {
@@ -193,89 +178,6 @@ void BundleContent::readSummaryEntry() {
   }
 }
 
-std::size_t BundleContent::matchRow(const std::string& title, const SummaryRow& row) {
-  // A title that is no folder's name leaves the files beside the summary, and so lie the user's comments.
-  std::vector<Candidates*> lists;
-  for (const std::string& folder : {title, std::string()}) {
-    const auto found = m_ByFolderAndKey.find(folderKey(folder, row.nameKey));
-    if (found != m_ByFolderAndKey.end()) {
-      lists.push_back(&found->second);
-    }
-  }
-  if (const auto found = m_ByKey.find(row.nameKey); found != m_ByKey.end()) {
-    lists.push_back(&found->second);
-  }
-  // Which of several is meant can't be told.
-  if (const auto found = m_ByForeignKey.find(row.nameKey);
-      found != m_ByForeignKey.end() && found->second.entries.size() == 1) {
-    lists.push_back(&found->second);
-  }
-  if (lists.empty()) {
-    return m_rReader.entries().size();
-  }
-  // The first list that has any is the one that is meant.
-  Candidates& list = *lists.front();
-  while (list.taken < list.entries.size() && m_FirstFile[list.entries[list.taken]] != kUnmatched) {
-    ++list.taken;
-  }
-  // Two files of one name are one entry: the later one took the earlier one's place.
-  return list.taken < list.entries.size() ? list.entries[list.taken] : list.entries.front();
-}
-
-void BundleContent::matchSection(const SummarySection& section) {
-  for (const SummaryRow& row : section.included) {
-    const std::size_t entry = matchRow(section.title, row);
-    if (entry == m_rReader.entries().size()) {
-      m_Missing.push_back({row.id, row.name, row.description, section.title,
-                           m_UnreadKeys.contains(wrappedKey(row.name, kSummaryNameWidth))
-                               ? "the summary lists it, and its file in the bundle can't be read"
-                               : "the summary lists it, and the bundle doesn't hold it",
-                           true});
-      continue;
-    }
-    addFile({row.id, row.description, section.title, lastComponent(nameOf(entry)), row.last, entry});
-  }
-}
-
-void BundleContent::addFile(BundledFile file) {
-  std::size_t& first = m_FirstFile[file.entry];
-  if (first == kUnmatched) {
-    first = m_Files.size();
-    ++m_nFirstFiles;
-  } else {
-    std::vector<std::string>& ids = m_SharedIds[file.entry];
-    if (ids.empty()) {
-      ids.push_back(m_Files[first].id);
-    }
-    if (ids.size() < kMostSharedIds && std::find(ids.begin(), ids.end(), file.id) == ids.end()) {
-      ids.push_back(file.id);
-    }
-  }
-  file.first = first;
-  m_Files.push_back(std::move(file));
-}
-
-std::string BundleContent::idsOf(const BundledFile& file) const {
-  const auto shared = m_SharedIds.find(file.entry);
-  if (shared == m_SharedIds.end()) {
-    return file.id;
-  }
-  std::string text;
-  for (const std::string& id : shared->second) {
-    text += (text.empty() ? "" : ", ") + id;
-  }
-  return text;
-}
-
-void BundleContent::addTheRest() {
-  const std::vector<BundleEntryInfo>& entries = m_rReader.entries();
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (m_FirstFile[i] == kUnmatched && i != m_nSummaryEntry && !isFolder(i)) {
-      addFile({"", "", "", lastComponent(nameOf(i)), "", i});
-    }
-  }
-}
-
 // Titles that are no folders' names leave all files beside the summary, and a file's own name may have
 // backslashes.
 bool BundleContent::hasFilesBesideSummaryAlone() const {
@@ -301,39 +203,7 @@ void BundleContent::load() {
   m_bBackslashes = isPartedByBackslashes(entries);
   readSummaryEntry();
   m_bBackslashes = m_bBackslashes && !hasFilesBesideSummaryAlone();
-  m_FirstFile.resize(entries.size(), kUnmatched);
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (!entries[i].fault.empty()) {
-      m_UnreadKeys.insert(wrappedKey(lastComponent(placeOf(i)), kSummaryNameWidth));
-    } else if (i != m_nSummaryEntry && !isFolder(i)) {
-      const std::string place = placeOf(i);
-      const std::string key = wrappedKey(lastComponent(place), kSummaryNameWidth);
-      m_ByKey[key].entries.push_back(i);
-      m_ByFolderAndKey[folderKey(folderOf(place), key)].entries.push_back(i);
-      // Somebody may have added a file with a folder to a bundle of that kind.
-      if (place.find('\\') != std::string::npos) {
-        const std::string slashed = withSlashes(place);
-        const std::string foreignKey = wrappedKey(lastComponent(slashed), kSummaryNameWidth);
-        m_ByForeignKey[foreignKey].entries.push_back(i);
-        m_ByFolderAndKey[folderKey(folderOf(slashed), foreignKey)].entries.push_back(i);
-      }
-    }
-  }
-  for (const SummarySection& section : m_Summary.sections) {
-    for (const SummaryRow& row : section.omitted) {
-      m_Missing.push_back({row.id, row.name, row.description, section.title, row.last, false});
-    }
-  }
-  for (const SummarySection& section : m_Summary.sections) {
-    matchSection(section);
-  }
-  addTheRest();
-  // All is matched, and of many entries they are most of what is held.
-  m_ByKey.clear();
-  m_ByForeignKey.clear();
-  m_ByFolderAndKey.clear();
-  m_UnreadKeys.clear();
-  m_FirstFile = {};
+  matchRows();
 }
 
 std::vector<UnreadPart> BundleContent::unread() const {

@@ -22,10 +22,10 @@ namespace halvo {
 struct BundledFile {
   std::string id;  // of its item; empty where the summary doesn't know the file
   std::string description;
-  std::string document;  // the title of the document that gathered it
-  std::string name;      // without the folder
-  std::string statedSize;
-  std::size_t entry = 0;  // of the reader
+  std::string document;    // the title of the document that gathered it
+  std::string name;        // without the folder
+  std::string statedSize;  // empty for a file of a gathered folder, of which the summary has one row for all
+  std::size_t entry = 0;   // of the reader
   // The index of the first file that has this entry: its own, or that of the row of the summary that named
   // the entry before. Items may share a file, and one item may name it twice.
   std::size_t first = 0;
@@ -110,7 +110,12 @@ class BundleContent {
   void findOnlySummary();
   void readSummaryEntry();
   void matchSection(const SummarySection& section);
-  std::size_t matchRow(const std::string& title, const SummaryRow& row);
+  void matchRows();
+  [[nodiscard]] std::size_t take(Candidates& list) const;
+  std::size_t matchPlace(const std::string& title, const SummaryRow& row);
+  std::size_t matchName(const SummaryRow& row);
+  void findGatheredFolders();
+  bool addGatheredFolder(const std::string& title, const SummaryRow& row);
   void addFile(BundledFile file);
   void addTheRest();
 
@@ -131,6 +136,11 @@ class BundleContent {
   // Entries by the form of their name in the summary, without and with their folder.
   std::map<std::string, Candidates> m_ByKey;
   std::map<std::string, Candidates> m_ByFolderAndKey;
+  // Those in folders that were gathered, by the document's folder and the form of the gathered one's name.
+  // Made where a row has no file of its name.
+  std::map<std::string, Candidates> m_ByGatheredFolder;
+  bool m_bFoundFolders = false;
+  std::size_t m_nFilesAgain = 0;  // of such folders, for rows behind the first
   // The same form of those that can't be read.
   std::set<std::string> m_UnreadKeys;
   // Those whose places have backslashes, by what stands behind the last.
@@ -141,6 +151,9 @@ class BundleContent {
 // folder; empty where there is none. What can't be opened doesn't count, nor what packers and redaction put
 // beside it.
 std::string commonFolder(const std::vector<BundleEntryInfo>& entries, char separator = '/');
+
+// With slashes for backslashes.
+std::string withSlashes(std::string name);
 
 // The part of a path behind its last "/".
 std::string lastComponent(const std::string& path);

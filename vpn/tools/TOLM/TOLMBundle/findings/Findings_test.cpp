@@ -250,6 +250,18 @@ TEST(FindingsTest, WhatIsLostBehindADamagedTableIsNotMissing) {
   EXPECT_THAT(undecidedOver(bytes, "<line item=\"other\" pattern=\"up\"/>"), IsEmpty());
 }
 
+TEST(FindingsTest, FilesOfAGatheredFolderAreThoseOfItsItem) {
+  const std::string summary = SummaryBuilder().section("T").included("logs", "log.d", "", "4.00K").take();
+  const std::string bytes = ZipBuilder()
+                                .add({"summary.txt", summary})
+                                .add({"T/log.d/a", "no\n"})
+                                .add({"T/log.d/b/c", "up\n"})
+                                .take();
+  const Findings findings = findInBytes(bytes, ruleSet("<line item=\"logs\" pattern=\"up\"/>"));
+  EXPECT_THAT(findings.problems, SizeIs(1));
+  EXPECT_THAT(undecidedOver(bytes, "<missing item=\"logs\"/>"), IsEmpty());
+}
+
 TEST(FindingsTest, WhatIsUndecidedStandsInTextAndJson) {
   const TempFolder folder;
   test::writeFile(folder.file("bundle.zip"), ZipBuilder().add({"a", "one\n"}).take());
