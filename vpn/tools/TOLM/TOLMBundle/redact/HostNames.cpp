@@ -33,18 +33,19 @@ const Words& strongDomains() {
       "tl", "tm", "tn", "tr", "tt", "tv", "tw", "tz", "ua", "ug", "uk", "us", "uy", "uz", "va", "vc", "ve",
       "vg", "vn", "vu", "wf", "ws", "ye", "yt", "za", "zm", "zw",
       // Newer ones that are seen in logs.
-      "agency", "ai", "app", "berlin", "blog", "bayern", "cloud", "consulting", "dev", "domains",
-      "engineering", "enterprises", "expert", "finance", "fyi", "gmbh", "hamburg", "hosting", "inc",
-      "institute", "international", "koeln", "lawyer", "llc", "london", "ltd", "nyc", "paris", "partners",
-      "photography", "ruhr", "shop", "solutions", "swiss", "tech", "technology", "tirol", "tokyo",
+      "agency", "ai", "app", "berlin", "blog", "bayern", "cloud", "consulting", "dev", "domains", "bank",
+      "engineering", "enterprises", "expert", "finance", "fyi", "gmbh", "hamburg", "health", "hosting", "inc",
+      "institute", "international", "koeln", "lawyer", "llc", "london", "ltd", "mobi", "nyc", "paris",
+      "partners", "photography", "ruhr", "shop", "solutions", "swiss", "tech", "technology", "tirol", "tokyo",
       "university", "ventures", "wien", "xyz"};
   return words;
 }
 
 // Names that are used inside networks alone. They aren't registered by anybody.
 const Words& localDomains() {
-  static const Words words = {"local",       "lan",   "home",  "corp", "internal",  "intranet", "private",
-                              "localdomain", "intra", "fritz", "box",  "workgroup", "domain",   "onion"};
+  static const Words words = {"local",   "lan",       "home",        "corp",  "internal", "intranet",
+                              "private", "intern",    "localdomain", "intra", "fritz",    "box",
+                              "lokal",   "workgroup", "domain",      "onion"};
   return words;
 }
 
@@ -60,7 +61,7 @@ const Words& weakDomains() {
       "no",       "pl",       "pm",        "ps",      "pub",      "py",    "rs",    "run",    "sh",
       "so",       "tf",       "tk",        "to",      "vi",       "zip",   "bar",   "link",   "live",
       "network",  "host",     "page",      "win",     "top",      "work",  "tools", "team",   "today",
-      "watch",    "data",     "download",  "cat",     "gt",       "nr"};
+      "watch",    "data",     "download",  "cat",     "gt",       "nr",    "loc",   "priv"};
   return words;
 }
 
@@ -134,10 +135,14 @@ bool looksLikeCode(std::string_view text) {
                       (isShouted && std::none_of(first.begin(), first.end(), isUpper))));
 }
 
-// What compilers are built for: "x86_64-linux-gnu".
+// What compilers are built for: "x86_64-linux-gnu", "aarch64".
 bool isMachineKind(std::string_view name) {
+  static const Words alone = {"x86_64",  "i386",    "i486",     "i586",        "i686",        "amd64",
+                              "arm64",   "aarch64", "armv6l",   "armv7l",      "armv8l",      "armhf",
+                              "ppc64",   "ppc64le", "ppc64el",  "powerpc64",   "powerpc64le", "s390x",
+                              "riscv64", "mips64",  "mips64el", "loongarch64", "m68k",        "wasm32"};
   if (name.find('.') != std::string_view::npos || name.find('-') == std::string_view::npos) {
-    return false;
+    return alone.contains(name);
   }
   static constexpr std::array<std::string_view, 18> kProcessors = {
       "x86_64", "i386", "i486", "i586",  "i686",  "amd64", "aarch64", "arm",  "powerpc",
@@ -293,7 +298,8 @@ HostLook hostLook(std::string_view text) {
     return HostLook::kNone;
   }
   // "user.home", "my.domain": fields as well.
-  const bool isField = last == "home" || last == "private" || last == "domain" || last == "box";
+  const bool isField = last == "home" || last == "private" || last == "domain" || last == "box" ||
+                       last == "intern" || last == "lokal";
   if (isField && all.find('.') == dot && all != "fritz.box") {
     return HostLook::kWeak;
   }
@@ -316,6 +322,32 @@ HostLook hostLook(std::string_view text) {
                  isUsualHost(all.substr(0, all.find('.')))
              ? HostLook::kStrong
              : HostLook::kWeak;
+}
+
+bool mayBeMailDomain(std::string_view text) {
+  static const Words others = {
+      "service", "socket", "timer",   "mount", "automount", "device", "slice", "scope", "target", "path",
+      "swap",    "png",    "jpg",     "jpeg",  "gif",       "svg",    "ico",   "css",   "js",     "ts",
+      "mjs",     "jsx",    "tsx",     "log",   "txt",       "json",   "htm",   "html",  "ini",    "bz2",
+      "zst",     "dll",    "exe",     "sys",   "bin",       "dat",    "img",   "deb",   "rpm",    "whl",
+      "jar",     "class",  "java",    "kt",    "hpp",       "rb",     "php",   "lua",   "swift",  "plist",
+      "wants",   "tmp",    "bak",     "old",   "orig",      "swp",    "lock",  "pid",   "sock",   "crash",
+      "core",    "dmp",    "mo",      "po",    "pem",       "key",    "crt",   "pyc",   "pdf",    "csv",
+      "xz",      "tgz",    "requires"};
+  constexpr std::size_t kShortest = 2;
+  constexpr std::size_t kLongest = 12;
+  const std::string_view last = lastLabel(text);
+  const std::string_view first = text.substr(0, text.find('.'));
+  const auto isPlain = [](char c) { return isUpper(c) || isLower(c); };
+  // "this@Main.finish" is code.
+  const bool isMixed =
+      std::any_of(text.begin(), text.end(), isUpper) && std::any_of(text.begin(), text.end(), isLower);
+  const std::string small = lowered(last);
+  return isHostText(text) && first.size() < text.size() && first.size() >= kShortest && isPlain(first[0]) &&
+         last.size() >= kShortest && last.size() <= kLongest &&
+         std::all_of(last.begin(), last.end(), isPlain) && text.find('_') == std::string_view::npos &&
+         !isMixed && !others.contains(small) && !isFileWord(small) && !isFileEnding(small) &&
+         !otherThings().contains(lowered(text));
 }
 
 std::string_view domainOfFile(std::string_view name) {

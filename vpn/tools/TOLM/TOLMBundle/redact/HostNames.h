@@ -25,6 +25,10 @@ bool isReservedHost(std::string_view text);
 // Whether the name is one of those of the systems' makers, which stay too: who writes from there doesn't.
 bool isMakersHost(std::string_view text);
 
+// Whether it may be a domain behind "name@", whatever it ends with: "acme.tel", and neither "1000.service"
+// nor "2x.png".
+bool mayBeMailDomain(std::string_view text);
+
 // The domain, or a stand-in of one, that stands in front of a file's ending, or of "-" or "_" and what
 // follows it, as in "vpn.acme.com.ovpn" and "acme.de-2026.txt"; empty where there is none.
 std::string_view domainOfFile(std::string_view name);

@@ -73,7 +73,15 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"owner", KeyLook::kUser},
     {"fullname", KeyLook::kFullName},
     {"realname", KeyLook::kFullName},
-    {"displayname", KeyLook::kFullName},
+    {"displayname", KeyLook::kDisplayName},
+    {"givenname", KeyLook::kFullName},
+    {"familyname", KeyLook::kFullName},
+    {"surname", KeyLook::kFullName},
+    {"preferredusername", KeyLook::kUser},
+    {"uniquename", KeyLook::kUserMaybe},
+    {"upn", KeyLook::kUser},
+    {"nameid", KeyLook::kUserMaybe},
+    {"sessionindex", KeyLook::kSecret},
     {"gecos", KeyLook::kFullName},
     {"uid", KeyLook::kUserIds},
     {"euid", KeyLook::kUserIds},
@@ -250,6 +258,9 @@ constexpr Ending kEndings[] = {
     {"netbiosname", KeyLook::kHost},
     {"serveraddress", KeyLook::kHostMaybe},
     {"remotehost", KeyLook::kHostMaybe},
+    {"resolvehost", KeyLook::kHost},
+    {"hostaddress", KeyLook::kHost},
+    {"unknownhostexception", KeyLook::kHost},
     {"proxyhost", KeyLook::kHostMaybe},
     {"serialnumber", KeyLook::kId},
     {"serialno", KeyLook::kId},
@@ -314,9 +325,14 @@ constexpr PhraseRow kPhrases[] = {
     {"", "user", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
     {"", "login", {KeyLook::kUser, kPhraseQuoted}},
     {"", "account", {KeyLook::kUser, kPhraseQuoted}},
+    {"resolve", "host", {KeyLook::kHost, kPhraseAny}},
+    {"resolve", "hostname", {KeyLook::kHost, kPhraseAny}},
     {"", "host", {KeyLook::kHost, kPhraseQuoted}},
     {"", "hostname", {KeyLook::kHost, kPhraseQuoted}},
     {"", "clienthostname", {KeyLook::kHost, kPhraseQuoted}},
+    {"getaddrinfo", "enotfound", {KeyLook::kHost, kPhraseAny}},
+    {"getaddrinfo", "eaiagain", {KeyLook::kHost, kPhraseAny}},
+    {"", "lookup", {KeyLook::kHost, kPhraseLookup}},
     {"", "domainname", {KeyLook::kHosts, kPhraseQuoted}},
     {"dhcpoption", "domain", {KeyLook::kHost, kPhraseAny}},
     {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
@@ -463,7 +479,8 @@ constexpr std::array<PhraseGuess, kPhraseHashes> kPhraseGuesses = [] {
   std::array<PhraseGuess, kPhraseHashes> guesses = {};
   for (const PhraseRow& row : kPhrases) {
     PhraseGuess& guess = guesses[phraseHash(row.word)];
-    const bool isAnywhere = !row.before.empty() || (row.phrase.forms & (kPhraseAny | kPhraseBssid)) != 0;
+    const bool isAnywhere =
+        !row.before.empty() || (row.phrase.forms & (kPhraseAny | kPhraseBssid | kPhraseLookup)) != 0;
     guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
   }
   return guesses;

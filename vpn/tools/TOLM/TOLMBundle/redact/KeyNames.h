@@ -20,18 +20,19 @@ enum class KeyLook {
   kToken,       // cookies and the like, words that others have too: what looks like a token goes
   kPersonal,    // PIN and the like: a short number goes, or letters and digits
   kUser,
-  kUserMaybe,   // behind "=" or in quotes
-  kUserPass,    // a name and a password on a line each
-  kCommonName,  // of a certificate: a user's, unless it looks like another's
-  kFullName,    // may hold blanks
-  kUserIds,     // uid=1000(jane)
-  kHost,        // any name is a host's
-  kComputer,    // as kHost, and may hold blanks
-  kHostMaybe,   // a host's if it looks like one
-  kHosts,       // several, with blanks, commas or semicolons between them
-  kSearchLine,  // of resolv.conf
-  kRemoteLine,  // "remote HOST PORT"
-  kLoginLine,   // "machine HOST login NAME password SECRET"
+  kUserMaybe,    // behind "=" or in quotes
+  kUserPass,     // a name and a password on a line each
+  kCommonName,   // of a certificate: a user's, unless it looks like another's
+  kFullName,     // may hold blanks
+  kDisplayName,  // so, and a program's or a service's too
+  kUserIds,      // uid=1000(jane)
+  kHost,         // any name is a host's
+  kComputer,     // as kHost, and may hold blanks
+  kHostMaybe,    // a host's if it looks like one
+  kHosts,        // several, with blanks, commas or semicolons between them
+  kSearchLine,   // of resolv.conf
+  kRemoteLine,   // "remote HOST PORT"
+  kLoginLine,    // "machine HOST login NAME password SECRET"
   kId,
   kWifi,
   kConnection,  // of a network manager, which are called like their wireless networks
@@ -56,6 +57,7 @@ enum PhraseForm : unsigned {
   kPhraseBehindColon = 32U,  // all of them only where a colon stands in front of the name
   kPhraseBlanks = 64U,       // what is quoted may hold blanks
   kPhraseBssid = 128U,       // in front of " BSSID "
+  kPhraseLookup = 256U,      // in front of what a resolver says
 };
 struct Phrase {
   KeyLook look = KeyLook::kNone;

@@ -28,8 +28,10 @@ const std::unordered_set<std::string_view>& commonWords() {
       "username", "system", "service", "operator", "wheel", "staff", "sudo", "adm", "default", "public",
       "shared", "everyone", "anonymous", "unknown", "nologin", "localuser", "systemd-network",
       "systemd-resolve", "systemd-timesync", "_apt", "uuidd", "tcpdump", "kernoops", "saned",
-      "speech-dispatcher", "whoopsie", "lost+found", "linuxbrew", "cups", "cups-browsed", "nm-openvpn",
-      "vagrant",
+      "speech-dispatcher", "whoopsie", "lost+found", "linuxbrew", "cups", "cups-browsed", "vagrant",
+      "nm-openvpn", "nm-openconnect", "nm-vpnc", "nm-l2tp", "nm-strongswan", "openvpn", "openconnect", "vpnc",
+      "ocserv", "wireguard", "strongswan", "libreswan", "charon", "xl2tpd", "stubby", "unbound", "named",
+      "radiusd", "freerad", "privoxy", "systemd-coredump", "systemd-oom", "systemd-journal-remote",
       // of every hosts file
       "ip6-localhost", "ip6-loopback", "ip6-localnet", "ip6-mcastprefix", "ip6-allnodes", "ip6-allrouters",
       "ip6-allhosts", "broadcasthost",

@@ -262,9 +262,13 @@ TextRedactor::Place TextRedactor::handleRun(Place begin, Place end, unsigned bit
         }
       }
       [[fallthrough]];
+    case '\'':
+      if (const Place done = tryUnknownHost(begin, end); done > begin) {
+        return done;
+      }
+      [[fallthrough]];
     case '=':
     case '"':
-    case '\'':
     case '>':
     case '<':
     case '\\':

@@ -154,8 +154,13 @@ class TextRedactor {
   void replaceUser(Place begin, Place end, Evidence evidence = Evidence::kNamed);
   bool mayBeWord(Place begin, Place end) const;
   bool isInDate(Place begin, Place end) const;
-  Place tryHome(Place slash);
   void tryLogHost(Place lineBegin);
+
+  // TextRedactor_homes.cpp
+  // The folder begins a path, stands in one that leads to files, or may be a page or a source.
+  enum class HomeFront { kRoot, kDeep, kPages };
+  HomeFront homeFront(Place slash) const;
+  Place tryHome(Place slash);
 
   // TextRedactor_sentences.cpp
   Place userEnd(Place begin) const;
@@ -176,6 +181,11 @@ class TextRedactor {
   bool takeIdentity(Place quote);
   void tryIdentitySentence(Place begin, Place end);
   Place trySelector(Place quote);
+
+  // TextRedactor_resolver.cpp
+  Place tryUnknownHost(Place begin, Place end);
+  Place tryLookup(Place begin);
+  void tryHostNotFound(Place end);
 
   // TextRedactor_tables.cpp
   Place tryTable(Place begin, Place end);
@@ -206,6 +216,7 @@ class TextRedactor {
   Value valueBehindKeyElement(Place end) const;
 
   // TextRedactor_values.cpp
+  bool isLoginCode(Place begin, Place end) const;
   Place tryKey(Place begin, Place end);
   Place valueOfNamedMember(Place begin, Place end) const;
   Place behindRemark(Place place) const;
@@ -239,6 +250,7 @@ class TextRedactor {
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   [[nodiscard]] bool beginsAddress(Place begin, Place end) const;
+  static bool isPersonsName(std::string_view name);
   Place takeCommonName(const Value& value);
   Place takeWholeUser(const Value& value);
   Place takeUserIds(Place begin);

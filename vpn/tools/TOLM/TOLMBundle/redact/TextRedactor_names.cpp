@@ -194,7 +194,8 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
   }
   const bool stays = isReservedHost(domain);
   // "jane@Acme.DE": by itself such a domain could be a class and its member.
-  if (!stays && hostLook(domain) == HostLook::kNone && hostLook(lowered(domain)) != HostLook::kStrong) {
+  const bool looks = hostLook(domain) != HostLook::kNone || hostLook(lowered(domain)) == HostLook::kStrong;
+  if (!stays && !looks && (isNumber(local) || !mayBeMailDomain(domain))) {
     return begin;
   }
   if (stays) {
@@ -205,6 +206,8 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
       // "toolbox@apple.com" is many people's.
       const bool isName = local.size() >= kShortestLocalName && local.find('.') != std::string_view::npos;
       replaceUser(first, end, isName ? Evidence::kNamed : Evidence::kGuess);
+    } else if (m_pKnown != nullptr) {
+      tryKnown(first);  // others are lists' and algorithms'
     }
     return std::max(last, m_nCopied);
   }
@@ -216,7 +219,9 @@ TextRedactor::Place TextRedactor::tryEmail(Place begin, Place end) {
   }
   if (m_pCollector != nullptr) {
     const HostParts parts = splitHost(domain);
-    found(RedactKind::kHost, parts.base.empty() ? domain : parts.base);
+    if (looks) {
+      found(RedactKind::kHost, parts.base.empty() ? domain : parts.base);
+    }
     if (local.size() >= kShortestLocalName && local.find('.') != std::string_view::npos) {
       found(RedactKind::kUser, local);
     }
@@ -359,47 +364,6 @@ TextRedactor::Place TextRedactor::tryReversed(Place begin, Place end) {
     return end;
   }
   return begin;
-}
-
-// /home/NAME, /run/media/NAME, /var/mail/NAME, /Users/NAME, \Users\NAME, \\Users\\NAME.
-TextRedactor::Place TextRedactor::tryHome(Place slash) {
-  const unsigned char sign = at(slash);
-  Place place = slash + 1;
-  while (sign == '\\' && at(place) == '\\' && place - slash < 4) {
-    ++place;
-  }
-  static constexpr std::array<std::string_view, 7> kHomes = {
-      "home",     "users",      "documents and settings", "run/media",
-      "var/mail", "spool/mail", "spool/cron/crontabs"};
-  std::size_t folder = 0;
-  for (const std::string_view home : kHomes) {
-    if (isSame(std::string_view(m_Window).substr(place, home.size()), home)) {
-      folder = home.size();
-    }
-  }
-  if (folder == 0 || at(place + folder) != sign) {
-    return slash;
-  }
-  place += folder;
-  while (at(place) == sign && place - slash < 40) {
-    ++place;
-  }
-  Place end = place;
-  while (end - place < kLongestUser &&
-         (isUserByte(at(end)) || (sign == '\\' && at(end) == ' ' && isWordByte(at(end + 1)) &&
-                                  text(end, end + kLongestUser).find('\\') != std::string_view::npos))) {
-    ++end;
-  }
-  while (end > place && at(end - 1) == '.') {
-    --end;
-  }
-  if (end == place || beginsAddress(place, end)) {
-    return slash;
-  }
-  // "https://gw/home/start" and "/users/list" are pages of a server.
-  const bool isPath = !isWordByte(before(slash)) && !text(slash + 1, place).starts_with("users");
-  replaceUser(place, end, isPath ? Evidence::kProven : Evidence::kNamed);
-  return end;
 }
 
 // The machine's name in front of a log's line: "Mar 15 10:42:07 HOST prog", "2026-03-15T10:42:07+01:00 HOST

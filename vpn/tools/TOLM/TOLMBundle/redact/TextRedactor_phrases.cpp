@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -53,6 +54,9 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   const auto may = [&phrase](PhraseForm form) { return (phrase.forms & form) != 0; };
   if (phrase.look == KeyLook::kNone) {
     return begin;
+  }
+  if (may(kPhraseLookup)) {
+    return std::max(begin, tryLookup(place));
   }
   if (phrase.look == KeyLook::kSearchLine) {
     return trySearchLine(begin, place);
@@ -126,7 +130,10 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
   }
   if (may(kPhraseAny)) {
     const std::string_view all = text(place, valueEnd(value));
-    return phrase.look != KeyLook::kHost && isPlainWord(all) ? begin : takeValue(phrase.look, value);
+    const bool isWord = phrase.look == KeyLook::kHost
+                            ? isEverydayText(all.substr(0, all.find_last_not_of(':') + 1))
+                            : isPlainWord(all);
+    return isWord ? begin : takeValue(phrase.look, value);
   }
   if ((!may(kPhraseFront) && !may(kPhraseDigit)) ||
       !isLineFront(phrase.isPair ? begin - before.size() - 1 : begin)) {

@@ -85,6 +85,11 @@ void TextRedactor::trySentence(Place begin, Place end) {
         tryUserSentence(begin, end);
       }
       break;
+    case 'h':
+      if (word == "Host" || word == "host") {
+        tryHostNotFound(end);
+      }
+      break;
     case '.':
       if (at(end + 1) == ':' && end - begin == 1) {
         tryLeader(begin);

@@ -36,6 +36,11 @@ bool isAddressWithPort(std::string_view word) {
 // At the '/' or ']' behind a name.
 TextRedactor::Place TextRedactor::tryServerName(Place begin, Place end) {
   if (at(end) == '/') {
+    if (before(begin) == '[' && isDigitByte(at(end + 1)) &&
+        lineFront(begin).find("onnect") != std::string_view::npos) {
+      replaceHost(begin, end);  // "Connect to gw7:443 [gw7/84.17.52.9] failed"
+      return std::max(begin, m_nCopied);
+    }
     return isHexByte(at(end + 1)) || at(end + 1) == '[' ? tryNameAtAddress(begin, end) : begin;
   }
   return before(begin) == '[' ? tryPeerName(begin, end) : begin;

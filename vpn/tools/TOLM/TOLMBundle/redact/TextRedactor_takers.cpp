@@ -19,6 +19,14 @@ bool isOfSmallLetters(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
+// "Linux_6.1.0_xhci-hcd", "linux-64", "ttyUSB0": a controller, a platform, a device of the system's own.
+bool isOfSystem(std::string_view name) {
+  static constexpr std::array<std::string_view, 6> kFronts = {"Linux_", "linux-",   "win-",
+                                                              "mac-",   "android-", "tty"};
+  return std::any_of(kFronts.begin(), kFronts.end(),
+                     [name](std::string_view front) { return name.starts_with(front); });
+}
+
 bool isUuidLike(std::string_view name) {
   return name.size() == 36 && name[8] == '-' && name[13] == '-';
 }
@@ -120,8 +128,8 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
       return done;
     }
   }
-  const bool isOfLine = look == KeyLook::kFullName || look == KeyLook::kWifi ||
-                        look == KeyLook::kConnection || look == KeyLook::kHosts;
+  const bool isOfLine = look == KeyLook::kFullName || look == KeyLook::kDisplayName ||
+                        look == KeyLook::kWifi || look == KeyLook::kConnection || look == KeyLook::kHosts;
   if (isBare && isOfLine && value.isColon) {
     value.ending = Ending::kLine;
   }
@@ -240,6 +248,8 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       return takeCommonName(value);
     case KeyLook::kHosts:
       return takeHosts(begin, end);
+    case KeyLook::kDisplayName:
+      return isPersonsName(name) ? takeNames(KeyLook::kFullName, value, end) : begin;
     case KeyLook::kFullName:
       if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64 ||
           isFontName(name)) {
@@ -290,15 +300,15 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       if (goesOn && !looks) {
         return begin;
       }
-      replaceHost(begin, last, !goesOn);
+      replaceHost(begin, last, !goesOn || (next == ':' && looks));
       return std::max(last, m_nCopied);
     }
     case KeyLook::kId: {
       const bool hasDigit = name.find_first_of("0123456789") != std::string_view::npos;
       const bool isOne = name.find_first_of(" \t/\\<>{}()=:") == std::string_view::npos;
       if (name.size() < 6 || !hasDigit || !isOne || holdsStandIn(name) || StandIns::isUuid(name) ||
-          name.find_first_not_of("0-xX") == std::string_view::npos || name.starts_with("Linux_")) {
-        return begin;  // "Linux_6.1.0_xhci-hcd": a controller of the system's own
+          name.find_first_not_of("0-xX") == std::string_view::npos || isOfSystem(name)) {
+        return begin;
       }
       if (isUuidLike(name)) {
         return begin;  // told by its look

@@ -268,6 +268,11 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   return std::max(last, m_nCopied);
 }
 
+// "Jane Doe", and not "Tunnel Service".
+bool TextRedactor::isPersonsName(std::string_view name) {
+  return isFullName(name) && !holdsEverydayWord(name);
+}
+
 // Whether an address begins here, which is told by its look: "81.2.69.142", the front of "2a02:8071::1".
 bool TextRedactor::beginsAddress(Place begin, Place end) const {
   const std::string_view name = text(begin, end);

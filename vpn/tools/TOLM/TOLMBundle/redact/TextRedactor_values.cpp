@@ -337,6 +337,22 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longe
   return place;
 }
 
+// "/callback?code=4f9a...&state=x": what a login gives a client that has its token by it (RFC 6749).
+bool TextRedactor::isLoginCode(Place begin, Place end) const {
+  const unsigned char front = before(begin);
+  if ((front != '?' && front != '&') || at(end) != '=' || text(begin, end) != "code") {
+    return false;
+  }
+  constexpr std::size_t kNear = 512;
+  static constexpr std::array<std::string_view, 5> kSigns = {"callback", "/cb?", "redirect", "oauth",
+                                                             "state="};
+  const std::string_view line = lineFront(begin);
+  const std::string_view rest = seen(end, kNear);
+  return std::any_of(kSigns.begin(), kSigns.end(),
+                     [line](std::string_view sign) { return line.find(sign) != std::string_view::npos; }) ||
+         rest.substr(0, rest.find_first_of(" \n")).find("&state=") != std::string_view::npos;
+}
+
 TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   const unsigned char next = at(end);
   if (isBlankByte(next)) {
@@ -460,7 +476,7 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
                ? std::max(begin, tryBareId(end + 2))
                : begin;
   }
-  const KeyLook look = keyLook(wordBefore(begin), key);
+  const KeyLook look = isLoginCode(begin, end) ? KeyLook::kToken : keyLook(wordBefore(begin), key);
   if (look == KeyLook::kNone || (next == '[' && look != KeyLook::kHosts)) {
     return begin;  // "login[812]: " is a program
   }

@@ -62,6 +62,29 @@ bool isPrivate(std::string_view address) {
          (address.starts_with("100.") && second >= 64 && second < 128);
 }
 
+// "upgrading from", "upgraded to", "upgrading from 5.1.2.42 to", "update available:": `word` is the last, and
+// `front` what stands in front of it in the line.
+bool isVersionSentence(std::string_view front, std::string_view word) {
+  constexpr std::size_t kLongestFrom = 24;
+  const auto endsWith = [front](std::initializer_list<std::string_view> ends) {
+    return std::any_of(ends.begin(), ends.end(),
+                       [front](std::string_view end) { return front.ends_with(end); });
+  };
+  if (word == "available") {
+    return endsWith({"update ", "version ", "release "});
+  }
+  const std::size_t from = word == "to" ? front.rfind("grading from ") : std::string_view::npos;
+  return endsWith({"upgrade ", "upgraded ", "upgrading ", "downgrade ", "downgraded ", "downgrading "}) ||
+         (from != std::string_view::npos && front.size() - from < kLongestFrom + kLongestFrom);
+}
+
+// Names of objects of four parts that certificates hold: a subject's parts, extensions, kinds of keys (X.520,
+// RFC 5280, RFC 8410).
+bool isObject(std::string_view address) {
+  return address.starts_with("2.5.4.") || address.starts_with("2.5.29.") ||
+         (address.size() == 11 && address.starts_with("1.3.101.11"));
+}
+
 }  // namespace
 
 // What stands in the line in front of `begin`.
@@ -212,9 +235,9 @@ bool TextRedactor::isJoinedVersion(Place begin, Place end) const {
   return false;
 }
 
-// "Agent/5.1.2.42", "Version: 5.1.2.42", and the above.
+// "Agent/5.1.2.42", "Version: 5.1.2.42", "upgrading from 5.1.2.42 to 5.1.3.1", and the above.
 bool TextRedactor::isVersion(Place begin, Place end) const {
-  if (at(end) == '+' || at(end) == '~') {
+  if (at(end) == '+' || at(end) == '~' || isObject(text(begin, end))) {
     return true;
   }
   if (isPackageVersion(begin, end) || isJoinedVersion(begin, end)) {
@@ -248,8 +271,11 @@ bool TextRedactor::isVersion(Place begin, Place end) const {
   if (front < m_nReplaced) {
     return false;  // went with what stood there
   }
-  if (word == "ver" || word == "rev") {
+  if (isOneOf(word, {"ver", "rev", "oid", "dll", "exe", "sys", "driver"})) {
     return true;
+  }
+  if (isOneOf(word, {"from", "to", "available"})) {
+    return isVersionSentence(lowered(lineFront(front)), word);
   }
   static constexpr std::array<std::string_view, 5> kVersionWords = {"version", "release", "build", "revision",
                                                                     "firmware"};
