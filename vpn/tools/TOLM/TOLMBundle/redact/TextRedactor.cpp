@@ -127,7 +127,7 @@ void TextRedactor::scan(std::string& out, bool isLast) {
   if (m_pCollector == nullptr && m_nPlace > m_nCopied) {
     out.append(m_Window, m_nCopied, m_nPlace - m_nCopied);
   }
-  m_nCopied = m_nPlace;
+  m_nCopied = std::max(m_nCopied, m_nPlace);
   if (m_nPlace > kLookBehind) {
     const std::size_t gone = m_nPlace - kLookBehind;
     m_Window.erase(0, gone);

@@ -254,6 +254,7 @@ class TextRedactor {
   Place takeCommonName(const Value& value);
   Place takeWholeUser(const Value& value);
   Place takeUserIds(Place begin);
+  bool isSystemAccount(Place quote) const;
   Place takeUserPass(const Value& value);
 
   // TextRedactor_lines.cpp
@@ -283,7 +284,6 @@ class TextRedactor {
   }
   bool isSerialName(Place letter) const;
   Place tryBareId(Place begin);
-  bool isSystemAccount(Place quote) const;
   bool isFlagOfUser(Place begin, Place value) const;
 
   // TextRedactor_secrets.cpp
@@ -317,6 +317,8 @@ class TextRedactor {
 
   // TextRedactor_forms.cpp
   std::string nested(std::string_view text, bool isOfForm = false);
+  void rewrite(Place begin, Place end, std::string_view written);
+  void lookInto(Place begin, Place end);
   Place tryPercent(Place begin, Place end);
   Place tryBase64(Place begin);
   static bool isCredentials(std::string_view text);

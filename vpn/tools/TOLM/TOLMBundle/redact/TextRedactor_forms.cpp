@@ -143,6 +143,23 @@ std::string TextRedactor::nested(std::string_view inner, bool isOfForm) {
   return run(TextRedactor(m_rKeep, m_rStandIns, *m_pKnown));
 }
 
+// With what was made of a text in another form, whose finds were counted and noted on the way.
+void TextRedactor::rewrite(Place begin, Place end, std::string_view written) {
+  if (m_pCollector != nullptr || begin < m_nCopied || text(begin, end) == written) {
+    return;
+  }
+  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
+  m_pOut->append(written);
+  m_nCopied = m_nReplaced = end;
+}
+
+// For what is passed without having been replaced: an address may stand there, or a host's name.
+void TextRedactor::lookInto(Place begin, Place end) {
+  if (begin >= m_nCopied && text(begin, end).find_first_of(".:@") != std::string_view::npos) {
+    rewrite(begin, end, nested(text(begin, end)));
+  }
+}
+
 // Whether there is a stand-in in the text, or in what it is the Base64 of: it was redacted before, and only
 // looks like a name.
 bool TextRedactor::holdsStandIn(std::string_view text) {
@@ -234,10 +251,7 @@ TextRedactor::Place TextRedactor::tryPercent(Place begin, Place end) {
     tail = end;
   }
   encoded += text(places[decoded.size() - sameEnd], tail);
-  // Its finds were counted and noted on the way.
-  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
-  m_pOut->append(encoded);
-  m_nCopied = m_nReplaced = tail;
+  rewrite(begin, tail, encoded);
   return tail;
 }
 
@@ -283,9 +297,7 @@ TextRedactor::Place TextRedactor::tryBase64(Place begin) {
   if (redacted == decoded) {
     return begin;
   }
-  m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
-  m_pOut->append(encodeBase64(redacted, urlForm, last > end || length % 4 == 0));
-  m_nCopied = m_nReplaced = last;
+  rewrite(begin, last, encodeBase64(redacted, urlForm, last > end || length % 4 == 0));
   return last;
 }
 
@@ -364,11 +376,7 @@ TextRedactor::Place TextRedactor::tryArpa(Place begin, Place end) {
     }
   }
   turned += is4 ? "in-addr.arpa" : "ip6.arpa";
-  if (m_pCollector == nullptr && turned != name) {
-    m_pOut->append(m_Window, m_nCopied, begin - m_nCopied);
-    m_pOut->append(turned);
-    m_nCopied = m_nReplaced = end;
-  }
+  rewrite(begin, end, turned);
   return end;
 }
 

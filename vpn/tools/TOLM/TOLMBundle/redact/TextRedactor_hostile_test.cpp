@@ -30,5 +30,23 @@ TEST(RedactHostileTest, WhatComesAgainAndAgainIsLookedAtOnce) {
   }
 }
 
+// Looked at together they reached further than is kept in sight.
+TEST(RedactHostileTest, WhereALongLineIsCutMakesNoDifference) {
+  const std::string front(100, 'x');
+  const std::string behind = "\n" + std::string(9000, 'z') + "\n";
+  for (const std::string& line :
+       {"password \"" + std::string(4090, 'A') + "\" \"" + std::string(4094, 'B') + "\"",
+        "password \"" + std::string(2040, 'A') + "\" \"" + std::string(4094, 'B') + "\"",
+        "127.0.1.1 nb7falcon" + std::string(9000, ' ') + "(x)",
+        "127.0.1.1 nb7falcon" + std::string(400, ' ') + "\nnb7falcon"}) {
+    const std::string text = front + "\n" + line + behind;
+    const std::string whole = test::redacted(text);
+    for (std::size_t seen = 8100; seen < 8300; seen += 8) {
+      EXPECT_TRUE(whole == test::redactedInPieces(text, front.size() + 1 + seen))
+          << line.substr(0, 30) << seen;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace halvo

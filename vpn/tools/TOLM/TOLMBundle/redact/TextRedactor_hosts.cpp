@@ -78,7 +78,7 @@ void TextRedactor::learnHostsLine(Place lineBegin) {
   }
   std::vector<std::string_view> names;
   while (place - lineBegin < 2 * kLongestHost) {
-    while (isBlankByte(at(place))) {
+    while (isBlankByte(at(place)) && place - lineBegin < 2 * kLongestHost) {
       ++place;
     }
     const Place begin = place;

@@ -339,6 +339,8 @@ TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place end, Place pla
   }
   if (hosts > 0 && isHostText(text(words[0].begin, words[0].end))) {
     replaceHost(words[0].begin, words[0].end);
+  } else if (hosts > 0) {
+    lookInto(words[0].begin, words[0].end);
   }
   for (std::size_t i = hosts; i < count; i += 2) {
     const Word& word = words[i + 1];

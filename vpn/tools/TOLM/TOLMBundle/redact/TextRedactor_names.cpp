@@ -86,6 +86,9 @@ void TextRedactor::replaceUser(Place begin, Place end, Evidence evidence) {
     memo.isEveryday = isEverydayText(memo.name);
   }
   const bool isProven = evidence == Evidence::kProven;
+  if (memo.standIn.empty() && isDigitByte(at(begin))) {
+    lookInto(begin, end);
+  }
   if (memo.standIn.empty() || (memo.isEveryday && !isProven && mayBeWord(begin, end))) {
     return;
   }
@@ -158,6 +161,8 @@ void TextRedactor::replaceHost(Place begin, Place end, bool isSure) {
   }
   if (!memo.standIn.empty()) {
     replace(begin, end, RedactKind::kHost, memo.standIn);
+  } else if (isDigitByte(at(begin))) {
+    lookInto(begin, end);
   }
 }
 

@@ -95,11 +95,17 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
       return begin;
     }
     bool isAsked = false;
-    if (at(last) == opening && isBlankByte(at(last + 1)) &&
+    // Both together stay in sight.
+    if (at(last) == opening && isBlankByte(at(last + 1)) && last - value.begin <= kLongestValue / 2 &&
         (phrase.look == KeyLook::kSecret || phrase.look == KeyLook::kUser)) {
       const bool isAnother = at(last + 2) == '"';
-      isAsked = isAnother || isRealm(text(value.begin, last));
+      const bool isOfRealm = isRealm(text(value.begin, last));
+      isAsked = isAnother || isOfRealm;
       if (isAsked) {
+        if (!isOfRealm) {
+          takeValue(phrase.look, value);
+          lookInto(value.begin, last);
+        }
         value.begin = last + (isAnother ? 3 : 2);
         value.ending = isAnother ? Ending::kQuote : Ending::kWord;
         value.quote = '"';
@@ -158,24 +164,6 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
     return begin;
   }
   return takeValue(phrase.look, value);
-}
-
-// "Creating user 'polkitd' (User for polkitd) with UID 996": one of the system's own.
-bool TextRedactor::isSystemAccount(Place quote) const {
-  constexpr unsigned kFirstOfPeople = 1000;
-  std::string_view rest = seen(quote, 160);
-  rest = rest.substr(0, rest.find('\n'));
-  const std::size_t uid = rest.find("UID ");
-  if (uid == std::string_view::npos) {
-    return false;
-  }
-  unsigned id = 0;
-  std::size_t place = uid + 4;
-  while (place < rest.size() && isDigitByte(static_cast<unsigned char>(rest[place])) && id < kFirstOfPeople) {
-    id = id * 10 + hexValue(static_cast<unsigned char>(rest[place]));
-    ++place;
-  }
-  return place > uid + 4 && id < kFirstOfPeople;
 }
 
 // "search acme corp.acme" and "domain acme" of resolv.conf: in front of a line that has names alone, and
@@ -306,9 +294,8 @@ TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& valu
   }
   Value user = value;
   user.ending = Ending::kQuote;  // its end is known
-  if (const std::size_t sign = all.substr(0, colon).find('@');
-      takeUser(user, begin + colon) == begin && sign != std::string_view::npos) {
-    tryEmail(begin, begin + sign);
+  if (takeUser(user, begin + colon) == begin) {
+    lookInto(begin, begin + colon);
   }
   Value secret = value;
   secret.begin = begin + colon + 1;

@@ -230,6 +230,11 @@ TextRedactor::Place TextRedactor::takeSecretList(Place begin) {
     value.begin = place + slashes + 1;
     const Place end = valueEnd(value);
     const Place done = takeSecret(value);
+    const std::string_view all = text(value.begin, std::min(end, m_Window.size()));
+    if (done <= value.begin && m_Swallow == Swallow::kNothing &&
+        all.find_first_of(".:") != std::string_view::npos && nested(all) != all) {
+      replace(value.begin, end, RedactKind::kSecret, kSecretMark);  // "<gw.acme.de>" is no placeholder
+    }
     place = m_Swallow == Swallow::kNothing ? end + escapesOfQuote(end) + 1 : done;
   }
   return std::max(std::min(place, m_Window.size()), m_nCopied);

@@ -118,5 +118,32 @@ TEST(HostNameTest, NamesOfLettersAloneInLeasesGo) {
                "the client provides names: pikueche"});
 }
 
+// What a finder took for no name was passed with it.
+TEST(SentenceTest, AddressesGoWhereUsersHostsAndSecretsAreNamed) {
+  for (const std::string front :
+       {"machine ", "machine gw7 login ", "jdoe7:x:1000:1000:Jane Doe,",
+        "jdoe7:x:1000:1000:Jane Doe,room 7,jdoe7@", "http://", "<auth-user-pass>\n",
+        "User Name: Karl Maier (", "user=CORP\\", "curl -u ", "", "sudo: ", "Mar 15 10:42:07 nb7 CRON[1]: (",
+        "DHCPACK on 10.1.2.3 to 3c:52:82:1a:2b:3c (", "su[812]: (to ", "User <", "tokens: [\"<",
+        "password \""}) {
+    for (const std::string behind :
+         {" login jane7 password hunter27", " password hunter27", ":/home/jdoe7:/bin/sh", "@gw.acme.de/",
+          ":pw@gw.acme.de/", "\nhunter27\n</auth-user-pass>", ")", "", ":hunter27 https://gw.acme.de",
+          " * \"hunter27\" *", " : EAP \"hunter27\"", " : TTY=pts/0", ") CMD (x)", ") via eth0",
+          ") jdoe7 on pts/1", ">", ">\"]", "\" \"hunter27\""}) {
+      const std::string once = test::redacted(front + "84.17.52.9" + behind);
+      EXPECT_EQ(std::string::npos, once.find("84.17.52.9")) << once;
+      EXPECT_EQ(once, test::redacted(once));
+    }
+  }
+  test::expectRows(
+      {{"tokens: [\"<gw.acme.de>\", \"<token>\"]", "tokens: [\"REDACTED\", \"<token>\"]"},
+       {"machine 127.0.0.1 login jane7 password hunter27", "machine 127.0.0.1 login {U} password REDACTED"},
+       {"sudo: 1000 : TTY=pts/0 ; x", "sudo: 1000 : TTY=pts/0 ; x"},
+       {"password \"hunter27\" \"jane@acme.de\"", "password \"REDACTED\" \"REDACTED\""},
+       {"username \"jdoe7\" \"karl8\"", "username \"{U}\" \"{U}\""},
+       {"password \"Auth\" \"hunter27\"", "password \"Auth\" \"REDACTED\""}});
+}
+
 }  // namespace
 }  // namespace halvo

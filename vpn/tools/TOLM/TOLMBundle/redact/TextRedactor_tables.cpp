@@ -174,7 +174,7 @@ TextRedactor::Place TextRedactor::tryPasswdLine(Place begin, Place end) {
   if (place > name) {
     replaceUser(name, place);
   }
-  return std::max(last, m_nCopied);
+  return std::max(place, m_nCopied);
 }
 
 }  // namespace halvo

@@ -359,6 +359,24 @@ TextRedactor::Place TextRedactor::takeWholeUser(const Value& value) {
                                                         : std::max(hasUser ? last : fullEnd, m_nCopied);
 }
 
+// "Creating user 'polkitd' (User for polkitd) with UID 996": one of the system's own.
+bool TextRedactor::isSystemAccount(Place quote) const {
+  constexpr unsigned kFirstOfPeople = 1000;
+  std::string_view rest = seen(quote, 160);
+  rest = rest.substr(0, rest.find('\n'));
+  const std::size_t uid = rest.find("UID ");
+  if (uid == std::string_view::npos) {
+    return false;
+  }
+  unsigned id = 0;
+  std::size_t place = uid + 4;
+  while (place < rest.size() && isDigitByte(static_cast<unsigned char>(rest[place])) && id < kFirstOfPeople) {
+    id = id * 10 + hexValue(static_cast<unsigned char>(rest[place]));
+    ++place;
+  }
+  return place > uid + 4 && id < kFirstOfPeople;
+}
+
 // <auth-user-pass>: a name and a password on a line each.
 TextRedactor::Place TextRedactor::takeUserPass(const Value& value) {
   const auto skip = [this](Place place) {
