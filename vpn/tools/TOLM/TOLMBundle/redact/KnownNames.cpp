@@ -60,6 +60,9 @@ const std::unordered_set<std::string_view>& commonWords() {
       "socket", "target", "mount", "tolm", "tmtolm", "tmtolmui", "halvo", "tessarmont", "nullptr",
       "static_cast", "static", "const", "std", "string", "void", "self", "undefined", "this", "that", "has",
       "have", "was", "were", "been", "will", "can", "could", "may", "must", "should", "now", "then",
+      // of programs: "hostname: str", "owner: openssl"
+      "str", "int", "bool", "float", "dict", "bytes", "tuple", "addr", "openssl", "nodejs", "npm", "python",
+      "perl",
       // steps of logins: "pam_unix(login:auth)"
       "auth", "setcred", "chauthtok"};
   return words;

@@ -69,7 +69,8 @@ TEST(DisplayNameTest, ProgramsAndServicesHaveOneToo) {
 }
 
 TEST(AccountTest, ThoseOfServicesStay) {
-  expectStays({"User=openvpn\nopenvpn[12]: openvpn exited", "owner=strongswan", "user=nm-openconnect"});
+  expectStays({"User=openvpn\nopenvpn[12]: openvpn exited", "owner=strongswan", "user=nm-openconnect",
+               "hostname: str\nTypeError: str"});
 }
 
 TEST(LoginTest, NamesAndCodesOfSingleSignOnGo) {
