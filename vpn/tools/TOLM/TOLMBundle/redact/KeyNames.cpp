@@ -1,7 +1,6 @@
 #include "vpn/tools/TOLM/TOLMBundle/redact/KeyNames.h"
 
 #include <algorithm>
-#include <array>
 #include <bitset>
 #include <cstddef>
 #include <iterator>
@@ -12,8 +11,6 @@
 namespace halvo {
 
 namespace {
-
-constexpr std::size_t kLongestKey = 48;
 
 // Whole keys.
 constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
@@ -67,6 +64,10 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"xauthid", KeyLook::kUserMaybe},
     {"xauthidentity", KeyLook::kUser},
     {"unixuser", KeyLook::kUser},
+    {"authname", KeyLook::kUser},
+    {"xauthname", KeyLook::kUser},
+    {"lastuser", KeyLook::kUser},
+    {"localidentifier", KeyLook::kUserMaybe},
     {"cn", KeyLook::kCommonName},
     {"commonname", KeyLook::kCommonName},
     {"x5090cn", KeyLook::kCommonName},
@@ -83,6 +84,11 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"nameid", KeyLook::kUserMaybe},
     {"sessionindex", KeyLook::kSecret},
     {"gecos", KeyLook::kFullName},
+    {"registeredowner", KeyLook::kFullName},
+    {"registrierterbesitzer", KeyLook::kFullName},
+    {"propriétaireenregistré", KeyLook::kFullName},
+    {"gitauthorname", KeyLook::kPersonName},
+    {"gitcommittername", KeyLook::kPersonName},
     {"uid", KeyLook::kUserIds},
     {"euid", KeyLook::kUserIds},
     {"gid", KeyLook::kUserIds},
@@ -113,6 +119,11 @@ constexpr std::pair<std::string_view, KeyLook> kWholeKeys[] = {
     {"providesname", KeyLook::kHost},  // "client provides name: phone"
     {"userdomainroamingprofile", KeyLook::kHost},
     {"logonserver", KeyLook::kHost},
+    {"computer", KeyLook::kElementHost},
+    {"workstation", KeyLook::kElementHost},
+    {"devicename", KeyLook::kDevice},
+    {"sessionmanager", KeyLook::kSessionManager},
+    {"uniqueid", KeyLook::kLongId},
     {"ssid", KeyLook::kWifi},
     {"ssidstr", KeyLook::kWifi},
     {"essid", KeyLook::kWifi},
@@ -243,6 +254,9 @@ constexpr Ending kEndings[] = {
     {"hostname", KeyLook::kHost},
     {"nodename", KeyLook::kHost},
     {"computername", KeyLook::kComputer},
+    {"machinename", KeyLook::kComputer},
+    {"workstationname", KeyLook::kHost},
+    {"sourceworkstation", KeyLook::kHost},
     {"fqdn", KeyLook::kHost},
     {"domainname", KeyLook::kHost},
     {"dnsdomain", KeyLook::kHosts},
@@ -285,79 +299,6 @@ constexpr Ending kEndings[] = {
     {"airportnetwork", KeyLook::kWifi},
     {"generalconnection", KeyLook::kConnection},
     {"hardwareaddress", KeyLook::kMac},
-};
-
-struct PhraseRow {
-  std::string_view before;
-  std::string_view word;
-  Phrase phrase;
-};
-
-constexpr PhraseRow kPhrases[] = {
-    {"", "authtoken", {KeyLook::kSecretItem, kPhraseAny}},
-    {"", "wpapsk", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
-    {"", "wpapassphrase", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
-    {"", "wpapassword", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
-    {"", "wpaprivatekeypasswd", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted | kPhraseBlanks}},
-    {"", "wirelesskey", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "wirelesskey1", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "wirelesskey2", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "wirelesskey3", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "wirelesskey4", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "psk", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted | kPhraseBlanks}},
-    {"", "passphrase", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
-    {"", "bindpw", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
-    {"", "rootpw", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
-    {"", "eap", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
-    {"", "xauth", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
-    {"", "ntlm", {KeyLook::kSecret, kPhraseQuoted | kPhraseBehindColon | kPhraseBlanks}},
-    {"ipsec", "secret", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
-    {"obfuscated", "secret", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted}},
-    {"", "secret", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
-    {"presharedkey", "asciitext", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted | kPhraseBlanks}},
-    {"presharedkey", "hexadecimal", {KeyLook::kSecret, kPhraseAny | kPhraseQuoted | kPhraseBlanks}},
-    {"xauth", "password", {KeyLook::kSecret, kPhraseFront | kPhraseQuoted}},
-    {"", "password", {KeyLook::kSecret, kPhraseDigit | kPhraseQuoted}},
-    {"xauth", "username", {KeyLook::kUser, kPhraseFront | kPhraseQuoted | kPhraseAngle}},
-    {"", "username", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
-    {"eap", "identity", {KeyLook::kUser, kPhraseQuoted}},
-    {"", "identity", {KeyLook::kUserMaybe, kPhraseQuoted}},
-    {"", "user", {KeyLook::kUser, kPhraseQuoted | kPhraseAngle}},
-    {"", "login", {KeyLook::kUser, kPhraseQuoted}},
-    {"", "account", {KeyLook::kUser, kPhraseQuoted}},
-    {"resolve", "host", {KeyLook::kHost, kPhraseAny}},
-    {"resolve", "hostname", {KeyLook::kHost, kPhraseAny}},
-    {"", "host", {KeyLook::kHost, kPhraseQuoted}},
-    {"", "hostname", {KeyLook::kHost, kPhraseQuoted}},
-    {"", "clienthostname", {KeyLook::kHost, kPhraseQuoted}},
-    {"getaddrinfo", "enotfound", {KeyLook::kHost, kPhraseAny}},
-    {"getaddrinfo", "eaiagain", {KeyLook::kHost, kPhraseAny}},
-    {"", "lookup", {KeyLook::kHost, kPhraseLookup}},
-    {"", "domainname", {KeyLook::kHosts, kPhraseQuoted}},
-    {"dhcpoption", "domain", {KeyLook::kHost, kPhraseAny}},
-    {"", "search", {KeyLook::kSearchLine, kPhraseFront}},
-    {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
-    {"", "remote", {KeyLook::kRemoteLine, kPhraseFront | kPhraseQuoted}},
-    {"", "local", {KeyLook::kRemoteLine, kPhraseQuoted}},
-    {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
-    {"", "default", {KeyLook::kLoginLine, kPhraseFront}},
-    {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront | kPhraseBssid}},
-    {"access", "point", {KeyLook::kWifi, kPhraseQuoted}},
-    {"wireless", "network", {KeyLook::kWifi, kPhraseQuoted}},
-    {"wifi", "network", {KeyLook::kWifi, kPhraseQuoted}},
-    {"", "essid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
-    {"", "wpassid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
-    {"", "wirelessessid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront}},
-    {"", "connection", {KeyLook::kConnection, kPhraseQuoted}},
-    {"serial", "number", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"serial", "no", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"service", "tag", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"asset", "tag", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"", "imei", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"", "imeisv", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"", "meid", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"", "imsi", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
-    {"", "iccid", {KeyLook::kId, kPhraseAny | kPhraseQuoted}},
 };
 
 KeyLook lookOf(std::string_view key) {
@@ -415,7 +356,9 @@ std::size_t lastTwo(std::string_view key) {
          (static_cast<unsigned char>(key[key.size() - 1]) & 31U);
 }
 
-void appendNormal(std::string_view text, std::string& key) {
+}  // namespace
+
+void appendPlainKey(std::string_view text, std::string& key) {
   for (const char c : text) {
     if (c >= 'A' && c <= 'Z') {
       key += static_cast<char>(c + ('a' - 'A'));
@@ -424,8 +367,6 @@ void appendNormal(std::string_view text, std::string& key) {
     }
   }
 }
-
-}  // namespace
 
 bool mayBeKey(std::string_view key) {
   // The last two letters of all that is known, in both cases.
@@ -452,7 +393,7 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
     key.remove_prefix(key.size() - kLongestKey);
   }
   std::string own;
-  appendNormal(key, own);
+  appendPlainKey(key, own);
   KeyLook look = lookOf(own);
   look = look == KeyLook::kNone && (isPass(key, own) || endsWithWord(key, own, "psk")) ? KeyLook::kSecretWord
                                                                                        : look;
@@ -462,44 +403,18 @@ KeyLook keyLook(std::string_view before, std::string_view key) {
     const KeyLook lookOfPlain = plain == "pass" || plain == "sid" ? KeyLook::kNone : lookOf(plain);
     look = lookOfPlain == KeyLook::kSecret ? lookOfPlain : look;
   }
-  if ((look != KeyLook::kNone && look != KeyLook::kHostMaybe && look != KeyLook::kUserMaybe) ||
-      before.empty() || before.size() > kLongestKey) {
+  const bool mayBePart = look == KeyLook::kNone || look == KeyLook::kHostMaybe ||
+                         look == KeyLook::kUserMaybe || look == KeyLook::kElementHost || own == "owner";
+  if (!mayBePart || before.empty() || before.size() > kLongestKey) {
     return look;
   }
   std::string both;
-  appendNormal(before, both);
+  appendPlainKey(before, both);
   both += own;
   // "ID", "number", "key", "name", "address", "tag": only the word in front tells of what. "DNS domain" is
   // one whatever it looks like.
   const KeyLook lookOfBoth = lookOf(both);
   return lookOfBoth != KeyLook::kNone ? lookOfBoth : look;
-}
-
-constexpr std::array<PhraseGuess, kPhraseHashes> kPhraseGuesses = [] {
-  std::array<PhraseGuess, kPhraseHashes> guesses = {};
-  for (const PhraseRow& row : kPhrases) {
-    PhraseGuess& guess = guesses[phraseHash(row.word)];
-    const bool isAnywhere =
-        !row.before.empty() || (row.phrase.forms & (kPhraseAny | kPhraseBssid | kPhraseLookup)) != 0;
-    guess = isAnywhere ? PhraseGuess::kAnywhere : guess == PhraseGuess::kNone ? PhraseGuess::kFront : guess;
-  }
-  return guesses;
-}();
-
-Phrase phraseOf(std::string_view before, std::string_view word) {
-  if (word.size() > kLongestKey || before.size() > kLongestKey) {
-    return {};
-  }
-  std::string own;
-  appendNormal(word, own);
-  std::string front;
-  appendNormal(before, front);
-  for (const PhraseRow& row : kPhrases) {
-    if (row.word == own && (row.before.empty() || row.before == front)) {
-      return {row.phrase.look, row.phrase.forms, !row.before.empty()};
-    }
-  }
-  return {};
 }
 
 }  // namespace halvo

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace halvo {
@@ -37,7 +38,17 @@ enum class KeyLook {
   kWifi,
   kConnection,  // of a network manager, which are called like their wireless networks
   kMac,
+  // What tools of systems write, see takeOfSystem().
+  kElementHost,     // as kHost, in an element
+  kDevice,          // a machine's name if it looks like one of Windows
+  kSessionManager,  // local/HOST:@/tmp/...
+  kLongId,          // as kId, of many digits
+  kPersonName,      // as kFullName, up to the line's end in an environment
 };
+
+// What is looked at of a key, and how it is compared: appended to `key` in small letters, without signs.
+inline constexpr std::size_t kLongestKey = 48;
+void appendPlainKey(std::string_view text, std::string& key);
 
 // A quick look whether keyLook() may find something: false for most words.
 bool mayBeKey(std::string_view key);

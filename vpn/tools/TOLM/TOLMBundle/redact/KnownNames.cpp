@@ -64,7 +64,9 @@ const std::unordered_set<std::string_view>& commonWords() {
       "str", "int", "bool", "float", "dict", "bytes", "tuple", "addr", "openssl", "nodejs", "npm", "python",
       "perl",
       // steps of logins: "pam_unix(login:auth)"
-      "auth", "setcred", "chauthtok"};
+      "auth", "setcred", "chauthtok",
+      // what a login window notes in the place of a user
+      "loggedin"};
   return words;
 }
 

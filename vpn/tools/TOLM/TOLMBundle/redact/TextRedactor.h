@@ -274,7 +274,6 @@ class TextRedactor {
   Place tryRemoteLine(Place begin, Place value);
   Place tryLoginLine(Place begin, Place end, Place value);
   Place tryOption(Place begin, Place end, Place value);
-  Place tryDomainUser(Place begin, Place end);
   Place tryJournalId(Place begin, Place end);
   Place tryTunnelKeys(Place begin);
   Value bareOrQuoted(Place place) const;
@@ -285,6 +284,15 @@ class TextRedactor {
   bool isSerialName(Place letter) const;
   Place tryBareId(Place begin);
   bool isFlagOfUser(Place begin, Place value) const;
+
+  // TextRedactor_domains.cpp
+  [[nodiscard]] Place accountEnd(Place begin, Place user) const;
+  [[nodiscard]] bool isAccountPlace(Place begin, Place end) const;
+  void replaceAccount(Place begin, Place end, Evidence evidence = Evidence::kNamed);
+  Place tryDomainUser(Place begin, Place end);
+
+  // TextRedactor_systems.cpp
+  Place takeOfSystem(KeyLook look, Value value);
 
   // TextRedactor_secrets.cpp
   static bool saysNothing(std::string_view value, bool isBare = true);

@@ -100,7 +100,7 @@ TextRedactor::Value TextRedactor::textOfElement(Place begin, std::string_view na
 }
 
 // <entry key="password">value<, <Property Name="Password">value<, <item id='password'>value<, and with the
-// value in an element <value> or <string> of its own.
+// value in an element <value> or <string> of its own; "acct"<blob>="value" of a keychain.
 TextRedactor::Value TextRedactor::valueOfNamedElement(Place begin, Place end) const {
   static constexpr std::array<std::string_view, 3> kNaming = {"key", "name", "id"};
   // What pages are made of has names for themselves and not for what they hold.
@@ -108,6 +108,13 @@ TextRedactor::Value TextRedactor::valueOfNamedElement(Place begin, Place end) co
       "a",  "div", "span",   "section", "label",  "p",    "li",      "td",    "th",
       "dt", "dd",  "button", "form",    "legend", "main", "article", "input", "option"};
   Value value;
+  if (constexpr std::string_view kBlob = "\"<blob>=\""; seen(end, kBlob.size()) == kBlob) {
+    value.begin = end + kBlob.size();
+    value.ending = Ending::kQuote;
+    value.quote = '"';
+    value.isFound = value.wasQuoted = true;
+    return value;
+  }
   if (begin < 6 || at(begin - 1) != at(end) || at(begin - 2) != '=') {
     return value;
   }

@@ -386,54 +386,6 @@ bool TextRedactor::isFlagOfUser(Place begin, Place value) const {
                                        [word](std::string_view known) { return isSame(word, known); });
 }
 
-// CORP\jane and, where backslashes are written twice, CORP\\jane.
-TextRedactor::Place TextRedactor::tryDomainUser(Place begin, Place end) {
-  static constexpr std::array<std::string_view, 11> kNoDomains = {
-      "HKLM", "HKCU", "HKCR", "HKU", "HKEY", "SOFTWARE", "SYSTEM", "BUILTIN", "AUTHORITY", "NT", "PATH"};
-  constexpr std::size_t kShortest = 2;
-  constexpr std::size_t kLongest = 15;  // of a NetBIOS name
-  const std::string_view domain = text(begin, end);
-  const unsigned char before = begin > 0 ? at(begin - 1) : ' ';
-  if (domain.size() < kShortest || domain.back() == '-' || domain.starts_with(kSecretMark) ||
-      domain.size() > kLongest || before == '\\' || before == '/' || before == ':' ||
-      !isLetterByte(at(begin)) ||
-      !std::all_of(domain.begin(), domain.end(),
-                   [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-'; }) ||
-      std::find(kNoDomains.begin(), kNoDomains.end(), domain) != kNoDomains.end()) {
-    return begin;
-  }
-  const bool isTwice = at(end + 1) == '\\';
-  const Place user = end + (isTwice ? 2 : 1);
-  // With one, "ERROR\nfailed" looks alike: what may be a line's end or another escape is left.
-  constexpr std::string_view kEscapes = "abefnrtuvx0";
-  const unsigned char first = at(user);
-  if (!isLetterByte(first) || first > 127 ||
-      (!isTwice && kEscapes.find(static_cast<char>(first)) != std::string_view::npos)) {
-    return begin;
-  }
-  Place last = user;
-  while (last - user < kLongestName && isNameByte(at(last))) {
-    ++last;
-  }
-  while (last > user && !isWordByte(at(last - 1))) {
-    --last;
-  }
-  const std::string_view name = text(user, last);
-  // "A=FOO\\\\u0026b=1"
-  if (slashesAt(text(begin, last), end - begin).kind == SlashKind::kSign || name.size() < 3 ||
-      at(last) == '\\' || at(last) == '(' || at(last) == '*' || at(last) == '+') {
-    return begin;
-  }
-  // A plain word after a backslash may be anything: it goes here, and isn't looked for elsewhere.
-  replaceHost(begin, end, false);
-  const bool isPlain = std::all_of(name.begin(), name.end(),
-                                   [](char c) { return isLetterByte(static_cast<unsigned char>(c)); });
-  replaceUser(user, last, isPlain ? Evidence::kGuess : Evidence::kNamed);
-  // "NB7\\USER=jane"
-  const bool isKey = (at(last) == '=' || at(last) == ':') && mayBeKey(name);
-  return std::max(isKey ? user : last, m_nCopied);
-}
-
 // The ids of machines and boots as a journal writes them, 32 digits: "-- Boot ID --", "-1 ID Sun 2026-03-15",
 // /var/log/journal/ID, and behind the name of /etc/machine-id.
 TextRedactor::Place TextRedactor::tryJournalId(Place begin, Place end) {

@@ -148,6 +148,9 @@ bool TextRedactor::isToldBehind(Place begin, Place last, bool isUser, bool ofUse
   constexpr std::size_t kLongestEnding = 320;
   constexpr std::string_view kChanged = ": password changed ";
   const unsigned char next = at(last);
+  if (!isUser && next == '"') {
+    return seen(last, 11) == "\" with uid ";  // "login for "jane" with uid 501"
+  }
   if (!isUser && (next == '\n' || next == '\r' || next == 0)) {
     return begin >= kChanged.size() && text(begin - kChanged.size(), begin) == kChanged;
   }
@@ -163,9 +166,12 @@ bool TextRedactor::isToldBehind(Place begin, Place last, bool isUser, bool ofUse
   std::string_view behind = seen(last + 1, kLongestEnding);
   if (!behind.starts_with("from ")) {
     constexpr std::string_view kNotAllowed = "not allowed because ";
-    return isUser && (behind.starts_with("logged ") || (ofUser && behind.starts_with("[preauth]")) ||
-                      (ofUser && behind.starts_with("account temporarily locked")) ||
-                      (behind.starts_with(kNotAllowed) && lineFront(begin).ends_with("]: ")));
+    if (!isUser) {
+      return behind.starts_with("with result OD");  // of macOS' directory
+    }
+    return (behind.starts_with("logged ") || (ofUser && behind.starts_with("[preauth]")) ||
+            (ofUser && behind.starts_with("account temporarily locked")) ||
+            (behind.starts_with(kNotAllowed) && lineFront(begin).ends_with("]: ")));
   }
   behind.remove_prefix(5);
   behind.remove_prefix(std::min(behind.size(), behind.find_first_of(" \n")));
@@ -181,13 +187,20 @@ bool TextRedactor::isToldBehind(Place begin, Place last, bool isUser, bool ofUse
   return behind.starts_with(" ssh2") || behind.starts_with(" id ");
 }
 
-// "FAILED LOGIN (1) on '/dev/tty1' FOR 'jane'", "password for 'jdoe' changed by 'jane'".
+// "FAILED LOGIN (1) on '/dev/tty1' FOR 'jane'", "password for 'jdoe' changed by 'jane'", "authorization
+// created by 'jane' (uid=501)".
 void TextRedactor::tryQuotedUser(Place begin, Place end) {
   const Place last = userEnd(end + 2);
   const std::string_view front = lineFront(begin);
-  if (last > end + 2 && at(last) == '\'' &&
-      (at(begin) == 'F' ? front.find("FAILED LOGIN (") != std::string_view::npos
-                        : front.ends_with("' changed "))) {
+  if (last > end + 2 && seen(last, 7) == "' (uid=") {
+    constexpr unsigned kFirstOfPeople = 500;
+    Place id = last + 7;
+    if (takeNumber(id, 10) >= kFirstOfPeople) {
+      replaceUser(end + 2, last, Evidence::kProven);
+    }
+  } else if (last > end + 2 && at(last) == '\'' &&
+             (at(begin) == 'F' ? front.find("FAILED LOGIN (") != std::string_view::npos
+                               : front.ends_with("' changed "))) {
     replaceUser(end + 2, last);
   }
 }

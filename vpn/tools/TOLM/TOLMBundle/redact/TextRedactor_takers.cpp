@@ -74,6 +74,9 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
       (listed > 0 && (at(listed) == ',' || saysNothing(text(value.begin, listed))))) {
     return isSecretList ? takeSecretList(value.begin) : value.begin;
   }
+  if (look >= KeyLook::kElementHost) {
+    return takeOfSystem(look, value);
+  }
   if (look == KeyLook::kSecretItem) {
     value.ending = isBare ? Ending::kItem : value.ending;
     return takeSecret(value);
@@ -278,7 +281,7 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       const bool looks = host.find_first_of(".-0123456789") != std::string_view::npos;
       const unsigned char next = at(last);
       if (isNumber || next == '/' || next == '@' || next == '%' ||
-          (next == ':' && isHexByte(at(last + 1)) && host.size() <= 4) ||
+          (next == ':' && (at(last + 1) == '/' || (isHexByte(at(last + 1)) && host.size() <= 4))) ||
           (value.ending != Ending::kQuote && isEverydayWord(host)) ||
           (look == KeyLook::kHostMaybe &&
            (!looks || (host.find('.') == std::string_view::npos && value.isColon)))) {

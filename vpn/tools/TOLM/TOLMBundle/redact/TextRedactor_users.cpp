@@ -260,11 +260,13 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   // "owner: the one who": a sentence goes on.
   const bool goesOn = value.isColon && value.ending == Ending::kWord && isBlankByte(at(last)) &&
                       isWordByte(at(last + 1)) && last - user < 32;
+  // "acct"<blob>="jane": programs keep names of their own there.
+  const bool isOfKeychain = lineFront(begin).ends_with("<blob>=\"");
   const bool isVariable = value.ending == Ending::kWord && isUserVariable(begin);
-  replaceUser(user, last,
-              goesOn || isSpelt ? Evidence::kGuess
-              : isVariable      ? Evidence::kProven
-                                : Evidence::kNamed);
+  replaceAccount(user, last,
+                 goesOn || isSpelt || isOfKeychain ? Evidence::kGuess
+                 : isVariable                      ? Evidence::kProven
+                                                   : Evidence::kNamed);
   return std::max(last, m_nCopied);
 }
 
