@@ -15,6 +15,7 @@
 
 #include "vpn/tools/TOLM/TOLMBundle/BundleContent.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/EntryPacker.h"
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/HostNames.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/RedactionReport.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/SummaryText.h"
@@ -201,13 +202,16 @@ std::string BundleRedactor::firstWalk() {
   TextRedactor redactor(m_rOptions.keep, m_rStandIns, all);
   if (m_rOptions.rules != nullptr) {
     redactor.useRules(*m_rOptions.rules);
+  }
+  for (const BundleEntryInfo& entry : m_rIn.entries()) {
+    redactPath(redactor, entry.name);
+  }
+  // What was asked for comes last: there is room for it in any case.
+  if (m_rOptions.rules != nullptr) {
     m_rOptions.rules->addNames(all);
   }
   for (const std::string& host : m_rOptions.hosts) {
     learnHost(host, all);
-  }
-  for (const BundleEntryInfo& entry : m_rIn.entries()) {
-    redactPath(redactor, entry.name);
   }
   m_pKnown = std::make_shared<KnownNames>(all, m_rStandIns);
   return {};
@@ -218,9 +222,9 @@ void BundleRedactor::learnHost(const std::string& host, NameCollector& names) co
   const HostParts parts = splitHost(host);
   for (const std::string_view name :
        {std::string_view(host), std::string_view(host).substr(0, host.find('.')), parts.base}) {
-    if (!name.empty() && isHostText(name) &&
+    if (!name.empty() && isHostText(name) && !isCommonWord(name) && !isEverydayWord(name) &&
         (m_rOptions.rules == nullptr || !m_rOptions.rules->keeps(name))) {
-      names.add(RedactKind::kHost, name);
+      names.choose(RedactKind::kHost, name);
     }
   }
 }
@@ -258,15 +262,21 @@ void BundleRedactor::learn(std::size_t index, EntryReader& reader, NameCollector
     const std::string_view piece(block.data(), static_cast<std::size_t>(got));
     front.append(piece.substr(0, kFrontLength - std::min(kFrontLength, front.size())));
     test.look(piece.data(), piece.size());
+    if (test.hasZero() && m_rOptions.keepBinary) {
+      continue;  // whether it is whole is told at its end
+    }
     if (test.hasZero()) {
-      entry.state = State::kBinary;
-      return;
+      break;
     }
     if (mayBeReport) {
       report += piece;
     } else {
       redactor.feed(piece, none);
     }
+  }
+  if (test.hasZero()) {
+    entry.state = State::kBinary;
+    return;
   }
   const bool isReport =
       mayBeReport && !front.empty() && std::string_view(kReportFront).substr(0, kFrontLength) == front;
@@ -374,10 +384,12 @@ void BundleRedactor::nameEntries() {
     }
     Entry& entry = m_Entries[i];
     std::string unlike = entry.name;
+    const std::string slash = unlike.ends_with('/') ? "/" : "";  // of a folder
+    const std::string stem = unlike.substr(0, unlike.size() - slash.size());
     if (taken.contains(unlike)) {
       std::size_t& number = numbers.emplace(entry.name, 2).first->second;
       do {
-        unlike = entry.name + "-" + std::to_string(number++);
+        unlike = stem + "-" + std::to_string(number++) + slash;
       } while (taken.contains(unlike));
     }
     entry.name = unlike;

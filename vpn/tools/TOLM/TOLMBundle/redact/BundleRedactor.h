@@ -56,7 +56,7 @@ BundleLimits redactLimits();
 
 class BundleRedactor {
  public:
-  // `in` is open and outlives the object, and so does `standIns`.
+  // `in` is open and outlives the object, and so do `standIns` and `options`.
   BundleRedactor(const BundleReader& in, StandIns& standIns, const RedactOptions& options);
   ~BundleRedactor();
   BundleRedactor(const BundleRedactor&) = delete;

@@ -94,6 +94,7 @@ std::string BundleRedactor::redactSummary() {
       const std::string named = redactor.redact(label + summary.user);
       // Rules may touch the label.
       summary.user = named.starts_with(label) ? named.substr(label.size()) : redactor.redact(summary.user);
+      summary.time = redactor.redact(summary.time);
       summary.os = redactor.redact(summary.os);
       summary.bundlePath = redactor.redact(summary.bundlePath);
       std::vector<bool> matched(m_Entries.size());
@@ -116,8 +117,8 @@ std::string BundleRedactor::redactSummary() {
   return {};
 }
 
-// The entry that a row tells of; the number of entries where there is none.
-// In the section's own folder, or anywhere else.
+// The entry that a row tells of, in the section's own folder or anywhere else; the number of entries where
+// there is none.
 std::size_t BundleRedactor::entryOf(const SummarySection& section, const SummaryRow& row,
                                     const std::vector<bool>& matched) {
   for (auto& [lists, name] : {std::pair(&m_ByPlace, m_strTop + section.title + "/" + row.nameKey),
@@ -145,6 +146,7 @@ void BundleRedactor::redactRows(SummarySection& section, TextRedactor& redactor,
     const std::size_t index = entryOf(section, row, matched);
     row.id = redactor.redact(row.id);
     row.description = redactor.redact(row.description);
+    row.last = redactor.redact(row.last);
     if (index == m_Entries.size()) {
       row.name = redactor.redact(row.name);
       included.push_back(std::move(row));

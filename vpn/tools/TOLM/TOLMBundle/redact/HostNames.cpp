@@ -57,11 +57,11 @@ const Words& weakDomains() {
       "pro",      "site",     "software",  "digital", "school",   "chat",  "city",  "club",   "company",
       "computer", "energy",   "education", "center",  "business", "world", "works", "studio", "ad",
       "am",       "as",       "cc",        "do",      "gs",       "id",    "in",    "info",   "is",
-      "la",       "me",       "ml",        "mm",      "mov",      "mp",    "ms",    "my",     "name",
-      "no",       "pl",       "pm",        "ps",      "pub",      "py",    "rs",    "run",    "sh",
-      "so",       "tf",       "tk",        "to",      "vi",       "zip",   "bar",   "link",   "live",
-      "network",  "host",     "page",      "win",     "top",      "work",  "tools", "team",   "today",
-      "watch",    "data",     "download",  "cat",     "gt",       "nr",    "loc",   "priv"};
+      "me",       "ml",       "mm",        "mov",     "mp",       "ms",    "my",    "name",   "no",
+      "pl",       "pm",       "ps",        "pub",     "py",       "rs",    "run",   "sh",     "so",
+      "tf",       "tk",       "to",        "vi",      "zip",      "bar",   "link",  "live",   "network",
+      "host",     "page",     "win",       "top",     "work",     "tools", "team",  "today",  "watch",
+      "data",     "download", "cat",       "gt",      "nr",       "loc",   "priv"};
   return words;
 }
 
@@ -190,12 +190,12 @@ bool isFileEnding(std::string_view last) {
 
 // Whether the second word is one of a file: "vpn.conf.in", "foo.1.pl".
 bool isFileWord(std::string_view word) {
-  static const Words words = {
-      "conf",   "service", "config", "cfg",  "ini",   "json", "xml",   "yaml",  "yml",   "log",
-      "txt",    "desktop", "spec",   "pc",   "h",     "c",    "cpp",   "cc",    "py",    "sh",
-      "html",   "js",      "ts",     "test", "tests", "spec", "local", "rules", "timer", "socket",
-      "target", "mount",   "png",    "jpg",  "svg",   "css",  "tar",   "gz",    "de",    "en",
-      "fr",     "go",      "in",     "am",   "ac",    "m4",   "mk",    "cmake", "map"};
+  static const Words words = {"conf",  "service", "config", "cfg",     "ini",    "json",   "xml",   "yaml",
+                              "yml",   "log",     "txt",    "desktop", "spec",   "pc",     "h",     "c",
+                              "cpp",   "cc",      "py",     "sh",      "html",   "js",     "ts",    "test",
+                              "tests", "local",   "rules",  "timer",   "socket", "target", "mount", "png",
+                              "jpg",   "svg",     "css",    "tar",     "gz",     "de",     "en",    "fr",
+                              "go",    "in",      "am",     "ac",      "m4",     "mk",     "cmake", "map"};
   return words.contains(word);
 }
 
@@ -356,6 +356,10 @@ std::string_view domainOfFile(std::string_view name) {
                                 "orig", "p12",  "pfx",  "pem",   "crt",         "cer", "der", "key",
                                 "kt",   "csr",  "pub",  "asc",   "gpg",         "pgp", "sig", "tar",
                                 "tgz",  "rdp",  "pcap", "plist", "mobileconfig"};
+  constexpr std::size_t kLongestFile = 255;
+  if (name.size() > kLongestFile) {
+    return {};
+  }
   while (name.find('.') != std::string_view::npos) {
     const std::size_t sign = name.find_last_of(".-_");
     const std::string last = lowered(name.substr(sign + 1));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <unordered_set>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/CaseFold.h"
@@ -94,9 +95,8 @@ bool isCommonWord(std::string_view word) {
 
 bool NameCollector::mayBeName(std::string_view name) const {
   // A name without a letter would be found in every number.
-  return name.size() >= kShortestName && name.size() <= kLongestName && !isFull() &&
-         StandIns::labelAt(name) == 0 && !isReservedHost(name) && isWordChar(name.front()) &&
-         isWordChar(name.back()) &&
+  return name.size() >= kShortestName && name.size() <= kLongestName && StandIns::labelAt(name) == 0 &&
+         !isReservedHost(name) && isWordChar(name.front()) && isWordChar(name.back()) &&
          std::any_of(name.begin(), name.end(), [](char c) { return isWordChar(c) && (c < '0' || c > '9'); });
 }
 
@@ -106,13 +106,13 @@ void NameCollector::add(RedactKind kind, std::string_view name, bool isProven) {
   }
   if (isEverydayWord(name)) {
     if (isProven && isCalendarWord(name)) {
-      put(kind, name);
+      putBounded(kind, name);
     } else if (isProven) {
       m_Proven.insert(folded(name));
     }
     return;
   }
-  put(kind, name);
+  putBounded(kind, name);
 }
 
 void NameCollector::choose(RedactKind kind, std::string_view name) {
@@ -128,11 +128,20 @@ void NameCollector::put(RedactKind kind, std::string_view name) {
   }
 }
 
+// By their letters and not by who came first: which thread reads what differs from run to run.
+void NameCollector::putBounded(RedactKind kind, std::string_view name) {
+  if (m_Names.size() >= kMostNames && m_Names.rbegin()->first < folded(name)) {
+    return;
+  }
+  put(kind, name);
+  if (m_Names.size() > kMostNames) {
+    m_Names.erase(std::prev(m_Names.end()));
+  }
+}
+
 void NameCollector::add(const NameCollector& other) {
   for (const auto& [name, kind] : other.m_Names) {
-    if (!isFull()) {
-      put(kind, name);
-    }
+    putBounded(kind, name);
   }
   m_Proven.insert(other.m_Proven.begin(), other.m_Proven.end());
 }

@@ -30,18 +30,19 @@ class NameCollector {
   // stand-ins already are only replaced where they were found, and aren't taken here.
   // `isProven`: nobody but a user stands there, such as the owner of a home folder. An everyday word is then
   // a user's name wherever one may stand, and a day's or month's, which people are called like, any name.
+  // Of more names than the bound the first by their letters stay, whatever order they came in.
   void add(RedactKind kind, std::string_view name, bool isProven = false);
   void add(const NameCollector& other);
-  // A name that somebody has asked for: whatever word it is.
+  // A name that somebody has asked for: whatever word it is, and beyond the bound. Behind all add().
   void choose(RedactKind kind, std::string_view name);
   // In small letters; in the same order whatever the order of add().
   [[nodiscard]] const std::map<std::string, RedactKind>& names() const { return m_Names; }
   [[nodiscard]] const std::set<std::string>& provenWords() const { return m_Proven; }
-  [[nodiscard]] bool isFull() const { return m_Names.size() >= kMostNames; }
 
  private:
   [[nodiscard]] bool mayBeName(std::string_view name) const;
   void put(RedactKind kind, std::string_view name);
+  void putBounded(RedactKind kind, std::string_view name);
 
   std::map<std::string, RedactKind> m_Names;
   std::set<std::string> m_Proven;  // everyday words, in small letters
@@ -75,7 +76,6 @@ class KnownNames {
   [[nodiscard]] bool hasHost(std::string_view lowerName) const;
   // Whether the everyday word is a user's name too.
   [[nodiscard]] bool isProven(std::string_view word) const;
-  [[nodiscard]] std::size_t size() const { return m_Names.size(); }
 
  private:
   struct Name {

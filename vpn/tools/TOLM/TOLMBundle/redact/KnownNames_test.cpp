@@ -128,6 +128,24 @@ TEST_F(KnownNamesTest, NoMoreNamesAreKeptThanTheBound) {
   EXPECT_EQ(NameCollector::kMostNames, names.names().size());
 }
 
+TEST_F(KnownNamesTest, OfTooManyNamesTheSameStayWhateverTheirOrderAndAllThatWereAskedFor) {
+  constexpr std::size_t kMany = NameCollector::kMostNames + 1000;
+  NameCollector up;
+  NameCollector down;
+  NameCollector odd;
+  for (std::size_t i = 0; i < kMany; ++i) {
+    up.add(RedactKind::kUser, "h" + std::to_string(i));
+    (i % 2 == 0 ? down : odd).add(RedactKind::kUser, "h" + std::to_string(kMany - 1 - i));
+  }
+  odd.add(RedactKind::kHost, "h10");
+  up.add(RedactKind::kHost, "H10");
+  down.add(odd);
+  EXPECT_EQ(up.names(), down.names());
+  EXPECT_EQ(RedactKind::kHost, up.names().at("h10"));
+  up.choose(RedactKind::kHost, "zulu7");
+  EXPECT_EQ(1U, up.names().count("zulu7"));
+}
+
 TEST_F(KnownNamesTest, AHostIsToldFromOtherNames) {
   NameCollector names;
   names.add(RedactKind::kHost, "acme.de");

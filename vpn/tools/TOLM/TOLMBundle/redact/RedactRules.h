@@ -2,9 +2,8 @@
 //
 // A text of lines; blank ones and those that begin with "#" don't count:
 //
-//   find KIND REGEX   what the expression (RE2's syntax) matches in a line is replaced: its first group where
-//   it
-//                     has one, or the whole match
+//   find KIND REGEX   what the expression (RE2's syntax) matches in a line is replaced: its first group
+//                     where it has one, or the whole match
 //   name KIND TEXT    this text is replaced wherever it stands as a word
 //   keep TEXT         this text stays wherever it was found, letters in either case
 //

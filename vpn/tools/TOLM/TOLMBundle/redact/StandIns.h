@@ -90,7 +90,6 @@ class StandIns {
 
   // From here on remember() keeps what it is told, for save(). Without this it does nothing.
   void startRecording() { m_bRecording = true; }
-  [[nodiscard]] bool isRecording() const { return m_bRecording; }
   void remember(RedactKind kind, std::string_view value, std::string_view standIn);
 
   // The text of a map: key, tables and what remember() was told. Ends with a line feed.

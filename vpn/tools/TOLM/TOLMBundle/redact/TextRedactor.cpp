@@ -93,8 +93,7 @@ void TextRedactor::finish(std::string& out) {
   m_nPlace = 0;
   m_nCopied = 0;
   m_nReplaced = 0;
-  m_nColonsTried = 0;
-  m_nPemEnd = 0;
+  m_nColonsTried = m_nPemEnd = m_nSentenceEnd = m_nUserTried = 0;
   m_nBarrier = 0;
   m_nEscape = 0;
   m_nWordBegin = 0;
@@ -134,13 +133,10 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_Seen.erase(0, gone);
     m_nPlace -= gone;
     m_nCopied -= gone;
-    m_nColonsTried -= std::min(m_nColonsTried, gone);
-    m_nPemEnd -= std::min(m_nPemEnd, gone);
-    m_nReplaced -= std::min(m_nReplaced, gone);
-    m_nBarrier -= std::min(m_nBarrier, gone);
-    m_nEscape -= std::min(m_nEscape, gone);
-    m_nWordBegin -= std::min(m_nWordBegin, gone);
-    m_nWordEnd -= std::min(m_nWordEnd, gone);
+    for (Place* const place : {&m_nColonsTried, &m_nPemEnd, &m_nSentenceEnd, &m_nUserTried, &m_nReplaced,
+                               &m_nBarrier, &m_nEscape, &m_nWordBegin, &m_nWordEnd}) {
+      *place -= std::min(*place, gone);
+    }
   }
   m_pOut = nullptr;
 }

@@ -375,6 +375,10 @@ class TextRedactor {
   // sequence.
   Place m_nBarrier = 0;
   Place m_nEscape = 0;
+  // Up to here the words are a sentence's, in quotes or brackets like this, as takeHeader() saw.
+  Place m_nSentenceEnd = 0;
+  char m_cSentenceAround = 0;
+  Place m_nUserTried = 0;  // up to here the user's part of a URL was looked for
   // Between these no value ends that is a word, as valueEnd() saw.
   mutable Place m_nWordBegin = 0;
   mutable Place m_nWordEnd = 0;

@@ -197,8 +197,7 @@ TextRedactor::Place TextRedactor::passEscape(Place slash) {
     ++letter;
   }
   std::size_t length = 0;
-  // Two stand for one in a text that is quoted inside a quoted text.
-  bool isSure = (letter - slash) % 2 == 1 || lineFront(slash).find("\\\"") != std::string_view::npos;
+  bool mayBeSure = true;
   switch (at(letter)) {
     case 'n':
     case 'r':
@@ -213,7 +212,7 @@ TextRedactor::Place TextRedactor::passEscape(Place slash) {
     case 'f':
     case 'v':
       length = 1;
-      isSure = false;
+      mayBeSure = false;
       break;
     case 'x':
       length = isHexByte(at(letter + 1)) && isHexByte(at(letter + 2)) ? 3 : 0;
@@ -240,6 +239,16 @@ TextRedactor::Place TextRedactor::passEscape(Place slash) {
     return done;
   }
   const Place behind = letter + length;
+  // Two stand for one in a text that is quoted inside a quoted text.
+  const auto isInQuoted = [](std::string_view front) {
+    for (std::size_t quote = front.find('"', 1); quote < front.size(); quote = front.find('"', quote + 1)) {
+      if (front[quote - 1] == '\\') {
+        return true;
+      }
+    }
+    return false;
+  };
+  const bool isSure = mayBeSure && ((letter - slash) % 2 == 1 || isInQuoted(lineFront(slash)));
   if (!isSure || isPathAt(slash)) {
     const Place barrier = m_nBarrier;
     const Place escape = m_nEscape;

@@ -1,7 +1,8 @@
 // Texts in other forms: percent signs, Base64, names of the reverse DNS.
 
+#include <arpa/inet.h>
+
 #include <algorithm>
-#include <array>
 #include <string>
 #include <vector>
 
@@ -350,27 +351,14 @@ TextRedactor::Place TextRedactor::tryArpa(Place begin, Place end) {
     if (standIn == straight) {
       return end;
     }
-    // Out of the short form again.
-    std::string digits;
-    const std::vector<std::string_view> halves = {
-        std::string_view(standIn).substr(0, standIn.find("::")),
-        standIn.find("::") == std::string::npos ? std::string_view()
-                                                : std::string_view(standIn).substr(standIn.find("::") + 2)};
-    std::array<std::string, 2> filled;
-    for (std::size_t half = 0; half < 2; ++half) {
-      std::string group;
-      for (const char c : std::string(halves[half]) + (halves[half].empty() ? "" : ":")) {
-        if (c != ':') {
-          group += c;
-          continue;
-        }
-        filled[half] += std::string(4 - std::min<std::size_t>(4, group.size()), '0') + group;
-        group.clear();
-      }
+    Ipv6Bytes bytes = {};
+    if (inet_pton(AF_INET6, standIn.c_str(), bytes.data()) != 1) {
+      return end;
     }
-    digits = filled[0] +
-             std::string(32 - std::min<std::size_t>(32, filled[0].size() + filled[1].size()), '0') +
-             filled[1];
+    std::string digits;
+    for (const std::uint8_t byte : bytes) {
+      digits += hexText(byte, 2);
+    }
     for (std::size_t i = labels.size(); i > 0; --i) {
       turned += std::string(1, digits[i - 1]) + ".";
     }

@@ -26,10 +26,7 @@ bool namesHost(std::string_view scheme) {
       "mqtts",  "amqp",   "redis", "mysql",  "mongodb", "postgres", "postgresql", "git",   "rsync", "svn",
       "sip",    "sips",   "xmpp",  "syslog", "telnet",  "ipp",      "ipps",       "dav",   "davs",  "webdav",
       "ntp",    "radius", "dns",   "doh",    "quic",    "grpc"};
-  std::string small(scheme);
-  std::transform(small.begin(), small.end(), small.begin(),
-                 [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
-  return schemes.contains(small);
+  return schemes.contains(lowered(scheme));
 }
 
 bool isNumber(std::string_view text) {
@@ -257,11 +254,12 @@ TextRedactor::Place TextRedactor::tryUrl(Place begin, Place end) {
                        isWordByte(static_cast<unsigned char>(port.front())) &&
                        hostLook(name) == HostLook::kNone && !isReservedHost(name) && !isNumber(name);
   if (isOther && (at(last) == '/' || at(last) == '?' || at(last) == '#')) {
-    Place place = last;
+    Place place = std::max(last, m_nUserTried);
     while (place - front < kLongestAuthority && at(place) > ' ' &&
            std::string_view("@\"'<>`\\\x7f").find(static_cast<char>(at(place))) == std::string_view::npos) {
       ++place;
     }
+    m_nUserTried = place;
     sign = at(place) == '@' && isWordByte(at(place + 1)) ? place : 0;
     last = sign != 0 ? sign + kLongestAuthority : last;
   }
@@ -346,9 +344,7 @@ TextRedactor::Place TextRedactor::tryReversed(Place begin, Place end) {
   }
   std::string known;
   for (std::size_t count = 0; count < std::min<std::size_t>(3, labels.size()); ++count) {
-    std::string next(labels[count]);
-    std::transform(next.begin(), next.end(), next.begin(),
-                   [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
+    const std::string next = lowered(labels[count]);
     known = count == 0 ? next : next + "." + known;
     if (count == 0 || !m_pKnown->hasHost(known)) {
       continue;
@@ -391,7 +387,11 @@ void TextRedactor::tryLogHost(Place lineBegin) {
       return;
     }
     place += 3;
-    if (!sign(' ') || (sign(' ') && false) || !digits(1, 2) || !sign(' ')) {
+    if (!sign(' ')) {
+      return;
+    }
+    sign(' ');  // in front of a day of one digit
+    if (!digits(1, 2) || !sign(' ')) {
       return;
     }
   } else {

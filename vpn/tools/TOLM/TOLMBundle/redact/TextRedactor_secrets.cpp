@@ -93,9 +93,7 @@ bool TextRedactor::saysNothing(std::string_view value, bool isBare) {
       value.find_first_not_of(".") == std::string_view::npos) {
     return true;
   }
-  std::string small(value.substr(0, 16));
-  std::transform(small.begin(), small.end(), small.begin(),
-                 [](char c) { return static_cast<char>(lowerByte(static_cast<unsigned char>(c))); });
+  std::string small = lowered(value.substr(0, 16));
   while (!small.empty() && (small.back() == ',' || small.back() == '.' || small.back() == ';')) {
     small.pop_back();
   }

@@ -192,7 +192,7 @@ TextRedactor::Place TextRedactor::takeHeaderList(Value value) {
   value.begin = first;
   value.ending = Ending::kLine;
   value.around = ']';
-  const std::string_view all = text(first, valueEnd(value));
+  const std::string_view all = text(first, valueEnd(value, kShortestToken));
   // "cookie: [none]", cookie => [$a, $b]
   const bool isOne = all.size() < kShortestToken && all.find_first_of(" =") == std::string_view::npos;
   return isOne || (!isWordByte(at(first)) && at(first) != '_') ? value.begin : takeHeader(value);
@@ -204,7 +204,11 @@ TextRedactor::Place TextRedactor::takeHeader(Value value) {
   constexpr std::size_t kShortestToken = 16;
   const Place begin = value.begin;
   value.ending = Ending::kLine;
-  const std::string_view line = text(begin, std::min(valueEnd(value), begin + kLongestValue));
+  // Where such keys stand again and again in one sentence, each would look at all of it.
+  Value rest = value;
+  rest.begin = value.around == m_cSentenceAround ? std::max(begin, m_nSentenceEnd) : begin;
+  const Place end = std::min(valueEnd(rest, kLongestValue - (rest.begin - begin)), begin + kLongestValue);
+  const std::string_view line = text(begin, end);
   const std::string_view first = line.substr(0, line.find_first_of(" \t,"));
   if (first.size() < line.size()) {
     if (saysNothing(first)) {
@@ -219,13 +223,16 @@ TextRedactor::Place TextRedactor::takeHeader(Value value) {
     bool isSentence = (isOfSmallLetters(first) || StandIns::isLabel(first)) &&
                       std::none_of(kSchemes.begin(), kSchemes.end(),
                                    [first](std::string_view scheme) { return first == scheme; });
-    for (std::string_view rest = line; isSentence && !rest.empty();) {
-      const std::string_view word = rest.substr(0, rest.find(' '));
-      rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+    for (std::string_view words = text(rest.begin, end); isSentence && !words.empty();) {
+      const std::string_view word = words.substr(0, words.find(' '));
+      words.remove_prefix(std::min(words.size(), word.size() + 1));
       isSentence = word.find('=') == std::string_view::npos &&
                    (word.size() < kShortestToken || isNameOfSentence(word) || holdsStandIn(word));
     }
     if (isSentence) {
+      // The last word may have been cut.
+      m_nSentenceEnd = end - begin < kLongestValue ? end : begin + line.rfind(' ') + 1;
+      m_cSentenceAround = value.around;
       return begin;
     }
   }

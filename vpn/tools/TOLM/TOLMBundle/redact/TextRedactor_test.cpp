@@ -2,6 +2,7 @@
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -189,6 +190,19 @@ TEST(RedactAddressTest, NamesOfTheReverseDnsFollowTheAddress) {
     at = end + 1;
   }
   EXPECT_EQ(bytes[3] + "." + bytes[2] + "." + bytes[1] + "." + bytes[0] + ".in-addr.arpa", found[1]);
+}
+
+TEST(RedactAddressTest, NamesOfTheReverseDnsOfMappedAddressesFollowTheAddress) {
+  const std::string zeros = ".0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa";
+  const std::vector<std::string> found = words(redacted("81.2.69.142 e.8.5.4.2.0.1.5.f.f.f.f" + zeros));
+  in_addr address = {};
+  ASSERT_EQ(1, inet_pton(AF_INET, found[0].c_str(), &address));
+  std::string digits;
+  for (unsigned i = 0; i < 8; ++i) {
+    digits += "0123456789abcdef"[ntohl(address.s_addr) >> (4 * i) & 15U];
+    digits += '.';
+  }
+  EXPECT_EQ(digits + "f.f.f.f" + zeros, found[1]);
 }
 
 TEST(RedactAddressTest, NamesOfTheReverseDnsOfIpv6Too) {

@@ -68,10 +68,11 @@ TextRedactor::Place TextRedactor::tryToken(Place begin, Place end) {
   }
   const std::string_view token = text(front, last);
   // An address or a stand-in among the signs is none of a token's.
-  if (token.size() < form->least || isWordByte(at(last)) || holdsStandIn(token) ||
+  if (token.size() < form->least || isWordByte(at(last)) ||
       token.substr(0, form->least).find('.') != std::string_view::npos ||
       (form->isCapital && token.find_first_not_of(kCapitalsAndDigits) != std::string_view::npos) ||
-      (form->hasDigit && token.find_first_of("0123456789") == std::string_view::npos)) {
+      (form->hasDigit && token.find_first_of("0123456789") == std::string_view::npos) ||
+      holdsStandIn(token)) {
     return begin;
   }
   replace(begin, last, RedactKind::kSecret, kSecretMark);
