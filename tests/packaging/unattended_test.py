@@ -457,6 +457,7 @@ class RedactedStatusTest(UnattendedCase):
         self.assertEqual(status["redaction"]["left_out"], 1)
         with zipfile.ZipFile(path) as bundle:
             sizes = {i.filename: i.file_size for i in bundle.infolist()}
+        self.assertEqual(status["bundle"]["entries"], len(sizes))
         told = {f["name"]: f["bytes"] for i in status["items"] for f in i["files"]}
         self.assertEqual(len(told), 3)
         self.assertEqual(told, {name: sizes[name] for name in told})

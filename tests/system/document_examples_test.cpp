@@ -162,8 +162,12 @@ TEST(TryTest, ADocumentThatCannotBeUsedIsToldByItsOwnPath) {
 TEST(TryTest, WhatCannotBeTriedIsWrongUsage) {
   makeFolders("/opt/docs");
   writeFile("/opt/docs/a.xml", "<c><file id=\"a\"/></c>");
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {"try"}, {"try", "/opt/none.xml"}, {"try", "/opt/docs/a.xml", "--item", "z"}}) {
+  writeFile("/opt/rules/r.xml", "<rules/>");
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"try"},
+                                             {"try", "/opt/none.xml"},
+                                             {"try", "/opt/rules"},
+                                             {"try", "/opt/docs/a.xml", "--item", "z"}}) {
     std::vector<std::string> line = arguments;
     line.insert(line.begin(), builtProgram("tmtolm"));
     const RunResult result = runProgram(line);

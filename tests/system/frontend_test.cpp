@@ -139,6 +139,10 @@ TEST_F(FrontEndTest, ASecondRunSaysWhichProcessIsAtWorkAndDoesNothing) {
     EXPECT_EQ(second.err, "tmtolm: process " + std::to_string(process) +
                               " is making a run already (0xFEAF0008); a run at a time, or --wait to wait for "
                               "that one\n");
+    // What it is told to do is an option of each.
+    for (const std::string command : {"collect", "clear", "try"}) {
+      EXPECT_THAT(tmtolm({command, "--help"}).out, HasSubstr("--wait"));
+    }
     const RunResult cleared = tmtolm({"clear", "--yes", "--quiet"});
     EXPECT_EQ(cleared.exitStatus, 1);
     EXPECT_THAT(cleared.err, HasSubstr("is making a run already"));
@@ -245,8 +249,8 @@ TEST_F(FrontEndTest, AnUnreadableFileBelowAGatheredFolderGetsALineAndTheStatusSt
   writeFile(kConfig + "a.xml", copyDocument("/opt/gathered/inn*"));
   const RunResult result = collect();
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_THAT(result.err, AllOf(StartsWith("tmtolm: 1 file is left out of gathered folders, unreadable\n"),
-                                HasSubstr("/pipe\": ")));
+  EXPECT_THAT(result.err,
+              AllOf(StartsWith("tmtolm: 1 file is left out, as it can't be read\n"), HasSubstr("/pipe\": ")));
   EXPECT_EQ(collect({"--quiet"}).err, "");
 }
 

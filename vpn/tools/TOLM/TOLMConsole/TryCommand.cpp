@@ -36,6 +36,7 @@ class TryCommand : public ICommand {
     app.add_option("--bundle", m_strBundle,
                    "Where to write the bundle (default: $HOME/Desktop/TOLMBundle_MMDD_HHMM.zip)")
         ->type_name("FILE");
+    app.add_flag("--wait", m_bWait, "Wait for another run of yours to end instead of failing");
   }
 
   [[nodiscard]] int run() override {
@@ -45,6 +46,9 @@ class TryCommand : public ICommand {
     TrialFolder folder;
     if (const std::string problem = folder.add(m_Paths); !problem.empty()) {
       return usageFailure(problem);
+    }
+    if (!folder.mayHaveItems()) {
+      return usageFailure("none of the documents has an item");
     }
     // Behind the documents: an item is looked for in what they hold.
     if (!m_Items.empty()) {
@@ -58,6 +62,7 @@ class TryCommand : public ICommand {
     settings.requestPath = folder.requestPath();
     settings.bundlePath = m_strBundle.empty() ? defaultBundlePath() : m_strBundle;
     settings.keepOlderBundle = m_strBundle.empty();
+    settings.wait = m_bWait;
     settings.tell = printRemark;
     // The work folder is looked at while it is there: no bundle need be read back.
     settings.folderSteps.emplace_back([&findings](const std::string& work, std::string& /*reason*/) {
@@ -108,6 +113,7 @@ class TryCommand : public ICommand {
   std::vector<std::string> m_Paths;
   std::vector<std::string> m_Items;  // empty for the default items
   std::string m_strBundle;           // empty for the default place
+  bool m_bWait = false;
 };
 
 }  // namespace

@@ -402,8 +402,8 @@ std::vector<std::string> lossLines(const RunOutcome& outcome) {
                outcome.lostCount == 1 ? "file is cut short or missing" : "files are cut short or missing",
                lines);
   addLossLines(outcome.unreadable, outcome.unreadableCount,
-               outcome.unreadableCount == 1 ? "file is left out of gathered folders, unreadable"
-                                            : "files are left out of gathered folders, unreadable",
+               outcome.unreadableCount == 1 ? "file is left out, as it can't be read"
+                                            : "files are left out, as they can't be read",
                lines);
   if (const std::size_t count = outcome.unmatchedIds.size(); count > 0) {
     std::string line =

@@ -86,6 +86,11 @@ std::string writeRedacted(const std::string& folder, const std::string& out, con
   outcome.replaced = redactor.counts().total();
   outcome.leftOut = redactor.leftOut();
   outcome.entries = redactor.entries();
+  BundleReader redacted;
+  if (std::string problem = redacted.open(out, "", true); !problem.empty()) {
+    return problem;
+  }
+  outcome.bundleEntries = redacted.entries().size();
   outcome.known = redactor.knownNames();
   return "";
 }

@@ -26,6 +26,7 @@ struct RedactedArchiveOutcome {
   std::uint64_t replaced = 0;  // places
   std::uint64_t leftOut = 0;   // files that aren't text
   std::vector<RedactedEntry> entries;
+  std::uint64_t bundleEntries = 0;  // of the redacted bundle
   StandIns standIns;
   std::vector<std::string> hosts = namesOfThisMachine();  // to be found in all texts
   std::shared_ptr<const KnownNames> known;                // null until the archive is made

@@ -47,6 +47,7 @@ TEST_F(RedactedArchiveTest, TheArchiveIsRedactedAndThePlainOneIsGone) {
   EXPECT_EQ(0U, content.count("Logs/core"));
   EXPECT_EQ(1U, m_pOutcome->leftOut);
   EXPECT_EQ(2U, m_pOutcome->replaced);
+  EXPECT_EQ(content.size(), m_pOutcome->bundleEntries);
   EXPECT_FALSE(std::filesystem::exists(m_temp.file("work/.plain.zip")));
   EXPECT_FALSE(std::filesystem::exists(m_temp.file("work/.redacted.zip")));
 }

@@ -310,7 +310,7 @@ void checkGathered(FindingList& list, const DocumentElement& loc, ICheckHost& ho
   if (isBlockingPath(path) || (!isWild(pattern) && startsWith(path, "/") && host.isSpecialFile(path))) {
     list.add("path-blocks", loc,
              quotedText(path) +
-                 " is no file that ends: a run waits on it, perhaps for ever, or stores an empty folder");
+                 " is no file that ends: a run waits on it, perhaps for ever, or stores nothing of it");
   }
   const std::size_t comma = path.find(',');
   const bool braces = path.find('{') != std::string::npos &&

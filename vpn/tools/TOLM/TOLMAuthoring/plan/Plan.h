@@ -41,7 +41,7 @@ struct PlannedFile {
   std::int64_t size = -1;  // bytes; -1 for a folder and where it can't be had
   bool isFolder = false;
   std::string problem;  // why it can't be copied now; empty if it can
-  // What else is to be known of it, such as that a pipe becomes an empty folder.
+  // What else is to be known of it, such as that nothing of a pipe is stored.
   std::string note;
   // Of a link, where it leads; empty otherwise.
   std::string linkTarget;

@@ -243,9 +243,9 @@ PlannedFile ActionPlanner::planFile(const std::string& path, const std::string& 
       file.problem = "its size can't be told";
     }
   } else if (kind == HostKind::kOther) {
-    file.note = "it is no file: a run stores an empty folder";
+    file.note = "it is no file: the summary lists it, and nothing of it is stored";
   } else if (const std::string problem = m_Host.readProblem(path); !problem.empty()) {
-    file.note = "it can't be read (" + problem + "): a run stores an empty folder";
+    file.note = "it can't be read (" + problem + "): the summary lists it, and nothing of it is stored";
   } else if (m_Options.deep) {
     file.inside = m_Walk.look(path);
   }

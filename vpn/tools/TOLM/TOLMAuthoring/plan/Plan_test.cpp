@@ -460,7 +460,7 @@ TEST_F(PlanTest, PipesAndSocketsAreStoredAsEmptyFolders) {
   host.folders["/x/"] = {{"pipe", {0, 5, false, "", "", true}}};
   const PlannedAction action = onlyAction(copy("/x/pipe"));
   EXPECT_TRUE(action.files.at(0).isFolder);
-  EXPECT_EQ(action.files[0].note, "it is no file: a run stores an empty folder");
+  EXPECT_EQ(action.files[0].note, "it is no file: the summary lists it, and nothing of it is stored");
   EXPECT_EQ(action.files[0].problem, "");
 }
 

@@ -148,6 +148,13 @@ std::string TrialFolder::givenPath(const std::string& path) const {
   return found == m_Given.end() ? path : found->second;
 }
 
+bool TrialFolder::mayHaveItems() const {
+  return std::any_of(m_Given.begin(), m_Given.end(), [](const auto& document) {
+    const DocumentTree tree = parseDocumentFile(document.first);
+    return tree.root == nullptr || !tree.root->childrenNamed("file").empty();
+  });
+}
+
 std::string TrialFolder::request(const std::vector<std::string>& ids) {
   std::set<std::string> known;
   for (const auto& entry : std::filesystem::directory_iterator(configFolder())) {

@@ -25,6 +25,9 @@ class TrialFolder {
   // done, one line; empty on success. To be called once.
   [[nodiscard]] std::string add(const std::vector<std::string>& paths);
 
+  // Whether any document has an item, or is none that can be looked into: of such the run tells.
+  [[nodiscard]] bool mayHaveItems() const;
+
   // Writes a request for these items, each once. Returns why that can't be done, such as an item that no
   // document has.
   [[nodiscard]] std::string request(const std::vector<std::string>& ids);

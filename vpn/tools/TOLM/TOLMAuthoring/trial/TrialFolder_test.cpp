@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "tests/support/Files.h"
 #include "tests/support/TempFolder.h"
@@ -101,6 +103,21 @@ TEST_F(TrialFolderTest, WhatIsNoDocumentIsToldByItsPath) {
   for (const char* name : {"none.xml", "pipe.xml", "empty"}) {
     TrialFolder trial;
     EXPECT_THAT(trial.add({source.file(name)}), HasSubstr("can't be tried: ")) << name;
+  }
+}
+
+TEST_F(TrialFolderTest, DocumentsWithoutAnyItemAreKnown) {
+  const std::vector<std::pair<const char*, bool>> cases = {
+      {"<rules><rule id=\"r\"/></rules>", false},
+      {"<config><configure><title>T</title></configure></config>", false},
+      {"<config><file id=\"a\"/></config>", true},
+      {"<config><broken>", true},
+  };
+  for (const auto& [text, may] : cases) {
+    writeFile(source.file("any.xml"), text);
+    TrialFolder trial;
+    ASSERT_EQ(trial.add({source.file("any.xml")}), "");
+    EXPECT_EQ(trial.mayHaveItems(), may) << text;
   }
 }
 

@@ -340,7 +340,8 @@ Json commandJson(const RunRecord::Command& command) {
           {"ended_by_limit", command.overTime}};
 }
 
-Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recipients) {
+Json bundleJson(const RunOutcome& outcome, std::uint64_t entries,
+                const std::vector<std::string>& recipients) {
   if (outcome.code != 0) {
     return {};
   }
@@ -351,7 +352,7 @@ Json bundleJson(const RunOutcome& outcome, const std::vector<std::string>& recip
   return {{"path", error ? outcome.bundlePath : path},
           {"bytes", digest.bytes},
           {"sha256", textOrNull(digest.sha256)},
-          {"entries", outcome.files},
+          {"entries", entries},
           {"recipients", recipients}};
 }
 
@@ -427,7 +428,8 @@ std::string RunStatus::json(const RunOutcome& outcome, const std::vector<std::st
       {"redaction", m_pRedaction == nullptr
                         ? Json()
                         : Json{{"replaced", m_pRedaction->replaced}, {"left_out", m_pRedaction->leftOut}}},
-      {"bundle", bundleJson(outcome, recipients)},
+      {"bundle", bundleJson(outcome, m_pRedaction == nullptr ? outcome.files : m_pRedaction->bundleEntries,
+                            recipients)},
   };
   // Names and outputs may hold any byte; what isn't UTF-8 is replaced, and the text may go to a terminal.
   return jsonWithoutControls(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
