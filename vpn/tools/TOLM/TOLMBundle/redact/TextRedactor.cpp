@@ -94,10 +94,8 @@ void TextRedactor::finish(std::string& out) {
   m_nCopied = 0;
   m_nReplaced = 0;
   m_nColonsTried = m_nPemEnd = m_nSentenceEnd = m_nUserTried = 0;
-  m_nBarrier = 0;
-  m_nEscape = 0;
-  m_nWordBegin = 0;
-  m_nWordEnd = 0;
+  m_nBarrier = m_nEscape = 0;
+  m_nWordBegin = m_nWordQuote = m_nWordEnd = 0;
   m_nPemLines = 0;
   m_bLineBegins = true;
   m_Swallow = Swallow::kNothing;
@@ -134,7 +132,7 @@ void TextRedactor::scan(std::string& out, bool isLast) {
     m_nPlace -= gone;
     m_nCopied -= gone;
     for (Place* const place : {&m_nColonsTried, &m_nPemEnd, &m_nSentenceEnd, &m_nUserTried, &m_nReplaced,
-                               &m_nBarrier, &m_nEscape, &m_nWordBegin, &m_nWordEnd}) {
+                               &m_nBarrier, &m_nEscape, &m_nWordBegin, &m_nWordQuote, &m_nWordEnd}) {
       *place -= std::min(*place, gone);
     }
   }

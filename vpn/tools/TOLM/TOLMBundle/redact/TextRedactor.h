@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -59,17 +60,21 @@ class TextRedactor {
 
   // How a value ends.
   enum class Ending { kWord, kItem, kLine, kPair, kQuote, kEscapedQuote, kElement, kMarkup };
+  // Whether a place stands in quotes; kFar: the line's front, which would tell, is too far away.
+  enum class Quoted : unsigned char { kUnasked, kNo, kYes, kFar };
+  using QuoteLooks = std::array<Quoted, 33>;  // by backslashes in front of "\"", and of '\''
   struct Value {
     Place begin = 0;
     Ending ending = Ending::kWord;
     char quote = 0;
     bool isColon = false;  // "key: value"
     bool isFound = false;
-    bool wasQuoted = false;   // the key
-    char around = 0;          // the quote that opened in front of the key: 'key: value'
-    std::size_t slashes = 0;  // of kEscapedQuote, in front of the quote
-    Place elementEnd = 0;     // of kElement, where it is known
-    Place colours = 0;        // where the sequences of colours begin that stand in front, if any do
+    bool wasQuoted = false;            // the key
+    char around = 0;                   // the quote that opened in front of the key: 'key: value'
+    std::size_t slashes = 0;           // of kEscapedQuote and `around`, in front of the quote
+    Place elementEnd = 0;              // of kElement, where it is known
+    Quoted quoted = Quoted::kUnasked;  // in "\"" without backslashes
+    Place colours = 0;                 // where the sequences of colours begin that stand in front, if any do
   };
 
   // TextRedactor.cpp
@@ -215,18 +220,27 @@ class TextRedactor {
   Value valueOfNamedElement(Place begin, Place end) const;
   Value valueBehindKeyElement(Place end) const;
 
+  // TextRedactor_ends.cpp
+  bool mayEndText(Place quote, std::size_t slashes) const;
+  bool closesQuote(Place quote, std::size_t slashes, Place begin, Quoted& quoted) const;
+  Quoted lookForQuote(Place begin, unsigned char sign, std::size_t slashes) const;
+  Quoted opensText(Place front, Place quote) const;
+  bool endsSoftly(Place at) const;
+  bool mayBeTextEnd(Place begin, Place place) const;
+  bool endsText(const Value& value, Place place, QuoteLooks& looks) const;
+  bool endsAround(const Value& value, Place& place) const;
+  bool isEscaped(Place begin, Place place) const;
+  void hideQuotes(Place begin, Place end);
+  bool endsNumber(Place begin, Place place) const;
+  Place valueEnd(const Value& value, std::size_t longest = kLongestValue) const;
+
   // TextRedactor_values.cpp
   bool isLoginCode(Place begin, Place end) const;
   Place tryKey(Place begin, Place end);
   Place valueOfNamedMember(Place begin, Place end) const;
   Place behindRemark(Place place) const;
-  bool closesQuote(Place quote, std::size_t slashes, Place begin) const;
-  bool isInQuotes(Place begin, unsigned char sign, std::size_t slashes) const;
   Value valueBehind(Place begin, Place end) const;
-  bool endsSoftly(Place at) const;
-  bool endsText(const Value& value, Place place) const;
-  bool endsNumber(Place begin, Place place) const;
-  Place valueEnd(const Value& value, std::size_t longest = kLongestValue) const;
+  Value bareOrQuoted(Place place) const;
   Place takeValue(KeyLook look, Value value);
   Place takeNames(KeyLook look, const Value& value, Place end);
   Place takeSerialBelow(Place begin);
@@ -276,7 +290,6 @@ class TextRedactor {
   Place tryOption(Place begin, Place end, Place value);
   Place tryJournalId(Place begin, Place end);
   Place tryTunnelKeys(Place begin);
-  Value bareOrQuoted(Place place) const;
   Place tryCredentials(Place option, const Value& value);
   [[nodiscard]] bool isOfSerial(Place begin, Place end) const {
     return end - begin == 1 && begin > 1 && at(begin - 1) == '/' && isSerialName(begin);
@@ -381,6 +394,7 @@ class TextRedactor {
   Place m_nUserTried = 0;  // up to here the user's part of a URL was looked for
   // Between these no value ends that is a word, as valueEnd() saw.
   mutable Place m_nWordBegin = 0;
+  mutable Place m_nWordQuote = 0;  // the first that may end a text around it
   mutable Place m_nWordEnd = 0;
   bool m_bLineBegins = true;
 

@@ -57,5 +57,14 @@ TEST(RedactHostileTest, WhereALongLineIsCutMakesNoDifference) {
   }
 }
 
+// Many keys and quotes in one line, each of which may end the text that a value stands in.
+TEST(RedactHostileTest, ValuesAmongManyQuotesAreLookedAtOnce) {
+  for (const std::string again : {R"(jwt={"",)", R"(jwt={"x)", R"(jwt={'',)", R"(jwt={\",)",
+                                  R"(jwt=a",\\\",)", R"({"m":"jwt=a","x":1},)"}) {
+    const std::string text = repeated("", again);
+    EXPECT_TRUE(text == test::redacted(text)) << again;
+  }
+}
+
 }  // namespace
 }  // namespace halvo

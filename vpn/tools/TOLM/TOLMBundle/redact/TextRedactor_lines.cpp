@@ -61,6 +61,8 @@ bool TextRedactor::hasLineForItself(Place value) const {
     return false;
   }
   std::string_view front = before.substr(lineEnd == std::string_view::npos ? 0 : lineEnd + 1);
+  // {Password:hunter2 MTU:1380}, and not {Password: correct horse}
+  const bool isStructure = front.starts_with('{') && restOfLine(value, 0).find(':') != std::string_view::npos;
   while (!front.empty() && !isWordByte(static_cast<unsigned char>(front.front()))) {
     front.remove_prefix(1);
   }
@@ -70,7 +72,7 @@ bool TextRedactor::hasLineForItself(Place value) const {
   }
   // "-passin pass:hunter2 -in x": what stands right behind the colon is a word among others.
   const bool isTight = at(value - 1) == ':' && words > 0;
-  return front.size() < kLongestBefore && !isTight && words <= 3 &&
+  return front.size() < kLongestBefore && !isTight && !isStructure && words <= 3 &&
          front.find_first_of(",;([{|") == std::string_view::npos &&
          std::count(front.begin(), front.end(), ':') == 1;
 }
@@ -203,7 +205,9 @@ bool TextRedactor::isRemark(const Value& value) const {
   static constexpr std::array<std::string_view, 6> kModules = {"session", "auth",      "account",
                                                                "setcred", "chauthtok", "password"};
   constexpr std::size_t kMostWords = 4;
-  const std::string_view line = restOfLine(value.begin, value.around);
+  Value all = value;
+  all.ending = Ending::kLine;
+  const std::string_view line = text(value.begin, valueEnd(all, kLongestLoginRest));
   if (std::any_of(kErrors.begin(), kErrors.end(),
                   [line](std::string_view error) { return line.starts_with(error); })) {
     return true;

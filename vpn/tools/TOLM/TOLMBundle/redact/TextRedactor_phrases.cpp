@@ -252,18 +252,6 @@ TextRedactor::Place TextRedactor::tryOption(Place begin, Place end, Place place)
   return takeValue(look, value);
 }
 
-TextRedactor::Value TextRedactor::bareOrQuoted(Place place) const {
-  Value value;
-  value.begin = place;
-  value.isFound = true;
-  if (at(place) == '"' || at(place) == '\'') {
-    value.ending = Ending::kQuote;
-    value.quote = static_cast<char>(at(place));
-    ++value.begin;
-  }
-  return value;
-}
-
 // "curl -u jane:hunter2", "--user 'jane:hunter2'". Other programs have a group behind the colon, or another
 // thing behind "-u".
 TextRedactor::Place TextRedactor::tryCredentials(Place option, const Value& value) {

@@ -198,10 +198,13 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   if (!isOpen) {
     foundSecret(text(begin, end));
   }
+  hideQuotes(begin, isOpen ? begin : end);
   if (isOpen) {
     end = begin;
     m_Swallow = Swallow::kValue;
     m_SwallowValue = value;
+    m_SwallowValue.quoted =
+        value.quoted == Quoted::kUnasked ? lookForQuote(value.begin, '"', 0) : value.quoted;
     m_SwallowValue.begin = begin;
   }
   replace(begin, end, RedactKind::kSecret, kSecretMark);
@@ -298,6 +301,7 @@ void TextRedactor::swallow() {
   if (reached == end && end < m_Window.size()) {
     m_Swallow = Swallow::kNothing;
   }
+  hideQuotes(m_nPlace, reached);
   m_nPlace = std::max(reached, m_nPlace + (end < m_Window.size() ? 0U : 1U));
   m_nPlace = std::min(m_nPlace, m_Window.size());
   m_nCopied = m_nPlace;

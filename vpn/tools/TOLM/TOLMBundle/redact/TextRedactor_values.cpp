@@ -1,4 +1,4 @@
-// What stands behind keys: where a value begins and ends, and what it is.
+// What stands behind keys: where a value begins, and what it is.
 
 #include <algorithm>
 #include <array>
@@ -76,44 +76,6 @@ TextRedactor::Place TextRedactor::behindRemark(Place place) const {
     ++end;
   }
   return at(end) == ')' && at(end + 1) == ':' && at(end + 2) != ':' ? end + 1 : place;
-}
-
-// "no user or password:": whether the quote, with so many backslashes in front, ends the text that stands in
-// front of `begin`. Then it is in one's quotes there, and no value follows.
-bool TextRedactor::closesQuote(Place quote, std::size_t slashes, Place begin) const {
-  const unsigned char sign = at(quote);
-  const unsigned char next = at(quote + 1);
-  if (!isSpaceByte(next) &&
-      std::string_view(",;:)]}>").find(static_cast<char>(next)) == std::string_view::npos) {
-    return next == 0;
-  }
-  if (next == ',' && (slashes > 0 ? escapesOfQuote(quote + 2) == slashes : at(quote + 2) == sign)) {
-    return true;
-  }
-  return isInQuotes(begin, sign, slashes);
-}
-
-// Whether a number of such quotes that is odd stands in front of `begin` in the line, or in the text around
-// it whose own quotes have fewer backslashes.
-bool TextRedactor::isInQuotes(Place begin, unsigned char sign, std::size_t slashes) const {
-  constexpr std::size_t kNear = 2048;
-  bool isOdd = false;
-  bool isInText = false;
-  const Place reach = begin - std::min(begin, kNear);
-  Place place = begin;
-  while (place > reach && at(place - 1) != '\n' && !isInText) {
-    --place;
-    if (at(place) != sign || (sign == '\'' && isLetterByte(at(place + 1)) && isLetterByte(at(place - 1)))) {
-      continue;  // "isn't"
-    }
-    const Place behind = place;
-    while (place > reach && at(place - 1) == '\\') {
-      --place;
-    }
-    isInText = behind - place < slashes;
-    isOdd = isOdd != (slashes > 0 ? behind - place == slashes : (behind - place) % 2 == 0);
-  }
-  return isOdd && (isInText || place == 0 || at(place - 1) == '\n');
 }
 
 // Where the value of the key in [begin, end) begins and how it ends:
@@ -212,13 +174,14 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
   value.colours = place > colours ? colours : 0;
   value.isFound = true;
   value.wasQuoted = wasQuoted;
+  Quoted quoted = Quoted::kUnasked;
   if (const std::size_t slashes = escapesOfQuote(place); slashes > 0) {
-    value.isFound = wasQuoted || !closesQuote(place + slashes, slashes, place);
+    value.isFound = wasQuoted || !closesQuote(place + slashes, slashes, place, quoted);
     value.ending = Ending::kEscapedQuote;
     value.slashes = slashes;
     place += slashes + 1;
   } else if (at(place) == '"' || at(place) == '\'' || at(place) == '`') {
-    value.isFound = wasQuoted || !closesQuote(place, 0, place);
+    value.isFound = wasQuoted || !closesQuote(place, 0, place, quoted);
     value.ending = Ending::kQuote;
     value.quote = static_cast<char>(at(place));
     ++place;
@@ -226,115 +189,29 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     value.isFound = false;
   } else if (!wasQuoted && (before == '"' || before == '\'')) {
     value.around = static_cast<char>(before);
+    for (Place slash = begin - 1; slash > 0 && at(slash - 1) == '\\' && before == '"'; --slash) {
+      ++value.slashes;
+    }
   }
   value.begin = place;
   return value;
 }
 
-// Whether the sign at `place` ends a bare value: it does unless the value goes on behind it.
-bool TextRedactor::endsSoftly(Place place) const {
-  const unsigned char c = at(place);
-  if (std::string_view("\"'`,;)]}|&>").find(static_cast<char>(c)) == std::string_view::npos || c == 0) {
-    return false;
+// Behind a blank and no sign.
+TextRedactor::Value TextRedactor::bareOrQuoted(Place place) const {
+  Value value;
+  value.begin = place;
+  value.isFound = true;
+  value.slashes = escapesOfQuote(place);
+  if (value.slashes > 0) {
+    value.ending = Ending::kEscapedQuote;
+    value.begin += value.slashes + 1;
+  } else if (at(place) == '"' || at(place) == '\'') {
+    value.ending = Ending::kQuote;
+    value.quote = static_cast<char>(at(place));
+    ++value.begin;
   }
-  Place next = place + 1;
-  if (c == ',' || c == ';' || c == '&' || c == '|') {
-    next += at(next) == '"' || at(next) == '\'' ? 1U : 0U;
-    const Place word = next;
-    while (next - word < 40 && isIdentifierByte(at(next))) {
-      ++next;
-    }
-    next += at(next) == '"' || at(next) == '\'' ? 1U : 0U;
-    if (next > word && (at(next) == '=' || at(next) == ':')) {
-      return true;
-    }
-    next = place + 1;
-  }
-  while (next - place < 4 &&
-         std::string_view("\"'`,;)]}|.").find(static_cast<char>(at(next))) != std::string_view::npos &&
-         at(next) != 0) {
-    ++next;
-  }
-  return isSpaceByte(at(next)) || at(next) == 0 || at(next) == '<';
-}
-
-// "{\"m\":\"password=x\"}": whether a quote at `place` ends the text that the value stands in.
-bool TextRedactor::endsText(const Value& value, Place place) const {
-  if (at(place) != '\\' || at(place - (place > 0 ? 1U : 0U)) == '\\') {
-    return false;
-  }
-  const std::size_t slashes = escapesOfQuote(place);
-  return slashes > 0 && closesQuote(place + slashes, slashes, value.begin);
-}
-
-// Whether a number of a JSON text, which has no quotes around it, or what stands for one, ends at `place`.
-bool TextRedactor::endsNumber(Place begin, Place place) const {
-  const unsigned char c = at(place);
-  return (c == ',' || c == '}' || c == ']') && place > begin &&
-         (text(begin, place).find_first_not_of("0123456789.-+eE") == std::string_view::npos ||
-          text(begin, place) == kSecretMark);
-}
-
-// Where the value ends; past the bound where its end isn't in sight.
-TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longest) const {
-  if (value.ending == Ending::kElement) {
-    return value.elementEnd;
-  }
-  Place place = value.begin;
-  // Where names stand again and again in one word, each would look at all of it.
-  const bool isWord = value.ending == Ending::kWord && !value.wasQuoted;
-  if (isWord && place >= m_nWordBegin && place < m_nWordEnd) {
-    place = m_nWordEnd;
-  }
-  for (; place - value.begin <= longest && place < m_Window.size(); ++place) {
-    const unsigned char c = at(place);
-    if (c == '\n' || (c == '\r' && at(place + 1) == '\n')) {
-      break;
-    }
-    bool ends = false;
-    switch (value.ending) {
-      case Ending::kWord:
-        ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) ||
-               (value.wasQuoted && endsNumber(value.begin, place)) || endsText(value, place);
-        break;
-      case Ending::kPair:
-        ends = endsSoftly(place);
-        break;
-      case Ending::kItem:
-        ends = isSpaceByte(c) ||
-               (c != 0 && std::string_view("\"'`,;<>)").find(static_cast<char>(c)) != std::string_view::npos);
-        break;
-      case Ending::kLine:
-        ends = value.around != 0 && c == static_cast<unsigned char>(value.around);
-        break;
-      case Ending::kQuote:
-        // Behind a backslash, and doubled as one of YAML's, a quote ends nothing.
-        if ((c == '\\' && at(place + 1) != '\n' && place + 1 < m_Window.size()) ||
-            (c == '\'' && value.quote == '\'' && at(place + 1) == '\'' && place > value.begin)) {
-          ++place;
-        } else {
-          ends = c == static_cast<unsigned char>(value.quote);
-        }
-        break;
-      case Ending::kEscapedQuote:
-        ends = endsEscaped(value, place);
-        break;
-      case Ending::kElement:
-        break;
-      case Ending::kMarkup:
-        ends = c == '<';
-        break;
-    }
-    if (ends) {
-      break;
-    }
-  }
-  place = std::min(place, m_Window.size());
-  if (isWord) {
-    m_nWordBegin = value.begin;
-    m_nWordEnd = place;
-  }
-  return place;
+  return value;
 }
 
 // "/callback?code=4f9a...&state=x": what a login gives a client that has its token by it (RFC 6749).
