@@ -80,8 +80,21 @@ inline std::string labelled(std::string text) {
   return result;
 }
 
+// The text between others, fed so that what is settled at first ends inside of it: only what so many bytes
+// follow is scanned before more comes.
+inline void expectCutAlike(const std::string& text, std::size_t number) {
+  std::string padded = "wwwww wwwww\n" + text + "\n";
+  const std::size_t inside = padded.size() - text.size() - 1 + number * 37 % (text.size() + 1);
+  for (std::size_t end = inside + kLookAhead + 1; padded.size() < end;) {
+    padded += padded.size() % 64 < 6 ? '\n' : padded.size() % 6 == 0 ? ' ' : 'w';
+  }
+  EXPECT_EQ(redacted(padded), redactedInPieces(padded, inside + kLookAhead)) << "cut: " << text;
+}
+
 inline void expectRows(const std::vector<Row>& rows) {
+  std::size_t number = 0;
   for (const Row& row : rows) {
+    expectCutAlike(row.text, ++number);
     const std::string once = redacted(row.text);
     EXPECT_EQ(row.expected, labelled(once)) << row.text;
     EXPECT_EQ(once, redacted(once)) << "twice: " << row.text;
