@@ -18,6 +18,10 @@
 
 namespace halvo {
 
+// Of what the commands that read bundles print as JSON: raised when a reader of the old form could misread
+// the new one.
+inline constexpr int kBundleJsonFormat = 1;
+
 // A file of the bundle, or one that should be there.
 struct BundledFile {
   std::string id;  // of its item; empty where the summary doesn't know the file

@@ -134,6 +134,7 @@ std::string comparisonText(const Comparison& comparison) {
 
 std::string comparisonJson(const Comparison& comparison) {
   Json json;
+  json["format"] = kBundleJsonFormat;
   json["machine"] = Json::array();
   for (const ValueChange& change : comparison.machine) {
     json["machine"].push_back({{"what", change.what}, {"old", change.oldValue}, {"new", change.newValue}});

@@ -237,6 +237,7 @@ void showJson(const BundleContent& content, const std::vector<FailedOutput>& fai
   const BundleReader& reader = content.reader();
   const Summary& summary = content.summary();
   JsonStream json(sink);
+  json.add("format", kBundleJsonFormat);
   json.add("bundle", {{"path", reader.path()},
                       {"size", reader.fileSize()},
                       {"entries", reader.entries().size()},
@@ -300,6 +301,7 @@ bool showItemJson(const BundleContent& content, const std::string& id, const Tex
     return false;
   }
   JsonStream json(sink);
+  json.add("format", kBundleJsonFormat);
   json.add("id", id);
   json.add("not_default", notDefault);
   json.beginList("missing");

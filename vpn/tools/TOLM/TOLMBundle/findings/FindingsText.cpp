@@ -49,6 +49,7 @@ std::string undecidedText(const Findings& findings) {
 
 std::string findingsJson(const BundleContent& content, const Findings& findings) {
   Json json;
+  json["format"] = kBundleJsonFormat;
   json["rules"] = findings.rules;
   json["findings"] = Json::array();
   for (const KnownProblem& finding : findings.problems) {
