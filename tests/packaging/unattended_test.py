@@ -237,7 +237,9 @@ class StatusTest(UnattendedCase):
     def test_what_is_missing_ends_with_three_where_that_was_asked_for(self):
         (PLACE / "source/one.log").unlink()
         collect("--output-dir", PLACE / "out", check=0)
-        collect("--output-dir", PLACE / "out", "--fail-incomplete", check=3)
+        for quiet in ([], ["--quiet"]):
+            result = collect("--output-dir", PLACE / "out", "--fail-incomplete", *quiet, check=3)
+            self.assertIn("tmtolm: the bundle is incomplete: ", result.stderr)
 
     def test_a_whole_run_ends_with_zero_where_three_was_asked_for(self):
         collect("--output-dir", PLACE / "out", "--fail-incomplete", check=0)

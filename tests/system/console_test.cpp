@@ -698,7 +698,12 @@ TEST_F(ConsoleTest, PlanPrintsValidJsonWhateverTheNames) {
 }
 
 TEST_F(ConsoleTest, PlanFailsWhereARunWould) {
-  expectFailure({"plan"}, "Internal Error: no valid configuration XML found... (0xFEAF000A)");
+  expectFailure({"plan"},
+                "Internal Error: no valid configuration XML found... (0xFEAF000A); is there a document, and "
+                "does tmtolm check find it well-formed?");
+  writeFile("/opt/broken.xml", "<a>");
+  EXPECT_THAT(tmtolm({"try", "/opt/broken.xml", "--bundle", "/opt/out.zip"}).err,
+              HasSubstr("(0xFEAF000A); is there a document, and does tmtolm check find it well-formed?\n"));
   writeSimpleConfig();
   expectFailure(
       {"plan", "--request", "/opt/none.xml"},

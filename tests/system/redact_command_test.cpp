@@ -203,6 +203,14 @@ TEST_F(RedactCommandTest, AMapThatCannotBeWrittenIsToldBeforeTheWork) {
 }
 
 // A report could be written over the bundle that was redacted, and a map over the new one.
+// A file of that name was written.
+TEST_F(RedactCommandTest, StandardOutputIsNoPlaceForABundle) {
+  const RunResult result = tmtolm({"redact", "/opt/plain.zip", "-"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.err, HasSubstr("OUT is a file"));
+  EXPECT_FALSE(exists("-"));
+}
+
 TEST_F(RedactCommandTest, NothingIsWrittenOverWhatIsReadOrWrittenElse) {
   const std::string before = readFile("/opt/plain.zip");
   writeFile("/opt/kept.rules", "keep x\n");

@@ -74,6 +74,9 @@ TEST(BundleContentTest, LyingSummaryIsToldByWhatItClaims) {
   EXPECT_THAT(content->missing()[0].reason, HasSubstr("the bundle doesn't hold it"));
   const std::string text = showText(*content, {});
   EXPECT_THAT(text, HasSubstr("Logs/stranger  (the summary doesn't know it)"));
+  // What redaction put there is nobody's.
+  const Opened redacted(zip.add({"redaction.txt", "z"}));
+  EXPECT_THAT(showText(*redacted, {}), AllOf(HasSubstr("redaction.txt\n"), HasSubstr("stranger  (the")));
   EXPECT_EQ(content->files().size(), 3U) << "one entry stands for both rows of its name";
 }
 

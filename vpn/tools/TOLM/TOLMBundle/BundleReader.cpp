@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "vpn/tools/TOLM/TOLMBundle/MinizipFile.h"
 
@@ -93,8 +94,16 @@ std::string faultOf(const BundleEntryInfo& entry, const unz_file_info64& informa
   return "";
 }
 
+// By its name, its armor (RFC 4880, section 6.2) or the packet of a session key in front (section 5.1), in
+// the old form and the new one.
+bool isOpenPgp(const std::string& path, const std::string& front) {
+  constexpr std::string_view kPackets = "\x84\x85\x86\xc1";
+  return path.ends_with(".gpg") || front.starts_with("-----BEGIN PGP MESSAGE") ||
+         (!front.empty() && kPackets.find(front[0]) != std::string_view::npos);
+}
+
 // What stands in front of a file tells what it may be.
-std::string whatItIs(const std::string& front) {
+std::string whatItIs(const std::string& path, const std::string& front) {
   if (front.empty()) {
     return "it is empty";
   }
@@ -106,7 +115,10 @@ std::string whatItIs(const std::string& front) {
   if (front.compare(0, 4, "PK\x05\x06") == 0) {
     return "it is a ZIP file without entries";
   }
-  return "it is no ZIP file";
+  return std::string("it is no ZIP file") +
+         (isOpenPgp(path, front)
+              ? "; if it is encrypted to a key, decrypt it first: gpg --output bundle.zip --decrypt FILE"
+              : "");
 }
 
 }  // namespace
@@ -156,10 +168,10 @@ std::string BundleReader::readTable() {
   const MinizipFile file(m_nFile, m_nFileSize);
   const Archive archive(file);
   if (archive.get() == nullptr) {
-    char front[4];
+    char front[24];
     const ssize_t got = pread(m_nFile, front, sizeof(front), 0);
     return "\"" + m_strPath + "\" can't be read as a bundle: " +
-           whatItIs(std::string(front, got > 0 ? static_cast<std::size_t>(got) : 0));
+           whatItIs(m_strPath, std::string(front, got > 0 ? static_cast<std::size_t>(got) : 0));
   }
   std::vector<char> name(kLongestName + 1);
   std::size_t nameBytes = 0;

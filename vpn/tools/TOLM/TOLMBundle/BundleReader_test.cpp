@@ -22,6 +22,7 @@ using test::writeFile;
 using test::ZipBuilder;
 using test::ZipEntry;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -152,6 +153,14 @@ TEST_F(BundleReaderTest, FolderAndPipeAreNoBundles) {
 TEST_F(BundleReaderTest, FilesThatAreNoZipAreToldApart) {
   BundleReader text;
   EXPECT_THAT(openBytes(text, "just a text"), HasSubstr("it is no ZIP file"));
+  for (const std::string front : {"-----BEGIN PGP MESSAGE-----\n", "\x85\x01\x0c\x03", "\xc1\x6c\x03"}) {
+    BundleReader encrypted;
+    EXPECT_THAT(openBytes(encrypted, front), HasSubstr("it is no ZIP file; if it is encrypted to a key"));
+  }
+  for (const std::string other : {"-----BEGIN CERTIFICATE-----\n", "\x1f\x8b\x08"}) {
+    BundleReader reader;
+    EXPECT_THAT(openBytes(reader, other), EndsWith("it is no ZIP file"));
+  }
   BundleReader empty;
   EXPECT_THAT(openBytes(empty, ""), HasSubstr("it is empty"));
   BundleReader nothing;

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -11,6 +12,10 @@ namespace halvo {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+std::string counted(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
 
 void addNames(std::string& text, const std::string& heading, const std::vector<std::string>& names) {
   if (names.empty()) {
@@ -119,15 +124,14 @@ std::string comparisonText(const Comparison& comparison) {
     } else if (change.binary) {
       text += "no text, " + bytesText(change.oldSize) + " -> " + bytesText(change.newSize) + "\n";
     } else {
-      text += std::to_string(change.gone.count) + " lines gone, " + std::to_string(change.added.count) +
-              " lines new\n";
+      text += counted(change.gone.count, "line") + " gone, " + counted(change.added.count, "line") + " new\n";
       addLines(text, '-', change.gone);
       addLines(text, '+', change.added);
     }
   }
-  text += "\nThe same: " + std::to_string(comparison.same) + " files, times and process ids set aside.\n";
+  text += "\nThe same: " + counted(comparison.same, "file") + ", times and process ids set aside.\n";
   if (comparison.notCompared > 0) {
-    text += "Not compared: " + std::to_string(comparison.notCompared) + " files that can't be read.\n";
+    text += "Not compared: " + counted(comparison.notCompared, "file") + " that can't be read.\n";
   }
   return text.front() == '\n' ? text.substr(1) : text;
 }

@@ -129,7 +129,7 @@ TEST(CompareItemsTest, WithoutBothSummariesNothingIsToldOfThem) {
     const OpenedBundle other(zip);
     for (const Comparison& comparison :
          {compareBundles(*whole, *other, 10), compareBundles(*other, *whole, 10)}) {
-      EXPECT_EQ(comparisonText(comparison), "The same: 1 files, times and process ids set aside.\n");
+      EXPECT_EQ(comparisonText(comparison), "The same: 1 file, times and process ids set aside.\n");
     }
   }
 }

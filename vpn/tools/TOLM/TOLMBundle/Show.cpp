@@ -90,7 +90,8 @@ std::string headText(const BundleContent& content) {
   std::string text;
   addHeadLine(text, "Bundle:",
               reader.path() + " (" + bytesText(reader.fileSize()) + ", " +
-                  std::to_string(reader.entries().size()) + " entries" +
+                  std::to_string(reader.entries().size()) +
+                  (reader.entries().size() == 1 ? " entry" : " entries") +
                   (reader.isEncrypted() ? ", encrypted)" : ")"));
   addHeadLine(text, "Time:", summary.time);
   addHeadLine(text, "System:", summary.os);
@@ -122,7 +123,8 @@ void addFile(std::string& text, const BundleContent& content, const BundledFile&
   }
   if (!entry.fault.empty()) {
     text += "  (not read: " + withoutControls(entry.fault) + ")";
-  } else if (file.id.empty() && !content.summary().sections.empty()) {
+  } else if (file.id.empty() && !content.summary().sections.empty() &&
+             content.placeOf(file) != kRedactionEntry) {
     text += "  (the summary doesn't know it)";
   }
   text += "\n";

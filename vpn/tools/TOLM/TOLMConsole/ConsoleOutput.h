@@ -26,6 +26,9 @@ void printRemark(const std::string& line);
 // outcome has one of its own.
 std::string failureLine(const std::string& text, unsigned code);
 
+// Behind the failure of a folder without any document that can be used.
+inline constexpr char kCheckTells[] = "; is there a document, and does tmtolm check find it well-formed?";
+
 // From here on a reader of standard output that goes away doesn't end the program.
 void outliveReader();
 

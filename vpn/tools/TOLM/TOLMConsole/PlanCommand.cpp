@@ -23,7 +23,8 @@ namespace {
 std::string folderRemark(const std::string& folder) {
   // Looked at again: the loading tells no empty folder from one that refuses.
   const FolderHolder stream(opendir(folder.c_str()));
-  return stream != nullptr ? "" : "; the folder \"" + folder + "\" can't be read: " + std::strerror(errno);
+  return stream != nullptr ? kCheckTells
+                           : "; the folder \"" + folder + "\" can't be read: " + std::strerror(errno);
 }
 
 class PlanCommand : public ICommand {

@@ -117,6 +117,9 @@ class RedactCommand : public ICommand {
     if (const std::string problem = placeProblem(files); !problem.empty()) {
       return problem;
     }
+    if (m_strOut == "-") {
+      return "OUT is a file, and never standard output; one of that name is ./-";
+    }
     std::erase_if(files, [](const NamedFile& file) {
       // The names of the program's own streams are links, and nothing is put in their place.
       return file.what == "--report" && ResultFile::isStream(file.path);

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -82,11 +84,15 @@ int RuleOptions::load(RuleSet& rules) const {
     std::error_code error;
     // A pipe without a writer would hold the program up.
     std::ifstream file;
-    if (fs::is_regular_file(document, error)) {
+    const bool isFolder = fs::is_directory(document, error);
+    errno = 0;
+    if (isFolder || fs::is_regular_file(document, error)) {
       file.open(document, std::ios::binary);
     }
-    if (!file.is_open()) {
-      return usageFailure("the rules \"" + document + "\" can't be read");
+    if (isFolder || !file.is_open()) {
+      const int why = errno;
+      return usageFailure("the rules \"" + document +
+                          "\" can't be read: " + (why != 0 ? std::strerror(why) : "it is no file"));
     }
     std::ostringstream text;
     text << file.rdbuf();

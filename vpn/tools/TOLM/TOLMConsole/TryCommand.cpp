@@ -73,7 +73,8 @@ class TryCommand : public ICommand {
     outliveReader();
     const RunOutcome outcome = CollectRun(std::move(settings)).run();
     if (outcome.code != 0) {
-      printError(failureLine(outcome));
+      const bool isOfDocuments = outcome.text.find("no valid configuration") != std::string::npos;
+      printError(failureLine(outcome) + (isOfDocuments ? kCheckTells : ""));
       return kExitFailure;
     }
     for (const std::string& line : lossLines(outcome)) {

@@ -174,6 +174,8 @@ int UnattendedOptions::report(const RunOutcome& outcome, int status) {
   }
   // What is missing counts where nothing worse has happened.
   if (status == kExitSuccess && m_bFailIncomplete && m_pStatus && m_pStatus->isIncomplete(outcome)) {
+    // Of a quiet run too: not all went well.
+    printError("the bundle is incomplete: its summary and --status-json tell what isn't in it");
     return kExitIncomplete;
   }
   return status;
