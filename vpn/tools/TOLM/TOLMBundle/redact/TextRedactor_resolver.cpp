@@ -11,7 +11,7 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestHost = 255;
+constexpr std::size_t kLongestResolved = 255;
 constexpr std::size_t kLongestReason = 40;
 
 // Behind the name and its colon.
@@ -30,7 +30,7 @@ constexpr std::array<std::string_view, 10> kReasons = {"Name or service not know
 constexpr std::array<std::string_view, 4> kFronts = {"such host is known. (", "service not known (",
                                                      "not known. (", "not be resolved: '"};
 
-bool isHostByte(unsigned char c) {
+bool isResolvedByte(unsigned char c) {
   return isWordByte(c) || c == '.' || c == '-';
 }
 
@@ -44,7 +44,7 @@ bool looksLikeOne(std::string_view name) {
   return name.find('.') == std::string_view::npos &&
          name.find_first_of("0123456789-") != std::string_view::npos &&
          std::all_of(name.begin(), name.end(),
-                     [](char c) { return isHostByte(static_cast<unsigned char>(c)); });
+                     [](char c) { return isResolvedByte(static_cast<unsigned char>(c)); });
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ TextRedactor::Place TextRedactor::tryUnknownHost(Place begin, Place end) {
 // "dial tcp: lookup gw7 on 10.1.2.3:53: no such host", "lookup gw7: no such host": at the name.
 TextRedactor::Place TextRedactor::tryLookup(Place begin) {
   Place end = begin;
-  while (end - begin < kLongestHost && isHostByte(at(end))) {
+  while (end - begin < kLongestResolved && isResolvedByte(at(end))) {
     ++end;
   }
   constexpr std::string_view kOn = " on ";
@@ -102,7 +102,7 @@ TextRedactor::Place TextRedactor::tryLookup(Place begin) {
 void TextRedactor::tryHostNotFound(Place end) {
   const Place first = end + 1;
   Place last = first;
-  while (last - first < kLongestHost && isHostByte(at(last))) {
+  while (last - first < kLongestResolved && isResolvedByte(at(last))) {
     ++last;
   }
   constexpr std::string_view kNotFound = " not found: ";
