@@ -226,6 +226,7 @@ class TextRedactor {
   Quoted lookForQuote(Place begin, unsigned char sign, std::size_t slashes) const;
   Quoted opensText(Place front, Place quote) const;
   bool endsSoftly(Place at) const;
+  bool endsSoftlyEscaped(Place place) const;
   bool mayBeTextEnd(Place begin, Place place) const;
   bool endsText(const Value& value, Place place, QuoteLooks& looks) const;
   bool endsAround(const Value& value, Place& place) const;
@@ -251,6 +252,19 @@ class TextRedactor {
   Place takeComputer(Value value);
   [[nodiscard]] Place wifiEnd(Place begin, Place end) const;
   Place tryBesideBssid(Place begin);
+
+  // TextRedactor_dumps.cpp
+  Place behindWrappers(Place place) const;
+  bool isEmptyField(Place key, const Value& value) const;
+  bool isDeclared(const Value& value) const;
+  bool isVerdict(Place key, Place end, const Value& value) const;
+  bool isSize(const Value& value) const;
+  Place takeBlock(Place key, const Value& value);
+
+  // TextRedactor_commands.cpp
+  Value takeArgument(Place& place) const;
+  Place tryCommand(Place begin, Place end, Place place);
+  Place tryDesktopOption(Place begin, Place end);
 
   // TextRedactor_users.cpp
   enum class SlashKind { kDomain, kSign, kLetter };

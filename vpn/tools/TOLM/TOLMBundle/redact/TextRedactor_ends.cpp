@@ -113,6 +113,15 @@ bool TextRedactor::endsSoftly(Place place) const {
   return isSpaceByte(at(next)) || at(next) == 0 || at(next) == '<';
 }
 
+// So it does at a quote behind a backslash, which is no part of it.
+bool TextRedactor::endsSoftlyEscaped(Place place) const {
+  if (at(place) != '\\' || at(place - (place > 0 ? 1U : 0U)) == '\\') {
+    return false;
+  }
+  const std::size_t slashes = escapesOfQuote(place);
+  return slashes % 2 == 1 && endsSoftly(place + slashes);
+}
+
 // Whether a quote at `place`, or behind the backslashes that begin there, may end the text that the value
 // that begins at `begin` stands in, by what stands around the quote.
 bool TextRedactor::mayBeTextEnd(Place begin, Place place) const {
@@ -193,7 +202,7 @@ TextRedactor::Place TextRedactor::valueEnd(const Value& value, std::size_t longe
     bool ends = false;
     switch (value.ending) {
       case Ending::kWord:
-        ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) ||
+        ends = isSpaceByte(c) || c == '<' || c == 0x1b || endsSoftly(place) || endsSoftlyEscaped(place) ||
                (value.wasQuoted && endsNumber(value.begin, place));
         if (!ends && mayBeTextEnd(value.begin, place)) {
           firstQuote = firstQuote == 0 ? place : firstQuote;

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 
+#include "vpn/tools/TOLM/TOLMBundle/redact/EverydayWords.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextRedactor.h"
 
@@ -47,6 +49,21 @@ bool isKeyWord(std::string_view word) {
   }
   return size > 0 && size < word.size() && word[size] == '=' &&
          word.find_first_not_of('=', size) != std::string_view::npos;
+}
+
+// "identity 0", "back to keyboard-interactive": words that are everybody's, and one digit.
+bool isEverydayLine(std::string_view rest) {
+  constexpr std::size_t kShortWord = 2;
+  for (std::string_view word = takeWord(rest); !word.empty(); word = takeWord(rest)) {
+    word = withoutSign(word);
+    std::string words(word);
+    std::replace(words.begin(), words.end(), '-', ' ');
+    const bool isShort = word.size() == 1 || (word.size() <= kShortWord && isSmallWord(word));
+    if (!isShort && !isEverydayText(words)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -199,6 +216,8 @@ bool TextRedactor::isRemark(const Value& value) const {
       "found",     "updated",  "reset",    "verified", "refused",   "unavailable", "pending",
       "cancelled", "canceled", "ignored",  "present",  "unchanged", "success",     "successful",
       "error",     "timeout",  "skipped",  "cleared",  "removed",   "unsupported"};
+  static constexpr std::array<std::string_view, 7> kOutcomes = {
+      "derived", "configured", "prompted", "renewed", "selected", "falling", "lookup"};
   static constexpr std::array<std::string_view, 12> kVerdicts = {
       "not",     "failed",  "denied", "cannot",      "unavailable", "missing",
       "expired", "invalid", "wrong",  "unreachable", "refused",     "cancelled"};
@@ -234,6 +253,9 @@ bool TextRedactor::isRemark(const Value& value) const {
   if (isOneOf(kStates, withoutSign(first))) {
     return !isOwnLine || withoutSign(first).size() < first.size() ||
            rest.find_first_not_of(" \t") == std::string_view::npos;
+  }
+  if (isOneOf(kOutcomes, withoutSign(first)) && isEverydayLine(rest)) {
+    return true;
   }
   rest = line;
   for (std::size_t words = 0; words < kMostWords && !isOwnLine; ++words) {

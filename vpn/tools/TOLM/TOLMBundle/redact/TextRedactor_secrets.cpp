@@ -87,7 +87,9 @@ bool TextRedactor::saysNothing(std::string_view value, bool isBare) {
       "failed", "unknown", "n/a", "(null)", "(none)", "(hidden)", "{}", "[]", "%s", "ask", "always", "never",
       "default", "undefined", "prompt", "optional", "denied", "accepted", "rejected", "incorrect",
       // Where a system looks for its passwords, not one of them.
-      "files", "compat", "sss", "winbind", "ldap", "nis", "db", "systemd"};
+      "files", "compat", "sss", "winbind", "ldap", "nis", "db", "systemd",
+      // In front of a block of lines.
+      ">-", ">+", "|-", "|+"};
   if (value.empty() || isSecretMark(value) || isPlaceholder(value) || (isBare && beginsStructure(value)) ||
       value.find_first_not_of("*") == std::string_view::npos ||
       value.find_first_not_of(".") == std::string_view::npos) {

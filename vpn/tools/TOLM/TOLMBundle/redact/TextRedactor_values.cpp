@@ -172,6 +172,7 @@ TextRedactor::Value TextRedactor::valueBehind(Place begin, Place end) const {
     place = colourEnd(place + 1);
   }
   value.colours = place > colours ? colours : 0;
+  place = behindWrappers(place);
   value.isFound = true;
   value.wasQuoted = wasQuoted;
   Quoted quoted = Quoted::kUnasked;
@@ -245,6 +246,9 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
                          (at(sign) == '#' && at(sign + 1) == ':');
     if (!hasSign && !isOption) {
       if (const Place done = trySecretOfLine(begin, end, sign); done > begin) {
+        return done;
+      }
+      if (const Place done = tryCommand(begin, end, sign); done > begin) {
         return done;
       }
       if (const Place done = tryPhrase(begin, end, sign); done > begin) {
@@ -342,6 +346,11 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
     return begin;
   }
   const std::string_view key = isOfSerial(begin, end) ? text(begin - 2, end) : text(begin, end);
+  if (next == ':' && key.size() <= 2) {
+    if (const Place done = tryDesktopOption(begin, end); done > begin) {
+      return done;
+    }
+  }
   // Last letters of the keys that are known, before anything that costs more.
   if (key.size() > 96 || !mayBeKey(key)) {
     return begin;
@@ -362,6 +371,16 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   }
   if (next == ':' && at(end + 1) == ':' && look != KeyLook::kSecret && look != KeyLook::kSecretWord) {
     return begin;  // Base64, which is looked into
+  }
+  const bool isSecret = look == KeyLook::kSecret || look == KeyLook::kSecretWord || look == KeyLook::kToken;
+  if (isEmptyField(begin, value) || isDeclared(value) || (isSecret && isVerdict(begin, end, value)) ||
+      ((isSecret || look == KeyLook::kSecretLine) && isSize(value))) {
+    return value.begin;
+  }
+  if (isSecret) {
+    if (const Place done = takeBlock(begin, value); done > value.begin) {
+      return done;
+    }
   }
   if (look == KeyLook::kUser && at(begin) == '-') {
     if (const Place done = tryCredentials(begin, value); done > value.begin) {
