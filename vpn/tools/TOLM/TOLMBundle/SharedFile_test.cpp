@@ -1,5 +1,5 @@
 // One entry that several rows of the summary name: two commands of an item write one file, two items gather
-// one.
+// one. And one whose bytes are damaged.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -75,6 +75,31 @@ TEST(SharedFileTest, JsonMarksTheLaterRows) {
     again.push_back(file.value("same_file", false));
   }
   EXPECT_THAT(again, ElementsAre(false, true, true, false));
+}
+
+TEST(ShowTest, AFileWhoseBytesAreDamagedIsMarkedAndNoFailedOutput) {
+  SummaryBuilder summary;
+  summary.section("Logs")
+      .included("agent", "agent.log", "", "9 bytes")
+      .included("route", "ip.txt", "", "9 bytes");
+  std::string bytes = ZipBuilder()
+                          .add({"summary.txt", summary.take()})
+                          .add({"Logs/agent.log", "line one\n"})
+                          .add({"Logs/ip.txt", banner("ip route") + "sh: 1: ip: not found\n"})
+                          .take();
+  bytes[bytes.find("line one")] = 'x';
+  const OpenedBundle content(bytes);
+  const std::vector<FailedOutput> failed = findFailedOutputs(*content);
+  const std::string text = showText(*content, failed);
+  EXPECT_THAT(text, AllOf(HasSubstr("Looks like a failure (1)\n  Logs/ip.txt: "),
+                          HasSubstr("Logs/agent.log  (not read: its checksum is wrong)\n"),
+                          HasSubstr("Logs/ip.txt\n")));
+  std::string all;
+  showJson(*content, failed, [&all](const std::string& piece) { all += piece; });
+  const auto json = nlohmann::json::parse(all);
+  EXPECT_EQ(json["failed_outputs"].size(), 1U);
+  EXPECT_EQ(json["files"][0]["fault"], "its checksum is wrong");
+  EXPECT_FALSE(json["files"][1].contains("fault"));
 }
 
 }  // namespace

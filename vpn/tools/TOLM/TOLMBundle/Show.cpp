@@ -1,6 +1,7 @@
 #include "vpn/tools/TOLM/TOLMBundle/Show.h"
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -110,8 +111,15 @@ void addMissing(std::string& text, const MissingFile& missing) {
       "  " + withoutControls(padRight(missing.id, 16) + "  " + missing.name + ": " + missing.reason) + "\n";
 }
 
-// `again`: the list has its entry further up.
-void addFile(std::string& text, const BundleContent& content, const BundledFile& file, bool again) {
+// What is wrong with the entry, as its record or its bytes tell.
+std::string whatIsWrong(const BundleContent& content, const BundledFile& file, const std::string& damage) {
+  const std::string& fault = content.entry(file).fault;
+  return fault.empty() ? damage : fault;
+}
+
+// `again`: the list has its entry further up. `damage`: why its bytes can't be read.
+void addFile(std::string& text, const BundleContent& content, const BundledFile& file, bool again,
+             const std::string& damage) {
   const BundleEntryInfo& entry = content.entry(file);
   const std::uint64_t share = shareOf(entry.size, content.wholeSize());
   text += padLeft(again ? "" : bytesText(entry.size), 12) +
@@ -121,8 +129,8 @@ void addFile(std::string& text, const BundleContent& content, const BundledFile&
     text += "  (same file)\n";
     return;
   }
-  if (!entry.fault.empty()) {
-    text += "  (not read: " + withoutControls(entry.fault) + ")";
+  if (const std::string fault = whatIsWrong(content, file, damage); !fault.empty()) {
+    text += "  (not read: " + withoutControls(fault) + ")";
   } else if (file.id.empty() && !content.summary().sections.empty() &&
              content.placeOf(file) != kRedactionEntry) {
     text += "  (the summary doesn't know it)";
@@ -130,7 +138,7 @@ void addFile(std::string& text, const BundleContent& content, const BundledFile&
   text += "\n";
 }
 
-Json fileJson(const BundleContent& content, const BundledFile& file, bool again) {
+Json fileJson(const BundleContent& content, const BundledFile& file, bool again, const std::string& damage) {
   const BundleEntryInfo& entry = content.entry(file);
   Json json;
   json["id"] = file.id;
@@ -141,8 +149,8 @@ Json fileJson(const BundleContent& content, const BundledFile& file, bool again)
   json["share"] = static_cast<double>(shareOf(entry.size, content.wholeSize())) / 1000;
   json["stated_size"] = file.statedSize;
   json["time"] = dosTimeText(entry.dosTime);
-  if (!entry.fault.empty()) {
-    json["fault"] = entry.fault;
+  if (const std::string fault = whatIsWrong(content, file, damage); !fault.empty()) {
+    json["fault"] = fault;
   }
   if (again) {
     json["same_file"] = true;
@@ -168,6 +176,22 @@ bool isNotDefault(const BundleContent& content, const std::string& id) {
   });
 }
 
+// Why files can't be read, by their number.
+std::map<std::size_t, std::string> damageOf(const std::vector<FailedOutput>& failed) {
+  std::map<std::size_t, std::string> damage;
+  for (const FailedOutput& output : failed) {
+    if (output.isUnread) {
+      damage[output.file] = output.why;
+    }
+  }
+  return damage;
+}
+
+std::string whyOf(const std::map<std::size_t, std::string>& damage, std::size_t file) {
+  const auto found = damage.find(file);
+  return found == damage.end() ? "" : found->second;
+}
+
 std::string headingText(const std::string& heading, std::size_t count) {
   return "\n" + heading + " (" + std::to_string(count) + ")\n";
 }
@@ -183,13 +207,15 @@ std::vector<FailedOutput> findFailedOutputs(const BundleContent& content) {
       continue;
     }
     std::string front;
-    // A file that can't be read is told among them: nobody looks for it elsewhere.
-    std::string why = reader.readFront(file.entry, kOutputFront, front);
-    if (why.empty()) {
+    std::string why;
+    const bool isUnread = !reader.readFront(file.entry, kOutputFront, front).empty();
+    if (isUnread) {
+      why = reader.cause();
+    } else {
       why = outputFailure(front, front.size() < content.entry(file).size);
     }
     if (!why.empty()) {
-      failed.push_back({i, why});
+      failed.push_back({i, why, isUnread});
     }
   }
   return failed;
@@ -221,16 +247,20 @@ std::string showText(const BundleContent& content, const std::vector<FailedOutpu
   if (count > 0) {
     text += headingText("Notes", count) + notes;
   }
-  if (!failed.empty()) {
-    text += headingText("Looks like a failure", failed.size());
+  const std::map<std::size_t, std::string> damage = damageOf(failed);
+  if (failed.size() > damage.size()) {
+    text += headingText("Looks like a failure", failed.size() - damage.size());
     for (const FailedOutput& output : failed) {
+      if (output.isUnread) {
+        continue;
+      }
       const BundledFile& file = content.files()[output.file];
       text += "  " + withoutControls(content.placeOf(file) + ": " + output.why) + "\n";
     }
   }
   text += headingText("There", content.firstFiles());
   for (std::size_t i = 0; i < content.files().size(); ++i) {
-    addFile(text, content, content.files()[i], !content.isFirst(i));
+    addFile(text, content, content.files()[i], !content.isFirst(i), whyOf(damage, i));
   }
   return text;
 }
@@ -265,12 +295,15 @@ void showJson(const BundleContent& content, const std::vector<FailedOutput>& fai
   json.beginList("failed_outputs");
   for (const FailedOutput& output : failed) {
     const BundledFile& file = content.files()[output.file];
-    json.addElement({{"id", file.id}, {"file", content.placeOf(file)}, {"why", output.why}});
+    if (!output.isUnread) {
+      json.addElement({{"id", file.id}, {"file", content.placeOf(file)}, {"why", output.why}});
+    }
   }
   json.endList();
   json.beginList("files");
+  const std::map<std::size_t, std::string> damage = damageOf(failed);
   for (std::size_t i = 0; i < content.files().size(); ++i) {
-    json.addElement(fileJson(content, content.files()[i], !content.isFirst(i)));
+    json.addElement(fileJson(content, content.files()[i], !content.isFirst(i), whyOf(damage, i)));
   }
   json.endList();
   json.finish();
@@ -285,7 +318,7 @@ std::string showItemText(const BundleContent& content, const std::string& id) {
   }
   std::set<std::size_t> told;
   for (const std::size_t file : content.filesOfItem(id)) {
-    addFile(text, content, content.files()[file], !told.insert(content.files()[file].entry).second);
+    addFile(text, content, content.files()[file], !told.insert(content.files()[file].entry).second, "");
   }
   if (isNotDefault(content, id)) {
     text += "  " + withoutControls(id) + " isn't included by default; ask --item makes a request for it\n";
@@ -317,7 +350,7 @@ bool showItemJson(const BundleContent& content, const std::string& id, const Tex
   std::set<std::size_t> told;
   for (const std::size_t file : files) {
     const BundledFile& one = content.files()[file];
-    json.addElement(fileJson(content, one, !told.insert(one.entry).second));
+    json.addElement(fileJson(content, one, !told.insert(one.entry).second, ""));
   }
   json.endList();
   json.finish();

@@ -10,10 +10,11 @@
 
 namespace halvo {
 
-// A captured output that looks like a failure.
+// A captured output that looks like a failure, or a file whose front can't be read, as its bytes are damaged.
 struct FailedOutput {
   std::size_t file = 0;  // of BundleContent::files()
   std::string why;
+  bool isUnread = false;
 };
 
 // Looks at the front of every file.

@@ -51,9 +51,11 @@ void UnattendedOptions::addOptions(CLI::App& app, CLI::Option* bundle,
   for (CLI::Option* const password : passwords) {
     recipient->excludes(password);
   }
-  app.add_option("--since", m_strSince,
-                 "Have commands gather what happened since then: 2026-11-21, 2026-11-21T13:00:00, or a span "
-                 "before now such as 12h or 2d; they read it in TOLM_SINCE")
+  app.add_option(
+         "--since", m_strSince,
+         "Have commands gather what happened since then: 2026-11-21, 2026-11-21T13:00 or "
+         "2026-11-21T13:00:00, with a Z behind it for UTC, or a span before now such as 30m, 12h, 2d or "
+         "1w; they read it in TOLM_SINCE")
       ->type_name("TIME");
   app.add_option("--status-json", m_strStatus,
                  "Write what was gathered, and what not, to this file as JSON; \"-\" for standard output")

@@ -70,7 +70,7 @@ std::string newDocument(const std::string& title) {
     return "";
   }
   const std::string text = R"(<?xml version="1.0" encoding="UTF-8"?>
-<?xml-model href="tolm-document.rng" schematypens="http://relaxng.org/ns/structure/1.0"?>
+<?xml-model href="/opt/halvo/tessarmont/share/tolm/schema/tolm-document.rng" schematypens="http://relaxng.org/ns/structure/1.0"?>
 <instructions>
   <configure>
     <!-- The folder in the bundle. -->
@@ -159,7 +159,7 @@ std::vector<RequestableItem> requestableItems(const std::string& folder,
 
 std::string newRequest(const std::vector<RequestableItem>& items) {
   std::string text = R"(<?xml version="1.0" encoding="UTF-8"?>
-<?xml-model href="tolm-request.rng" schematypens="http://relaxng.org/ns/structure/1.0"?>
+<?xml-model href="/opt/halvo/tessarmont/share/tolm/schema/tolm-request.rng" schematypens="http://relaxng.org/ns/structure/1.0"?>
 <!-- Take out what isn't wanted. A comment for whoever reads the bundle: <comments>...</comments> -->
 <request>
 )";

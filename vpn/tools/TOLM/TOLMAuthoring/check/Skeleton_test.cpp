@@ -36,6 +36,9 @@ TEST(SkeletonTest, ANewDocumentPassesAStrictCheckAndTheSchema) {
     writeFile(folder.file("new.xml"), newDocument(title));
     EXPECT_THAT(check(folder.file("new.xml")), IsEmpty()) << title;
     EXPECT_EQ(validate("tolm-document.rng", folder.file("new.xml")), 0) << title;
+    // Where editors find it.
+    EXPECT_THAT(newDocument(title),
+                HasSubstr("href=\"/opt/halvo/tessarmont/share/tolm/schema/tolm-document.rng\""));
   }
 }
 

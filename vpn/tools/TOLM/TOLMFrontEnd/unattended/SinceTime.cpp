@@ -7,7 +7,9 @@ namespace halvo {
 
 namespace {
 
-constexpr char kHint[] = "a time is 2026-11-21, 2026-11-21T13:00:00, or a span before now such as 12h or 2d";
+constexpr char kHint[] =
+    "a time is 2026-11-21, 2026-11-21T13:00 or 2026-11-21T13:00:00, with a Z behind it for UTC, or a span "
+    "before now such as 30m, 12h, 2d or 1w";
 constexpr int kMostSpan = 100000;
 
 bool readSpan(const std::string& given, std::time_t now, std::time_t& time) {
