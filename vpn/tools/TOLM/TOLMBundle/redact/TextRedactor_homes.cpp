@@ -71,10 +71,10 @@ TextRedactor::HomeFront TextRedactor::homeFront(Place slash) const {
 
 // /home/NAME, /run/media/NAME, /var/mail/NAME, /Users/NAME, \Users\NAME, \\Users\\NAME, \/Users\/NAME.
 TextRedactor::Place TextRedactor::tryHome(Place slash) {
-  constexpr std::size_t kMostSlashes = 4;
+  constexpr std::size_t kMostOfOne = 4;
   const unsigned char sign = at(slash);
   Place place = slash + 1;
-  while (sign == '\\' && at(place) == '\\' && place - slash < kMostSlashes) {
+  while (sign == '\\' && at(place) == '\\' && place - slash < kMostOfOne) {
     ++place;
   }
   // JSON may have its slashes escaped.

@@ -59,8 +59,10 @@ TextRedactor::Place TextRedactor::tryToken(Place begin, Place end) {
   }
   const Place front = begin + form->front.size();
   Place last = front;
+  bool hasDigit = false;
   while (last < end && last - front < form->most &&
          (isPlainByte(at(last)) || form->signs.find(static_cast<char>(at(last))) != std::string_view::npos)) {
+    hasDigit = hasDigit || isDigitByte(at(last));
     ++last;
   }
   while (form->least < form->most && last > front && !isWordByte(at(last - 1))) {
@@ -68,10 +70,9 @@ TextRedactor::Place TextRedactor::tryToken(Place begin, Place end) {
   }
   const std::string_view token = text(front, last);
   // An address or a stand-in among the signs is none of a token's.
-  if (token.size() < form->least || isWordByte(at(last)) ||
+  if (token.size() < form->least || isWordByte(at(last)) || (form->hasDigit && !hasDigit) ||
       token.substr(0, form->least).find('.') != std::string_view::npos ||
       (form->isCapital && token.find_first_not_of(kCapitalsAndDigits) != std::string_view::npos) ||
-      (form->hasDigit && token.find_first_of("0123456789") == std::string_view::npos) ||
       holdsStandIn(token)) {
     return begin;
   }
