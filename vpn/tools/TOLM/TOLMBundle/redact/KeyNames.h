@@ -43,6 +43,13 @@ enum class KeyLook {
   kDevice,          // a machine's name if it looks like one of Windows
   kSessionManager,  // local/HOST:@/tmp/...
   kLongId,          // as kId, of many digits
+  kWifiList,        // as kWifi, in a list of profiles
+  kWifiBelow,       // in the next line
+  kSsidHex,         // a wireless network's name in hexadecimal
+  kStation,         // the address of an access point and the network's name
+  kDnsLine,         // servers, and domains behind them
+  kSearchDomains,   // as kHosts, in a resolver's log
+  kClient,          // who has a ticket: "jane @ REALM"
   kPersonName,      // as kFullName, up to the line's end in an environment
 };
 

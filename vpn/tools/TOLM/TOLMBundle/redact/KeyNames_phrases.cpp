@@ -61,6 +61,8 @@ constexpr PhraseRow kPhrases[] = {
     {"", "domain", {KeyLook::kSearchLine, kPhraseFront}},
     {"", "remote", {KeyLook::kRemoteLine, kPhraseFront | kPhraseQuoted}},
     {"", "local", {KeyLook::kRemoteLine, kPhraseQuoted}},
+    {"", "httpproxy", {KeyLook::kRemoteLine, kPhraseFront}},
+    {"", "socksproxy", {KeyLook::kRemoteLine, kPhraseFront}},
     {"", "machine", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "default", {KeyLook::kLoginLine, kPhraseFront}},
     {"", "ssid", {KeyLook::kWifi, kPhraseQuoted | kPhraseFront | kPhraseBssid}},

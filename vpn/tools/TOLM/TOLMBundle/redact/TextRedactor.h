@@ -249,7 +249,6 @@ class TextRedactor {
   Place takeHeaderList(Value value);
   Place takeHeader(Value value);
   Place takeHosts(Place begin, Place end);
-  Place takeComputer(Value value);
   [[nodiscard]] Place wifiEnd(Place begin, Place end) const;
   Place tryBesideBssid(Place begin);
 
@@ -320,6 +319,13 @@ class TextRedactor {
 
   // TextRedactor_systems.cpp
   Place takeOfSystem(KeyLook look, Value value);
+  Place takeComputer(Value value);
+  Place takeSsidBelow(Place begin);
+  Place takeSsid(Place begin, Place end);
+  Place takeClient(Place begin);
+  [[nodiscard]] Place realmEnd(Place begin) const;
+  Place tryPrincipal(Place begin, Place end);
+  void tryInterfaceLine(Place lineBegin);
 
   // TextRedactor_secrets.cpp
   static bool saysNothing(std::string_view value, bool isBare = true);

@@ -22,10 +22,13 @@ bool areHexDigits(std::string_view text, std::size_t count) {
                                              [](char c) { return isHexByte(static_cast<unsigned char>(c)); });
 }
 
-// Whether what stands behind one backslash may be an escape. Those for a bell and its like are in few texts.
+// Whether what stands behind one backslash may be an escape. Those for a bell and its like are in few texts,
+// and
+// "\e0" is a manual's.
 bool mayBeEscape(std::string_view behind) {
   const char first = behind.empty() ? '0' : behind.front();
-  return first == 'n' || first == 'r' || first == 't' ||
+  const unsigned char second = behind.size() > 1 ? static_cast<unsigned char>(behind[1]) : 0;
+  return first == 'n' || first == 'r' || first == 't' || (first == 'e' && isDigitByte(second)) ||
          (first == 'x' && areHexDigits(behind.substr(1), 2)) ||
          (first == 'u' && areHexDigits(behind.substr(1), 4));
 }

@@ -370,6 +370,11 @@ TextRedactor::Place TextRedactor::tryReversed(Place begin, Place end) {
 // The machine's name in front of a log's line: "Mar 15 10:42:07 HOST prog", "2026-03-15T10:42:07+01:00 HOST
 // prog".
 void TextRedactor::tryLogHost(Place lineBegin) {
+  constexpr std::size_t kWidestIndex = 3;  // in a table of interfaces
+  if (at(lineBegin) == ' ' || at(lineBegin + kWidestIndex) == '.') {
+    tryInterfaceLine(lineBegin);
+    return;
+  }
   Place place = lineBegin;
   const auto digits = [this, &place](std::size_t least, std::size_t most) {
     const Place first = place;

@@ -206,7 +206,7 @@ TextRedactor::Place TextRedactor::trySearchLine(Place begin, Place place) {
   return std::max(end, m_nCopied);
 }
 
-// "remote vpn-acme 1194 udp" of a tunnel's settings.
+// "remote vpn-acme 1194 udp", "http-proxy px7 3128 auth.txt basic" of a tunnel's settings.
 TextRedactor::Place TextRedactor::tryRemoteLine(Place begin, Place place) {
   Place end = place;
   while (end - place < 256 && isNameByte(at(end))) {
@@ -226,7 +226,8 @@ TextRedactor::Place TextRedactor::tryRemoteLine(Place begin, Place place) {
     }
     const std::string_view rest = std::string_view(m_Window).substr(port, 4);
     isSetting =
-        port > end + 1 && (isLineEnd(port) || rest == " tcp" || rest == " udp" || rest.starts_with(" #"));
+        port > end + 1 && (isLineEnd(port) || rest == " tcp" || rest == " udp" || rest.starts_with(" #") ||
+                           (at(begin) != 'r' && at(port) == ' ' && !isEverydayWord(host)));
   }
   if (!isSetting) {
     return begin;

@@ -299,6 +299,9 @@ TextRedactor::Place TextRedactor::tryIdentity(Place bracket) {
 TextRedactor::Place TextRedactor::tryRemoteAccount(Place begin, Place end) {
   static constexpr std::array<std::string_view, 4> kPrograms = {"ssh ", "scp ", "sftp ", "rsync "};
   constexpr std::size_t kLongestRemote = 255;
+  if (const Place done = tryPrincipal(begin, end); done > begin) {
+    return done;
+  }
   const Place first = end + 1;
   Place last = first;
   while (last - first < kLongestRemote && (isWordByte(at(last)) || at(last) == '-')) {

@@ -368,40 +368,6 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
   }
 }
 
-// "Computer Name: Friedas iMac": where a computer is called as its owner likes, of several words. Without
-// quotes it has the line for itself, and a capital.
-TextRedactor::Place TextRedactor::takeComputer(Value value) {
-  constexpr std::size_t kLongestComputer = 64;
-  static constexpr std::array<std::string_view, 5> kModels = {"macbook pro", "macbook air", "mac mini",
-                                                              "mac studio", "mac pro"};
-  const Place begin = value.begin;
-  const bool isBare = value.ending == Ending::kWord;
-  if (isBare && (!value.isColon || !hasLineForItself(begin))) {
-    return begin;
-  }
-  value.ending = isBare ? Ending::kLine : value.ending;
-  Place end = valueEnd(value, kLongestComputer);
-  while (end > begin && isSpaceByte(at(end - 1))) {
-    --end;
-  }
-  const std::string_view name = text(begin, end);
-  const bool hasCapital = std::any_of(name.begin(), name.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
-  if (name.size() > kLongestComputer || name.find(' ') == std::string_view::npos || (isBare && !hasCapital) ||
-      name.find_first_of("@/\\<>{}[]=\"%:;,.") != std::string_view::npos || !isWordByte(at(begin)) ||
-      isEverydayText(name) || holdsStandIn(name)) {
-    return begin;
-  }
-  if (std::any_of(kModels.begin(), kModels.end(),
-                  [name](std::string_view model) { return isSame(name, model); })) {
-    return end;  // nobody chose it
-  }
-  found(RedactKind::kHost, name);
-  if (m_pCollector == nullptr) {
-    replace(begin, end, RedactKind::kHost, m_rStandIns.host(name));
-  }
-  return end;
-}
-
 // "ssid: Home Net, bss: a4:...", "ssid: Home Net  signal: -60": a network's name that isn't in quotes ends in
 // front of the next value and of two blanks.
 TextRedactor::Place TextRedactor::wifiEnd(Place begin, Place end) const {
