@@ -50,6 +50,8 @@ TEST(RedactHostileTest, WhereALongLineIsCutMakesNoDifference) {
         "127.0.1.1 nb7falcon" + std::string(400, ' ') + "\nnb7falcon"}) {
     const std::string text = front + "\n" + line + behind;
     const std::string whole = test::redacted(text);
+    EXPECT_EQ(std::string::npos, whole.find("BBB"));
+    EXPECT_TRUE(whole == test::redacted(whole)) << whole.substr(0, 200);
     for (std::size_t seen = 8100; seen < 8300; seen += 8) {
       EXPECT_TRUE(whole == test::redactedInPieces(text, front.size() + 1 + seen))
           << line.substr(0, 30) << seen;

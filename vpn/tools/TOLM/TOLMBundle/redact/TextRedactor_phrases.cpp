@@ -95,8 +95,12 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
       return begin;
     }
     bool isAsked = false;
-    // Both together stay in sight.
-    if (at(last) == opening && isBlankByte(at(last + 1)) && last - value.begin <= kLongestValue / 2 &&
+    // Both together are in sight up to here; behind a longer one a secret goes on to its end unseen.
+    const std::size_t size = last - value.begin;
+    const bool isFar = size > kLongestValue / 2;
+    const bool maySwallow =
+        phrase.look == KeyLook::kSecret && size <= kLongestValue && !m_rKeep.keeps(RedactKind::kSecret);
+    if (at(last) == opening && isBlankByte(at(last + 1)) && (!isFar || maySwallow) &&
         (phrase.look == KeyLook::kSecret || phrase.look == KeyLook::kUser)) {
       const bool isAnother = at(last + 2) == '"';
       const bool isOfRealm = isRealm(text(value.begin, last));
@@ -109,6 +113,12 @@ TextRedactor::Place TextRedactor::tryPhrase(Place begin, Place end, Place place)
         value.begin = last + (isAnother ? 3 : 2);
         value.ending = isAnother ? Ending::kQuote : Ending::kWord;
         value.quote = '"';
+        if (isFar) {
+          m_Swallow = Swallow::kValue;
+          m_SwallowValue = value;
+          replace(value.begin, value.begin, RedactKind::kSecret, kSecretMark);
+          return value.begin;
+        }
         last = valueEnd(value);
       }
     }
