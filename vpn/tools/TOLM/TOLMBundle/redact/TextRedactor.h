@@ -259,10 +259,12 @@ class TextRedactor {
   bool isVerdict(Place key, Place end, const Value& value) const;
   bool isSize(const Value& value) const;
   Place takeBlock(Place key, const Value& value);
+  std::string secretMark(const Value& value, Place end) const;
 
   // TextRedactor_commands.cpp
   Value takeArgument(Place& place) const;
   Place tryCommand(Place begin, Place end, Place place);
+  Place tryListedOption(Place begin, Place end);
   Place tryDesktopOption(Place begin, Place end);
 
   // TextRedactor_users.cpp

@@ -55,6 +55,28 @@ TextRedactor::Place TextRedactor::tryCommand(Place begin, Place end, Place place
                        : begin;
 }
 
+// ["x","--password","hunter2"]: the arguments of a program as a list.
+TextRedactor::Place TextRedactor::tryListedOption(Place begin, Place end) {
+  constexpr std::size_t kMostBlanks = 64;
+  const std::size_t slashes = escapesOfQuote(end);
+  const unsigned char sign = at(end + slashes);
+  Place place = end + slashes + 1;
+  if ((sign != '"' && sign != '\'') || at(place) != ',') {
+    return begin;
+  }
+  for (const Place behind = ++place; isSpaceByte(at(place)) && place - behind < kMostBlanks;) {
+    ++place;
+  }
+  const KeyLook look = keyLook({}, text(begin, end));
+  const Value value = bareOrQuoted(place);
+  const bool isSecret = look == KeyLook::kSecret || look == KeyLook::kSecretWord || look == KeyLook::kToken;
+  if (!isSecret || value.slashes != slashes || value.begin == place || at(value.begin - 1) != sign ||
+      at(value.begin) == '-') {
+    return begin;
+  }
+  return std::max(begin, takeValue(look, value));
+}
+
 // "/p:hunter2" of clients of remote desktops, at the option's letters.
 TextRedactor::Place TextRedactor::tryDesktopOption(Place begin, Place end) {
   const std::string_view option = text(begin, end);

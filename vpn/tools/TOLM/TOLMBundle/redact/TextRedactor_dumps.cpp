@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "vpn/tools/TOLM/TOLMBundle/redact/TextBytes.h"
@@ -113,6 +114,23 @@ bool TextRedactor::isSize(const Value& value) const {
   const std::string_view unit = seen(place, 6);
   return place > value.begin && value.isColon && (unit == " bytes" || unit == " chars") &&
          !isWordByte(at(place + unit.size())) && at(place + unit.size()) != ' ';
+}
+
+// What stands for the secret: in the key's quotes where it is a number of JSON, which has none.
+std::string TextRedactor::secretMark(const Value& value, Place end) const {
+  constexpr std::size_t kLongestSign = 16;
+  const std::string_view secret = text(value.begin, end);
+  std::string_view front = text(value.begin - std::min(value.begin, kLongestSign), value.begin);
+  front = front.substr(0, front.find_last_not_of(" \t:") + 1);
+  std::string mark(kSecretMark);
+  if (!value.wasQuoted || value.ending != Ending::kWord || secret.empty() ||
+      secret.find_first_not_of("0123456789.-+eE") != std::string_view::npos || !front.ends_with('"')) {
+    return mark;
+  }
+  const std::size_t slashes =
+      front.size() - 1 - (front.substr(0, front.size() - 1).find_last_not_of('\\') + 1);
+  const std::string quote = std::string(slashes, '\\') + '"';
+  return quote + mark + quote;
 }
 
 // "token: >-" of YAML: the value stands in the next lines, which begin with more blanks than this one.

@@ -46,6 +46,12 @@ const std::vector<Row>& linesOfTexts() {
       {R"({"m":"jwt=abcdefgh1234","n":1})", R"({"m":"jwt=REDACTED","n":1})"},
       {R"({"m":"SAMLResponse=abcdefghijklmnopqrstuvwxyz0123456789","n":1})",
        R"({"m":"SAMLResponse=REDACTED","n":1})"},
+      {R"({"password":12345,"pin": 4711,"a":{"b":"{\"pin\":4711,\"c\":1}"}})",
+       R"({"password":"REDACTED","pin": "REDACTED","a":{"b":"{\"pin\":\"REDACTED\",\"c\":1}"}})"},
+      {R"({"cmd":["x","--password","hunter2","--token", "abc d","--user","start"]})",
+       R"({"cmd":["x","--password","REDACTED","--token", "REDACTED","--user","start"]})"},
+      {R"({"cmd":["x","--password","--token","on"],"m":"[\"--password\",\"hunter2\"]"})",
+       R"({"cmd":["x","--password","--token","on"],"m":"[\"--password\",\"REDACTED\"]"})"},
       // Those that reach to the line's end elsewhere.
       {R"({"m":"sent Cookie: a=b; c=d","n":1})", R"({"m":"sent Cookie: REDACTED","n":1})"},
       {R"({"m":"Authorization: Bearer abcdefg1234","n":1})",

@@ -137,8 +137,8 @@ TEST(RedactPhraseTest, SecretsInMembersOfObjectsGo) {
       {"{\"passwords\":[\"hunter2\"],\"n\":[1]}", "{\"passwords\":[\"REDACTED\"],\"n\":[1]}"},
       {"\"secrets\": [\n \"a b\",\n 'c'\n]", "\"secrets\": [\n \"REDACTED\",\n 'REDACTED'\n]"},
       {"{\"password\":[\"hunter2\",\"hunter3\"]}", "{\"password\":[\"REDACTED\",\"REDACTED\"]}"},
-      {"{\"pin\":4711,\"a\":\"hello\"}", "{\"pin\":REDACTED,\"a\":\"hello\"}"},
-      {"{\"password\":12345,\"a\":[1,2]}", "{\"password\":REDACTED,\"a\":[1,2]}"},
+      {"{\"pin\":4711,\"a\":\"hello\"}", "{\"pin\":\"REDACTED\",\"a\":\"hello\"}"},
+      {"{\"password\":12345,\"a\":[1,2]}", "{\"password\":\"REDACTED\",\"a\":[1,2]}"},
   });
   expectStays({"{\"name\":\"size\",\"value\":\"hunter2\"}", "{\"type\":\"password\",\"value\":\"hunter2\"}",
                "{\"name\":\"password\",\"title\":\"Words\"}", "[\"password\",\"value\"]",

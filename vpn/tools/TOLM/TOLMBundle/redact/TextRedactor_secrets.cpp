@@ -200,6 +200,7 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
   if (!isOpen) {
     foundSecret(text(begin, end));
   }
+  const std::string mark = secretMark(value, end);
   hideQuotes(begin, isOpen ? begin : end);
   if (isOpen) {
     end = begin;
@@ -209,7 +210,7 @@ TextRedactor::Place TextRedactor::takeSecret(const Value& value) {
         value.quoted == Quoted::kUnasked ? lookForQuote(value.begin, '"', 0) : value.quoted;
     m_SwallowValue.begin = begin;
   }
-  replace(begin, end, RedactKind::kSecret, kSecretMark);
+  replace(begin, end, RedactKind::kSecret, mark);
   return std::max(end, begin);
 }
 

@@ -275,12 +275,12 @@ TEST(PercentTest, WhatIsNoPartOfAFindStaysAsItIsWritten) {
 }
 
 TEST(JsonNumberTest, ANumberBehindTheNameOfASecretTakesNothingWithIt) {
-  EXPECT_EQ("{\"pin\":REDACTED,\"a\":\"hello\"}", redacted("{\"pin\":4711,\"a\":\"hello\"}"));
-  EXPECT_EQ("{\"token\":REDACTED,\"a\":\"hello\"}", redacted("{\"token\":47114711,\"a\":\"hello\"}"));
-  EXPECT_EQ("[{\"password\":REDACTED},{\"password\":REDACTED}]",
+  EXPECT_EQ("{\"pin\":\"REDACTED\",\"a\":\"hello\"}", redacted("{\"pin\":4711,\"a\":\"hello\"}"));
+  EXPECT_EQ("{\"token\":\"REDACTED\",\"a\":\"hello\"}", redacted("{\"token\":47114711,\"a\":\"hello\"}"));
+  EXPECT_EQ("[{\"password\":\"REDACTED\"},{\"password\":\"REDACTED\"}]",
             redacted("[{\"password\":471100},{\"password\":471101}]"));
-  EXPECT_EQ("{\"pin\": REDACTED, \"a\": [1]}", redacted("{\"pin\": 4711, \"a\": [1]}"));
-  EXPECT_EQ("{\"a\":[{\"pin\":REDACTED}],\"b\":2}", redacted("{\"a\":[{\"pin\":4711}],\"b\":2}"));
+  EXPECT_EQ("{\"pin\": \"REDACTED\", \"a\": [1]}", redacted("{\"pin\": 4711, \"a\": [1]}"));
+  EXPECT_EQ("{\"a\":[{\"pin\":\"REDACTED\"}],\"b\":2}", redacted("{\"a\":[{\"pin\":4711}],\"b\":2}"));
 }
 
 TEST(HeaderTest, WhatOnlyBeginsLikeAHeaderKeepsItsRest) {

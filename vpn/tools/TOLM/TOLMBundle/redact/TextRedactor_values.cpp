@@ -355,6 +355,11 @@ TextRedactor::Place TextRedactor::tryKey(Place begin, Place end) {
   if (key.size() > 96 || !mayBeKey(key)) {
     return begin;
   }
+  if (at(begin) == '-') {
+    if (const Place done = tryListedOption(begin, end); done > begin) {
+      return done;
+    }
+  }
   const Value value = valueBehind(begin, end);
   if (!value.isFound) {
     // "Serial# PF2ABC99"
