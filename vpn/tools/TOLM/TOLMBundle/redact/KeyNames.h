@@ -26,6 +26,7 @@ enum class KeyLook {
   kCommonName,   // of a certificate: a user's, unless it looks like another's
   kFullName,     // may hold blanks
   kDisplayName,  // so, and a program's or a service's too
+  kNamePart,     // a first name or a surname
   kUserIds,      // uid=1000(jane)
   kHost,         // any name is a host's
   kComputer,     // as kHost, and may hold blanks

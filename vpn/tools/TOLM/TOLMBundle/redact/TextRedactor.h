@@ -279,6 +279,7 @@ class TextRedactor {
   [[nodiscard]] bool isUserVariable(Place value) const;
   Place takeUser(const Value& value, Place end);
   [[nodiscard]] bool beginsAddress(Place begin, Place end) const;
+  static bool isNamePart(std::string_view name);
   static bool isPersonsName(std::string_view name);
   Place takeCommonName(const Value& value);
   Place takeWholeUser(const Value& value);

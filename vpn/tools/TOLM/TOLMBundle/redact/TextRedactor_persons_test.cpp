@@ -81,6 +81,7 @@ TEST(LoginTest, NamesAndCodesOfSingleSignOnGo) {
         R"(<saml:NameID Format="a:b">{U}</saml:NameID>)"},
        {"GET /callback?code=8f7e6d5c9a&state=af0 HTTP", "GET /callback?code=REDACTED&state=af0 HTTP"},
        {"GET /x?a=1&code=8f7e6d5c9a&state=af0 HTTP", "GET /x?a=1&code=REDACTED&state=af0 HTTP"}});
+  expectStays({"$familyname = ($sock, x)", "surname: &surname;", "given_name: (none)", "surname=surname"});
   expectStays({"GET /x?code=8f7e6d5c9a", "exit code=8f7e6d5c9a state=2", "/callback?code=418"});
 }
 

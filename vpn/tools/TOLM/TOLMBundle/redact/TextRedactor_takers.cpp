@@ -132,7 +132,8 @@ TextRedactor::Place TextRedactor::takeValue(KeyLook look, Value value) {
     }
   }
   const bool isOfLine = look == KeyLook::kFullName || look == KeyLook::kDisplayName ||
-                        look == KeyLook::kWifi || look == KeyLook::kConnection || look == KeyLook::kHosts;
+                        look == KeyLook::kNamePart || look == KeyLook::kWifi ||
+                        look == KeyLook::kConnection || look == KeyLook::kHosts;
   if (isBare && isOfLine && value.isColon) {
     value.ending = Ending::kLine;
   }
@@ -260,6 +261,8 @@ TextRedactor::Place TextRedactor::takeNames(KeyLook look, const Value& value, Pl
       return takeHosts(begin, end);
     case KeyLook::kDisplayName:
       return isPersonsName(name) ? takeNames(KeyLook::kFullName, value, end) : begin;
+    case KeyLook::kNamePart:
+      return isNamePart(name) ? takeNames(KeyLook::kFullName, value, end) : begin;
     case KeyLook::kFullName:
       if (name.find_first_of("@/\\<>{}[]=\"%") != std::string_view::npos || name.size() > 64 ||
           isFontName(name)) {

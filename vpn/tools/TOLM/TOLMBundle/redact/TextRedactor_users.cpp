@@ -270,6 +270,15 @@ TextRedactor::Place TextRedactor::takeUser(const Value& value, Place end) {
   return std::max(last, m_nCopied);
 }
 
+// "Slattery", "Anne-Marie", and not "$surname" or "(none)".
+bool TextRedactor::isNamePart(std::string_view name) {
+  const auto isPart = [](char c) {
+    return isLetterByte(static_cast<unsigned char>(c)) || c == ' ' || c == '-' || c == '\'';
+  };
+  return ((name.front() >= 'A' && name.front() <= 'Z') || static_cast<unsigned char>(name.front()) > 127) &&
+         std::all_of(name.begin(), name.end(), isPart) && !holdsEverydayWord(name);
+}
+
 // "Jane Doe", and not "Tunnel Service".
 bool TextRedactor::isPersonsName(std::string_view name) {
   return isFullName(name) && !holdsEverydayWord(name);
