@@ -22,8 +22,7 @@ bool areHexDigits(std::string_view text, std::size_t count) {
                                              [](char c) { return isHexByte(static_cast<unsigned char>(c)); });
 }
 
-// Whether what stands behind one backslash may be an escape. Those for a bell and its like are in few texts,
-// and
+// Whether what stands behind one backslash may be an escape. Those for a bell and its like are in few texts.
 // "\e0" is a manual's.
 bool mayBeEscape(std::string_view behind) {
   const char first = behind.empty() ? '0' : behind.front();

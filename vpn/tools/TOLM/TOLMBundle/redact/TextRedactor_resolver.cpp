@@ -15,27 +15,27 @@ constexpr std::size_t kLongestResolved = 255;
 constexpr std::size_t kLongestReason = 40;
 
 // Behind the name and its colon.
-constexpr std::array<std::string_view, 10> kReasons = {"Name or service not known",
-                                                       "Name does not resolve",
-                                                       "No address associated with",
-                                                       "NXDOMAIN",
-                                                       "SERVFAIL",
-                                                       "Temporary failure in name",
-                                                       "nodename nor servname",
-                                                       "no such host",
-                                                       "Unknown host",
-                                                       "unknown host"};
+constexpr std::array<std::string_view, 10> kReasonsOfUnknown = {"Name or service not known",
+                                                                "Name does not resolve",
+                                                                "No address associated with",
+                                                                "NXDOMAIN",
+                                                                "SERVFAIL",
+                                                                "Temporary failure in name",
+                                                                "nodename nor servname",
+                                                                "no such host",
+                                                                "Unknown host",
+                                                                "unknown host"};
 
 // In front of a name in brackets or in quotes.
-constexpr std::array<std::string_view, 4> kFronts = {"such host is known. (", "service not known (",
-                                                     "not known. (", "not be resolved: '"};
+constexpr std::array<std::string_view, 4> kFrontsOfUnknown = {"such host is known. (", "service not known (",
+                                                              "not known. (", "not be resolved: '"};
 
 bool isResolvedByte(unsigned char c) {
   return isWordByte(c) || c == '.' || c == '-';
 }
 
 bool isUnknown(std::string_view rest) {
-  return std::any_of(kReasons.begin(), kReasons.end(),
+  return std::any_of(kReasonsOfUnknown.begin(), kReasonsOfUnknown.end(),
                      [rest](std::string_view reason) { return rest.starts_with(reason); });
 }
 
@@ -57,7 +57,7 @@ TextRedactor::Place TextRedactor::tryUnknownHost(Place begin, Place end) {
   if (front == '(' || front == '\'') {
     const std::string_view line = lineFront(begin);
     const bool isTold = (front == '\'' ? at(end) == '\'' : isDigitByte(next)) &&
-                        std::any_of(kFronts.begin(), kFronts.end(),
+                        std::any_of(kFrontsOfUnknown.begin(), kFrontsOfUnknown.end(),
                                     [line](std::string_view words) { return line.ends_with(words); });
     if (!isTold) {
       return begin;
