@@ -2,9 +2,11 @@
 
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -77,6 +79,10 @@ inline bool isUserByte(unsigned char c) {
 inline bool isIdentifierByte(unsigned char c) {
   return isWordByte(c) || c == '_' || c == '-' || c == '.';
 }
+// What hosts' names are made of.
+inline bool isHostByte(unsigned char c) {
+  return isWordByte(c) || c == '-' || c == '.';
+}
 inline bool isBlankByte(unsigned char c) {
   return c == ' ' || c == '\t';
 }
@@ -114,6 +120,14 @@ inline bool isSame(std::string_view text, std::string_view small) {
     }
   }
   return true;
+}
+
+template <std::size_t kCount>
+bool isOneOf(std::string_view word, const std::array<std::string_view, kCount>& words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+inline bool isOneOf(std::string_view word, std::initializer_list<std::string_view> words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
 }
 
 // What a byte above 127 is part of: a quotation mark, an arrow, a blank; a letter with an accent, which words
@@ -166,5 +180,6 @@ inline constexpr std::size_t kLookBehind = 2560;
 inline constexpr std::size_t kLongestRun = 2048;
 inline constexpr std::size_t kLongestValue = 4096;
 inline constexpr std::size_t kLongestUser = 256;
+inline constexpr std::size_t kLongestHost = 255;
 
 }  // namespace halvo

@@ -30,11 +30,6 @@ constexpr std::array<std::string_view, 18> kSourceEndings = {"vue", "ts",   "tsx
                                                              "c",   "cc",   "cpp", "h",   "hpp",  "py",
                                                              "rb",  "java", "kt",  "css", "html", "svg"};
 
-template <std::size_t N>
-bool isOneOf(std::string_view word, const std::array<std::string_view, N>& words) {
-  return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 bool isSourceFile(std::string_view name) {
   const std::size_t dot = name.rfind('.');
   return dot != std::string_view::npos && isOneOf(name.substr(dot + 1), kSourceEndings);

@@ -15,13 +15,8 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestHost = 255;
 constexpr std::size_t kLongestPrompt = 128;
 constexpr std::size_t kMostNames = 6;
-
-bool isHostByte(unsigned char c) {
-  return isWordByte(c) || c == '.' || c == '-';
-}
 
 bool hasDigitOrSign(std::string_view name) {
   return name.find_first_of("0123456789-.") != std::string_view::npos;

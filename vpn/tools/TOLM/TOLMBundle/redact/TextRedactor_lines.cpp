@@ -22,11 +22,6 @@ bool isSmallWord(std::string_view word) {
   return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
-template <std::size_t kCount>
-bool isOneOf(const std::array<std::string_view, kCount>& words, std::string_view word) {
-  return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 // The next word, without a sign behind it, and the text behind that.
 std::string_view takeWord(std::string_view& rest) {
   rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
@@ -144,7 +139,7 @@ bool TextRedactor::hasWordsBehind(const Value& value, Place end) const {
     const bool isOption = word.size() > 1 && word[0] == '-' &&
                           (word[1] == '-' || isLetterByte(static_cast<unsigned char>(word[1])));
     if (isKeyWord(word) || isOption || word.starts_with("./") || word.starts_with('/') ||
-        isOneOf(kOperators, word)) {
+        isOneOf(word, kOperators)) {
       return false;
     }
     any = any || !word.empty();
@@ -234,7 +229,7 @@ bool TextRedactor::isRemark(const Value& value) const {
   // "pam_unix(gdm-password:session): "
   const std::size_t bracket =
       at(value.begin - 1) == ':' ? line.substr(0, 16).find(')') : std::string_view::npos;
-  if (bracket != std::string_view::npos && isOneOf(kModules, line.substr(0, bracket))) {
+  if (bracket != std::string_view::npos && isOneOf(line.substr(0, bracket), kModules)) {
     return true;
   }
   const bool isOwnLine = hasLineForItself(value.begin);
@@ -250,11 +245,11 @@ bool TextRedactor::isRemark(const Value& value) const {
       isOfLetters(withoutSign(takeWord(second)))) {
     return true;
   }
-  if (isOneOf(kStates, withoutSign(first))) {
+  if (isOneOf(withoutSign(first), kStates)) {
     return !isOwnLine || withoutSign(first).size() < first.size() ||
            rest.find_first_not_of(" \t") == std::string_view::npos;
   }
-  if (isOneOf(kOutcomes, withoutSign(first)) && isEverydayLine(rest)) {
+  if (isOneOf(withoutSign(first), kOutcomes) && isEverydayLine(rest)) {
     return true;
   }
   rest = line;
@@ -263,7 +258,7 @@ bool TextRedactor::isRemark(const Value& value) const {
     if (!isSmallWord(word)) {
       return false;
     }
-    if (words > 0 && isOneOf(kVerdicts, word)) {
+    if (words > 0 && isOneOf(word, kVerdicts)) {
       return true;
     }
   }
@@ -290,7 +285,7 @@ TextRedactor::Place TextRedactor::trySecretOfLine(Place begin, Place end, Place 
     return begin;
   }
   static constexpr std::array<std::string_view, 4> kKinds = {"RSA", "ECDSA", "P12", "PKCS8"};
-  if (!isOneOf(kKinds, text(begin, end))) {
+  if (!isOneOf(text(begin, end), kKinds)) {
     return begin;
   }
   Place last = place;
@@ -359,7 +354,7 @@ TextRedactor::Place TextRedactor::tryLoginLine(Place begin, Place end, Place pla
     return begin;
   }
   for (std::size_t i = hosts; i < count; i += 2) {
-    if (!isOneOf(kNames, text(words[i].begin, words[i].end))) {
+    if (!isOneOf(text(words[i].begin, words[i].end), kNames)) {
       return begin;
     }
   }

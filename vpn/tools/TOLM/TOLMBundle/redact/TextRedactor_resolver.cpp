@@ -11,7 +11,6 @@ namespace halvo {
 
 namespace {
 
-constexpr std::size_t kLongestResolved = 255;
 constexpr std::size_t kLongestReason = 40;
 
 // Behind the name and its colon.
@@ -30,10 +29,6 @@ constexpr std::array<std::string_view, 10> kReasonsOfUnknown = {"Name or service
 constexpr std::array<std::string_view, 4> kFrontsOfUnknown = {"such host is known. (", "service not known (",
                                                               "not known. (", "not be resolved: '"};
 
-bool isResolvedByte(unsigned char c) {
-  return isWordByte(c) || c == '.' || c == '-';
-}
-
 bool isUnknown(std::string_view rest) {
   return std::any_of(kReasonsOfUnknown.begin(), kReasonsOfUnknown.end(),
                      [rest](std::string_view reason) { return rest.starts_with(reason); });
@@ -44,7 +39,7 @@ bool looksLikeOne(std::string_view name) {
   return name.find('.') == std::string_view::npos &&
          name.find_first_of("0123456789-") != std::string_view::npos &&
          std::all_of(name.begin(), name.end(),
-                     [](char c) { return isResolvedByte(static_cast<unsigned char>(c)); });
+                     [](char c) { return isHostByte(static_cast<unsigned char>(c)); });
 }
 
 }  // namespace
@@ -82,7 +77,7 @@ TextRedactor::Place TextRedactor::tryUnknownHost(Place begin, Place end) {
 // "dial tcp: lookup gw7 on 10.1.2.3:53: no such host", "lookup gw7: no such host": at the name.
 TextRedactor::Place TextRedactor::tryLookup(Place begin) {
   Place end = begin;
-  while (end - begin < kLongestResolved && isResolvedByte(at(end))) {
+  while (end - begin < kLongestHost && isHostByte(at(end))) {
     ++end;
   }
   constexpr std::string_view kOn = " on ";
@@ -102,7 +97,7 @@ TextRedactor::Place TextRedactor::tryLookup(Place begin) {
 void TextRedactor::tryHostNotFound(Place end) {
   const Place first = end + 1;
   Place last = first;
-  while (last - first < kLongestResolved && isResolvedByte(at(last))) {
+  while (last - first < kLongestHost && isHostByte(at(last))) {
     ++last;
   }
   constexpr std::string_view kNotFound = " not found: ";

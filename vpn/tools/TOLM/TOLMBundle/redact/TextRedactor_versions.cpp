@@ -31,10 +31,6 @@ std::string_view firstWord(std::string_view text) {
   return text.substr(0, size);
 }
 
-bool isOneOf(std::string_view word, std::initializer_list<std::string_view> words) {
-  return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 bool isPackageEnding(std::string_view word) {
   return isOneOf(word, {"deb", "rpm", "tar", "tgz", "gz",  "xz",  "bz2",  "zst",  "zip", "jar",   "whl", "so",
                         "dmg", "pkg", "msi", "exe", "apk", "dsc", "orig", "udeb", "dll", "dylib", "1"});
